@@ -1,0 +1,25 @@
+#pragma once
+
+// The throw functions: each captures the file and line of the statement that calls it.
+
+#include "vek/core/exception.h"
+
+namespace vek {
+
+[[noreturn]] void ThrowResult(result_t code, SourcePlace place = SourcePlace::Here());
+
+[[noreturn]] void ThrowBadQueryInterface(SourcePlace place = SourcePlace::Here());
+
+// Raises CheckFailedException unless `condition` holds.
+inline void Check(bool condition, SourcePlace place = SourcePlace::Here()) {
+    if (!condition) [[unlikely]]
+        throw CheckFailedException(place);
+}
+
+// Raises CheckResultFailedException with `code` when it is a failure.
+inline void CheckResult(result_t code, SourcePlace place = SourcePlace::Here()) {
+    if (Failed(code)) [[unlikely]]
+        throw CheckResultFailedException(place, code);
+}
+
+}  // namespace vek

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+namespace vek::platform {
+
+// A failure of the operating system in Win32 numbers; zero is success. Other systems' numbers
+// are translated to the nearest of them (Microsoft's "System Error Codes").
+using system_error_t = std::uint32_t;
+
+namespace system_error {
+inline constexpr system_error_t kNone = 0;
+inline constexpr system_error_t kFileNotFound = 2;
+inline constexpr system_error_t kTooManyOpenFiles = 4;
+inline constexpr system_error_t kAccessDenied = 5;
+inline constexpr system_error_t kInvalidHandle = 6;
+inline constexpr system_error_t kNotEnoughMemory = 8;
+inline constexpr system_error_t kGenFailure = 31;
+inline constexpr system_error_t kInvalidParameter = 87;
+inline constexpr system_error_t kModuleNotFound = 126;
+inline constexpr system_error_t kProcedureNotFound = 127;
+inline constexpr system_error_t kNoSystemResources = 1450;
+}  // namespace system_error
+
+// What the last failing call of the platform layer on this thread reported (GetLastError on
+// Windows, errno translated elsewhere).
+system_error_t LastError() noexcept;
+void SetLastError(system_error_t error) noexcept;
+
+}  // namespace vek::platform

@@ -1,0 +1,58 @@
+#pragma once
+
+// Trace lines built from pieces, and only when the line is taken:
+//
+//     trace::Write(tracer, trace::level::kDetail, "Get property ", trace::Hex(tag));
+
+#include <concepts>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "vek/trace/tracer.h"
+
+namespace vek::trace {
+
+// Written as "0x" and eight lowercase digits (sixteen for 64 bits): result codes, HRESULTs, tags.
+struct Hex {
+    explicit constexpr Hex(std::uint32_t v) noexcept : value(v), digits(8) {}
+    explicit constexpr Hex(std::int32_t v) noexcept : Hex(static_cast<std::uint32_t>(v)) {}
+    explicit constexpr Hex(std::uint64_t v) noexcept : value(v), digits(16) {}
+    std::uint64_t value;
+    int digits;
+};
+
+void AppendPiece(std::string& line, std::string_view text);
+void AppendPiece(std::string& line, std::u16string_view text);
+void AppendPiece(std::string& line, Hex number);
+void AppendPiece(std::string& line, std::int64_t number);
+void AppendPiece(std::string& line, std::uint64_t number);
+
+template <std::integral Number>
+requires(!std::same_as<Number, bool> && !std::same_as<Number, char> &&
+         !std::same_as<Number, char16_t>) void AppendPiece(std::string& line, Number number) {
+    if constexpr (std::signed_integral<Number>) {
+        AppendPiece(line, static_cast<std::int64_t>(number));
+    } else {
+        AppendPiece(line, static_cast<std::uint64_t>(number));
+    }
+}
+
+// Writes the line made of `pieces` when `tracer` takes lines of `level`; otherwise nothing is
+// formatted or allocated. Want of memory loses the line and nothing else.
+template <class... Pieces>
+void Write(const TracerPtr& tracer, level_t level, const Pieces&... pieces) noexcept {
+    if (!IsEnabled(tracer, level)) return;
+    try {
+        std::string line;
+        (AppendPiece(line, pieces), ...);
+        tracer->Write(level, line);
+    } catch (...) {  // NOLINT(bugprone-empty-catch): tracing never disturbs its caller
+    }
+}
+
+// To be called in a catch block: writes the current exception's text after `prefix`.
+void WriteCurrentException(const TracerPtr& tracer, std::string_view prefix = {},
+                           level_t level = level::kError) noexcept;
+
+}  // namespace vek::trace
