@@ -1,0 +1,86 @@
+#include "vek/core/text.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "vek/core/basic_string.h"
+
+namespace {
+
+TEST(Text, ConvertsBothWays) {
+    const std::pair<std::u16string, std::string> cases[] = {
+        {u"", ""},
+        {u"A\u007F\u0080\u07FF\u0800\uFFFF", "A\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
+        {u"\U00010000\U0010FFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
+        {std::u16string(u"a\0b", 3), std::string("a\0b", 3)},
+    };
+    for (const auto& [wide, narrow] : cases) {
+        EXPECT_EQ(vek::ToUtf8(wide), narrow);
+        EXPECT_EQ(vek::ToUtf8Strict(wide), narrow);
+        EXPECT_EQ(vek::ToUtf16(narrow), wide);
+    }
+}
+
+TEST(Text, WritesAnUnpairedSurrogateAsTheSingleUnit) {
+    const std::pair<std::u16string, std::string> cases[] = {
+        {{u'a', 0xD83D}, "a\xED\xA0\xBD"},
+        {{0xD83D, u'z'}, "\xED\xA0\xBDz"},
+        {{0xDE00, 0xD83D}, "\xED\xB8\x80\xED\xA0\xBD"},
+        {{0xD83D, 0xD83D, 0xDE00}, "\xED\xA0\xBD\xF0\x9F\x98\x80"},
+    };
+    for (const auto& [wide, narrow] : cases) {
+        EXPECT_EQ(vek::ToUtf8(wide), narrow);
+        EXPECT_EQ(vek::ToUtf8Strict(wide), std::nullopt);
+    }
+}
+
+TEST(Text, ReplacesEachMalformedByte) {
+    const std::pair<std::string, std::u16string> cases[] = {
+        {"\x80z", u"\uFFFDz"},                              // no lead
+        {"\xE2\x82", u"\uFFFD\uFFFD"},                      // cut short
+        {"\xC3z", u"\uFFFDz"},                              // no continuation
+        {"\xC0\x80", u"\uFFFD\uFFFD"},                      // too long a form
+        {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},            // a surrogate
+        {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},  // beyond the last code point
+    };
+    for (const auto& [narrow, wide] : cases) EXPECT_EQ(vek::ToUtf16(narrow), wide);
+}
+
+TEST(BasicString, LengthErrorsNameTheOperation) {
+    vek::wide_string_t text(u"abc");
+    const std::size_t beyond = text.max_size() - text.size() + 1;
+    const std::size_t all_beyond = text.max_size() + 1;
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { vek::wide_string_t(u"abc", all_beyond); }, "vek::basic_string_t constructor"},
+        {[&] { vek::wide_string_t(all_beyond, u'x'); }, "vek::basic_string_t constructor"},
+        {[&] { text.reserve_extra(beyond); }, "vek::basic_string_t::reserve_extra()"},
+        {[&] { text.reserve_extra(SIZE_MAX); }, "vek::basic_string_t::reserve_extra()"},
+        {[&] {
+             text.append({u"abc", beyond});
+         },
+         "vek::basic_string_t::reserve_extra()"},
+        {[&] { text.resize_extra_at(0, beyond); }, "vek::basic_string_t::resize_extra_at"},
+        {[&] { text.resize_extra_at(4, 0); }, "vek::basic_string_t::resize_extra_at"},
+    };
+    for (const auto& [operation, expected] : cases) {
+        try {
+            operation();
+            ADD_FAILURE() << expected;
+        } catch (const std::length_error& error) {
+            EXPECT_STREQ(error.what(), expected);
+        }
+    }
+    EXPECT_EQ(text.view(), u"abc");
+}
+
+TEST(BasicString, GrowsWhereAsked) {
+    vek::string_t text(3, 'x');
+    text.reserve_extra(100);
+    EXPECT_GE(text.capacity(), 103u);
+    text.resize_extra_at(1, 2)[1] = 'y';
+    text.resize_extra_at(5, 1)[0] = 'z';
+    EXPECT_EQ(text.append(text.view()).view(), std::string_view("x\0yxxzx\0yxxz", 12));
+}
+
+}  // namespace
