@@ -1,0 +1,29 @@
+#include "sandbox/product/scan_report.h"
+
+#include <cstdio>
+
+namespace sandbox::product {
+namespace {
+
+std::string Hex(vek::result_t code) {
+    char text[11];
+    std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(code));
+    return text;
+}
+
+}  // namespace
+
+std::string ToText(const ScanReport& report) {
+    std::string text = (report.incoming ? "incoming " : "outgoing ") + report.summary;
+    text += report.infected ? ": infected\n" : ": clean\n";
+    for (const std::string& finding : report.findings) text += "  found: " + finding + '\n';
+    for (const std::string& change : report.changes) text += "  changed: " + change + '\n';
+    for (const ScanFailure& failure : report.failures) {
+        text += "  failed: " + failure.operation + ", result=" + Hex(failure.code) + '\n';
+    }
+    text += "  " + std::to_string(report.callbacks) + " callbacks, " +
+            std::to_string(report.bytes_read) + " bytes read, result=" + Hex(report.result) + '\n';
+    return text;
+}
+
+}  // namespace sandbox::product
