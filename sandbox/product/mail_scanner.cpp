@@ -1,0 +1,43 @@
+#include "sandbox/product/mail_scanner.h"
+
+#include <new>
+#include <utility>
+
+namespace sandbox::product {
+namespace {
+
+using plugins::mail_processing::IMailMessage;
+
+// The border: nothing is raised into the caller.
+template <class Check>
+vek::result_t RunCheck(IMailMessage* message, Check&& check) noexcept {
+    if (message == nullptr) return vek::result::kInvalidArgument;
+    try {
+        return check(*message);
+    } catch (const std::bad_alloc&) {
+        return vek::result::kOutOfMemory;
+    } catch (...) {
+        return vek::result::kUnknownException;
+    }
+}
+
+}  // namespace
+
+MailScanner::MailScanner(std::shared_ptr<const ScannerEngine> engine, ReportSink sink)
+    : engine_(std::move(engine)), sink_(std::move(sink)) {}
+
+vek::result_t MailScanner::CheckMessage(std::uint32_t, bool incoming, IMailMessage* message) {
+    return RunCheck(message, [&](IMailMessage& checked) {
+        const ScanReport report = engine_->Check(incoming, checked);
+        if (sink_) sink_(report);
+        return report.result;
+    });
+}
+
+ScriptedScanner::ScriptedScanner(Script script) : script_(std::move(script)) {}
+
+vek::result_t ScriptedScanner::CheckMessage(std::uint32_t, bool incoming, IMailMessage* message) {
+    return RunCheck(message, [&](IMailMessage& checked) { return script_(incoming, checked); });
+}
+
+}  // namespace sandbox::product
