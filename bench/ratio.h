@@ -1,0 +1,25 @@
+#pragma once
+
+// Benchmarks that are judged by a ratio: the time of an operation to the time of its floor, the
+// least that any implementation must do, both measured in one run.
+//
+//     void PlainCopy(benchmark::State& state);
+//     void BuildAndParse(benchmark::State& state);
+//     BENCHMARK(PlainCopy);
+//     BENCHMARK(BuildAndParse);
+//     const bench::Ratio kPacket("packet, 1 MiB", "BuildAndParse", "PlainCopy", 1.3);
+//
+// After the run each ratio is printed on a line of its own that begins with "ratio". The
+// program's exit code is 1 when a ratio is over its budget or could not be measured.
+
+#include <string>
+
+namespace bench {
+
+struct Ratio {
+    // The names of the operation and the floor are those that Google Benchmark prints. Made before
+    // main() runs; the ratio is registered for the life of the program.
+    Ratio(std::string title, std::string operation, std::string floor, double budget);
+};
+
+}  // namespace bench

@@ -1,0 +1,32 @@
+# Steps with logs, for the commands of this tree; to be sourced with `root` set to its top.
+# shellcheck shell=bash disable=SC2034,SC2154  # names shared with whoever sources this
+
+logs=$root/build/logs
+jobs=$(nproc)
+
+# run_logged LOG COMMAND...: the output goes to LOG; the command's own exit code comes back.
+run_logged() {
+    local log=$1
+    shift
+    mkdir -p "${log%/*}"
+    "$@" >"$log" 2>&1 </dev/null
+}
+
+# show_tail LOG: the end of a log, where the reason for a failure is.
+show_tail() {
+    printf -- '---- the end of %s\n' "$1"
+    tail -n 40 -- "$1" | tr -d '\r'
+    printf -- '----\n'
+}
+
+# build_preset PRESET [TARGET...]: configures when that was not done yet, or when the presets
+# changed since; whether anything is to be built is for ninja to know.
+build_preset() {
+    local preset=$1 configured=$root/build/$1/configured
+    shift
+    if [[ ! $configured -nt $root/CMakePresets.json ]]; then
+        (cd "$root" && cmake --preset "$preset") || return
+        touch "$configured"
+    fi
+    cmake --build "$root/build/$preset" -j "$jobs" ${1:+--target "$@"}
+}
