@@ -1,0 +1,39 @@
+#pragma once
+
+// Between kept values and the platform's SPropValue.
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "mapi/mapi_interfaces.h"
+#include "sandbox/outlook/mapi_memory.h"
+#include "sandbox/outlook/property_value.h"
+
+namespace sandbox::outlook {
+
+// Something that has properties, kept or computed.
+class PropertySource {
+public:
+    // `tag` is a kept tag (KeptTag).
+    virtual std::optional<PropertyValue> Get(ULONG tag) const = 0;
+    // Kept tags of all there is.
+    virtual std::vector<ULONG> Tags() const = 0;
+
+protected:
+    ~PropertySource() = default;
+};
+
+// The tag of a text as a caller without MAPI_UNICODE in `flags` sees it, and with it.
+ULONG ShownTag(ULONG kept_tag, ULONG flags);
+
+// Fills `values`, as many as `tags`. A tag without a type takes the type of what is there; what
+// is missing becomes PT_ERROR with MAPI_E_NOT_FOUND. Texts and binaries are allocated with the
+// buffer `first`. True when nothing was missing.
+bool FillValues(MapiMemory& memory, void* first, const PropertySource& source,
+                std::span<const ULONG> tags, ULONG flags, SPropValue* values);
+
+// Nothing for a type that is not kept here or a value that points nowhere.
+std::optional<PropertyValue> TakeValue(const SPropValue& value);
+
+}  // namespace sandbox::outlook

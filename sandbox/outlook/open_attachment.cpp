@@ -1,0 +1,90 @@
+#include "sandbox/outlook/open_attachment.h"
+
+#include <utility>
+
+#include "mapi/property_tags.h"
+
+namespace sandbox::outlook {
+namespace {
+
+namespace tag = plugins::mapi::tag;
+
+class AttachmentHome final : public MessageHome {
+public:
+    explicit AttachmentHome(vek::RefPtr<OpenAttachment> attachment)
+        : attachment_(std::move(attachment)) {}
+
+    HRESULT Save(const MessageRecord& message, ULONG) override {
+        return attachment_->PutMessage(std::make_shared<const MessageRecord>(message));
+    }
+    const std::string& entry_id() const override { return none_; }
+
+private:
+    const vek::RefPtr<OpenAttachment> attachment_;
+    const std::string none_;  // a message inside another has no entry id
+};
+
+}  // namespace
+
+OpenAttachment::OpenAttachment(std::shared_ptr<Runtime> runtime, vek::RefPtr<OpenMessage> message,
+                               AttachmentRecord record, Kind kind, Access access)
+    : PropertyObject(std::move(runtime), access),
+      message_(std::move(message)),
+      record_(std::move(record)),
+      kind_(kind) {}
+
+HRESULT OpenAttachment::PutMessage(std::shared_ptr<const MessageRecord> message) {
+    if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
+    record_.message = std::move(message);
+    return S_OK;
+}
+
+std::optional<PropertyValue> OpenAttachment::Get(ULONG wanted) const {
+    return GetProperty(record_, wanted);
+}
+
+std::vector<ULONG> OpenAttachment::Tags() const {
+    return PropertyTags(record_.properties, {tag::kAttachNum, tag::kAttachSize});
+}
+
+HRESULT OpenAttachment::Put(ULONG changed, std::optional<PropertyValue> value) {
+    if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
+    if (IsComputedOfAttachment(changed)) return MAPI_E_COMPUTED;
+    return PutInto(record_.properties, changed, std::move(value));
+}
+
+HRESULT OpenAttachment::Save(ULONG flags) {
+    if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
+    const HRESULT code = message_->SaveAttachment(record_, kind_ == Kind::kNew);
+    if (FAILED(code)) return code;
+    kind_ = Kind::kExisting;
+    set_access(AccessAfterSave(flags));
+    return S_OK;
+}
+
+ULONG OpenAttachment::StreamTag(ULONG wanted) const {
+    // An OLE object's bytes are its content under either tag.
+    return wanted == tag::kAttachDataObj && HasMethod(ATTACH_OLE) ? tag::kAttachDataBin : wanted;
+}
+
+HRESULT OpenAttachment::OpenOther(ULONG wanted, REFIID id, ULONG flags, IUnknown** out) {
+    const bool message = id == iid::kMessage || id == iid::kProp || id == iid::kUnknown;
+    if (wanted != tag::kAttachDataObj || !HasMethod(ATTACH_EMBEDDED_MSG) || !message)
+        return MAPI_E_INTERFACE_NOT_SUPPORTED;
+    if ((flags & (MAPI_MODIFY | MAPI_CREATE)) != 0 && access() != Access::kReadWrite)
+        return MAPI_E_NO_ACCESS;
+    const bool creating = (flags & MAPI_CREATE) != 0;
+    if (record_.message == nullptr && !creating) return MAPI_E_NOT_FOUND;
+    MessageRecord record = creating ? MessageRecord{} : *record_.message;
+    auto home = std::make_unique<AttachmentHome>(vek::RefPtr<OpenAttachment>::Share(this));
+    const Access inside = creating ? Access::kReadWrite : AccessFor(flags, access());
+    return GiveTo(
+        out, vek::MakeObject<OpenMessage>(runtime(), std::move(home), std::move(record), inside));
+}
+
+bool OpenAttachment::HasMethod(ULONG method) const {
+    const PropertyValue* const value = record_.properties.Find(tag::kAttachMethod);
+    return value != nullptr && value->number() == static_cast<std::int64_t>(method);
+}
+
+}  // namespace sandbox::outlook

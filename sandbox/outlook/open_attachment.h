@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+
+#include "sandbox/outlook/message_record.h"
+#include "sandbox/outlook/open_message.h"
+#include "sandbox/outlook/property_object.h"
+
+namespace sandbox::outlook {
+
+// An open attachment: a working copy whose save reaches the open message, and the store with the
+// message's save. An embedded message opens as PR_ATTACH_DATA_OBJ.
+class OpenAttachment final : public PropertyObject<IAttach, iid::kAttachment> {
+public:
+    enum class Kind { kExisting, kNew };
+
+    OpenAttachment(std::shared_ptr<Runtime> runtime, vek::RefPtr<OpenMessage> message,
+                   AttachmentRecord record, Kind kind, Access access);
+
+    // An embedded message's save.
+    HRESULT PutMessage(std::shared_ptr<const MessageRecord> message);
+
+    std::optional<PropertyValue> Get(ULONG tag) const final;
+    std::vector<ULONG> Tags() const final;
+    HRESULT Put(ULONG tag, std::optional<PropertyValue> value) final;
+    HRESULT Save(ULONG flags) final;
+    ULONG StreamTag(ULONG tag) const final;
+    HRESULT OpenOther(ULONG tag, REFIID id, ULONG flags, IUnknown** out) final;
+
+private:
+    bool HasMethod(ULONG method) const;
+
+    const vek::RefPtr<OpenMessage> message_;
+    AttachmentRecord record_;
+    Kind kind_;
+};
+
+}  // namespace sandbox::outlook

@@ -1,0 +1,123 @@
+#include "sandbox/outlook/property_holder.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+namespace sandbox::outlook {
+namespace {
+
+std::vector<ULONG> ShownTags(const PropertyHolder& holder, ULONG flags) {
+    std::vector<ULONG> tags = holder.Tags();
+    for (ULONG& tag : tags) tag = ShownTag(tag, flags);
+    return tags;
+}
+
+// Collects what could not be done for single properties.
+class Problems {
+public:
+    void Add(std::size_t index, ULONG tag, HRESULT code) {
+        problems_.push_back({static_cast<ULONG>(index), tag, code});
+    }
+
+    // The caller need not ask for them; without problems it gets none.
+    void Give(MapiMemory& memory, SPropProblemArray** out) const {
+        if (out == nullptr) return;
+        *out = nullptr;
+        if (problems_.empty()) return;
+        auto* const array = static_cast<SPropProblemArray*>(memory.Allocate(
+            offsetof(SPropProblemArray, aProblem) + problems_.size() * sizeof(SPropProblem)));
+        array->cProblem = static_cast<ULONG>(problems_.size());
+        SPropProblem* const first = array->aProblem;
+        std::copy(problems_.begin(), problems_.end(), first);
+        *out = array;
+    }
+
+private:
+    std::vector<SPropProblem> problems_;
+};
+
+HRESULT CheckWritable(const PropertyHolder& holder) {
+    return holder.access() == Access::kReadWrite ? S_OK : MAPI_E_NO_ACCESS;
+}
+
+}  // namespace
+
+Access AccessFor(ULONG flags, Access most) {
+    const bool writing = (flags & (MAPI_MODIFY | MAPI_BEST_ACCESS)) != 0;
+    return writing ? most : Access::kReadOnly;
+}
+
+Access AccessAfterSave(ULONG flags) {
+    if ((flags & KEEP_OPEN_READWRITE) != 0) return Access::kReadWrite;
+    return (flags & KEEP_OPEN_READONLY) != 0 ? Access::kReadOnly : Access::kClosed;
+}
+
+SPropTagArray* GiveTags(MapiMemory& memory, std::span<const ULONG> tags) {
+    auto* const array = static_cast<SPropTagArray*>(
+        memory.Allocate(std::max(sizeof(SPropTagArray), CbNewSPropTagArray(tags.size()))));
+    array->cValues = static_cast<ULONG>(tags.size());
+    ULONG* const first = array->aulPropTag;
+    std::copy(tags.begin(), tags.end(), first);
+    return array;
+}
+
+HRESULT GetProps(MapiMemory& memory, const PropertyHolder& holder, const SPropTagArray* tags,
+                 ULONG flags, ULONG* count, SPropValue** values) {
+    if (count == nullptr || values == nullptr) return MAPI_E_INVALID_PARAMETER;
+    if (tags != nullptr && tags->cValues == 0) return MAPI_E_INVALID_PARAMETER;
+    std::vector<ULONG> all;
+    std::span<const ULONG> wanted;
+    if (tags != nullptr) {
+        const ULONG* const first = tags->aulPropTag;
+        wanted = {first, tags->cValues};
+    } else {
+        all = ShownTags(holder, flags);
+        wanted = all;
+    }
+    OwnedBuffer buffer(memory, wanted.size() * sizeof(SPropValue));
+    auto* const given = static_cast<SPropValue*>(buffer.get());
+    const bool complete = FillValues(memory, buffer.get(), holder, wanted, flags, given);
+    *count = static_cast<ULONG>(wanted.size());
+    *values = static_cast<SPropValue*>(buffer.detach());
+    return complete ? S_OK : MAPI_W_ERRORS_RETURNED;
+}
+
+HRESULT GetPropList(MapiMemory& memory, const PropertyHolder& holder, ULONG flags,
+                    SPropTagArray** tags) {
+    if (tags == nullptr) return MAPI_E_INVALID_PARAMETER;
+    *tags = GiveTags(memory, ShownTags(holder, flags));
+    return S_OK;
+}
+
+HRESULT SetProps(MapiMemory& memory, PropertyHolder& holder, ULONG count, const SPropValue* values,
+                 SPropProblemArray** problems) {
+    if (count == 0 || values == nullptr) return MAPI_E_INVALID_PARAMETER;
+    if (const HRESULT code = CheckWritable(holder); FAILED(code)) return code;
+    Problems found;
+    for (const SPropValue& value : std::span(values, count)) {
+        std::optional<PropertyValue> taken = TakeValue(value);
+        const HRESULT code = taken ? holder.Put(value.ulPropTag, std::move(taken))
+                                   : static_cast<HRESULT>(MAPI_E_TYPE_NO_SUPPORT);
+        if (FAILED(code))
+            found.Add(static_cast<std::size_t>(&value - values), value.ulPropTag, code);
+    }
+    found.Give(memory, problems);
+    return S_OK;
+}
+
+HRESULT DeleteProps(MapiMemory& memory, PropertyHolder& holder, const SPropTagArray* tags,
+                    SPropProblemArray** problems) {
+    if (tags == nullptr || tags->cValues == 0) return MAPI_E_INVALID_PARAMETER;
+    if (const HRESULT code = CheckWritable(holder); FAILED(code)) return code;
+    Problems found;
+    const ULONG* const first = tags->aulPropTag;
+    for (std::size_t i = 0; i != tags->cValues; ++i) {
+        const HRESULT code = holder.Put(first[i], std::nullopt);
+        if (FAILED(code)) found.Add(i, first[i], code);
+    }
+    found.Give(memory, problems);
+    return S_OK;
+}
+
+}  // namespace sandbox::outlook

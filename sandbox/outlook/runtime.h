@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "sandbox/outlook/fault_plan.h"
+#include "sandbox/outlook/mapi_memory.h"
+
+namespace sandbox::outlook {
+
+// What all objects of one subsystem share. Every object holds it, so that one that is released
+// late finds it still there. Free-threaded.
+class Runtime {
+public:
+    FaultPlan& faults() { return faults_; }
+    MapiMemory& memory() { return memory_; }
+
+    // Every method of an object that belongs to the thread `owner` comes through here: counts the
+    // call, asks the plan, and takes note when the caller is another thread.
+    HRESULT Enter(Call kind, std::thread::id owner);
+
+    std::uint32_t live_objects() const { return live_objects_; }
+    std::uint32_t foreign_calls() const { return foreign_calls_; }
+
+    // The flags of each SaveChanges, in their order.
+    std::vector<ULONG> save_flags() const;
+    void NoteSave(ULONG flags);
+
+private:
+    friend class LiveObject;
+
+    FaultPlan faults_;
+    MapiMemory memory_;
+    std::atomic<std::uint32_t> live_objects_{0};
+    std::atomic<std::uint32_t> foreign_calls_{0};
+    mutable std::mutex mutex_;
+    std::vector<ULONG> save_flags_;
+};
+
+// Counts its owner among the live objects.
+class LiveObject {
+public:
+    explicit LiveObject(Runtime& runtime) : runtime_(runtime) { ++runtime_.live_objects_; }
+    ~LiveObject() { --runtime_.live_objects_; }
+    LiveObject(const LiveObject&) = delete;
+    LiveObject& operator=(const LiveObject&) = delete;
+
+private:
+    Runtime& runtime_;
+};
+
+}  // namespace sandbox::outlook

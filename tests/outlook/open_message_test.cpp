@@ -1,0 +1,174 @@
+#include "tests/outlook/mapi_test.h"
+
+namespace sandbox::outlook {
+namespace {
+
+class OpenMessageTest : public MapiTest {
+protected:
+    std::string SavedSubject() {
+        const PropertyValue* const value = mapi.store().Find(id)->properties.Find(tag::kSubjectW);
+        return value != nullptr ? *value->content() : "(none)";
+    }
+
+    const std::string id = mapi.store().Add(Message("old"));
+};
+
+TEST_F(OpenMessageTest, ChangesReachTheStoreOnlyWhenSaved) {
+    auto message = mapi.OpenMessage(id);
+    ASSERT_EQ(WriteText(message.get(), tag::kSubjectA, "new"), S_OK);
+    EXPECT_EQ(ReadText(message.get(), tag::kSubjectA), "new");
+    EXPECT_EQ(SavedSubject(), "old");
+    message.reset();
+    EXPECT_EQ(SavedSubject(), "old") << "released without saving";
+
+    message = mapi.OpenMessage(id);
+    ASSERT_EQ(WriteText(message.get(), tag::kSubjectA, "new"), S_OK);
+    ASSERT_EQ(message->SaveChanges(KEEP_OPEN_READWRITE | FORCE_SAVE), S_OK);
+    EXPECT_EQ(SavedSubject(), "new");
+    ASSERT_EQ(Delete(message.get(), tag::kSubjectA), S_OK);
+    EXPECT_EQ(Read(message.get(), tag::kSubjectW), std::nullopt);
+    ASSERT_EQ(message->SaveChanges(0), S_OK);
+    EXPECT_EQ(SavedSubject(), "(none)");
+    EXPECT_EQ(mapi.save_flags(), (std::vector<ULONG>{6, 0}));
+}
+
+TEST_F(OpenMessageTest, OneTextHasANarrowAndAWideView) {
+    const std::string text =
+        "Gr\xC3\xBC\xC3\x9F"
+        "e \xF0\x9F\x93\xA7";  // beyond the first plane, too
+    auto message = mapi.OpenMessage(id);
+    std::u16string wide = u"Gr\u00FC\u00DFe \U0001F4E7";
+    SPropValue value{};
+    value.ulPropTag = tag::kSubjectW;
+    value.Value.lpszW = plugins::mapi::AsWide(wide.data());
+    ASSERT_EQ(message->SetProps(1, &value, nullptr), S_OK);
+    EXPECT_EQ(ReadText(message.get(), tag::kSubjectA), text);
+    EXPECT_EQ(ReadText(message.get(), tag::kSubjectW), text);
+}
+
+TEST_F(OpenMessageTest, WhatIsMissingOrOfAnotherTypeIsNotFound) {
+    auto message = mapi.OpenMessage(id);
+    const ULONG any_subject = PROP_TAG(PT_UNSPECIFIED, PROP_ID(tag::kSubjectA));
+    struct {
+        ULONG tag;
+        ULONG flags;
+        ULONG given;
+    } const cases[] = {
+        {tag::kSubjectA, 0, tag::kSubjectA},
+        {tag::kSubjectW, 0, tag::kSubjectW},
+        {any_subject, 0, tag::kSubjectA},
+        {any_subject, MAPI_UNICODE, tag::kSubjectW},
+        {PROP_TAG(PT_LONG, 0x37), 0, PROP_TAG(PT_ERROR, 0x37)},
+        {tag::kBodyA, 0, PROP_TAG(PT_ERROR, 0x1000)},
+    };
+    for (const auto& c : cases) {
+        SPropTagArray tags{1, {c.tag}};
+        ULONG count = 0;
+        SPropValue* value = nullptr;
+        const HRESULT code = message->GetProps(&tags, c.flags, &count, &value);
+        ASSERT_EQ(count, 1u);
+        EXPECT_EQ(value->ulPropTag, c.given) << std::hex << c.tag;
+        const bool missing = PROP_TYPE(c.given) == PT_ERROR;
+        EXPECT_EQ(code, missing ? MAPI_W_ERRORS_RETURNED : S_OK);
+        if (missing) {
+            EXPECT_EQ(value->Value.err, MAPI_E_NOT_FOUND);
+        }
+        functions.free_buffer(value);
+    }
+}
+
+TEST_F(OpenMessageTest, EveryTypeComesBackAsItWasSet) {
+    auto message = mapi.OpenMessage(id);
+    const std::pair<ULONG, PropertyValue> values[] = {
+        {PROP_TAG(PT_LONG, 0x6000), PropertyValue::Long(-5)},
+        {PROP_TAG(PT_CURRENCY, 0x6001), PropertyValue::Currency(-1234567890123)},
+        {PROP_TAG(PT_BOOLEAN, 0x6002), PropertyValue::Boolean(true)},
+        {tag::kClientSubmitTime, PropertyValue::Time(133541092220000000)},
+        {tag::kSenderEntryId, PropertyValue::Binary(std::string("a\0b", 3))},
+        {tag::kRtfCompressed, PropertyValue::Binary("")},
+    };
+    MessageRecord record;
+    for (const auto& [kept, value] : values) record.properties.Set(kept, value);
+    mapi.store().Put("source", record);
+    auto source = mapi.OpenMessage("source");
+
+    ULONG count = 0;
+    SPropValue* all = nullptr;
+    ASSERT_EQ(source->GetProps(nullptr, 0, &count, &all), S_OK);
+    ASSERT_EQ(count, std::size(values) + 2) << "and the two computed ones";
+    SPropProblemArray* problems = nullptr;
+    ASSERT_EQ(message->SetProps(count, all, &problems), S_OK);
+    ASSERT_NE(problems, nullptr);
+    EXPECT_EQ(problems->cProblem, 2u);
+    EXPECT_EQ(problems->aProblem[0].scode, MAPI_E_COMPUTED);
+    functions.free_buffer(problems);
+    functions.free_buffer(all);
+    for (const auto& [kept, value] : values) EXPECT_EQ(Read(message.get(), kept), value);
+}
+
+TEST_F(OpenMessageTest, SingleProblemsAreReported) {
+    auto message = mapi.OpenMessage(id);
+    SPropProblemArray* problems = nullptr;
+    EXPECT_EQ(Delete(message.get(), tag::kBodyA, &problems), S_OK);
+    EXPECT_EQ(TakeProblem(problems), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(Delete(message.get(), tag::kEntryId, &problems), S_OK);
+    EXPECT_EQ(TakeProblem(problems), MAPI_E_COMPUTED);
+    EXPECT_EQ(WriteText(message.get(), PROP_TAG(PT_CLSID, 0x6000), "", &problems), S_OK);
+    EXPECT_EQ(TakeProblem(problems), MAPI_E_TYPE_NO_SUPPORT);
+    EXPECT_EQ(WriteText(message.get(), tag::kSubjectA, "x", &problems), S_OK);
+    EXPECT_EQ(TakeProblem(problems), S_OK);
+}
+
+TEST_F(OpenMessageTest, AccessFollowsTheFlags) {
+    struct {
+        ULONG open;
+        std::optional<ULONG> save;
+        HRESULT read;
+        HRESULT write;
+    } const cases[] = {
+        {0, {}, S_OK, MAPI_E_NO_ACCESS},
+        {MAPI_MODIFY, {}, S_OK, S_OK},
+        {MAPI_BEST_ACCESS, {}, S_OK, S_OK},
+        {MAPI_BEST_ACCESS, KEEP_OPEN_READWRITE, S_OK, S_OK},
+        {MAPI_BEST_ACCESS, KEEP_OPEN_READONLY, S_OK, MAPI_E_NO_ACCESS},
+        {MAPI_BEST_ACCESS, 0, MAPI_E_INVALID_OBJECT, MAPI_E_INVALID_OBJECT},
+    };
+    for (const auto& c : cases) {
+        auto message = mapi.OpenMessage(id, c.open);
+        if (c.save) {
+            ASSERT_EQ(message->SaveChanges(*c.save), S_OK);
+        }
+        SPropTagArray* tags = nullptr;
+        EXPECT_EQ(message->GetPropList(0, &tags), c.read);
+        functions.free_buffer(tags);
+        EXPECT_EQ(WriteText(message.get(), tag::kSubjectA, "x"), c.write);
+        EXPECT_EQ(Delete(message.get(), tag::kSubjectA), c.write);
+    }
+}
+
+TEST_F(OpenMessageTest, AnotherSaveIsOverwrittenByForceAlone) {
+    auto first = mapi.OpenMessage(id);
+    auto second = mapi.OpenMessage(id);
+    ASSERT_EQ(WriteText(first.get(), tag::kSubjectA, "first"), S_OK);
+    ASSERT_EQ(first->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
+    EXPECT_EQ(ReadText(second.get(), tag::kSubjectA), "old");
+    EXPECT_EQ(second->SaveChanges(KEEP_OPEN_READWRITE), MAPI_E_OBJECT_CHANGED);
+    EXPECT_EQ(SavedSubject(), "first");
+    EXPECT_EQ(second->SaveChanges(KEEP_OPEN_READWRITE | FORCE_SAVE), S_OK);
+    EXPECT_EQ(SavedSubject(), "old");
+    ASSERT_TRUE(mapi.store().Remove(id));
+    EXPECT_EQ(second->SaveChanges(KEEP_OPEN_READWRITE | FORCE_SAVE), MAPI_E_OBJECT_DELETED);
+}
+
+TEST_F(OpenMessageTest, ANewMessageGetsItsEntryIdWhenSaved) {
+    auto message = mapi.NewMessage(Message("draft"));
+    EXPECT_EQ(Read(message.get(), tag::kEntryId), std::nullopt);
+    EXPECT_EQ(mapi.store().EntryIds().size(), 1u);
+    ASSERT_EQ(message->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
+    const auto given = Read(message.get(), tag::kEntryId);
+    ASSERT_TRUE(given);
+    EXPECT_NE(mapi.store().Find(*given->content()), nullptr);
+}
+
+}  // namespace
+}  // namespace sandbox::outlook
