@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace sandbox::outlook {
+
+std::string EncodeBase64(std::string_view bytes);
+
+// Nothing for what is not base64 with its padding.
+std::optional<std::string> DecodeBase64(std::string_view text);
+
+}  // namespace sandbox::outlook
