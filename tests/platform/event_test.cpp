@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "vek/platform/system.h"
+
+namespace {
+
+using namespace vek::platform;
+using std::chrono::milliseconds;
+
+WaitResult Wait(std::vector<Event*> events, milliseconds timeout = milliseconds{0}) {
+    return TheSystem().WaitAny(events, timeout);
+}
+
+std::unique_ptr<Event> NewAutoEvent() { return TheSystem().NewEvent(EventKind::kAutoReset); }
+
+TEST(Wait, TheFirstSignalledInOrderEndsItAndOnlyItsSignalIsTaken) {
+    const auto done = NewAutoEvent(), request = NewAutoEvent(),
+               stop = TheSystem().NewEvent(EventKind::kManualReset);
+    const std::vector<Event*> all{done.get(), request.get(), stop.get()};
+    EXPECT_EQ(Wait(all).status, WaitStatus::kTimeout);
+
+    for (Event* event : {stop.get(), request.get(), done.get()}) {
+        EXPECT_EQ(event->Set(), system_error::kNone);
+    }
+    request->Set();  // twice is once
+    for (const std::size_t expected : {0u, 1u, 2u, 2u}) {
+        const WaitResult result = Wait(all, kInfinite);
+        EXPECT_EQ(result.status, WaitStatus::kSignalled);
+        EXPECT_EQ(result.index, expected);
+    }
+    EXPECT_EQ(stop->Reset(), system_error::kNone);
+    EXPECT_EQ(Wait(all).status, WaitStatus::kTimeout);
+    EXPECT_EQ(stop->Reset(), system_error::kNone);
+}
+
+TEST(Wait, RefusesNoneAndTooManyEvents) {
+    const auto event = NewAutoEvent();
+    for (const std::size_t count : {std::size_t{0}, kMaxWaitEvents + 1}) {
+        SetLastError(system_error::kNone);
+        EXPECT_EQ(Wait(std::vector(count, event.get())).status, WaitStatus::kFailed);
+        EXPECT_EQ(LastError(), system_error::kInvalidParameter);
+    }
+    event->Set();
+    std::vector<std::unique_ptr<Event>> quiet;
+    std::vector<Event*> most;
+    while (most.size() + 1 < kMaxWaitEvents) {
+        most.push_back(quiet.emplace_back(NewAutoEvent()).get());
+    }
+    most.push_back(event.get());
+    EXPECT_EQ(Wait(most).index, kMaxWaitEvents - 1);
+}
+
+// However often others take the signal that woke it, a wait ends when its time has passed.
+TEST(Wait, EverySignalIsTakenOnceAndTimeOutsCountFromTheStart) {
+    const auto event = NewAutoEvent(), taken = NewAutoEvent();
+    constexpr milliseconds kLimit{150};
+    constexpr int kWaiters = 3;
+    std::atomic<int> takes{0}, waiting{kWaiters};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < kWaiters; ++i) {
+        waiters.emplace_back([&] {
+            for (;;) {
+                const auto start = std::chrono::steady_clock::now();
+                const WaitResult result = Wait({event.get()}, kLimit);
+                if (result.status != WaitStatus::kSignalled) {
+                    EXPECT_EQ(result.status, WaitStatus::kTimeout);
+                    EXPECT_GE(std::chrono::steady_clock::now() - start, kLimit - milliseconds{20});
+                    --waiting;
+                    return;
+                }
+                ++takes;
+                taken->Set();
+            }
+        });
+    }
+    int sets = 0;
+    for (; sets < 2000 && waiting == kWaiters; ++sets) {
+        event->Set();
+        EXPECT_EQ(Wait({taken.get()}, milliseconds{30'000}).status, WaitStatus::kSignalled);
+    }
+    for (std::thread& waiter : waiters) waiter.join();
+    EXPECT_EQ(takes, sets);
+}
+
+// What one thread wrote before it set an event is seen by the thread whose wait that ended.
+TEST(Wait, HandsDataOverThousandsOfTimes) {
+    const auto request = NewAutoEvent(), reply = NewAutoEvent(),
+               stop = TheSystem().NewEvent(EventKind::kManualReset);
+    std::uint64_t data = 0;
+    std::thread owner([&] {
+        while (Wait({stop.get(), request.get()}, kInfinite).index == 1) {
+            data = data * 3 + 1;
+            reply->Set();
+        }
+        data = 0;
+    });
+    std::uint64_t expected = 0;
+    for (int i = 0; i < 5000; ++i) {
+        data += 2;
+        expected = (expected + 2) * 3 + 1;
+        request->Set();
+        ASSERT_EQ(Wait({reply.get()}, kInfinite).status, WaitStatus::kSignalled);
+        ASSERT_EQ(data, expected);
+    }
+    stop->Set();
+    owner.join();
+    EXPECT_EQ(data, 0u);
+}
+
+TEST(Wait, AManualResetEventLetsEveryWaiterGo) {
+    const auto go = TheSystem().NewEvent(EventKind::kManualReset);
+    int data = 0;
+    std::atomic<int> seen{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 4; ++i) {
+        waiters.emplace_back([&] {
+            Wait({go.get()}, kInfinite);
+            seen += data;
+        });
+    }
+    data = 7;
+    go->Set();
+    for (std::thread& waiter : waiters) waiter.join();
+    EXPECT_EQ(seen, 28);
+}
+
+}  // namespace

@@ -1,0 +1,49 @@
+#include "vek/platform/append_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include "vek/platform/errno_posix.h"
+
+namespace vek::platform {
+
+AppendFile::AppendFile(AppendFile&& other) noexcept
+    : handle_(std::exchange(other.handle_, kNoHandle)) {}
+
+AppendFile& AppendFile::operator=(AppendFile&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+}
+
+AppendFile::~AppendFile() {
+    if (*this) ::close(static_cast<int>(handle_));
+}
+
+AppendFile AppendFile::Open(std::string_view path) {
+    // Temporary folders are everyone's: a link laid there beforehand is not followed.
+    const int descriptor = ::open(
+        std::string(path).c_str(),
+        O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) FailWith(errno);
+    return AppendFile(descriptor);
+}
+
+bool AppendFile::Append(std::string_view bytes) noexcept {
+    const ssize_t taken = ::write(static_cast<int>(handle_), bytes.data(), bytes.size());
+    if (taken == static_cast<ssize_t>(bytes.size())) return true;
+    FailWith(taken < 0 ? errno : EIO);
+    return false;
+}
+
+std::uint64_t AppendFile::Size() const noexcept {
+    struct stat status;
+    if (::fstat(static_cast<int>(handle_), &status) != 0) return 0;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+}  // namespace vek::platform

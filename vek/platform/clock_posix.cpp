@@ -1,0 +1,48 @@
+#include <ctime>
+
+#include "vek/platform/clock.h"
+
+namespace vek::platform {
+namespace {
+
+// From 1 January 1601 to 1 January 1970, in 100 ns units.
+constexpr std::uint64_t kUnixEpoch = 116'444'736'000'000'000;
+
+class SystemClock final : public Clock {
+public:
+    std::uint32_t TickCount() noexcept override {
+        // Counts on while the system sleeps, as Windows' does.
+        const timespec now = Read(CLOCK_BOOTTIME);
+        return static_cast<std::uint32_t>(static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+                                          static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000);
+    }
+
+    filetime_t UtcNow() noexcept override {
+        const timespec now = Read(CLOCK_REALTIME);
+        return kUnixEpoch + static_cast<std::uint64_t>(now.tv_sec) * 10'000'000 +
+               static_cast<std::uint64_t>(now.tv_nsec) / 100;
+    }
+
+    std::int32_t UtcOffsetMinutes() noexcept override {
+        const std::time_t now = std::time(nullptr);
+        std::tm local{};
+        if (::localtime_r(&now, &local) == nullptr) return 0;
+        return static_cast<std::int32_t>(local.tm_gmtoff / 60);
+    }
+
+private:
+    static timespec Read(clockid_t id) noexcept {
+        timespec now{};
+        ::clock_gettime(id, &now);
+        return now;
+    }
+};
+
+}  // namespace
+
+Clock& TheClock() noexcept {
+    static SystemClock clock;
+    return clock;
+}
+
+}  // namespace vek::platform

@@ -1,0 +1,35 @@
+#include "vek/platform/system.h"
+
+#include <utility>
+
+#include "vek/platform/native.h"
+
+namespace vek::platform {
+namespace {
+
+class OperatingSystem final : public System {
+public:
+    std::unique_ptr<Event> NewEvent(EventKind kind) override { return native::NewEvent(kind); }
+
+    WaitResult WaitAny(std::span<Event* const> events,
+                       std::chrono::milliseconds timeout) noexcept override {
+        if (events.empty() || events.size() > kMaxWaitEvents) {
+            SetLastError(system_error::kInvalidParameter);
+            return {WaitStatus::kFailed, 0};
+        }
+        return native::WaitAny(events, timeout);
+    }
+
+    std::unique_ptr<Thread> StartThread(std::function<void()> body) override {
+        return native::StartThread(std::move(body));
+    }
+};
+
+}  // namespace
+
+System& TheSystem() noexcept {
+    static OperatingSystem system;
+    return system;
+}
+
+}  // namespace vek::platform
