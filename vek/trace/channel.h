@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+namespace vek::trace {
+
+// Where trace lines go. Free-threaded: lines of several threads are never mixed.
+class Channel {
+public:
+    virtual ~Channel() = default;
+
+    // Appends one line in UTF-8, its "\r\n" included. A line that cannot be kept is lost;
+    // nothing is raised.
+    virtual void Append(std::string_view line) noexcept = 0;
+};
+
+}  // namespace vek::trace

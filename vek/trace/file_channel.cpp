@@ -1,0 +1,150 @@
+#include "vek/trace/file_channel.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "vek/platform/thread.h"
+#include "vek/trace/line.h"
+#include "vek/trace/time_text.h"
+
+namespace vek::trace {
+namespace {
+
+constexpr std::string_view kLineEnd = "\r\n";
+
+// How long a file that failed is left alone, in milliseconds.
+constexpr std::uint32_t kRetryPause = 60'000;
+
+// A footer has less.
+constexpr std::uint64_t kFooterRoom = 64;
+
+std::filesystem::path ToPath(std::string_view utf8) {
+    return std::u8string(utf8.begin(), utf8.end());
+}
+
+FileChannel::Options Bounded(FileChannel::Options options) {
+    options.max_size = std::max(options.max_size, FileChannel::kLeastMaxSize);
+    return options;
+}
+
+// `line` cut to at most `size` bytes, between two characters and with its end.
+std::string CutLine(std::string_view line, std::size_t size) {
+    size -= kLineEnd.size();
+    while (size > 0 && (static_cast<unsigned char>(line[size]) & 0xC0) == 0x80) --size;
+    std::string cut(line.substr(0, size));
+    cut += kLineEnd;
+    return cut;
+}
+
+void AppendShortHex(std::string& text, std::uint32_t number) {
+    std::array<char, 8> digits;
+    text.append(digits.begin(), std::to_chars(digits.begin(), digits.end(), number, 16).ptr);
+}
+
+}  // namespace
+
+FileChannel::FileChannel(Options options, platform::Clock& clock)
+    : options_(Bounded(std::move(options))), clock_(clock) {
+    Open();
+}
+
+FileChannel::~FileChannel() { Close(); }
+
+void FileChannel::Append(std::string_view line) noexcept {
+    const std::lock_guard lock(mutex_);
+    if (!file_ && clock_.TickCount() - gave_up_at_ < kRetryPause) return;
+    try {
+        std::string cut;
+        if (line.size() > options_.max_size / 2) {
+            cut = CutLine(line, static_cast<std::size_t>(options_.max_size / 2));
+            line = cut;
+        }
+        if (!file_) Open();
+        if (file_ && !Fits(line.size())) {
+            Close();
+            if (Rotate()) Open();
+        }
+        if (file_) Put(line);
+    } catch (...) {
+        GiveUpForNow();
+    }
+}
+
+bool FileChannel::Fits(std::size_t bytes) const noexcept {
+    return size_ + bytes + kFooterRoom <= options_.max_size;
+}
+
+void FileChannel::Open() {
+    const std::string header = Header();
+    file_ = platform::AppendFile::Open(options_.path);
+    size_ = file_ ? file_.Size() : 0;
+    if (size_ != 0 && !Fits(header.size())) {
+        file_ = {};
+        if (!Rotate()) return;
+        file_ = platform::AppendFile::Open(options_.path);
+        size_ = 0;
+    }
+    if (!file_) return GiveUpForNow();
+    Put(header);
+}
+
+bool FileChannel::Rotate() {
+    std::error_code error;
+    std::filesystem::rename(ToPath(options_.path), ToPath(options_.path + ".old"), error);
+    if (error) GiveUpForNow();
+    return !error;
+}
+
+void FileChannel::Close() noexcept {
+    if (!file_) return;
+    try {
+        std::string footer = "End of trace file, local time: ";
+        AppendDateAndTime(footer, platform::ToCalendar(clock_.ToLocal(clock_.UtcNow())));
+        footer += kLineEnd;
+        Put(footer);
+    } catch (...) {  // NOLINT(bugprone-empty-catch): the file is closed without a footer
+    }
+    file_ = {};
+}
+
+void FileChannel::GiveUpForNow() noexcept {
+    file_ = {};
+    gave_up_at_ = clock_.TickCount();
+}
+
+void FileChannel::Put(std::string_view bytes) noexcept {
+    if (!file_.Append(bytes)) return GiveUpForNow();
+    size_ += bytes.size();
+}
+
+std::string FileChannel::Header() const {
+    const platform::filetime_t utc = clock_.UtcNow();
+    const std::int32_t offset = clock_.UtcOffsetMinutes();
+    const std::uint32_t process = platform::CurrentProcessId();
+
+    std::string line = "OXW TRACE FILE\t Tracer version: ";
+    line += options_.version;
+    line += "  UTC time: ";
+    AppendDateAndTime(line, platform::ToCalendar(utc));
+    line += "  Local time: ";
+    AppendDateAndTime(line, platform::ToCalendar(clock_.ToLocal(utc)));
+    line += " (UTC";
+    line += offset < 0 ? '-' : '+';
+    AppendPiece(line, std::abs(offset) / 60);
+    line += ':';
+    AppendPiece(line, std::abs(offset) % 60);
+    line += ")  PID: ";
+    AppendPiece(line, process);
+    line += "(0x";
+    AppendShortHex(line, process);
+    line += ')';
+    line += kLineEnd;
+    return line;
+}
+
+}  // namespace vek::trace

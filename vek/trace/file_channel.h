@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "vek/platform/append_file.h"
+#include "vek/platform/clock.h"
+#include "vek/trace/channel.h"
+
+namespace vek::trace {
+
+// Writes lines to a file, each in one system call, between a header and a footer. A full file is
+// renamed, ".old" added to its name and an older one replaced, and a new file is begun: both
+// together never hold more than twice the size bound.
+//
+// When a file cannot be opened, written or renamed, the lines of the next minute are lost; then
+// it is tried again.
+class FileChannel final : public Channel {
+public:
+    struct Options {
+        std::string path;                   // UTF-8; the folder exists
+        std::string version;                // the build's, for the header
+        std::uint64_t max_size = 16 << 20;  // in bytes, header and footer included
+    };
+
+    // A smaller bound counts as this.
+    static constexpr std::uint64_t kLeastMaxSize = 4096;
+
+    // Opens the file. To one that exists it adds. `clock` outlives the channel.
+    explicit FileChannel(Options options, platform::Clock& clock = platform::TheClock());
+    ~FileChannel() override;
+
+    // A line of more than half the size bound is cut to that.
+    void Append(std::string_view line) noexcept override;
+
+private:
+    bool Fits(std::size_t bytes) const noexcept;
+    void Open();
+    bool Rotate();
+    void Close() noexcept;
+    void GiveUpForNow() noexcept;
+    void Put(std::string_view bytes) noexcept;
+    std::string Header() const;
+
+    const Options options_;
+    platform::Clock& clock_;
+
+    std::mutex mutex_;  // guards what follows
+    platform::AppendFile file_;
+    std::uint64_t size_ = 0;
+    std::uint32_t gave_up_at_ = 0;  // in ticks of the clock, while there is no file
+};
+
+}  // namespace vek::trace
