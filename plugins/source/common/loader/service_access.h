@@ -1,0 +1,48 @@
+#pragma once
+
+// The road to the product's services: one loader for the process, and the one lookup that every
+// caller uses.
+
+#include <functional>
+
+#include "private_include/common/service_locator.h"
+#include "vek/core/ref_ptr.h"
+#include "vek/platform/lock.h"
+
+namespace plugins::loader {
+
+// Creates the loader. Makes no call to the product: the loader connects when it is first asked.
+using LoaderFactory = std::function<vek::result_t(vek::RefPtr<ILoader>& loader)>;
+
+// Holds the loader, which is created on first use and kept. May be called from any thread; the
+// lock guards the creation of the loader and is never held during a call to the product.
+class ServiceAccess {
+public:
+    explicit ServiceAccess(LoaderFactory factory);
+
+    // Gives the product's service `id` with a reference, or the code of the step that failed: the
+    // product cannot be reached now, and a later call may succeed.
+    vek::result_t GetService(vek::interface_id_t id, void** service) noexcept;
+
+    template <class Interface>
+    vek::result_t GetService(vek::RefPtr<Interface>& service) noexcept {
+        return GetService(Interface::kInterfaceId, service.put_void());
+    }
+
+private:
+    vek::result_t GetLoader(vek::RefPtr<ILoader>& loader) noexcept;
+
+    LoaderFactory factory_;
+    vek::platform::RecursiveLock lock_;
+    vek::RefPtr<ILoader> loader_;
+};
+
+// The process's own, kept until the module unloads. Its loader comes from the factory set below;
+// without one every lookup gives kNotInitialized.
+ServiceAccess& ProcessServices() noexcept;
+
+// Says how this process makes its loader. To be called while the module starts, before the first
+// lookup.
+void SetProcessLoaderFactory(LoaderFactory factory);
+
+}  // namespace plugins::loader
