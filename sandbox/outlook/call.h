@@ -14,6 +14,7 @@ enum class Call : std::uint8_t {
     kGetOneProp,
     kQueryAllRows,
     kWrapCompressedRtfStream,
+    kCreateStream,
     // any object
     kQueryInterface,
     kGetLastError,

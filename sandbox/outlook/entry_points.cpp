@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "sandbox/outlook/byte_stream.h"
+#include "sandbox/outlook/rtf_stream.h"
 #include "sandbox/outlook/session.h"
 
 namespace sandbox::outlook {
@@ -41,7 +43,8 @@ void EntryPoints::Detach() { current = nullptr; }
 
 plugins::mapi::MapiFunctions EntryPoints::Table() {
     return {&Initialize,   &Uninitialize, &LogonEx,  &GetOneProp,
-            &QueryAllRows, &FreeBuffer,   &FreeRows, &WrapCompressedRtfStream};
+            &QueryAllRows, &FreeBuffer,   &FreeRows, &WrapCompressedRtfStream,
+            Ole()};
 }
 
 HRESULT EntryPoints::Initialize(void* init) {
@@ -139,13 +142,21 @@ void EntryPoints::FreeRows(SRowSet* rows) {
     FreeBuffer(rows);
 }
 
-HRESULT EntryPoints::WrapCompressedRtfStream(IStream*, ULONG, IStream** plain) {
+HRESULT EntryPoints::WrapCompressedRtfStream(IStream* compressed, ULONG flags, IStream** plain) {
     MapiSubsystem* const mapi = current;
     if (mapi == nullptr) return MAPI_E_NOT_INITIALIZED;
-    return Enter(*mapi->runtime_, Call::kWrapCompressedRtfStream, [&]() -> HRESULT {
-        if (plain == nullptr) return MAPI_E_INVALID_PARAMETER;
-        *plain = nullptr;
-        return MAPI_E_NO_SUPPORT;
+    return Enter(*mapi->runtime_, Call::kWrapCompressedRtfStream,
+                 [&] { return WrapRtfStream(mapi->runtime_, compressed, flags, plain); });
+}
+
+HRESULT EntryPoints::CreateStream(void*, BOOL, IStream** stream) {
+    MapiSubsystem* const mapi = current;
+    if (mapi == nullptr) return MAPI_E_NOT_INITIALIZED;
+    return Enter(*mapi->runtime_, Call::kCreateStream, [&]() -> HRESULT {
+        if (stream == nullptr) return E_INVALIDARG;
+        return GiveTo(stream, vek::MakeObject<ByteStream>(mapi->runtime_,
+                                                          std::make_shared<const std::string>(),
+                                                          ByteStream::Mode{true, true}));
     });
 }
 

@@ -24,6 +24,11 @@ struct EntryPoints {
     static void WINAPI FreeRows(SRowSet* rows);
     static HRESULT WINAPI WrapCompressedRtfStream(IStream* compressed, ULONG flags,
                                                   IStream** plain);
+
+    // What MAPI's objects are copied into: the system's OLE, or this stand-in's where there is
+    // none.
+    static plugins::mapi::OleFunctions Ole();
+    static HRESULT WINAPI CreateStream(void* memory, BOOL delete_on_release, IStream** stream);
 };
 
 }  // namespace sandbox::outlook

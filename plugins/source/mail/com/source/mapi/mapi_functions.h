@@ -1,6 +1,7 @@
 #pragma once
 
 #include "mapi/mapi_interfaces.h"
+#include "mapi/ole_functions.h"
 
 namespace plugins::mapi {
 
@@ -29,6 +30,9 @@ struct MapiFunctions {
     // WrapCompressedRTFStream: `*plain` has a reference.
     HRESULT(WINAPI* wrap_compressed_rtf_stream)
     (IStream* compressed, ULONG flags, IStream** plain) = nullptr;
+
+    // What MAPI's objects are copied into.
+    OleFunctions ole;
 };
 
 }  // namespace plugins::mapi

@@ -1,0 +1,167 @@
+#include "model/attachment_provider.h"
+
+#include <array>
+#include <utility>
+
+#include "internal/helpers/hresult_exception.h"
+#include "mapi/interface_ids.h"
+#include "mapi/property_tags.h"
+#include "model/hand_out.h"
+#include "model/ole_storage_adapter.h"
+#include "model/smime.h"
+#include "model/stream_adapter.h"
+#include "vek/core/throw.h"
+#include "vek/trace/line.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+namespace trace = vek::trace;
+namespace tag = mapi::tag;
+using trace::level::kDetail;
+
+constexpr bool AsksForWriting(std::uint32_t access) noexcept {
+    return (access & access_mode::kWrite) != 0;
+}
+
+}  // namespace
+
+AttachmentProvider::State AttachmentProvider::OpenAttachment(const trace::TracerPtr& tracer,
+                                                             const MessagePart& message,
+                                                             ULONG number) {
+    vek::RefPtr<IAttach> attachment;
+    helpers::CheckHResult(
+        message.message->OpenAttach(number, nullptr, MAPI_BEST_ACCESS, attachment.put()));
+    return {message,
+            std::make_shared<PropertiesAccessor>(std::move(attachment), message.functions, tracer,
+                                                 *message.clock, message.accessor)};
+}
+
+AttachmentProvider::AttachmentProvider(std::shared_ptr<OwnerThread> owner, trace::TracerPtr tracer,
+                                       const MessagePart& message, ULONG number)
+    : tracer_(std::move(tracer)),
+      number_(number),
+      state_(std::move(owner), OpenAttachment(tracer_, message, number)) {
+    CheckMethod();
+}
+
+void AttachmentProvider::CheckMethod() {
+    const auto method = state_->attachment->GetProperty<std::int32_t>(tag::kAttachMethod);
+    if (const auto kind = static_cast<ULONG>(method);
+        kind >= ATTACH_BY_REFERENCE && kind <= ATTACH_EMBEDDED_MSG) {
+        vek::ThrowResult(vek::result::kNotSupported);
+    }
+    if (method == ATTACH_OLE) Open(access_mode::kRead, open_mode::kProbe);
+}
+
+vek::RefPtr<IDataStream> AttachmentProvider::Open(std::uint32_t access, std::uint32_t mode) {
+    trace::Write(tracer_, kDetail, "Request attachment IO");
+    if (AsksForWriting(access) && IsEncryptedOrSigned(*state_->message.accessor)) {
+        trace::Write(tracer_, kDetail,
+                     "Write request blocked, because the message is encrypted or signed");
+        vek::ThrowResult(vek::result::kNotSupported);
+    }
+    vek::RefPtr<IDataStream> stream;
+    switch (state_->attachment->GetProperty<std::int32_t>(tag::kAttachMethod)) {
+        case ATTACH_BY_VALUE:
+            stream =
+                Adapt(state_->attachment->GetStreamProperty(tag::kAttachDataBin, access, mode));
+            break;
+        case ATTACH_OLE:
+            stream = OpenOle(access, mode);
+            break;
+        default:
+            vek::ThrowResult(vek::result::kNotSupported);
+    }
+    trace::Write(tracer_, kDetail, "Stream initialized");
+    return stream;
+}
+
+vek::RefPtr<IDataStream> AttachmentProvider::OpenOle(std::uint32_t access, std::uint32_t mode) {
+    if (auto stream = TryOpen(tag::kAttachDataObj, access, mode)) {
+        trace::Write(tracer_, kDetail, "Stream initialized by DATA_OBJ");
+        return Adapt(std::move(stream));
+    }
+    if (auto stream = TryOpen(tag::kAttachDataBin, access, mode)) {
+        trace::Write(tracer_, kDetail, "Stream initialized by DATA_BIN");
+        return Adapt(std::move(stream));
+    }
+    if (AsksForWriting(access)) {
+        trace::Write(tracer_, kDetail, "Write request blocked, because it's an OLE attachment");
+        vek::ThrowResult(vek::result::kNotSupported);
+    }
+    vek::RefPtr<IUnknown> object;
+    state_->attachment->OpenProperty(tag::kAttachDataObj, mapi::iid::kStorage, 0, 0, object);
+    // Asked for by its interface id, the object is the storage.
+    return vek::MakeObject<OleStorageAdapter>(state_.shared_owner(), tracer_,
+                                              state_->message.functions->ole,
+                                              *static_cast<IStorage*>(object.get()));
+}
+
+vek::RefPtr<IStream> AttachmentProvider::TryOpen(ULONG property, std::uint32_t access,
+                                                 std::uint32_t mode) {
+    try {
+        return state_->attachment->GetStreamProperty(property, access, mode);
+    } catch (const vek::Exception&) {
+        return nullptr;
+    }
+}
+
+vek::RefPtr<IDataStream> AttachmentProvider::Adapt(vek::RefPtr<IStream> stream) {
+    return vek::MakeObject<StreamAdapter>(state_.shared_owner(), tracer_, std::move(stream),
+                                          state_->attachment);
+}
+
+vek::result_t AttachmentProvider::Delete() noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        trace::Write(tracer_, kDetail, "Delete attach ", number_);
+        helpers::CheckHResult(state_->message.message->DeleteAttach(number_, 0, nullptr, 0));
+        // The store keeps the deletion only with the message.
+        state_->message.accessor->MarkChanged();
+    });
+}
+
+vek::result_t AttachmentProvider::OpenStream(std::uint32_t access, std::uint32_t mode,
+                                             IDataStream** stream) noexcept {
+    return HandOut<IDataStream>(state_.owner(), stream, [&] { return Open(access, mode); });
+}
+
+const std::string& AttachmentProvider::FileName() {
+    PropertiesAccessor& attachment = *state_->attachment;
+    const auto* name = attachment.TryGetProperty<std::string>(tag::kAttachLongFilenameA);
+    return name != nullptr ? *name : attachment.GetProperty<std::string>(tag::kAttachFilenameA);
+}
+
+vek::result_t AttachmentProvider::GetName(std::string& name) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        const auto* shown = state_->attachment->TryGetProperty<std::string>(tag::kDisplayNameA);
+        name = shown != nullptr ? *shown : FileName();
+    });
+}
+
+vek::result_t AttachmentProvider::GetFileName(std::string& name) noexcept {
+    return RunOnOwner(state_.owner(), [&] { name = FileName(); });
+}
+
+vek::result_t AttachmentProvider::GetMimeTag(std::string& mime_tag) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        mime_tag = state_->attachment->GetProperty<std::string>(tag::kAttachMimeTagA);
+    });
+}
+
+vek::result_t AttachmentProvider::GetSize(std::uint32_t& size) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        size = static_cast<std::uint32_t>(
+            state_->attachment->GetProperty<std::int32_t>(tag::kAttachSize));
+    });
+}
+
+vek::result_t AttachmentProvider::Rename(std::string_view name) noexcept {
+    static constexpr std::array<ULONG, 3> kNames = {tag::kDisplayNameA, tag::kAttachFilenameA,
+                                                    tag::kAttachLongFilenameA};
+    return RunOnOwner(state_.owner(), [&] {
+        for (ULONG property : kNames) state_->attachment->SetProperty(property, name);
+    });
+}
+
+}  // namespace plugins::mail_processing

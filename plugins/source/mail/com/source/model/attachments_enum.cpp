@@ -1,0 +1,79 @@
+#include "model/attachments_enum.h"
+
+#include <string>
+#include <utility>
+
+#include "internal/helpers/hresult_exception.h"
+#include "mapi/mapi_memory.h"
+#include "mapi/property_tags.h"
+#include "mapi/table_rows.h"
+#include "model/attachment_provider.h"
+#include "model/hand_out.h"
+#include "vek/core/throw.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+void SeekToStart(IMAPITable& table, vek::SourcePlace place = vek::SourcePlace::Here()) {
+    helpers::CheckHResult(table.SeekRow(BOOKMARK_BEGINNING, 0, nullptr), place);
+}
+
+}  // namespace
+
+AttachmentsEnum::State AttachmentsEnum::OpenTable(MessagePart message) {
+    vek::RefPtr<IMAPITable> table;
+    helpers::CheckHResult(message.message->GetAttachmentTable(0, table.put()));
+    SPropTagArray columns = mapi::OneTag(mapi::tag::kAttachNum);
+    helpers::CheckHResult(table->SetColumns(&columns, 0));
+    SeekToStart(*table);
+    return {std::move(message), std::move(table)};
+}
+
+AttachmentsEnum::AttachmentsEnum(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
+                                 MessagePart message)
+    : tracer_(std::move(tracer)), state_(std::move(owner), OpenTable(std::move(message))) {}
+
+vek::RefPtr<IPropertyProvider> AttachmentsEnum::TakeNext() {
+    mapi::RowSet rows(*state_->message.functions);
+    helpers::CheckHResult(state_->table->QueryRows(1, 0, rows.put()));
+    if (rows.rows().empty()) return nullptr;
+    const SPropValue* number = mapi::ColumnValue(rows.rows().front(), 0, mapi::tag::kAttachNum);
+    if (number == nullptr) vek::ThrowResult(vek::result::kPropertyNotFound);
+    return vek::MakeObject<AttachmentProvider>(state_.shared_owner(), tracer_, state_->message,
+                                               static_cast<ULONG>(number->Value.l));
+}
+
+vek::result_t AttachmentsEnum::Next(IPropertyProvider** provider, bool& found) noexcept {
+    if (provider == nullptr) return vek::result::kInvalidArgument;
+    *provider = nullptr;
+    return RunOnOwner(state_.owner(), [&] {
+        const vek::RefPtr<IPropertyProvider> next = TakeNext();
+        if (next) *provider = QueryFor<IPropertyProvider>(*next);
+        found = static_cast<bool>(next);
+    });
+}
+
+vek::result_t AttachmentsEnum::Reset() noexcept {
+    return RunOnOwner(state_.owner(), [&] { SeekToStart(*state_->table); });
+}
+
+vek::result_t AttachmentsEnum::Find(std::u16string_view name,
+                                    IPropertyProvider** provider) noexcept {
+    return HandOut<IPropertyProvider>(state_.owner(), provider, [&] {
+        std::basic_string<WCHAR> wide(name.begin(), name.end());
+        SPropValue value{};
+        value.ulPropTag = mapi::tag::kDisplayNameW;
+        value.Value.lpszW = wide.data();
+        SRestriction restriction{};
+        restriction.rt = RES_PROPERTY;
+        restriction.res.resProperty.relop = RELOP_EQ;
+        restriction.res.resProperty.ulPropTag = mapi::tag::kDisplayNameW;
+        restriction.res.resProperty.lpProp = &value;
+        helpers::CheckHResult(state_->table->FindRow(&restriction, BOOKMARK_BEGINNING, 0));
+        auto found = TakeNext();
+        vek::Check(static_cast<bool>(found));
+        return found;
+    });
+}
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <span>
+
+namespace plugins::mail_processing {
+
+// Writes `value` to the first bytes of `out`, the lowest byte first.
+template <std::unsigned_integral Number>
+constexpr void StoreLittleEndian(Number value, std::span<std::byte, sizeof(Number)> out) noexcept {
+    for (std::size_t i = 0; i < sizeof(Number); ++i) {
+        out[i] = static_cast<std::byte>(value >> (8 * i) & 0xFF);
+    }
+}
+
+template <std::unsigned_integral Number>
+constexpr Number LoadLittleEndian(std::span<const std::byte, sizeof(Number)> in) noexcept {
+    Number value = 0;
+    for (std::size_t i = 0; i < sizeof(Number); ++i) {
+        value |= static_cast<Number>(static_cast<Number>(in[i]) << (8 * i));
+    }
+    return value;
+}
+
+}  // namespace plugins::mail_processing

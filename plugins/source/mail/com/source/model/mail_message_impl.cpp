@@ -1,0 +1,192 @@
+#include "model/mail_message_impl.h"
+
+#include <utility>
+
+#include "mapi/property_tags.h"
+#include "model/attachments_enum.h"
+#include "model/hand_out.h"
+#include "model/header_summary.h"
+#include "model/internet_headers.h"
+#include "model/message_hash.h"
+#include "model/notice.h"
+#include "model/recipients.h"
+#include "model/stream_property_provider.h"
+#include "vek/trace/line.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+namespace tag = mapi::tag;
+
+}  // namespace
+
+MailMessageImpl::MailMessageImpl(vek::RefPtr<IMessage> message, vek::RefPtr<IMAPISession> session,
+                                 std::shared_ptr<const mapi::MapiFunctions> functions,
+                                 vek::trace::TracerPtr tracer, std::shared_ptr<OwnerThread> owner,
+                                 vek::platform::Clock& clock)
+    : tracer_(std::move(tracer)),
+      state_(std::move(owner),
+             State{std::move(session), MessagePart{message, functions, &clock,
+                                                   std::make_shared<PropertiesAccessor>(
+                                                       message, functions, tracer_, clock)}}) {}
+
+vek::result_t MailMessageImpl::GetHeaderSummary(std::string& summary) noexcept {
+    return RunOnOwner(state_.owner(), [&] { summary = HeaderSummary(*message().accessor); });
+}
+
+vek::result_t MailMessageImpl::GetMessageHash(std::uint64_t& hash) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        hash = MessageHash(*message().functions, *message().message, *message().accessor, tracer_);
+    });
+}
+
+vek::result_t MailMessageImpl::GetSender(std::string& sender) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        sender = AddressLine(*message().accessor, tag::kSenderNameA, tag::kSenderAddrTypeA,
+                             tag::kSenderEmailAddressA);
+    });
+}
+
+vek::result_t MailMessageImpl::GetSenderSmtpAddress(std::string& address) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        address =
+            SenderSmtpAddress(*message().functions, state_->session.get(), *message().accessor);
+    });
+}
+
+vek::result_t MailMessageImpl::GetSentRepresenting(std::string& sender) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        sender = AddressLine(*message().accessor, tag::kSentRepresentingNameA,
+                             tag::kSentRepresentingAddrTypeA, tag::kSentRepresentingEmailAddressA);
+    });
+}
+
+vek::result_t MailMessageImpl::GetSenderName(std::string& name) noexcept {
+    return ReadRequired(tag::kSenderNameA, name);
+}
+
+vek::result_t MailMessageImpl::GetSentRepresentingName(std::string& name) noexcept {
+    return ReadRequired(tag::kSentRepresentingNameA, name);
+}
+
+vek::result_t MailMessageImpl::GetToRecipients(std::string& recipients) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        recipients = RecipientList(*message().functions, *message().message, MAPI_TO);
+    });
+}
+
+vek::result_t MailMessageImpl::GetDisplayTo(std::string& line) noexcept {
+    return ReadRequired(tag::kDisplayToA, line);
+}
+
+vek::result_t MailMessageImpl::GetCcRecipients(std::string& recipients) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        recipients = RecipientList(*message().functions, *message().message, MAPI_CC);
+    });
+}
+
+vek::result_t MailMessageImpl::GetDisplayCc(std::string& line) noexcept {
+    return ReadRequired(tag::kDisplayCcA, line);
+}
+
+vek::result_t MailMessageImpl::GetSubject(std::u16string& subject) noexcept {
+    return ReadRequired(tag::kSubjectW, subject);
+}
+
+vek::result_t MailMessageImpl::GetTime(std::string& time) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        PropertiesAccessor& properties = *message().accessor;
+        const auto* submitted = properties.TryGetProperty<std::string>(tag::kClientSubmitTime);
+        if (submitted == nullptr)
+            submitted = properties.TryGetProperty<std::string>(tag::kProviderSubmitTime);
+        vek::Check(submitted != nullptr);
+        time = *submitted;
+    });
+}
+
+vek::result_t MailMessageImpl::GetInternetMessageId(std::string& id) noexcept {
+    return ReadRequired(tag::kInternetMessageIdA, id);
+}
+
+vek::result_t MailMessageImpl::GetTransportHeaders(std::string& headers) noexcept {
+    return ReadRequired(tag::kTransportMessageHeadersA, headers);
+}
+
+vek::result_t MailMessageImpl::GetPlainBody(IPropertyProvider** body) noexcept {
+    return GetBody(tag::kBodyA, body);
+}
+
+vek::result_t MailMessageImpl::GetHtmlBody(IPropertyProvider** body) noexcept {
+    return GetBody(tag::kBodyHtmlA, body);
+}
+
+vek::result_t MailMessageImpl::GetRichBody(IPropertyProvider** body) noexcept {
+    return GetBody(tag::kRtfCompressed, body);
+}
+
+vek::result_t MailMessageImpl::GetAttachments(IAttachmentsEnum** attachments) noexcept {
+    return HandOut<IAttachmentsEnum>(state_.owner(), attachments, [&] {
+        return vek::MakeObject<AttachmentsEnum>(state_.shared_owner(), tracer_, message());
+    });
+}
+
+vek::result_t MailMessageImpl::SetSubject(std::u16string_view subject) noexcept {
+    return RunOnOwner(state_.owner(), [&] { message().accessor->SetSubject(subject); });
+}
+
+vek::result_t MailMessageImpl::AppendNotice(std::string_view text,
+                                            std::uint32_t& outcome) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        if (!AllowsNotice(*message().accessor)) {
+            outcome = 1;
+            return;
+        }
+        outcome = 0;
+        try {
+            InsertNotice(message().functions->ole, *message().accessor, tag::kBodyHtmlA, text);
+            InsertNotice(message().functions->ole, *message().accessor, tag::kBodyA, text);
+        } catch (...) {
+            vek::trace::WriteCurrentException(tracer_);
+        }
+    });
+}
+
+vek::result_t MailMessageImpl::SetProperty(std::uint32_t property,
+                                           std::string_view value) noexcept {
+    return RunOnOwner(state_.owner(), [&] { message().accessor->SetProperty(property, value); });
+}
+
+vek::result_t MailMessageImpl::SetHeader(std::string_view line) noexcept {
+    return RunOnOwner(state_.owner(), [&] { SetHeaders(ReplaceHeader(Headers(), line)); });
+}
+
+vek::result_t MailMessageImpl::AddHeader(std::string_view line) noexcept {
+    return RunOnOwner(state_.owner(), [&] { SetHeaders(AppendHeader(Headers(), line)); });
+}
+
+vek::result_t MailMessageImpl::GetBody(std::uint32_t property, IPropertyProvider** body) noexcept {
+    return HandOut<IPropertyProvider>(state_.owner(), body, [&] {
+        return vek::MakeObject<StreamPropertyProvider>(
+            state_.shared_owner(), tracer_, message().functions, message().accessor, property);
+    });
+}
+
+std::string_view MailMessageImpl::Headers() {
+    const auto* headers =
+        message().accessor->TryGetProperty<std::string>(tag::kTransportMessageHeadersA);
+    return headers != nullptr ? std::string_view(*headers) : std::string_view();
+}
+
+void MailMessageImpl::SetHeaders(const std::string& headers) {
+    message().accessor->SetProperty(tag::kTransportMessageHeadersA, headers);
+}
+
+template <class Value>
+vek::result_t MailMessageImpl::ReadRequired(std::uint32_t property, Value& out) noexcept {
+    return RunOnOwner(state_.owner(), [&] {
+        out = message().accessor->template GetProperty<Value>(property,
+                                                              vek::result::kPropertyNotFound);
+    });
+}
+
+}  // namespace plugins::mail_processing

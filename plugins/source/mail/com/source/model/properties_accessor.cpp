@@ -1,0 +1,174 @@
+#include "model/properties_accessor.h"
+
+#include <string>
+#include <utility>
+
+#include "internal/helpers/hresult_exception.h"
+#include "mapi/interface_ids.h"
+#include "mapi/mapi_memory.h"
+#include "mapi/property_tags.h"
+#include "private_include/common/mail_message.h"
+#include "vek/trace/line.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+namespace trace = vek::trace;
+using trace::level::kDetail;
+
+// Saving leaves the object open for the rest of the check and overrides what others saved
+// meanwhile: the scanner's word is the last.
+constexpr ULONG kSaveFlags = KEEP_OPEN_READWRITE | FORCE_SAVE;
+
+struct StreamFlags {
+    ULONG options;
+    ULONG flags;
+};
+
+constexpr StreamFlags FlagsFor(std::uint32_t access, std::uint32_t mode) noexcept {
+    StreamFlags result{0, 0};
+    if ((access & access_mode::kWrite) != 0) {
+        result.options = (access & access_mode::kRead) != 0 ? STGM_READWRITE : STGM_WRITE;
+        result.flags = MAPI_MODIFY;
+    }
+    if ((mode & open_mode::kCreate) != 0) result.flags |= MAPI_CREATE;
+    return result;
+}
+
+}  // namespace
+
+PropertiesAccessor::PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
+                                       std::shared_ptr<const mapi::MapiFunctions> functions,
+                                       vek::trace::TracerPtr tracer, vek::platform::Clock& clock,
+                                       std::shared_ptr<PropertiesAccessor> parent)
+    : tracer_(std::move(tracer)),
+      object_(std::move(object)),
+      functions_(std::move(functions)),
+      clock_(clock),
+      parent_(std::move(parent)) {}
+
+PropertiesAccessor::~PropertiesAccessor() {
+    try {
+        Save();
+    } catch (...) {
+        trace::WriteCurrentException(tracer_, "Property save failed: ");
+    }
+}
+
+const PropertyValue* PropertiesAccessor::Read(ULONG tag) {
+    const auto found = cache_.find(tag);
+    if (found == cache_.end()) return Ask(tag);
+    const Entry& entry = found->second;
+    if (entry.status == vek::result::kOk) return &entry.value;
+    if (entry.status != vek::result::kPropertyNotFound && vek::Failed(entry.status)) {
+        vek::ThrowResult(entry.status);
+    }
+    return nullptr;
+}
+
+const PropertyValue* PropertiesAccessor::Ask(ULONG tag) {
+    trace::Write(tracer_, kDetail, "Get property ", trace::Hex(tag));
+    SPropTagArray tags = mapi::OneTag(tag);
+    ULONG count = 0;
+    mapi::Buffer<SPropValue> property(*functions_);
+    helpers::CheckHResult(object_->GetProps(&tags, 0, &count, property.put()));
+    if (count == 0 || !property) vek::ThrowResult(vek::result::kUnexpected);
+
+    if (PROP_TYPE(property->ulPropTag) == PT_ERROR) {
+        const HRESULT error = property->Value.err;
+        if (error == MAPI_E_NOT_FOUND) {
+            trace::Write(tracer_, kDetail, "Property not found for id: ", trace::Hex(tag));
+            cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}});
+            return nullptr;
+        }
+        helpers::CheckHResult(error);
+        vek::ThrowResult(vek::result::kUnexpected);
+    }
+    const auto entry =
+        cache_.insert_or_assign(tag, Entry{vek::result::kOk, FromMapi(*property, clock_)});
+    return &entry.first->second.value;
+}
+
+template <class Text>
+void PropertiesAccessor::Write(SPropValue& property, Text&& value) {
+    helpers::CheckHResult(object_->SetProps(1, &property, nullptr));
+    changed_ = true;
+    ForgetOtherText(property.ulPropTag);
+    cache_.insert_or_assign(property.ulPropTag, Entry{vek::result::kOk, std::forward<Text>(value)});
+}
+
+void PropertiesAccessor::ForgetOtherText(ULONG tag) {
+    const ULONG type = PROP_TYPE(tag);
+    if (type == PT_STRING8) cache_.erase(PROP_TAG(PT_UNICODE, PROP_ID(tag)));
+    if (type == PT_UNICODE) cache_.erase(PROP_TAG(PT_STRING8, PROP_ID(tag)));
+}
+
+void PropertiesAccessor::SetProperty(ULONG tag, std::string_view value) {
+    trace::Write(tracer_, kDetail, "Set property ", trace::Hex(tag), " value: ", value);
+    // MAPI would take the text for whatever the tag says.
+    if (PROP_TYPE(tag) != PT_STRING8) vek::ThrowResult(vek::result::kInvalidArgument);
+    std::string text(value.substr(0, value.find('\0')));
+    SPropValue property{};
+    property.ulPropTag = tag;
+    property.Value.lpszA = text.data();
+    Write(property, std::move(text));
+}
+
+void PropertiesAccessor::SetSubject(std::u16string_view subject) {
+    trace::Write(tracer_, kDetail, "Set property ", trace::Hex(mapi::tag::kSubjectW),
+                 " value: ", subject);
+    std::u16string text(subject.substr(0, subject.find(u'\0')));
+    std::basic_string<WCHAR> wide(text.begin(), text.end());
+    SPropValue property{};
+    property.ulPropTag = mapi::tag::kSubjectW;
+    property.Value.lpszW = wide.data();
+    Write(property, std::move(text));
+}
+
+void PropertiesAccessor::DeleteProperty(ULONG tag) {
+    trace::Write(tracer_, kDetail, "Delete property ", trace::Hex(tag));
+    SPropTagArray tags = mapi::OneTag(tag);
+    helpers::CheckHResult(object_->DeleteProps(&tags, nullptr));
+    changed_ = true;
+    ForgetOtherText(tag);
+    cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}});
+}
+
+vek::RefPtr<IStream> PropertiesAccessor::GetStreamProperty(ULONG tag, std::uint32_t access,
+                                                           std::uint32_t mode) {
+    const StreamFlags wanted = FlagsFor(access, mode);
+    trace::Write(tracer_, kDetail, "Get stream property ", trace::Hex(tag),
+                 " accessMode: ", trace::Hex(wanted.options),
+                 " openMode: ", trace::Hex(wanted.flags));
+    const auto known = cache_.find(tag);
+    if (known != cache_.end() && vek::Failed(known->second.status)) {
+        vek::ThrowResult(known->second.status);
+    }
+    if (stream_ && stream_->tag == tag && stream_->options == wanted.options &&
+        stream_->flags == wanted.flags) {
+        trace::Write(tracer_, kDetail, "Get stream from cache");
+        return stream_->stream;
+    }
+    vek::RefPtr<IUnknown> object;
+    OpenProperty(tag, mapi::iid::kStream, wanted.options, wanted.flags, object);
+    // Asked for by its interface id, the object is the stream.
+    auto stream = vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach()));
+    stream_ = CachedStream{tag, wanted.options, wanted.flags, stream};
+    return stream;
+}
+
+void PropertiesAccessor::OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
+                                      vek::RefPtr<IUnknown>& object) {
+    helpers::CheckHResult(object_->OpenProperty(tag, &iid, options, flags, object.put()));
+    if (!object) vek::ThrowResult(vek::result::kUnexpected);
+}
+
+void PropertiesAccessor::Save() {
+    if (!changed_) return;
+    trace::Write(tracer_, kDetail, "Process property save");
+    helpers::CheckHResult(object_->SaveChanges(kSaveFlags));
+    if (parent_) parent_->MarkChanged();
+    changed_ = false;
+}
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "mapi/mapi_functions.h"
+#include "mapi/mapi_interfaces.h"
+#include "model/property_value.h"
+#include "vek/core/ref_ptr.h"
+#include "vek/core/throw.h"
+#include "vek/platform/clock.h"
+#include "vek/trace/tracer.h"
+
+namespace plugins::mail_processing {
+
+// The only road from the mail model to the properties of one MAPI object, a message or an
+// attachment. Reads each property at most once, remembers that it is missing too, keeps what it
+// writes in step, and saves once.
+//
+// Used on the thread that owns the object alone. Operations raise helpers::HResultCodeException
+// when MAPI fails and vek::ResultCodeException otherwise; the memory is then unchanged. A property
+// that is changed behind the accessor's back is not seen.
+class PropertiesAccessor {
+public:
+    // `parent` belongs to the object that contains this one: a saved change here makes a change
+    // there. It is shared, so that the container is saved after what it contains. `clock`
+    // outlives the accessor.
+    PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
+                       std::shared_ptr<const mapi::MapiFunctions> functions,
+                       vek::trace::TracerPtr tracer, vek::platform::Clock& clock,
+                       std::shared_ptr<PropertiesAccessor> parent = nullptr);
+
+    // Saves; a failure is traced.
+    ~PropertiesAccessor();
+
+    PropertiesAccessor(const PropertiesAccessor&) = delete;
+    PropertiesAccessor& operator=(const PropertiesAccessor&) = delete;
+
+    // The property's value, valid until it is written or deleted; null when it is missing.
+    // Raises kInvalidType when it is held as something else than a Value.
+    template <class Value>
+    const Value* TryGetProperty(ULONG tag) {
+        const PropertyValue* value = Read(tag);
+        if (value == nullptr) return nullptr;
+        const Value* typed = std::get_if<Value>(value);
+        if (typed == nullptr) vek::ThrowResult(vek::result::kInvalidType);
+        return typed;
+    }
+
+    // As TryGetProperty; a missing property raises `missing`.
+    template <class Value>
+    const Value& GetProperty(ULONG tag, vek::result_t missing = vek::result::kNotFound) {
+        const Value* value = TryGetProperty<Value>(tag);
+        if (value == nullptr) vek::ThrowResult(missing);
+        return *value;
+    }
+
+    // `tag` is of a narrow string; others raise kInvalidArgument.
+    void SetProperty(ULONG tag, std::string_view value);
+    void SetSubject(std::u16string_view subject);
+    void DeleteProperty(ULONG tag);
+
+    // `access` and `mode` are sets of access_mode and open_mode bits. The stream last opened is
+    // kept and given again for the same tag and modes, wherever it then stands.
+    vek::RefPtr<IStream> GetStreamProperty(ULONG tag, std::uint32_t access, std::uint32_t mode);
+
+    // Opens another interface of the property, without memory.
+    void OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
+                      vek::RefPtr<IUnknown>& object);
+
+    // Makes the changes permanent, if there are any.
+    void Save();
+
+    // Says that the object was changed through one of its streams.
+    void MarkChanged() noexcept { changed_ = true; }
+
+private:
+    struct Entry {
+        vek::result_t status;
+        PropertyValue value;
+    };
+    struct CachedStream {
+        ULONG tag;
+        ULONG options;
+        ULONG flags;
+        vek::RefPtr<IStream> stream;
+    };
+
+    const PropertyValue* Read(ULONG tag);
+    const PropertyValue* Ask(ULONG tag);
+    template <class Text>
+    void Write(SPropValue& property, Text&& value);
+    // A text has two tags, narrow and wide: what is known of the other is out of date.
+    void ForgetOtherText(ULONG tag);
+
+    const vek::trace::TracerPtr tracer_;
+    const vek::RefPtr<IMAPIProp> object_;
+    const std::shared_ptr<const mapi::MapiFunctions> functions_;
+    vek::platform::Clock& clock_;
+    std::map<ULONG, Entry> cache_;
+    std::optional<CachedStream> stream_;
+    bool changed_ = false;
+    const std::shared_ptr<PropertiesAccessor> parent_;
+};
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,140 @@
+#include "sandbox/outlook/byte_stream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace sandbox::outlook {
+namespace {
+
+// The largest stream: a property cannot be larger either.
+constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max();
+
+}  // namespace
+
+ByteStream::ByteStream(std::shared_ptr<Runtime> runtime, Content bytes, Mode mode, Sink sink)
+    : ComObject(std::move(runtime)),
+      mode_(mode),
+      sink_(std::move(sink)),
+      bytes_(std::move(bytes)) {}
+
+std::string& ByteStream::Changing() {
+    if (own_ == nullptr || own_.use_count() > 2) {  // two of them are ours
+        own_ = std::make_shared<std::string>(*bytes_);
+        bytes_ = own_;
+    }
+    return *own_;
+}
+
+HRESULT ByteStream::Read(void* buffer, ULONG size, ULONG* read) {
+    if (read != nullptr) *read = 0;
+    return Enter(Call::kStreamRead, [&]() -> HRESULT {
+        if (!mode_.readable) return STG_E_ACCESSDENIED;
+        if (buffer == nullptr && size != 0) return STG_E_INVALIDPOINTER;
+        const std::uint64_t left =
+            bytes_->size() - std::min<std::uint64_t>(position_, bytes_->size());
+        const std::uint64_t count =
+            std::min<std::uint64_t>(left, runtime()->faults().ReadLimit(size));
+        if (count != 0) std::memcpy(buffer, bytes_->data() + position_, count);
+        position_ += count;
+        if (read != nullptr) *read = static_cast<ULONG>(count);
+        return S_OK;
+    });
+}
+
+HRESULT ByteStream::Write(const void* bytes, ULONG size, ULONG* written) {
+    if (written != nullptr) *written = 0;
+    return Enter(Call::kStreamWrite, [&]() -> HRESULT {
+        if (!mode_.writable) return STG_E_ACCESSDENIED;
+        if (bytes == nullptr && size != 0) return STG_E_INVALIDPOINTER;
+        if (position_ + size > kLargest) return STG_E_MEDIUMFULL;
+        if (size != 0) {
+            std::string& target = Changing();
+            if (position_ > target.size()) target.resize(position_);
+            const std::size_t over = std::min<std::size_t>(size, target.size() - position_);
+            const char* const source = static_cast<const char*>(bytes);
+            std::copy_n(source, over, target.begin() + static_cast<std::ptrdiff_t>(position_));
+            target.append(source + over, size - over);
+            position_ += size;
+        }
+        if (written != nullptr) *written = size;
+        return S_OK;
+    });
+}
+
+HRESULT ByteStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) {
+    return Enter(Call::kStreamSeek, [&]() -> HRESULT {
+        std::uint64_t base = 0;
+        switch (origin) {
+            case STREAM_SEEK_SET:
+                break;
+            case STREAM_SEEK_CUR:
+                base = position_;
+                break;
+            case STREAM_SEEK_END:
+                base = bytes_->size();
+                break;
+            default:
+                return STG_E_INVALIDFUNCTION;
+        }
+        // Both terms are far from the ends of their range, so the sum is in it.
+        constexpr auto kFar = static_cast<LONGLONG>(kLargest);
+        if (move.QuadPart < -kFar || move.QuadPart > kFar) return STG_E_INVALIDFUNCTION;
+        const LONGLONG target = static_cast<LONGLONG>(base) + move.QuadPart;
+        if (target < 0 || target > kFar) return STG_E_INVALIDFUNCTION;
+        position_ = static_cast<std::uint64_t>(target);
+        if (now != nullptr) now->QuadPart = position_;
+        return S_OK;
+    });
+}
+
+HRESULT ByteStream::SetSize(ULARGE_INTEGER size) {
+    return Enter(Call::kStreamSetSize, [&]() -> HRESULT {
+        if (!mode_.writable) return STG_E_ACCESSDENIED;
+        if (size.QuadPart > kLargest) return STG_E_MEDIUMFULL;
+        Changing().resize(size.QuadPart);
+        return S_OK;
+    });
+}
+
+HRESULT ByteStream::CopyTo(IStream* target, ULARGE_INTEGER size, ULARGE_INTEGER* read,
+                           ULARGE_INTEGER* written) {
+    if (read != nullptr) read->QuadPart = 0;
+    if (written != nullptr) written->QuadPart = 0;
+    return Enter(Call::kStreamCopyTo, [&]() -> HRESULT {
+        if (!mode_.readable) return STG_E_ACCESSDENIED;
+        if (target == nullptr) return STG_E_INVALIDPOINTER;
+        const Content source = bytes_;  // stays as it is, should the target be this stream
+        const std::uint64_t start = std::min<std::uint64_t>(position_, source->size());
+        const auto count =
+            static_cast<ULONG>(std::min<std::uint64_t>(source->size() - start, size.QuadPart));
+        position_ += count;
+        if (read != nullptr) read->QuadPart = count;
+        ULONG taken = 0;
+        const HRESULT code = target->Write(source->data() + start, count, &taken);
+        if (written != nullptr) written->QuadPart = taken;
+        return code;
+    });
+}
+
+HRESULT ByteStream::Commit(DWORD) {
+    return Enter(Call::kStreamCommit,
+                 [&]() -> HRESULT { return mode_.writable && sink_ ? sink_(bytes_) : S_OK; });
+}
+
+HRESULT ByteStream::Stat(STATSTG* stat, DWORD) {
+    return Enter(Call::kStreamStat, [&]() -> HRESULT {
+        if (stat == nullptr) return STG_E_INVALIDPOINTER;
+        *stat = {};  // no stream here has a name
+        stat->type = STGTY_STREAM;
+        stat->cbSize.QuadPart = bytes_->size();
+        const auto access = !mode_.writable  ? STGM_READ
+                            : mode_.readable ? STGM_READWRITE
+                                             : STGM_WRITE;
+        stat->grfMode = static_cast<DWORD>(access);
+        return S_OK;
+    });
+}
+
+}  // namespace sandbox::outlook

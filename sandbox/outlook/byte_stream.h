@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "sandbox/outlook/com_object.h"
+#include "sandbox/outlook/property_value.h"
+
+namespace sandbox::outlook {
+
+// Bytes as a stream: a property, a stream of a storage, a piece of memory.
+class ByteStream final : public ComObject<IStream, iid::kSequentialStream, iid::kStream> {
+public:
+    struct Mode {
+        bool readable;
+        bool writable;
+    };
+
+    // Takes the bytes at each commit. What it refers to, it keeps alive.
+    using Sink = std::function<HRESULT(const Content& bytes)>;
+
+    // Begins with `bytes`, which others may have as well. What is written is dropped unless it is
+    // committed; without a sink it is the stream's alone.
+    ByteStream(std::shared_ptr<Runtime> runtime, Content bytes, Mode mode, Sink sink = {});
+
+    HRESULT STDMETHODCALLTYPE Read(void* buffer, ULONG size, ULONG* read) final;
+    HRESULT STDMETHODCALLTYPE Write(const void* bytes, ULONG size, ULONG* written) final;
+    HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) final;
+    HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER size) final;
+    HRESULT STDMETHODCALLTYPE CopyTo(IStream* target, ULARGE_INTEGER size, ULARGE_INTEGER* read,
+                                     ULARGE_INTEGER* written) final;
+    HRESULT STDMETHODCALLTYPE Commit(DWORD flags) final;
+    HRESULT STDMETHODCALLTYPE Stat(STATSTG* stat, DWORD flags) final;
+
+    HRESULT STDMETHODCALLTYPE Revert() final { return Unsupported(); }
+    HRESULT STDMETHODCALLTYPE LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) final {
+        return Unsupported();
+    }
+    HRESULT STDMETHODCALLTYPE UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) final {
+        return Unsupported();
+    }
+    HRESULT STDMETHODCALLTYPE Clone(IStream**) final { return Unsupported(); }
+
+private:
+    // The bytes to change: copied first where somebody else has them as well.
+    std::string& Changing();
+
+    const Mode mode_;
+    const Sink sink_;
+    Content bytes_;
+    std::shared_ptr<std::string> own_;  // bytes_ again, while nobody else can see it
+    std::uint64_t position_ = 0;
+};
+
+}  // namespace sandbox::outlook

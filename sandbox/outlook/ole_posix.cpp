@@ -1,0 +1,7 @@
+#include "sandbox/outlook/entry_points.h"
+
+namespace sandbox::outlook {
+
+plugins::mapi::OleFunctions EntryPoints::Ole() { return {&CreateStream, nullptr, nullptr}; }
+
+}  // namespace sandbox::outlook
