@@ -1,0 +1,142 @@
+#include "processing/invoke_dispatcher.h"
+
+#include <array>
+#include <thread>
+#include <utility>
+
+#include "internal/helpers/hresult_exception.h"
+#include "mapi/mapi_interfaces.h"
+#include "vek/core/current_exception.h"
+#include "vek/core/throw.h"
+#include "vek/trace/line.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+using vek::platform::Event;
+using vek::platform::WaitStatus;
+
+std::unique_ptr<Event> NewAutoResetEvent(vek::platform::System& system) {
+    auto event = system.NewEvent(vek::platform::EventKind::kAutoReset);
+    if (event == nullptr) helpers::ThrowLastError();
+    return event;
+}
+
+// Raised in the calling thread when its wait for the reply is abandoned (RPC_E_CHANGED_MODE of
+// winerror.h).
+constexpr std::int32_t kReplyAbandoned = static_cast<std::int32_t>(0x80010106u);
+
+// Result codes of the platform facility for the owner's wait.
+constexpr vek::result_t kWaitFailed = 0x80010100;
+constexpr vek::result_t kWaitAbandoned = 0x80010106;
+
+}  // namespace
+
+InvokeDispatcher::InvokeDispatcher(vek::trace::TracerPtr tracer, vek::platform::System& system)
+    : tracer_(std::move(tracer)),
+      system_(system),
+      request_(NewAutoResetEvent(system)),
+      reply_(NewAutoResetEvent(system)),
+      owner_id_(vek::platform::CurrentThreadId()) {}
+
+vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
+    if (vek::platform::CurrentThreadId() == owner_id_) return Run(call);
+
+    const std::lock_guard turn(callers_);
+    pending_ = &call;
+    slot_ = Slot::kPending;
+
+    // Close sets closed_ before it signals the reply: either it is seen here, or the wait below is
+    // ended by it.
+    if (closed_) {
+        Withdraw();
+        return vek::result::kUnspecifiedError;
+    }
+    if (request_->Set() != vek::platform::system_error::kNone) {
+        Withdraw();
+        helpers::ThrowLastError();
+    }
+    for (;;) {
+        const std::array<Event*, 1> reply{reply_.get()};
+        const auto wait = system_.WaitAny(reply, vek::platform::kInfinite);
+        if (wait.status != WaitStatus::kSignalled) {
+            const auto error = vek::platform::LastError();
+            Withdraw();
+            if (wait.status == WaitStatus::kAbandoned) helpers::ThrowHResult(kReplyAbandoned);
+            helpers::ThrowHResult(helpers::HResultFromWin32(error));
+        }
+        if (slot_ == Slot::kAnswered) return result_;
+        if (closed_) {
+            Withdraw();
+            return vek::result::kUnspecifiedError;
+        }
+        // The reply to an earlier call whose caller could not wait for it.
+    }
+}
+
+void InvokeDispatcher::Withdraw() noexcept {
+    Slot expected = Slot::kPending;
+    if (slot_.compare_exchange_strong(expected, Slot::kEmpty)) return;
+    // The owner is in the call, which refers to the caller's frame.
+    while (slot_ == Slot::kRunning) std::this_thread::yield();
+}
+
+vek::result_t InvokeDispatcher::Run(vek::FunctionRef<void()> call) noexcept {
+    try {
+        call();
+        return vek::result::kOk;
+    } catch (...) {
+        return Report();
+    }
+}
+
+vek::result_t InvokeDispatcher::Report() noexcept {
+    try {
+        throw;
+    } catch (const helpers::HResultCodeException& exception) {
+        if (static_cast<HRESULT>(exception.code()) == MAPI_E_NOT_FOUND) {
+            vek::trace::Write(tracer_, vek::trace::level::kWarning, "MAPI_E_NOT_FOUND at",
+                              exception.place().file, " line", exception.place().line);
+            return vek::result::kPropertyNotFound;
+        }
+    } catch (...) {  // reported below, as the others are
+    }
+    vek::trace::WriteCurrentException(tracer_);
+    return vek::CurrentExceptionResult();
+}
+
+void InvokeDispatcher::Serve(Event& done) {
+    struct Leave {
+        InvokeDispatcher& dispatcher;
+        ~Leave() { dispatcher.Close(); }
+    } const leave{*this};
+
+    const std::array<Event*, 2> events{&done, request_.get()};
+    for (;;) {
+        const auto wait = system_.WaitAny(events, vek::platform::kInfinite);
+        if (wait.status != WaitStatus::kSignalled) {
+            throw vek::SystemException(
+                vek::SourcePlace::Here(),
+                wait.status == WaitStatus::kAbandoned ? kWaitAbandoned : kWaitFailed,
+                vek::wide_string_t(u"WaitForMultipleObjects"));
+        }
+        if (wait.index == 0 || stopped_) return;
+        Slot expected = Slot::kPending;
+        if (!slot_.compare_exchange_strong(expected, Slot::kRunning)) continue;
+        result_ = Run(*pending_);
+        slot_ = Slot::kAnswered;
+        if (reply_->Set() != vek::platform::system_error::kNone) helpers::ThrowLastError();
+    }
+}
+
+void InvokeDispatcher::Stop() noexcept {
+    stopped_ = true;
+    request_->Set();
+}
+
+void InvokeDispatcher::Close() noexcept {
+    closed_ = true;
+    reply_->Set();
+}
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "model/owner_thread.h"
+#include "vek/platform/system.h"
+#include "vek/trace/tracer.h"
+
+namespace plugins::mail_processing {
+
+// Carries calls to the thread that owns a message, which serves them while a check is under way.
+// One dispatcher serves one check.
+class InvokeDispatcher final : public OwnerThread {
+public:
+    // Owned by the constructing thread. Raises HResultCodeException when an event cannot be
+    // created. `system` outlives the dispatcher.
+    InvokeDispatcher(vek::trace::TracerPtr tracer, vek::platform::System& system);
+
+    // Callers are served one at a time; more than one wait their turn. A call that was not begun
+    // when the owner left is never run, and its caller gets kUnspecifiedError. Raises
+    // HResultCodeException when the hand-over fails.
+    vek::result_t Invoke(vek::FunctionRef<void()> call) override;
+
+    // Owner thread only, once. Runs calls until `done` is signalled, which wins over a call that
+    // waits. Raises when waiting or answering fails; however it ends, no call runs afterwards.
+    void Serve(vek::platform::Event& done);
+
+    // Ends Serve as a signalled `done` does: for when that event cannot be signalled. Any thread.
+    void Stop() noexcept;
+
+private:
+    enum class Slot { kEmpty, kPending, kRunning, kAnswered };
+
+    vek::result_t Run(vek::FunctionRef<void()> call) noexcept;
+    vek::result_t Report() noexcept;
+    // Takes the waiting call back, so that nothing refers to its caller's frame any more.
+    void Withdraw() noexcept;
+    void Close() noexcept;
+
+    const vek::trace::TracerPtr tracer_;
+    vek::platform::System& system_;
+    const std::unique_ptr<vek::platform::Event> request_;
+    const std::unique_ptr<vek::platform::Event> reply_;
+    const std::uint32_t owner_id_;
+
+    // The single slot, handed from the caller (pending) to the owner (running) and back
+    // (answered). Whoever has it owns the two members behind it.
+    std::atomic<Slot> slot_{Slot::kEmpty};
+    const vek::FunctionRef<void()>* pending_ = nullptr;
+    vek::result_t result_ = vek::result::kUnspecifiedError;
+
+    std::atomic<bool> stopped_{false};  // Serve is to leave
+    std::atomic<bool> closed_{false};   // Serve has left
+    std::mutex callers_;                // held by the caller being served, to keep the slot single
+};
+
+}  // namespace plugins::mail_processing

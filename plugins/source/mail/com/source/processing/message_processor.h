@@ -1,0 +1,77 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "common/loader/service_access.h"
+#include "mapi/exchange_extension.h"
+#include "mapi/mapi_functions.h"
+#include "mapi/mapi_interfaces.h"
+#include "scanner/mail_scanner_proxy.h"
+#include "vek/core/ref_ptr.h"
+#include "vek/platform/clock.h"
+#include "vek/platform/system.h"
+#include "vek/trace/tracer.h"
+
+namespace plugins::mail_processing {
+
+// What a processor works with besides MAPI. All of it outlives the processor.
+struct ProcessorEnvironment {
+    vek::platform::System& system = vek::platform::TheSystem();
+    vek::platform::Clock& clock = vek::platform::TheClock();
+    loader::ServiceAccess& services = loader::ProcessServices();
+    vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
+};
+
+// Checks one message at a time on each thread that calls it: hands the message to the scanner
+// from a worker thread and serves the scanner's calls on the calling thread, which owns the
+// message. Returns when the check has ended; a check that fails is traced and leaves the message
+// as it was. No window messages are processed meanwhile, and there is no time-out.
+//
+// Operations raise helpers::HResultCodeException or a vek exception.
+class MessageProcessor {
+public:
+    // `context` is kept alive with the processor and not used by it. `session`, when given, is
+    // used for every message; the reference is the processor's own.
+    static std::shared_ptr<MessageProcessor> Create(
+        std::shared_ptr<void> context, std::shared_ptr<const mapi::MapiFunctions> functions,
+        IMAPISession* session = nullptr, ProcessorEnvironment environment = {});
+
+    MessageProcessor(const MessageProcessor&) = delete;
+    MessageProcessor& operator=(const MessageProcessor&) = delete;
+
+    // `incoming`: true for mail received or read, false for mail being sent. `background` picks
+    // the background session when no session was supplied. The calling thread owns `message`.
+    void ProcessMessage(IMessage* message, bool incoming, bool background);
+
+    // Checks the message that an Exchange client extension was called for.
+    void ProcessMessageFromCallback(mapi::IExchExtCallback* callback);
+
+    // Checks the message with this entry id, hexadecimal digits, two a byte. Characters that are
+    // no digits count as 0, an odd last one is ignored. Background thread only.
+    void ProcessMessageByEntryId(std::u16string_view hex_entry_id);
+
+    // Opens the background session, unless a session was supplied. Background thread only.
+    void LogonBackgroundSession();
+
+    // Ends it; S_OK when there is none. The session object itself is released with the processor.
+    // Background thread only.
+    HRESULT LogoffBackgroundSession();
+
+private:
+    MessageProcessor(std::shared_ptr<void> context,
+                     std::shared_ptr<const mapi::MapiFunctions> functions, IMAPISession* session,
+                     ProcessorEnvironment environment);
+
+    vek::RefPtr<IMAPISession> TakeSession(bool background) const;
+    vek::RefPtr<IMAPISession> Logon(char* name, ULONG flags) const;
+
+    const ProcessorEnvironment environment_;
+    const std::shared_ptr<void> context_;
+    const std::shared_ptr<const mapi::MapiFunctions> functions_;
+    const vek::RefPtr<MailScannerProxy> scanner_;
+    const vek::RefPtr<IMAPISession> session_;
+    vek::RefPtr<IMAPISession> background_session_;
+};
+
+}  // namespace plugins::mail_processing
