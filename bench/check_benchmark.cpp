@@ -1,0 +1,83 @@
+// What a check costs beyond the scanner's own work: each of its callbacks against the bare
+// hand-over that it cannot do without, two events between two threads.
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+
+#include "bench/ratio.h"
+#include "mapi/property_tags.h"
+#include "processing/message_processor.h"
+#include "sandbox/outlook/mapi_subsystem.h"
+#include "sandbox/product/in_process_product.h"
+#include "sandbox/product/mail_scanner.h"
+
+namespace {
+
+namespace mail_processing = plugins::mail_processing;
+using vek::platform::Event;
+using vek::platform::EventKind;
+
+constexpr int kCallbacks = 1000;
+
+// One thread asks, the other answers, as often as a check has callbacks.
+void BareHandOver(benchmark::State& state) {
+    auto& system = vek::platform::TheSystem();
+    for (auto _ : state) {
+        const auto request = system.NewEvent(EventKind::kAutoReset);
+        const auto reply = system.NewEvent(EventKind::kAutoReset);
+        const auto thread = system.StartThread([&] {
+            const std::array<Event*, 1> wait{reply.get()};
+            for (int i = 0; i < kCallbacks; ++i) {
+                request->Set();
+                system.WaitAny(wait, vek::platform::kInfinite);
+            }
+        });
+        const std::array<Event*, 1> wait{request.get()};
+        for (int i = 0; i < kCallbacks; ++i) {
+            system.WaitAny(wait, vek::platform::kInfinite);
+            reply->Set();
+        }
+        thread->Wait(vek::platform::kInfinite);
+    }
+}
+BENCHMARK(BareHandOver)->Unit(benchmark::kMicrosecond)->Repetitions(5)->UseRealTime();
+
+// Checks one message by a scanner that makes `callbacks` calls and nothing else.
+void Check(benchmark::State& state, int callbacks) {
+    sandbox::outlook::MapiSubsystem mapi;
+    sandbox::outlook::MessageRecord record;
+    record.properties.Set(plugins::mapi::tag::kSubjectW,
+                          sandbox::outlook::PropertyValue::Text("Hello"));
+    const std::string id = mapi.store().Add(std::move(record));
+    const auto message = mapi.OpenMessage(id);
+    const auto functions = std::make_shared<plugins::mapi::MapiFunctions>(
+        sandbox::outlook::MapiSubsystem::Functions());
+    const auto product = vek::MakeObject<sandbox::product::InProcessProduct>(
+        vek::MakeObject<sandbox::product::ScriptedScanner>(
+            [callbacks](bool, mail_processing::IMailMessage& mail) {
+                std::u16string subject;
+                for (int i = 0; i < callbacks; ++i) mail.GetSubject(subject);
+                return vek::result::kOk;
+            }));
+    plugins::loader::ServiceAccess services([&](vek::RefPtr<plugins::ILoader>& loader) {
+        loader = product;
+        return vek::result::kOk;
+    });
+    const auto processor = mail_processing::MessageProcessor::Create(
+        nullptr, functions, mapi.OpenSession().get(),
+        {vek::platform::TheSystem(), vek::platform::TheClock(), services, nullptr});
+    for (auto _ : state) processor->ProcessMessage(message.get(), true, false);
+}
+
+void CheckDoingNothing(benchmark::State& state) { Check(state, 0); }
+BENCHMARK(CheckDoingNothing)->Unit(benchmark::kMicrosecond)->Repetitions(5)->UseRealTime();
+
+void CheckWithCallbacks(benchmark::State& state) { Check(state, kCallbacks); }
+BENCHMARK(CheckWithCallbacks)->Unit(benchmark::kMicrosecond)->Repetitions(5)->UseRealTime();
+
+const bench::Ratio kCallback("1000 callbacks of one check, to bare hand-overs",
+                             "CheckWithCallbacks/repeats:5/real_time",
+                             "BareHandOver/repeats:5/real_time", 1.5);
+
+}  // namespace

@@ -1,0 +1,151 @@
+#include "sandbox/demo/demo_run.h"
+
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+#include "mapi/property_tags.h"
+#include "processing/message_processor.h"
+#include "sandbox/demo/manifest.h"
+#include "sandbox/outlook/mapi_subsystem.h"
+#include "sandbox/outlook/message_file.h"
+#include "sandbox/product/in_process_product.h"
+#include "sandbox/product/mail_scanner.h"
+#include "sandbox/product/rules.h"
+#include "vek/core/current_exception.h"
+#include "vek/trace/file_tracer.h"
+
+namespace sandbox::demo {
+namespace {
+
+namespace mail_processing = plugins::mail_processing;
+namespace tag = plugins::mapi::tag;
+using product::ScanReport;
+
+product::RuleSet LoadRulesOrComplain(const std::filesystem::path& path) {
+    product::ParsedRules parsed = product::LoadRules(path);
+    for (const product::RuleError& error : parsed.errors) {
+        std::cerr << product::ToText(error) << '\n';
+    }
+    if (!parsed.errors.empty()) {
+        throw std::runtime_error(path.string() + " has lines that are no rules");
+    }
+    return std::move(parsed.rules);
+}
+
+std::u16string Hex(std::string_view entry_id) {
+    std::u16string hex;
+    for (char c : entry_id) {
+        const auto byte = static_cast<unsigned char>(c);
+        hex.push_back(u"0123456789ABCDEF"[byte >> 4]);
+        hex.push_back(u"0123456789ABCDEF"[byte & 0xF]);
+    }
+    return hex;
+}
+
+// The product, the plug-in and the mail program of one run.
+class Session {
+public:
+    explicit Session(const Options& options)
+        : options_(options),
+          scanner_(vek::MakeObject<product::MailScanner>(
+              std::make_shared<product::ScannerEngine>(LoadRulesOrComplain(options.rules)),
+              [this](const ScanReport& report) { report_ = report; })),
+          product_(vek::MakeObject<product::InProcessProduct>(scanner_)),
+          tracer_(OpenTracer()),
+          services_([this](vek::RefPtr<plugins::ILoader>& loader) {
+              loader = product_;
+              return vek::result::kOk;
+          }),
+          functions_(
+              std::make_shared<plugins::mapi::MapiFunctions>(outlook::MapiSubsystem::Functions())) {
+        functions_->initialize(nullptr);
+        processor_ = mail_processing::MessageProcessor::Create(
+            nullptr, functions_, nullptr,
+            {vek::platform::TheSystem(), vek::platform::TheClock(), services_, tracer_});
+        processor_->LogonBackgroundSession();
+    }
+
+    ~Session() {
+        processor_->LogoffBackgroundSession();
+        processor_.reset();
+        functions_->uninitialize();
+    }
+
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    Result Check(const Mail& mail) {
+        outlook::MessageRecord message =
+            outlook::LoadMessageFile(options_.messages / mail.message);
+        const bool received = message.properties.Find(tag::kProviderSubmitTime) != nullptr;
+        const std::string entry_id = mapi_.store().Add(std::move(message));
+
+        report_ = {};
+        const auto start = std::chrono::steady_clock::now();
+        if (received) {
+            processor_->ProcessMessageByEntryId(Hex(entry_id));
+        } else {
+            processor_->ProcessMessage(mapi_.OpenMessage(entry_id).get(), false, false);
+        }
+        const auto end = std::chrono::steady_clock::now();
+
+        outlook::SaveMessageFile(options_.out / mail.message, *mapi_.store().Find(entry_id));
+        mapi_.store().Remove(entry_id);
+        return ToResult(mail, received,
+                        std::chrono::duration_cast<std::chrono::microseconds>(end - start));
+    }
+
+private:
+    vek::trace::TracerPtr OpenTracer() const {
+        vek::trace::FileTracerConfig config;
+        config.folder = (options_.out / "trace").string();
+        config.name = "mlxo";
+        config.version = "demo";
+        return vek::trace::OpenFileTracer(config);
+    }
+
+    Result ToResult(const Mail& mail, bool received, std::chrono::microseconds time) const {
+        Result result{std::filesystem::path(mail.source).filename().string(),
+                      received ? "received" : "sent",
+                      report_.findings,
+                      report_.changes,
+                      {},
+                      time};
+        for (const product::ScanFailure& failure : report_.failures) {
+            result.failed.push_back(failure.operation);
+        }
+        return result;
+    }
+
+    const Options& options_;
+    ScanReport report_;
+    const vek::RefPtr<product::MailScanner> scanner_;
+    const vek::RefPtr<product::InProcessProduct> product_;
+    const vek::trace::TracerPtr tracer_;
+    plugins::loader::ServiceAccess services_;
+    outlook::MapiSubsystem mapi_;
+    const std::shared_ptr<const plugins::mapi::MapiFunctions> functions_;
+    std::shared_ptr<mail_processing::MessageProcessor> processor_;
+};
+
+}  // namespace
+
+Outcome Run(const Options& options) {
+    const std::vector<Mail> mails = LoadManifest(options.messages / "manifest.json");
+    std::filesystem::create_directories(options.out);
+    Session session(options);
+    Outcome outcome;
+    for (const Mail& mail : mails) {
+        try {
+            outcome.results.push_back(session.Check(mail));
+        } catch (...) {
+            std::cerr << mail.source << ": " << vek::CurrentExceptionText() << '\n';
+            outcome.all_checked = false;
+        }
+    }
+    return outcome;
+}
+
+}  // namespace sandbox::demo

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+#include "sandbox/demo/result_table.h"
+
+namespace sandbox::demo {
+
+struct Options {
+    std::filesystem::path messages;  // the folder of the manifest and its message files
+    std::filesystem::path out;       // gets the message files after the check, the trace in "trace"
+    std::filesystem::path rules;
+};
+
+struct Outcome {
+    std::vector<Result> results;
+    bool all_checked = true;
+};
+
+// Checks every mail of the manifest with the plug-in: those that were received on the road of the
+// background queue, by entry id, others as mail being sent. Raises std::runtime_error when it
+// cannot begin.
+Outcome Run(const Options& options);
+
+}  // namespace sandbox::demo

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace sandbox::demo {
+
+// What became of one mail.
+struct Result {
+    std::string mail;
+    std::string event;
+    std::vector<std::string> found;
+    std::vector<std::string> changed;
+    std::vector<std::string> failed;
+    std::chrono::microseconds time{};
+};
+
+// A table of the results for a terminal, a mail to a row or as many rows as it has things to say,
+// and a line that counts them.
+void PrintTable(std::ostream& out, const std::vector<Result>& results);
+
+}  // namespace sandbox::demo
