@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "sandbox/product/subject_text.h"
 #include "sandbox/product/text_form.h"
+#include "vek/core/text.h"
 
 namespace sandbox::product {
 namespace {
@@ -36,7 +36,7 @@ void ActionRunner::AddInfection() {
 void ActionRunner::AddOne(const Action& action, const RuleMatch& match) {
     switch (action.kind) {
         case ActionKind::kSetSubject:
-            subject_forms_.push_back(ToUtf16(action.text));
+            subject_forms_.push_back(vek::ToUtf16(action.text));
             break;
         case ActionKind::kSetProperty:
         case ActionKind::kSetHeader:
@@ -83,7 +83,7 @@ void ActionRunner::RunSubject() {
     if (marked || infected_) subject.insert(0, kInfectedPrefix);
     if (subject == facts_.subject) return;
     if (log_.Change({}, "SetSubject", message_.SetSubject(subject))) {
-        log_.Changed("subject \"" + ToUtf8(subject) + '"');
+        log_.Changed("subject \"" + vek::ToUtf8(subject) + '"');
     }
 }
 

@@ -1,7 +1,8 @@
 #include "sandbox/product/mail_scanner.h"
 
-#include <new>
 #include <utility>
+
+#include "vek/core/current_exception.h"
 
 namespace sandbox::product {
 namespace {
@@ -14,10 +15,8 @@ vek::result_t RunCheck(IMailMessage* message, Check&& check) noexcept {
     if (message == nullptr) return vek::result::kInvalidArgument;
     try {
         return check(*message);
-    } catch (const std::bad_alloc&) {
-        return vek::result::kOutOfMemory;
     } catch (...) {
-        return vek::result::kUnknownException;
+        return vek::CurrentExceptionResult();
     }
 }
 

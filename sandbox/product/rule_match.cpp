@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "sandbox/product/subject_text.h"
 #include "sandbox/product/text_match.h"
+#include "vek/core/text.h"
 
 namespace sandbox::product {
 namespace {
@@ -83,7 +83,7 @@ bool Applies(const Rule& rule, const MessageFacts& facts, const std::string& sub
 }  // namespace
 
 std::vector<RuleMatch> MatchRules(const RuleSet& rules, bool incoming, const MessageFacts& facts) {
-    const std::string subject = ToUtf8(facts.subject);
+    const std::string subject = vek::ToUtf8(facts.subject);
     std::vector<RuleMatch> matches;
     for (const Rule& rule : rules.rules) {
         if (!IsFor(rule.event, incoming)) continue;

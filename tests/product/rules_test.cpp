@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "sandbox/product/subject_text.h"
 #include "sandbox/product/text_match.h"
 
 namespace sandbox::product {
@@ -116,17 +115,6 @@ TEST(TextMatch, Wildcards) {
     };
     for (const auto& [text, pattern, matches] : cases) {
         EXPECT_EQ(MatchesWildcard(text, pattern), matches) << text << ' ' << pattern;
-    }
-}
-
-TEST(SubjectText, ConvertsBothWays) {
-    const std::u16string all = u"a\u00E9\u20AC\U0001F600";
-    EXPECT_EQ(ToUtf8(all), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
-    EXPECT_EQ(ToUtf16(ToUtf8(all)), all);
-    EXPECT_EQ(ToUtf8(std::u16string{0xD800, u'x'}), "\xEF\xBF\xBDx");
-    for (const std::string_view bad : {"\x80", "\xC0\x80", "\xED\xA0\x80", "\xF5\x80\x80\x80",
-                                       "\xE2\x82", "\xF4\x90\x80\x80", "\xE0\x80\x80"}) {
-        EXPECT_EQ(ToUtf16(bad), std::u16string(bad.size(), 0xFFFD)) << bad.size();
     }
 }
 
