@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "vek/trace/tracer.h"
 
@@ -15,9 +16,10 @@ namespace vek::trace {
 
 // Written as "0x" and eight lowercase digits (sixteen for 64 bits): result codes, HRESULTs, tags.
 struct Hex {
-    explicit constexpr Hex(std::uint32_t v) noexcept : value(v), digits(8) {}
-    explicit constexpr Hex(std::int32_t v) noexcept : Hex(static_cast<std::uint32_t>(v)) {}
-    explicit constexpr Hex(std::uint64_t v) noexcept : value(v), digits(16) {}
+    template <std::integral Number>
+    explicit constexpr Hex(Number v) noexcept
+        : value(static_cast<std::make_unsigned_t<Number>>(v)),
+          digits(sizeof(Number) > 4 ? 16 : 8) {}
     std::uint64_t value;
     int digits;
 };
