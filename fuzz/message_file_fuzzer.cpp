@@ -11,9 +11,10 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace sandbox::outlook;
     try {
-        const MessageFile file = ParseMessage({reinterpret_cast<const char*>(data), size}, "input");
-        const std::string text = FormatMessage(file.message);
-        if (FormatMessage(ParseMessage(text, "written").message) != text) std::abort();
+        const MessageRecord message =
+            ParseMessage({reinterpret_cast<const char*>(data), size}, "input");
+        const std::string text = FormatMessage(message);
+        if (FormatMessage(ParseMessage(text, "written")) != text) std::abort();
     } catch (const std::runtime_error&) {
     }
     return 0;

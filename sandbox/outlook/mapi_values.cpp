@@ -35,14 +35,22 @@ std::int64_t FromFileTime(FILETIME time) {
     return static_cast<std::int64_t>(std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime);
 }
 
+std::basic_string<WCHAR> ToWide(const std::string& utf8) {
+    const std::u16string text = vek::ToUtf16(utf8);
+    return {text.begin(), text.end()};
+}
+
+std::string FromWide(std::basic_string_view<WCHAR> text) {
+    return vek::ToUtf8(std::u16string(text.begin(), text.end()));
+}
+
 void GiveValue(MapiMemory& memory, void* first, const PropertyValue& value, SPropValue& out) {
     switch (PROP_TYPE(out.ulPropTag)) {
         case PT_STRING8:
             out.Value.lpszA = GiveText<char>(memory, first, *value.content());
             break;
         case PT_UNICODE:
-            out.Value.lpszW = plugins::mapi::AsWide(
-                GiveText<char16_t>(memory, first, vek::ToUtf16(*value.content())));
+            out.Value.lpszW = GiveText<WCHAR>(memory, first, ToWide(*value.content()));
             break;
         case PT_BINARY:
             out.Value.bin = GiveBinary(memory, first, *value.content());
@@ -102,7 +110,7 @@ std::optional<PropertyValue> TakeValue(const SPropValue& value) {
             return PropertyValue::Text(std::string(value.Value.lpszA));
         case PT_UNICODE:
             if (value.Value.lpszW == nullptr) return std::nullopt;
-            return PropertyValue::Text(vek::ToUtf8(plugins::mapi::FromWide(value.Value.lpszW)));
+            return PropertyValue::Text(FromWide(value.Value.lpszW));
         case PT_BINARY:
             if (value.Value.bin.lpb == nullptr && value.Value.bin.cb != 0) return std::nullopt;
             return PropertyValue::Binary(

@@ -37,10 +37,11 @@ TEST_F(OpenMessageTest, OneTextHasANarrowAndAWideView) {
         "Gr\xC3\xBC\xC3\x9F"
         "e \xF0\x9F\x93\xA7";  // beyond the first plane, too
     auto message = mapi.OpenMessage(id);
-    std::u16string wide = u"Gr\u00FC\u00DFe \U0001F4E7";
+    const std::u16string units = u"Gr\u00FC\u00DFe \U0001F4E7";
+    std::basic_string<WCHAR> wide(units.begin(), units.end());
     SPropValue value{};
     value.ulPropTag = tag::kSubjectW;
-    value.Value.lpszW = plugins::mapi::AsWide(wide.data());
+    value.Value.lpszW = wide.data();
     ASSERT_EQ(message->SetProps(1, &value, nullptr), S_OK);
     EXPECT_EQ(ReadText(message.get(), tag::kSubjectA), text);
     EXPECT_EQ(ReadText(message.get(), tag::kSubjectW), text);

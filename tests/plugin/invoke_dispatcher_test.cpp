@@ -161,15 +161,17 @@ TEST_F(InvokeDispatcherTest, AFailingWaitForTheReplyLeavesNoCallBehind) {
 
 TEST_F(InvokeDispatcherTest, AFailingWaitOfTheOwnerRaisesThere) {
     for (const auto& [status, code] :
-         {std::pair{WaitStatus::kFailed, vek::result_t{0x80010100}},
-          std::pair{WaitStatus::kAbandoned, vek::result_t{0x80010106}}}) {
+         {std::pair{WaitStatus::kFailed, tests::FaultySystem::kErrorHResult},
+          std::pair{WaitStatus::kAbandoned, std::uint32_t{0x800702DF}}}) {
         system_.wait_failure = status;
         system_.fail_wait = 1;
         try {
             dispatcher_.Serve(*done_);
             ADD_FAILURE() << "must raise";
-        } catch (const vek::SystemException& exception) {
+        } catch (const helpers::HResultCodeException& exception) {
             EXPECT_EQ(exception.code(), code);
+            EXPECT_THAT(vek::NarrowDisplayText(exception),
+                        HasSubstr("WaitForMultipleObjects HRESULT=0x"));
             EXPECT_THAT(exception.place().file, HasSubstr("invoke_dispatcher"));
         }
     }

@@ -6,14 +6,4 @@ void ThrowResult(result_t code, SourcePlace place) { throw ResultCodeException(p
 
 void ThrowBadQueryInterface(SourcePlace place) { throw BadQueryInterfaceException(place); }
 
-void ThrowCreateInstance(result_t code, SourcePlace place) {
-    throw CreateInstanceException(place, code);
-}
-
-void ThrowGetInterface(result_t code, SourcePlace place) {
-    throw GetInterfaceException(place, code);
-}
-
-void ThrowSystem(result_t code, SourcePlace place) { throw SystemException(place, code); }
-
 }  // namespace vek

@@ -10,13 +10,6 @@ namespace vek {
 
 [[noreturn]] void ThrowBadQueryInterface(SourcePlace place = SourcePlace::Here());
 
-[[noreturn]] void ThrowCreateInstance(result_t code, SourcePlace place = SourcePlace::Here());
-
-[[noreturn]] void ThrowGetInterface(result_t code, SourcePlace place = SourcePlace::Here());
-
-// `code` is one of the platform facility.
-[[noreturn]] void ThrowSystem(result_t code, SourcePlace place = SourcePlace::Here());
-
 // Raises CheckFailedException unless `condition` holds.
 inline void Check(bool condition, SourcePlace place = SourcePlace::Here()) {
     if (!condition) [[unlikely]]

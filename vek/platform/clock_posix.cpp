@@ -41,7 +41,8 @@ private:
 }  // namespace
 
 Clock& TheClock() noexcept {
-    static SystemClock clock;
+    // Never destroyed: what lives until the process ends may use it to the last.
+    static auto& clock = *new SystemClock;
     return clock;
 }
 

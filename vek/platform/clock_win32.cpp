@@ -30,7 +30,8 @@ public:
 }  // namespace
 
 Clock& TheClock() noexcept {
-    static SystemClock clock;
+    // Never destroyed: what lives until the process ends may use it to the last.
+    static auto& clock = *new SystemClock;
     return clock;
 }
 

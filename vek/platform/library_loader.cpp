@@ -32,7 +32,8 @@ public:
 }  // namespace
 
 LibraryLoader& TheLibraryLoader() noexcept {
-    static SystemLibraryLoader loader;
+    // Never destroyed: what lives until the process ends may use it to the last.
+    static auto& loader = *new SystemLibraryLoader;
     return loader;
 }
 

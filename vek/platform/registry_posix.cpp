@@ -21,7 +21,8 @@ public:
 }  // namespace
 
 Registry& TheRegistry() noexcept {
-    static NoRegistry registry;
+    // Never destroyed: what lives until the process ends may use it to the last.
+    static auto& registry = *new NoRegistry;
     return registry;
 }
 

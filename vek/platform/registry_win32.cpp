@@ -75,7 +75,8 @@ public:
 }  // namespace
 
 Registry& TheRegistry() noexcept {
-    static SystemRegistry registry;
+    // Never destroyed: what lives until the process ends may use it to the last.
+    static auto& registry = *new SystemRegistry;
     return registry;
 }
 

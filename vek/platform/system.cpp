@@ -28,7 +28,8 @@ public:
 }  // namespace
 
 System& TheSystem() noexcept {
-    static OperatingSystem system;
+    // Never destroyed: what lives until the process ends may use it to the last.
+    static auto& system = *new OperatingSystem;
     return system;
 }
 

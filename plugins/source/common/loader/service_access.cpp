@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "vek/core/current_exception.h"
+#include "vek/core/throw.h"
 
 namespace plugins::loader {
 namespace {
@@ -40,18 +41,31 @@ vek::result_t ServiceAccess::GetService(vek::interface_id_t id, void** service) 
     vek::result_t result = GetLoader(loader);
     if (vek::Failed(result)) return result;
 
-    vek::RefPtr<IServiceLocator> locator;
-    result = loader->GetInterface(IServiceLocator::kInterfaceId, locator.put_void());
+    // Only a success gives a reference, whatever a failure leaves behind.
+    void* found = nullptr;
+    result = loader->GetInterface(IServiceLocator::kInterfaceId, &found);
     if (vek::Failed(result)) return result;
-    if (!locator) return vek::result::kNotFound;
+    if (found == nullptr) return vek::result::kNotFound;
+    const auto locator = vek::RefPtr<IServiceLocator>::Adopt(static_cast<IServiceLocator*>(found));
 
-    result = locator->GetInterface(id, nullptr, service);
-    if (vek::Succeeded(result) && *service == nullptr) return vek::result::kNotFound;
+    found = nullptr;
+    result = locator->GetInterface(id, nullptr, &found);
+    if (vek::Failed(result)) return result;
+    if (found == nullptr) return vek::result::kNotFound;
+    *service = found;
     return result;
 }
 
+void* ServiceAccess::RequireService(vek::interface_id_t id) {
+    void* service = nullptr;
+    vek::CheckResult(GetService(id, &service));
+    return service;
+}
+
 ServiceAccess& ProcessServices() noexcept {
-    static ServiceAccess services([](vek::RefPtr<ILoader>& loader) {
+    // Never destroyed: by the time the module goes, the loader can no longer say goodbye to the
+    // product without waiting for threads that the system holds back.
+    static auto& services = *new ServiceAccess([](vek::RefPtr<ILoader>& loader) {
         const LoaderFactory& factory = ProcessLoaderFactory();
         return factory ? factory(loader) : vek::result::kNotInitialized;
     });

@@ -24,12 +24,15 @@ public:
     // product cannot be reached now, and a later call may succeed.
     vek::result_t GetService(vek::interface_id_t id, void** service) noexcept;
 
+    // The same for a caller that cannot go on without: raises vek::CheckResultFailedException.
     template <class Interface>
-    vek::result_t GetService(vek::RefPtr<Interface>& service) noexcept {
-        return GetService(Interface::kInterfaceId, service.put_void());
+    vek::RefPtr<Interface> RequireService() {
+        return vek::RefPtr<Interface>::Adopt(
+            static_cast<Interface*>(RequireService(Interface::kInterfaceId)));
     }
 
 private:
+    void* RequireService(vek::interface_id_t id);
     vek::result_t GetLoader(vek::RefPtr<ILoader>& loader) noexcept;
 
     LoaderFactory factory_;

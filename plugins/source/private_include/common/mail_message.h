@@ -118,8 +118,9 @@ struct IMailMessage : vek::IObject {
     virtual vek::result_t GetRichBody(IPropertyProvider** body) noexcept = 0;
     virtual vek::result_t GetAttachments(IAttachmentsEnum** attachments) noexcept = 0;
     virtual vek::result_t SetSubject(std::u16string_view subject) noexcept = 0;
-    // Appends a notice to the HTML and plain bodies. `outcome` is 1 when the message may not be
-    // changed (signed, encrypted, or of unknown content type), else 0.
+    // Appends a notice to the HTML body, then to the plain one. `outcome` is 1 when the message may
+    // not be changed: its class does not name S/MIME, and its content type is not known, signed or
+    // encrypted. It is 0 otherwise, also when a body could not be changed.
     virtual vek::result_t AppendNotice(std::string_view text, std::uint32_t& outcome) noexcept = 0;
     // `tag` is a MAPI property tag of a narrow string.
     virtual vek::result_t SetProperty(std::uint32_t tag, std::string_view value) noexcept = 0;

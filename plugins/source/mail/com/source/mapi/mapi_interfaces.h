@@ -4,9 +4,7 @@
 // the subset that is called here, with the same names, order, values and signatures.
 //
 // Without UNICODE, LPTSTR is char* in both builds. WCHAR is wchar_t on Windows and char16_t
-// elsewhere, both of 16 bits: AsWide and FromWide cross between it and the char16_t used inside.
-
-#include <string_view>
+// elsewhere, both of 16 bits; texts are copied from the one to the other.
 
 #ifdef _WIN32
 #include <windows.h>
@@ -28,16 +26,5 @@ inline constexpr ULONG kBackgroundSession = 0x00200000;  // MAPI_BG_SESSION, for
 inline constexpr ULONG kNoCoInit = 0x00000008;           // MAPI_NO_COINIT, for MAPIInitialize
 
 static_assert(sizeof(WCHAR) == sizeof(char16_t));
-
-// The same characters as the platform's calls take them. Ownership is unchanged.
-inline WCHAR* AsWide(char16_t* text) noexcept { return reinterpret_cast<WCHAR*>(text); }
-inline const WCHAR* AsWide(const char16_t* text) noexcept {
-    return reinterpret_cast<const WCHAR*>(text);
-}
-
-// The characters of a terminated text of the platform's, which must outlive the view.
-inline std::u16string_view FromWide(const WCHAR* text) noexcept {
-    return reinterpret_cast<const char16_t*>(text);
-}
 
 }  // namespace plugins::mapi

@@ -46,11 +46,15 @@ vek::RefPtr<IPropertyProvider> AttachmentsEnum::TakeNext() {
 vek::result_t AttachmentsEnum::Next(IPropertyProvider** provider, bool& found) noexcept {
     if (provider == nullptr) return vek::result::kInvalidArgument;
     *provider = nullptr;
-    return RunOnOwner(state_.owner(), [&] {
-        const vek::RefPtr<IPropertyProvider> next = TakeNext();
-        if (next) *provider = QueryFor<IPropertyProvider>(*next);
-        found = static_cast<bool>(next);
+    vek::RefPtr<IPropertyProvider> next;
+    const vek::result_t result = RunOnOwner(state_.owner(), [&] {
+        next = TakeNext();
+        if (next) next = QueryFor<IPropertyProvider>(*next);
     });
+    if (vek::Failed(result)) return result;
+    found = static_cast<bool>(next);
+    *provider = next.detach();
+    return result;
 }
 
 vek::result_t AttachmentsEnum::Reset() noexcept {

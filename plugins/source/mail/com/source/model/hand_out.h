@@ -9,11 +9,12 @@ namespace plugins::mail_processing {
 // The interface of `object` with a reference. Raises vek::ResultCodeException with the query's
 // code.
 template <class Interface>
-Interface* QueryFor(vek::IObject& object, vek::SourcePlace place = vek::SourcePlace::Here()) {
+vek::RefPtr<Interface> QueryFor(vek::IObject& object,
+                                vek::SourcePlace place = vek::SourcePlace::Here()) {
     void* found = nullptr;
     const vek::result_t result = object.QueryInterface(Interface::kInterfaceId, &found);
     if (vek::Failed(result)) vek::ThrowResult(result, place);
-    return static_cast<Interface*>(found);
+    return vek::RefPtr<Interface>::Adopt(static_cast<Interface*>(found));
 }
 
 // Runs `make` on the owner thread and gives the interface of the object that it made. On failure
@@ -22,7 +23,11 @@ template <class Interface, class Make>
 vek::result_t HandOut(OwnerThread& owner, Interface** out, const Make& make) noexcept {
     if (out == nullptr) return vek::result::kInvalidArgument;
     *out = nullptr;
-    return RunOnOwner(owner, [&] { *out = QueryFor<Interface>(*make()); });
+    // The caller gets the reference only with the success: the hand-over may still fail behind it.
+    vek::RefPtr<Interface> made;
+    const vek::result_t result = RunOnOwner(owner, [&] { made = QueryFor<Interface>(*make()); });
+    if (vek::Succeeded(result)) *out = made.detach();
+    return result;
 }
 
 }  // namespace plugins::mail_processing

@@ -58,6 +58,7 @@ std::optional<std::string> ContentType(PropertiesAccessor& message) {
 
 std::string ReplaceHeader(std::string_view headers, std::string_view line) {
     const std::string_view name = HeaderName(line);
+    vek::Check(!name.empty());
     std::string kept;
     kept.reserve(headers.size() + line.size());
     // Line by line, so that erasing moves next to nothing however many lines go. What is kept
@@ -89,8 +90,6 @@ std::string AppendHeader(std::string_view headers, std::string_view line) {
 }
 
 bool AllowsNotice(PropertiesAccessor& message) {
-    // Mail of these classes is kept by the store as the client shows it: the wrapping that a
-    // change would break is made anew.
     if (IsEncryptedOrSigned(message)) return true;
     const std::optional<std::string> type = ContentType(message);
     if (!type) return false;

@@ -18,8 +18,8 @@ std::string ReplaceHeader(std::string_view headers, std::string_view line);
 // line without ":".
 std::string AppendHeader(std::string_view headers, std::string_view line);
 
-// Whether a notice may be put into the message: not when it is signed or encrypted in a way that
-// a change would break, nor when its content type is not known.
+// Whether a notice may be put into the message: always when its class names S/MIME; otherwise when
+// its content type is known and is none of the signed and encrypted ones.
 bool AllowsNotice(PropertiesAccessor& message);
 
 }  // namespace plugins::mail_processing

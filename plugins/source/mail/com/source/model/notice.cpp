@@ -1,6 +1,5 @@
 #include "model/notice.h"
 
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -61,13 +60,13 @@ void Replace(IStream& target, IStream& content) {
     const std::uint64_t size = mapi::Size(content);
     mapi::Seek(content, 0, STREAM_SEEK_SET);
     mapi::Seek(target, 0, STREAM_SEEK_SET);
-    mapi::SetSize(target, size);
     ULARGE_INTEGER wanted{};
     wanted.QuadPart = size;
     ULARGE_INTEGER read{};
     ULARGE_INTEGER written{};
     helpers::CheckHResult(content.CopyTo(&target, wanted, &read, &written));
     vek::Check(written.QuadPart == size);
+    mapi::SetSize(target, size);
     helpers::CheckHResult(target.Commit(STGC_DEFAULT));
 }
 

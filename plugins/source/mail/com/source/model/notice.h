@@ -14,7 +14,7 @@ std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept;
 
 // Puts `notice` near the end of the body `tag`, which is replaced as a whole; a body that already
 // ends with the notice is left as it is and fails. Raises helpers::HResultCodeException and
-// vek::CheckFailedException; the body is then as it was.
+// vek::CheckFailedException; nothing is committed then.
 void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, ULONG tag,
                   std::string_view notice);
 

@@ -10,6 +10,7 @@
 
 #include "vek/core/function_ref.h"
 #include "vek/core/result.h"
+#include "vek/core/throw.h"
 
 namespace plugins::mail_processing {
 
@@ -77,9 +78,11 @@ public:
     OwnerBound(const OwnerBound&) = delete;
     OwnerBound& operator=(const OwnerBound&) = delete;
 
-    // Owner thread only, within a call.
-    State* operator->() noexcept { return &*slot_->state; }
-    State& operator*() noexcept { return *slot_->state; }
+    // Owner thread only, within a call. Raises vek::CheckFailedException once released.
+    State* operator->() {
+        vek::Check(slot_->state.has_value());
+        return &*slot_->state;
+    }
 
     OwnerThread& owner() const noexcept { return *owner_; }
     const std::shared_ptr<OwnerThread>& shared_owner() const noexcept { return owner_; }

@@ -48,6 +48,8 @@ PropertiesAccessor::PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
       parent_(std::move(parent)) {}
 
 PropertiesAccessor::~PropertiesAccessor() {
+    // A stream that is written through may reach the object only with its end.
+    stream_.reset();
     try {
         Save();
     } catch (...) {

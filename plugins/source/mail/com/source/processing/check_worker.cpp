@@ -19,8 +19,13 @@ void Check(const CheckRequest& request) noexcept {
 }
 
 std::unique_ptr<vek::platform::Thread> Start(vek::platform::System& system,
-                                             const CheckRequest& request) {
-    auto thread = system.StartThread([request] { Check(request); });
+                                             const CheckRequest& request,
+                                             std::atomic<bool>& finished) {
+    auto thread = system.StartThread([request, &finished] {
+        Check(request);
+        finished = true;
+        finished.notify_one();
+    });
     if (thread == nullptr) helpers::ThrowLastError();
     return thread;
 }
@@ -28,8 +33,12 @@ std::unique_ptr<vek::platform::Thread> Start(vek::platform::System& system,
 }  // namespace
 
 CheckWorker::CheckWorker(vek::platform::System& system, const CheckRequest& request)
-    : thread_(Start(system, request)) {}
+    : thread_(Start(system, request, finished_)) {}
 
-CheckWorker::~CheckWorker() { thread_->Wait(vek::platform::kInfinite); }
+CheckWorker::~CheckWorker() {
+    if (thread_->Wait(vek::platform::kInfinite) != vek::platform::WaitStatus::kSignalled) {
+        finished_.wait(false);
+    }
+}
 
 }  // namespace plugins::mail_processing

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "private_include/common/mail_scanner.h"
@@ -34,6 +35,8 @@ public:
     CheckWorker& operator=(const CheckWorker&) = delete;
 
 private:
+    // Tells of the end where waiting for the thread fails.
+    std::atomic<bool> finished_{false};
     const std::unique_ptr<vek::platform::Thread> thread_;
 };
 

@@ -26,9 +26,8 @@ std::unique_ptr<Event> NewAutoResetEvent(vek::platform::System& system) {
 // winerror.h).
 constexpr std::int32_t kReplyAbandoned = static_cast<std::int32_t>(0x80010106u);
 
-// Result codes of the platform facility for the owner's wait.
-constexpr vek::result_t kWaitFailed = 0x80010100;
-constexpr vek::result_t kWaitAbandoned = 0x80010106;
+// ERROR_ABANDONED_WAIT_0 of winerror.h.
+constexpr vek::platform::system_error_t kAbandonedWait = 735;
 
 }  // namespace
 
@@ -40,6 +39,8 @@ InvokeDispatcher::InvokeDispatcher(vek::trace::TracerPtr tracer, vek::platform::
       owner_id_(vek::platform::CurrentThreadId()) {}
 
 vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
+    // The id alone does not tell: a system gives the id of an ended thread to another.
+    if (ended_) return vek::result::kUnspecifiedError;
     if (vek::platform::CurrentThreadId() == owner_id_) return Run(call);
 
     const std::lock_guard turn(callers_);
@@ -52,9 +53,9 @@ vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
         Withdraw();
         return vek::result::kUnspecifiedError;
     }
-    if (request_->Set() != vek::platform::system_error::kNone) {
+    if (const auto error = request_->Set(); error != vek::platform::system_error::kNone) {
         Withdraw();
-        helpers::ThrowLastError();
+        helpers::ThrowHResult(helpers::HResultFromWin32(error));
     }
     for (;;) {
         const std::array<Event*, 1> reply{reply_.get()};
@@ -115,18 +116,26 @@ void InvokeDispatcher::Serve(Event& done) {
     for (;;) {
         const auto wait = system_.WaitAny(events, vek::platform::kInfinite);
         if (wait.status != WaitStatus::kSignalled) {
-            throw vek::SystemException(
-                vek::SourcePlace::Here(),
-                wait.status == WaitStatus::kAbandoned ? kWaitAbandoned : kWaitFailed,
-                vek::wide_string_t(u"WaitForMultipleObjects"));
+            const auto error =
+                wait.status == WaitStatus::kAbandoned ? kAbandonedWait : vek::platform::LastError();
+            throw helpers::HResultCodeException(vek::SourcePlace::Here(),
+                                                helpers::HResultFromWin32(error),
+                                                vek::wide_string_t(u"WaitForMultipleObjects"));
         }
         if (wait.index == 0 || stopped_) return;
         Slot expected = Slot::kPending;
         if (!slot_.compare_exchange_strong(expected, Slot::kRunning)) continue;
         result_ = Run(*pending_);
         slot_ = Slot::kAnswered;
-        if (reply_->Set() != vek::platform::system_error::kNone) helpers::ThrowLastError();
+        if (const auto error = reply_->Set(); error != vek::platform::system_error::kNone) {
+            helpers::ThrowHResult(helpers::HResultFromWin32(error));
+        }
     }
+}
+
+void InvokeDispatcher::End() noexcept {
+    ReleaseAll();
+    ended_ = true;
 }
 
 void InvokeDispatcher::Stop() noexcept {

@@ -27,6 +27,10 @@ public:
     // waits. Raises when waiting or answering fails; however it ends, no call runs afterwards.
     void Serve(vek::platform::Event& done);
 
+    // Owner thread only, after Serve: releases all that is MAPI's and ends the owner's part. From
+    // then on no call runs at all, on whichever thread, and each gives kUnspecifiedError.
+    void End() noexcept;
+
     // Ends Serve as a signalled `done` does: for when that event cannot be signalled. Any thread.
     void Stop() noexcept;
 
@@ -53,6 +57,7 @@ private:
 
     std::atomic<bool> stopped_{false};  // Serve is to leave
     std::atomic<bool> closed_{false};   // Serve has left
+    std::atomic<bool> ended_{false};    // and nothing of the message is held any more
     std::mutex callers_;                // held by the caller being served, to keep the slot single
 };
 

@@ -22,7 +22,7 @@ namespace trace = vek::trace;
 class OwnerPart {
 public:
     explicit OwnerPart(InvokeDispatcher& dispatcher) noexcept : dispatcher_(dispatcher) {}
-    ~OwnerPart() { dispatcher_.ReleaseAll(); }
+    ~OwnerPart() { dispatcher_.End(); }
     OwnerPart(const OwnerPart&) = delete;
     OwnerPart& operator=(const OwnerPart&) = delete;
 

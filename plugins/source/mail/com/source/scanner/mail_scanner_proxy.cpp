@@ -16,8 +16,7 @@ vek::RefPtr<IMailScanner> MailScannerProxy::Connect() {
         if (scanner_) return scanner_;
     }
     vek::trace::Write(tracer_, vek::trace::level::kDetail, "Connect to mail_scanner");
-    vek::RefPtr<IMailScanner> found;
-    vek::CheckResult(services_.GetService(found));
+    vek::RefPtr<IMailScanner> found = services_.RequireService<IMailScanner>();
 
     const std::lock_guard guard(lock_);
     // Of two checks that connect at once the later keeps its reference; the earlier one's is
