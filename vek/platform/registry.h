@@ -17,8 +17,9 @@ class Registry {
 public:
     virtual ~Registry() = default;
 
-    // Reads a text (REG_SZ, REG_EXPAND_SZ unexpanded). kNone, or why it failed: kFileNotFound for
-    // a key or value that is not there.
+    // Reads a text: REG_SZ, REG_EXPAND_SZ unexpanded, or REG_MULTI_SZ with a NUL after each of its
+    // texts. kNone, or why it failed, with `value` untouched: kFileNotFound for a key or value that
+    // is not there.
     virtual system_error_t ReadText(RegistryRoot root, std::string_view key, std::string_view name,
                                     std::string& value) = 0;
 
@@ -26,6 +27,7 @@ public:
     virtual system_error_t WriteText(RegistryRoot root, std::string_view key, std::string_view name,
                                      std::string_view value) = 0;
 
+    // kFileNotFound for a key or value that is not there.
     virtual system_error_t DeleteValue(RegistryRoot root, std::string_view key,
                                        std::string_view name) = 0;
 };

@@ -38,14 +38,19 @@ public:
         const Key opened(root, key, KEY_READ);
         if (opened.error() != system_error::kNone) return opened.error();
         const std::wstring wide_name = ToWide(name);
-        constexpr DWORD kTexts = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND;
+        constexpr DWORD kTexts =
+            RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_RT_REG_MULTI_SZ | RRF_NOEXPAND;
         std::vector<wchar_t> text(64);
         for (;;) {
+            DWORD type = REG_NONE;
             auto size = static_cast<DWORD>(text.size() * sizeof(wchar_t));
             const LSTATUS status = RegGetValueW(opened.get(), nullptr, wide_name.c_str(), kTexts,
-                                                nullptr, text.data(), &size);
+                                                &type, text.data(), &size);
             if (status == ERROR_SUCCESS) {
-                value = FromWide(text.data());
+                const wchar_t* const first = text.data();
+                // The size counts the terminator, which the system adds where it is missing.
+                value = type == REG_MULTI_SZ ? FromWide({first, size / sizeof(wchar_t) - 1})
+                                             : FromWide(first);
                 return system_error::kNone;
             }
             if (status != ERROR_MORE_DATA) return static_cast<system_error_t>(status);

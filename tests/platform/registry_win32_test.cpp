@@ -1,0 +1,50 @@
+#include "vek/platform/registry.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/scratch_registry_win32.h"
+#include "vek/platform/ansi_text.h"
+
+namespace {
+
+using namespace vek::platform;
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
+TEST(RegistryWin32, ReadsWritesAndDeletesTexts) {
+    const tests::ScratchRegistry scratch;
+    constexpr auto kRoot = RegistryRoot::kCurrentUser;
+    constexpr auto kNotFound = system_error::kFileNotFound;
+    Registry& registry = TheRegistry();
+    std::string text = "untouched";
+    EXPECT_EQ(registry.WriteText(kRoot, "key", "", "x"), kNotFound);
+    scratch.Set(L"key", L"typed", L"x");
+    EXPECT_EQ(registry.ReadText(kRoot, "key", "", text), kNotFound);
+    EXPECT_EQ(text, "untouched");
+    for (const std::size_t length : {0u, 62u, 63u, 64u, 5000u}) {
+        const std::string name(length % 2, 'n'), value = "\xC3\xBC" + std::string(length, 'x');
+        EXPECT_EQ(registry.WriteText(kRoot, "key", name, value), 0u);
+        EXPECT_EQ(registry.ReadText(kRoot, "key", name, text), 0u);
+        EXPECT_EQ(text, value);
+        EXPECT_EQ(registry.DeleteValue(kRoot, "key", name), 0u);
+        EXPECT_EQ(registry.DeleteValue(kRoot, "key", name), kNotFound);
+    }
+    const auto read = [&](DWORD type, std::wstring_view data) {
+        scratch.Set(L"key", L"typed", data, type);
+        const auto error = registry.ReadText(kRoot, "key", "typed", text);
+        return error == 0 ? text : "error " + std::to_string(error);
+    };
+    EXPECT_EQ(read(REG_SZ, L"unterminated"), "unterminated");
+    EXPECT_EQ(read(REG_EXPAND_SZ, L"%TEMP%\0"sv), "%TEMP%");
+    EXPECT_EQ(read(REG_MULTI_SZ, L"key\0value\0\0"sv), "key\0value\0"s);
+    EXPECT_EQ(read(REG_BINARY, L"\0\0"sv), "error 1630");  // ERROR_UNSUPPORTED_TYPE
+}
+
+TEST(AnsiTextWin32, IsTheCodePages) {
+    EXPECT_EQ(AnsiToUtf8(Utf8ToAnsi("a\0b"sv)), "a\0b"s);
+    if (::GetACP() != 1252) GTEST_SKIP() << "another code page";
+    EXPECT_EQ(Utf8ToAnsi("B\xC3\xBCro"), "B\xFCro");
+    EXPECT_EQ(AnsiToUtf8("B\xFCro"), "B\xC3\xBCro");
+}
+
+}  // namespace

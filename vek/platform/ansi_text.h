@@ -1,0 +1,18 @@
+#pragma once
+
+// The border between UTF-8 and the narrow texts of old system interfaces, which are in the
+// system's ANSI code page on Windows and in UTF-8 elsewhere.
+
+#include <string>
+#include <string_view>
+
+namespace vek::platform {
+
+// Both convert all of `text`, NULs included; what is no character becomes a replacement. They may
+// be called from any thread.
+std::string AnsiToUtf8(std::string_view text);
+
+// What the code page does not have becomes its nearest or its default character.
+std::string Utf8ToAnsi(std::string_view text);
+
+}  // namespace vek::platform
