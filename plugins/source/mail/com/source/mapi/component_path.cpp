@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <optional>
+#include <string>
 #include <string_view>
 
 #include "internal/helpers/hresult_exception.h"
 #include "vek/core/throw.h"
+#include "vek/platform/ansi_text.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mapi {
@@ -42,22 +43,31 @@ vek::platform::system_error_t Read(const MapiEnvironment& environment, std::stri
                                          name, value);
 }
 
-// Only an absolute path may have the prefix, which turns off every interpretation of it.
-std::string WithLongPathPrefix(std::string path) {
+struct Locale {
+    std::string_view value_name;
+    std::string_view success;
+};
+constexpr std::array kLocales{
+    Locale{"MSIApplicationLCID", "Get path succeeded for msiComponentId and msiApplicationLcid"},
+    Locale{"MSIOfficeLCID", "Get path succeeded for msiComponentId and msiOfficeLCID"}};
+
+// With the prefix the system takes a path as it stands, so only one that is plain may have it.
+std::string WithLongPathPrefix(const std::string& path) {
     const bool has_drive = path.size() > 2 && path[1] == ':' && path[2] == '\\';
-    if (has_drive) path.insert(0, kLongPathPrefix);
-    return path;
+    if (!has_drive || path.find('/') != std::string::npos) return path;
+    return std::string(kLongPathPrefix).append(path);
 }
 
-std::optional<std::string> PathFor(GetComponentPath get_path, std::string& component,
-                                   std::string& locale) {
+// The component's path in UTF-8, empty when there is none for that locale. The texts are
+// changeable because the function takes them so.
+std::string PathFor(GetComponentPath get_path, std::string& component, std::string& locale) {
     std::array<char, kPathSize> path{};
     if (!get_path(component.data(), locale.data(), path.data(), static_cast<DWORD>(path.size()),
                   TRUE)) {
-        return std::nullopt;
+        return {};
     }
     const auto end = std::find(path.begin(), path.end(), '\0');
-    return std::string(path.begin(), end);
+    return vek::platform::AnsiToUtf8({path.data(), static_cast<std::size_t>(end - path.begin())});
 }
 
 }  // namespace
@@ -70,21 +80,18 @@ std::string FindMapiLibrary(const MapiEnvironment& environment) {
     std::string component;
     helpers::CheckHResult(
         helpers::HResultFromWin32(Read(environment, "MSIComponentID", component)));
-    // Either locale may do, so a missing one is no failure yet.
-    std::string application_locale;
-    std::string office_locale;
-    Read(environment, "MSIApplicationLCID", application_locale);
-    Read(environment, "MSIOfficeLCID", office_locale);
+    component = vek::platform::Utf8ToAnsi(component);
 
-    if (auto path = PathFor(get_path, component, application_locale)) {
-        trace::Write(environment.tracer, kDetail,
-                     "Get path succeeded for msiComponentId and msiApplicationLcid");
-        return WithLongPathPrefix(std::move(*path));
-    }
-    if (auto path = PathFor(get_path, component, office_locale)) {
-        trace::Write(environment.tracer, kDetail,
-                     "Get path succeeded for msiComponentId and msiOfficeLCID");
-        return WithLongPathPrefix(std::move(*path));
+    for (const Locale& kind : kLocales) {
+        // The other one may do where this one is missing.
+        std::string locale;
+        if (Read(environment, kind.value_name, locale) != vek::platform::system_error::kNone)
+            continue;
+        locale = vek::platform::Utf8ToAnsi(locale);
+        const std::string path = PathFor(get_path, component, locale);
+        if (path.empty()) continue;
+        trace::Write(environment.tracer, kDetail, kind.success);
+        return WithLongPathPrefix(path);
     }
     vek::ThrowResult(vek::result::kNotFound);
 }

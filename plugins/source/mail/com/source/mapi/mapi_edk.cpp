@@ -1,6 +1,6 @@
 #include "mapi/mapi_edk.h"
 
-#include <optional>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,7 +13,9 @@ namespace plugins::mapi {
 namespace {
 
 namespace trace = vek::trace;
+namespace system_error = vek::platform::system_error;
 using trace::level::kDetail;
+using trace::level::kWarning;
 using vek::platform::Library;
 using vek::platform::Registry;
 using vek::platform::RegistryRoot;
@@ -24,12 +26,6 @@ constexpr std::string_view kOutlook = "Microsoft Outlook";
 
 // RPC_E_CHANGED_MODE of winerror.h: the thread has COM in another mode already.
 constexpr HRESULT kChangedMode = static_cast<HRESULT>(0x80010106u);
-
-// MAPIINIT_0 of mapix.h; the header's own structure is not in every toolchain.
-struct InitRecord {
-    ULONG version;
-    ULONG flags;
-};
 
 // Ordinals of the functions that some MAPI libraries export without a name.
 enum class Ordinal : std::uint16_t {
@@ -77,32 +73,38 @@ struct LoadedMapi {
     MapiFunctions functions;
 };
 
-// Makes Outlook the default mail client and puts the previous one back.
+// Makes Outlook the default mail client and puts the previous one back. What the registry refuses
+// is traced and no more: MAPI is tried all the same.
 class OutlookAsDefaultClient {
 public:
     explicit OutlookAsDefaultClient(const MapiEnvironment& environment)
         : registry_(environment.registry), tracer_(environment.tracer) {
-        std::string client;
         const auto error =
-            registry_.ReadText(RegistryRoot::kLocalMachine, kClientsKey, kDefaultValue, client);
-        if (error == vek::platform::system_error::kNone && client == kOutlook) {
+            registry_.ReadText(RegistryRoot::kLocalMachine, kClientsKey, kDefaultValue, previous_);
+        had_client_ = error == system_error::kNone;
+        if (had_client_ && previous_ == kOutlook) {
             trace::Write(tracer_, kDetail, "Default client is outlook");
             return;
         }
+        if (!had_client_ && error != system_error::kFileNotFound) {
+            // What cannot be read could not be put back.
+            trace::Write(tracer_, kWarning, "Cannot read default client. Error: ", error);
+            return;
+        }
         trace::Write(tracer_, kDetail, "Set default client");
-        // Where the plug-in may not write, MAPI is tried all the same.
-        if (!Write(kOutlook)) return;
-        had_client_ = error == vek::platform::system_error::kNone;
-        previous_ = std::move(client);
-        switched_ = true;
+        switched_ = Succeeded(
+            registry_.WriteText(RegistryRoot::kLocalMachine, kClientsKey, kDefaultValue, kOutlook));
     }
 
     ~OutlookAsDefaultClient() {
         if (!switched_) return;
-        if (had_client_) {
-            Write(previous_);
-        } else {
-            registry_.DeleteValue(RegistryRoot::kLocalMachine, kClientsKey, kDefaultValue);
+        try {
+            Succeeded(had_client_ ? registry_.WriteText(RegistryRoot::kLocalMachine, kClientsKey,
+                                                        kDefaultValue, previous_)
+                                  : registry_.DeleteValue(RegistryRoot::kLocalMachine, kClientsKey,
+                                                          kDefaultValue));
+        } catch (...) {
+            trace::WriteCurrentException(tracer_);
         }
     }
 
@@ -110,20 +112,17 @@ public:
     OutlookAsDefaultClient& operator=(const OutlookAsDefaultClient&) = delete;
 
 private:
-    bool Write(std::string_view client) noexcept {
-        const auto error =
-            registry_.WriteText(RegistryRoot::kLocalMachine, kClientsKey, kDefaultValue, client);
-        if (error == vek::platform::system_error::kNone) return true;
-        trace::Write(tracer_, trace::level::kWarning, "Cannot write default client \"", client,
-                     "\". Error: ", error);
+    bool Succeeded(vek::platform::system_error_t error) const noexcept {
+        if (error == system_error::kNone) return true;
+        trace::Write(tracer_, kWarning, "Cannot write default client. Error: ", error);
         return false;
     }
 
     Registry& registry_;
     const trace::TracerPtr tracer_;
-    bool switched_ = false;
-    bool had_client_ = false;
     std::string previous_;
+    bool had_client_ = false;
+    bool switched_ = false;
 };
 
 }  // namespace
@@ -139,12 +138,12 @@ std::shared_ptr<const MapiFunctions> LoadMapi(const MapiEnvironment& environment
 
 void InitializeMapi(const MapiFunctions& functions, const MapiEnvironment& environment) {
     const OutlookAsDefaultClient outlook(environment);
-    InitRecord record{0, 0};
+    MAPIINIT_0 record{MAPI_INIT_VERSION, 0};
     HRESULT result = functions.initialize(&record);
     if (result == kChangedMode) {
         trace::Write(environment.tracer, kDetail,
                      "MAPIInitialize return RPC_E_CHANGED_MODE. Try another init options");
-        record.flags = kNoCoInit;
+        record.ulFlags = kNoCoInit;
         result = functions.initialize(&record);
     }
     helpers::CheckHResult(result);
