@@ -30,7 +30,9 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration && !run.error_occurred && run.iterations > 0) {
-                seconds_[run.run_name.str()].push_back(run.real_accumulated_time /
+                const double seconds = run.run_name.time_type.empty() ? run.cpu_accumulated_time
+                                                                      : run.real_accumulated_time;
+                seconds_[run.run_name.str()].push_back(seconds /
                                                        static_cast<double>(run.iterations));
             }
         }

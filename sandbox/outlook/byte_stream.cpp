@@ -17,14 +17,45 @@ ByteStream::ByteStream(std::shared_ptr<Runtime> runtime, Content bytes, Mode mod
     : ComObject(std::move(runtime)),
       mode_(mode),
       sink_(std::move(sink)),
-      bytes_(std::move(bytes)) {}
+      bytes_(std::move(bytes)),
+      size_(bytes_->size()) {}
 
-std::string& ByteStream::Changing() {
-    if (own_ == nullptr || own_.use_count() > 2) {  // two of them are ours
-        own_ = std::make_shared<std::string>(*bytes_);
-        bytes_ = own_;
+const Content& ByteStream::Bytes() {
+    if (bytes_->size() < size_) own_->resize(size_);
+    return bytes_;
+}
+
+void ByteStream::Replace(std::uint64_t from, std::string_view bytes) {
+    const std::uint64_t end = from + bytes.size();
+    if (IsOwn()) {
+        std::string& target = *own_;
+        if (from > target.size()) target.resize(from);
+        const std::size_t over = std::min<std::size_t>(bytes.size(), target.size() - from);
+        std::copy_n(bytes.data(), over, target.begin() + static_cast<std::ptrdiff_t>(from));
+        target.append(bytes.substr(over));
+    } else {  // what is written over is not copied first
+        const std::string& old = *bytes_;
+        auto changed = std::make_shared<std::string>();
+        changed->reserve(std::max<std::uint64_t>(old.size(), end));
+        changed->append(old, 0, from);
+        changed->resize(from);
+        changed->append(bytes);
+        if (end < old.size()) changed->append(old, end);
+        bytes_ = own_ = std::move(changed);
     }
-    return *own_;
+    size_ = std::max(size_, end);
+}
+
+void ByteStream::Resize(std::uint64_t size) {
+    if (!IsOwn()) {
+        auto changed = std::make_shared<std::string>();
+        changed->reserve(size);
+        changed->append(*bytes_, 0, size);
+        bytes_ = own_ = std::move(changed);
+    }
+    if (size < own_->size()) own_->resize(size);
+    own_->reserve(size);
+    size_ = size;
 }
 
 HRESULT ByteStream::Read(void* buffer, ULONG size, ULONG* read) {
@@ -32,11 +63,10 @@ HRESULT ByteStream::Read(void* buffer, ULONG size, ULONG* read) {
     return Enter(Call::kStreamRead, [&]() -> HRESULT {
         if (!mode_.readable) return STG_E_ACCESSDENIED;
         if (buffer == nullptr && size != 0) return STG_E_INVALIDPOINTER;
-        const std::uint64_t left =
-            bytes_->size() - std::min<std::uint64_t>(position_, bytes_->size());
+        const std::uint64_t left = size_ - std::min(position_, size_);
         const std::uint64_t count =
             std::min<std::uint64_t>(left, runtime()->faults().ReadLimit(size));
-        if (count != 0) std::memcpy(buffer, bytes_->data() + position_, count);
+        if (count != 0) std::memcpy(buffer, Bytes()->data() + position_, count);
         position_ += count;
         if (read != nullptr) *read = static_cast<ULONG>(count);
         return S_OK;
@@ -50,12 +80,7 @@ HRESULT ByteStream::Write(const void* bytes, ULONG size, ULONG* written) {
         if (bytes == nullptr && size != 0) return STG_E_INVALIDPOINTER;
         if (position_ + size > kLargest) return STG_E_MEDIUMFULL;
         if (size != 0) {
-            std::string& target = Changing();
-            if (position_ > target.size()) target.resize(position_);
-            const std::size_t over = std::min<std::size_t>(size, target.size() - position_);
-            const char* const source = static_cast<const char*>(bytes);
-            std::copy_n(source, over, target.begin() + static_cast<std::ptrdiff_t>(position_));
-            target.append(source + over, size - over);
+            Replace(position_, {static_cast<const char*>(bytes), size});
             position_ += size;
         }
         if (written != nullptr) *written = size;
@@ -73,7 +98,7 @@ HRESULT ByteStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) 
                 base = position_;
                 break;
             case STREAM_SEEK_END:
-                base = bytes_->size();
+                base = size_;
                 break;
             default:
                 return STG_E_INVALIDFUNCTION;
@@ -93,7 +118,7 @@ HRESULT ByteStream::SetSize(ULARGE_INTEGER size) {
     return Enter(Call::kStreamSetSize, [&]() -> HRESULT {
         if (!mode_.writable) return STG_E_ACCESSDENIED;
         if (size.QuadPart > kLargest) return STG_E_MEDIUMFULL;
-        Changing().resize(size.QuadPart);
+        Resize(size.QuadPart);
         return S_OK;
     });
 }
@@ -105,7 +130,7 @@ HRESULT ByteStream::CopyTo(IStream* target, ULARGE_INTEGER size, ULARGE_INTEGER*
     return Enter(Call::kStreamCopyTo, [&]() -> HRESULT {
         if (!mode_.readable) return STG_E_ACCESSDENIED;
         if (target == nullptr) return STG_E_INVALIDPOINTER;
-        const Content source = bytes_;  // stays as it is, should the target be this stream
+        const Content source = Bytes();  // stays as it is, should the target be this stream
         const std::uint64_t start = std::min<std::uint64_t>(position_, source->size());
         const auto count =
             static_cast<ULONG>(std::min<std::uint64_t>(source->size() - start, size.QuadPart));
@@ -120,7 +145,7 @@ HRESULT ByteStream::CopyTo(IStream* target, ULARGE_INTEGER size, ULARGE_INTEGER*
 
 HRESULT ByteStream::Commit(DWORD) {
     return Enter(Call::kStreamCommit,
-                 [&]() -> HRESULT { return mode_.writable && sink_ ? sink_(bytes_) : S_OK; });
+                 [&]() -> HRESULT { return mode_.writable && sink_ ? sink_(Bytes()) : S_OK; });
 }
 
 HRESULT ByteStream::Stat(STATSTG* stat, DWORD) {
@@ -128,7 +153,7 @@ HRESULT ByteStream::Stat(STATSTG* stat, DWORD) {
         if (stat == nullptr) return STG_E_INVALIDPOINTER;
         *stat = {};  // no stream here has a name
         stat->type = STGTY_STREAM;
-        stat->cbSize.QuadPart = bytes_->size();
+        stat->cbSize.QuadPart = size_;
         const auto access = !mode_.writable  ? STGM_READ
                             : mode_.readable ? STGM_READWRITE
                                              : STGM_WRITE;

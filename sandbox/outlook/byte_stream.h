@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "sandbox/outlook/com_object.h"
 #include "sandbox/outlook/property_value.h"
@@ -43,13 +44,19 @@ public:
     HRESULT STDMETHODCALLTYPE Clone(IStream**) final { return Unsupported(); }
 
 private:
-    // The bytes to change: copied first where somebody else has them as well.
-    std::string& Changing();
+    // All of them, with zeros where only the size was set.
+    const Content& Bytes();
+    // Whether nobody else has the bytes, so that they may be changed where they are. The two below
+    // change a copy where somebody has.
+    bool IsOwn() const { return own_ != nullptr && own_.use_count() == 2; }  // both are ours
+    void Replace(std::uint64_t from, std::string_view bytes);
+    void Resize(std::uint64_t size);
 
     const Mode mode_;
     const Sink sink_;
     Content bytes_;
     std::shared_ptr<std::string> own_;  // bytes_ again, while nobody else can see it
+    std::uint64_t size_;                // at least that of bytes_
     std::uint64_t position_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "sandbox/outlook/fault_plan.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace sandbox::outlook {
 namespace {
@@ -9,46 +10,42 @@ constexpr std::size_t Index(Call kind) { return static_cast<std::size_t>(kind); 
 
 }  // namespace
 
-void FaultPlan::FailNth(Call kind, std::uint32_t nth, HRESULT code) {
+void FaultPlan::Add(Fault fault) {
     const std::lock_guard lock(mutex_);
-    faults_.push_back({kind, counts_[Index(kind)] + nth, code});
+    faults_.push_back(fault);
+    planned_ = true;
 }
 
-void FaultPlan::FailEvery(Call kind, HRESULT code) {
-    const std::lock_guard lock(mutex_);
-    faults_.push_back({kind, 0, code});
+void FaultPlan::FailNth(Call kind, std::uint32_t nth, HRESULT code) {
+    Add({kind, counts_[Index(kind)] + nth, code});
 }
+
+void FaultPlan::FailEvery(Call kind, HRESULT code) { Add({kind, 0, code}); }
 
 void FaultPlan::FailNthOfAll(std::uint32_t nth, HRESULT code) {
-    const std::lock_guard lock(mutex_);
-    faults_.push_back({std::nullopt, total_ + nth, code});
+    Add({std::nullopt, Total() + nth, code});
 }
 
-void FaultPlan::LimitReads(ULONG bytes) {
-    const std::lock_guard lock(mutex_);
-    read_limit_ = bytes;
-}
+void FaultPlan::LimitReads(ULONG bytes) { read_limit_ = bytes; }
 
 void FaultPlan::Clear() {
     const std::lock_guard lock(mutex_);
     faults_.clear();
-    read_limit_.reset();
+    planned_ = false;
+    read_limit_ = std::numeric_limits<ULONG>::max();
 }
 
-std::uint32_t FaultPlan::Count(Call kind) const {
-    const std::lock_guard lock(mutex_);
-    return counts_[Index(kind)];
-}
+std::uint32_t FaultPlan::Count(Call kind) const { return counts_[Index(kind)]; }
 
 std::uint32_t FaultPlan::Total() const {
-    const std::lock_guard lock(mutex_);
-    return total_;
+    return std::accumulate(counts_.begin(), counts_.end(), std::uint32_t{0});
 }
 
 HRESULT FaultPlan::Enter(Call kind) {
-    const std::lock_guard lock(mutex_);
     const std::uint32_t of_kind = ++counts_[Index(kind)];
-    const std::uint32_t of_all = ++total_;
+    if (!planned_) return S_OK;
+    const std::uint32_t of_all = Total();
+    const std::lock_guard lock(mutex_);
     for (const Fault& fault : faults_) {
         if (fault.kind && *fault.kind != kind) continue;
         const std::uint32_t now = fault.kind ? of_kind : of_all;
@@ -57,9 +54,6 @@ HRESULT FaultPlan::Enter(Call kind) {
     return S_OK;
 }
 
-ULONG FaultPlan::ReadLimit(ULONG wanted) const {
-    const std::lock_guard lock(mutex_);
-    return read_limit_ ? std::min(wanted, *read_limit_) : wanted;
-}
+ULONG FaultPlan::ReadLimit(ULONG wanted) const { return std::min<ULONG>(wanted, read_limit_); }
 
 }  // namespace sandbox::outlook

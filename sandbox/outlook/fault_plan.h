@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -46,11 +48,14 @@ private:
         HRESULT code;
     };
 
-    mutable std::mutex mutex_;
-    std::array<std::uint32_t, kCallKinds> counts_{};
-    std::uint32_t total_ = 0;
+    void Add(Fault fault);
+
+    // Without a plan, a call costs no more than one count.
+    std::array<std::atomic<std::uint32_t>, kCallKinds> counts_{};
+    std::atomic<ULONG> read_limit_ = std::numeric_limits<ULONG>::max();
+    std::atomic<bool> planned_ = false;  // there are faults
+    std::mutex mutex_;
     std::vector<Fault> faults_;
-    std::optional<ULONG> read_limit_;
 };
 
 }  // namespace sandbox::outlook

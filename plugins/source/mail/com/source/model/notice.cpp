@@ -15,6 +15,8 @@ namespace {
 
 constexpr std::string_view kRule = "\r\n---------------------\r\n";
 constexpr std::string_view kHtmlEnd = "</html>";
+// More than what stands around a notice.
+constexpr std::size_t kAround = 64;
 
 void Write(IStream& stream, std::string_view bytes) {
     ULONG written = 0;
@@ -28,7 +30,7 @@ std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notic
     const bool html = html_end != std::string::npos || tag == mapi::tag::kBodyHtmlA;
     const std::size_t at = html_end != std::string::npos ? html_end : piece.size();
     std::string result;
-    result.reserve(piece.size() + notice.size() + 64);
+    result.reserve(piece.size() + notice.size() + kAround);
     result.append(piece.substr(0, at));
     if (html) result.append("<br>");
     result.append(kRule);
@@ -40,6 +42,8 @@ std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notic
 void CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::string_view notice) {
     const std::uint64_t size = mapi::Size(source);
     std::vector<char> buffer(NoticeChunkSize(size) + 1);
+    // Makes room at once: a stream that grows piece by piece moves what it holds every time.
+    mapi::SetSize(target, size + notice.size() + kAround);
     std::uint64_t total = 0;
     for (;;) {
         ULONG count = 0;
@@ -49,7 +53,9 @@ void CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::string_vie
         const std::string_view piece(buffer.data(), count);
         total += count;
         if (total >= size && piece.find(notice) == std::string_view::npos) {
-            Write(target, WithNotice(piece, tag, notice));
+            const std::string last = WithNotice(piece, tag, notice);
+            Write(target, last);
+            mapi::SetSize(target, total - count + last.size());
             return;
         }
         Write(target, piece);
