@@ -17,6 +17,16 @@ def is_embedded(part):
     return part.content_type in _EMBEDDED
 
 
+def is_sealed(part):
+    """Whether the part is an encrypted mail, or stands inside a signed or encrypted part."""
+    if part.parent is None and part.content_type in _ENCRYPTED:
+        return True
+    while part := part.parent:
+        if part.content_type in ("multipart/signed", "multipart/encrypted"):
+            return True
+    return False
+
+
 def message_class(root):
     if root.content_type == "multipart/signed":
         return "IPM.Note.SMIME.MultipartSigned"

@@ -9,7 +9,7 @@ from email.utils import format_datetime, formataddr
 from datetime import datetime, timedelta, timezone
 
 from . import mime, text
-from .contents import Contents
+from .contents import Contents, is_sealed
 from .headers import HeaderBlock
 from .properties import *
 from .unpack import body_text
@@ -46,7 +46,9 @@ class _Packer:
             self._carry_headers(before, changes.pop(TRANSPORT_HEADERS))
         for tag, part in ((BODY, contents.plain), (BODY_HTML, contents.html)):
             if part and tag in changes:
-                self._carry_body(part, changes.pop(tag))
+                new = changes.pop(tag)
+                if not self._is_sealed(part):
+                    self._carry_body(part, new)
         for tag, field in ((SUBJECT, "Subject"), (INTERNET_MESSAGE_ID, "Message-ID")):
             if tag in changes:
                 self._block(self._root).set(field, changes.pop(tag))
@@ -94,7 +96,6 @@ class _Packer:
                 self._block(part).set(f"X-MAPI-{tag}", _as_text(value))
 
     def _carry_body(self, part, new):
-        self._warn_if_signed(part)
         if new is None:
             self._remove_body(part)
             return
@@ -176,8 +177,8 @@ class _Packer:
                 raise ValueError("the attachments before the change are not those of the mail")
             part, changed = parts[path], remaining.pop(path, None)
             if changed is None:
-                self._warn_if_signed(part)
-                self._remove(part)
+                if not self._is_sealed(part):
+                    self._remove(part)
             elif changed != item:
                 self._carry_attachment(part, item, changed)
         if remaining:
@@ -193,9 +194,8 @@ class _Packer:
         if ATTACH_DATA in changes:
             content = base64.b64decode(changes.pop(ATTACH_DATA) or "")
         names = [changes.pop(tag) for tag in _NAME_TAGS if tag in changes]
-        if not changes and not any(names) and content is None:
+        if not changes and not any(names) and content is None or self._is_sealed(part):
             return
-        self._warn_if_signed(part)
         if content is not None:
             self._write(part, content)
         if any(names):
@@ -217,12 +217,11 @@ class _Packer:
         if in_disposition:
             block.set_parameter("Content-Disposition", "filename", name, "attachment")
 
-    def _warn_if_signed(self, part):
-        above = part
-        while above := above.parent:
-            if above.content_type == "multipart/signed":
-                self._warn(f"part {part.path} was signed: the signature does not hold any more")
-                return
+    def _is_sealed(self, part):
+        """Whether a change would break a signature or what is encrypted; says so when it would."""
+        if sealed := is_sealed(part):
+            self._warn(f"part {part.path} is signed or encrypted and keeps its bytes")
+        return sealed
 
     def _result(self):
         edits = [(part.start, part.headers_end, block.bytes())
