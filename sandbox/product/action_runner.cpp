@@ -1,6 +1,7 @@
 #include "sandbox/product/action_runner.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "sandbox/product/text_form.h"
 #include "vek/core/text.h"
@@ -10,6 +11,12 @@ namespace {
 
 constexpr std::u16string_view kSubjectPlaceholder = u"{subject}";
 constexpr std::string_view kNamePlaceholder = "{name}";
+
+std::string TagText(std::uint32_t tag) {
+    char text[11];
+    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(tag));
+    return text;
+}
 
 }  // namespace
 
@@ -90,10 +97,11 @@ void ActionRunner::RunSubject() {
 void ActionRunner::RunHeader(const Action& action) {
     if (action.kind == ActionKind::kSetProperty) {
         if (log_.Change({}, "SetProperty", message_.SetProperty(action.tag, action.text))) {
-            log_.Changed("property \"" + action.text + '"');
+            log_.Changed("property " + TagText(action.tag) + " \"" + action.text + '"');
         }
     } else if (action.kind == ActionKind::kSetHeader) {
-        if (log_.Change({}, "SetHeader", message_.SetHeader(action.text))) {
+        // The line is put behind the others as it is given.
+        if (log_.Change({}, "SetHeader", message_.SetHeader(action.text + "\r\n"))) {
             log_.Changed("header \"" + action.text + '"');
         }
     } else if (std::ranges::find(facts_.header_lines, action.text) == facts_.header_lines.end()) {
@@ -107,10 +115,13 @@ void ActionRunner::RunNotices() {
     for (const std::string_view notice : notices_) {
         std::uint32_t outcome = 0;
         if (!log_.Change({}, "AppendNotice", message_.AppendNotice(notice, outcome))) continue;
-        if (outcome == 0) {
-            log_.Changed("notice \"" + std::string(notice) + '"');
-        } else {
+        if (outcome != 0) {
             log_.Failed({}, "AppendNotice (the message may not be changed)", vek::result::kFalse);
+        } else if (!facts_.has_html_body) {
+            // It comes first, and without it the plain body is left alone.
+            log_.Failed({}, "AppendNotice (there is no HTML body)", vek::result::kFalse);
+        } else {
+            log_.Changed("notice \"" + std::string(notice) + '"');
         }
     }
 }

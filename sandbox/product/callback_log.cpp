@@ -18,9 +18,11 @@ bool CallbackLog::Read(std::string_view place, std::string_view operation, vek::
     ++report_.callbacks;
     if (vek::Succeeded(code)) return true;
     if (IsAbsence(code)) return false;
-    const vek::result_t before = report_.result;
-    Failed(place, operation, code);
-    if (code == vek::result::kNotSupported) report_.result = before;
+    if (code == vek::result::kNotSupported) {
+        report_.not_offered.emplace_back(place.empty() ? operation : place);
+    } else {
+        Failed(place, operation, code);
+    }
     return false;
 }
 

@@ -10,8 +10,8 @@ namespace sandbox::product {
 
 // Judges what the message's operations answer and writes it into the report.
 //
-// An operation that is not implemented, and a thing that is not there, are no failures: a message
-// need not have everything, and a plug-in need not offer it.
+// An operation that is not implemented, and a thing that is not there or not offered, are no
+// failures: a message need not have everything, and a plug-in need not offer it.
 class CallbackLog {
 public:
     // `report` must outlive the log.
@@ -29,6 +29,7 @@ public:
     void Found(std::string finding);
     void Changed(std::string change);
     void BytesRead(std::size_t count) noexcept { report_.bytes_read += count; }
+    std::uint64_t bytes_read() const noexcept { return report_.bytes_read; }
 
 private:
     ScanReport& report_;

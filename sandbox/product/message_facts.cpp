@@ -90,7 +90,9 @@ void FactsGatherer::GatherBodies(IMailMessage& message, MessageFacts& facts) {
         facts.bodies.Add(Search(*body, "plain body"));
     }
     if (log_.Read({}, "GetHtmlBody", message.GetHtmlBody(body.put())) && body) {
+        const std::uint64_t before = log_.bytes_read();
         facts.bodies.Add(Search(*body, "HTML body"));
+        facts.has_html_body = log_.bytes_read() != before;
     }
     if (log_.Read({}, "GetRichBody", message.GetRichBody(body.put())) && body) {
         facts.bodies.Add(SearchRichText(*body, "RTF body"));

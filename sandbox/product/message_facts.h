@@ -30,6 +30,7 @@ struct MessageFacts {
     bool subject_known = false;             // it was read, or the message has none
     std::vector<std::string> header_lines;  // unfolded
     ContentHits bodies;
+    bool has_html_body = false;  // one that is not empty
     std::vector<AttachmentFacts> attachments;
 };
 

@@ -18,13 +18,14 @@ struct ScanFailure {
 struct ScanReport {
     bool incoming = false;
     std::string summary;  // the message's header summary, in the code page of its store
-    // The first failure that left a content unread or a wanted change undone, else kOk. A content
-    // of a kind that is not offered to scanners is in `failures` alone.
+    // The first failure that left a content unread or a wanted change undone, else kOk.
     vek::result_t result = vek::result::kOk;
     bool infected = false;
     std::vector<std::string> findings;
     std::vector<std::string> changes;  // those that were made
     std::vector<ScanFailure> failures;
+    // What is of a kind that scanners are not offered, such as "attachment 2": no failure.
+    std::vector<std::string> not_offered;
     std::uint32_t callbacks = 0;   // operations called on the message and its parts
     std::uint64_t bytes_read = 0;  // of bodies and attachments
 };
