@@ -1,5 +1,8 @@
 #include "sandbox/demo/demo_run.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -14,6 +17,8 @@
 #include "sandbox/product/mail_scanner.h"
 #include "sandbox/product/rules.h"
 #include "vek/core/current_exception.h"
+#include "vek/core/result_text.h"
+#include "vek/core/text.h"
 #include "vek/trace/file_tracer.h"
 
 namespace sandbox::demo {
@@ -42,6 +47,22 @@ std::u16string Hex(std::string_view entry_id) {
         hex.push_back(u"0123456789ABCDEF"[byte & 0xF]);
     }
     return hex;
+}
+
+// What the scanner's reports call those attachments that are messages.
+std::vector<std::string> EmbeddedMessages(const outlook::MessageRecord& message) {
+    std::vector<std::string> places;
+    for (std::size_t i = 0; i < message.attachments.size(); ++i) {
+        if (message.attachments[i].message) places.push_back("attachment " + std::to_string(i + 1));
+    }
+    return places;
+}
+
+std::string InWords(const product::ScanFailure& failure) {
+    if (!vek::Failed(failure.code)) return failure.operation;
+    std::array<char, 16> code{};
+    std::snprintf(code.data(), code.size(), " (0x%08X)", static_cast<unsigned>(failure.code));
+    return failure.operation + ": " + vek::ToUtf8(vek::ResultText(failure.code)) + code.data();
 }
 
 // The product, the plug-in and the mail program of one run.
@@ -77,8 +98,8 @@ public:
     Session& operator=(const Session&) = delete;
 
     Result Check(const Mail& mail) {
-        outlook::MessageRecord message =
-            outlook::LoadMessageFile(options_.messages / mail.message);
+        outlook::MessageRecord message = outlook::LoadMessageFile(options_.messages / mail.message);
+        const std::vector<std::string> embedded = EmbeddedMessages(message);
         const bool received = message.properties.Find(tag::kProviderSubmitTime) != nullptr;
         const std::string entry_id = mapi_.store().Add(std::move(message));
 
@@ -93,7 +114,7 @@ public:
 
         outlook::SaveMessageFile(options_.out / mail.message, *mapi_.store().Find(entry_id));
         mapi_.store().Remove(entry_id);
-        return ToResult(mail, received,
+        return ToResult(mail, received, embedded,
                         std::chrono::duration_cast<std::chrono::microseconds>(end - start));
     }
 
@@ -106,15 +127,22 @@ private:
         return vek::trace::OpenFileTracer(config);
     }
 
-    Result ToResult(const Mail& mail, bool received, std::chrono::microseconds time) const {
+    Result ToResult(const Mail& mail, bool received, const std::vector<std::string>& embedded,
+                    std::chrono::microseconds time) const {
         Result result{std::filesystem::path(mail.source).filename().string(),
+                      mail.message,
                       received ? "received" : "sent",
                       report_.findings,
                       report_.changes,
                       {},
+                      {},
                       time};
+        for (const std::string& place : report_.not_offered) {
+            const bool is_message = std::ranges::find(embedded, place) != embedded.end();
+            result.not_offered.push_back(place + (is_message ? ", embedded message" : ""));
+        }
         for (const product::ScanFailure& failure : report_.failures) {
-            result.failed.push_back(failure.operation);
+            result.failed.push_back(InWords(failure));
         }
         return result;
     }

@@ -1,31 +1,21 @@
 #include "sandbox/demo/result_table.h"
 
 #include <algorithm>
-#include <iomanip>
 #include <string_view>
+
+#include "sandbox/demo/text_cell.h"
 
 namespace sandbox::demo {
 namespace {
 
-constexpr std::size_t kMailWidth = 30;
+constexpr std::size_t kMailWidth = 24;
 constexpr std::size_t kEventWidth = 8;
-constexpr std::size_t kFoundWidth = 34;
+constexpr std::size_t kFoundWidth = 46;
 constexpr std::size_t kChangedWidth = 44;
-
-bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
-
-// The first `width` characters of a UTF-8 text, filled up with blanks to that width. What would
-// move the terminal's cursor is shown as a dot.
-std::string Cell(std::string_view text, std::size_t width) {
-    std::string cell;
-    std::size_t shown = 0;
-    for (char c : text) {
-        if (!IsContinuation(c) && shown++ == width) break;
-        cell.push_back(static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '.' : c);
-    }
-    if (shown < width) cell.append(width - shown, ' ');
-    return cell;
-}
+constexpr std::size_t kTimeWidth = 10;
+constexpr std::string_view kGap = "  ";
+constexpr std::size_t kTableWidth =
+    kMailWidth + kEventWidth + kFoundWidth + kChangedWidth + kTimeWidth + 3 * kGap.size();
 
 std::string_view At(const std::vector<std::string>& texts, std::size_t row) {
     return row < texts.size() ? std::string_view(texts[row]) : std::string_view();
@@ -33,9 +23,11 @@ std::string_view At(const std::vector<std::string>& texts, std::size_t row) {
 
 void PrintRow(std::ostream& out, std::string_view mail, std::string_view event,
               std::string_view found, std::string_view changed, std::string_view time) {
-    out << Cell(mail, kMailWidth) << "  " << Cell(event, kEventWidth) << "  "
-        << Cell(found, kFoundWidth) << "  " << Cell(changed, kChangedWidth) << std::setw(10) << time
-        << '\n';
+    std::string row;
+    row.append(Cell(mail, kMailWidth)).append(kGap).append(Cell(event, kEventWidth)).append(kGap);
+    row.append(Cell(found, kFoundWidth)).append(kGap).append(Cell(changed, kChangedWidth));
+    row.append(kTimeWidth - std::min(time.size(), kTimeWidth), ' ').append(time);
+    out << row.substr(0, row.find_last_not_of(' ') + 1) << '\n';
 }
 
 std::string Milliseconds(std::chrono::microseconds time) {
@@ -47,6 +39,7 @@ std::string Milliseconds(std::chrono::microseconds time) {
 
 void PrintResult(std::ostream& out, const Result& result) {
     std::vector<std::string> found = result.found;
+    for (const std::string& part : result.not_offered) found.push_back("not offered: " + part);
     for (const std::string& failure : result.failed) found.push_back("! " + failure);
     const std::vector<std::string> nothing{"-"};
     const auto& shown_found = found.empty() ? nothing : found;
@@ -63,17 +56,21 @@ void PrintResult(std::ostream& out, const Result& result) {
 
 void PrintTable(std::ostream& out, const std::vector<Result>& results) {
     PrintRow(out, "message", "event", "found", "changed", "time");
-    out << std::string(kMailWidth + kEventWidth + kFoundWidth + kChangedWidth + 16, '-') << '\n';
+    out << std::string(kTableWidth, '-') << '\n';
     std::size_t changed = 0;
     std::size_t failed = 0;
+    std::size_t not_offered = 0;
     for (const Result& result : results) {
         PrintResult(out, result);
         changed += !result.changed.empty();
         failed += !result.failed.empty();
+        not_offered += result.not_offered.size();
     }
     out << '\n'
         << results.size() << " checked, " << changed << " changed, " << failed
-        << " with failures\n";
+        << " with failures (marked by !)";
+    if (not_offered != 0) out << "; " << not_offered << " attachments not offered to scanners";
+    out << '\n';
 }
 
 }  // namespace sandbox::demo
