@@ -63,6 +63,12 @@ HRESULT ByteStream::Read(void* buffer, ULONG size, ULONG* read) {
     return Enter(Call::kStreamRead, [&]() -> HRESULT {
         if (!mode_.readable) return STG_E_ACCESSDENIED;
         if (buffer == nullptr && size != 0) return STG_E_INVALIDPOINTER;
+        if (const auto& distort = runtime()->distortion().stream_read) {
+            if (const auto count = distort({static_cast<std::byte*>(buffer), size})) {
+                if (read != nullptr) *read = *count;
+                return S_OK;
+            }
+        }
         const std::uint64_t left = size_ - std::min(position_, size_);
         const std::uint64_t count =
             std::min<std::uint64_t>(left, runtime()->faults().ReadLimit(size));
@@ -153,7 +159,9 @@ HRESULT ByteStream::Stat(STATSTG* stat, DWORD) {
         if (stat == nullptr) return STG_E_INVALIDPOINTER;
         *stat = {};  // no stream here has a name
         stat->type = STGTY_STREAM;
-        stat->cbSize.QuadPart = size_;
+        std::uint64_t shown = size_;
+        if (const auto& distort = runtime()->distortion().stream_size) distort(shown);
+        stat->cbSize.QuadPart = shown;
         const auto access = !mode_.writable  ? STGM_READ
                             : mode_.readable ? STGM_READWRITE
                                              : STGM_WRITE;

@@ -54,7 +54,7 @@ protected:
     HRESULT Enter(Call kind, Body&& body) noexcept {
         try {
             const HRESULT entered = runtime_->Enter(kind, owner_);
-            return FAILED(entered) ? entered : body();
+            return entered == S_OK ? body() : entered;
         } catch (const std::bad_alloc&) {
             return E_OUTOFMEMORY;
         } catch (...) {

@@ -23,7 +23,7 @@ template <class Body>
 HRESULT Enter(Runtime& runtime, Call kind, Body&& body) noexcept {
     try {
         const HRESULT entered = runtime.Enter(kind, std::this_thread::get_id());
-        return FAILED(entered) ? entered : body();
+        return entered == S_OK ? body() : entered;
     } catch (const std::bad_alloc&) {
         return MAPI_E_NOT_ENOUGH_MEMORY;
     } catch (...) {
@@ -89,7 +89,7 @@ HRESULT EntryPoints::GetOneProp(IMAPIProp* object, ULONG tag, SPropValue** value
         ULONG count = 0;
         SPropValue* found = nullptr;
         const HRESULT code = object->GetProps(&tags, 0, &count, &found);
-        if (FAILED(code)) return code;
+        if (FAILED(code) || found == nullptr) return code;
         if (PROP_TYPE(found->ulPropTag) == PT_ERROR) {
             const HRESULT error = found->Value.err;
             mapi->memory().Free(found);

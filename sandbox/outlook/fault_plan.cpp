@@ -35,6 +35,11 @@ void FaultPlan::Clear() {
     read_limit_ = std::numeric_limits<ULONG>::max();
 }
 
+std::vector<Call> FaultPlan::Failed() const {
+    const std::lock_guard lock(mutex_);
+    return failed_;
+}
+
 std::uint32_t FaultPlan::Count(Call kind) const { return counts_[Index(kind)]; }
 
 std::uint32_t FaultPlan::Total() const {
@@ -49,7 +54,9 @@ HRESULT FaultPlan::Enter(Call kind) {
     for (const Fault& fault : faults_) {
         if (fault.kind && *fault.kind != kind) continue;
         const std::uint32_t now = fault.kind ? of_kind : of_all;
-        if (fault.at == 0 || fault.at == now) return fault.code;
+        if (fault.at != 0 && fault.at != now) continue;
+        failed_.push_back(kind);
+        return fault.code;
     }
     return S_OK;
 }

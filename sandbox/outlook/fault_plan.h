@@ -13,7 +13,8 @@
 
 namespace sandbox::outlook {
 
-// Counts the calls and decides which of them fail. Free-threaded.
+// Counts the calls and decides which of them fail. A success code other than S_OK has a call
+// succeed without doing or giving anything. Free-threaded.
 class FaultPlan {
 public:
     // The `nth` call of that kind, from 1 and from now on, fails with `code`.
@@ -30,6 +31,9 @@ public:
 
     // Forgets the plan; the counts stay.
     void Clear();
+
+    // The kinds of the calls that failed as planned, in their order.
+    std::vector<Call> Failed() const;
 
     // How many calls there were, failed ones included.
     std::uint32_t Count(Call kind) const;
@@ -54,8 +58,9 @@ private:
     std::array<std::atomic<std::uint32_t>, kCallKinds> counts_{};
     std::atomic<ULONG> read_limit_ = std::numeric_limits<ULONG>::max();
     std::atomic<bool> planned_ = false;  // there are faults
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::vector<Fault> faults_;
+    std::vector<Call> failed_;
 };
 
 }  // namespace sandbox::outlook

@@ -31,6 +31,7 @@ public:
     MessageStore& store() { return *store_; }
     FaultPlan& faults() { return runtime_->faults(); }
     MapiMemory& memory() { return runtime_->memory(); }
+    Distortion& distortion() { return runtime_->distortion(); }
 
     // For the host: what it has open itself. To open it is no call that is counted or fails as
     // planned.

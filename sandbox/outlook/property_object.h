@@ -32,8 +32,12 @@ public:
 
     HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count,
                                        SPropValue** values) final {
-        return EnterOpen(Call::kGetProps, [&] {
-            return outlook::GetProps(this->memory(), *this, tags, flags, count, values);
+        return EnterOpen(Call::kGetProps, [&]() -> HRESULT {
+            const HRESULT code =
+                outlook::GetProps(this->memory(), *this, tags, flags, count, values);
+            const auto& distort = this->runtime()->distortion().values;
+            if (SUCCEEDED(code) && distort) distort(*values, *count);
+            return code;
         });
     }
 

@@ -23,6 +23,7 @@ HRESULT ReadAll(IStream& stream, std::vector<std::byte>& bytes) {
         bytes.resize(size + kPiece);
         ULONG count = 0;
         const HRESULT code = stream.Read(bytes.data() + size, kPiece, &count);
+        if (count > kPiece) return STG_E_READFAULT;
         bytes.resize(size + count);
         if (FAILED(code) || count == 0) return code;
     }

@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "sandbox/outlook/distortion.h"
 #include "sandbox/outlook/fault_plan.h"
 #include "sandbox/outlook/mapi_memory.h"
 
@@ -17,6 +18,7 @@ class Runtime {
 public:
     FaultPlan& faults() { return faults_; }
     MapiMemory& memory() { return memory_; }
+    Distortion& distortion() { return distortion_; }
 
     // Every method of an object that belongs to the thread `owner` comes through here: counts the
     // call, asks the plan, and takes note when the caller is another thread.
@@ -34,6 +36,7 @@ private:
 
     FaultPlan faults_;
     MapiMemory memory_;
+    Distortion distortion_;
     std::atomic<std::uint32_t> live_objects_{0};
     std::atomic<std::uint32_t> foreign_calls_{0};
     mutable std::mutex mutex_;

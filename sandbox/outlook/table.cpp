@@ -174,6 +174,10 @@ HRESULT Table::QueryRows(LONG count, ULONG flags, SRowSet** rows) {
             set.Add(RowView(*rows_, row), columns_);
         if ((flags & TBL_NOADVANCE) == 0) MoveTo(first + given);
         *rows = set.detach();
+        SRow* const rows_given = (*rows)->aRow;
+        if (const auto& distort = runtime()->distortion().row) {
+            for (std::size_t i = 0; i != given; ++i) distort(rows_given[i]);
+        }
         return S_OK;
     });
 }
