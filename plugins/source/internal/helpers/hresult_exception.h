@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "vek/core/exception.h"
+#include "vek/core/throw.h"
 #include "vek/platform/system_error.h"
 
 namespace plugins::helpers {
@@ -57,6 +58,16 @@ constexpr hresult_t HResultFromWin32(vek::platform::system_error_t error) noexce
 inline void CheckHResult(hresult_t hr, vek::SourcePlace place = vek::SourcePlace::Here()) {
     if (hr < 0) [[unlikely]]
         ThrowHResult(hr, place);
+}
+
+// The same for a call that gives an object, which must then be there: one that claims success and
+// gives none raises vek::ResultCodeException kUnexpected.
+template <class Pointer>
+void CheckGiven(hresult_t hr, const Pointer& object,
+                vek::SourcePlace place = vek::SourcePlace::Here()) {
+    CheckHResult(hr, place);
+    if (!object) [[unlikely]]
+        vek::ThrowResult(vek::result::kUnexpected, place);
 }
 
 }  // namespace plugins::helpers

@@ -2,7 +2,9 @@
 
 // Stream calls that raise helpers::HResultCodeException instead of returning an HRESULT.
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "mapi/mapi_interfaces.h"
 #include "vek/core/source_place.h"
@@ -12,6 +14,17 @@ namespace plugins::mapi {
 // Gives the new position. `origin` is one of STREAM_SEEK.
 std::uint64_t Seek(IStream& stream, std::int64_t offset, DWORD origin,
                    vek::SourcePlace place = vek::SourcePlace::Here());
+
+// One read or write: how many bytes it took, never more than there are in `bytes`. A stream that
+// claims more raises vek::ResultCodeException kUnexpected.
+std::size_t Read(IStream& stream, std::span<std::byte> bytes,
+                 vek::SourcePlace place = vek::SourcePlace::Here());
+std::size_t Write(IStream& stream, std::span<const std::byte> bytes,
+                  vek::SourcePlace place = vek::SourcePlace::Here());
+
+// Reads as often as it takes to fill `bytes`: less is given at the end of the stream alone.
+std::size_t ReadFully(IStream& stream, std::span<std::byte> bytes,
+                      vek::SourcePlace place = vek::SourcePlace::Here());
 
 // In bytes.
 std::uint64_t Size(IStream& stream, vek::SourcePlace place = vek::SourcePlace::Here());

@@ -18,21 +18,21 @@ void CheckPresent(bool present) {
 vek::RefPtr<IStream> NewMemoryStream(const OleFunctions& ole) {
     CheckPresent(ole.create_stream != nullptr);
     vek::RefPtr<IStream> stream;
-    helpers::CheckHResult(ole.create_stream(nullptr, kDeleteOnRelease, stream.put()));
+    helpers::CheckGiven(ole.create_stream(nullptr, kDeleteOnRelease, stream.put()), stream);
     return stream;
 }
 
 vek::RefPtr<ILockBytes> NewMemoryLockBytes(const OleFunctions& ole) {
     CheckPresent(ole.create_lock_bytes != nullptr);
     vek::RefPtr<ILockBytes> bytes;
-    helpers::CheckHResult(ole.create_lock_bytes(nullptr, kDeleteOnRelease, bytes.put()));
+    helpers::CheckGiven(ole.create_lock_bytes(nullptr, kDeleteOnRelease, bytes.put()), bytes);
     return bytes;
 }
 
 vek::RefPtr<IStorage> NewCompoundFile(const OleFunctions& ole, ILockBytes& bytes) {
     CheckPresent(ole.create_docfile != nullptr);
     vek::RefPtr<IStorage> file;
-    helpers::CheckHResult(ole.create_docfile(&bytes, kDocfileMode, 0, file.put()));
+    helpers::CheckGiven(ole.create_docfile(&bytes, kDocfileMode, 0, file.put()), file);
     return file;
 }
 

@@ -30,8 +30,9 @@ AttachmentProvider::State AttachmentProvider::OpenAttachment(const trace::Tracer
                                                              const MessagePart& message,
                                                              ULONG number) {
     vek::RefPtr<IAttach> attachment;
-    helpers::CheckHResult(
-        message.message->OpenAttach(number, nullptr, MAPI_BEST_ACCESS, attachment.put()));
+    helpers::CheckGiven(
+        message.message->OpenAttach(number, nullptr, MAPI_BEST_ACCESS, attachment.put()),
+        attachment);
     return {message,
             std::make_shared<PropertiesAccessor>(std::move(attachment), message.functions, tracer,
                                                  *message.clock, message.accessor)};

@@ -22,7 +22,7 @@ void SeekToStart(IMAPITable& table, vek::SourcePlace place = vek::SourcePlace::H
 
 AttachmentsEnum::State AttachmentsEnum::OpenTable(MessagePart message) {
     vek::RefPtr<IMAPITable> table;
-    helpers::CheckHResult(message.message->GetAttachmentTable(0, table.put()));
+    helpers::CheckGiven(message.message->GetAttachmentTable(0, table.put()), table);
     SPropTagArray columns = mapi::OneTag(mapi::tag::kAttachNum);
     helpers::CheckHResult(table->SetColumns(&columns, 0));
     SeekToStart(*table);

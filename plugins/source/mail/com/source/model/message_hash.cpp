@@ -60,7 +60,7 @@ void AppendAttachmentSizes(Bytes& out, const mapi::MapiFunctions& functions, IMe
     static constexpr std::array<ULONG, 2> kColumns = {mapi::tag::kAttachNum,
                                                       mapi::tag::kAttachSize};
     vek::RefPtr<IMAPITable> table;
-    helpers::CheckHResult(message.GetAttachmentTable(0, table.put()));
+    helpers::CheckGiven(message.GetAttachmentTable(0, table.put()), table);
     mapi::RowSet rows(functions);
     mapi::QueryAllRows(functions, *table, kColumns, rows);
     if (rows.rows().empty()) trace::Write(tracer, kDetail, "No attachments");

@@ -1,5 +1,8 @@
 #include "model/notice.h"
 
+#include <algorithm>
+#include <limits>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -18,10 +21,13 @@ constexpr std::string_view kHtmlEnd = "</html>";
 // More than what stands around a notice.
 constexpr std::size_t kAround = 64;
 
+// A property is no larger, whatever its stream says.
+constexpr std::uint64_t kLargestBody = std::numeric_limits<std::int32_t>::max();
+// Nor is memory taken for what a stream only says.
+constexpr std::uint64_t kReservedAtOnce = std::uint64_t{64} << 20;
+
 void Write(IStream& stream, std::string_view bytes) {
-    ULONG written = 0;
-    helpers::CheckHResult(stream.Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written));
-    vek::Check(written == bytes.size());
+    vek::Check(mapi::Write(stream, std::as_bytes(std::span(bytes))) == bytes.size());
 }
 
 // The last piece of a body with the notice in it.
@@ -39,31 +45,33 @@ std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notic
     return result;
 }
 
-void CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::string_view notice) {
+// Gives the size of the copy.
+std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::string_view notice) {
     const std::uint64_t size = mapi::Size(source);
+    vek::Check(size <= kLargestBody);
     std::vector<char> buffer(NoticeChunkSize(size) + 1);
     // Makes room at once: a stream that grows piece by piece moves what it holds every time.
-    mapi::SetSize(target, size + notice.size() + kAround);
+    mapi::SetSize(target, std::min(size, kReservedAtOnce) + notice.size() + kAround);
+    const auto bytes = std::as_writable_bytes(std::span(buffer));
     std::uint64_t total = 0;
     for (;;) {
-        ULONG count = 0;
-        helpers::CheckHResult(
-            source.Read(buffer.data(), static_cast<ULONG>(buffer.size()), &count));
-        vek::Check(count != 0);
-        const std::string_view piece(buffer.data(), count);
-        total += count;
-        if (total >= size && piece.find(notice) == std::string_view::npos) {
-            const std::string last = WithNotice(piece, tag, notice);
-            Write(target, last);
-            mapi::SetSize(target, total - count + last.size());
-            return;
+        const std::string_view piece(buffer.data(), mapi::ReadFully(source, bytes));
+        vek::Check(!piece.empty());
+        total += piece.size();
+        if (total < size) {
+            Write(target, piece);
+            continue;
         }
-        Write(target, piece);
+        vek::Check(piece.find(notice) == std::string_view::npos);
+        const std::string last = WithNotice(piece, tag, notice);
+        Write(target, last);
+        // What a stream has beyond its size would be lost with the replaced body.
+        vek::Check(mapi::Read(source, bytes) == 0);
+        return total - piece.size() + last.size();
     }
 }
 
-void Replace(IStream& target, IStream& content) {
-    const std::uint64_t size = mapi::Size(content);
+void Replace(IStream& target, IStream& content, std::uint64_t size) {
     mapi::Seek(content, 0, STREAM_SEEK_SET);
     mapi::Seek(target, 0, STREAM_SEEK_SET);
     ULARGE_INTEGER wanted{};
@@ -88,17 +96,20 @@ std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept {
 void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, ULONG tag,
                   std::string_view notice) {
     const vek::RefPtr<IStream> content = mapi::NewMemoryStream(ole);
+    std::uint64_t size = 0;
     {
         const auto source = message.GetStreamProperty(tag, access_mode::kRead, 0);
         // The kept stream may stand where its last user left it.
         mapi::Seek(*source, 0, STREAM_SEEK_SET);
-        CopyWithNotice(*source, *content, tag, notice);
+        size = CopyWithNotice(*source, *content, tag, notice);
     }
     const auto target = message.GetStreamProperty(tag, access_mode::kRead | access_mode::kWrite, 0);
     try {
-        Replace(*target, *content);
+        Replace(*target, *content, size);
     } catch (...) {
         target->Revert();
+        // Not every stream can: nobody is to go on with this one and commit what it holds.
+        message.ForgetStream();
         throw;
     }
     message.MarkChanged();

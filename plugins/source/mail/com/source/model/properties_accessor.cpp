@@ -161,8 +161,7 @@ vek::RefPtr<IStream> PropertiesAccessor::GetStreamProperty(ULONG tag, std::uint3
 
 void PropertiesAccessor::OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
                                       vek::RefPtr<IUnknown>& object) {
-    helpers::CheckHResult(object_->OpenProperty(tag, &iid, options, flags, object.put()));
-    if (!object) vek::ThrowResult(vek::result::kUnexpected);
+    helpers::CheckGiven(object_->OpenProperty(tag, &iid, options, flags, object.put()), object);
 }
 
 void PropertiesAccessor::Save() {

@@ -67,6 +67,9 @@ public:
     // kept and given again for the same tag and modes, wherever it then stands.
     vek::RefPtr<IStream> GetStreamProperty(ULONG tag, std::uint32_t access, std::uint32_t mode);
 
+    // Drops the kept stream, for one that holds what must not be committed.
+    void ForgetStream() noexcept { stream_.reset(); }
+
     // Opens another interface of the property, without memory.
     void OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
                       vek::RefPtr<IUnknown>& object);

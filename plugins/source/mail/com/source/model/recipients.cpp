@@ -26,7 +26,7 @@ const char* Text(const SRow& row, std::size_t index) noexcept {
 
 std::string RecipientList(const mapi::MapiFunctions& functions, IMessage& message, LONG type) {
     vek::RefPtr<IMAPITable> table;
-    helpers::CheckHResult(message.GetRecipientTable(0, table.put()));
+    helpers::CheckGiven(message.GetRecipientTable(0, table.put()), table);
     mapi::RowSet rows(functions);
     mapi::QueryAllRows(functions, *table, kColumns, rows);
     if (rows.rows().empty()) vek::ThrowResult(vek::result::kPropertyNotFound);
@@ -52,14 +52,16 @@ std::string SenderSmtpAddress(const mapi::MapiFunctions& functions, IMAPISession
     vek::Check(session != nullptr);
 
     vek::RefPtr<IAddrBook> book;
-    helpers::CheckHResult(session->OpenAddressBook(0, nullptr, AB_NO_DIALOG, book.put()));
+    helpers::CheckGiven(session->OpenAddressBook(0, nullptr, AB_NO_DIALOG, book.put()), book);
     ULONG type = 0;
     vek::RefPtr<IUnknown> entry;
-    helpers::CheckHResult(book->OpenEntry(static_cast<ULONG>(entry_id.size()),
-                                          reinterpret_cast<ENTRYID*>(entry_id.data()), nullptr,
-                                          MAPI_BEST_ACCESS, &type, entry.put()));
+    helpers::CheckGiven(book->OpenEntry(static_cast<ULONG>(entry_id.size()),
+                                        reinterpret_cast<ENTRYID*>(entry_id.data()), nullptr,
+                                        MAPI_BEST_ACCESS, &type, entry.put()),
+                        entry);
     vek::RefPtr<IMAPIProp> properties;
-    vek::Check(SUCCEEDED(entry->QueryInterface(mapi::iid::kProp, properties.put_void())));
+    vek::Check(SUCCEEDED(entry->QueryInterface(mapi::iid::kProp, properties.put_void())) &&
+               properties);
 
     mapi::Buffer<SPropValue> address(functions);
     helpers::CheckHResult(

@@ -14,9 +14,11 @@ namespace {
 namespace trace = vek::trace;
 using trace::level::kDetail;
 
-// A MAPI stream takes 32-bit counts; a longer buffer is served in part.
-ULONG Count(std::size_t size) noexcept {
-    return static_cast<ULONG>(std::min<std::size_t>(size, std::numeric_limits<ULONG>::max()));
+// What the interface's 32-bit counts reach; a longer buffer is served in part.
+template <class Byte>
+std::span<Byte> Countable(std::span<Byte> bytes) noexcept {
+    constexpr std::size_t kMost = std::numeric_limits<std::uint32_t>::max();
+    return bytes.first(std::min(bytes.size(), kMost));
 }
 
 }  // namespace
@@ -29,8 +31,9 @@ StreamAdapter::StreamAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::Tra
 
 vek::result_t StreamAdapter::Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        ULONG count = 0;
-        helpers::CheckHResult(state_->stream->Read(buffer.data(), Count(buffer.size()), &count));
+        // A scanner takes a short read for the end: what lies behind it would go unseen.
+        const auto count =
+            static_cast<std::uint32_t>(mapi::ReadFully(*state_->stream, Countable(buffer)));
         trace::Write(tracer_, kDetail, "bytes read: ", count);
         read = count;
     });
@@ -39,8 +42,8 @@ vek::result_t StreamAdapter::Read(std::span<std::byte> buffer, std::uint32_t& re
 vek::result_t StreamAdapter::Write(std::span<const std::byte> bytes,
                                    std::uint32_t& written) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        ULONG count = 0;
-        helpers::CheckHResult(state_->stream->Write(bytes.data(), Count(bytes.size()), &count));
+        const auto count =
+            static_cast<std::uint32_t>(mapi::Write(*state_->stream, Countable(bytes)));
         trace::Write(tracer_, kDetail, "bytes written: ", count);
         state_->accessor->MarkChanged();
         written = count;
@@ -70,8 +73,12 @@ vek::result_t StreamAdapter::SetSize(std::uint64_t size) noexcept {
 }
 
 vek::result_t StreamAdapter::Commit() noexcept {
-    return RunOnOwner(state_.owner(),
-                      [&] { helpers::CheckHResult(state_->stream->Commit(STGC_DEFAULT)); });
+    return RunOnOwner(state_.owner(), [&] {
+        const HRESULT result = state_->stream->Commit(STGC_DEFAULT);
+        // What a failed commit leaves may be half of the old and half of the new.
+        if (FAILED(result)) state_->accessor->ForgetStream();
+        helpers::CheckHResult(result);
+    });
 }
 
 }  // namespace plugins::mail_processing

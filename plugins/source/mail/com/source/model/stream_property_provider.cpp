@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "internal/helpers/hresult_exception.h"
+#include "mapi/mapi_streams.h"
 #include "mapi/property_tags.h"
 #include "model/hand_out.h"
 #include "model/smime.h"
@@ -65,10 +66,13 @@ vek::RefPtr<IStream> StreamPropertyProvider::Open(std::uint32_t access, std::uin
     vek::RefPtr<IStream> stream = state_->accessor->GetStreamProperty(tag_, access, mode);
     if (tag_ != mapi::tag::kRtfCompressed) return stream;
 
+    // The kept stream stands where its last reader left it; compressed RTF starts with a header.
+    mapi::Seek(*stream, 0, STREAM_SEEK_SET);
     trace::Write(tracer_, kDetail, "Start uncompress RTF");
     vek::RefPtr<IStream> plain;
-    helpers::CheckHResult(state_->functions->wrap_compressed_rtf_stream(
-        stream.get(), WrapFlags(access, mode), plain.put()));
+    helpers::CheckGiven(state_->functions->wrap_compressed_rtf_stream(
+                            stream.get(), WrapFlags(access, mode), plain.put()),
+                        plain);
     trace::Write(tracer_, kDetail, "End uncompress RTF");
     return plain;
 }
