@@ -32,21 +32,6 @@ TEST_F(OpenMessageTest, ChangesReachTheStoreOnlyWhenSaved) {
     EXPECT_EQ(mapi.save_flags(), (std::vector<ULONG>{6, 0}));
 }
 
-TEST_F(OpenMessageTest, OneTextHasANarrowAndAWideView) {
-    const std::string text =
-        "Gr\xC3\xBC\xC3\x9F"
-        "e \xF0\x9F\x93\xA7";  // beyond the first plane, too
-    auto message = mapi.OpenMessage(id);
-    const std::u16string units = u"Gr\u00FC\u00DFe \U0001F4E7";
-    std::basic_string<WCHAR> wide(units.begin(), units.end());
-    SPropValue value{};
-    value.ulPropTag = tag::kSubjectW;
-    value.Value.lpszW = wide.data();
-    ASSERT_EQ(message->SetProps(1, &value, nullptr), S_OK);
-    EXPECT_EQ(ReadText(message.get(), tag::kSubjectA), text);
-    EXPECT_EQ(ReadText(message.get(), tag::kSubjectW), text);
-}
-
 TEST_F(OpenMessageTest, WhatIsMissingOrOfAnotherTypeIsNotFound) {
     auto message = mapi.OpenMessage(id);
     const ULONG any_subject = PROP_TAG(PT_UNSPECIFIED, PROP_ID(tag::kSubjectA));
@@ -105,19 +90,6 @@ TEST_F(OpenMessageTest, EveryTypeComesBackAsItWasSet) {
     functions.free_buffer(problems);
     functions.free_buffer(all);
     for (const auto& [kept, value] : values) EXPECT_EQ(Read(message.get(), kept), value);
-}
-
-TEST_F(OpenMessageTest, SingleProblemsAreReported) {
-    auto message = mapi.OpenMessage(id);
-    SPropProblemArray* problems = nullptr;
-    EXPECT_EQ(Delete(message.get(), tag::kBodyA, &problems), S_OK);
-    EXPECT_EQ(TakeProblem(problems), MAPI_E_NOT_FOUND);
-    EXPECT_EQ(Delete(message.get(), tag::kEntryId, &problems), S_OK);
-    EXPECT_EQ(TakeProblem(problems), MAPI_E_COMPUTED);
-    EXPECT_EQ(WriteText(message.get(), PROP_TAG(PT_CLSID, 0x6000), "", &problems), S_OK);
-    EXPECT_EQ(TakeProblem(problems), MAPI_E_TYPE_NO_SUPPORT);
-    EXPECT_EQ(WriteText(message.get(), tag::kSubjectA, "x", &problems), S_OK);
-    EXPECT_EQ(TakeProblem(problems), S_OK);
 }
 
 TEST_F(OpenMessageTest, AccessFollowsTheFlags) {

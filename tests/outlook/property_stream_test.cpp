@@ -90,26 +90,6 @@ TEST_F(PropertyStreamTest, WritingShowsAtCommitAndIsStoredAtSave) {
     EXPECT_EQ(stream->Commit(0), MAPI_E_NO_ACCESS) << "the message is closed";
 }
 
-TEST_F(PropertyStreamTest, CreatingDropsTheOldContent) {
-    auto message = mapi.OpenMessage(id);
-    auto stream = OpenStream(message.get(), tag::kBodyA, STGM_READWRITE, MAPI_MODIFY | MAPI_CREATE);
-    EXPECT_EQ(SizeOf(stream.get()), 0u);
-    ASSERT_EQ(stream->Commit(0), S_OK);
-    EXPECT_EQ(ReadText(message.get(), tag::kBodyA), "");
-}
-
-TEST_F(PropertyStreamTest, AWideTextIsAStreamOfUnits) {
-    auto message = mapi.OpenMessage(id);
-    auto stream = OpenStream(message.get(), tag::kSubjectW, STGM_READWRITE, MAPI_MODIFY);
-    const std::u16string units = u"caf\u00E9";
-    std::string bytes(units.size() * 2, '\0');
-    std::memcpy(bytes.data(), units.data(), bytes.size());
-    EXPECT_EQ(ReadAll(stream.get()), bytes);
-    ASSERT_EQ(Write(stream.get(), std::string_view("!\0", 2)), S_OK);
-    ASSERT_EQ(stream->Commit(0), S_OK);
-    EXPECT_EQ(ReadText(message.get(), tag::kSubjectA), "caf\xC3\xA9!");
-}
-
 TEST_F(PropertyStreamTest, SeeksWithinReason) {
     auto message = mapi.OpenMessage(id);
     auto stream = OpenStream(message.get(), tag::kBodyA, STGM_READWRITE, MAPI_MODIFY);
@@ -164,22 +144,6 @@ TEST_F(PropertyStreamTest, CopiesIntoAnotherStreamAndIntoItself) {
     ASSERT_EQ(SeekTo(source.get(), 0, STREAM_SEEK_SET), S_OK);
     ASSERT_EQ(source->CopyTo(source.get(), size, nullptr, nullptr), S_OK);
     EXPECT_EQ(SizeOf(source.get()), 22u);
-}
-
-TEST_F(PropertyStreamTest, LargeContentIsWrittenInPiecesAndNotCopiedOnItsWay) {
-    constexpr std::size_t kSize = 64 << 20;
-    const std::string piece(1 << 16, 'x');
-    auto message = mapi.OpenMessage(id);
-    auto stream = OpenStream(message.get(), tag::kBodyA, STGM_READWRITE, MAPI_MODIFY | MAPI_CREATE);
-    for (std::size_t done = 0; done != kSize; done += piece.size())
-        ASSERT_EQ(Write(stream.get(), piece), S_OK);
-    ASSERT_EQ(stream->Commit(0), S_OK);
-    ASSERT_EQ(message->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
-    const Content saved = mapi.store().Find(id)->properties.Find(tag::kBodyA)->content();
-    EXPECT_EQ(saved->size(), kSize);
-    auto again = mapi.OpenMessage(id);
-    ASSERT_EQ(again->SaveChanges(0), S_OK);
-    EXPECT_EQ(mapi.store().Find(id)->properties.Find(tag::kBodyA)->content(), saved);
 }
 
 }  // namespace

@@ -148,10 +148,6 @@ TEST_F(MailMessageTest, ListsRecipientsOfOneTypeThatAreWhole) {
     EXPECT_EQ(Read(&IMailMessage::GetToRecipients),
               "\"Bob\" <SMTP:bob@example.com>; \"Di\" <SMTP:di@example.com>; ");
     EXPECT_EQ(Read(&IMailMessage::GetCcRecipients), "\"Cy\" <SMTP:cy@example.com>; ");
-    for (const auto call : {outlook_call::kGetRecipientTable, outlook_call::kQueryAllRows}) {
-        mapi_.faults().FailNth(call, 1, MAPI_E_NO_ACCESS);
-        EXPECT_EQ(Read(&IMailMessage::GetToRecipients), "0x80070005");
-    }
 }
 
 TEST_F(MailMessageTest, FindsTheSendersSmtpAddressInTheAddressBook) {
@@ -165,11 +161,6 @@ TEST_F(MailMessageTest, FindsTheSendersSmtpAddressInTheAddressBook) {
     });
     Open();
     EXPECT_EQ(Read(&IMailMessage::GetSenderSmtpAddress), "ann@real.example.com");
-    for (const auto call : {outlook_call::kOpenAddressBook, outlook_call::kOpenAddressEntry,
-                            outlook_call::kGetOneProp}) {
-        mapi_.faults().FailNth(call, 1, MAPI_E_NO_ACCESS);
-        EXPECT_EQ(Read(&IMailMessage::GetSenderSmtpAddress), "0x80070005");
-    }
     mapi_.faults().FailNth(outlook_call::kQueryInterface, 1, E_NOINTERFACE);
     EXPECT_EQ(Read(&IMailMessage::GetSenderSmtpAddress), "0x80000072") << "a failed check";
 }

@@ -11,11 +11,7 @@ namespace tests {
 // An empty folder of its own, removed with all that is in it.
 class TemporaryFolder {
 public:
-    TemporaryFolder()
-        : path_(std::filesystem::temp_directory_path() /
-                ("mlxo_test_" + std::to_string(std::random_device{}()))) {
-        std::filesystem::create_directories(path_);
-    }
+    TemporaryFolder() { std::filesystem::create_directories(path_); }
     ~TemporaryFolder() {
         std::error_code error;
         std::filesystem::remove_all(path_, error);
@@ -26,7 +22,8 @@ public:
     const std::filesystem::path& path() const noexcept { return path_; }
 
 private:
-    std::filesystem::path path_;
+    const std::filesystem::path path_ = std::filesystem::temp_directory_path() /
+                                        std::to_string(std::random_device{}()).append(".test");
 };
 
 // `path` in UTF-8.
