@@ -23,6 +23,10 @@ std::vector<Entry>& Entries() {
     return entries;
 }
 
+bool IsOfWallClock(const std::string& time_type) {
+    return time_type.find("real_time") != std::string::npos || time_type == "manual_time";
+}
+
 class Reporter : public benchmark::ConsoleReporter {
 public:
     Reporter() : ConsoleReporter(OO_Tabular) {}
@@ -30,8 +34,9 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration && !run.error_occurred && run.iterations > 0) {
-                const double seconds = run.run_name.time_type.empty() ? run.cpu_accumulated_time
-                                                                      : run.real_accumulated_time;
+                const double seconds = IsOfWallClock(run.run_name.time_type)
+                                           ? run.real_accumulated_time
+                                           : run.cpu_accumulated_time;
                 seconds_[run.run_name.str()].push_back(seconds /
                                                        static_cast<double>(run.iterations));
             }

@@ -9,8 +9,8 @@
 //     BENCHMARK(BuildAndParse);
 //     const bench::Ratio kPacket("packet, 1 MiB", "BuildAndParse", "PlainCopy", 1.3);
 // The time is the processor time of the thread, so that others may be at work on the machine, or
-// what the benchmark says it is to be: UseRealTime where several threads work together,
-// UseManualTime.
+// what the benchmark says it is to be: MeasureProcessCPUTime where threads work together (on one
+// processor, one_processor.h), UseRealTime, UseManualTime.
 //
 // After the run each ratio is printed on a line of its own that begins with "ratio". The
 // program's exit code is 1 when a ratio is over its budget or could not be measured.
