@@ -48,23 +48,6 @@ TEST_F(MapiSubsystemTest, ThePlanNamesTheCallsThatFail) {
     EXPECT_EQ(ReadAll(stream.get()), "an");
 }
 
-TEST_F(MapiSubsystemTest, BuffersAreFreedAsChainsAndOnlyOnce) {
-    MapiMemory& memory = mapi.memory();
-    void* const first = memory.Allocate(8);
-    memory.AllocateMore(8, first);
-    EXPECT_EQ(memory.LiveBuffers(), 1u);
-    EXPECT_EQ(functions.free_buffer(first), 0u);
-    EXPECT_EQ(functions.free_buffer(nullptr), 0u);
-    EXPECT_EQ(memory.LiveBuffers(), 0u);
-    MapiMemory other;
-    void* const foreign = other.Allocate(1);
-    EXPECT_FALSE(MapiMemory().Free(foreign));
-    EXPECT_TRUE(other.Free(foreign));
-    EXPECT_FALSE(other.Free(foreign));
-    EXPECT_EQ(other.BadFrees(), 1u);
-    EXPECT_THROW(other.AllocateMore(1, foreign), std::logic_error);
-}
-
 TEST_F(MapiSubsystemTest, ASessionOpensMessagesAndAddresses) {
     MessageRecord record = Message("found");
     record.properties.Set(tag::kEntryId, PropertyValue::Binary("mail"));
@@ -104,18 +87,6 @@ TEST_F(MapiSubsystemTest, ASessionOpensMessagesAndAddresses) {
     ASSERT_EQ(session->Logoff(0, 0, 0), S_OK);
     EXPECT_EQ(OpenEntry(session.get(), id, type, opened), MAPI_E_END_OF_SESSION);
     functions.uninitialize();
-}
-
-TEST_F(MapiSubsystemTest, ThereIsOneAtATime) { EXPECT_THROW(MapiSubsystem{}, std::logic_error); }
-
-TEST(MapiSubsystemThreads, CallsFromAForeignThreadAreCounted) {
-    MapiSubsystem mapi;
-    auto message = mapi.NewMessage({});
-    std::thread([&] {
-        message->SaveChanges(0);
-        const auto reference = message;  // counting references is no use of the object
-    }).join();
-    EXPECT_EQ(mapi.foreign_calls(), 1u);
 }
 
 }  // namespace

@@ -92,33 +92,6 @@ TEST_F(OpenMessageTest, EveryTypeComesBackAsItWasSet) {
     for (const auto& [kept, value] : values) EXPECT_EQ(Read(message.get(), kept), value);
 }
 
-TEST_F(OpenMessageTest, AccessFollowsTheFlags) {
-    struct {
-        ULONG open;
-        std::optional<ULONG> save;
-        HRESULT read;
-        HRESULT write;
-    } const cases[] = {
-        {0, {}, S_OK, MAPI_E_NO_ACCESS},
-        {MAPI_MODIFY, {}, S_OK, S_OK},
-        {MAPI_BEST_ACCESS, {}, S_OK, S_OK},
-        {MAPI_BEST_ACCESS, KEEP_OPEN_READWRITE, S_OK, S_OK},
-        {MAPI_BEST_ACCESS, KEEP_OPEN_READONLY, S_OK, MAPI_E_NO_ACCESS},
-        {MAPI_BEST_ACCESS, 0, MAPI_E_INVALID_OBJECT, MAPI_E_INVALID_OBJECT},
-    };
-    for (const auto& c : cases) {
-        auto message = mapi.OpenMessage(id, c.open);
-        if (c.save) {
-            ASSERT_EQ(message->SaveChanges(*c.save), S_OK);
-        }
-        SPropTagArray* tags = nullptr;
-        EXPECT_EQ(message->GetPropList(0, &tags), c.read);
-        functions.free_buffer(tags);
-        EXPECT_EQ(WriteText(message.get(), tag::kSubjectA, "x"), c.write);
-        EXPECT_EQ(Delete(message.get(), tag::kSubjectA), c.write);
-    }
-}
-
 TEST_F(OpenMessageTest, AnotherSaveIsOverwrittenByForceAlone) {
     auto first = mapi.OpenMessage(id);
     auto second = mapi.OpenMessage(id);
@@ -131,16 +104,6 @@ TEST_F(OpenMessageTest, AnotherSaveIsOverwrittenByForceAlone) {
     EXPECT_EQ(SavedSubject(), "old");
     ASSERT_TRUE(mapi.store().Remove(id));
     EXPECT_EQ(second->SaveChanges(KEEP_OPEN_READWRITE | FORCE_SAVE), MAPI_E_OBJECT_DELETED);
-}
-
-TEST_F(OpenMessageTest, ANewMessageGetsItsEntryIdWhenSaved) {
-    auto message = mapi.NewMessage(Message("draft"));
-    EXPECT_EQ(Read(message.get(), tag::kEntryId), std::nullopt);
-    EXPECT_EQ(mapi.store().EntryIds().size(), 1u);
-    ASSERT_EQ(message->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
-    const auto given = Read(message.get(), tag::kEntryId);
-    ASSERT_TRUE(given);
-    EXPECT_NE(mapi.store().Find(*given->content()), nullptr);
 }
 
 }  // namespace

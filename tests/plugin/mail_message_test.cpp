@@ -375,15 +375,5 @@ TEST_F(MailMessageTest, BodiesAreStreamsThatAreSavedWhenWritten) {
     EXPECT_EQ(Saved(tag::kBodyA), "(none)") << "saved at once";
 }
 
-TEST_F(MailMessageTest, AnswersToItsTwoIds) {
-    Open();
-    for (const auto& [id, code] : {std::pair{0u, result::kOk}, std::pair{0xAA79D81Bu, result::kOk},
-                                   std::pair{1u, result::kInterfaceNotSupported}}) {
-        void* out = nullptr;
-        EXPECT_EQ(mail_->QueryInterface(id, &out), code);
-        if (out != nullptr) mail_->Release();
-    }
-}
-
 }  // namespace
 }  // namespace plugins::mail_processing

@@ -104,21 +104,5 @@ TEST_F(MailScannerProxyTest, ThreadsThatConnectAtOnceMakeOneLoader) {
     EXPECT_EQ(product_.checks, 400);
 }
 
-TEST_F(MailScannerProxyTest, AnswersToItsTwoIds) {
-    const struct {
-        vek::interface_id_t id;
-        vek::result_t result;
-    } cases[] = {{0, vek::result::kOk},
-                 {0x492B374D, vek::result::kOk},
-                 {0x492B374E, vek::result::kInterfaceNotSupported}};
-    for (const auto& each : cases) {
-        void* out = this;
-        EXPECT_EQ(proxy_->QueryInterface(each.id, &out), each.result);
-        const bool given = vek::Succeeded(each.result);
-        EXPECT_EQ(out, given ? static_cast<IMailScanner*>(proxy_.get()) : nullptr);
-        if (given) proxy_->Release();
-    }
-}
-
 }  // namespace
 }  // namespace plugins::mail_processing

@@ -150,26 +150,5 @@ TEST_F(PropertiesAccessorTest, KeepsTheLastStreamForTheSameTagAndModes) {
               vek::result::kPropertyNotFound);
 }
 
-TEST_F(PropertiesAccessorTest, AFailureLeavesTheMemoryUnchanged) {
-    Open();
-    for (const HRESULT code : {E_FAIL, MAPI_E_NOT_FOUND, MAPI_E_NO_ACCESS, E_OUTOFMEMORY}) {
-        const auto expected = static_cast<std::uint32_t>(code);
-        auto& faults = mapi_.faults();
-        faults.FailNth(outlook_call::kGetProps, 1, code);
-        EXPECT_EQ(CodeOf([&] { accessor_->TryGetProperty<std::string>(tag::kMessageClassA); }),
-                  expected);
-        faults.FailNth(outlook_call::kSetProps, 1, code);
-        EXPECT_EQ(CodeOf([&] { accessor_->SetSubject(u"lost"); }), expected);
-        faults.FailNth(outlook_call::kDeleteProps, 1, code);
-        EXPECT_EQ(CodeOf([&] { accessor_->DeleteProperty(tag::kSubjectW); }), expected);
-        faults.FailNth(outlook_call::kOpenProperty, 1, code);
-        EXPECT_EQ(CodeOf([&] { accessor_->GetStreamProperty(tag::kBodyA, 1, 0); }), expected);
-    }
-    EXPECT_EQ(accessor_->TryGetProperty<std::string>(tag::kMessageClassA), nullptr);
-    EXPECT_EQ(accessor_->GetProperty<std::u16string>(tag::kSubjectW), u"Hello");
-    accessor_.reset();
-    EXPECT_TRUE(mapi_.save_flags().empty());
-}
-
 }  // namespace
 }  // namespace plugins::mail_processing

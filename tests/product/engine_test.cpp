@@ -150,28 +150,6 @@ TEST(ScannerEngine, DoesWhatRulesSay) {
     }
 }
 
-TEST(ScannerEngine, WorksWithAnEarlyPlugIn) {
-    const auto message = vek::MakeObject<FakeMessage>();
-    message->plan.otherwise = result::kNotImplemented;
-    message->plain.emplace().content = EicarTestString();
-    message->attachments = {Attachment("bad.com", EicarTestString())};
-    EXPECT_THAT(Check(*message).failures, IsEmpty());
-
-    for (const char* operation : {"GetHeaderSummary", "GetSender", "GetSubject", "SetSubject",
-                                  "GetPlainBody", "OpenStream", "Read", "SetProperty"}) {
-        message->plan.answers[operation] = result::kOk;
-    }
-    message->plan.calls = 0;
-    const ScanReport report =
-        Check(*message,
-              "when sender contains \"bob\" do set-property 0x3FFF001E \"v\", add-header \"X: 1\"");
-    EXPECT_THAT(report.failures, IsEmpty());
-    EXPECT_EQ(report.summary, "[summary]");
-    EXPECT_EQ(report.callbacks, message->plan.calls);
-    EXPECT_EQ(message->subject, u"[INFECTED] Hello");
-    EXPECT_EQ(message->properties[0x3FFF001E], "v");
-}
-
 TEST(ScannerEngine, RecordsFailuresAndGoesOn) {
     constexpr vek::result_t kLost = 0x800706BA;
     const struct {

@@ -40,20 +40,6 @@ TEST(InProcessProduct, GivesTheScannerUnlessItIsUnreachable) {
     EXPECT_EQ(product->locator_lookups(), 3u);
 }
 
-TEST(Scanners, TurnWhatIsRaisedIntoResults) {
-    const auto message = vek::MakeObject<FakeMessage>();
-    const auto check = [&](ScriptedScanner::Script script) {
-        return vek::MakeObject<ScriptedScanner>(script)->CheckMessage(1, true, message.get());
-    };
-    EXPECT_EQ(check([](bool incoming, auto&) { return incoming ? 7u : 8u; }), 7u);
-    EXPECT_EQ(check([](bool, auto&) -> vek::result_t { throw std::bad_alloc(); }),
-              result::kOutOfMemory);
-    EXPECT_EQ(check([](bool, auto&) -> vek::result_t { throw std::runtime_error("x"); }),
-              result::kUnknownException);
-    const auto scanner = vek::MakeObject<MailScanner>(std::make_shared<ScannerEngine>());
-    EXPECT_EQ(scanner->CheckMessage(1, true, nullptr), result::kInvalidArgument);
-}
-
 TEST(Scanners, CheckSeveralMessagesAtOnce) {
     const auto engine = std::make_shared<ScannerEngine>(
         ParseRules("when body contains \"x\" do set-subject \"[x] {subject}\"", "f").rules);
