@@ -53,6 +53,23 @@ enum class Call : std::uint8_t {
     kStreamCopyTo,
     kStreamCommit,
     kStreamStat,
+    // structured storage, where this stand-in brings it (on Windows OLE does)
+    kCreateLockBytes,
+    kCreateDocfile,
+    kLockBytesReadAt,
+    kLockBytesWriteAt,
+    kLockBytesFlush,
+    kLockBytesSetSize,
+    kLockBytesStat,
+    kStorageCreateStream,
+    kStorageOpenStream,
+    kStorageCreateStorage,
+    kStorageOpenStorage,
+    kStorageCopyTo,
+    kStorageCommit,
+    kStorageEnumElements,
+    kStorageStat,
+    kEnumElements,
     kCount,
 };
 

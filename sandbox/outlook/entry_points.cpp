@@ -7,6 +7,8 @@
 #include <thread>
 
 #include "sandbox/outlook/byte_stream.h"
+#include "sandbox/outlook/memory_bytes.h"
+#include "sandbox/outlook/memory_storage.h"
 #include "sandbox/outlook/rtf_stream.h"
 #include "sandbox/outlook/session.h"
 
@@ -157,6 +159,28 @@ HRESULT EntryPoints::CreateStream(void*, BOOL, IStream** stream) {
         return GiveTo(stream, vek::MakeObject<ByteStream>(mapi->runtime_,
                                                           std::make_shared<const std::string>(),
                                                           ByteStream::Mode{true, true}));
+    });
+}
+
+HRESULT EntryPoints::CreateLockBytes(void*, BOOL, ILockBytes** bytes) {
+    MapiSubsystem* const mapi = current;
+    if (mapi == nullptr) return MAPI_E_NOT_INITIALIZED;
+    return Enter(*mapi->runtime_, Call::kCreateLockBytes, [&]() -> HRESULT {
+        if (bytes == nullptr) return E_INVALIDARG;
+        return GiveTo(bytes, vek::MakeObject<MemoryBytes>(mapi->runtime_));
+    });
+}
+
+HRESULT EntryPoints::CreateDocfile(ILockBytes* bytes, DWORD, DWORD reserved, IStorage** file) {
+    MapiSubsystem* const mapi = current;
+    if (mapi == nullptr) return MAPI_E_NOT_INITIALIZED;
+    return Enter(*mapi->runtime_, Call::kCreateDocfile, [&]() -> HRESULT {
+        if (bytes == nullptr || file == nullptr) return STG_E_INVALIDPOINTER;
+        if (reserved != 0) return STG_E_INVALIDPARAMETER;
+        return GiveTo(
+            file, vek::MakeObject<MemoryStorage>(mapi->runtime_, std::make_shared<StorageNode>(),
+                                                 MemoryStorage::Mode::kWriting,
+                                                 vek::RefPtr<ILockBytes>::Share(bytes)));
     });
 }
 

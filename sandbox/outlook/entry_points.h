@@ -29,6 +29,10 @@ struct EntryPoints {
     // none.
     static plugins::mapi::OleFunctions Ole();
     static HRESULT WINAPI CreateStream(void* memory, BOOL delete_on_release, IStream** stream);
+    static HRESULT WINAPI CreateLockBytes(void* memory, BOOL delete_on_release, ILockBytes** bytes);
+    // `bytes` hold the storage from its first commit on.
+    static HRESULT WINAPI CreateDocfile(ILockBytes* bytes, DWORD mode, DWORD reserved,
+                                        IStorage** file);
 };
 
 }  // namespace sandbox::outlook

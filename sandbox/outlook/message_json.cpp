@@ -11,6 +11,7 @@
 #include "mapi/property_tags.h"
 #include "sandbox/outlook/base64.h"
 #include "sandbox/outlook/message_file.h"
+#include "vek/core/text.h"
 
 namespace sandbox::outlook {
 namespace {
@@ -66,25 +67,32 @@ Integer ParseInteger(const json& value, const Place& place) {
     place.Fail("an integer of the property's range is expected");
 }
 
+Content ParseBytes(const json& value, const Place& place) {
+    if (!value.is_string()) place.Fail("a base64 string is expected");
+    auto bytes = DecodeBase64(value.get_ref<const std::string&>());
+    if (!bytes) place.Fail("this is not base64");
+    return std::make_shared<const std::string>(*std::move(bytes));
+}
+
+bool ParseBoolean(const json& value, const Place& place) {
+    if (!value.is_boolean()) place.Fail("true or false is expected");
+    return value.get<bool>();
+}
+
 PropertyValue ParseValue(ULONG tag, const json& value, const Place& place) {
     switch (PROP_TYPE(tag)) {
         case PT_STRING8:
         case PT_UNICODE:
             if (!value.is_string()) place.Fail("a string is expected");
             return PropertyValue::Text(value.get_ref<const std::string&>());
-        case PT_BINARY: {
-            if (!value.is_string()) place.Fail("a base64 string is expected");
-            auto bytes = DecodeBase64(value.get_ref<const std::string&>());
-            if (!bytes) place.Fail("this is not base64");
-            return PropertyValue::Binary(*std::move(bytes));
-        }
+        case PT_BINARY:
+            return PropertyValue::Binary(ParseBytes(value, place));
         case PT_LONG:
             return PropertyValue::Long(ParseInteger<std::int32_t>(value, place));
         case PT_CURRENCY:
             return PropertyValue::Currency(ParseInteger<std::int64_t>(value, place));
         case PT_BOOLEAN:
-            if (!value.is_boolean()) place.Fail("true or false is expected");
-            return PropertyValue::Boolean(value.get<bool>());
+            return PropertyValue::Boolean(ParseBoolean(value, place));
         case PT_SYSTIME: {
             const auto time = ParseInteger<std::int64_t>(value, place);
             if (time < 0) place.Fail("a time is not negative");
@@ -129,6 +137,26 @@ void ForEach(const json& value, const char* name, const Place& place, Each&& eac
     for (std::size_t i = 0; i != array->size(); ++i) each((*array)[i], here / i);
 }
 
+// A storage's elements by name: text for a stream, an object for a storage.
+std::shared_ptr<StorageNode> ParseStorage(const json& value, const Place& place, int depth) {
+    if (!value.is_object()) place.Fail("an object of storage elements is expected");
+    if (depth > kDeepestStorage) place.Fail("storages are nested too deeply");
+    auto storage = std::make_shared<StorageNode>();
+    for (const auto& [key, member] : value.items()) {
+        const Place here = place / key;
+        std::u16string name = vek::ToUtf16(key);
+        if (!IsElementName(name)) here.Fail("this is no name of a storage element");
+        auto& node = storage->inside[std::move(name)];
+        if (member.is_string()) {
+            node = std::make_shared<StorageNode>();
+            node->bytes = ParseBytes(member, here);
+        } else {
+            node = ParseStorage(member, here, depth + 1);
+        }
+    }
+    return storage;
+}
+
 MessageRecord ParseRecord(const json& value, const Place& place, int depth) {
     if (depth > kDeepest) place.Fail("messages are nested too deeply");
     MessageRecord message;
@@ -146,17 +174,29 @@ MessageRecord ParseRecord(const json& value, const Place& place, int depth) {
             here.Fail("an entry without 0FFF0102 cannot be found");
     });
     ForEach(value, "attachments", place, [&](const json& element, const Place& here) {
-        AttachmentRecord& attachment = message.AddAttachment(
-            ParseProperties(CheckObject(element, {"message"}, here), here / "properties"));
+        AttachmentRecord& attachment = message.AddAttachment(ParseProperties(
+            CheckObject(element, {"message", "binaryOnly", "storage"}, here), here / "properties"));
         const PropertyValue* const method =
             attachment.properties.Find(plugins::mapi::tag::kAttachMethod);
-        const bool embedded = method != nullptr && method->number() == ATTACH_EMBEDDED_MSG;
+        const auto has_method = [&](ULONG wanted) {
+            return method != nullptr && method->number() == static_cast<std::int64_t>(wanted);
+        };
+        const bool embedded = has_method(ATTACH_EMBEDDED_MSG);
         const auto inside = element.find("message");
         if (embedded != (inside != element.end()))
             here.Fail("\"message\" belongs to attachments of method 5, and only to them");
         if (embedded)
             attachment.message = std::make_shared<const MessageRecord>(
                 ParseRecord(*inside, here / "message", depth + 1));
+        const auto binary_only = element.find("binaryOnly");
+        const auto storage = element.find("storage");
+        if (binary_only == element.end() && storage == element.end()) return;
+        if (!has_method(ATTACH_OLE))
+            here.Fail("\"binaryOnly\" and \"storage\" belong to attachments of method 6");
+        if (binary_only != element.end())
+            attachment.binary_only = ParseBoolean(*binary_only, here / "binaryOnly");
+        if (storage != element.end())
+            attachment.storage = ParseStorage(*storage, here / "storage", 0);
     });
     return message;
 }
@@ -189,6 +229,14 @@ json FormatProperties(const PropertyBag& bag) {
     return object;
 }
 
+json FormatStorage(const StorageNode& storage) {
+    json object = json::object();
+    for (const auto& [name, node] : storage.inside)
+        object[vek::ToUtf8(name)] =
+            node->bytes ? json(EncodeBase64(*node->bytes)) : FormatStorage(*node);
+    return object;
+}
+
 json FormatRecord(const MessageRecord& message) {
     json object = {{"properties", FormatProperties(message.properties)}};
     for (const PropertyBag& recipient : message.recipients)
@@ -198,6 +246,8 @@ json FormatRecord(const MessageRecord& message) {
     for (const AttachmentRecord& attachment : message.attachments) {
         json element = {{"properties", FormatProperties(attachment.properties)}};
         if (attachment.message != nullptr) element["message"] = FormatRecord(*attachment.message);
+        if (attachment.binary_only) element["binaryOnly"] = true;
+        if (attachment.storage != nullptr) element["storage"] = FormatStorage(*attachment.storage);
         object["attachments"].push_back(std::move(element));
     }
     return object;

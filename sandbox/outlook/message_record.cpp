@@ -26,7 +26,8 @@ std::size_t SizeOf(const MessageRecord& message);
 
 std::size_t SizeOf(const AttachmentRecord& attachment) {
     return SizeOf(attachment.properties) +
-           (attachment.message != nullptr ? SizeOf(*attachment.message) : 0);
+           (attachment.message != nullptr ? SizeOf(*attachment.message) : 0) +
+           (attachment.storage != nullptr ? SizeOf(*attachment.storage) : 0);
 }
 
 std::size_t SizeOf(const MessageRecord& message) {
@@ -45,7 +46,7 @@ PropertyValue SizeValue(std::size_t size) {
 
 AttachmentRecord& MessageRecord::AddAttachment(PropertyBag attachment_properties) {
     return attachments.emplace_back(
-        AttachmentRecord{next_number++, std::move(attachment_properties), nullptr});
+        AttachmentRecord{next_number++, std::move(attachment_properties)});
 }
 
 AttachmentRecord* MessageRecord::FindAttachment(ULONG number) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sandbox/outlook/property_bag.h"
+#include "sandbox/outlook/storage_node.h"
 
 namespace sandbox::outlook {
 
@@ -15,7 +16,12 @@ struct MessageRecord;
 struct AttachmentRecord {
     ULONG number = 0;
     PropertyBag properties;
-    std::shared_ptr<const MessageRecord> message;  // of an embedded message only
+    std::shared_ptr<const MessageRecord> message = nullptr;  // of an embedded message only
+
+    // Of an OLE object: its bytes open as PR_ATTACH_DATA_BIN alone, not as the object too.
+    bool binary_only = false;
+    // Of an OLE object that opens as a storage and as no stream.
+    std::shared_ptr<const StorageNode> storage = nullptr;
 };
 
 // The content of one message: plain data, no objects.

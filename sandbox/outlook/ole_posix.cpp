@@ -2,6 +2,8 @@
 
 namespace sandbox::outlook {
 
-plugins::mapi::OleFunctions EntryPoints::Ole() { return {&CreateStream, nullptr, nullptr}; }
+plugins::mapi::OleFunctions EntryPoints::Ole() {
+    return {&CreateStream, &CreateLockBytes, &CreateDocfile};
+}
 
 }  // namespace sandbox::outlook

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "mapi/property_tags.h"
+#include "sandbox/outlook/compound_file.h"
 
 namespace sandbox::outlook {
 namespace {
@@ -63,14 +64,28 @@ HRESULT OpenAttachment::Save(ULONG flags) {
 }
 
 ULONG OpenAttachment::StreamTag(ULONG wanted) const {
-    // An OLE object's bytes are its content under either tag.
-    return wanted == tag::kAttachDataObj && HasMethod(ATTACH_OLE) ? tag::kAttachDataBin : wanted;
+    if (PROP_ID(wanted) != PROP_ID(tag::kAttachDataObj) || !HasMethod(ATTACH_OLE)) return wanted;
+    if (record_.storage != nullptr) return tag::kAttachDataObj;  // which is no stream
+    return record_.binary_only ? wanted : tag::kAttachDataBin;
 }
 
 HRESULT OpenAttachment::OpenOther(ULONG wanted, REFIID id, ULONG flags, IUnknown** out) {
+    if (wanted != tag::kAttachDataObj) return MAPI_E_INTERFACE_NOT_SUPPORTED;
     const bool message = id == iid::kMessage || id == iid::kProp || id == iid::kUnknown;
-    if (wanted != tag::kAttachDataObj || !HasMethod(ATTACH_EMBEDDED_MSG) || !message)
-        return MAPI_E_INTERFACE_NOT_SUPPORTED;
+    if (message && HasMethod(ATTACH_EMBEDDED_MSG)) return OpenEmbedded(flags, out);
+    if (id == iid::kStorage && HasMethod(ATTACH_OLE)) return OpenOleStorage(flags, out);
+    return MAPI_E_INTERFACE_NOT_SUPPORTED;
+}
+
+HRESULT OpenAttachment::OpenOleStorage(ULONG flags, IUnknown** out) {
+    if ((flags & (MAPI_MODIFY | MAPI_CREATE)) != 0) return MAPI_E_NO_ACCESS;
+    if (record_.storage == nullptr) return MAPI_E_NOT_FOUND;
+    vek::RefPtr<IStorage> storage;
+    const HRESULT code = OpenStorage(runtime(), *record_.storage, storage.put());
+    return SUCCEEDED(code) ? GiveTo(out, std::move(storage)) : code;
+}
+
+HRESULT OpenAttachment::OpenEmbedded(ULONG flags, IUnknown** out) {
     if ((flags & (MAPI_MODIFY | MAPI_CREATE)) != 0 && access() != Access::kReadWrite)
         return MAPI_E_NO_ACCESS;
     const bool creating = (flags & MAPI_CREATE) != 0;

@@ -9,7 +9,8 @@
 namespace sandbox::outlook {
 
 // An open attachment: a working copy whose save reaches the open message, and the store with the
-// message's save. An embedded message opens as PR_ATTACH_DATA_OBJ.
+// message's save. PR_ATTACH_DATA_OBJ opens as an embedded message, or as the
+// storage of an OLE object, which is for reading.
 class OpenAttachment final : public PropertyObject<IAttach, iid::kAttachment> {
 public:
     enum class Kind { kExisting, kNew };
@@ -28,6 +29,8 @@ public:
     HRESULT OpenOther(ULONG tag, REFIID id, ULONG flags, IUnknown** out) final;
 
 private:
+    HRESULT OpenEmbedded(ULONG flags, IUnknown** out);
+    HRESULT OpenOleStorage(ULONG flags, IUnknown** out);
     bool HasMethod(ULONG method) const;
 
     const vek::RefPtr<OpenMessage> message_;

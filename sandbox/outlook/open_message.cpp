@@ -122,7 +122,7 @@ HRESULT OpenMessage::CreateAttach(const IID* id, ULONG, ULONG* number, IAttach**
         *attachment = nullptr;
         if (id != nullptr && !(*id == iid::kAttachment)) return MAPI_E_INTERFACE_NOT_SUPPORTED;
         if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
-        AttachmentRecord record{record_.next_number++, {}, nullptr};
+        AttachmentRecord record{record_.next_number++, {}};
         *number = record.number;
         return GiveTo(attachment,
                       vek::MakeObject<OpenAttachment>(

@@ -12,6 +12,9 @@ protected:
         AttachmentRecord& embedded =
             message.AddAttachment(Attachment("c", "", ATTACH_EMBEDDED_MSG));
         embedded.message = std::make_shared<const MessageRecord>(Message("inside"));
+        message.AddAttachment(Attachment("d", "bytes", ATTACH_OLE)).binary_only = true;
+        message.AddAttachment(Attachment("e", "", ATTACH_OLE)).storage =
+            DecodeStorage(std::string_view("STG1\0", 5));
         return message;
     }
 
@@ -58,7 +61,8 @@ TEST_F(AttachmentTest, NumbersAndSizesAreComputed) {
 TEST_F(AttachmentTest, NumbersAreNeverUsedAgain) {
     auto message = mapi.OpenMessage(id);
     auto late = Open(message.get(), 2);
-    for (ULONG number : {0u, 1u, 2u}) ASSERT_EQ(message->DeleteAttach(number, 0, nullptr, 0), S_OK);
+    for (ULONG number : {0u, 1u, 2u, 3u, 4u})
+        ASSERT_EQ(message->DeleteAttach(number, 0, nullptr, 0), S_OK);
     EXPECT_EQ(Read(message.get(), tag::kHasAttach), PropertyValue::Boolean(false));
     EXPECT_EQ(message->DeleteAttach(2, 0, nullptr, 0), MAPI_E_NOT_FOUND);
     Open(message.get(), 2, MAPI_E_NOT_FOUND);
@@ -67,7 +71,7 @@ TEST_F(AttachmentTest, NumbersAreNeverUsedAgain) {
     ULONG number = 0;
     vek::RefPtr<IAttach> created;
     ASSERT_EQ(message->CreateAttach(nullptr, 0, &number, created.put()), S_OK);
-    EXPECT_EQ(number, 3u);
+    EXPECT_EQ(number, 5u);
     EXPECT_EQ(Read(message.get(), tag::kHasAttach), PropertyValue::Boolean(false));
     ASSERT_EQ(WriteText(created.get(), tag::kDisplayNameA, "d"), S_OK);
     ASSERT_EQ(created->SaveChanges(0), S_OK);
@@ -76,13 +80,29 @@ TEST_F(AttachmentTest, NumbersAreNeverUsedAgain) {
     EXPECT_EQ(SavedName(0), "d");
 }
 
-TEST_F(AttachmentTest, AnObjectsBytesAreAStreamUnderEitherTag) {
+TEST_F(AttachmentTest, AnObjectOpensAsItsRecordSays) {
+    constexpr HRESULT kNone = MAPI_E_INTERFACE_NOT_SUPPORTED;
+    const struct {
+        ULONG number;
+        HRESULT object, binary, storage;
+    } cases[] = {{0, kNone, S_OK, kNone},
+                 {1, S_OK, S_OK, MAPI_E_NOT_FOUND},
+                 {3, kNone, S_OK, MAPI_E_NOT_FOUND},
+                 {4, kNone, kNone, S_OK}};
     auto message = mapi.OpenMessage(id);
-    auto object = Open(message.get(), 1);
-    for (ULONG data : {tag::kAttachDataObj, tag::kAttachDataBin})
-        EXPECT_EQ(ReadAll(OpenStream(object.get(), data, 0, 0).get()), "object");
-    OpenStream(Open(message.get(), 0).get(), tag::kAttachDataObj, 0, 0,
-               MAPI_E_INTERFACE_NOT_SUPPORTED);
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.number);
+        auto opened = Open(message.get(), each.number);
+        for (const ULONG flags : {ULONG{0}, MAPI_MODIFY | MAPI_CREATE}) {
+            OpenStream(opened.get(), tag::kAttachDataObj, STGM_READWRITE, flags, each.object);
+            OpenStream(opened.get(), tag::kAttachDataBin, STGM_READWRITE, flags, each.binary);
+        }
+        vek::RefPtr<IUnknown> storage;
+        EXPECT_EQ(opened->OpenProperty(tag::kAttachDataObj, &iid::kStorage, 0, 0, storage.put()),
+                  each.storage);
+    }
+    EXPECT_EQ(ReadAll(OpenStream(Open(message.get(), 1).get(), tag::kAttachDataObj, 0, 0).get()),
+              "object");
 }
 
 TEST_F(AttachmentTest, AnEmbeddedMessageIsSavedThroughItsAttachment) {

@@ -19,7 +19,9 @@ constexpr const char* kMessage = R"({
   "recipients": [{"properties": {"0C150003": 1, "3001001F": "Bob"}}],
   "attachments": [
     {"properties": {"37050003": 1, "37010102": "", "3707001F": "a.pdf"}},
-    {"properties": {"37050003": 5}, "message": {"properties": {"0037001F": "inside"}}}],
+    {"properties": {"37050003": 5}, "message": {"properties": {"0037001F": "inside"}}},
+    {"properties": {"37050003": 6, "37010102": ""}, "binaryOnly": true},
+    {"properties": {"37050003": 6}, "storage": {"\u0001Ole": "AQI=", "Pool": {"x": ""}}}],
   "addressBook": [{"properties": {"0FFF0102": "AQI=", "39FE001E": "bob@example.com"}}]
 })";
 
@@ -41,13 +43,18 @@ TEST(MessageFile, IsReadAndWrittenBack) {
         ASSERT_EQ(message.address_book.size(), 1u);
         EXPECT_EQ(*message.address_book[0].Find(tag::kEntryId)->content(), "\1\2");
         EXPECT_EQ(*message.address_book[0].Find(tag::kSmtpAddressA)->content(), "bob@example.com");
-        ASSERT_EQ(message.attachments.size(), 2u);
+        ASSERT_EQ(message.attachments.size(), 4u);
         EXPECT_EQ(message.attachments[0].properties.Find(tag::kAttachDataBin)->Size(), 0u);
         EXPECT_EQ(message.attachments[1].number, 1u);
         ASSERT_NE(message.attachments[1].message, nullptr);
         EXPECT_EQ(*message.attachments[1].message->properties.Find(tag::kSubjectW)->content(),
                   "inside");
-        EXPECT_EQ(message.next_number, 2u);
+        EXPECT_TRUE(message.attachments[2].binary_only);
+        const auto& storage = message.attachments[3].storage;
+        ASSERT_NE(storage, nullptr);
+        EXPECT_EQ(*storage->inside.at(u"\1Ole")->bytes, "\1\2");
+        EXPECT_EQ(*storage->inside.at(u"Pool")->inside.at(u"x")->bytes, "");
+        EXPECT_EQ(message.next_number, 4u);
     }
     EXPECT_EQ(FormatMessage(again), FormatMessage(read));
 }
@@ -68,6 +75,18 @@ std::string Nested(int depth) {
     for (int i = 0; i != depth; ++i)
         text = R"({"properties":{},"attachments":[{"properties":{"37050003":5},"message":)" + text +
                "}]}";
+    return text;
+}
+
+// An OLE attachment's storage, and storages inside one, `depth` of them.
+std::string Stored(const std::string& storage) {
+    return R"({"properties":{},"attachments":[{"properties":{"37050003":6},"storage":)" + storage +
+           "}]}";
+}
+
+std::string Pools(int depth) {
+    std::string text = "{}";
+    for (int i = 0; i != depth; ++i) text = R"({"Pool":)" + text + "}";
     return text;
 }
 
@@ -98,6 +117,12 @@ TEST(MessageFile, SaysWhatIsWrongAndWhere) {
          "/attachments/0: \"message\" belongs"},
         {R"({"properties": {}, "attachments": [{"properties": {}, "message": {}}]})",
          "/attachments/0: \"message\" belongs"},
+        {R"({"properties": {}, "attachments": [{"properties": {}, "storage": {}}]})",
+         "/attachments/0: \"binaryOnly\" and \"storage\" belong"},
+        {Stored("7"), "storage: an object of storage elements"},
+        {Stored(R"({"a/b": ""})"), "storage/a/b: this is no name"},
+        {Stored(R"({"a": "?"})"), "storage/a: this is not base64"},
+        {Stored(Pools(33)), "storages are nested too deeply"},
         {Nested(33), "messages are nested too deeply"},
     };
     for (const auto& [text, expected] : cases) {
@@ -109,7 +134,8 @@ TEST(MessageFile, SaysWhatIsWrongAndWhere) {
             EXPECT_THAT(error.what(), ::testing::HasSubstr(expected));
         }
     }
-    EXPECT_NO_THROW(ParseMessage(Nested(32), "mail.json"));
+    for (const std::string& deepest : {Nested(32), Stored(Pools(32))})
+        EXPECT_NO_THROW(ParseMessage(deepest, "mail.json"));
 }
 
 TEST(MessageFile, IsKeptInAFile) {

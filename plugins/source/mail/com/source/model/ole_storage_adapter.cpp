@@ -13,6 +13,12 @@ namespace {
 namespace trace = vek::trace;
 using trace::level::kDetail;
 
+std::uint64_t Size(ILockBytes& bytes, vek::SourcePlace place = vek::SourcePlace::Here()) {
+    STATSTG facts{};
+    helpers::CheckHResult(bytes.Stat(&facts, STATFLAG_NONAME), place);
+    return facts.cbSize.QuadPart;
+}
+
 }  // namespace
 
 OleStorageAdapter::State OleStorageAdapter::Copy(const mapi::OleFunctions& ole, IStorage& source) {
@@ -20,6 +26,7 @@ OleStorageAdapter::State OleStorageAdapter::Copy(const mapi::OleFunctions& ole, 
     state.bytes = mapi::NewMemoryLockBytes(ole);
     state.file = mapi::NewCompoundFile(ole, *state.bytes);
     helpers::CheckHResult(source.CopyTo(0, nullptr, nullptr, state.file.get()));
+    state.size = Size(*state.bytes);
     return state;
 }
 
@@ -29,8 +36,11 @@ OleStorageAdapter::OleStorageAdapter(std::shared_ptr<OwnerThread> owner, trace::
 
 vek::result_t OleStorageAdapter::Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        const auto wanted = static_cast<ULONG>(
-            std::min<std::size_t>(buffer.size(), std::numeric_limits<ULONG>::max()));
+        // Some systems take asking for more than is left as a fault.
+        const std::uint64_t left = state_->size - state_->position;
+        const auto wanted =
+            static_cast<ULONG>(std::min({left, std::uint64_t{buffer.size()},
+                                         std::uint64_t{std::numeric_limits<ULONG>::max()}}));
         ULARGE_INTEGER from{};
         from.QuadPart = state_->position;
         ULONG count = 0;
@@ -52,10 +62,9 @@ vek::result_t OleStorageAdapter::Seek(std::int64_t, SeekOrigin, std::uint64_t& p
 
 vek::result_t OleStorageAdapter::GetSize(std::uint64_t& size) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        STATSTG facts{};
-        helpers::CheckHResult(state_->bytes->Stat(&facts, STATFLAG_NONAME));
-        trace::Write(tracer_, kDetail, "Get size result: ", facts.cbSize.QuadPart);
-        size = facts.cbSize.QuadPart;
+        const std::uint64_t result = Size(*state_->bytes);
+        trace::Write(tracer_, kDetail, "Get size result: ", result);
+        size = result;
     });
 }
 

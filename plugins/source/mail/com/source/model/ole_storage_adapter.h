@@ -36,6 +36,7 @@ private:
     struct State {
         vek::RefPtr<ILockBytes> bytes;
         vek::RefPtr<IStorage> file;
+        std::uint64_t size = 0;
         std::uint64_t position = 0;
     };
 

@@ -100,21 +100,19 @@ vek::result_t StreamPropertyProvider::GetName(std::string& name) noexcept {
     });
 }
 
-vek::result_t StreamPropertyProvider::GetFileName(std::string&) noexcept {
-    return vek::result::kPropertyNotFound;
-}
+vek::result_t StreamPropertyProvider::GetFileName(std::string&) noexcept { return Lacking(); }
 
-vek::result_t StreamPropertyProvider::GetMimeTag(std::string&) noexcept {
-    return vek::result::kPropertyNotFound;
-}
+vek::result_t StreamPropertyProvider::GetMimeTag(std::string&) noexcept { return Lacking(); }
 
 vek::result_t StreamPropertyProvider::GetSize(std::uint32_t& size) noexcept {
-    size = 0;
-    return vek::result::kOk;
+    return RunOnOwner(state_.owner(), [&] { size = 0; });
 }
 
-vek::result_t StreamPropertyProvider::Rename(std::string_view) noexcept {
-    return vek::result::kPropertyNotFound;
+vek::result_t StreamPropertyProvider::Rename(std::string_view) noexcept { return Lacking(); }
+
+vek::result_t StreamPropertyProvider::Lacking() noexcept {
+    const vek::result_t reached = RunOnOwner(state_.owner(), [] {});
+    return vek::Failed(reached) ? reached : vek::result::kPropertyNotFound;
 }
 
 }  // namespace plugins::mail_processing

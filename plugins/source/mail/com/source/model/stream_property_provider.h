@@ -38,6 +38,8 @@ private:
         std::shared_ptr<PropertiesAccessor> accessor;
     };
 
+    // The answer of what a body does not have, while the check lasts.
+    vek::result_t Lacking() noexcept;
     vek::RefPtr<IStream> Open(std::uint32_t access, std::uint32_t mode);
 
     const vek::trace::TracerPtr tracer_;
