@@ -32,37 +32,6 @@ TEST_F(OpenMessageTest, ChangesReachTheStoreOnlyWhenSaved) {
     EXPECT_EQ(mapi.save_flags(), (std::vector<ULONG>{6, 0}));
 }
 
-TEST_F(OpenMessageTest, WhatIsMissingOrOfAnotherTypeIsNotFound) {
-    auto message = mapi.OpenMessage(id);
-    const ULONG any_subject = PROP_TAG(PT_UNSPECIFIED, PROP_ID(tag::kSubjectA));
-    struct {
-        ULONG tag;
-        ULONG flags;
-        ULONG given;
-    } const cases[] = {
-        {tag::kSubjectA, 0, tag::kSubjectA},
-        {tag::kSubjectW, 0, tag::kSubjectW},
-        {any_subject, 0, tag::kSubjectA},
-        {any_subject, MAPI_UNICODE, tag::kSubjectW},
-        {PROP_TAG(PT_LONG, 0x37), 0, PROP_TAG(PT_ERROR, 0x37)},
-        {tag::kBodyA, 0, PROP_TAG(PT_ERROR, 0x1000)},
-    };
-    for (const auto& c : cases) {
-        SPropTagArray tags{1, {c.tag}};
-        ULONG count = 0;
-        SPropValue* value = nullptr;
-        const HRESULT code = message->GetProps(&tags, c.flags, &count, &value);
-        ASSERT_EQ(count, 1u);
-        EXPECT_EQ(value->ulPropTag, c.given) << std::hex << c.tag;
-        const bool missing = PROP_TYPE(c.given) == PT_ERROR;
-        EXPECT_EQ(code, missing ? MAPI_W_ERRORS_RETURNED : S_OK);
-        if (missing) {
-            EXPECT_EQ(value->Value.err, MAPI_E_NOT_FOUND);
-        }
-        functions.free_buffer(value);
-    }
-}
-
 TEST_F(OpenMessageTest, EveryTypeComesBackAsItWasSet) {
     auto message = mapi.OpenMessage(id);
     const std::pair<ULONG, PropertyValue> values[] = {

@@ -198,21 +198,5 @@ TEST(ScannerEngine, PassesAttachmentsThatAreNotOffered) {
     EXPECT_EQ(Check(*message).result, result::kUnexpected);
 }
 
-TEST(ScannerEngine, ReportsANoticeThatHasNoPlace) {
-    const struct {
-        std::uint32_t outcome;
-        const char* html;
-        const char* failure;
-    } cases[] = {{1, "<p>", "AppendNotice (the message may"}, {0, "", "AppendNotice (there is no"}};
-    for (const auto& [outcome, html, failure] : cases) {
-        const auto message = vek::MakeObject<FakeMessage>();
-        message->html.emplace().content = html;
-        message->notice_outcome = outcome;
-        const ScanReport report = Check(*message, "when any do append-notice \"Beware.\"");
-        EXPECT_THAT(ToText(report), ::testing::HasSubstr(std::string("failed: ") + failure));
-        EXPECT_THAT(report.changes, IsEmpty());
-    }
-}
-
 }  // namespace
 }  // namespace sandbox::product
