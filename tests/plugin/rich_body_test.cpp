@@ -79,6 +79,29 @@ HRESULT WINAPI Wrap(IStream* compressed, ULONG flags, IStream** plain) {
     return S_OK;
 }
 
+TEST_F(RichBodyTest, WrapsWithTheFlagsOfTheRequest) {
+    auto functions = std::make_shared<mapi::MapiFunctions>(*functions_);
+    functions->wrap_compressed_rtf_stream = &Wrap;
+    functions_ = functions;
+    wrap_flags.clear();
+    ASSERT_EQ(Open(), result::kOk);
+    const struct {
+        std::uint32_t access, mode;
+        ULONG flags;
+    } cases[] = {{kRead, 0, 0},
+                 {kRead, open_mode::kProbe, 0},
+                 {access_mode::kWrite, 0, 1},
+                 {kReadWrite, 0, 1},
+                 {kReadWrite, open_mode::kCreate, 3},
+                 {kReadWrite, open_mode::kCreate | open_mode::kProbe, 3}};
+    std::vector<ULONG> expected{0};
+    for (const auto& each : cases) {
+        EXPECT_EQ(OpenStream(each.access, each.mode), result::kOk);
+        expected.push_back(each.flags);
+    }
+    EXPECT_EQ(wrap_flags, expected);
+}
+
 TEST_F(RichBodyTest, AnUnreadableBodyIsNone) {
     auto damaged = sandbox::outlook::CompressRtf(kText);
     damaged.back() ^= std::byte{1};
@@ -97,6 +120,15 @@ TEST_F(RichBodyTest, AnUnreadableBodyIsNone) {
     }
     EXPECT_EQ(tracer_->Count("HRESULT=0x8004011b"), 2u) << "MAPI_E_CORRUPT_DATA is traced";
     EXPECT_EQ(tracer_->Count("700 End uncompress RTF"), 0u);
+}
+
+TEST_F(RichBodyTest, OtherTagsHaveNoName) {
+    auto accessor = std::make_shared<PropertiesAccessor>(mapi_.OpenMessage(entry_id_), functions_,
+                                                         tracer_, clock_);
+    one_ = vek::MakeObject<StreamPropertyProvider>(owner_, tracer_, functions_, accessor,
+                                                   tag::kSubjectW);
+    std::string name;
+    EXPECT_EQ(one_->GetName(name), result::kPropertyNotFound);
 }
 
 }  // namespace
