@@ -14,6 +14,7 @@ add_library(mlxo_options INTERFACE)
 target_compile_features(mlxo_options INTERFACE cxx_std_20)
 target_include_directories(mlxo_options INTERFACE
     ${PROJECT_SOURCE_DIR}
+    ${PROJECT_SOURCE_DIR}/instrumental/legacy/core/source
     ${PROJECT_SOURCE_DIR}/plugins/source
     ${PROJECT_SOURCE_DIR}/plugins/source/mail/com/source)
 target_compile_options(mlxo_options INTERFACE

@@ -19,6 +19,7 @@ constexpr std::uint32_t Facility(result_t code) noexcept { return (code >> 16) &
 namespace facility {
 inline constexpr std::uint32_t kGeneral = 0x0000;
 inline constexpr std::uint32_t kPlatform = 0x0001;
+inline constexpr std::uint32_t kRemoting = 0x0002;
 inline constexpr std::uint32_t kTaskManager = 0x2641;
 inline constexpr std::uint32_t kTaskScheduler = 0x2642;
 inline constexpr std::uint32_t kSettingsStorage = 0x2643;
@@ -39,11 +40,21 @@ inline constexpr result_t kAccessDenied = 0x80000045;
 inline constexpr result_t kInvalidArgument = 0x80000046;
 inline constexpr result_t kUnspecifiedError = 0x8000004B;
 inline constexpr result_t kNotFound = 0x8000004C;
+inline constexpr result_t kMethodNotFound = 0x80000057;
+inline constexpr result_t kInvalidSignature = 0x8000005A;
+inline constexpr result_t kInvalidVersion = 0x8000005B;
+inline constexpr result_t kInvalidSize = 0x8000005C;
 inline constexpr result_t kInvalidType = 0x8000005D;
+inline constexpr result_t kNotReady = 0x80000063;
 inline constexpr result_t kNotInitialized = 0x8000006B;
+inline constexpr result_t kInsufficientResources = 0x8000006C;
 inline constexpr result_t kUnknownException = 0x80000072;
 inline constexpr result_t kPropertyNotFound = 0x80000180;
+inline constexpr result_t kInvalidHandle = 0x80010101;
 inline constexpr result_t kSymbolNotFound = 0x80010107;
+inline constexpr result_t kModuleNotFound = 0x80010112;
+// A call that did not come back from the other process.
+inline constexpr result_t kRemoteCallFailed = 0x80020224;
 }  // namespace result
 
 }  // namespace vek

@@ -1,0 +1,118 @@
+#pragma once
+
+// The way between two processes, under one connection. Both ends call and are called.
+//
+// Codes that every operation may give: kRemoteCallFailed when the peer was lost or the transport
+// was closed while a request was on its way: it may have been carried out or not. kNotReady when it
+// certainly was not: there is nobody at the endpoint, or the peer was lost before.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "remote/endpoint.h"
+#include "remote/rpc_protocol_processor_in.h"
+#include "remote/rpc_protocol_processor_out.h"
+#include "vek/core/result.h"
+#include "vek/trace/tracer.h"
+
+namespace remote {
+
+// The most that one packet may be. A longer one ends the transport it arrives on.
+inline constexpr std::uint64_t kMaxPacketSize = std::uint64_t{256} << 20;
+
+// A peer that keeps more requests than this waiting at once is refused the next.
+inline constexpr std::uint32_t kMaxServedRequests = 256;
+
+// Calls within calls, on one thread.
+inline constexpr std::uint32_t kMaxNesting = 64;
+
+// Sends the reply to one request, once, before HandleRequest returns.
+class ReplySender {
+public:
+    // A failure needs no further action: the peer is lost, or is told that there is no reply.
+    virtual vek::result_t Send(RpcProtocolProcessorOut& reply) noexcept = 0;
+
+protected:
+    ~ReplySender() = default;
+};
+
+// Serves what the peer asks.
+class RequestHandler {
+public:
+    virtual ~RequestHandler() = default;
+
+    // Called for each packet of a request, on a thread of the transport's or on one that waits in
+    // SendReceive, and for several at once. The packet is well-formed; its content is the peer's.
+    virtual void HandleRequest(RpcProtocolProcessorIn& request, ReplySender& reply) noexcept = 0;
+
+    // Called once when the transport has come to its end, with the reason: by Close, or
+    // kRemoteCallFailed for a peer that was lost. No request is handed over afterwards, those being
+    // served go on. On any thread.
+    virtual void OnTransportClosed(vek::result_t reason) noexcept = 0;
+};
+
+// Operations may be called from any thread, several at once. Destroying it closes it.
+class Transport {
+public:
+    virtual ~Transport() = default;
+
+    // Sends `request` and waits, without limit, until its reply is in `reply`. Requests that the
+    // peer makes in serving it are handled meanwhile. Blocks the calling thread alone.
+    virtual vek::result_t SendReceive(RpcProtocolProcessorOut& request,
+                                      RpcProtocolProcessorIn& reply) noexcept = 0;
+
+    // Whether SendReceiveWithFiles can be used, which is SendReceive for packets with handles.
+    virtual bool SupportsFiles() const noexcept = 0;
+    virtual vek::result_t SendReceiveWithFiles(RpcProtocolProcessorOut& request,
+                                               RpcProtocolProcessorIn& reply) noexcept = 0;
+
+    // Ends the transport: calls that wait return kRemoteCallFailed, the handler is told `reason`.
+    // Does not wait for the calls. May be called again, and from within a request.
+    virtual void Close(vek::result_t reason) noexcept = 0;
+
+    // False once closed or lost.
+    virtual bool IsOpen() const noexcept = 0;
+
+    virtual std::uint32_t peer_process_id() const noexcept = 0;
+};
+
+// Whether a process may be a peer; asked before anything of it is read. Empty: every process that
+// runs as the same user.
+using PeerCheck = std::function<bool(std::uint32_t process_id)>;
+
+struct TransportConfig {
+    vek::trace::TracerPtr tracer;
+    PeerCheck peer_check;
+    // Received handles that the sender pushed here belong to the handler as they are.
+    bool adopt_handles = true;
+};
+
+// Reaches the process at `endpoint`. The transport keeps `handler` alive no longer than it is
+// itself alive and open: it holds it weakly. Fails within a few seconds whatever the peer does:
+// kNotReady when there is nobody, kAccessDenied when the peer is refused or refuses.
+vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHandler> handler,
+                               const TransportConfig& config,
+                               std::shared_ptr<Transport>& transport) noexcept;
+
+// Takes in one new peer: gives the handler of its requests, or null to refuse it. The handler is
+// held weakly: whoever accepts keeps it, and the transport. Called on threads of the listener's,
+// several at once.
+using AcceptPeer = std::function<std::shared_ptr<RequestHandler>(std::shared_ptr<Transport>)>;
+
+// Lets processes connect at an endpoint of this process until it is destroyed. Transports that it
+// has made live on.
+class Listener {
+public:
+    virtual ~Listener() = default;
+
+    // As listened at: with the port that the system chose when that was 0 and local_id too.
+    virtual Endpoint endpoint() const noexcept = 0;
+};
+
+// kAccessDenied, "Already exists" (0x80010105) or another platform code when the endpoint cannot be
+// had.
+vek::result_t Listen(const Endpoint& endpoint, AcceptPeer accept, const TransportConfig& config,
+                     std::unique_ptr<Listener>& listener) noexcept;
+
+}  // namespace remote
