@@ -86,13 +86,19 @@ public:
         } else {
             ((id == Rest::kInterfaceId ? void(*out = static_cast<Rest*>(this)) : void()), ...);
         }
-        if (*out == nullptr) return result::kInterfaceNotSupported;
+        if (*out == nullptr) return QueryFurther(id, out);
         AddRef();
         return result::kOk;
     }
 
 protected:
     virtual ~ObjectImpl() = default;
+
+    // For a class that can get at interfaces it does not implement itself. `*out` is null when
+    // called; a success leaves a reference there.
+    virtual result_t QueryFurther(interface_id_t, void**) noexcept {
+        return result::kInterfaceNotSupported;
+    }
 
 private:
     LiveObjectMark mark_;

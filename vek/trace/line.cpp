@@ -33,6 +33,12 @@ void AppendPiece(std::string& line, Hex number) {
     append(number.value);
 }
 
+void AppendPiece(std::string& line, Address address) {
+    std::array<char, 16> digits;
+    const auto end = std::to_chars(digits.begin(), digits.end(), address.value, 16).ptr;
+    line.append(digits.begin(), end);
+}
+
 void AppendPiece(std::string& line, std::int64_t number) { AppendDecimal(line, number); }
 
 void AppendPiece(std::string& line, std::uint64_t number) { AppendDecimal(line, number); }

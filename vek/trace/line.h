@@ -24,9 +24,19 @@ struct Hex {
     int digits;
 };
 
+// A pointer's value, as bare lowercase digits without leading zeros; for texts that say "0x"
+// themselves.
+struct Address {
+    explicit Address(const void* object) noexcept
+        : value(reinterpret_cast<std::uintptr_t>(object)) {}
+    explicit constexpr Address(std::uint64_t number) noexcept : value(number) {}
+    std::uint64_t value;
+};
+
 void AppendPiece(std::string& line, std::string_view text);
 void AppendPiece(std::string& line, std::u16string_view text);
 void AppendPiece(std::string& line, Hex number);
+void AppendPiece(std::string& line, Address address);
 void AppendPiece(std::string& line, std::int64_t number);
 void AppendPiece(std::string& line, std::uint64_t number);
 

@@ -3,20 +3,11 @@
 // How the plug-in reaches the product's services.
 
 #include "vek/core/object.h"
+#include "vek/core/service_locator.h"
 
 namespace plugins {
 
-// Gives the product's services by the id of their interface. Free-threaded.
-struct IServiceLocator : vek::IObject {
-    static constexpr vek::interface_id_t kInterfaceId = 0x68E33FCA;
-
-    // `reserved` is null. On success `*service` implements `id` and has a reference.
-    virtual vek::result_t GetInterface(vek::interface_id_t id, const void* reserved,
-                                       void** service) noexcept = 0;
-
-protected:
-    ~IServiceLocator() = default;
-};
+using vek::IServiceLocator;
 
 // Connects the module to the product; one for a process. Free-threaded.
 struct ILoader : vek::IObject {
