@@ -1,0 +1,95 @@
+#pragma once
+
+// What a call says of itself, before its arguments.
+//
+//     request   stub handle (u64, 0: the connection itself), interface id (u32), method id (u16),
+//               method attributes (u16), released handles (list of u64), request data
+//     reply     result of the delivery (u32), released handles (list of u64), reply data
+//
+// The released handles are stubs of the receiver that the sender no longer uses. They ride on
+// whatever is sent next, which saves a call for each.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "vek/core/object.h"
+#include "vek/core/result.h"
+#include "vek/remoting/stub_handle.h"
+#include "vek/serialization/reader.h"
+#include "vek/serialization/writer.h"
+
+namespace vek::remoting {
+
+using bytes_t = serialization::bytes_t;
+using method_id_t = std::uint16_t;
+using method_attributes_t = std::uint16_t;
+
+namespace method_attribute {
+inline constexpr method_attributes_t kNone = 0;
+// The call carries a priority.
+inline constexpr method_attributes_t kPriority = 1;
+// It changes nothing that another call could read: what was read ahead stays good.
+inline constexpr method_attributes_t kReadsOnly = 2;
+}  // namespace method_attribute
+
+namespace method_id {
+// An interface's own methods are numbered by their slot; the base's take the first three, of which
+// only the release is ever sent.
+inline constexpr method_id_t kRelease = 1;
+inline constexpr method_id_t kFirstOwn = 3;
+inline constexpr method_id_t kFirstSpecial = 1000;
+inline constexpr method_id_t kQueryInterface = 1000;
+}  // namespace method_id
+
+namespace service_call {
+inline constexpr method_id_t kOldServiceLocator = 0;
+inline constexpr method_id_t kServiceLocator = 1;
+}  // namespace service_call
+
+struct CallTarget {
+    stub_handle_t handle = kNoHandle;
+    interface_id_t interface_id = 0;
+    method_id_t method_id = 0;
+    method_attributes_t attributes = method_attribute::kNone;
+};
+
+// For traces: ". methodId = 3, interface = 0x652a26d7, staticAttr = 0, handle = 17".
+void AppendPiece(std::string& line, const CallTarget& target);
+
+using released_t = std::vector<stub_handle_t>;
+
+void WriteRequestHeader(serialization::Writer& writer, const CallTarget& target,
+                        std::span<const stub_handle_t> released);
+void WriteReplyHeader(serialization::Writer& writer, result_t delivery,
+                      std::span<const stub_handle_t> released);
+
+// Handles in a list as it came: read one by one.
+class ReleasedList {
+public:
+    explicit ReleasedList(bytes_t bytes = {}) noexcept : bytes_(bytes) {}
+
+    template <class Visit>
+    void ForEach(Visit visit) const {
+        serialization::Reader reader(bytes_);
+        while (reader.left() > 0) visit(reader.Read<stub_handle_t>());
+    }
+
+private:
+    bytes_t bytes_;
+};
+
+struct RequestHeader {
+    CallTarget target;
+    ReleasedList released;
+};
+struct ReplyHeader {
+    result_t delivery = result::kOk;
+    ReleasedList released;
+};
+
+// Failures are left in the reader.
+RequestHeader ReadRequestHeader(serialization::Reader& reader) noexcept;
+ReplyHeader ReadReplyHeader(serialization::Reader& reader) noexcept;
+
+}  // namespace vek::remoting

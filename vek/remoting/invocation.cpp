@@ -1,0 +1,58 @@
+#include "vek/remoting/invocation.h"
+
+#include "vek/core/current_exception.h"
+#include "vek/core/throw.h"
+#include "vek/remoting/connection.h"
+#include "vek/trace/line.h"
+
+namespace vek::remoting {
+
+ReplyPort::ReplyPort(Connection& connection, ServingFrame& frame,
+                     const remote::RpcProtocolProcessorIn& request,
+                     remote::ReplySender& sender) noexcept
+    : connection_(connection), frame_(frame), request_(request), sender_(sender) {}
+
+ReplyPort::~ReplyPort() {
+    if (!sent_) Refuse(result::kUnexpected);
+}
+
+result_t ReplyPort::Send(const Rope& data) noexcept {
+    try {
+        return DoSend(result::kOk, data);
+    } catch (...) {
+        const result_t code = CurrentExceptionResult();
+        trace::WriteCurrentException(connection_.tracer(),
+                                     "VEK remoting: cannot add block to reply packet. ");
+        Refuse(code);
+        return code;
+    }
+}
+
+void ReplyPort::Refuse(result_t code) noexcept {
+    if (sent_) return;
+    try {
+        DoSend(code, Rope());
+    } catch (...) {
+        trace::WriteCurrentException(connection_.tracer(),
+                                     "VEK remoting: cannot add block to reply packet. ");
+    }
+}
+
+result_t ReplyPort::DoSend(result_t delivery, const Rope& data) {
+    serialization::Writer header;
+    WriteReplyHeader(header, delivery, frame_.released());
+    Rope whole;
+    whole.Append(header.Pieces());
+    whole.Append(data.nodes());
+
+    remote::RpcProtocolProcessorOut packet(connection_.tracer());
+    packet.SetCallIdentification(request_.call_id(), request_.parent_call_id());
+    CheckResult(packet.SetCallData(whole.nodes()));
+    if (packet.PacketSize() > remote::kMaxPacketSize) ThrowResult(result::kInvalidSize);
+    if (data.Has(stream_ids::Handles)) CheckResult(packet.SetFileHandles(data.handles()));
+    sent_ = true;
+    frame_.MarkAnswered();
+    return sender_.Send(packet);
+}
+
+}  // namespace vek::remoting

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "remote/transport.h"
+#include "vek/remoting/call.h"
+#include "vek/remoting/rope.h"
+#include "vek/remoting/serving.h"
+
+namespace vek::remoting {
+
+class Connection;
+
+// Answers one request, once. When nobody has, the destructor says that there was no answer.
+class ReplyPort {
+public:
+    // All of them must outlive the port.
+    ReplyPort(Connection& connection, ServingFrame& frame,
+              const remote::RpcProtocolProcessorIn& request, remote::ReplySender& sender) noexcept;
+    ~ReplyPort();
+    ReplyPort(const ReplyPort&) = delete;
+    ReplyPort& operator=(const ReplyPort&) = delete;
+
+    // Sends the nodes of `data`, which must stay meanwhile.
+    result_t Send(const Rope& data) noexcept;
+    // Says that the request could not be served.
+    void Refuse(result_t code) noexcept;
+
+private:
+    result_t DoSend(result_t delivery, const Rope& data);
+
+    Connection& connection_;
+    ServingFrame& frame_;
+    const remote::RpcProtocolProcessorIn& request_;
+    remote::ReplySender& sender_;
+    bool sent_ = false;
+};
+
+// One request to a method, on its way to the object.
+class Invocation {
+public:
+    Invocation(Connection& connection, const CallTarget& target, bytes_t data, ReplyPort& reply)
+        : connection_(connection), target_(target), data_(data), reply_(reply) {}
+
+    Connection& connection() const noexcept { return connection_; }
+    const CallTarget& target() const noexcept { return target_; }
+    bytes_t data() const noexcept { return data_; }
+    ReplyPort& reply() const noexcept { return reply_; }
+
+private:
+    Connection& connection_;
+    const CallTarget& target_;
+    bytes_t data_;
+    ReplyPort& reply_;
+};
+
+}  // namespace vek::remoting

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "vek/remoting/invocation.h"
+#include "vek/remoting/null_flags.h"
+
+namespace vek::remoting {
+
+// The arguments of one call, on the side of the object. The steps are taken in this order; the call
+// ends at the first that fails. Each may raise.
+class StubArguments {
+public:
+    virtual std::size_t InputInterfaces() const noexcept = 0;
+    virtual void DeserializeInputs(serialization::Reader& reader) = 0;
+    // kInvalidArgument when the flags contradict the handles.
+    virtual result_t CheckInputFlags(const NullFlags& flags) const noexcept = 0;
+    virtual result_t DemarshalInputs(Connection& connection) = 0;
+    // Calls the method. Gives its inputs back before it returns.
+    virtual void Invoke() = 0;
+    virtual result_t MarshalOutputs(Connection& connection) = 0;
+    // What the method answered, then its output arguments when that is a success. The writer may
+    // view them.
+    virtual void SerializeOutputs(serialization::Writer& writer) = 0;
+    virtual void CollectOutputFlags(NullFlags& flags) const = 0;
+    // The reply was sent: the peer has what was marshalled.
+    virtual void OutputsArrived() noexcept = 0;
+
+protected:
+    ~StubArguments() = default;
+};
+
+// Serves one call: takes the arguments from the request, calls the object, sends the reply. What
+// fails on the way refuses the request with its code.
+void InvokeAbstractedMethod6(const Invocation& invocation, StubArguments& arguments) noexcept;
+
+}  // namespace vek::remoting

@@ -1,0 +1,402 @@
+#pragma once
+
+// How each kind of parameter of a remote method travels. A kind has two classes: Sent on the side
+// of the caller, Received on the side of the object. Which kind a parameter is follows from its
+// type:
+//
+//     number, enumeration, bool          in
+//     std::string_view, u16string_view   in
+//     std::span<const std::byte>         in
+//     const Record&                      in
+//     I* (an interface)                  in; may be null
+//     T& (T of the above by value)       out, given on success alone
+//     I**                                out, with a reference; may be null
+//     void**                             the same; the method's first parameter is the interface id
+//     std::span<std::byte>               out; the next parameter (std::uint32_t&) says how much of
+//     it
+//                                        was filled
+//     range_t<T>&                        in and out
+//     const void*                        reserved: always null, does not travel
+
+#include <algorithm>
+#include <concepts>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <span>
+#include <type_traits>
+
+#include "vek/remoting/marshalling.h"
+#include "vek/remoting/null_flags.h"
+#include "vek/remoting/range.h"
+#include "vek/serialization/values.h"
+#include "vek/trace/line.h"
+
+namespace vek::remoting {
+
+// The most that one call reads into a caller's storage: what a call can make the object's end
+// allocate. Proxies of what may be longer ask in pieces.
+inline constexpr std::size_t kMaxOutBytes = std::size_t{1} << 20;
+
+// What most kinds have nothing to do in.
+struct SentBase {
+    static constexpr bool kInInterface = false;
+    static constexpr bool kOutInterface = false;
+    result_t Marshal(Connection&) noexcept { return result::kOk; }
+    void Serialize(serialization::Writer&) {}
+    void Arrived() noexcept {}
+    void Deserialize(serialization::Reader&, Connection&) {}
+    result_t Demarshal(Connection&) noexcept { return result::kOk; }
+    void Commit() noexcept {}
+};
+
+struct ReceivedBase {
+    static constexpr bool kInInterface = false;
+    static constexpr bool kOutInterface = false;
+    void Deserialize(serialization::Reader&, Connection&) {}
+    result_t Demarshal(Connection&) noexcept { return result::kOk; }
+    void ReleaseInput() noexcept {}
+    result_t Marshal(Connection&) { return result::kOk; }
+    void Serialize(serialization::Writer&) {}
+    void Arrived() noexcept {}
+};
+
+template <class P>
+struct Parameter;
+
+// --- In, by value.
+
+template <class P, class Storage>
+struct InParameter {
+    class Sent : public SentBase {
+    public:
+        explicit Sent(P value) : value_(value) {}
+        void Serialize(serialization::Writer& writer) { serialization::Serialize(writer, value_); }
+
+    private:
+        P value_;
+    };
+
+    class Received : public ReceivedBase {
+    public:
+        void Deserialize(serialization::Reader& reader, Connection&) {
+            serialization::Deserialize(reader, value_);
+        }
+        P Pass() noexcept { return value_; }
+        const Storage& value() const noexcept { return value_; }
+
+    private:
+        Storage value_{};
+    };
+};
+
+template <class P>
+requires(std::integral<P> || std::is_enum_v<P>) struct Parameter<P> : InParameter<P, P> {
+};
+template <>
+struct Parameter<std::string_view> : InParameter<std::string_view, std::string_view> {};
+template <>
+struct Parameter<bytes_t> : InParameter<bytes_t, bytes_t> {};
+// Copied: what arrives need not be aligned as char16_t must be.
+template <>
+struct Parameter<std::u16string_view> : InParameter<std::u16string_view, std::u16string> {};
+template <serialization::Record T>
+struct Parameter<const T&> : InParameter<const T&, T> {};
+
+// --- Out, by value.
+
+template <class T>
+requires(!std::is_const_v<T>) struct Parameter<T&> {
+    class Sent : public SentBase {
+    public:
+        explicit Sent(T& target) noexcept : target_(target) {}
+        void Deserialize(serialization::Reader& reader, Connection&) {
+            serialization::Deserialize(reader, value_);
+        }
+        void Commit() noexcept { target_ = std::move(value_); }
+        const T& value() const noexcept { return value_; }
+
+    private:
+        T& target_;
+        T value_{};
+    };
+
+    class Received : public ReceivedBase {
+    public:
+        T& Pass() noexcept { return value_; }
+        void Serialize(serialization::Writer& writer) { serialization::Serialize(writer, value_); }
+        const T& value() const noexcept { return value_; }
+
+    private:
+        T value_{};
+    };
+};
+
+// --- Out, into storage of the caller's.
+
+template <>
+struct Parameter<std::span<std::byte>> {
+    class Sent : public SentBase {
+    public:
+        explicit Sent(std::span<std::byte> target) noexcept : target_(target) {}
+
+        // More than kMaxOutBytes is refused here, before it is there.
+        result_t Marshal(Connection&) noexcept {
+            return target_.size() > kMaxOutBytes ? result::kInvalidSize : result::kOk;
+        }
+        void Serialize(serialization::Writer& writer) {
+            writer.Write(static_cast<std::uint32_t>(target_.size()));
+        }
+        void Deserialize(serialization::Reader& reader, Connection&) {
+            serialization::Deserialize(reader, filled_);
+            if (filled_.size() > target_.size()) reader.Fail(result::kInvalidSize);
+        }
+        void Commit() noexcept {
+            if (!filled_.empty()) std::memcpy(target_.data(), filled_.data(), filled_.size());
+        }
+
+    private:
+        std::span<std::byte> target_;
+        bytes_t filled_;  // in the reply
+    };
+
+    class Received : public ReceivedBase {
+    public:
+        void Deserialize(serialization::Reader& reader, Connection&) {
+            size_ = reader.Read<std::uint32_t>();
+            if (size_ > kMaxOutBytes) return reader.Fail(result::kInvalidSize);
+            storage_.reset(new std::byte[size_]);  // not initialised
+        }
+        std::span<std::byte> Pass() noexcept { return {storage_.get(), size_}; }
+        // How much of it the method has filled.
+        void FilledBy(const std::uint32_t& filled) noexcept { filled_ = &filled; }
+        void Serialize(serialization::Writer& writer) {
+            serialization::Serialize(
+                writer, bytes_t(storage_.get(), std::min<std::size_t>(*filled_, size_)));
+        }
+
+    private:
+        std::unique_ptr<std::byte[]> storage_;
+        std::size_t size_ = 0;
+        const std::uint32_t* filled_ = nullptr;
+    };
+};
+
+// --- In and out.
+
+template <class T>
+struct Parameter<range_t<T>&> {
+    class Sent : public SentBase {
+    public:
+        explicit Sent(range_t<T>& range) noexcept : range_(range) {}
+        void Serialize(serialization::Writer& writer) {
+            serialization::Serialize(writer,
+                                     bytes_t(std::as_bytes(std::span(range_.data, range_.size))));
+        }
+        void Deserialize(serialization::Reader& reader, Connection&) {
+            serialization::Deserialize(reader, changed_);
+            if (changed_.size() > range_.size * sizeof(T) || changed_.size() % sizeof(T) != 0) {
+                reader.Fail(result::kInvalidSize);
+            }
+        }
+        void Commit() noexcept {
+            if (!changed_.empty()) std::memcpy(range_.data, changed_.data(), changed_.size());
+            range_.size = changed_.size() / sizeof(T);
+        }
+
+    private:
+        range_t<T>& range_;
+        bytes_t changed_;  // in the reply
+    };
+
+    class Received : public ReceivedBase {
+    public:
+        void Deserialize(serialization::Reader& reader, Connection&) {
+            bytes_t bytes;
+            serialization::Deserialize(reader, bytes);
+            if (bytes.size() % sizeof(T) != 0) return reader.Fail(result::kInvalidSize);
+            size_ = bytes.size() / sizeof(T);
+            storage_.reset(new T[size_]);
+            if (!bytes.empty()) std::memcpy(storage_.get(), bytes.data(), bytes.size());
+            range_ = {storage_.get(), size_};
+        }
+        range_t<T>& Pass() noexcept { return range_; }
+        result_t Marshal(Connection& connection) noexcept {
+            const char* const wrong =
+                range_.data != storage_.get() ? "VEK remoting: An in-out parameter of the "
+                                                "range_t<> type must not be modified "
+                                                "to point to another storage."
+                : range_.size > size_
+                    ? "VEK remoting: An in-out parameter of the range_t<> type must not be resized "
+                      "beyond its original size."
+                    : nullptr;
+            if (wrong == nullptr) return result::kOk;
+            trace::Write(connection.tracer(), trace::level::kError, wrong);
+            return result::kInvalidArgument;
+        }
+        void Serialize(serialization::Writer& writer) {
+            serialization::Serialize(writer,
+                                     bytes_t(std::as_bytes(std::span(range_.data, range_.size))));
+        }
+
+    private:
+        std::unique_ptr<T[]> storage_;
+        std::size_t size_ = 0;
+        range_t<T> range_;
+    };
+};
+
+// --- Interfaces.
+
+template <class I>
+concept Interface = std::derived_from<I, IObject>;
+
+template <Interface I>
+struct Parameter<I*> {
+    class Sent : public SentBase {
+    public:
+        static constexpr bool kInInterface = true;
+        explicit Sent(I* object) noexcept : object_(object) {}
+        result_t Marshal(Connection& connection) {
+            handle_.emplace(connection.registry());
+            return remoting::Marshal(connection, I::kInterfaceId, object_, *handle_);
+        }
+        void Serialize(serialization::Writer& writer) { writer.Write(handle_->get()); }
+        void Arrived() noexcept { handle_->Arrived(); }
+        bool IsNull() const noexcept { return object_ == nullptr; }
+
+    private:
+        I* object_;
+        std::optional<OutgoingHandle> handle_;
+    };
+
+    class Received : public ReceivedBase {
+    public:
+        static constexpr bool kInInterface = true;
+        void Deserialize(serialization::Reader& reader, Connection& connection) {
+            handle_.emplace(connection);
+            handle_->Set(reader.Read<stub_handle_t>());
+        }
+        bool IsNull() const noexcept { return handle_->get() == kNoHandle; }
+        result_t Demarshal(Connection& connection) noexcept {
+            return remoting::Demarshal(connection, I::kInterfaceId, *handle_, object_.put_void());
+        }
+        I* Pass() noexcept { return object_.get(); }
+        void ReleaseInput() noexcept { object_.reset(); }
+
+    private:
+        std::optional<IncomingHandle> handle_;
+        RefPtr<I> object_;
+    };
+};
+
+// An out parameter whose interface is known when the call is made.
+class OutInterfaceSent : public SentBase {
+public:
+    static constexpr bool kOutInterface = true;
+
+    OutInterfaceSent(interface_id_t id, void** target) noexcept : id_(id), target_(target) {
+        if (target_ != nullptr) *target_ = nullptr;
+    }
+    OutInterfaceSent(const OutInterfaceSent&) = delete;
+    OutInterfaceSent& operator=(const OutInterfaceSent&) = delete;
+    ~OutInterfaceSent() {
+        if (object_ != nullptr) static_cast<IObject*>(object_)->Release();
+    }
+
+    void Ask(interface_id_t id) noexcept { id_ = id; }
+    result_t Marshal(Connection&) const noexcept {
+        return target_ == nullptr ? result::kInvalidArgument : result::kOk;
+    }
+    void Deserialize(serialization::Reader& reader, Connection& connection) {
+        handle_.emplace(connection);
+        handle_->Set(reader.Read<stub_handle_t>());
+    }
+    bool IsNull() const noexcept { return !handle_ || handle_->get() == kNoHandle; }
+    result_t Demarshal(Connection& connection) noexcept {
+        return handle_ ? remoting::Demarshal(connection, id_, *handle_, &object_) : result::kOk;
+    }
+    void Commit() noexcept { *target_ = std::exchange(object_, nullptr); }
+
+private:
+    interface_id_t id_;
+    void** target_;
+    std::optional<IncomingHandle> handle_;
+    void* object_ = nullptr;
+};
+
+class OutInterfaceReceived : public ReceivedBase {
+public:
+    static constexpr bool kOutInterface = true;
+
+    explicit OutInterfaceReceived(interface_id_t id) noexcept : id_(id) {}
+    OutInterfaceReceived(const OutInterfaceReceived&) = delete;
+    OutInterfaceReceived& operator=(const OutInterfaceReceived&) = delete;
+    ~OutInterfaceReceived() {
+        if (object_ != nullptr) static_cast<IObject*>(object_)->Release();
+    }
+
+    void Ask(interface_id_t id) noexcept { id_ = id; }
+    bool IsNull() const noexcept { return object_ == nullptr; }
+    result_t Marshal(Connection& connection) {
+        handle_.emplace(connection.registry());
+        return remoting::Marshal(connection, id_, static_cast<IObject*>(object_), *handle_);
+    }
+    void Serialize(serialization::Writer& writer) { writer.Write(handle_->get()); }
+    void Arrived() noexcept {
+        if (handle_) handle_->Arrived();
+    }
+
+protected:
+    void** storage() noexcept { return &object_; }
+
+private:
+    interface_id_t id_;
+    std::optional<OutgoingHandle> handle_;
+    void* object_ = nullptr;
+};
+
+// A pointer to an interface and one to its base are the same: an interface has no other base.
+template <Interface I>
+struct Parameter<I**> {
+    struct Sent : OutInterfaceSent {
+        explicit Sent(I** target) noexcept
+            : OutInterfaceSent(I::kInterfaceId, reinterpret_cast<void**>(target)) {}
+    };
+    struct Received : OutInterfaceReceived {
+        Received() noexcept : OutInterfaceReceived(I::kInterfaceId) {}
+        I** Pass() noexcept { return reinterpret_cast<I**>(storage()); }
+    };
+};
+
+template <>
+struct Parameter<void**> {
+    struct Sent : OutInterfaceSent {
+        explicit Sent(void** target) noexcept : OutInterfaceSent(IObject::kInterfaceId, target) {}
+    };
+    struct Received : OutInterfaceReceived {
+        Received() noexcept : OutInterfaceReceived(IObject::kInterfaceId) {}
+        void** Pass() noexcept { return storage(); }
+    };
+};
+
+// --- Reserved.
+
+template <>
+struct Parameter<const void*> {
+    class Sent : public SentBase {
+    public:
+        explicit Sent(const void* value) noexcept : value_(value) {}
+        result_t Marshal(Connection&) const noexcept {
+            return value_ == nullptr ? result::kOk : result::kInvalidArgument;
+        }
+
+    private:
+        const void* value_;
+    };
+    struct Received : ReceivedBase {
+        const void* Pass() noexcept { return nullptr; }
+    };
+};
+
+}  // namespace vek::remoting

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "vek/core/object.h"
+#include "vek/core/ref_ptr.h"
+#include "vek/remoting/call.h"
+#include "vek/remoting/remote_object.h"
+
+namespace vek::remoting {
+
+class Invocation;
+
+// One method of a remote interface: how its stub calls it.
+struct MethodDescription {
+    const char* name;
+    method_attributes_t attributes;
+    // Takes the arguments from the request, calls `object` and sends the reply.
+    void (*invoke)(IObject& object, const Invocation& invocation) noexcept;
+};
+
+// Makes what stands for one interface on either side. Constant data, made from the interface's
+// description (describe.h).
+struct ProxyStubFactory {
+    static constexpr std::uint32_t kModernVersion = 4;
+
+    interface_id_t interface_id;
+    const char* name;
+    std::uint32_t version;
+    // By method id, from method_id::kFirstOwn on.
+    std::span<const MethodDescription> methods;
+    // On success `*proxy` implements the interface and has a reference. Raises std::bad_alloc.
+    void (*make_proxy)(std::shared_ptr<RemoteObject> object, void** proxy);
+};
+
+// The interfaces that may cross a connection. Immutable, shared by any number of connections.
+class ProxyStubFactories {
+public:
+    // The factories must outlive this table; of two for one interface the first counts.
+    explicit ProxyStubFactories(std::vector<const ProxyStubFactory*> factories);
+
+    // Null for an interface that does not travel.
+    const ProxyStubFactory* Find(interface_id_t id) const noexcept;
+
+private:
+    std::vector<const ProxyStubFactory*> factories_;  // by ascending id
+};
+
+}  // namespace vek::remoting

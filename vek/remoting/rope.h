@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "remote/handle_transfer.h"
+#include "vek/core/result.h"
+#include "vek/remoting/call.h"
+
+namespace vek::remoting {
+
+// The named streams of a request or a reply.
+enum class stream_ids : std::uint8_t {
+    RequestData,  // serialized arguments
+    Handles,      // kernel handles
+};
+
+// One request or reply as nodes of data, each a view of bytes that somebody else keeps until the
+// rope is sent or done with.
+class Rope {
+public:
+    // Raises std::bad_alloc.
+    void Append(bytes_t node) { nodes_.push_back(node); }
+    void Append(std::span<const bytes_t> nodes) {
+        nodes_.insert(nodes_.end(), nodes.begin(), nodes.end());
+    }
+    void AppendHandle(remote::handle_t handle) { handles_.push_back(handle); }
+
+    bool Has(stream_ids stream) const noexcept {
+        return stream == stream_ids::RequestData ? !nodes_.empty() : !handles_.empty();
+    }
+    std::span<const bytes_t> nodes() const noexcept { return nodes_; }
+    std::span<const remote::handle_t> handles() const noexcept { return handles_; }
+
+private:
+    std::vector<bytes_t> nodes_;
+    std::vector<remote::handle_t> handles_;
+};
+
+}  // namespace vek::remoting

@@ -1,0 +1,111 @@
+#include "vek/remoting/server.h"
+
+#include <map>
+#include <mutex>
+#include <vector>
+
+#include "vek/core/current_exception.h"
+#include "vek/core/throw.h"
+
+namespace vek::remoting {
+
+// Shared with the transports' threads, which may outlive the server.
+struct Server::State : std::enable_shared_from_this<State> {
+    explicit State(ServerConfig c) : config(std::move(c)) {}
+
+    std::shared_ptr<remote::RequestHandler> Accept(std::shared_ptr<remote::Transport> transport) {
+        const std::uint32_t process_id = transport->peer_process_id();
+        const std::uint64_t number = next_number++;
+        ConnectionConfig connection_config = config.connection;
+        connection_config.on_closed = [weak = weak_from_this(), number,
+                                       process_id](result_t reason) {
+            if (const auto state = weak.lock()) state->Forget(number, process_id, reason);
+        };
+        std::shared_ptr<Connection> connection;
+        CheckResult(Connection::Create(std::move(connection_config), connection));
+        connection->Attach(std::move(transport));
+        {
+            const std::lock_guard guard(lock);
+            if (stopped) return nullptr;
+            connections.emplace(number, connection);
+        }
+        if (config.on_connected) config.on_connected(process_id);
+        return connection;
+    }
+
+    void Forget(std::uint64_t number, std::uint32_t process_id, result_t reason) {
+        std::shared_ptr<Connection> gone;  // destroyed without the lock
+        {
+            const std::lock_guard guard(lock);
+            const auto found = connections.find(number);
+            if (found == connections.end()) return;
+            gone = std::move(found->second);
+            connections.erase(found);
+        }
+        if (config.on_disconnected) config.on_disconnected(process_id, reason);
+    }
+
+    const ServerConfig config;
+    std::atomic<std::uint64_t> next_number{0};
+    mutable std::mutex lock;  // guards what follows
+    std::map<std::uint64_t, std::shared_ptr<Connection>> connections;
+    bool stopped = false;
+};
+
+result_t Server::Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept {
+    try {
+        auto state = std::make_shared<State>(std::move(config));
+        std::unique_ptr<Server> made(new Server(state));
+        const result_t result = remote::Listen(
+            state->config.endpoint,
+            [weak = std::weak_ptr(state)](std::shared_ptr<remote::Transport> transport)
+                -> std::shared_ptr<remote::RequestHandler> {
+                const auto alive = weak.lock();
+                return alive ? alive->Accept(std::move(transport)) : nullptr;
+            },
+            state->config.transport, made->listener_);
+        if (Failed(result)) return result;
+        server = std::move(made);
+        return result::kOk;
+    } catch (...) {
+        return CurrentExceptionResult();
+    }
+}
+
+Server::Server(std::shared_ptr<State> state) noexcept : state_(std::move(state)) {}
+
+Server::~Server() {
+    listener_.reset();
+    std::map<std::uint64_t, std::shared_ptr<Connection>> connections;
+    {
+        const std::lock_guard guard(state_->lock);
+        state_->stopped = true;
+        connections = state_->connections;
+    }
+    for (const auto& [number, connection] : connections) connection->Close(result::kOk);
+}
+
+std::size_t Server::connection_count() const noexcept {
+    const std::lock_guard guard(state_->lock);
+    return state_->connections.size();
+}
+
+result_t ConnectToServer(const remote::Endpoint& endpoint, ConnectionConfig config,
+                         const remote::TransportConfig& transport_config,
+                         std::shared_ptr<Connection>& connection) noexcept {
+    try {
+        std::shared_ptr<Connection> made;
+        result_t result = Connection::Create(std::move(config), made);
+        if (Failed(result)) return result;
+        std::shared_ptr<remote::Transport> transport;
+        result = remote::ConnectTransport(endpoint, made, transport_config, transport);
+        if (Failed(result)) return result;
+        made->Attach(std::move(transport));
+        connection = std::move(made);
+        return result::kOk;
+    } catch (...) {
+        return CurrentExceptionResult();
+    }
+}
+
+}  // namespace vek::remoting

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "remote/transport.h"
+#include "vek/remoting/connection.h"
+
+namespace vek::remoting {
+
+struct ServerConfig {
+    remote::Endpoint endpoint;
+    remote::TransportConfig transport;
+    // What every connection is made with; its on_closed is not used.
+    ConnectionConfig connection;
+    // Told of peers that came and went, on any thread, several at once. May be empty.
+    std::function<void(std::uint32_t process_id)> on_connected;
+    std::function<void(std::uint32_t process_id, result_t reason)> on_disconnected;
+};
+
+// Serves every process that connects at an endpoint, until it is destroyed: then nobody can connect
+// any more, and all connections are closed.
+class Server {
+public:
+    // The codes are those of remote::Listen.
+    static result_t Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept;
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    remote::Endpoint endpoint() const noexcept { return listener_->endpoint(); }
+    std::size_t connection_count() const noexcept;
+
+private:
+    struct State;
+    explicit Server(std::shared_ptr<State> state) noexcept;
+
+    std::shared_ptr<State> state_;
+    std::unique_ptr<remote::Listener> listener_;
+};
+
+// Connects to a process that serves at `endpoint`. `config.on_closed` is told of the end. The codes
+// are those of remote::ConnectTransport.
+result_t ConnectToServer(const remote::Endpoint& endpoint, ConnectionConfig config,
+                         const remote::TransportConfig& transport_config,
+                         std::shared_ptr<Connection>& connection) noexcept;
+
+}  // namespace vek::remoting
