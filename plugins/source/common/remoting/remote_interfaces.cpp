@@ -1,0 +1,20 @@
+#include "common/remoting/remote_interfaces.h"
+
+#include "common/remoting/data_stream_proxy.h"
+#include "common/remoting/mail_remote.h"
+#include "vek/remoting/service_locator_remote.h"
+
+namespace plugins::remoting {
+
+std::shared_ptr<const vek::remoting::ProxyStubFactories> RemoteInterfaces() {
+    using namespace plugins::mail_processing;
+    using vek::remoting::FactoryOf;
+    static const auto factories = std::make_shared<const vek::remoting::ProxyStubFactories>(
+        std::vector<const vek::remoting::ProxyStubFactory*>{
+            FactoryOf<vek::IServiceLocator>(), FactoryOf<IMailScanner>(), FactoryOf<IMailMessage>(),
+            FactoryOf<IPropertyProvider>(), FactoryOf<IAttachmentsEnum>(),
+            FactoryOf<IDataStream, DataStreamProxy>()});
+    return factories;
+}
+
+}  // namespace plugins::remoting
