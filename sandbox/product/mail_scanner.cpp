@@ -1,5 +1,6 @@
 #include "sandbox/product/mail_scanner.h"
 
+#include <chrono>
 #include <utility>
 
 #include "vek/core/current_exception.h"
@@ -27,7 +28,10 @@ MailScanner::MailScanner(std::shared_ptr<const ScannerEngine> engine, ReportSink
 
 vek::result_t MailScanner::CheckMessage(std::uint32_t, bool incoming, IMailMessage* message) {
     return RunCheck(message, [&](IMailMessage& checked) {
-        const ScanReport report = engine_->Check(incoming, checked);
+        const auto start = std::chrono::steady_clock::now();
+        ScanReport report = engine_->Check(incoming, checked);
+        report.time = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::steady_clock::now() - start);
         if (sink_) sink_(report);
         return report.result;
     });

@@ -23,7 +23,8 @@ std::string ToText(const ScanReport& report) {
         text += "  failed: " + failure.operation + ", result=" + Hex(failure.code) + '\n';
     }
     text += "  " + std::to_string(report.callbacks) + " callbacks, " +
-            std::to_string(report.bytes_read) + " bytes read, result=" + Hex(report.result) + '\n';
+            std::to_string(report.bytes_read) + " bytes read, " +
+            std::to_string(report.time.count()) + " us, result=" + Hex(report.result) + '\n';
     return text;
 }
 

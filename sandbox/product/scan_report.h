@@ -2,6 +2,7 @@
 
 // What one check found, did and cost.
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -28,6 +29,7 @@ struct ScanReport {
     std::vector<std::string> not_offered;
     std::uint32_t callbacks = 0;   // operations called on the message and its parts
     std::uint64_t bytes_read = 0;  // of bodies and attachments
+    std::chrono::microseconds time{0};
 };
 
 // For people: several lines, each ended.

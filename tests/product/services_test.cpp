@@ -1,0 +1,209 @@
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "private_include/common/mail_scanner.h"
+#include "sandbox/product/localization_service.h"
+#include "sandbox/product/process/product_options.h"
+#include "sandbox/product/process/product_process.h"
+#include "sandbox/product/report_lines.h"
+#include "sandbox/product/settings_service.h"
+#include "sandbox/product/state/text_file.h"
+#include "tests/product/fake_message.h"
+#include "tests/support/temporary_folder.h"
+
+namespace sandbox::product {
+namespace {
+
+namespace result = vek::result;
+using namespace plugins::product;
+
+struct Lines {
+    Log log() {
+        return [this](std::string_view line) { lines.emplace_back(line); };
+    }
+    std::vector<std::string> lines;
+};
+
+std::string Settings(const std::string& policy, const std::string& enabled = "true") {
+    return R"({"isPluginEnabled": )" + enabled + R"(, "checkIncomingOnly": false,
+               "policySettings": )" +
+           policy + R"(, "userSettings": {"checkOnDelivery": true, "checkOnRead": false,
+               "checkOnSend": false}})";
+}
+
+TEST(SettingsService, FollowsItsFileAndKeepsWhatItCannotRead) {
+    const std::string policy =
+        R"({"checkOnDelivery": false, "checkOnRead": false, "checkOnSend": true})";
+    const MailSettings user{1, 0, 0}, imposed{0, 0, 1};
+    const struct {
+        std::string text;
+        vek::result_t code;
+        MailPluginSettings expected;  // after a failure: what it was before
+    } kCases[] = {
+        {"", result::kNotFound, {}},
+        {Settings("null"), result::kOk, {true, false, {}, user}},
+        {Settings(policy), result::kOk, {true, false, imposed, user}},
+        {Settings("{}"), result::kInvalidType, {true, false, imposed, user}},
+        {Settings("0"), result::kInvalidType, {true, false, imposed, user}},
+        {Settings("null", "1"), result::kInvalidType, {true, false, imposed, user}},
+        {Settings("null").substr(9), result::kInvalidType, {true, false, imposed, user}},
+        {Settings("null", "true, \"x\": 1"), result::kInvalidType, {true, false, imposed, user}},
+        {Settings("null", "false"), result::kOk, {false, false, {}, user}},
+    };
+    const tests::TemporaryFolder folder;
+    const auto path = folder.path() / "settings.json";
+    Lines log;
+    const auto service = vek::MakeObject<SettingsService>(path, log.log());
+    MailPluginSettings settings;
+    std::size_t complaints = 0;
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(row.text);
+        if (!row.text.empty()) ReplaceTextFile(path, row.text);
+        complaints += vek::Failed(row.code);
+        for (int time = 0; time < 2; ++time) {
+            EXPECT_EQ(service->GetSettings(settings), row.code);
+            EXPECT_EQ(settings, row.expected);
+            EXPECT_EQ(log.lines.size(), complaints);
+        }
+        if (vek::Failed(row.code)) {
+            EXPECT_EQ(service->SetUserSettings({1, 1, 1}), row.code);
+            EXPECT_EQ(tests::ReadFile(path), row.text);
+        }
+    }
+
+    ReplaceTextFile(path, Settings(policy));
+    EXPECT_EQ(service->SetUserSettings({0, 7, 0}), result::kOk);
+    const auto reader = vek::MakeObject<SettingsService>(path, log.log());
+    EXPECT_EQ(reader->GetSettings(settings), result::kOk);
+    EXPECT_EQ(settings, (MailPluginSettings{true, false, imposed, {0, 1, 0}}));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST(LocalizationService, GivesTextsAndFilesOfItsFolderAlone) {
+    const tests::TemporaryFolder folder;
+    const auto texts = folder.path() / "texts.json";
+    std::filesystem::create_directories(folder.path() / "resources/mail");
+    ReplaceTextFile(folder.path() / "resources/mail/main1.ico", "icon");
+    Lines log;
+    const auto service =
+        vek::MakeObject<LocalizationService>(texts, folder.path() / "resources", log.log());
+
+    const std::string pair = R"({"resourceName": "a", "utf8Value": "\u00e4"})";
+    std::string text = "before";
+    for (const auto& [content, code] : std::initializer_list<std::pair<std::string, vek::result_t>>{
+             {R"({"rightToLeft": true, "texts": [)" + pair + "," + pair + "]}", 0x8000005D},
+             {R"({"rightToLeft": 1, "texts": []})", 0x8000005D},
+             {R"({"rightToLeft": true, "texts": [)" + pair + "]}", result::kOk}}) {
+        ReplaceTextFile(texts, content);
+        EXPECT_EQ(service->GetText(1, "a", text), code);
+        EXPECT_EQ(text, vek::Failed(code) ? "before" : "\xC3\xA4");
+    }
+    EXPECT_EQ(service->GetText(1, "b", text), result::kNotFound);
+    EXPECT_EQ(service->GetText(2, "a", text), result::kInvalidArgument);
+    bool right_to_left = false;
+    EXPECT_EQ(service->IsRightToLeft(right_to_left), result::kOk);
+    EXPECT_TRUE(right_to_left);
+
+    std::string path;
+    for (const char* outside : {"", "..\\texts.json", "mail/../../texts.json", "/etc/passwd",
+                                "\\\\server\\x", "C:x", "C:\\x", "."})
+        EXPECT_EQ(service->ResolveResource(1, outside, path),
+                  outside == std::string(".") ? result::kNotFound : result::kInvalidArgument)
+            << outside;
+    EXPECT_EQ(service->ResolveResource(1, "mail\\main2.ico", path), result::kNotFound);
+    EXPECT_EQ(service->ResolveResource(1, "mail\\main1.ico", path), result::kOk);
+    EXPECT_EQ(tests::ReadFile(PathOf(path)), "icon");
+}
+
+TEST(Reports, ReachAReaderLineByLine) {
+    const tests::TemporaryFolder folder;
+    const auto path = folder.path() / "reports.jsonl";
+    ReportReader reader(path);
+    EXPECT_FALSE(reader.Next());
+    ScanReport report;
+    report.summary = "not UTF-8: \xE4";
+    report.findings = {"one", "two\n"};
+    report.failures = {{"Read", 0x80000041}};
+    report.bytes_read = std::uint64_t{1} << 40;
+    report.time = std::chrono::microseconds(5);
+    for (std::uint32_t process = 0; process < 2; ++process) {  // it may be started again
+        ReportWriter writer(path);
+        EXPECT_EQ(writer.Write(report), 1u);
+        EXPECT_EQ(writer.Write(report), 2u);
+        const auto read = reader.Next();
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->number, 1u);
+        EXPECT_EQ(read->report.findings, report.findings);
+        EXPECT_EQ(ToReportLine(*read), ToReportLine({1, report}));
+        EXPECT_EQ(reader.Next().value().number, 2u);
+        EXPECT_FALSE(reader.Next());
+        report.findings.clear();  // a file that begins anew is shorter
+    }
+    std::ofstream(path, std::ios::app) << ToReportLine({3, report}).substr(0, 30);
+    EXPECT_FALSE(reader.Next());
+}
+
+// Stands for what other processes see of the product.
+struct Border {
+    Serve serve() {
+        return [this](vek::RefPtr<plugins::IServiceLocator> offered, Log,
+                      std::unique_ptr<ProductServer>& server) {
+            locator = offered;
+            server = std::make_unique<Server>();
+            return answer;
+        };
+    }
+    struct Server final : ProductServer {
+        plugins::product_info::RemoteAddress address() const override { return {42, 0, 0, 0}; }
+    };
+    vek::result_t answer = result::kOk;
+    vek::RefPtr<plugins::IServiceLocator> locator;
+};
+
+TEST(ProductProcess, ServesUntilItIsAskedToStop) {
+    const tests::TemporaryFolder folder;
+    std::vector<std::string> arguments{"--folder", tests::Utf8(folder.path())};
+    char* pointers[] = {arguments[0].data(), arguments[1].data()};
+    const ProductOptions options = ParseOptions(pointers).value();
+    ReplaceTextFile(options.rules, "when subject contains \"Hello\" do set-subject \"seen\"\n");
+    ReplaceTextFile(folder.path() / "running.json", "garbage of an earlier process");
+
+    Border border;
+    int waits = 0;
+    const auto wait = [&](std::chrono::milliseconds) {
+        if (++waits > 1) return waits > 100;  // the request is to be seen at once
+        EXPECT_EQ(RunProduct(options, border.serve(), {}), ExitCode::kRunsAlready);
+        for (const vek::interface_id_t id : {0xAF86C16Cu, 0x5D0C38E4u, 0x837C94F2u}) {
+            vek::RefPtr<vek::IObject> service;
+            EXPECT_EQ(border.locator->GetInterface(id, nullptr, service.put_void()), result::kOk);
+        }
+        vek::RefPtr<mail::IMailScanner> scanner;
+        border.locator->GetInterface(0x492B374D, nullptr, scanner.put_void());
+        const auto message = vek::MakeObject<FakeMessage>();
+        EXPECT_EQ(scanner->CheckMessage(1, true, message.get()), result::kOk);
+        EXPECT_EQ(message->subject, u"seen");
+        // The process that runs it is this one, which does not end.
+        EXPECT_EQ(StopProduct(options.folder, std::chrono::milliseconds(1)),
+                  ExitCode::kDoesNotStop);
+        return false;
+    };
+    EXPECT_EQ(RunProduct(options, border.serve(), wait), ExitCode::kStopped);
+    EXPECT_LE(waits, 2);
+    EXPECT_EQ(StopProduct(options.folder, {}), ExitCode::kStopped);
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "running.json"));
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "stop.json"));
+    const std::string log = tests::ReadFile(options.log);
+    for (const char* part : {"  started: process ", "local id 42", "  check 1: incoming ",
+                             "changed: subject", "  stopping\n", "  stopped\n"})
+        EXPECT_THAT(log, testing::HasSubstr(part));
+    EXPECT_THAT(tests::ReadFile(options.reports), testing::HasSubstr("\"number\":1"));
+
+    border.answer = result::kAccessDenied;
+    EXPECT_EQ(RunProduct(options, border.serve(), {}), ExitCode::kCannotStart);
+    ReplaceTextFile(options.rules, "no rule\n");
+    EXPECT_EQ(RunProduct(options, border.serve(), {}), ExitCode::kCannotStart);
+}
+
+}  // namespace
+}  // namespace sandbox::product
