@@ -11,11 +11,10 @@
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
 #include "sandbox/demo/manifest.h"
+#include "sandbox/demo/scanning_product.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "sandbox/outlook/message_file.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
-#include "sandbox/product/rules.h"
+#include "sandbox/product/state/text_file.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/result_text.h"
 #include "vek/core/text.h"
@@ -27,17 +26,6 @@ namespace {
 namespace mail_processing = plugins::mail_processing;
 namespace tag = plugins::mapi::tag;
 using product::ScanReport;
-
-product::RuleSet LoadRulesOrComplain(const std::filesystem::path& path) {
-    product::ParsedRules parsed = product::LoadRules(path);
-    for (const product::RuleError& error : parsed.errors) {
-        std::cerr << product::ToText(error) << '\n';
-    }
-    if (!parsed.errors.empty()) {
-        throw std::runtime_error(path.string() + " has lines that are no rules");
-    }
-    return std::move(parsed.rules);
-}
 
 std::u16string Hex(std::string_view entry_id) {
     std::u16string hex;
@@ -70,15 +58,10 @@ class Session {
 public:
     explicit Session(const Options& options)
         : options_(options),
-          scanner_(vek::MakeObject<product::MailScanner>(
-              std::make_shared<product::ScannerEngine>(LoadRulesOrComplain(options.rules)),
-              [this](const ScanReport& report) { report_ = report; })),
-          product_(vek::MakeObject<product::InProcessProduct>(scanner_)),
+          product_(options.product.empty() ? MakeProductInProcess(options.rules)
+                                           : UseProductProcess(options.product)),
           tracer_(OpenTracer()),
-          services_([this](vek::RefPtr<plugins::ILoader>& loader) {
-              loader = product_;
-              return vek::result::kOk;
-          }),
+          services_(product_->Loader(tracer_)),
           functions_(
               std::make_shared<plugins::mapi::MapiFunctions>(outlook::MapiSubsystem::Functions())) {
         functions_->initialize(nullptr);
@@ -103,7 +86,6 @@ public:
         const bool received = message.properties.Find(tag::kProviderSubmitTime) != nullptr;
         const std::string entry_id = mapi_.store().Add(std::move(message));
 
-        report_ = {};
         const auto start = std::chrono::steady_clock::now();
         if (received) {
             processor_->ProcessMessageByEntryId(Hex(entry_id));
@@ -114,43 +96,44 @@ public:
 
         outlook::SaveMessageFile(options_.out / mail.message, *mapi_.store().Find(entry_id));
         mapi_.store().Remove(entry_id);
-        return ToResult(mail, received, embedded,
-                        std::chrono::duration_cast<std::chrono::microseconds>(end - start));
+        Result result{std::filesystem::path(mail.source).filename().string(),
+                      mail.message,
+                      received ? "received" : "sent",
+                      {},
+                      {},
+                      {},
+                      {},
+                      std::chrono::duration_cast<std::chrono::microseconds>(end - start)};
+        const std::optional<ScanReport> report = product_->TakeReport();
+        if (!report) throw std::runtime_error("the product has not checked it; the trace says why");
+        AddReport(*report, embedded, result);
+        return result;
     }
 
 private:
     vek::trace::TracerPtr OpenTracer() const {
         vek::trace::FileTracerConfig config;
-        config.folder = (options_.out / "trace").string();
+        config.folder = product::PathText(product_->TraceFolder(options_.out / "trace"));
         config.name = "mlxo";
         config.version = "demo";
         return vek::trace::OpenFileTracer(config);
     }
 
-    Result ToResult(const Mail& mail, bool received, const std::vector<std::string>& embedded,
-                    std::chrono::microseconds time) const {
-        Result result{std::filesystem::path(mail.source).filename().string(),
-                      mail.message,
-                      received ? "received" : "sent",
-                      report_.findings,
-                      report_.changes,
-                      {},
-                      {},
-                      time};
-        for (const std::string& place : report_.not_offered) {
+    static void AddReport(const ScanReport& report, const std::vector<std::string>& embedded,
+                          Result& result) {
+        result.found = report.findings;
+        result.changed = report.changes;
+        for (const std::string& place : report.not_offered) {
             const bool is_message = std::ranges::find(embedded, place) != embedded.end();
             result.not_offered.push_back(place + (is_message ? ", embedded message" : ""));
         }
-        for (const product::ScanFailure& failure : report_.failures) {
+        for (const product::ScanFailure& failure : report.failures) {
             result.failed.push_back(InWords(failure));
         }
-        return result;
     }
 
     const Options& options_;
-    ScanReport report_;
-    const vek::RefPtr<product::MailScanner> scanner_;
-    const vek::RefPtr<product::InProcessProduct> product_;
+    const std::unique_ptr<ScanningProduct> product_;
     const vek::trace::TracerPtr tracer_;
     plugins::loader::ServiceAccess services_;
     outlook::MapiSubsystem mapi_;

@@ -10,7 +10,9 @@ namespace sandbox::demo {
 struct Options {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the message files after the check, the trace in "trace"
-    std::filesystem::path rules;
+    std::filesystem::path rules;     // of the product in this process
+    // The folder of a product in a process of its own, which runs; empty for one in this process.
+    std::filesystem::path product;
 };
 
 struct Outcome {

@@ -1,6 +1,10 @@
 // The demo's program: checks the mails of a manifest with the plug-in and prints what came of it.
 //
-//   mlxo_demo --messages DIR --out DIR --rules FILE --report FILE
+//   mlxo_demo --messages DIR --out DIR --report FILE --rules FILE
+//   mlxo_demo --messages DIR --out DIR --report FILE --product DIR
+//
+// The scanner is in this process, with rules; or it is that of the installed product (see
+// library_place.h), which runs in the folder that --product names.
 
 #include <exception>
 #include <iostream>
@@ -19,20 +23,21 @@ constexpr int kUsage = 2;
 
 int main(int argc, char** argv) {
     std::map<std::string, std::filesystem::path> paths{
-        {"--messages", {}}, {"--out", {}}, {"--rules", {}}, {"--report", {}}};
+        {"--messages", {}}, {"--out", {}}, {"--rules", {}}, {"--report", {}}, {"--product", {}}};
     bool understood = argc == 9;
     for (int i = 1; understood && i + 1 < argc; i += 2) {
         const auto option = paths.find(argv[i]);
-        understood = option != paths.end();
+        understood = option != paths.end() && option->second.empty();
         if (understood) option->second = argv[i + 1];
     }
-    if (!understood) {
-        std::cerr << "usage: mlxo_demo --messages DIR --out DIR --rules FILE --report FILE\n";
+    if (!understood || paths["--rules"].empty() == paths["--product"].empty()) {
+        std::cerr << "usage: mlxo_demo --messages DIR --out DIR --report FILE "
+                     "(--rules FILE | --product DIR)\n";
         return kUsage;
     }
     try {
-        const auto outcome =
-            sandbox::demo::Run({paths["--messages"], paths["--out"], paths["--rules"]});
+        const auto outcome = sandbox::demo::Run(
+            {paths["--messages"], paths["--out"], paths["--rules"], paths["--product"]});
         sandbox::demo::PrintTable(std::cout, outcome.results);
         sandbox::demo::WriteReport(paths["--report"], outcome.results);
         return outcome.all_checked ? 0 : kNotAllChecked;
