@@ -5,9 +5,6 @@
 namespace vek::platform {
 namespace {
 
-// From 1 January 1601 to 1 January 1970, in 100 ns units.
-constexpr std::uint64_t kUnixEpoch = 116'444'736'000'000'000;
-
 class SystemClock final : public Clock {
 public:
     std::uint32_t TickCount() noexcept override {

@@ -20,6 +20,7 @@ public:
     }
 
     int get() const noexcept { return value_; }
+    int Release() noexcept { return std::exchange(value_, -1); }
     explicit operator bool() const noexcept { return value_ >= 0; }
 
 private:

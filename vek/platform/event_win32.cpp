@@ -3,33 +3,11 @@
 #include <array>
 #include <new>
 
-#include "vek/platform/handle_win32.h"
+#include "vek/platform/kernel_event_win32.h"
 #include "vek/platform/native.h"
 #include "vek/platform/time_out_win32.h"
 
 namespace vek::platform {
-namespace {
-
-system_error_t Outcome(BOOL done) noexcept {
-    return done != FALSE ? system_error::kNone : ::GetLastError();
-}
-
-class KernelEvent final : public Event {
-public:
-    explicit KernelEvent(UniqueHandle handle) noexcept : handle_(std::move(handle)) {}
-
-    system_error_t Set() noexcept override { return Outcome(::SetEvent(handle_.get())); }
-    system_error_t Reset() noexcept override { return Outcome(::ResetEvent(handle_.get())); }
-    std::intptr_t handle() const noexcept override {
-        return reinterpret_cast<std::intptr_t>(handle_.get());
-    }
-
-private:
-    UniqueHandle handle_;
-};
-
-}  // namespace
-
 namespace native {
 
 std::unique_ptr<Event> NewEvent(EventKind kind) noexcept {

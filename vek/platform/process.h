@@ -1,11 +1,31 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+
+#include "vek/platform/clock.h"
+#include "vek/platform/system_error.h"
 
 namespace vek::platform {
 
 // The file name of the running program in UTF-8, without its folder and its ".exe". Empty when
 // the system does not tell.
 std::string CurrentProcessName();
+
+// When a process started, or what could not be had to tell it.
+struct ProcessStart {
+    enum class Missing {
+        kNothing,
+        kSystemVersion,  // which decides how the process is asked
+        kProcess,        // there is none, or it may not be asked
+        kTime,
+    };
+    Missing missing;
+    system_error_t error;  // kNone when nothing is missing
+    filetime_t time;       // UTC; the same to whoever asks
+};
+
+// Any thread may call it.
+ProcessStart StartOfProcess(std::uint32_t process_id) noexcept;
 
 }  // namespace vek::platform

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "vek/platform/handle_win32.h"
 #include "vek/platform/thread.h"
 #include "vek/platform/wide_win32.h"
 
@@ -24,6 +25,27 @@ std::string CurrentProcessName() {
     std::wstring_view name = path;
     name.remove_prefix(name.find_last_of(L"\\/") + 1);
     return FromWide(name.substr(0, name.rfind(L'.')));
+}
+
+ProcessStart StartOfProcess(std::uint32_t process_id) noexcept {
+    using Missing = ProcessStart::Missing;
+    constexpr DWORD kVistaMajorVersion = 6;
+    OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof version;
+    if (::GetVersionExW(&version) == FALSE) return {Missing::kSystemVersion, ::GetLastError(), 0};
+
+    const DWORD access = version.dwMajorVersion < kVistaMajorVersion
+                             ? PROCESS_QUERY_INFORMATION
+                             : PROCESS_QUERY_LIMITED_INFORMATION;
+    const UniqueHandle process(::OpenProcess(access, FALSE, process_id));
+    if (!process) return {Missing::kProcess, ::GetLastError(), 0};
+
+    FILETIME created, exited, kernel, user;
+    if (::GetProcessTimes(process.get(), &created, &exited, &kernel, &user) == FALSE) {
+        return {Missing::kTime, ::GetLastError(), 0};
+    }
+    return {Missing::kNothing, system_error::kNone,
+            filetime_t{created.dwHighDateTime} << 32 | created.dwLowDateTime};
 }
 
 }  // namespace vek::platform
