@@ -28,6 +28,10 @@ public:
     virtual vek::platform::system_error_t Duplicate(handle_t handle, handle_t& copy) noexcept = 0;
 
     virtual void Close(handle_t handle) noexcept = 0;
+
+    // Whether the peer can make its handles usable here by itself. When it cannot, a packet that
+    // says it has is not believed: the value would be some handle of this process's own.
+    virtual bool PeerCanPush() const noexcept { return true; }
 };
 
 }  // namespace remote

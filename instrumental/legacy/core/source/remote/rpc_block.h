@@ -24,6 +24,27 @@ inline constexpr std::uint16_t FileHandles = 3;  // count (u32), mask words, val
 namespace rpc_block_info {
 // A block of this size goes on to the end of the packet.
 inline constexpr std::uint16_t AllRemainingData = 0xFFFF;
+// The most that a block of a size of its own holds.
+inline constexpr std::uint16_t MaxSize = AllRemainingData - 1;
 }  // namespace rpc_block_info
+
+// Which blocks a packet has.
+namespace rpc_presence {
+inline constexpr std::uint32_t CallData = 1u << 0;
+inline constexpr std::uint32_t CallIdentification = 1u << 1;
+inline constexpr std::uint32_t FileHandles = 1u << 2;
+}  // namespace rpc_presence
+
+// The mask of a handle block has a bit for each handle, the lowest of a word first. Set: the value
+// is a handle of the receiver's, the sender has pushed it there. Clear: it is the sender's own.
+constexpr std::uint64_t MaskWords(std::uint64_t handle_count) noexcept {
+    return (handle_count + 31) / 32;
+}
+constexpr std::uint32_t MaskBit(std::size_t handle) noexcept { return 1u << (handle % 32); }
+
+// What follows the count in a handle block.
+constexpr std::uint64_t MaskAndValuesSize(std::uint64_t handle_count) noexcept {
+    return sizeof(std::uint32_t) * (MaskWords(handle_count) + handle_count);
+}
 
 }  // namespace remote

@@ -21,7 +21,8 @@ public:
     // (more than 4 GiB less what a packet adds).
     vek::result_t SetCallData(std::span<const bytes_t> pieces) noexcept;
 
-    // kInvalidSize for more handles than a block can hold.
+    // Handles travel as 32 bits, which are all the significant ones. kInvalidSize for more of them
+    // than a block can hold (15885).
     vek::result_t SetFileHandles(std::span<const handle_t> handles) noexcept;
 
     bool has_file_handles() const noexcept;
@@ -35,7 +36,8 @@ public:
 
     // Writes the packet. Handles go through `transfer`; without one they are written as they are,
     // for the receiver to fetch. A handle that cannot be pushed is not an error of the packet.
-    // kBufferTooSmall: nothing beyond the end of `buffer` was written.
+    // kBufferTooSmall: nothing beyond the end of `buffer` was written, and no handle was pushed.
+    // kOutOfMemory: nor was it.
     vek::result_t ConstructPacket(std::span<std::byte> buffer,
                                   HandleTransfer* transfer = nullptr) noexcept;
 
@@ -47,6 +49,24 @@ public:
     // What each handle is in the peer, by the last packet written; 0xFFFFFFFF for one that could
     // not be pushed.
     const std::vector<std::uint32_t>& transferred() const noexcept;
+
+private:
+    bool Has(std::uint32_t part) const noexcept { return (present_ & part) != 0; }
+    vek::result_t WriteHead(std::byte*& buffer, std::size_t& size,
+                            HandleTransfer* transfer) noexcept;
+    vek::result_t WriteFileHandles(std::byte*& buffer, std::size_t& size,
+                                   HandleTransfer* transfer) noexcept;
+    vek::result_t TransferHandles(HandleTransfer* transfer, std::vector<std::uint32_t>& mask,
+                                  std::vector<std::uint32_t>& values) noexcept;
+
+    vek::trace::TracerPtr tracer_;
+    std::uint32_t present_ = 0;  // of rpc_presence
+    std::uint32_t call_id_ = 0;
+    std::uint32_t parent_call_id_ = 0;
+    std::span<const bytes_t> call_data_;
+    std::uint64_t call_data_size_ = 0;
+    std::span<const handle_t> handles_;
+    std::vector<std::uint32_t> transferred_;
 };
 
 }  // namespace remote
