@@ -96,12 +96,12 @@ vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHa
                                std::shared_ptr<Transport>& transport) noexcept;
 
 // Takes in one new peer: gives the handler of its requests, or null to refuse it. The handler is
-// held weakly: whoever accepts keeps it, and the transport. Called on threads of the listener's,
-// several at once.
+// held weakly: whoever accepts keeps it, and the transport, which can be called on from when this
+// has returned. Called on threads of the listener's, several at once.
 using AcceptPeer = std::function<std::shared_ptr<RequestHandler>(std::shared_ptr<Transport>)>;
 
-// Lets processes connect at an endpoint of this process until it is destroyed. Transports that it
-// has made live on.
+// Lets processes connect at an endpoint of this process until it is destroyed, which waits for calls
+// of AcceptPeer and must not be done in one. Transports that it has made live on.
 class Listener {
 public:
     virtual ~Listener() = default;

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace remote {
+
+// Counts a request for as long as it is served.
+class Counted {
+public:
+    explicit Counted(std::atomic<std::uint32_t>& count) noexcept : count_(count), value_(++count) {}
+    ~Counted() { --count_; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+    // This one included.
+    std::uint32_t value() const noexcept { return value_; }
+
+private:
+    std::atomic<std::uint32_t>& count_;
+    const std::uint32_t value_;
+};
+
+}  // namespace remote

@@ -1,0 +1,19 @@
+#pragma once
+
+// Packets in frames.
+
+#include "remote/rpc_protocol_processor_in.h"
+#include "remote/rpc_protocol_processor_out.h"
+#include "remote/socket_frame_posix.h"
+
+namespace remote {
+
+// Sends `packet` and the descriptors that it has. `failure` says why when it was not begun:
+// kInvalidSize, kInsufficientResources or kOutOfMemory.
+Sending SendPacket(int socket, FrameKind kind, RpcProtocolProcessorOut& packet,
+                   vek::result_t& failure) noexcept;
+
+// Gives the packet of `frame` with its handles made this process's.
+vek::result_t ReadPacket(Frame& frame, bool adopt_handles, RpcProtocolProcessorIn& packet) noexcept;
+
+}  // namespace remote

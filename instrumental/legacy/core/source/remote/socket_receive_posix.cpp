@@ -1,0 +1,161 @@
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "remote/socket_frame_posix.h"
+#include "remote/socket_wire_posix.h"
+
+namespace remote {
+namespace {
+
+using vek::platform::Descriptor;
+
+// Read together with the head: most frames take one call of the system.
+constexpr std::size_t kFirstRead = std::size_t{8} << 10;
+
+// What a length that the peer claims is believed without seeing the bytes.
+constexpr std::size_t kFirstCapacity = std::size_t{1} << 20;
+
+// The bytes of a body as they come.
+class Body {
+public:
+    ~Body() { std::free(bytes_); }
+    Body() = default;
+    Body(const Body&) = delete;
+    Body& operator=(const Body&) = delete;
+
+    bool Reserve(std::size_t capacity) noexcept {
+        void* const grown = std::realloc(bytes_, std::max<std::size_t>(capacity, 1));
+        if (grown == nullptr) return false;
+        bytes_ = static_cast<std::byte*>(grown);
+        capacity_ = capacity;
+        return true;
+    }
+
+    std::byte* data() const noexcept { return bytes_; }
+    std::size_t capacity() const noexcept { return capacity_; }
+
+    PacketBuffer Take(std::size_t size) noexcept {
+        return PacketBuffer(std::exchange(bytes_, nullptr), size);
+    }
+
+private:
+    std::byte* bytes_ = nullptr;
+    std::size_t capacity_ = 0;
+};
+
+// False when some were lost or there is no memory for them; those that arrived are owned anyway.
+bool TakeDescriptors(const msghdr& message, std::vector<Descriptor>& descriptors) noexcept {
+    bool whole = (message.msg_flags & MSG_CTRUNC) == 0;
+    auto* const first = const_cast<msghdr*>(&message);
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
+         part = CMSG_NXTHDR(first, part)) {
+        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) continue;
+        const std::size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+        for (std::size_t i = 0; i < count; ++i) {
+            int value;
+            std::memcpy(&value, CMSG_DATA(part) + i * sizeof value, sizeof value);
+            Descriptor owned(value);
+            try {
+                descriptors.push_back(std::move(owned));
+            } catch (const std::bad_alloc&) {
+                whole = false;
+            }
+        }
+    }
+    return whole;
+}
+
+// As recv, over interruptions.
+ssize_t Receive(int socket, void* bytes, std::size_t size) noexcept {
+    ssize_t received;
+    do {
+        received = ::recv(socket, bytes, size, MSG_WAITALL);
+    } while (received < 0 && errno == EINTR);
+    return received;
+}
+
+// Reads the rest of something of which `have` bytes are there.
+bool Complete(int socket, std::byte* bytes, std::size_t have, std::size_t size) noexcept {
+    while (have < size) {
+        const ssize_t received = Receive(socket, bytes + have, size - have);
+        if (received <= 0) return false;
+        have += static_cast<std::size_t>(received);
+    }
+    return true;
+}
+
+Receiving ReceiveRest(int socket, Body& body, std::size_t have, std::size_t size) noexcept {
+    std::size_t capacity = std::min(size, std::max(body.capacity(), kFirstCapacity));
+    for (;;) {
+        if (capacity > body.capacity() && !body.Reserve(capacity)) return Receiving::kNoMemory;
+        if (!Complete(socket, body.data(), have, capacity)) return Receiving::kLost;
+        if (capacity == size) return Receiving::kFrame;
+        have = capacity;
+        capacity = std::min(size, capacity * 2);
+    }
+}
+
+}  // namespace
+
+Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept {
+    frame.descriptors.clear();
+    Body body;
+    if (!body.Reserve(static_cast<std::size_t>(std::min<std::uint64_t>(kFirstRead, limit)))) {
+        return Receiving::kNoMemory;
+    }
+
+    FrameHead head;
+    std::array<iovec, 2> parts{{{&head, sizeof head}, {body.data(), body.capacity()}}};
+    alignas(cmsghdr) std::byte control[kControlSize];
+    msghdr message{};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = parts.size();
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    ssize_t received;
+    do {
+        received = ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
+    } while (received < 0 && errno == EINTR);
+    if (received == 0 || (received < 0 && errno == ECONNRESET)) return Receiving::kEnded;
+    if (received < 0) return Receiving::kLost;
+    if (message.msg_controllen != 0 && !TakeDescriptors(message, frame.descriptors)) {
+        return Receiving::kMalformed;
+    }
+
+    std::size_t have = static_cast<std::size_t>(received);
+    if (have < sizeof head) {
+        if (!Complete(socket, reinterpret_cast<std::byte*>(&head), have, sizeof head)) {
+            return Receiving::kLost;
+        }
+        have = sizeof head;
+    }
+    have -= sizeof head;
+    // On a lane the peer waits for an answer to each frame, so nothing can have come behind it.
+    if (head.size > limit || have > head.size || head.zero != 0) return Receiving::kMalformed;
+    if (have < head.size) {
+        const Receiving rest = ReceiveRest(socket, body, have, head.size);
+        if (rest != Receiving::kFrame) return rest;
+    }
+    frame.kind = head.kind;
+    frame.body = body.Take(head.size);
+    return Receiving::kFrame;
+}
+
+bool ReadVerdict(const Frame& frame, vek::result_t& verdict) noexcept {
+    Verdict said;
+    if (frame.body.size() != sizeof said || !frame.descriptors.empty()) return false;
+    std::memcpy(&said, frame.body.data(), sizeof said);
+    verdict = said.result;
+    return said.signature == kVerdictSignature;
+}
+
+}  // namespace remote
