@@ -1,0 +1,40 @@
+#pragma once
+
+#include <rpc.h>
+
+#include <string>
+#include <utility>
+
+#include "remote/endpoint.h"
+
+namespace remote {
+
+// An endpoint as a text for the peer: the protocol sequence, ":" and the name.
+std::string TextOf(const Endpoint& endpoint);
+
+// False for a text that TextOf does not give.
+bool ReadEndpoint(std::string_view text, Endpoint& endpoint) noexcept;
+
+// Owns the client's handle to a server. Any thread, several at once.
+class RpcBinding {
+public:
+    RpcBinding() noexcept = default;
+    RpcBinding(RpcBinding&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
+    RpcBinding& operator=(RpcBinding&& other) noexcept {
+        std::swap(value_, other.value_);
+        return *this;
+    }
+    ~RpcBinding() {
+        if (value_ != nullptr) ::RpcBindingFree(&value_);
+    }
+
+    // To `endpoint` of this machine; nobody need be there.
+    static RPC_STATUS To(const Endpoint& endpoint, RpcBinding& binding);
+
+    RPC_BINDING_HANDLE get() const noexcept { return value_; }
+
+private:
+    RPC_BINDING_HANDLE value_ = nullptr;
+};
+
+}  // namespace remote

@@ -1,0 +1,78 @@
+#include "remote/rpc_call_win32.h"
+
+#include <algorithm>
+
+namespace remote {
+namespace {
+
+namespace result = vek::result;
+using vek::platform::UniqueHandle;
+
+// A handle of the calling thread that others can use; none when the system gives none.
+UniqueHandle ThisThread() noexcept {
+    HANDLE thread = nullptr;
+    ::DuplicateHandle(::GetCurrentProcess(), ::GetCurrentThread(), ::GetCurrentProcess(), &thread,
+                      0, FALSE, DUPLICATE_SAME_ACCESS);
+    return UniqueHandle(thread);
+}
+
+void CALLBACK CancelThread(void* thread, BOOLEAN) { ::RpcCancelThreadEx(thread, 0); }
+
+}  // namespace
+
+vek::result_t ResultOf(RPC_STATUS status) noexcept {
+    switch (status) {
+        case RPC_S_OK:
+            return result::kOk;
+        // The call has not been executed.
+        case RPC_S_SERVER_UNAVAILABLE:
+        case RPC_S_NO_ENDPOINT_FOUND:
+        case EPT_S_NOT_REGISTERED:
+        case RPC_S_UNKNOWN_IF:
+        case RPC_S_SERVER_TOO_BUSY:
+        case RPC_S_CALL_FAILED_DNE:
+            return result::kNotReady;
+        case RPC_S_ACCESS_DENIED:
+            return result::kAccessDenied;
+        case RPC_S_OUT_OF_MEMORY:
+            return result::kOutOfMemory;
+        default:
+            return result::kRemoteCallFailed;
+    }
+}
+
+bool IsLoss(RPC_STATUS status) noexcept {
+    return status != RPC_S_OK && status != RPC_S_OUT_OF_MEMORY && status != RPC_S_SERVER_TOO_BUSY;
+}
+
+WaitingCalls::Wait::Wait(WaitingCalls& calls) : calls_(calls), thread_(ThisThread()) {
+    const std::lock_guard guard(calls_.lock_);
+    calls_.threads_.push_back(thread_.get());
+}
+
+WaitingCalls::Wait::~Wait() {
+    const std::lock_guard guard(calls_.lock_);
+    // A thread is here once for each call within a call.
+    calls_.threads_.erase(std::find(calls_.threads_.begin(), calls_.threads_.end(), thread_.get()));
+}
+
+bool WaitingCalls::Cancel() noexcept {
+    const std::lock_guard guard(lock_);
+    for (const HANDLE thread : threads_) {
+        if (thread != nullptr) ::RpcCancelThreadEx(thread, 0);
+    }
+    return !threads_.empty();
+}
+
+CallTimeout::CallTimeout(std::chrono::milliseconds timeout) noexcept : thread_(ThisThread()) {
+    if (!thread_ || ::CreateTimerQueueTimer(&timer_, nullptr, CancelThread, thread_.get(),
+                                            static_cast<DWORD>(timeout.count()), 100, 0) == FALSE) {
+        timer_ = nullptr;
+    }
+}
+
+CallTimeout::~CallTimeout() {
+    if (timer_ != nullptr) ::DeleteTimerQueueTimer(nullptr, timer_, INVALID_HANDLE_VALUE);
+}
+
+}  // namespace remote

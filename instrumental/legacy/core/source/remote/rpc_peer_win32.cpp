@@ -1,0 +1,69 @@
+#include "remote/rpc_peer_win32.h"
+
+#include <rpc.h>
+
+#include <optional>
+#include <vector>
+
+namespace remote {
+namespace {
+
+using vek::platform::UniqueHandle;
+
+// The content of a TOKEN_USER.
+std::optional<std::vector<std::byte>> UserOf(HANDLE process) {
+    HANDLE token = nullptr;
+    if (::OpenProcessToken(process, TOKEN_QUERY, &token) == FALSE) return {};
+    const UniqueHandle owned(token);
+    DWORD size = 0;
+    ::GetTokenInformation(token, TokenUser, nullptr, 0, &size);
+    std::vector<std::byte> user(size);
+    if (::GetTokenInformation(token, TokenUser, user.data(), size, &size) == FALSE) return {};
+    return user;
+}
+
+bool IsOfSameUser(std::uint32_t process_id) {
+    const UniqueHandle process(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+    if (!process) return false;
+    const auto theirs = UserOf(process.get());
+    const auto ours = UserOf(::GetCurrentProcess());
+    return theirs && ours &&
+           ::EqualSid(reinterpret_cast<const TOKEN_USER*>(theirs->data())->User.Sid,
+                      reinterpret_cast<const TOKEN_USER*>(ours->data())->User.Sid) != FALSE;
+}
+
+}  // namespace
+
+std::uint32_t CallingProcess(std::uint32_t claimed) noexcept {
+    // Not in every runtime, and only for "ncalrpc".
+    using inquire_t = RPC_STATUS(RPC_ENTRY*)(RPC_BINDING_HANDLE, unsigned long*);
+    static const auto inquire = reinterpret_cast<inquire_t>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleW(L"rpcrt4.dll"), "I_RpcBindingInqLocalClientPID")));
+    unsigned long told = 0;
+    if (inquire != nullptr && inquire(nullptr, &told) == RPC_S_OK && told != 0) return told;
+    return claimed;
+}
+
+bool IsProcessAllowed(std::uint32_t process_id, const PeerCheck& check) {
+    return check ? check(process_id) : IsOfSameUser(process_id);
+}
+
+PeerProcess::PeerProcess(std::uint32_t id, WAITORTIMERCALLBACK ended,
+                         std::uint64_t argument) noexcept
+    : id_(id), process_(::OpenProcess(SYNCHRONIZE | PROCESS_DUP_HANDLE, FALSE, id)) {
+    if (!process_) {
+        can_duplicate_ = false;
+        process_ = UniqueHandle(::OpenProcess(SYNCHRONIZE, FALSE, id));
+    }
+    if (!process_ || ::RegisterWaitForSingleObject(&wait_, process_.get(), ended,
+                                                   reinterpret_cast<void*>(argument), INFINITE,
+                                                   WT_EXECUTEONLYONCE) == FALSE) {
+        wait_ = nullptr;
+    }
+}
+
+PeerProcess::~PeerProcess() {
+    if (wait_ != nullptr) ::UnregisterWaitEx(wait_, nullptr);
+}
+
+}  // namespace remote

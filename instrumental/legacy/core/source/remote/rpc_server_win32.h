@@ -1,0 +1,67 @@
+#pragma once
+
+// The RPC server of this process, one for all listeners and connections. The interface is
+// registered as long as one of them needs it. The RPC runtime keeps an endpoint that was used once
+// until the process ends.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "remote/accept_gate.h"
+#include "remote/endpoint.h"
+#include "vek/core/result.h"
+
+namespace remote {
+
+class RpcConnection;
+
+// "Already exists".
+inline constexpr vek::result_t kEndpointTaken = 0x80010105;
+
+// Operations may be called from any thread.
+class RpcServer {
+public:
+    // Keeps the interface registered.
+    class Use {
+    public:
+        Use();  // raises a SystemException
+        ~Use();
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+    };
+
+    static RpcServer& Get() noexcept;
+
+    // Makes this process reachable at `endpoint`; at a port that the system chooses when it has
+    // neither number. Nothing to do when it is already.
+    vek::result_t Open(Endpoint& endpoint);
+    // Where peers that are reached over the protocol of `peer` can reach this process.
+    vek::result_t OpenOwn(const Endpoint& peer, Endpoint& own);
+
+    // False when there is a listener at `endpoint`.
+    bool AddListener(const Endpoint& endpoint, std::shared_ptr<AcceptGate> gate);
+    void RemoveListener(const Endpoint& endpoint) noexcept;
+    std::shared_ptr<AcceptGate> ListenerAt(const std::string& endpoint) noexcept;
+
+    // Gives the number that the peer calls under; none else can guess it.
+    std::uint64_t AddConnection(const std::shared_ptr<RpcConnection>& connection);
+    void RemoveConnection(std::uint64_t token) noexcept;
+    std::shared_ptr<RpcConnection> ConnectionOf(std::uint64_t token) noexcept;
+
+private:
+    vek::result_t OpenAnyPort(Endpoint& endpoint);
+
+    std::mutex use_lock_;
+    std::uint32_t uses_ = 0;
+
+    std::mutex lock_;
+    std::set<std::string> opened_;
+    std::map<std::string, std::shared_ptr<AcceptGate>> listeners_;
+    std::map<std::uint64_t, std::weak_ptr<RpcConnection>> connections_;
+};
+
+}  // namespace remote
