@@ -79,6 +79,7 @@ public:
         answer_ = reader.Read<result_t>();
         if (Failed(answer_)) return;
         ForEach(sent_, [&](auto& p) { p.Deserialize(reader, *connection_); });
+        CheckCounts(reader, std::index_sequence_for<P...>());
     }
     result_t CheckOutputFlags(const NullFlags& flags) const noexcept override {
         FlagCheck check(flags);
@@ -98,6 +99,20 @@ public:
     }
 
 private:
+    template <std::size_t... Index>
+    void CheckCounts(serialization::Reader& reader, std::index_sequence<Index...>) {
+        (
+            [&] {
+                if constexpr (std::is_same_v<P, std::span<std::byte>>) {
+                    const auto count = std::get<Index + 1>(sent_).value();
+                    if (!std::get<Index>(sent_).IsFilledBy(count)) {
+                        reader.Fail(result::kInvalidSize);
+                    }
+                }
+            }(),
+            ...);
+    }
+
     std::tuple<typename Parameter<P>::Sent...> sent_;
     Connection* connection_ = nullptr;
     result_t answer_ = result::kUnexpected;

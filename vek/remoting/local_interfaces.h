@@ -3,11 +3,9 @@
 #include <array>
 
 #include "vek/core/object.h"
-#include "vek/remoting/stub_handle.h"
+#include "vek/remoting/remote_object.h"
 
 namespace vek::remoting {
-
-class Connection;
 
 // Interfaces that make sense in their own process alone: a proxy refuses to ask the peer for them.
 inline constexpr std::array<interface_id_t, 6> kLocalInterfaces = {
@@ -17,9 +15,8 @@ inline constexpr std::array<interface_id_t, 6> kLocalInterfaces = {
 struct IProxy : IObject {
     static constexpr interface_id_t kInterfaceId = 0x6EF3329B;
 
-    // The handle of the stub behind this proxy when it is reached through `connection`, otherwise
-    // kNoHandle.
-    virtual stub_handle_t HandleIn(const Connection& connection) noexcept = 0;
+    // Where the object behind this proxy is now; a failing code when it cannot be reached.
+    virtual result_t Reach(Place& place) noexcept = 0;
 
 protected:
     ~IProxy() = default;

@@ -15,7 +15,9 @@ namespace {
 stub_handle_t PeersHandle(const Connection& connection, IObject* object) noexcept {
     RefPtr<IProxy> proxy;
     if (Failed(object->QueryInterface(IProxy::kInterfaceId, proxy.put_void()))) return kNoHandle;
-    return proxy->HandleIn(connection);
+    Place place;
+    if (Failed(proxy->Reach(place)) || place.connection.get() != &connection) return kNoHandle;
+    return place.handle;
 }
 
 }  // namespace

@@ -151,6 +151,8 @@ struct Parameter<std::span<std::byte>> {
             serialization::Deserialize(reader, filled_);
             if (filled_.size() > target_.size()) reader.Fail(result::kInvalidSize);
         }
+        // The peer's count must be that of the bytes it sent.
+        bool IsFilledBy(std::uint32_t count) const noexcept { return filled_.size() == count; }
         void Commit() noexcept {
             if (!filled_.empty()) std::memcpy(target_.data(), filled_.data(), filled_.size());
         }

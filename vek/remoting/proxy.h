@@ -20,13 +20,7 @@ public:
     explicit ProxyBase(std::shared_ptr<RemoteObject> object) noexcept
         : object_(std::move(object)) {}
 
-    stub_handle_t HandleIn(const Connection& connection) noexcept override {
-        Place place;
-        if (Failed(object_->Reach(place)) || place.connection.get() != &connection) {
-            return kNoHandle;
-        }
-        return place.handle;
-    }
+    result_t Reach(Place& place) noexcept override { return object_->Reach(place); }
 
 protected:
     // Calls the method `id` with parameters of the types P. A call that a lost peer certainly never

@@ -3,12 +3,12 @@
 #include <mutex>
 
 #include "vek/core/current_exception.h"
+#include "vek/remoting/connection.h"
 #include "vek/remoting/local_interfaces.h"
 
 namespace vek::remoting {
 
-RecoveringService::RecoveringService(std::shared_ptr<ConnectionSource> source,
-                                     interface_id_t id) noexcept
+RecoveringService::RecoveringService(LocatorSource source, interface_id_t id)
     : source_(std::move(source)), id_(id) {}
 
 result_t RecoveringService::Reach(Place& place) noexcept {
@@ -19,32 +19,36 @@ result_t RecoveringService::Reach(Place& place) noexcept {
             return result::kOk;
         }
     }
+    RefPtr<IObject> service;
+    const result_t result = Find(service);
+    return Failed(result) ? result : Adopt(std::move(service), place);
+}
 
-    Place found;
+result_t RecoveringService::Find(RefPtr<IObject>& service) const noexcept {
     RefPtr<IServiceLocator> locator;
-    result_t result = source_->Get(found.connection, locator);
-    if (Failed(result)) return result;
-    void* service = nullptr;
-    result = locator->GetInterface(id_, nullptr, &service);
-    if (Failed(result)) return result;
-    auto owner = RefPtr<IObject>::Adopt(static_cast<IObject*>(service));
-    RefPtr<IProxy> proxy;
-    if (owner && Succeeded(owner->QueryInterface(IProxy::kInterfaceId, proxy.put_void()))) {
-        found.handle = proxy->HandleIn(*found.connection);
-    }
-    if (found.handle == kNoHandle) return result::kNotFound;
+    const result_t result = source_(locator);
+    return Failed(result) ? result : locator->GetInterface(id_, nullptr, service.put_void());
+}
 
+result_t RecoveringService::Adopt(RefPtr<IObject> service, Place& place) noexcept {
+    RefPtr<IProxy> proxy;
+    if (!service || Failed(service->QueryInterface(IProxy::kInterfaceId, proxy.put_void()))) {
+        return result::kNotSupported;
+    }
+    Place found;
+    const result_t result = proxy->Reach(found);
+    if (Failed(result)) return result;
     place = found;
     const std::lock_guard guard(lock_);
     std::swap(place_, found);  // what was there goes when the lock is no longer held
-    std::swap(service_, owner);
+    std::swap(service_, service);
     return result::kOk;
 }
 
 bool RecoveringService::Recover(const Place& place) noexcept { return !place.connection->IsOpen(); }
 
-RecoveringLocator::RecoveringLocator(std::shared_ptr<ConnectionSource> source,
-                                     std::shared_ptr<const ProxyStubFactories> factories) noexcept
+RecoveringLocator::RecoveringLocator(LocatorSource source,
+                                     std::shared_ptr<const ProxyStubFactories> factories)
     : source_(std::move(source)), factories_(std::move(factories)) {}
 
 result_t RecoveringLocator::GetInterface(interface_id_t id, const void* reserved,
@@ -56,11 +60,17 @@ result_t RecoveringLocator::GetInterface(interface_id_t id, const void* reserved
     if (factory == nullptr) return result::kNotSupported;
     try {
         auto object = std::make_shared<RecoveringService>(source_, id);
-        Place place;
-        const result_t result = object->Reach(place);
+        RefPtr<IObject> found;
+        result_t result = object->Find(found);
         if (Failed(result)) return result;
-        factory->make_proxy(std::move(object), service);
-        return result::kOk;
+        Place place;
+        result = object->Adopt(found, place);
+        if (result == result::kNotSupported) {
+            *service = found.detach();
+            return result::kOk;
+        }
+        if (Succeeded(result)) factory->make_proxy(std::move(object), service);
+        return result;
     } catch (...) {
         return CurrentExceptionResult();
     }

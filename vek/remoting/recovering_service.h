@@ -1,35 +1,35 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "vek/core/ref_ptr.h"
 #include "vek/core/service_locator.h"
 #include "vek/platform/lock.h"
-#include "vek/remoting/connection.h"
+#include "vek/remoting/proxy_stub_factory.h"
 #include "vek/remoting/remote_object.h"
 
 namespace vek::remoting {
 
-// Connects to a process that may come and go. Any thread may call it.
-class ConnectionSource {
-public:
-    virtual ~ConnectionSource() = default;
-
-    // The connection, made anew when there is none that is open, and the locator that came with it.
-    virtual result_t Get(std::shared_ptr<Connection>& connection,
-                         RefPtr<IServiceLocator>& locator) noexcept = 0;
-};
+// Gives the locator of a process that may come and go: a proxy over a connection that is open, made
+// anew when there is none. Called from any thread; must not raise.
+using LocatorSource = std::function<result_t(RefPtr<IServiceLocator>& locator)>;
 
 // A service of a process that may come and go: found anew, by its id, in every new connection.
 class RecoveringService final : public RemoteObject {
 public:
-    RecoveringService(std::shared_ptr<ConnectionSource> source, interface_id_t id) noexcept;
+    RecoveringService(LocatorSource source, interface_id_t id);
 
     result_t Reach(Place& place) noexcept override;
     bool Recover(const Place& place) noexcept override;
 
+    // Asks the process for the service.
+    result_t Find(RefPtr<IObject>& service) const noexcept;
+    // Keeps what Find gave. kNotSupported for an object of this process.
+    result_t Adopt(RefPtr<IObject> service, Place& place) noexcept;
+
 private:
-    const std::shared_ptr<ConnectionSource> source_;
+    const LocatorSource source_;
     const interface_id_t id_;
     platform::RecursiveLock lock_;  // guards what follows
     Place place_;
@@ -37,17 +37,17 @@ private:
 };
 
 // Gives services that recover: proxies that need not be asked for again when the process that
-// serves them was started anew. A lookup asks the process and fails when it is not there.
+// serves them was started anew. A lookup asks the process and fails when it is not there; it gives
+// a service that is in this process as it is.
 class RecoveringLocator final : public ObjectImpl<IServiceLocator> {
 public:
-    RecoveringLocator(std::shared_ptr<ConnectionSource> source,
-                      std::shared_ptr<const ProxyStubFactories> factories) noexcept;
+    RecoveringLocator(LocatorSource source, std::shared_ptr<const ProxyStubFactories> factories);
 
     result_t GetInterface(interface_id_t id, const void* reserved,
                           void** service) noexcept override;
 
 private:
-    const std::shared_ptr<ConnectionSource> source_;
+    const LocatorSource source_;
     const std::shared_ptr<const ProxyStubFactories> factories_;
 };
 

@@ -54,11 +54,6 @@ private:
         result = Take(
             "VEK remoting, SyncMethodProxy5: Serialization of input arguments failed, errCode = ",
             [&] {
-                if ((target_.attributes & method_attribute::kPriority) != 0) {
-                    trace::Write(connection_.tracer(), level::kRemotingDetail,
-                                 "VEK remoting, SyncMethodProxy5: priority will be set for call");
-                    SerializeToRope(writer, CurrentCallPriority());
-                }
                 arguments_.SerializeInputs(writer);
                 return result::kOk;
             });
@@ -75,8 +70,16 @@ private:
                 });
             if (Failed(result)) return result;
         }
+        serialization::Writer priority;
+        const bool with_priority = (target_.attributes & method_attribute::kPriority) != 0;
+        if (with_priority) {
+            trace::Write(connection_.tracer(), level::kRemotingDetail,
+                         "VEK remoting, SyncMethodProxy5: priority will be set for call");
+        }
         result = Take("VEK remoting, SyncMethodProxy5: SendReceive failed, errCode = ", [&] {
+            if (with_priority) SerializeToRope(priority, CurrentCallPriority());
             Rope request;
+            request.Append(priority.Pieces());
             request.Append(writer.Pieces());
             return connection_.DoSendReceiveWithRopes(target_, request, reply_);
         });

@@ -66,7 +66,6 @@ result_t DataStreamProxy::ReadAhead(std::span<std::byte> buffer, std::size_t& re
     if (Failed(code)) return code;
     filled_ = read;
     at_end_ = read < size;
-    next_ahead_ = std::min(2 * next_ahead_, kMostAhead);
 
     taken_ = read = std::min(filled_, buffer.size());
     if (taken_ > 0) std::memcpy(buffer.data(), ahead_.get(), taken_);
@@ -90,6 +89,7 @@ result_t DataStreamProxy::Read(std::span<std::byte> buffer, std::uint32_t& read)
         const result_t code =
             rest.size() < next_ahead_ ? ReadAhead(rest, got) : ReadThrough(rest, got);
         if (Failed(code)) return code;
+        next_ahead_ = std::min(2 * std::max(next_ahead_, rest.size()), kMostAhead);
     }
     read = static_cast<std::uint32_t>(had + got);
     return result::kOk;

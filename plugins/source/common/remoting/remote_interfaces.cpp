@@ -2,6 +2,7 @@
 
 #include "common/remoting/data_stream_proxy.h"
 #include "common/remoting/mail_remote.h"
+#include "common/remoting/product_remote.h"
 #include "vek/remoting/service_locator_remote.h"
 
 namespace plugins::remoting {
@@ -13,7 +14,8 @@ std::shared_ptr<const vek::remoting::ProxyStubFactories> RemoteInterfaces() {
         std::vector<const vek::remoting::ProxyStubFactory*>{
             FactoryOf<vek::IServiceLocator>(), FactoryOf<IMailScanner>(), FactoryOf<IMailMessage>(),
             FactoryOf<IPropertyProvider>(), FactoryOf<IAttachmentsEnum>(),
-            FactoryOf<IDataStream, DataStreamProxy>()});
+            FactoryOf<IDataStream, DataStreamProxy>(), FactoryOf<product::IProductSettings>(),
+            FactoryOf<product::ILocalization>(), FactoryOf<product::ISettingsWindow>()});
     return factories;
 }
 
