@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/loader/product_loader.h"
 #include "common/loader/remote_connector.h"
 #include "common/product_info/installed_product.h"
 #include "sandbox/product/in_process_product.h"
@@ -67,13 +66,7 @@ public:
     }
 
     plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) override {
-        return [tracer = std::move(tracer)](vek::RefPtr<plugins::ILoader>& loader) {
-            plugins::product_info::LibraryEnvironment environment;
-            environment.tracer = tracer;
-            loader = vek::MakeObject<plugins::loader::ProductLoader>(
-                environment, plugins::loader::RemoteConnector(tracer));
-            return vek::result::kOk;
-        };
+        return plugins::loader::ProductLoaderFactory(std::move(tracer));
     }
 
     std::optional<ScanReport> TakeReport() override {
