@@ -2,6 +2,7 @@
 
 #include "vek/core/current_exception.h"
 #include "vek/remoting/connection.h"
+#include "vek/remoting/received_handles.h"
 #include "vek/remoting/serving.h"
 #include "vek/trace/line.h"
 
@@ -108,6 +109,7 @@ result_t Connection::DoExchange(const SendTexts& texts, const CallTarget& target
         trace::Write(config_.tracer, level::kError, texts.cannot_place);
         return result;
     }
+    const ReceivedHandles handles(reply.packet);
     result = Transmit(packet, request, reply);
     if (Failed(result)) return result;
 

@@ -3,6 +3,7 @@
 #include "vek/core/current_exception.h"
 #include "vek/remoting/connection.h"
 #include "vek/remoting/invocation.h"
+#include "vek/remoting/received_handles.h"
 #include "vek/remoting/service_calls.h"
 #include "vek/remoting/special_methods.h"
 #include "vek/trace/line.h"
@@ -13,6 +14,7 @@ namespace level = trace::level;
 
 void IncomingProcessor::Process(remote::RpcProtocolProcessorIn& request,
                                 remote::ReplySender& sender) noexcept {
+    const ReceivedHandles handles(request);
     ServingFrame frame(connection_, request.call_id());
     ReplyPort reply(connection_, frame, request, sender);
     serialization::Reader reader(request.GetCallData());

@@ -44,6 +44,7 @@ public:
 
     // Called for each packet of a request, on a thread of the transport's or on one that waits in
     // SendReceive, and for several at once. The packet is well-formed; its content is the peer's.
+    // The handler owns the packet's handles.
     virtual void HandleRequest(RpcProtocolProcessorIn& request, ReplySender& reply) noexcept = 0;
 
     // Called once when the transport has come to its end, with the reason: by Close, or
@@ -84,8 +85,9 @@ using PeerCheck = std::function<bool(std::uint32_t process_id)>;
 struct TransportConfig {
     vek::trace::TracerPtr tracer;
     PeerCheck peer_check;
-    // Received handles that the sender pushed here belong to the handler as they are.
-    bool adopt_handles = true;
+    // Received handles that the sender pushed here are taken as they are, instead of being
+    // duplicated: only for a peer that is trusted to name none but those.
+    bool adopt_handles = false;
 };
 
 // Reaches the process at `endpoint`. The transport keeps `handler` alive no longer than it is

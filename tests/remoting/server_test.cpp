@@ -1,0 +1,126 @@
+// A server and its clients over the system's own transport.
+
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "common/remoting/remote_interfaces.h"
+#include "sandbox/product/in_process_product.h"
+#include "sandbox/product/mail_scanner.h"
+#include "tests/product/fake_message.h"
+#include "tests/remote/transport_ends.h"
+#include "vek/platform/thread.h"
+#include "vek/remoting/server.h"
+
+namespace tests {
+namespace {
+
+using plugins::mail_processing::IMailMessage;
+using plugins::mail_processing::IMailScanner;
+using vek::RefPtr;
+using vek::result_t;
+namespace remoting = vek::remoting;
+namespace result = vek::result;
+
+// Each call of the message from another thread: on the one that serves the check, and on one that
+// does not.
+result_t LookFromTwoThreads(bool, IMailMessage& message) {
+    std::u16string here, there;
+    result_t code = message.GetSubject(here);
+    std::thread([&] {
+        if (vek::Failed(message.GetSubject(there))) code = result::kUnexpected;
+    }).join();
+    if (here != there) code = result::kUnexpected;
+    return vek::Failed(code) ? code : message.SetSubject(here + u"!");
+}
+
+class Master final : public remoting::MasterObject {
+public:
+    result_t Lock() noexcept override {
+        ++locks;
+        return result::kOk;
+    }
+    void Unlock() noexcept override { --locks; }
+    result_t GetServiceLocator(RefPtr<vek::IServiceLocator>& locator) noexcept override {
+        locator = vek::MakeObject<sandbox::product::InProcessProduct>(
+            vek::MakeObject<sandbox::product::ScriptedScanner>(LookFromTwoThreads));
+        return result::kOk;
+    }
+    std::atomic<int> locks = 0;
+};
+
+struct RemotingServer : testing::Test {
+    RemotingServer() {
+        remoting::ServerConfig config;
+        config.endpoint.local_id = vek::platform::CurrentProcessId();
+        config.connection.factories = plugins::remoting::RemoteInterfaces();
+        config.connection.master = master;
+        EXPECT_EQ(remoting::Server::Start(std::move(config), server), result::kOk);
+    }
+
+    std::shared_ptr<remoting::Connection> Connect() {
+        remoting::ConnectionConfig config;
+        config.factories = plugins::remoting::RemoteInterfaces();
+        std::shared_ptr<remoting::Connection> connection;
+        EXPECT_EQ(remoting::ConnectToServer(server->endpoint(), std::move(config), {}, connection),
+                  result::kOk);
+        return connection;
+    }
+
+    static void WaitUntil(const std::function<bool()>& condition) {
+        for (int i = 0; i < 500 && !condition(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_TRUE(condition());
+    }
+
+    const std::shared_ptr<Master> master = std::make_shared<Master>();
+    std::unique_ptr<remoting::Server> server;
+};
+
+TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
+    std::vector<std::thread> threads;
+    for (int client = 0; client < 4; ++client) {
+        threads.emplace_back([this] {
+            const auto connection = Connect();
+            RefPtr<vek::IServiceLocator> locator;
+            RefPtr<IMailScanner> scanner;
+            ASSERT_EQ(connection->GetServiceLocator(locator), result::kOk);
+            ASSERT_EQ(
+                locator->GetInterface(IMailScanner::kInterfaceId, nullptr, scanner.put_void()),
+                result::kOk);
+            std::vector<std::thread> callers;
+            for (int caller = 0; caller < 3; ++caller) {
+                callers.emplace_back([&] {
+                    for (int round = 0; round < 10; ++round) {
+                        const auto message = vek::MakeObject<sandbox::product::FakeMessage>();
+                        message->subject = u"s";
+                        EXPECT_EQ(scanner->CheckMessage(1, true, message.get()), result::kOk);
+                        EXPECT_EQ(message->subject, u"s!");
+                    }
+                });
+            }
+            for (std::thread& caller : callers) caller.join();
+            EXPECT_EQ(connection->registry().size(), 0u) << "every message is given back";
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    WaitUntil([this] { return server->connection_count() == 0 && master->locks == 0; });
+}
+
+TEST_F(RemotingServer, GoesDownUnderItsClients) {
+    const auto connection = Connect();
+    RefPtr<vek::IServiceLocator> locator;
+    ASSERT_EQ(connection->GetServiceLocator(locator), result::kOk);
+    server.reset();
+    WaitUntil([&] { return !connection->IsOpen(); });
+    void* service = nullptr;
+    EXPECT_EQ(locator->GetInterface(IMailScanner::kInterfaceId, nullptr, &service),
+              result::kRemoteCallFailed);
+    std::shared_ptr<remoting::Connection> none;
+    EXPECT_EQ(remoting::ConnectToServer({vek::platform::CurrentProcessId(), 0}, {}, {}, none),
+              result::kNotReady);
+}
+
+}  // namespace
+}  // namespace tests
