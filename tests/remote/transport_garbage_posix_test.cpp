@@ -160,7 +160,7 @@ TEST_F(Garbage, AsAReplyEndsTheCall) {
             const Descriptor control(::accept(socket.get(), nullptr, nullptr));
             remote::SendVerdict(control.get(), FrameKind::kWelcome, result::kOk);
             remote::Frame frame;
-            remote::ReceiveFrame(control.get(), 0, frame);
+            remote::ReceiveFrameWithDescriptors(control.get(), 0, frame);
             const Descriptor lane = std::move(frame.descriptors.at(0));
             remote::SendVerdict(lane.get(), FrameKind::kWelcome, result::kOk);
             EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kRequest);

@@ -85,7 +85,7 @@ vek::result_t SocketConnection::Exchange(SocketLane& lane, RpcProtocolProcessorO
     }
     for (;;) {
         Frame frame;
-        const Receiving received = ReceiveFrame(lane.socket(), kMaxPacketSize, frame);
+        const Receiving received = ReceiveOnLane(lane.socket(), frame);
         if (received != Receiving::kFrame) return Lose(received);
         if (frame.kind != FrameKind::kRequest) return ReadReply(frame, request.call_id(), reply);
         if (!ServeRequest(lane, frame)) return Lose(Receiving::kEnded);

@@ -23,7 +23,8 @@ enum class FrameKind : std::uint16_t {
     kNewLane = 2,  // on the control socket, with the descriptor of the lane
     kRequest = 3,
     kReply = 4,
-    kNoReply = 5,  // instead of a reply
+    kNoReply = 5,      // instead of a reply
+    kDescriptors = 6,  // the next frame brings descriptors, and is sent when a welcome has come
 };
 
 struct Frame {
@@ -42,6 +43,11 @@ enum class Sending {
 Sending SendFrame(int socket, FrameKind kind, bytes_t head, std::span<const bytes_t> pieces = {},
                   std::span<const int> descriptors = {}) noexcept;
 
+// Sends one whose body is in `frame` already, behind room for the head: for short ones, which cost
+// less so than gathered.
+Sending SendFrame(int socket, FrameKind kind, std::span<std::byte> frame) noexcept;
+inline constexpr std::size_t kFrameHeadSize = 8;
+
 enum class Receiving {
     kFrame,
     kEnded,  // the peer closed the socket, or it was shut down, between two frames
@@ -50,10 +56,13 @@ enum class Receiving {
     kNoMemory,
 };
 
-// Waits for one frame whose body is at most `limit` bytes, and reads no more than that. A body
-// takes memory as it arrives: at most about twice that much. After anything but kFrame the socket
-// is of no more use.
+// Waits for one frame without descriptors whose body is at most `limit` bytes, and reads no more
+// than that. A body takes memory as it arrives: at most about twice that much. After anything but
+// kFrame the socket is of no more use.
 Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept;
+
+// The same for one that may have descriptors, which costs the system more.
+Receiving ReceiveFrameWithDescriptors(int socket, std::uint64_t limit, Frame& frame) noexcept;
 
 // A frame that says a result: what a process thinks of a lane, or why there is no reply. Does not
 // wait: there is room for it, unless the peer keeps none.

@@ -13,6 +13,9 @@ namespace remote {
 Sending SendPacket(int socket, FrameKind kind, RpcProtocolProcessorOut& packet,
                    vek::result_t& failure) noexcept;
 
+// Waits for the next frame on a lane, with the descriptors that it announces.
+Receiving ReceiveOnLane(int socket, Frame& frame) noexcept;
+
 // Gives the packet of `frame` with its handles made this process's.
 vek::result_t ReadPacket(Frame& frame, bool adopt_handles, RpcProtocolProcessorIn& packet) noexcept;
 

@@ -2,7 +2,6 @@
 #include <sys/uio.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -18,7 +17,7 @@ namespace {
 
 using vek::platform::Descriptor;
 
-// Read together with the head: most frames take one call of the system.
+// Read together with the head.
 constexpr std::size_t kFirstRead = std::size_t{8} << 10;
 
 // What a length that the peer claims is believed without seeing the bytes.
@@ -94,53 +93,47 @@ bool Complete(int socket, std::byte* bytes, std::size_t have, std::size_t size) 
 }
 
 Receiving ReceiveRest(int socket, Body& body, std::size_t have, std::size_t size) noexcept {
-    std::size_t capacity = std::min(size, std::max(body.capacity(), kFirstCapacity));
     for (;;) {
-        if (capacity > body.capacity() && !body.Reserve(capacity)) return Receiving::kNoMemory;
+        const std::size_t capacity = body.capacity();
         if (!Complete(socket, body.data(), have, capacity)) return Receiving::kLost;
         if (capacity == size) return Receiving::kFrame;
         have = capacity;
-        capacity = std::min(size, capacity * 2);
+        if (!body.Reserve(std::min(size, capacity * 2))) return Receiving::kNoMemory;
     }
 }
 
-}  // namespace
+// Most frames come whole with one call of the system, and their size is known only then.
+struct FirstRead {
+    alignas(FrameHead) std::byte bytes[sizeof(FrameHead) + kFirstRead];
 
-Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept {
-    frame.descriptors.clear();
-    Body body;
-    if (!body.Reserve(static_cast<std::size_t>(std::min<std::uint64_t>(kFirstRead, limit)))) {
-        return Receiving::kNoMemory;
+    static std::size_t Size(std::uint64_t limit) noexcept {
+        return sizeof(FrameHead) +
+               static_cast<std::size_t>(std::min<std::uint64_t>(kFirstRead, limit));
     }
+};
 
-    FrameHead head;
-    std::array<iovec, 2> parts{{{&head, sizeof head}, {body.data(), body.capacity()}}};
-    alignas(cmsghdr) std::byte control[kControlSize];
-    msghdr message{};
-    message.msg_iov = parts.data();
-    message.msg_iovlen = parts.size();
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    ssize_t received;
-    do {
-        received = ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
-    } while (received < 0 && errno == EINTR);
-    if (received == 0 || (received < 0 && errno == ECONNRESET)) return Receiving::kEnded;
-    if (received < 0) return Receiving::kLost;
-    if (message.msg_controllen != 0 && !TakeDescriptors(message, frame.descriptors)) {
-        return Receiving::kMalformed;
-    }
+Receiving AtEnd(ssize_t received) noexcept {
+    return received == 0 || errno == ECONNRESET ? Receiving::kEnded : Receiving::kLost;
+}
 
+// Reads the rest of a frame that has begun.
+Receiving Finish(int socket, std::uint64_t limit, FirstRead& first, ssize_t received,
+                 Frame& frame) noexcept {
     std::size_t have = static_cast<std::size_t>(received);
-    if (have < sizeof head) {
-        if (!Complete(socket, reinterpret_cast<std::byte*>(&head), have, sizeof head)) {
-            return Receiving::kLost;
-        }
-        have = sizeof head;
+    if (have < sizeof(FrameHead)) {
+        if (!Complete(socket, first.bytes, have, sizeof(FrameHead))) return Receiving::kLost;
+        have = sizeof(FrameHead);
     }
-    have -= sizeof head;
+    have -= sizeof(FrameHead);
+    FrameHead head;
+    std::memcpy(&head, first.bytes, sizeof head);
     // On a lane the peer waits for an answer to each frame, so nothing can have come behind it.
     if (head.size > limit || have > head.size || head.zero != 0) return Receiving::kMalformed;
+    Body body;
+    if (!body.Reserve(std::min<std::size_t>(head.size, kFirstCapacity))) {
+        return Receiving::kNoMemory;
+    }
+    std::memcpy(body.data(), first.bytes + sizeof head, have);
     if (have < head.size) {
         const Receiving rest = ReceiveRest(socket, body, have, head.size);
         if (rest != Receiving::kFrame) return rest;
@@ -148,6 +141,36 @@ Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept {
     frame.kind = head.kind;
     frame.body = body.Take(head.size);
     return Receiving::kFrame;
+}
+
+}  // namespace
+
+Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept {
+    FirstRead first;
+    const std::size_t size = first.Size(limit);
+    ssize_t received;
+    do {
+        received = ::recv(socket, first.bytes, size, 0);
+    } while (received < 0 && errno == EINTR);
+    return received > 0 ? Finish(socket, limit, first, received, frame) : AtEnd(received);
+}
+
+Receiving ReceiveFrameWithDescriptors(int socket, std::uint64_t limit, Frame& frame) noexcept {
+    FirstRead first;
+    iovec part{first.bytes, first.Size(limit)};
+    alignas(cmsghdr) std::byte control[kControlSize];
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    ssize_t received;
+    do {
+        received = ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
+    } while (received < 0 && errno == EINTR);
+    if (received <= 0) return AtEnd(received);
+    if (!TakeDescriptors(message, frame.descriptors)) return Receiving::kMalformed;
+    return Finish(socket, limit, first, received, frame);
 }
 
 bool ReadVerdict(const Frame& frame, vek::result_t& verdict) noexcept {

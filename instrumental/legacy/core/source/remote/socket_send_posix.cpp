@@ -113,6 +113,22 @@ Sending SendWith(int flags, int socket, FrameKind kind, bytes_t head,
 
 }  // namespace
 
+Sending SendFrame(int socket, FrameKind kind, std::span<std::byte> frame) noexcept {
+    const FrameHead head{static_cast<std::uint32_t>(frame.size() - sizeof(FrameHead)), kind, 0};
+    std::memcpy(frame.data(), &head, sizeof head);
+    bytes_t left = frame;
+    while (!left.empty()) {
+        const ssize_t sent = ::send(socket, left.data(), left.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0) {
+            const bool begun = left.size() < frame.size();
+            return begun || IsLoss(errno) ? Sending::kLost : Sending::kNotBegun;
+        }
+        left = left.subspan(static_cast<std::size_t>(sent));
+    }
+    return Sending::kSent;
+}
+
 Sending SendFrame(int socket, FrameKind kind, bytes_t head, std::span<const bytes_t> pieces,
                   std::span<const int> descriptors) noexcept {
     return SendWith(0, socket, kind, head, pieces, descriptors);

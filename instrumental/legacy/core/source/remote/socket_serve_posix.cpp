@@ -49,7 +49,7 @@ void SocketConnection::WatchControl() noexcept {
     state_.wait(State::kNew);
     for (;;) {
         Frame frame;
-        const Receiving received = ReceiveFrame(control(), 0, frame);
+        const Receiving received = ReceiveFrameWithDescriptors(control(), 0, frame);
         if (received != Receiving::kFrame || frame.kind != FrameKind::kNewLane ||
             frame.descriptors.size() != 1) {
             Lose(received);
@@ -86,7 +86,7 @@ void SocketConnection::ServeLane(const lane_ptr_t& lane) noexcept {
     SendVerdict(lane->socket(), FrameKind::kWelcome, result::kOk);
     for (;;) {
         Frame frame;
-        const Receiving received = ReceiveFrame(lane->socket(), kMaxPacketSize, frame);
+        const Receiving received = ReceiveOnLane(lane->socket(), frame);
         if (received == Receiving::kEnded) break;
         if (received != Receiving::kFrame || frame.kind != FrameKind::kRequest) {
             Lose(received);

@@ -15,7 +15,7 @@ struct FrameHead {
     FrameKind kind;
     std::uint16_t zero;
 };
-static_assert(sizeof(FrameHead) == 8);
+static_assert(sizeof(FrameHead) == kFrameHeadSize);
 
 // Tells a peer that speaks this from another by its first bytes.
 inline constexpr std::uint32_t kVerdictSignature = 0x314C4D56;
