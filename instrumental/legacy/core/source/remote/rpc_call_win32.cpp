@@ -2,18 +2,26 @@
 
 #include <algorithm>
 
+#include "vek/platform/handle_win32.h"
+
 namespace remote {
 namespace {
 
 namespace result = vek::result;
 using vek::platform::UniqueHandle;
 
-// A handle of the calling thread that others can use; none when the system gives none.
-UniqueHandle ThisThread() noexcept {
+UniqueHandle OpenThisThread() noexcept {
     HANDLE thread = nullptr;
     ::DuplicateHandle(::GetCurrentProcess(), ::GetCurrentThread(), ::GetCurrentProcess(), &thread,
                       0, FALSE, DUPLICATE_SAME_ACCESS);
     return UniqueHandle(thread);
+}
+
+// A handle of the calling thread that others can use while it lives; null when the system gives
+// none. Kept, because to make one is a good part of what a small call costs.
+HANDLE ThisThread() noexcept {
+    static thread_local const UniqueHandle thread = OpenThisThread();
+    return thread.get();
 }
 
 void CALLBACK CancelThread(void* thread, BOOLEAN) { ::RpcCancelThreadEx(thread, 0); }
@@ -47,13 +55,13 @@ bool IsLoss(RPC_STATUS status) noexcept {
 
 WaitingCalls::Wait::Wait(WaitingCalls& calls) : calls_(calls), thread_(ThisThread()) {
     const std::lock_guard guard(calls_.lock_);
-    calls_.threads_.push_back(thread_.get());
+    calls_.threads_.push_back(thread_);
 }
 
 WaitingCalls::Wait::~Wait() {
     const std::lock_guard guard(calls_.lock_);
     // A thread is here once for each call within a call.
-    calls_.threads_.erase(std::find(calls_.threads_.begin(), calls_.threads_.end(), thread_.get()));
+    calls_.threads_.erase(std::find(calls_.threads_.begin(), calls_.threads_.end(), thread_));
 }
 
 bool WaitingCalls::Cancel() noexcept {
@@ -65,8 +73,9 @@ bool WaitingCalls::Cancel() noexcept {
 }
 
 CallTimeout::CallTimeout(std::chrono::milliseconds timeout) noexcept : thread_(ThisThread()) {
-    if (!thread_ || ::CreateTimerQueueTimer(&timer_, nullptr, CancelThread, thread_.get(),
-                                            static_cast<DWORD>(timeout.count()), 100, 0) == FALSE) {
+    if (thread_ == nullptr ||
+        ::CreateTimerQueueTimer(&timer_, nullptr, CancelThread, thread_,
+                                static_cast<DWORD>(timeout.count()), 100, 0) == FALSE) {
         timer_ = nullptr;
     }
 }

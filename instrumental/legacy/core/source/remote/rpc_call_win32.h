@@ -9,7 +9,6 @@
 
 #include "remote/rpc_guard_win32.h"
 #include "vek/core/result.h"
-#include "vek/platform/handle_win32.h"
 
 namespace remote {
 
@@ -39,7 +38,7 @@ public:
 
     private:
         WaitingCalls& calls_;
-        vek::platform::UniqueHandle thread_;
+        const HANDLE thread_;
     };
 
     // Cancels what waits. False when nothing does. A call that is about to wait may not notice, so
@@ -60,7 +59,7 @@ public:
     CallTimeout& operator=(const CallTimeout&) = delete;
 
 private:
-    vek::platform::UniqueHandle thread_;
+    const HANDLE thread_;
     HANDLE timer_ = nullptr;
 };
 

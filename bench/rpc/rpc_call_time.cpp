@@ -1,0 +1,168 @@
+// What a call over the transport costs beside a bare call of the same interface definition, both
+// to another process. Prints a ratio for each size; the exit code is 1 when one is over its budget.
+// The time is that of the clock: the runtime's threads and the system's work count.
+
+#include <rpc.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "remote/rpc_binding_win32.h"
+#include "remote/rpc_call_win32.h"
+#include "remote/transport.h"
+#include "rpc_transport.h"
+#include "vek/core/function_ref.h"
+#include "vek/platform/handle_win32.h"
+
+namespace {
+
+constexpr double kBudget = 1.1;
+constexpr std::size_t kRepetitions = 15;
+
+// What a packet adds to the call's data.
+constexpr std::size_t kHead = 20;
+
+class EchoHandler final : public remote::RequestHandler {
+public:
+    void HandleRequest(remote::RpcProtocolProcessorIn& request,
+                       remote::ReplySender& reply) noexcept override {
+        const std::array<remote::bytes_t, 1> pieces{request.GetCallData()};
+        remote::RpcProtocolProcessorOut packet;
+        packet.SetCallIdentification(request.call_id(), 0);
+        packet.SetCallData(pieces);
+        reply.Send(packet);
+    }
+    void OnTransportClosed(vek::result_t) noexcept override {}
+};
+
+remote::Endpoint EndpointOf(unsigned long parent, std::uint32_t which) {
+    return {static_cast<std::uint32_t>(parent) + (which << 24), 0};
+}
+
+// The other end of the transport's calls.
+int Serve(unsigned long parent) {
+    std::shared_ptr<remote::Transport> transport;
+    std::unique_ptr<remote::Listener> listener;
+    const auto handler = std::make_shared<EchoHandler>();
+    const auto accept = [&](std::shared_ptr<remote::Transport> made) {
+        transport = std::move(made);
+        return handler;
+    };
+    if (vek::Failed(remote::Listen(EndpointOf(parent, 1), accept, {}, listener))) return 2;
+    const vek::platform::UniqueHandle process(::OpenProcess(SYNCHRONIZE, FALSE, parent));
+    ::WaitForSingleObject(process.get(), INFINITE);
+    return 0;
+}
+
+// A program beside this one; it ends with this one.
+void Start(const std::filesystem::path& program, const std::string& arguments) {
+    std::string line;
+    line.append("\"").append(program.string()).append("\" ");
+    line.append(std::to_string(::GetCurrentProcessId())).append(" ").append(arguments);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION information{};
+    if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                         &startup, &information) != FALSE) {
+        ::CloseHandle(information.hThread);
+        ::CloseHandle(information.hProcess);
+    }
+}
+
+bool WaitFor(vek::FunctionRef<bool()> ready) {
+    for (int i = 0; i < 500; ++i) {
+        if (ready()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+double SecondsOf(int calls, vek::FunctionRef<bool()> call) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < calls; ++i) {
+        if (!call()) {
+            std::printf("a call failed\n");
+            std::exit(2);
+        }
+    }
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    return time.count() / calls;
+}
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+bool BareCall(const remote::RpcBinding& binding, const std::vector<std::byte>& packet) {
+    byte* reply = nullptr;
+    unsigned long size = 0;
+    const RPC_STATUS status = remote::Guarded([&] {
+        ::CallSendReceive(binding.get(), 0, 0, static_cast<unsigned long>(packet.size()),
+                          reinterpret_cast<const byte*>(packet.data()), &size, &reply);
+    });
+    const bool whole = status == RPC_S_OK && size == packet.size();
+    std::free(reply);
+    return whole;
+}
+
+bool TransportCall(remote::Transport& transport, remote::bytes_t data) {
+    const std::array<remote::bytes_t, 1> pieces{data};
+    remote::RpcProtocolProcessorOut request;
+    request.SetCallIdentification(1, 0);
+    request.SetCallData(pieces);
+    remote::RpcProtocolProcessorIn reply;
+    return vek::Succeeded(transport.SendReceive(request, reply)) &&
+           reply.GetCallData().size() == data.size();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    if (count > 1) return Serve(std::strtoul(arguments[1], nullptr, 10));
+
+    const unsigned long self = ::GetCurrentProcessId();
+    const std::filesystem::path program(arguments[0]);
+    Start(program, "");
+    Start(program.parent_path() / "rpc_echo.exe", remote::EndpointName(EndpointOf(self, 2)));
+    std::shared_ptr<remote::Transport> transport;
+    remote::RpcBinding bare;
+    remote::RpcBinding::To(EndpointOf(self, 2), bare);
+    const std::vector<std::byte> nothing(1);
+    if (!WaitFor([&] {
+            return vek::Succeeded(remote::ConnectTransport(EndpointOf(self, 1), {}, {}, transport));
+        }) ||
+        !WaitFor([&] { return BareCall(bare, nothing); })) {
+        std::printf("the other processes do not answer\n");
+        return 2;
+    }
+
+    bool within = true;
+    for (const std::size_t size : {64u, 4096u, 1u << 20}) {
+        const std::vector<std::byte> data(size);
+        const std::vector<std::byte> packet(size + kHead);
+        const int calls = size > 4096 ? 3 : 200;
+        std::vector<double> floor;
+        std::vector<double> operation;
+        for (std::size_t i = 0; i < kRepetitions; ++i) {  // in turns: both see the same machine
+            floor.push_back(SecondsOf(calls, [&] { return BareCall(bare, packet); }));
+            operation.push_back(SecondsOf(calls, [&] { return TransportCall(*transport, data); }));
+        }
+        const double ratio = Median(operation) / Median(floor);
+        within = within && ratio <= kBudget;
+        std::printf(
+            "ratio %6.2f  budget %5.2f  %-4s  call of %u B to a bare RPC call (%.0f us to %.0f "
+            "us)\n",
+            ratio, kBudget, ratio <= kBudget ? "ok" : "OVER", static_cast<unsigned>(size),
+            Median(operation) * 1e6, Median(floor) * 1e6);
+    }
+    return within ? 0 : 1;
+}
