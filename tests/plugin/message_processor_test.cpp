@@ -119,6 +119,7 @@ TEST_F(MessageProcessorTest, AFailingWaitEndsTheCheckWithoutLeavingTheWorkerBehi
         EXPECT_TRUE(vek::Failed(result));
         return result;
     };
+    system_.fail_wait_on_thread = vek::platform::CurrentThreadId();  // the worker waits as well
     system_.fail_wait = 1;
     EXPECT_EQ(CodeOf([&] { Check(*processor); }), tests::FaultySystem::kErrorHResult);
 }

@@ -61,7 +61,10 @@ std::unique_ptr<Event> FaultySystem::NewEvent(EventKind kind) {
 
 WaitResult FaultySystem::WaitAny(std::span<Event* const> events,
                                  std::chrono::milliseconds timeout) noexcept {
-    if (Fails(fail_wait)) return {wait_failure, 0};
+    const std::uint32_t thread = fail_wait_on_thread;
+    if ((thread == 0 || thread == vek::platform::CurrentThreadId()) && Fails(fail_wait)) {
+        return {wait_failure, 0};
+    }
     std::array<Event*, kMaxWaitEvents> real{};
     for (std::size_t i = 0; i < events.size(); ++i) {
         real[i] = static_cast<const CountedEvent*>(events[i])->real();

@@ -15,6 +15,7 @@ public:
     std::atomic<int> fail_start_thread{0};
     std::atomic<int> fail_set{0};
     std::atomic<int> fail_wait{0};
+    std::atomic<std::uint32_t> fail_wait_on_thread{0};  // 0: whichever thread waits
     vek::platform::WaitStatus wait_failure = vek::platform::WaitStatus::kFailed;
 
     std::atomic<int> live_events{0};

@@ -128,6 +128,7 @@ result_t Connection::DoExchange(const SendTexts& texts, const CallTarget& target
 result_t Connection::Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request,
                               Reply& reply) {
     const auto transport = this->transport();
+    reply.delivered = false;
     if (!open_ || !transport) return result::kRemoteCallFailed;
     result_t result;
     if (!request.Has(stream_ids::Handles)) {
@@ -146,7 +147,8 @@ result_t Connection::Transmit(remote::RpcProtocolProcessorOut& packet, const Rop
         }
         result = transport->SendReceiveWithFiles(packet, reply.packet);
     }
-    reply.delivered = result != result::kNotReady;
+    if (result == result::kNotReady) return result::kRemoteCallFailed;
+    reply.delivered = true;
     return result;
 }
 
