@@ -69,8 +69,20 @@ TEST(RecoveringService, IsFoundAnewAfterARestart) {
     EXPECT_EQ(first, 1);
     EXPECT_EQ(second, 2);
 
+    // Two that recover at once use one stub.
+    remoting::RecoveringService service(
+        [source](RefPtr<vek::IServiceLocator>& found) { return source->Locate(found); },
+        IMailScanner::kInterfaceId);
+    RefPtr<vek::IObject> one, other;
+    remoting::Place place, same;
+    ASSERT_EQ(service.Find(one), result::kOk);
+    ASSERT_EQ(service.Find(other), result::kOk);
+    EXPECT_EQ(service.Adopt(std::move(one), place), result::kOk);
+    EXPECT_EQ(service.Adopt(std::move(other), same), result::kOk);
+    EXPECT_EQ(same.handle, place.handle);
+
     void* nothing = nullptr;
-    EXPECT_EQ(locator->GetInterface(0x7777, nullptr, &nothing), result::kNotSupported);
+    EXPECT_EQ(locator->GetInterface(0x7777, nullptr, &nothing), result::kInterfaceNotSupported);
     EXPECT_EQ(locator->GetInterface(IMailScanner::kInterfaceId, &nothing, &nothing),
               result::kInvalidArgument);
 }

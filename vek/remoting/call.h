@@ -69,6 +69,8 @@ class ReleasedList {
 public:
     explicit ReleasedList(bytes_t bytes = {}) noexcept : bytes_(bytes) {}
 
+    std::size_t size() const noexcept { return bytes_.size() / sizeof(stub_handle_t); }
+
     template <class Visit>
     void ForEach(Visit visit) const {
         serialization::Reader reader(bytes_);

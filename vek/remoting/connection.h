@@ -10,6 +10,7 @@
 #include "vek/remoting/call.h"
 #include "vek/remoting/master_object.h"
 #include "vek/remoting/protocol_features.h"
+#include "vek/remoting/received_handles.h"
 #include "vek/remoting/rope.h"
 #include "vek/remoting/stub_registry.h"
 #include "vek/trace/tracer.h"
@@ -31,10 +32,22 @@ struct ConnectionConfig {
     trace::TracerPtr tracer;
 };
 
-// What came back from the peer; owns its bytes.
+class Connection;
+
+// What came back from the peer; owns its bytes. When it goes, the kernel handles that came with it
+// are closed and the stubs that the peer has let go are released: not before, since one of them may
+// be what the reply gives.
 struct Reply {
+    Reply() = default;
+    ~Reply();
+    Reply(const Reply&) = delete;
+    Reply& operator=(const Reply&) = delete;
+
     remote::RpcProtocolProcessorIn packet;
+    ReceivedHandles handles{packet};
     bytes_t data;           // the reply data, in `packet`
+    ReleasedList released;  // in `packet`
+    Connection* connection = nullptr;
     bool delivered = true;  // false: the request certainly never reached the peer
 };
 
@@ -78,9 +91,14 @@ public:
     result_t DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,
                                     Reply& reply) noexcept;
 
-    // Gives back the stub behind a proxy: with what this thread sends next while it serves the
-    // peer, otherwise at once.
+    // Gives back the stub behind a proxy, without a call for it: with what this thread sends next
+    // while it serves the peer, otherwise with what this end sends next. Does not wait.
     void ReleaseProxy(stub_handle_t handle) noexcept;
+    // Lets handles go with what this end sends next. Those that there is no memory for stay with
+    // the peer until the connection ends.
+    void ReleaseLater(std::span<const stub_handle_t> handles) noexcept;
+    // Those that wait, which are then forgotten.
+    released_t TakeReleased() noexcept;
 
     void Close(result_t reason) noexcept;
     bool IsOpen() const noexcept;
@@ -94,8 +112,8 @@ public:
     // it starts and when it has ended. What was read while the number stood still is still so.
     std::uint64_t change_count() const noexcept { return change_count_; }
 
-    // Releases stubs that the peer no longer uses.
-    void ReleaseStubs(const ReleasedList& released) noexcept;
+    // Releases stubs that the peer no longer uses. kInvalidSize for more of them than there can be.
+    result_t ReleaseStubs(const ReleasedList& released) noexcept;
 
     // How many requests were sent, and how many were served.
     std::uint64_t requests_sent() const noexcept { return requests_sent_; }
@@ -137,6 +155,7 @@ private:
     ProtocolFeatures effective_{};
     bool master_locked_ = false;
     bool ended_ = false;
+    released_t released_;  // proxies' handles that wait for something to be sent
 
     std::atomic<bool> synchronized_{false};
     std::atomic<bool> open_{false};

@@ -1,8 +1,10 @@
 // How a connection makes a call.
 
+#include <mutex>
+#include <new>
+
 #include "vek/core/current_exception.h"
 #include "vek/remoting/connection.h"
-#include "vek/remoting/received_handles.h"
 #include "vek/remoting/serving.h"
 #include "vek/trace/line.h"
 
@@ -36,16 +38,18 @@ private:
     std::atomic<std::uint64_t>* count_;
 };
 
-// The handles that this thread has let go, on their way with a request. Those of a request that was
-// never sent wait for the next.
+// Handles that were let go, on their way with a request. Those of a request that was never sent
+// wait for the next.
 class PendingReleases {
 public:
-    PendingReleases(ServingFrame* frame, const Reply& reply) noexcept
-        : frame_(frame), reply_(reply) {
-        if (frame_ != nullptr) handles_ = frame_->TakeReleased();
+    PendingReleases(Connection& connection, ServingFrame* frame, const Reply& reply)
+        : connection_(connection), reply_(reply), handles_(connection.TakeReleased()) {
+        if (frame == nullptr) return;
+        const released_t own = frame->TakeReleased();
+        handles_.insert(handles_.end(), own.begin(), own.end());
     }
     ~PendingReleases() {
-        if (frame_ != nullptr && !reply_.delivered) frame_->PutBack(std::move(handles_));
+        if (!reply_.delivered) connection_.ReleaseLater(handles_);
     }
     PendingReleases(const PendingReleases&) = delete;
     PendingReleases& operator=(const PendingReleases&) = delete;
@@ -53,7 +57,7 @@ public:
     const released_t& handles() const noexcept { return handles_; }
 
 private:
-    ServingFrame* const frame_;
+    Connection& connection_;
     const Reply& reply_;
     released_t handles_;
 };
@@ -91,7 +95,7 @@ result_t Connection::DoExchange(const SendTexts& texts, const CallTarget& target
                                 const Rope& request, Reply& reply) {
     reply.delivered = false;
     ServingFrame* const frame = ServingFrame::Current(*this);
-    const PendingReleases released(frame, reply);
+    const PendingReleases released(*this, frame, reply);
 
     serialization::Writer header;
     WriteRequestHeader(header, target, released.handles());
@@ -109,7 +113,6 @@ result_t Connection::DoExchange(const SendTexts& texts, const CallTarget& target
         trace::Write(config_.tracer, level::kError, texts.cannot_place);
         return result;
     }
-    const ReceivedHandles handles(reply.packet);
     result = Transmit(packet, request, reply);
     if (Failed(result)) return result;
 
@@ -120,7 +123,8 @@ result_t Connection::DoExchange(const SendTexts& texts, const CallTarget& target
         trace::Write(config_.tracer, level::kError, texts.cannot_unwrap);
         return Failed(result) ? result : result::kInvalidSize;
     }
-    ReleaseStubs(reply_header.released);
+    reply.connection = this;
+    reply.released = reply_header.released;
     reply.data = reader.ReadBytes(reader.left());
     return reply_header.delivery;
 }
@@ -148,7 +152,8 @@ result_t Connection::Transmit(remote::RpcProtocolProcessorOut& packet, const Rop
         result = transport->SendReceiveWithFiles(packet, reply.packet);
     }
     if (result == result::kNotReady) return result::kRemoteCallFailed;
-    reply.delivered = true;
+    // A peer that has too much to do has not looked at it.
+    reply.delivered = result != result::kInsufficientResources;
     return result;
 }
 
@@ -161,26 +166,43 @@ std::uint32_t Connection::NextCallId() noexcept {
     return id;
 }
 
-void Connection::ReleaseStubs(const ReleasedList& released) noexcept {
-    released.ForEach([this](stub_handle_t handle) {
-        if (!registry_->ReleaseStub(handle)) {
-            trace::Write(
-                config_.tracer, level::kError,
-                "VEK remoting: the peer released a handle that is not a stub's: ", Hex(handle));
-        }
+Reply::~Reply() {
+    if (connection != nullptr) static_cast<void>(connection->ReleaseStubs(released));
+}
+
+result_t Connection::ReleaseStubs(const ReleasedList& released) noexcept {
+    if (released.size() > StubRegistry::kMostStubs) return result::kInvalidSize;
+    std::size_t unknown = 0;
+    released.ForEach([&](stub_handle_t handle) {
+        if (!registry_->ReleaseStub(handle)) ++unknown;
     });
+    if (unknown != 0) {
+        trace::Write(config_.tracer, level::kError,
+                     "VEK remoting: the peer released handles that are no stub's: ", unknown);
+    }
+    return result::kOk;
 }
 
 void Connection::ReleaseProxy(stub_handle_t handle) noexcept {
     if (!registry_->MayReleaseProxy(handle) || !open_) return;
+    ++change_count_;
     ServingFrame* const frame = ServingFrame::Current(*this);
-    if (frame != nullptr && frame->Release(handle)) {
-        ++change_count_;
-        return;
+    if (frame == nullptr || !frame->Release(handle)) ReleaseLater({&handle, 1});
+}
+
+void Connection::ReleaseLater(std::span<const stub_handle_t> handles) noexcept {
+    if (handles.empty() || !open_) return;
+    try {
+        const std::lock_guard guard(lock_);
+        released_.insert(released_.end(), handles.begin(), handles.end());
+    } catch (const std::bad_alloc&) {
+        trace::WriteCurrentException(config_.tracer);
     }
-    const CallTarget target{handle | kStubFlag, 0, method_id::kRelease, method_attribute::kNone};
-    Reply reply;
-    SendReceive(target, Rope(), reply);
+}
+
+released_t Connection::TakeReleased() noexcept {
+    const std::lock_guard guard(lock_);
+    return std::exchange(released_, {});
 }
 
 }  // namespace vek::remoting

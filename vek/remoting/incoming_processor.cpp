@@ -24,7 +24,12 @@ void IncomingProcessor::Process(remote::RpcProtocolProcessorIn& request,
                      "VEK remoting, InvokeAbstractedMethod6: cannot process incoming packet");
         return reply.Refuse(result::kInvalidSize);
     }
-    connection_.ReleaseStubs(header.released);
+    if (const result_t released = Release(header.released); Failed(released)) {
+        trace::Write(connection_.tracer(), level::kError,
+                     "VEK remoting: a request cannot let go as many handles as ",
+                     header.released.size());
+        return reply.Refuse(released);
+    }
     try {
         Route(header.target, reader.ReadBytes(reader.left()), reply);
     } catch (...) {
@@ -32,6 +37,12 @@ void IncomingProcessor::Process(remote::RpcProtocolProcessorIn& request,
                                      "VEK remoting: a request could not be served. ");
         reply.Refuse(CurrentExceptionResult());
     }
+}
+
+result_t IncomingProcessor::Release(const ReleasedList& released) noexcept {
+    if (released.size() == 0) return result::kOk;
+    if (!connection_.features_synchronized()) return result::kNotInitialized;
+    return connection_.ReleaseStubs(released);
 }
 
 void IncomingProcessor::Route(const CallTarget& target, bytes_t data, ReplyPort& reply) {
@@ -49,6 +60,8 @@ void IncomingProcessor::Route(const CallTarget& target, bytes_t data, ReplyPort&
 void IncomingProcessor::RouteToStub(const CallTarget& target, bytes_t data, ReplyPort& reply) {
     if (target.method_id == method_id::kRelease) {
         if (!connection_.registry().ReleaseStub(target.handle)) {
+            trace::Write(connection_.tracer(), level::kError,
+                         "VEK remoting: a request names no object of this end", target);
             return reply.Refuse(result::kInvalidArgument);
         }
         static_cast<void>(reply.Send(Rope()));

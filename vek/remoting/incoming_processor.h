@@ -18,6 +18,7 @@ public:
     void Process(remote::RpcProtocolProcessorIn& request, remote::ReplySender& sender) noexcept;
 
 private:
+    result_t Release(const ReleasedList& released) noexcept;
     void Route(const CallTarget& target, bytes_t data, ReplyPort& reply);
     void RouteToStub(const CallTarget& target, bytes_t data, ReplyPort& reply);
 

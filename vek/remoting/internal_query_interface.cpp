@@ -3,6 +3,7 @@
 #include "vek/core/current_exception.h"
 #include "vek/remoting/connection.h"
 #include "vek/remoting/local_interfaces.h"
+#include "vek/remoting/marshalling.h"
 #include "vek/remoting/special_methods.h"
 #include "vek/trace/line.h"
 
@@ -33,7 +34,7 @@ result_t Query(const Place& place, interface_id_t own_id, interface_id_t id, voi
         return Facility(result) == facility::kRemoting ? result : result::kRemoteCallFailed;
     }
 
-    if (reply.data.empty()) {
+    if (reply.data.empty() || reply.data.size() > kQueryReplySize) {
         trace::Write(tracer, level::kError,
                      "VEK remoting, InternalQueryInterface: cannot process reply");
         return result::kInvalidSize;
@@ -57,11 +58,10 @@ result_t Query(const Place& place, interface_id_t own_id, interface_id_t id, voi
         return result;
     }
 
-    result = handle == kNoHandle || IsStubHandle(handle) ? result::kInvalidHandle : result::kOk;
-    if (Succeeded(result)) {
-        auto object = std::make_shared<StubReference>(Place{place.connection, handle});
-        result = connection.registry().CreateProxy(id, std::move(object), out);
-    }
+    IncomingHandle given(connection);
+    given.Set(handle);
+    result = handle == kNoHandle || IsStubHandle(handle) ? result::kInvalidHandle
+                                                         : Demarshal(connection, id, given, out);
     if (Failed(result)) {
         trace::Write(tracer, level::kError,
                      "VEK remoting, InternalQueryInterface: Cannot create a proxy for a queried "

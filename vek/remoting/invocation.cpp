@@ -21,8 +21,9 @@ result_t ReplyPort::Send(const Rope& data) noexcept {
         return DoSend(result::kOk, data);
     } catch (...) {
         const result_t code = CurrentExceptionResult();
-        trace::WriteCurrentException(connection_.tracer(),
-                                     "VEK remoting: cannot add block to reply packet. ");
+        trace::Write(connection_.tracer(), trace::level::kError,
+                     "VEK remoting: cannot add block to reply packet");
+        trace::WriteCurrentException(connection_.tracer());
         Refuse(code);
         return code;
     }
@@ -33,13 +34,15 @@ void ReplyPort::Refuse(result_t code) noexcept {
     try {
         DoSend(code, Rope());
     } catch (...) {
-        trace::WriteCurrentException(connection_.tracer(),
-                                     "VEK remoting: cannot add block to reply packet. ");
+        trace::Write(connection_.tracer(), trace::level::kError,
+                     "VEK remoting: cannot add block to reply packet");
+        trace::WriteCurrentException(connection_.tracer());
     }
 }
 
 result_t ReplyPort::DoSend(result_t delivery, const Rope& data) {
     serialization::Writer header;
+    frame_.AddReleased(connection_.TakeReleased());
     WriteReplyHeader(header, delivery, frame_.released());
     Rope whole;
     whole.Append(header.Pieces());
@@ -52,7 +55,9 @@ result_t ReplyPort::DoSend(result_t delivery, const Rope& data) {
     if (data.Has(stream_ids::Handles)) CheckResult(packet.SetFileHandles(data.handles()));
     sent_ = true;
     frame_.MarkAnswered();
-    return sender_.Send(packet);
+    const result_t result = sender_.Send(packet);
+    if (Succeeded(result)) static_cast<void>(frame_.TakeReleased());
+    return result;
 }
 
 }  // namespace vek::remoting

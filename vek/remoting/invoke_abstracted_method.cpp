@@ -53,6 +53,8 @@ private:
         priority_.emplace(DeserializeFromRope(reader));
         if (Failed(reader.result())) {
             trace::Write(tracer_, level::kError,
+                         "priority.DeserializeFromRope(reader) result = ", Hex(reader.result()));
+            trace::Write(tracer_, level::kError,
                          "VEK remoting, InvokeAbstractedMethod6: cannot deserialize priority");
         }
         return reader.result();
@@ -104,9 +106,10 @@ private:
             arguments_.Invoke();
             return result::kOk;
         } catch (...) {
-            trace::WriteCurrentException(
-                tracer_,
-                "VEK remoting, InvokeAbstractedMethod6: Invoked method has thrown an exception. ");
+            trace::Write(
+                tracer_, level::kError,
+                "VEK remoting, InvokeAbstractedMethod6: Invoked method has thrown an exception");
+            trace::WriteCurrentException(tracer_);
             return CurrentExceptionResult();
         }
     }

@@ -57,7 +57,11 @@ void InvokeQuery(IObject& object, const Invocation& invocation) {
 }  // namespace
 
 void InvokeSpecialMethod4(IObject* object, const Invocation& invocation) {
-    if (object == nullptr) return invocation.reply().Refuse(result::kInvalidArgument);
+    if (object == nullptr) {
+        trace::Write(invocation.connection().tracer(), level::kError,
+                     "VEK remoting: a request names no object of this end", invocation.target());
+        return invocation.reply().Refuse(result::kInvalidArgument);
+    }
     if (invocation.target().method_id == method_id::kQueryInterface) {
         return InvokeQuery(*object, invocation);
     }

@@ -13,7 +13,7 @@ inline constexpr std::array<interface_id_t, 6> kLocalInterfaces = {
 
 // What every proxy answers to: where the object behind it is.
 struct IProxy : IObject {
-    static constexpr interface_id_t kInterfaceId = 0x6EF3329B;
+    static constexpr interface_id_t kInterfaceId = 0x5E1D33C7;
 
     // Where the object behind this proxy is now; a failing code when it cannot be reached.
     virtual result_t Reach(Place& place) noexcept = 0;

@@ -53,7 +53,7 @@ result_t Demarshal(Connection& connection, interface_id_t id, IncomingHandle& ha
     }
 
     result_t result = result::kInvalidHandle;
-    if (!IsStubHandle(value)) {
+    if ((value & kReservedBits & ~kObjectFlag) == 0) {
         try {
             auto reference =
                 std::make_shared<StubReference>(Place{connection.shared_from_this(), value});

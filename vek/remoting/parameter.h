@@ -339,10 +339,17 @@ public:
     }
 
     void Ask(interface_id_t id) noexcept { id_ = id; }
-    bool IsNull() const noexcept { return object_ == nullptr; }
+    bool IsNull() const noexcept { return !handle_ || handle_->get() == kNoHandle; }
     result_t Marshal(Connection& connection) {
         handle_.emplace(connection.registry());
-        return remoting::Marshal(connection, id_, static_cast<IObject*>(object_), *handle_);
+        const result_t result =
+            remoting::Marshal(connection, id_, static_cast<IObject*>(object_), *handle_);
+        // What goes home is let go now, so that the release rides on the reply: the peer takes note
+        // of it when it has the object.
+        if (Succeeded(result) && IsStubHandle(handle_->get())) {
+            static_cast<IObject*>(std::exchange(object_, nullptr))->Release();
+        }
+        return result;
     }
     void Serialize(serialization::Writer& writer) { writer.Write(handle_->get()); }
     void Arrived() noexcept {

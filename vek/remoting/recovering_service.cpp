@@ -38,10 +38,13 @@ result_t RecoveringService::Adopt(RefPtr<IObject> service, Place& place) noexcep
     Place found;
     const result_t result = proxy->Reach(found);
     if (Failed(result)) return result;
-    place = found;
     const std::lock_guard guard(lock_);
-    std::swap(place_, found);  // what was there goes when the lock is no longer held
-    std::swap(service_, service);
+    // Of two that recover at once the later takes what the earlier has kept, whose stub is in use.
+    if (!place_.connection || !place_.connection->IsOpen()) {
+        std::swap(place_, found);  // what was there goes when the lock is no longer held
+        std::swap(service_, service);
+    }
+    place = place_;
     return result::kOk;
 }
 
@@ -56,13 +59,13 @@ result_t RecoveringLocator::GetInterface(interface_id_t id, const void* reserved
     if (service == nullptr) return result::kInvalidArgument;
     *service = nullptr;
     if (reserved != nullptr) return result::kInvalidArgument;
-    const ProxyStubFactory* factory = factories_->Find(id);
-    if (factory == nullptr) return result::kNotSupported;
     try {
         auto object = std::make_shared<RecoveringService>(source_, id);
         RefPtr<IObject> found;
         result_t result = object->Find(found);
         if (Failed(result)) return result;
+        const ProxyStubFactory* factory = factories_->Find(id);
+        if (factory == nullptr) return result::kNotSupported;
         Place place;
         result = object->Adopt(found, place);
         if (result == result::kNotSupported) {

@@ -6,6 +6,7 @@
 
 #include "vek/core/current_exception.h"
 #include "vek/core/throw.h"
+#include "vek/trace/line.h"
 
 namespace vek::remoting {
 
@@ -26,10 +27,12 @@ struct Server::State : std::enable_shared_from_this<State> {
         connection->Attach(std::move(transport));
         {
             const std::lock_guard guard(lock);
-            if (stopped) return nullptr;
+            if (stopped || connections.size() >= kMostConnections) return nullptr;
             connections.emplace(number, connection);
         }
-        if (config.on_connected) config.on_connected(process_id);
+        Tell([&] {
+            if (config.on_connected) config.on_connected(process_id);
+        });
         return connection;
     }
 
@@ -42,7 +45,19 @@ struct Server::State : std::enable_shared_from_this<State> {
             gone = std::move(found->second);
             connections.erase(found);
         }
-        if (config.on_disconnected) config.on_disconnected(process_id, reason);
+        Tell([&] {
+            if (config.on_disconnected) config.on_disconnected(process_id, reason);
+        });
+    }
+
+    // What those who are told raise is theirs.
+    template <class Call>
+    void Tell(Call call) noexcept {
+        try {
+            call();
+        } catch (...) {
+            trace::WriteCurrentException(config.connection.tracer);
+        }
     }
 
     const ServerConfig config;

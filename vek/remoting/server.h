@@ -14,7 +14,8 @@ struct ServerConfig {
     remote::TransportConfig transport;
     // What every connection is made with; its on_closed is not used.
     ConnectionConfig connection;
-    // Told of peers that came and went, on any thread, several at once. May be empty.
+    // Told of peers that came and went, on any thread, several at once, the last of them perhaps
+    // after the server was destroyed. May be empty.
     std::function<void(std::uint32_t process_id)> on_connected;
     std::function<void(std::uint32_t process_id, result_t reason)> on_disconnected;
 };
@@ -23,6 +24,9 @@ struct ServerConfig {
 // any more, and all connections are closed.
 class Server {
 public:
+    // Peers beyond this are refused.
+    static constexpr std::size_t kMostConnections = 64;
+
     // The codes are those of remote::Listen.
     static result_t Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept;
     ~Server();

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "vek/remoting/connection.h"
+
 namespace vek::remoting {
 namespace {
 
@@ -9,12 +11,15 @@ thread_local ServingFrame* innermost = nullptr;
 
 }  // namespace
 
-ServingFrame::ServingFrame(const Connection& connection, std::uint32_t call_id) noexcept
+ServingFrame::ServingFrame(Connection& connection, std::uint32_t call_id) noexcept
     : connection_(connection), call_id_(call_id), outer_(innermost) {
     innermost = this;
 }
 
-ServingFrame::~ServingFrame() { innermost = outer_; }
+ServingFrame::~ServingFrame() {
+    innermost = outer_;
+    connection_.ReleaseLater(released_);
+}
 
 ServingFrame* ServingFrame::Current(const Connection& connection) noexcept {
     for (ServingFrame* frame = innermost; frame != nullptr; frame = frame->outer_) {

@@ -13,7 +13,7 @@ class Connection;
 // its children, and handles that it lets go ride on what it sends next.
 class ServingFrame {
 public:
-    ServingFrame(const Connection& connection, std::uint32_t call_id) noexcept;
+    ServingFrame(Connection& connection, std::uint32_t call_id) noexcept;
     ~ServingFrame();
     ServingFrame(const ServingFrame&) = delete;
     ServingFrame& operator=(const ServingFrame&) = delete;
@@ -31,14 +31,16 @@ public:
     bool Release(stub_handle_t handle) noexcept;
 
     const released_t& released() const noexcept { return released_; }
+    void AddReleased(const released_t& more) {
+        released_.insert(released_.end(), more.begin(), more.end());
+    }
 
-    // Those remembered so far, which are then forgotten.
+    // Those remembered so far, which are then forgotten. Those that are never taken go with what
+    // the connection sends next.
     released_t TakeReleased() noexcept { return std::exchange(released_, {}); }
-    // Gives back what was taken and could not be sent.
-    void PutBack(released_t&& released) noexcept { released_ = std::move(released); }
 
 private:
-    const Connection& connection_;
+    Connection& connection_;
     const std::uint32_t call_id_;
     ServingFrame* const outer_;
     released_t released_;

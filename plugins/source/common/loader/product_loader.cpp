@@ -59,7 +59,7 @@ ProductLoader::ConnectionPtr ProductLoader::Kept() {
 // Of two threads that connect at once the later takes what the earlier has kept.
 ProductLoader::ConnectionPtr ProductLoader::Keep(ConnectionPtr made) {
     const std::lock_guard guard(lock_);
-    if (!kept_) kept_ = std::move(made);
+    if (!kept_ || !IsAlive(*kept_)) kept_ = std::move(made);
     return kept_;
 }
 
