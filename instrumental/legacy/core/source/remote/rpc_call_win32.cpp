@@ -24,7 +24,10 @@ HANDLE ThisThread() noexcept {
     return thread.get();
 }
 
-void CALLBACK CancelThread(void* thread, BOOLEAN) { ::RpcCancelThreadEx(thread, 0); }
+// A cancel that came too late for its call would end the thread's next one.
+void ForgetCancel() noexcept {
+    Guarded([] { ::RpcTestCancel(); });
+}
 
 }  // namespace
 
@@ -59,13 +62,19 @@ WaitingCalls::Wait::Wait(WaitingCalls& calls) : calls_(calls), thread_(ThisThrea
 }
 
 WaitingCalls::Wait::~Wait() {
-    const std::lock_guard guard(calls_.lock_);
-    // A thread is here once for each call within a call.
-    calls_.threads_.erase(std::find(calls_.threads_.begin(), calls_.threads_.end(), thread_));
+    bool cancelled = false;
+    {
+        const std::lock_guard guard(calls_.lock_);
+        // A thread is here once for each call within a call.
+        calls_.threads_.erase(std::find(calls_.threads_.begin(), calls_.threads_.end(), thread_));
+        cancelled = calls_.cancelled_;
+    }
+    if (cancelled) ForgetCancel();
 }
 
 bool WaitingCalls::Cancel() noexcept {
     const std::lock_guard guard(lock_);
+    cancelled_ = true;
     for (const HANDLE thread : threads_) {
         if (thread != nullptr) ::RpcCancelThreadEx(thread, 0);
     }
@@ -74,14 +83,21 @@ bool WaitingCalls::Cancel() noexcept {
 
 CallTimeout::CallTimeout(std::chrono::milliseconds timeout) noexcept : thread_(ThisThread()) {
     if (thread_ == nullptr ||
-        ::CreateTimerQueueTimer(&timer_, nullptr, CancelThread, thread_,
-                                static_cast<DWORD>(timeout.count()), 100, 0) == FALSE) {
+        ::CreateTimerQueueTimer(&timer_, nullptr, Cancel, this, static_cast<DWORD>(timeout.count()),
+                                100, 0) == FALSE) {
         timer_ = nullptr;
     }
 }
 
 CallTimeout::~CallTimeout() {
     if (timer_ != nullptr) ::DeleteTimerQueueTimer(nullptr, timer_, INVALID_HANDLE_VALUE);
+    if (cancelled_) ForgetCancel();
+}
+
+void CALLBACK CallTimeout::Cancel(void* timeout, BOOLEAN) {
+    auto& self = *static_cast<CallTimeout*>(timeout);
+    self.cancelled_ = true;
+    ::RpcCancelThreadEx(self.thread_, 0);
 }
 
 }  // namespace remote

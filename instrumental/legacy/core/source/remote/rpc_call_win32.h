@@ -3,6 +3,7 @@
 #include <rpc.h>
 #include <windows.h>
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <vector>
@@ -28,7 +29,8 @@ bool IsLoss(RPC_STATUS status) noexcept;
 // The calls that wait for a peer, by thread, so that they can be cancelled.
 class WaitingCalls {
 public:
-    // The calling thread is among them while this exists.
+    // The calling thread is among them while this exists: for the call alone, or what follows it
+    // is cancelled.
     class Wait {
     public:
         explicit Wait(WaitingCalls& calls);
@@ -48,6 +50,7 @@ public:
 private:
     std::mutex lock_;
     std::vector<HANDLE> threads_;
+    bool cancelled_ = false;
 };
 
 // Cancels the calling thread's RPC call when it lasts too long, while this exists.
@@ -59,7 +62,10 @@ public:
     CallTimeout& operator=(const CallTimeout&) = delete;
 
 private:
+    static void CALLBACK Cancel(void* timeout, BOOLEAN);
+
     const HANDLE thread_;
+    std::atomic<bool> cancelled_{false};
     HANDLE timer_ = nullptr;
 };
 

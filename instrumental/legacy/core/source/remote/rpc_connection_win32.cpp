@@ -45,10 +45,12 @@ RpcConnection::~RpcConnection() {
 void RpcConnection::SetPeer(RpcBinding binding, std::uint64_t token, std::uint32_t process_id) {
     binding_ = std::move(binding);
     peer_token_ = token;
-    peer_.emplace(process_id, OnProcessEnded, token_);
+    peer_.emplace(process_id);
+    peer_process_id_ = process_id;
 }
 
 bool RpcConnection::Open(std::weak_ptr<RequestHandler> handler) noexcept {
+    peer_->Watch(OnProcessEnded, token_);
     {
         const std::lock_guard guard(state_lock_);
         if (state_ == State::kNew) {

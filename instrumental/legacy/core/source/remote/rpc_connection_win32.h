@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "remote/byte_budget.h"
 #include "remote/packet_buffer.h"
 #include "remote/rpc_binding_win32.h"
 #include "remote/rpc_call_win32.h"
@@ -46,7 +47,7 @@ public:
     vek::result_t Serve(std::uint32_t depth, bytes_t packet, std::span<std::byte>& reply) noexcept;
 
     std::uint64_t token() const noexcept { return token_; }
-    std::uint32_t peer_process_id() const noexcept { return peer_ ? peer_->id() : 0; }
+    std::uint32_t peer_process_id() const noexcept { return peer_process_id_; }
     bool CanDuplicate() const noexcept { return peer_ && peer_->duplicator() != nullptr; }
 
 private:
@@ -64,10 +65,12 @@ private:
     RpcBinding binding_;
     std::uint64_t peer_token_ = 0;
     std::optional<PeerProcess> peer_;
+    std::atomic<std::uint32_t> peer_process_id_{0};  // asked for before there is a peer, too
     void* link_ = nullptr;
 
     WaitingCalls waiting_;
     std::atomic<std::uint32_t> served_{0};
+    ByteBudget budget_{0};
 
     std::mutex state_lock_;
     std::atomic<State> state_{State::kNew};

@@ -56,11 +56,13 @@ vek::result_t Construct(RpcProtocolProcessorOut& packet, HandleTransfer& transfe
 
 class CallReply final : public ReplySender {
 public:
-    CallReply(HandleTransfer& transfer, std::span<std::byte>& reply) noexcept
-        : transfer_(transfer), reply_(reply) {}
+    CallReply(const RpcConnection& connection, HandleTransfer& transfer,
+              std::span<std::byte>& reply) noexcept
+        : connection_(connection), transfer_(transfer), reply_(reply) {}
 
     vek::result_t Send(RpcProtocolProcessorOut& reply) noexcept override {
         if (reply_.data() != nullptr) return result::kUnexpected;
+        if (!connection_.IsOpen()) return failure_ = result::kRemoteCallFailed;
         return failure_ = Construct(reply, transfer_, reply_);
     }
 
@@ -68,6 +70,7 @@ public:
     vek::result_t failure() const noexcept { return failure_; }
 
 private:
+    const RpcConnection& connection_;
     HandleTransfer& transfer_;
     std::span<std::byte>& reply_;
     vek::result_t failure_ = result::kUnexpected;
@@ -95,22 +98,30 @@ vek::result_t RpcConnection::Call(RpcProtocolProcessorOut& request, RpcProtocolP
 }
 
 vek::result_t RpcConnection::Exchange(const PacketBuffer& request, PacketBuffer& reply) {
-    const WaitingCalls::Wait wait(waiting_);
-    if (!IsOpen()) return result::kNotReady;
     LONG verdict = 0;
     unsigned long size = 0;
     byte* bytes = nullptr;
-    const RPC_STATUS status = Guarded([&] {
-        verdict = ::CallSendReceive(binding_.get(), peer_token_, current_depth,
-                                    static_cast<unsigned long>(request.size()),
-                                    reinterpret_cast<const byte*>(request.data()), &size, &bytes);
-    });
+    RPC_STATUS status = RPC_S_OK;
+    {
+        const WaitingCalls::Wait wait(waiting_);
+        if (!IsOpen()) return result::kNotReady;
+        status = Guarded([&] {
+            verdict =
+                ::CallSendReceive(binding_.get(), peer_token_, current_depth,
+                                  static_cast<unsigned long>(request.size()),
+                                  reinterpret_cast<const byte*>(request.data()), &size, &bytes);
+        });
+    }
     if (status != RPC_S_OK) {
         if (!IsOpen()) return result::kRemoteCallFailed;
         if (IsLoss(status)) Lose("a call failed");
         return ResultOf(status);
     }
     reply = PacketBuffer(bytes, bytes != nullptr ? size : 0);
+    if (reply.size() > kMaxPacketSize) {
+        Lose("too long a reply came");
+        return result::kRemoteCallFailed;
+    }
     const auto code = static_cast<vek::result_t>(verdict);
     if (code == kUnknownToken) {
         Lose("the peer does not know the connection");
@@ -129,6 +140,11 @@ vek::result_t RpcConnection::Serve(std::uint32_t depth, bytes_t packet,
                      peer_process_id(), " is refused: it has too many");
         return result::kInsufficientResources;
     }
+    ByteClaim claim(&budget_);
+    if (packet.size() > kUnclaimedSize && !claim.Grow(packet.size())) {
+        Lose("the peer has too much in this process");
+        return result::kInsufficientResources;
+    }
     const std::shared_ptr<RequestHandler> handler = IsOpen() ? handler_.lock() : nullptr;
     if (!handler) return result::kNotReady;
     RpcProtocolProcessorIn request(tracer_);
@@ -137,14 +153,11 @@ vek::result_t RpcConnection::Serve(std::uint32_t depth, bytes_t packet,
     if (const auto code = request.PrepareHandles(transfer, adopt_handles_); vek::Failed(code)) {
         return code;
     }
-    CallReply sender(transfer, reply);
+    CallReply sender(*this, transfer, reply);
     const Nested nested(depth + 1);
     handler->HandleRequest(request, sender);
-    if (!IsOpen()) {
-        std::free(std::exchange(reply, {}).data());
-        return result::kRemoteCallFailed;
-    }
-    return reply.data() != nullptr ? result::kOk : sender.failure();
+    if (reply.data() != nullptr) return result::kOk;
+    return IsOpen() ? sender.failure() : result::kRemoteCallFailed;
 }
 
 }  // namespace remote

@@ -3,6 +3,7 @@
 #include <rpc.h>
 
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace remote {
@@ -32,29 +33,41 @@ bool IsOfSameUser(std::uint32_t process_id) {
                       reinterpret_cast<const TOKEN_USER*>(ours->data())->User.Sid) != FALSE;
 }
 
+// Also when that cannot be learnt.
+bool IsLocalProtocol(RPC_BINDING_HANDLE caller) noexcept {
+    RPC_CSTR text = nullptr;
+    if (::RpcBindingToStringBindingA(caller, &text) != RPC_S_OK) return true;
+    const bool local =
+        std::string_view(reinterpret_cast<const char*>(text)).starts_with(kLocalProtocol);
+    ::RpcStringFreeA(&text);
+    return local;
+}
+
 }  // namespace
 
-std::uint32_t CallingProcess(std::uint32_t claimed) noexcept {
+std::uint32_t CallingProcess(RPC_BINDING_HANDLE caller, std::uint32_t claimed) noexcept {
     // Not in every runtime, and only for "ncalrpc".
     using inquire_t = RPC_STATUS(RPC_ENTRY*)(RPC_BINDING_HANDLE, unsigned long*);
     static const auto inquire = reinterpret_cast<inquire_t>(reinterpret_cast<void*>(
         ::GetProcAddress(::GetModuleHandleW(L"rpcrt4.dll"), "I_RpcBindingInqLocalClientPID")));
+    if (inquire == nullptr || !IsLocalProtocol(caller)) return claimed;
     unsigned long told = 0;
-    if (inquire != nullptr && inquire(nullptr, &told) == RPC_S_OK && told != 0) return told;
-    return claimed;
+    return inquire(nullptr, &told) == RPC_S_OK ? told : 0;
 }
 
 bool IsProcessAllowed(std::uint32_t process_id, const PeerCheck& check) {
     return check ? check(process_id) : IsOfSameUser(process_id);
 }
 
-PeerProcess::PeerProcess(std::uint32_t id, WAITORTIMERCALLBACK ended,
-                         std::uint64_t argument) noexcept
-    : id_(id), process_(::OpenProcess(SYNCHRONIZE | PROCESS_DUP_HANDLE, FALSE, id)) {
+PeerProcess::PeerProcess(std::uint32_t id) noexcept
+    : process_(::OpenProcess(SYNCHRONIZE | PROCESS_DUP_HANDLE, FALSE, id)) {
     if (!process_) {
         can_duplicate_ = false;
         process_ = UniqueHandle(::OpenProcess(SYNCHRONIZE, FALSE, id));
     }
+}
+
+void PeerProcess::Watch(WAITORTIMERCALLBACK ended, std::uint64_t argument) noexcept {
     if (!process_ || ::RegisterWaitForSingleObject(&wait_, process_.get(), ended,
                                                    reinterpret_cast<void*>(argument), INFINITE,
                                                    WT_EXECUTEONLYONCE) == FALSE) {

@@ -1,5 +1,6 @@
 #include "remote/rpc_protocol_processor_in.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -16,6 +17,9 @@ namespace trace = vek::trace;
 
 // Handles have 32 significant bits; those of the system's own pseudo handles are negative.
 handle_t ToHandle(std::uint32_t value) noexcept { return static_cast<std::int32_t>(value); }
+
+// Of the unknown blocks of a packet: a peer is not to fill the trace.
+constexpr std::size_t kMaxTracedBlocks = 8;
 
 }  // namespace
 
@@ -73,6 +77,7 @@ vek::result_t RpcProtocolProcessorIn::ReadBlocks(bytes_t packet, bool in_place) 
                      "rmt\tRpcProtocolProcessorIn::ParsePacket: wrong packet signature");
         return result::kInvalidSignature;
     }
+    std::size_t unknown = 0;
     while (size != 0) {
         std::uint16_t tag = 0;
         std::uint16_t block_size = 0;
@@ -102,6 +107,7 @@ vek::result_t RpcProtocolProcessorIn::ReadBlocks(bytes_t packet, bool in_place) 
                 code = ReadFileHandles(block);
                 break;
             default:
+                if (++unknown > kMaxTracedBlocks) break;
                 trace::Write(tracer_, trace::level::kDetail,
                              "rmt\tRpcProtocolProcessorIn::ParsePacket: unknown block ", tag,
                              ", size ", block_size, " - skip");
@@ -151,8 +157,9 @@ vek::result_t RpcProtocolProcessorIn::ReadFileHandles(bytes_t block) noexcept {
     REMOTE_RETURN_IF_FAILED(tracer_, ReadFromBuffer(buffer, size, count));
 
     // Less the count itself: a block that lacks no more than that fails in reading the values.
+    // No writer sends more than a block of a size of its own holds, and each handle costs one here.
     const std::uint64_t required = MaskAndValuesSize(count);
-    if (required > block.size()) {
+    if (required > std::min<std::size_t>(block.size(), rpc_block_info::MaxSize)) {
         trace::Write(tracer_, trace::level::kRemoting,
                      "rmt\tRpcProtocolProcessorIn::ParsePacket: wrong file handles in packet - "
                      "required size = ",
@@ -198,6 +205,7 @@ vek::result_t RpcProtocolProcessorIn::PrepareHandles(HandleTransfer& transfer,
         }
         return code;
     }
+    for (std::size_t i = 0; i < prepared.size(); ++i) mask_[i / 32] |= MaskBit(i);
     handles_ = std::move(prepared);
     prepared_ = true;
     return result::kOk;

@@ -39,9 +39,27 @@ vek::result_t Introduce(const RpcBinding& binding, const Endpoint& endpoint, con
     return code == result::kRemoteCallFailed ? result::kNotReady : code;
 }
 
+// Ends a connection that has not come about, so that nothing waits for it to be open.
+class Attempt {
+public:
+    explicit Attempt(RpcConnection& connection) noexcept : connection_(connection) {}
+    ~Attempt() {
+        if (!succeeded_) connection_.Lose("it cannot be made");
+    }
+    Attempt(const Attempt&) = delete;
+    Attempt& operator=(const Attempt&) = delete;
+
+    void set_succeeded() noexcept { succeeded_ = true; }
+
+private:
+    RpcConnection& connection_;
+    bool succeeded_ = false;
+};
+
 vek::result_t Connect(const Endpoint& endpoint, std::weak_ptr<RequestHandler> handler,
                       const TransportConfig& config, std::shared_ptr<Transport>& transport) {
     const auto connection = RpcConnection::Create(config);
+    Attempt attempt(*connection);
     Endpoint own;
     if (const auto code = RpcServer::Get().OpenOwn(endpoint, own); vek::Failed(code)) return code;
     RpcBinding binding;
@@ -58,6 +76,7 @@ vek::result_t Connect(const Endpoint& endpoint, std::weak_ptr<RequestHandler> ha
     auto made = std::make_shared<RpcTransport>(connection);
     if (!IsProcessAllowed(peer, config.peer_check)) return result::kAccessDenied;
     connection->Open(std::move(handler));
+    attempt.set_succeeded();
     trace::Write(config.tracer, trace::level::kRemoting, "rmt\tConnected to process ", peer);
     transport = std::move(made);
     return result::kOk;

@@ -118,9 +118,8 @@ std::uint32_t PeerProcess(int socket) noexcept {
 
 bool IsPeerAllowed(int socket, const PeerCheck& check) {
     const auto credentials = CredentialsOf(socket);
-    if (!credentials) return false;
-    return check ? check(static_cast<std::uint32_t>(credentials->pid))
-                 : credentials->uid == ::geteuid();
+    if (!credentials || credentials->uid != ::geteuid()) return false;
+    return !check || check(static_cast<std::uint32_t>(credentials->pid));
 }
 
 void LimitReceiving(int socket, std::chrono::milliseconds timeout) noexcept {

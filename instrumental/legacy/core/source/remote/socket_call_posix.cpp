@@ -84,7 +84,7 @@ vek::result_t SocketConnection::Exchange(SocketLane& lane, RpcProtocolProcessorO
             return result::kNotReady;
     }
     for (;;) {
-        Frame frame;
+        Frame frame(budget_);
         const Receiving received = ReceiveOnLane(lane.socket(), frame);
         if (received != Receiving::kFrame) return Lose(received);
         if (frame.kind != FrameKind::kRequest) return ReadReply(frame, request.call_id(), reply);

@@ -22,6 +22,8 @@ std::string_view TextOf(Receiving received) noexcept {
             return "a malformed frame came";
         case Receiving::kNoMemory:
             return "there is no memory for a frame";
+        case Receiving::kTooMuch:
+            return "the peer has too much in this process";
     }
     return {};
 }

@@ -68,6 +68,7 @@ private:
     LaneSet calling_;
     LaneSet serving_;
     std::atomic<std::uint32_t> served_{0};
+    ByteBudget budget_{0};
 
     std::mutex state_lock_;
     std::atomic<State> state_{State::kNew};

@@ -11,6 +11,7 @@
 #include <span>
 #include <vector>
 
+#include "remote/byte_budget.h"
 #include "remote/packet_buffer.h"
 #include "remote/rpc_block.h"
 #include "vek/core/result.h"
@@ -28,9 +29,14 @@ enum class FrameKind : std::uint16_t {
 };
 
 struct Frame {
+    Frame() noexcept = default;
+    // What it brings is part of `budget` as long as the frame exists.
+    explicit Frame(ByteBudget& budget) noexcept : claim(&budget) {}
+
     FrameKind kind{};
     PacketBuffer body;
     std::vector<vek::platform::Descriptor> descriptors;
+    ByteClaim claim;
 };
 
 enum class Sending {
@@ -54,6 +60,7 @@ enum class Receiving {
     kLost,   // the same in the middle of a frame, or waiting failed or took too long
     kMalformed,
     kNoMemory,
+    kTooMuch,  // the budget does not allow it
 };
 
 // Waits for one frame without descriptors whose body is at most `limit` bytes, and reads no more

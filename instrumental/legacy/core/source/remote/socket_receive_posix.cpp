@@ -21,7 +21,7 @@ using vek::platform::Descriptor;
 constexpr std::size_t kFirstRead = std::size_t{8} << 10;
 
 // What a length that the peer claims is believed without seeing the bytes.
-constexpr std::size_t kFirstCapacity = std::size_t{1} << 20;
+constexpr std::size_t kFirstCapacity = kUnclaimedSize;
 
 // The bytes of a body as they come.
 class Body {
@@ -92,13 +92,16 @@ bool Complete(int socket, std::byte* bytes, std::size_t have, std::size_t size) 
     return true;
 }
 
-Receiving ReceiveRest(int socket, Body& body, std::size_t have, std::size_t size) noexcept {
+Receiving ReceiveRest(int socket, Body& body, std::size_t have, std::size_t size,
+                      ByteClaim& claim) noexcept {
     for (;;) {
         const std::size_t capacity = body.capacity();
         if (!Complete(socket, body.data(), have, capacity)) return Receiving::kLost;
         if (capacity == size) return Receiving::kFrame;
         have = capacity;
-        if (!body.Reserve(std::min(size, capacity * 2))) return Receiving::kNoMemory;
+        const std::size_t larger = std::min(size, capacity * 2);
+        if (!claim.Grow(larger)) return Receiving::kTooMuch;
+        if (!body.Reserve(larger)) return Receiving::kNoMemory;
     }
 }
 
@@ -135,7 +138,7 @@ Receiving Finish(int socket, std::uint64_t limit, FirstRead& first, ssize_t rece
     }
     std::memcpy(body.data(), first.bytes + sizeof head, have);
     if (have < head.size) {
-        const Receiving rest = ReceiveRest(socket, body, have, head.size);
+        const Receiving rest = ReceiveRest(socket, body, have, head.size, frame.claim);
         if (rest != Receiving::kFrame) return rest;
     }
     frame.kind = head.kind;

@@ -85,7 +85,7 @@ void SocketConnection::TakeInLane(Descriptor socket) {
 void SocketConnection::ServeLane(const lane_ptr_t& lane) noexcept {
     SendVerdict(lane->socket(), FrameKind::kWelcome, result::kOk);
     for (;;) {
-        Frame frame;
+        Frame frame(budget_);
         const Receiving received = ReceiveOnLane(lane->socket(), frame);
         if (received == Receiving::kEnded) break;
         if (received != Receiving::kFrame || frame.kind != FrameKind::kRequest) {

@@ -1,8 +1,12 @@
 #include "remote/socket_transport_posix.h"
 
+#include <sys/socket.h>
+
+#include <cerrno>
 #include <chrono>
 
 #include "remote/socket_address_posix.h"
+#include "remote/socket_wire_posix.h"
 #include "vek/core/current_exception.h"
 #include "vek/platform/system.h"
 #include "vek/trace/line.h"
@@ -15,27 +19,51 @@ namespace result = vek::result;
 namespace trace = vek::trace;
 
 constexpr std::chrono::seconds kConnectTimeout{3};
+using deadline_t = std::chrono::steady_clock::time_point;
 
-// Waits to be taken in.
-vek::result_t AwaitWelcome(int socket) noexcept {
-    LimitReceiving(socket, kConnectTimeout);
-    Frame frame;
-    vek::result_t verdict = result::kOk;
-    if (ReceiveFrame(socket, kVerdictSize, frame) != Receiving::kFrame) return result::kNotReady;
-    if (frame.kind != FrameKind::kWelcome || !ReadVerdict(frame, verdict)) {
-        return result::kInvalidSignature;
+struct Welcome {
+    FrameHead head;
+    Verdict verdict;
+};
+static_assert(sizeof(Welcome) == sizeof(FrameHead) + sizeof(Verdict));
+
+// As recv with `deadline`, over interruptions.
+bool ReceiveBy(deadline_t deadline, int socket, std::span<std::byte> bytes) noexcept {
+    while (!bytes.empty()) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        LimitReceiving(socket, left);
+        const ssize_t received = ::recv(socket, bytes.data(), bytes.size(), 0);
+        if (received < 0 && errno == EINTR) continue;
+        if (received <= 0) return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(received));
     }
     LimitReceiving(socket, std::chrono::milliseconds{0});
-    return vek::Failed(verdict) ? result::kAccessDenied : result::kOk;
+    return true;
+}
+
+// Waits to be taken in.
+vek::result_t AwaitWelcome(int socket, deadline_t deadline) noexcept {
+    Welcome welcome{};
+    if (!ReceiveBy(deadline, socket, std::as_writable_bytes(std::span(&welcome, 1)))) {
+        return result::kNotReady;
+    }
+    if (welcome.head.size != sizeof(Verdict) || welcome.head.kind != FrameKind::kWelcome ||
+        welcome.head.zero != 0 || welcome.verdict.signature != kVerdictSignature) {
+        return result::kInvalidSignature;
+    }
+    return vek::Failed(welcome.verdict.result) ? result::kAccessDenied : result::kOk;
 }
 
 vek::result_t Connect(const Endpoint& endpoint, std::weak_ptr<RequestHandler> handler,
                       const TransportConfig& config, std::shared_ptr<Transport>& transport) {
+    const deadline_t deadline = std::chrono::steady_clock::now() + kConnectTimeout;
     Descriptor control;
     if (const auto code = ConnectTo(endpoint, kConnectTimeout, control); vek::Failed(code))
         return code;
     if (!IsPeerAllowed(control.get(), config.peer_check)) return result::kAccessDenied;
-    if (const auto code = AwaitWelcome(control.get()); vek::Failed(code)) return code;
+    if (const auto code = AwaitWelcome(control.get(), deadline); vek::Failed(code)) return code;
 
     const std::uint32_t peer = PeerProcess(control.get());
     auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);

@@ -79,7 +79,7 @@ public:
 };
 
 // Whether a process may be a peer; asked before anything of it is read. Empty: every process that
-// runs as the same user.
+// runs as the same user. Where sockets carry the packets no other user's is a peer in any case.
 using PeerCheck = std::function<bool(std::uint32_t process_id)>;
 
 struct TransportConfig {
@@ -102,8 +102,8 @@ vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHa
 // has returned. Called on threads of the listener's, several at once.
 using AcceptPeer = std::function<std::shared_ptr<RequestHandler>(std::shared_ptr<Transport>)>;
 
-// Lets processes connect at an endpoint of this process until it is destroyed, which waits for calls
-// of AcceptPeer and must not be done in one. Transports that it has made live on.
+// Lets processes connect at an endpoint of this process until it is destroyed, which waits for
+// calls of AcceptPeer and must not be done in one. Transports that it has made live on.
 class Listener {
 public:
     virtual ~Listener() = default;
