@@ -66,7 +66,7 @@ public:
     }
 
     plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) override {
-        return plugins::loader::ProductLoaderFactory(std::move(tracer));
+        return plugins::loader::ProductLoaderFactory({.tracer = std::move(tracer)});
     }
 
     std::optional<ScanReport> TakeReport() override {

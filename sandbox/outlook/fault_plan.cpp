@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace sandbox::outlook {
 namespace {
@@ -12,7 +13,7 @@ constexpr std::size_t Index(Call kind) { return static_cast<std::size_t>(kind); 
 
 void FaultPlan::Add(Fault fault) {
     const std::lock_guard lock(mutex_);
-    faults_.push_back(fault);
+    faults_.push_back(std::move(fault));
     planned_ = true;
 }
 
@@ -24,6 +25,10 @@ void FaultPlan::FailEvery(Call kind, HRESULT code) { Add({kind, 0, code}); }
 
 void FaultPlan::FailNthOfAll(std::uint32_t nth, HRESULT code) {
     Add({std::nullopt, Total() + nth, code});
+}
+
+void FaultPlan::RunAtNth(Call kind, std::uint32_t nth, std::function<void()> action) {
+    Add({kind, counts_[Index(kind)] + nth, S_OK, std::move(action)});
 }
 
 void FaultPlan::LimitReads(ULONG bytes) { read_limit_ = bytes; }
@@ -50,11 +55,17 @@ HRESULT FaultPlan::Enter(Call kind) {
     const std::uint32_t of_kind = ++counts_[Index(kind)];
     if (!planned_) return S_OK;
     const std::uint32_t of_all = Total();
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     for (const Fault& fault : faults_) {
         if (fault.kind && *fault.kind != kind) continue;
         const std::uint32_t now = fault.kind ? of_kind : of_all;
         if (fault.at != 0 && fault.at != now) continue;
+        if (fault.action) {
+            const auto action = fault.action;
+            lock.unlock();
+            action();
+            return S_OK;
+        }
         failed_.push_back(kind);
         return fault.code;
     }

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <mutex>
 #include <optional>
@@ -25,6 +26,10 @@ public:
 
     // The `nth` call of whatever kind, from 1 and from now on, fails with `code`.
     void FailNthOfAll(std::uint32_t nth, HRESULT code);
+
+    // Within the `nth` call of that kind, from 1 and from now on, `action` runs on its thread; the
+    // call goes on afterwards.
+    void RunAtNth(Call kind, std::uint32_t nth, std::function<void()> action);
 
     // No read of a stream gives more than `bytes` at once.
     void LimitReads(ULONG bytes);
@@ -50,6 +55,7 @@ private:
         std::optional<Call> kind;  // any kind without one
         std::uint32_t at;          // 0 for every call
         HRESULT code;
+        std::function<void()> action = {};  // instead of the failure
     };
 
     void Add(Fault fault);

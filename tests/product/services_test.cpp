@@ -186,6 +186,7 @@ TEST(ProductProcess, ServesUntilItIsAskedToStop) {
         // The process that runs it is this one, which does not end.
         EXPECT_EQ(StopProduct(options.folder, std::chrono::milliseconds(1)),
                   ExitCode::kDoesNotStop);
+        border.locator.reset();
         return false;
     };
     EXPECT_EQ(RunProduct(options, border.serve(), wait), ExitCode::kStopped);
@@ -194,8 +195,9 @@ TEST(ProductProcess, ServesUntilItIsAskedToStop) {
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "running.json"));
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "stop.json"));
     const std::string log = tests::ReadFile(options.log);
-    for (const char* part : {"  started: process ", "local id 42", "  check 1: incoming ",
-                             "changed: subject", "  stopping\n", "  stopped\n"})
+    for (const char* part :
+         {"  started: process ", "local id 42", "  check 1: incoming ", "changed: subject",
+          "  stopping\n", "  objects left: 0\n", "  stopped\n"})
         EXPECT_THAT(log, testing::HasSubstr(part));
     EXPECT_THAT(tests::ReadFile(options.reports), testing::HasSubstr("\"number\":1"));
 

@@ -3,7 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
+#include <utility>
 
 #include "tests/remote/child_process.h"
 
@@ -20,6 +20,11 @@ public:
         ::waitpid(id_, nullptr, 0);
         id_ = 0;
     }
+    int Wait() override {
+        int status = 0;
+        ::waitpid(std::exchange(id_, 0), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
 
 private:
     pid_t id_;
@@ -27,13 +32,19 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ChildProcess> StartBeside(const std::string& program, const std::string& argument) {
-    const auto path = std::filesystem::read_symlink("/proc/self/exe").parent_path() / program;
-    std::string name = path.string();
-    std::string text = argument;
-    char* const arguments[] = {name.data(), text.data(), nullptr};
+std::filesystem::path ProgramFolder() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+std::unique_ptr<ChildProcess> StartProgram(const std::filesystem::path& program,
+                                           const std::vector<std::string>& arguments) {
+    std::vector<std::string> texts = arguments;
+    texts.insert(texts.begin(), program.string());
+    std::vector<char*> pointers;
+    for (std::string& text : texts) pointers.push_back(text.data());
+    pointers.push_back(nullptr);
     pid_t id = 0;
-    ::posix_spawn(&id, name.c_str(), nullptr, nullptr, arguments, environ);
+    ::posix_spawn(&id, program.c_str(), nullptr, nullptr, pointers.data(), environ);
     return std::make_unique<PosixChild>(id);
 }
 

@@ -1,7 +1,5 @@
 #include <windows.h>
 
-#include <filesystem>
-
 #include "tests/remote/child_process.h"
 #include "vek/platform/handle_win32.h"
 
@@ -18,6 +16,12 @@ public:
         if (process_) ::TerminateProcess(process_.get(), 1);
         ::WaitForSingleObject(process_.get(), INFINITE);
     }
+    int Wait() override {
+        DWORD code = 0;
+        ::WaitForSingleObject(process_.get(), INFINITE);
+        ::GetExitCodeProcess(process_.get(), &code);
+        return static_cast<int>(code);
+    }
 
 private:
     UniqueHandle process_;
@@ -25,12 +29,17 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ChildProcess> StartBeside(const std::string& program, const std::string& argument) {
+std::filesystem::path ProgramFolder() {
     wchar_t self[MAX_PATH];
     ::GetModuleFileNameW(nullptr, self, MAX_PATH);
-    const auto path = std::filesystem::path(self).parent_path() / (program + ".exe");
-    std::wstring line =
-        L"\"" + path.wstring() + L"\" " + std::wstring(argument.begin(), argument.end());
+    return std::filesystem::path(self).parent_path();
+}
+
+std::unique_ptr<ChildProcess> StartProgram(const std::filesystem::path& program,
+                                           const std::vector<std::string>& arguments) {
+    std::wstring line = L"\"" + program.wstring() + L".exe\"";
+    for (const std::string& argument : arguments)
+        line += L" \"" + std::filesystem::path(argument).wstring() + L"\"";
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION information{};

@@ -14,6 +14,7 @@
 #include "sandbox/product/state/process_start.h"
 #include "sandbox/product/state/run_folder.h"
 #include "vek/core/current_exception.h"
+#include "vek/core/object.h"
 #include "vek/core/result_format.h"
 #include "vek/platform/thread.h"
 
@@ -22,6 +23,9 @@ namespace {
 
 // How soon a request to stop is seen.
 constexpr std::chrono::milliseconds kLookAround{50};
+
+// How long checks under way are waited for. With nobody left to call they end by themselves.
+constexpr std::chrono::seconds kLastChecks{5};
 
 std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
     ParsedRules parsed = LoadRules(rules);
@@ -94,6 +98,18 @@ void ServeUntilStopped(const ProductOptions& options, const Serve& serve, const 
     log("stopping");
 }
 
+// Waits for what was served to be let go of: a process must not end under its threads. Gives how
+// many objects more there are than `before`; any of them is a fault.
+std::uint32_t AwaitRelease(std::uint32_t before) {
+    const auto deadline = std::chrono::steady_clock::now() + kLastChecks;
+    std::uint32_t now = vek::LiveObjectCount();
+    while (now > before && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        now = vek::LiveObjectCount();
+    }
+    return now > before ? now - before : 0;
+}
+
 }  // namespace
 
 ExitCode RunProduct(const ProductOptions& options, const Serve& serve, const WaitForSignal& wait) {
@@ -106,7 +122,9 @@ ExitCode RunProduct(const ProductOptions& options, const Serve& serve, const Wai
                 std::cerr << "a product runs in this folder already\n";
                 return ExitCode::kRunsAlready;
             }
+            const std::uint32_t before = vek::LiveObjectCount();
             ServeUntilStopped(options, serve, wait, folder, log);
+            log("objects left: " + std::to_string(AwaitRelease(before)));
             log("stopped");
             return ExitCode::kStopped;
         } catch (...) {

@@ -21,6 +21,19 @@ std::error_code Rename(const std::filesystem::path& from, const std::filesystem:
     return error;
 }
 
+// Nothing when there is none. While another process puts it in its place, a file may be there and
+// cannot be opened.
+std::optional<std::ifstream> Open(const std::filesystem::path& path) {
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        std::ifstream file(path, std::ios::binary);
+        if (file) return file;
+        std::error_code error;
+        if (!std::filesystem::exists(path, error) && !error) return std::nullopt;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    throw std::runtime_error(PathText(path) + ": cannot be read");
+}
+
 }  // namespace
 
 std::string PathText(const std::filesystem::path& path) {
@@ -33,16 +46,15 @@ std::filesystem::path PathOf(std::string_view text) {
 }
 
 std::optional<std::string> ReadTextFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::error_code error;
-    if (!file && !std::filesystem::exists(path, error) && !error) return std::nullopt;
+    std::optional<std::ifstream> file = Open(path);
+    if (!file) return std::nullopt;
     std::string text;
-    for (std::array<char, 4096> piece; file && text.size() <= kLongestTextFile;) {
-        file.read(piece.data(), piece.size());
-        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    for (std::array<char, 4096> piece; *file && text.size() <= kLongestTextFile;) {
+        file->read(piece.data(), piece.size());
+        text.append(piece.data(), static_cast<std::size_t>(file->gcount()));
     }
     // A folder can be opened, too, where the system lets it.
-    if (!file.eof() && text.size() <= kLongestTextFile)
+    if (!file->eof() && text.size() <= kLongestTextFile)
         throw std::runtime_error(PathText(path) + ": cannot be read");
     if (text.size() > kLongestTextFile) throw std::runtime_error(PathText(path) + ": too long");
     return text;

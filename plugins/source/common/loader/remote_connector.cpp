@@ -30,12 +30,10 @@ ProductConnector RemoteConnector(vek::trace::TracerPtr tracer) {
     };
 }
 
-LoaderFactory ProductLoaderFactory(vek::trace::TracerPtr tracer) {
-    return [tracer = std::move(tracer)](vek::RefPtr<ILoader>& loader) {
-        product_info::LibraryEnvironment environment;
-        environment.tracer = tracer;
+LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment) {
+    return [environment = std::move(environment)](vek::RefPtr<ILoader>& loader) {
         loader = vek::MakeObject<RecoveringLoader>(
-            vek::MakeObject<ProductLoader>(environment, RemoteConnector(tracer)));
+            vek::MakeObject<ProductLoader>(environment, RemoteConnector(environment.tracer)));
         return vek::result::kOk;
     };
 }

@@ -11,6 +11,6 @@ namespace plugins::loader {
 ProductConnector RemoteConnector(vek::trace::TracerPtr tracer);
 
 // The loader of the installed product, whose services outlive the product's process.
-LoaderFactory ProductLoaderFactory(vek::trace::TracerPtr tracer);
+LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment);
 
 }  // namespace plugins::loader

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "common/loader/remote_connector.h"
+#include "sandbox/product/state/run_folder.h"
+#include "sandbox/product/state/text_file.h"
+#include "tests/remote/child_process.h"
+#include "tests/support/installed_product.h"
+
+namespace tests {
+
+// A product that is installed in a folder of its own, and its process.
+class ProductFolder {
+public:
+    explicit ProductFolder(std::string_view rules) {
+        namespace fs = std::filesystem;
+        for (const auto& file : fs::directory_iterator(ProgramFolder().parent_path() / "product")) {
+            const fs::path copy = folder_.path() / file.path().filename();
+            const bool is_library = copy.stem() == "product_info" && copy.extension() != ".json";
+            if (is_library) library_ = Utf8(copy);
+            if (is_library || copy.stem() == "mlxo_product") fs::copy(file.path(), copy);
+        }
+        sandbox::product::ReplaceTextFile(folder_.path() / "sample.rules", rules);
+    }
+
+    // Whether it can be reached afterwards.
+    bool Start() {
+        const sandbox::product::RunFolder folder(folder_.path());
+        process_ = StartProgram(folder_.path() / "mlxo_product", {"--folder", path()});
+        return Soon([&] { return folder.Running().has_value(); });
+    }
+    void Kill() { process_->Kill(); }
+    // Whether it went in order, and has let go of everything.
+    bool Stop() {
+        const auto request =
+            StartProgram(folder_.path() / "mlxo_product", {"--folder", path(), "--stop"});
+        return request->Wait() == 0 && process_->Wait() == 0 && log().ends_with("  stopped\n") &&
+               Logged("objects left: 0\n") == Logged("  stopped\n");
+    }
+
+    std::string path() const { return Utf8(folder_.path()); }
+    const std::string& library() const { return library_; }
+    std::string log() const { return ReadFile(folder_.path() / "product.log"); }
+    // How often the log says `part`.
+    int Logged(std::string_view part) const {
+        const std::string text = log();
+        int count = 0;
+        for (std::size_t at = 0; (at = text.find(part, at)) != text.npos; ++at) ++count;
+        return count;
+    }
+
+    // Waits until it is so; false when it is not in 10 s.
+    template <class Condition>
+    static bool Soon(const Condition& condition) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return true;
+    }
+
+private:
+    const TemporaryFolder folder_;
+    std::string library_;
+    std::unique_ptr<ChildProcess> process_;
+};
+
+}  // namespace tests
