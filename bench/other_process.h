@@ -7,11 +7,11 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "bench/one_processor.h"
+#include "bench/ratio.h"
 #include "remote/socket_address_posix.h"
 #include "vek/platform/descriptor_posix.h"
 
@@ -44,8 +45,8 @@ struct BareSizes {
     std::uint32_t reply = 0;
 };
 
-// The other process, and a bare socket to it. To be made before main(), while there is no other
-// thread; ends with this process.
+// The other process, and bare sockets to it, its lines. To be made before main(), while there is no
+// other thread; ends with this process.
 //
 // Both processes stay on one processor. Then the one that waits is woken by a plain switch, and a
 // round takes what the two do, one after the other. On two processors most of a round is the time
@@ -56,7 +57,7 @@ public:
     // `serve` starts, in the other process, what is to be measured there; it runs on in threads.
     template <class Serve>
     explicit OtherProcess(Serve serve) {
-        remote::MakePair(here_, there_);
+        for (Line& line : lines_) remote::MakePair(line.here, line.there);
         std::array<int, 2> ready{};
         if (::pipe(ready.data()) != 0) std::abort();
         // Whom a message wakes does not interrupt its sender: when it does is luck, and costs other
@@ -64,11 +65,14 @@ public:
         const sched_param priority{};
         ::sched_setscheduler(0, SCHED_BATCH, &priority);
         const pid_t parent = ::getpid();
-        if (::fork() == 0) {
+        const pid_t child = ::fork();
+        if (child == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             if (::getppid() != parent) ::_exit(1);
             serve();
-            std::thread([this] { ServeBare(); }).detach();
+            for (const Line& line : lines_) {
+                std::thread([&line] { ServeBare(line.there.get()); }).detach();
+            }
             if (::write(ready[1], "r", 1) != 1) std::abort();
             for (;;) ::pause();
         }
@@ -76,16 +80,34 @@ public:
         char byte = 0;
         if (::read(ready[0], &byte, 1) != 1) std::abort();
         ::close(ready[0]);
+        ::clock_getcpuclockid(parent, &clocks_[0]);
+        ::clock_getcpuclockid(child, &clocks_[1]);
     }
     OtherProcess(const OtherProcess&) = delete;
     OtherProcess& operator=(const OtherProcess&) = delete;
 
-    int bare_socket() const { return here_.get(); }
+    // The processor time of both processes so far.
+    double Seconds() const {
+        double seconds = 0;
+        for (const clockid_t clock : clocks_) {
+            timespec time{};
+            ::clock_gettime(clock, &time);
+            seconds += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+        }
+        return seconds;
+    }
+
+    static constexpr std::size_t kLines = 2;
+    int bare_socket(std::size_t line) const { return lines_[line].here.get(); }
 
 private:
+    struct Line {
+        vek::platform::Descriptor here;
+        vek::platform::Descriptor there;
+    };
+
     // Answers requests until one that begins with kLast, and then those of the next sizes.
-    void ServeBare() const {
-        const int socket = there_.get();
+    static void ServeBare(int socket) {
         std::vector<std::byte> buffer;
         BareSizes sizes;
         while (Transfer(socket, std::as_writable_bytes(std::span(&sizes, 1)), false)) {
@@ -101,15 +123,16 @@ private:
     }
 
     const OneProcessor pinned_;
-    vek::platform::Descriptor here_;
-    vek::platform::Descriptor there_;
+    std::array<clockid_t, 2> clocks_{};
+    std::array<Line, kLines> lines_;
 };
 
-// Bare exchanges with the other process: the floor of what goes between two. One at a time.
+// Bare exchanges with the other process: the floor of what goes between two. One at a
+// time on a line.
 class BareRounds {
 public:
-    BareRounds(const OtherProcess& other, BareSizes sizes)
-        : socket_(other.bare_socket()),
+    BareRounds(const OtherProcess& other, std::size_t line, BareSizes sizes)
+        : socket_(other.bare_socket(line)),
           sizes_(sizes),
           buffer_(std::max(sizes.request, sizes.reply)) {
         Transfer(socket_, std::as_writable_bytes(std::span(&sizes, 1)), true);
@@ -133,23 +156,37 @@ private:
     std::vector<std::byte> buffer_;
 };
 
-// Times `batch` in short pieces of real time and reports kBatches times their median: what others
-// do on the machine disturbs some of the pieces, and is left out with them.
+// Times an operation and its floor in turns, in short batches, and reports the median of either:
+// both see the same machine, and what disturbs some batches is left out with them. The time is the
+// processor time of both processes. As one of them is always at work, that is the time that passes
+// while nobody else wants the processor. A batch answers false when it failed.
 inline constexpr int kBatches = 25;
 
-template <class Batch>
-void MeasureBatches(benchmark::State& state, Batch batch) {
-    using clock = std::chrono::steady_clock;
-    std::array<double, kBatches> seconds{};
-    for (auto _ : state) {
-        for (double& taken : seconds) {
-            const auto begin = clock::now();
-            if (!batch()) return state.SkipWithError("the other process does not answer");
-            taken = std::chrono::duration<double>(clock::now() - begin).count();
-        }
+template <class Operation, class Floor>
+void MeasureInTurns(benchmark::State& state, const OtherProcess& other, Operation operation,
+                    Floor floor) {
+    std::array<double, kBatches> operations{};
+    std::array<double, kBatches> floors{};
+    const auto time = [&](auto& batch) {
+        const double begin = other.Seconds();
+        if (!batch()) state.SkipWithError("the other process does not answer");
+        return other.Seconds() - begin;
+    };
+    const auto median = [](auto& seconds) {
         std::nth_element(seconds.begin(), seconds.begin() + kBatches / 2, seconds.end());
-        state.SetIterationTime(seconds[kBatches / 2] * kBatches);
+        return seconds[kBatches / 2];
+    };
+    double floor_seconds = 0;
+    for (auto _ : state) {
+        for (int i = 0; i < kBatches; ++i) {
+            operations[static_cast<std::size_t>(i)] = time(operation);
+            floors[static_cast<std::size_t>(i)] = time(floor);
+        }
+        state.SetIterationTime(median(operations) * kBatches);
+        floor_seconds += median(floors) * kBatches;
     }
+    state.counters[Ratio::kFloor] =
+        benchmark::Counter(floor_seconds, benchmark::Counter::kAvgIterations);
 }
 
 }  // namespace bench

@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <utility>
@@ -37,38 +38,66 @@ public:
                 const double seconds = IsOfWallClock(run.run_name.time_type)
                                            ? run.real_accumulated_time
                                            : run.cpu_accumulated_time;
-                seconds_[run.run_name.str()].push_back(seconds /
-                                                       static_cast<double>(run.iterations));
+                const std::string name = run.run_name.str();
+                const double once = seconds / static_cast<double>(run.iterations);
+                seconds_[name].push_back(once);
+                std::string& note = notes_[name];
+                note.clear();
+                for (const auto& [counter, value] : run.counters) {
+                    if (counter == Ratio::kFloor) continue;
+                    note += ", " + counter + " " + std::to_string(std::llround(value));
+                }
+                const auto floor = run.counters.find(Ratio::kFloor);
+                if (floor != run.counters.end() && floor->second > 0) {
+                    floors_[name].push_back(floor->second);
+                    ratios_[name].push_back(once / floor->second);
+                }
             }
         }
         ConsoleReporter::ReportRuns(runs);
     }
 
+    double SecondsOf(const std::string& name) const { return MedianOf(seconds_, name); }
+    double FloorOf(const std::string& name) const { return MedianOf(floors_, name); }
+    double RatioOf(const std::string& name) const { return MedianOf(ratios_, name); }
+    std::string NoteOn(const std::string& name) const {
+        const auto found = notes_.find(name);
+        return found == notes_.end() ? std::string() : found->second;
+    }
+
+private:
+    using Measured = std::map<std::string, std::vector<double>>;
+
     // The median of the repetitions; 0 when there is none.
-    double SecondsOf(const std::string& name) const {
-        const auto found = seconds_.find(name);
-        if (found == seconds_.end()) return 0;
+    static double MedianOf(const Measured& measured, const std::string& name) {
+        const auto found = measured.find(name);
+        if (found == measured.end()) return 0;
         std::vector<double> sorted = found->second;
         std::sort(sorted.begin(), sorted.end());
         const std::size_t middle = sorted.size() / 2;
         return sorted.size() % 2 != 0 ? sorted[middle] : (sorted[middle - 1] + sorted[middle]) / 2;
     }
 
-private:
-    std::map<std::string, std::vector<double>> seconds_;
+    Measured seconds_;
+    Measured floors_;  // of operations that measure them
+    Measured ratios_;
+    std::map<std::string, std::string> notes_;
 };
 
 bool Print(const Entry& entry, const Reporter& reporter) {
     const double operation = reporter.SecondsOf(entry.operation);
-    const double floor = reporter.SecondsOf(entry.floor);
+    const bool has_own = entry.floor.empty();
+    const double floor =
+        has_own ? reporter.FloorOf(entry.operation) : reporter.SecondsOf(entry.floor);
     if (operation <= 0 || floor <= 0) {
         std::printf("ratio  not measured             %s\n", entry.title.c_str());
         return false;
     }
-    const double ratio = operation / floor;
+    const double ratio = has_own ? reporter.RatioOf(entry.operation) : operation / floor;
     const bool within = ratio <= entry.budget;
-    std::printf("ratio %6.2f  budget %5.2f  %-4s  %s (%.0f ns to %.0f ns)\n", ratio, entry.budget,
-                within ? "ok" : "OVER", entry.title.c_str(), operation * 1e9, floor * 1e9);
+    std::printf("ratio %6.2f  budget %5.2f  %-4s  %s (%.0f ns to %.0f ns%s)\n", ratio, entry.budget,
+                within ? "ok" : "OVER", entry.title.c_str(), operation * 1e9, floor * 1e9,
+                reporter.NoteOn(entry.operation).c_str());
     return within;
 }
 
@@ -77,6 +106,9 @@ bool Print(const Entry& entry, const Reporter& reporter) {
 Ratio::Ratio(std::string title, std::string operation, std::string floor, double budget) {
     Entries().push_back({std::move(title), std::move(operation), std::move(floor), budget});
 }
+
+Ratio::Ratio(std::string title, std::string operation, double budget)
+    : Ratio(std::move(title), std::move(operation), {}, budget) {}
 
 }  // namespace bench
 

@@ -23,6 +23,12 @@ struct Ratio {
     // The names of the operation and the floor are those that Google Benchmark prints. Made before
     // main() runs; the ratio is registered for the life of the program.
     Ratio(std::string title, std::string operation, std::string floor, double budget);
+
+    // For an operation that measures its floor itself, taking turns with it: the seconds of the
+    // floor are its counter kFloor, to be compared with the time that it says. Its other counters
+    // are printed with the ratio.
+    Ratio(std::string title, std::string operation, double budget);
+    static constexpr const char* kFloor = "floor";
 };
 
 }  // namespace bench

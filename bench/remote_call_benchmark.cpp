@@ -3,32 +3,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "bench/echo.h"
 #include "bench/other_process.h"
 #include "bench/ratio.h"
-#include "bench/remote_service.h"
-#include "vek/remoting/describe.h"
-
-namespace bench {
-
-struct IEcho : vek::IObject {
-    static constexpr vek::interface_id_t kInterfaceId = 0x10000001;
-    // Gives back what it gets.
-    virtual vek::result_t Echo(std::span<const std::byte> bytes, std::span<std::byte> same,
-                               std::uint32_t& count) noexcept = 0;
-
-protected:
-    ~IEcho() = default;
-};
-
-}  // namespace bench
-
-namespace vek::remoting {
-VEK_REMOTE_INTERFACE(bench::IEcho, (Echo, method_attribute::kReadsOnly))
-}
 
 namespace {
 
@@ -44,53 +24,31 @@ struct Size {
 };
 constexpr std::array<Size, 3> kSizes{{{64, 20}, {4096, 20}, {1u << 20, 1}}};
 
-class EchoService final : public vek::ObjectImpl<IEcho> {
-public:
-    vek::result_t Echo(std::span<const std::byte> bytes, std::span<std::byte> same,
-                       std::uint32_t& count) noexcept override {
-        count = static_cast<std::uint32_t>(std::min(bytes.size(), same.size()));
-        std::memcpy(same.data(), bytes.data(), count);
-        return vek::result::kOk;
-    }
-};
-
-std::shared_ptr<const vek::remoting::ProxyStubFactories> Factories() {
-    return std::make_shared<const vek::remoting::ProxyStubFactories>(std::vector{
-        vek::remoting::FactoryOf<vek::IServiceLocator>(), vek::remoting::FactoryOf<IEcho>()});
-}
-
 const remote::Endpoint kEndpoint = bench::OwnEndpoint();
 const bench::OtherProcess kOther([] {
-    bench::Serve(kEndpoint, Factories(), vek::MakeObject<EchoService>());
+    bench::Serve(kEndpoint, bench::EchoFactories(), vek::MakeObject<bench::EchoService>());
 });
-
-void BarePingPong(benchmark::State& state) {
-    const Size size = kSizes[static_cast<std::size_t>(state.range(0))];
-    bench::BareRounds rounds(kOther, {size.bytes + kAroundRequest, size.bytes + kAroundReply});
-    bench::MeasureBatches(state, [&] {
-        for (std::uint32_t i = 0; i < size.calls; ++i) {
-            if (!rounds.Next()) return false;
-        }
-        return true;
-    });
-}
-BENCHMARK(BarePingPong)->DenseRange(0, 2)->UseManualTime();
 
 void RemoteCall(benchmark::State& state) {
     const Size size = kSizes[static_cast<std::size_t>(state.range(0))];
-    const bench::Client client(kEndpoint, Factories());
+    const bench::Client client(kEndpoint, bench::EchoFactories());
     const auto echo = client.Service<IEcho>();
     const std::vector<std::byte> bytes(size.bytes);
     std::vector<std::byte> same(size.bytes);
-    bench::MeasureBatches(state, [&] {
-        for (std::uint32_t i = 0; i < size.calls; ++i) {
-            std::uint32_t count = 0;
-            if (!echo || vek::Failed(echo->Echo(bytes, same, count)) || count != size.bytes) {
-                return false;
+    const auto call = [&] {
+        std::uint32_t count = 0;
+        return echo && vek::Succeeded(echo->Echo(bytes, same, count)) && count == size.bytes;
+    };
+    bench::BareRounds rounds(kOther, 0, {size.bytes + kAroundRequest, size.bytes + kAroundReply});
+    const auto times = [&size](auto once) {
+        return [&size, once]() mutable {
+            for (std::uint32_t i = 0; i < size.calls; ++i) {
+                if (!once()) return false;
             }
-        }
-        return true;
-    });
+            return true;
+        };
+    };
+    bench::MeasureInTurns(state, kOther, times(call), times([&rounds] { return rounds.Next(); }));
 }
 BENCHMARK(RemoteCall)->DenseRange(0, 2)->UseManualTime();
 
@@ -99,11 +57,8 @@ std::string Title(std::size_t index, const char* size) {
            ", to bare ping-pongs";
 }
 
-const bench::Ratio kSmall(Title(0, "64 B"), "RemoteCall/0/manual_time",
-                          "BarePingPong/0/manual_time", 1.15);
-const bench::Ratio kMiddle(Title(1, "4 KiB"), "RemoteCall/1/manual_time",
-                           "BarePingPong/1/manual_time", 1.3);
-const bench::Ratio kLarge(Title(2, "1 MiB"), "RemoteCall/2/manual_time",
-                          "BarePingPong/2/manual_time", 1.5);
+const bench::Ratio kSmall(Title(0, "64 B"), "RemoteCall/0/manual_time", 1.15);
+const bench::Ratio kMiddle(Title(1, "4 KiB"), "RemoteCall/1/manual_time", 1.3);
+const bench::Ratio kLarge(Title(2, "1 MiB"), "RemoteCall/2/manual_time", 1.5);
 
 }  // namespace

@@ -1,5 +1,6 @@
-// What a call over the transport costs beside a bare call of the same interface definition, both
-// to another process. Prints a ratio for each size; the exit code is 1 when one is over its budget.
+// What a call costs beside a bare call of the same interface definition, both to another process:
+// over the transport, and of an object by its proxy. Prints a ratio for each size; the exit code is
+// 1 when one is over its budget. Then what it costs to read in pieces of several sizes.
 // The time is that of the clock: the runtime's threads and the system's work count.
 
 #include <rpc.h>
@@ -15,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/echo.h"
 #include "remote/rpc_binding_win32.h"
 #include "remote/rpc_call_win32.h"
 #include "remote/transport.h"
@@ -57,6 +59,8 @@ int Serve(unsigned long parent) {
         return handler;
     };
     if (vek::Failed(remote::Listen(EndpointOf(parent, 1), accept, {}, listener))) return 2;
+    bench::Serve(EndpointOf(parent, 3), bench::EchoFactories(),
+                 vek::MakeObject<bench::EchoService>());
     const vek::platform::UniqueHandle process(::OpenProcess(SYNCHRONIZE, FALSE, parent));
     ::WaitForSingleObject(process.get(), INFINITE);
     return 0;
@@ -124,6 +128,45 @@ bool TransportCall(remote::Transport& transport, remote::bytes_t data) {
            reply.GetCallData().size() == data.size();
 }
 
+bool RemoteCall(bench::IEcho& echo, remote::bytes_t data, std::span<std::byte> same) {
+    std::uint32_t count = 0;
+    return vek::Succeeded(echo.Echo(data, same, count)) && count == data.size();
+}
+
+// Prints what it takes to read much in pieces of one size and another.
+void TimeReading(bench::IEcho& echo) {
+    constexpr std::array<std::size_t, 5> kPieces{std::size_t{64} << 10, std::size_t{128} << 10,
+                                                 std::size_t{256} << 10, std::size_t{512} << 10,
+                                                 std::size_t{1} << 20};
+    constexpr std::size_t kWhole = std::size_t{10} << 20;
+    std::vector<std::byte> buffer(kPieces.back());
+    std::array<std::vector<double>, kPieces.size()> seconds;
+    for (std::size_t i = 0; i < kRepetitions; ++i) {
+        for (std::size_t piece = 0; piece < kPieces.size(); ++piece) {
+            const auto read = [&] {
+                std::uint32_t count = 0;
+                return vek::Succeeded(echo.Fill(std::span(buffer).first(kPieces[piece]), count));
+            };
+            const auto calls = static_cast<int>(kWhole / kPieces[piece]);
+            seconds[piece].push_back(SecondsOf(calls, read) * calls);
+        }
+    }
+    for (std::size_t piece = 0; piece < kPieces.size(); ++piece) {
+        std::printf("10 MiB in pieces of %u KiB: %.0f us\n",
+                    static_cast<unsigned>(kPieces[piece] >> 10), Median(seconds[piece]) * 1e6);
+    }
+}
+
+// Whether it is within its budget.
+bool PrintRatio(const char* what, std::size_t size, double operation, double floor) {
+    const double ratio = operation / floor;
+    std::printf(
+        "ratio %6.2f  budget %5.2f  %-4s  %s of %u B to a bare RPC call (%.0f us to %.0f us)\n",
+        ratio, kBudget, ratio <= kBudget ? "ok" : "OVER", what, static_cast<unsigned>(size),
+        operation * 1e6, floor * 1e6);
+    return ratio <= kBudget;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -144,6 +187,12 @@ int main(int count, char** arguments) {
         std::printf("the other processes do not answer\n");
         return 2;
     }
+    const bench::Client client(EndpointOf(self, 3), bench::EchoFactories());
+    const auto echo = client.Service<bench::IEcho>();
+    if (!echo) {
+        std::printf("the remote object is not there\n");
+        return 2;
+    }
 
     bool within = true;
     for (const std::size_t size : {64u, 4096u, 1u << 20}) {
@@ -152,17 +201,17 @@ int main(int count, char** arguments) {
         const int calls = size > 4096 ? 3 : 200;
         std::vector<double> floor;
         std::vector<double> operation;
+        std::vector<double> remote_call;
+        std::vector<std::byte> same(size);
         for (std::size_t i = 0; i < kRepetitions; ++i) {  // in turns: both see the same machine
             floor.push_back(SecondsOf(calls, [&] { return BareCall(bare, packet); }));
             operation.push_back(SecondsOf(calls, [&] { return TransportCall(*transport, data); }));
+            remote_call.push_back(SecondsOf(calls, [&] { return RemoteCall(*echo, data, same); }));
         }
-        const double ratio = Median(operation) / Median(floor);
-        within = within && ratio <= kBudget;
-        std::printf(
-            "ratio %6.2f  budget %5.2f  %-4s  call of %u B to a bare RPC call (%.0f us to %.0f "
-            "us)\n",
-            ratio, kBudget, ratio <= kBudget ? "ok" : "OVER", static_cast<unsigned>(size),
-            Median(operation) * 1e6, Median(floor) * 1e6);
+        const double bare_seconds = Median(floor);
+        within = PrintRatio("transport call", size, Median(operation), bare_seconds) && within;
+        within = PrintRatio("remote call", size, Median(remote_call), bare_seconds) && within;
     }
+    TimeReading(*echo);
     return within ? 0 : 1;
 }

@@ -55,35 +55,30 @@ result_t Connection::Init() noexcept {
                       [this] { incoming_ = std::make_unique<IncomingProcessor>(*this); });
     if (Failed(result)) return result;
     return InitStep("creating a generator of unique request numbers",
-                    [this] { request_numbers_ = std::make_unique<std::atomic<std::uint32_t>>(0); });
+                    [this] { request_numbers_ = std::make_unique<std::atomic<std::uint64_t>>(0); });
 }
 
 void Connection::Attach(std::shared_ptr<remote::Transport> transport) noexcept {
     const std::lock_guard guard(lock_);
     if (ended_) return;  // it was lost before it could be attached
     transport_ = std::move(transport);
+    attached_ = transport_.get();
     open_ = true;
 }
 
-std::shared_ptr<remote::Transport> Connection::transport() const noexcept {
-    const std::lock_guard guard(lock_);
-    return transport_;
-}
-
 bool Connection::IsOpen() const noexcept {
-    if (!open_) return false;
-    const auto transport = this->transport();
-    return transport && transport->IsOpen();
+    const auto* const transport = this->transport();
+    return open_ && transport != nullptr && transport->IsOpen();
 }
 
 std::uint32_t Connection::peer_process_id() const noexcept {
-    const auto transport = this->transport();
-    return transport ? transport->peer_process_id() : 0;
+    const auto* const transport = this->transport();
+    return transport != nullptr ? transport->peer_process_id() : 0;
 }
 
 void Connection::Close(result_t reason) noexcept {
     // The transport reports its end to OnTransportClosed.
-    if (const auto transport = this->transport()) transport->Close(reason);
+    if (auto* const transport = this->transport()) transport->Close(reason);
     End();
 }
 

@@ -116,7 +116,7 @@ public:
     result_t ReleaseStubs(const ReleasedList& released) noexcept;
 
     // How many requests were sent, and how many were served.
-    std::uint64_t requests_sent() const noexcept { return requests_sent_; }
+    std::uint64_t requests_sent() const noexcept { return *request_numbers_; }
     std::uint64_t requests_served() const noexcept { return requests_served_; }
 
     // Keeps the master object locked until the connection ends.
@@ -142,13 +142,14 @@ private:
                         Reply& reply);
     result_t Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request, Reply& reply);
     std::uint32_t NextCallId() noexcept;
-    std::shared_ptr<remote::Transport> transport() const noexcept;
+    // Null before it is attached; once there it stays as long as the connection.
+    remote::Transport* transport() const noexcept { return attached_; }
     void End() noexcept;
 
     const ConnectionConfig config_;
     std::unique_ptr<StubRegistry> registry_;
     std::unique_ptr<IncomingProcessor> incoming_;
-    std::unique_ptr<std::atomic<std::uint32_t>> request_numbers_;
+    std::unique_ptr<std::atomic<std::uint64_t>> request_numbers_;
 
     mutable platform::RecursiveLock lock_;  // guards what follows
     std::shared_ptr<remote::Transport> transport_;
@@ -157,11 +158,11 @@ private:
     bool ended_ = false;
     released_t released_;  // proxies' handles that wait for something to be sent
 
+    std::atomic<remote::Transport*> attached_{nullptr};  // transport_, to be read without the lock
     std::atomic<bool> synchronized_{false};
     std::atomic<bool> open_{false};
     std::atomic<std::uint32_t> locator_requests_{0};
     std::atomic<std::uint64_t> change_count_{0};
-    std::atomic<std::uint64_t> requests_sent_{0};
     std::atomic<std::uint64_t> requests_served_{0};
 };
 

@@ -82,7 +82,6 @@ result_t Connection::DoSendReceiveWithRopes(const CallTarget& target, const Rope
 result_t Connection::Exchange(const SendTexts& texts, const CallTarget& target, const Rope& request,
                               Reply& reply) noexcept {
     const ChangeMark mark(change_count_, (target.attributes & method_attribute::kReadsOnly) == 0);
-    ++requests_sent_;
     try {
         return DoExchange(texts, target, request, reply);
     } catch (...) {
@@ -131,9 +130,9 @@ result_t Connection::DoExchange(const SendTexts& texts, const CallTarget& target
 
 result_t Connection::Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request,
                               Reply& reply) {
-    const auto transport = this->transport();
+    auto* const transport = this->transport();
     reply.delivered = false;
-    if (!open_ || !transport) return result::kRemoteCallFailed;
+    if (!open_ || transport == nullptr) return result::kRemoteCallFailed;
     result_t result;
     if (!request.Has(stream_ids::Handles)) {
         result = transport->SendReceive(packet, reply.packet);
@@ -161,7 +160,7 @@ result_t Connection::Transmit(remote::RpcProtocolProcessorOut& packet, const Rop
 std::uint32_t Connection::NextCallId() noexcept {
     std::uint32_t id;
     do {
-        id = ++*request_numbers_;
+        id = static_cast<std::uint32_t>(++*request_numbers_);
     } while (id == 0);
     return id;
 }

@@ -167,18 +167,19 @@ struct Parameter<std::span<std::byte>> {
         void Deserialize(serialization::Reader& reader, Connection&) {
             size_ = reader.Read<std::uint32_t>();
             if (size_ > kMaxOutBytes) return reader.Fail(result::kInvalidSize);
-            storage_.reset(new std::byte[size_]);  // not initialised
+            storage_ = room_.Add(size_);
         }
-        std::span<std::byte> Pass() noexcept { return {storage_.get(), size_}; }
+        std::span<std::byte> Pass() noexcept { return {storage_, size_}; }
         // How much of it the method has filled.
         void FilledBy(const std::uint32_t& filled) noexcept { filled_ = &filled; }
         void Serialize(serialization::Writer& writer) {
-            serialization::Serialize(
-                writer, bytes_t(storage_.get(), std::min<std::size_t>(*filled_, size_)));
+            serialization::Serialize(writer,
+                                     bytes_t(storage_, std::min<std::size_t>(*filled_, size_)));
         }
 
     private:
-        std::unique_ptr<std::byte[]> storage_;
+        serialization::InlineVector<std::byte, 256> room_;
+        std::byte* storage_ = nullptr;  // in room_
         std::size_t size_ = 0;
         const std::uint32_t* filled_ = nullptr;
     };

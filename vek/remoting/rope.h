@@ -6,6 +6,7 @@
 #include "remote/handle_transfer.h"
 #include "vek/core/result.h"
 #include "vek/remoting/call.h"
+#include "vek/serialization/inline_vector.h"
 
 namespace vek::remoting {
 
@@ -20,20 +21,18 @@ enum class stream_ids : std::uint8_t {
 class Rope {
 public:
     // Raises std::bad_alloc.
-    void Append(bytes_t node) { nodes_.push_back(node); }
-    void Append(std::span<const bytes_t> nodes) {
-        nodes_.insert(nodes_.end(), nodes.begin(), nodes.end());
-    }
+    void Append(bytes_t node) { nodes_.Append(node); }
+    void Append(std::span<const bytes_t> nodes) { nodes_.Append(nodes); }
     void AppendHandle(remote::handle_t handle) { handles_.push_back(handle); }
 
     bool Has(stream_ids stream) const noexcept {
         return stream == stream_ids::RequestData ? !nodes_.empty() : !handles_.empty();
     }
-    std::span<const bytes_t> nodes() const noexcept { return nodes_; }
+    std::span<const bytes_t> nodes() const noexcept { return {nodes_.data(), nodes_.size()}; }
     std::span<const remote::handle_t> handles() const noexcept { return handles_; }
 
 private:
-    std::vector<bytes_t> nodes_;
+    serialization::InlineVector<bytes_t, 6> nodes_;
     std::vector<remote::handle_t> handles_;
 };
 

@@ -27,10 +27,21 @@ public:
     }
 
     // A view of the next `count` bytes.
-    bytes_t ReadBytes(std::uint64_t count) noexcept;
+    bytes_t ReadBytes(std::uint64_t count) noexcept {
+        if (Failed(result_)) return {};
+        if (count > left()) {
+            result_ = result::kBufferTooSmall;
+            return {};
+        }
+        const bytes_t bytes = bytes_.subspan(consumed_, static_cast<std::size_t>(count));
+        consumed_ += bytes.size();
+        return bytes;
+    }
 
     // For a value that is wrong in itself. Only the first failure counts.
-    void Fail(result_t code) noexcept;
+    void Fail(result_t code) noexcept {
+        if (Succeeded(result_)) result_ = code;
+    }
 
     // kOk, or the first failure.
     result_t result() const noexcept { return result_; }

@@ -3,15 +3,15 @@
 #include <concepts>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
-#include <vector>
 
 #include "vek/serialization/bytes.h"
+#include "vek/serialization/inline_vector.h"
 
 namespace vek::serialization {
 
 // Collects bytes to be sent. Short ones are copied together; a long range is kept as a view, so
-// that it goes from its owner to the transport without a copy. Operations raise std::bad_alloc.
+// that it goes from its owner to the transport without a copy. What most calls take is kept in the
+// writer itself. Operations raise std::bad_alloc.
 class Writer {
 public:
     // Ranges from this length on are viewed: below, a copy costs less than a piece of its own.
@@ -19,19 +19,35 @@ public:
 
     template <class Number>
     requires(std::integral<Number> && !std::same_as<Number, bool>) void Write(Number number) {
-        Copy(&number, sizeof number);
+        std::memcpy(copied_.Add(sizeof number), &number, sizeof number);
+        size_ += sizeof number;
     }
 
     // Copied.
-    void WriteBytes(bytes_t bytes) { Copy(bytes.data(), bytes.size()); }
+    void WriteBytes(bytes_t bytes) {
+        copied_.Append(bytes);
+        size_ += bytes.size();
+    }
 
     // Copied or viewed: `bytes` must stay as they are as long as the writer is used.
-    void WriteRange(bytes_t bytes);
+    void WriteRange(bytes_t bytes) {
+        if (bytes.size() < kViewedFrom) return WriteBytes(bytes);
+        viewed_.Append(Viewed{copied_.size(), bytes});
+        size_ += bytes.size();
+    }
 
     std::uint64_t size() const noexcept { return size_; }
 
     // What was written, in order. Valid until the next write.
-    std::span<const bytes_t> Pieces();
+    std::span<const bytes_t> Pieces() {
+        pieces_.clear();
+        if (!viewed_.empty()) {
+            PlaceViews();
+        } else if (!copied_.empty()) {
+            pieces_.Append(bytes_t(copied_));
+        }
+        return pieces_;
+    }
 
 private:
     struct Viewed {
@@ -39,11 +55,11 @@ private:
         bytes_t bytes;
     };
 
-    void Copy(const void* data, std::size_t size);
+    void PlaceViews();
 
-    std::vector<std::byte> copied_;
-    std::vector<Viewed> viewed_;
-    std::vector<bytes_t> pieces_;
+    InlineVector<std::byte, 256> copied_;
+    InlineVector<Viewed, 2> viewed_;
+    InlineVector<bytes_t, 5> pieces_;  // each view, and what was copied around them
     std::uint64_t size_ = 0;
 };
 

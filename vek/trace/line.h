@@ -50,17 +50,24 @@ requires(!std::same_as<Number, bool> && !std::same_as<Number, char> &&
     }
 }
 
-// Writes the line made of `pieces` when `tracer` takes lines of `level`; otherwise nothing is
-// formatted or allocated. Want of memory loses the line and nothing else.
+// What Write does with a line that is taken. Kept out of its callers, whose ordinary way is
+// another.
 template <class... Pieces>
-void Write(const TracerPtr& tracer, level_t level, const Pieces&... pieces) noexcept {
-    if (!IsEnabled(tracer, level)) return;
+[[gnu::cold, gnu::noinline]] void WriteTaken(const TracerPtr& tracer, level_t level,
+                                             const Pieces&... pieces) noexcept {
     try {
         std::string line;
         (AppendPiece(line, pieces), ...);
         tracer->Write(level, line);
     } catch (...) {  // NOLINT(bugprone-empty-catch): tracing never disturbs its caller
     }
+}
+
+// Writes the line made of `pieces` when `tracer` takes lines of `level`; otherwise nothing is
+// formatted or allocated. Want of memory loses the line and nothing else.
+template <class... Pieces>
+void Write(const TracerPtr& tracer, level_t level, const Pieces&... pieces) noexcept {
+    if (IsEnabled(tracer, level)) WriteTaken(tracer, level, pieces...);
 }
 
 // To be called in a catch block: writes the current exception's text after `prefix`.

@@ -1,0 +1,178 @@
+// A whole check by a scanner in another process that reads all of a message with ten attachments:
+// against the bare exchanges that it cannot do without, and against the same check with streams
+// that do not read ahead.
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <vector>
+
+#include "bench/mailbox.h"
+#include "bench/other_process.h"
+#include "bench/ratio.h"
+#include "bench/remote_service.h"
+#include "common/remoting/mail_remote.h"
+#include "common/remoting/remote_interfaces.h"
+#include "mapi/property_tags.h"
+#include "processing/message_processor.h"
+#include "sandbox/product/in_process_product.h"
+#include "sandbox/product/mail_scanner.h"
+
+namespace {
+
+using namespace plugins::mail_processing;
+namespace outlook = sandbox::outlook;
+
+constexpr std::uint32_t kAttachments = 10;
+constexpr std::uint32_t kAttachmentSize = 1u << 20;
+constexpr std::size_t kReadSize = std::size_t{64} << 10;
+
+// What a request, or a reply without content, takes.
+constexpr std::uint32_t kSmall = 64;
+
+// Reads every attachment; fails when something is missing.
+vek::result_t ReadEverything(bool, IMailMessage& message) {
+    vek::RefPtr<IAttachmentsEnum> attachments;
+    if (vek::Failed(message.GetAttachments(attachments.put()))) return vek::result::kUnexpected;
+    std::vector<std::byte> buffer(kReadSize);
+    std::size_t total = 0;
+    for (;;) {
+        vek::RefPtr<IPropertyProvider> attachment;
+        vek::RefPtr<IDataStream> stream;
+        bool found = false;
+        if (vek::Failed(attachments->Next(attachment.put(), found))) break;
+        if (!found) break;
+        if (vek::Failed(attachment->OpenStream(access_mode::kRead, 0, stream.put()))) break;
+        std::uint32_t count = 0;
+        do {
+            if (vek::Failed(stream->Read(buffer, count))) break;
+            total += count;
+        } while (count == buffer.size());
+    }
+    return total == kAttachments * kAttachmentSize ? vek::result::kOk : vek::result::kUnexpected;
+}
+
+// As RemoteInterfaces, but a read of a stream crosses the border each time.
+bench::Factories WithoutReadAhead() {
+    using vek::remoting::FactoryOf;
+    return std::make_shared<const vek::remoting::ProxyStubFactories>(std::vector{
+        FactoryOf<vek::IServiceLocator>(), FactoryOf<IMailScanner>(), FactoryOf<IMailMessage>(),
+        FactoryOf<IPropertyProvider>(), FactoryOf<IAttachmentsEnum>(), FactoryOf<IDataStream>()});
+}
+
+const remote::Endpoint kReadingAhead = bench::OwnEndpoint();
+const remote::Endpoint kReadingAsAsked = {kReadingAhead.local_id + (1u << 24), 0};
+const bench::OtherProcess kOther([] {
+    const auto scanner = vek::MakeObject<sandbox::product::ScriptedScanner>(ReadEverything);
+    bench::Serve(kReadingAhead, plugins::remoting::RemoteInterfaces(), scanner);
+    bench::Serve(kReadingAsAsked, WithoutReadAhead(), scanner);
+});
+
+// Passes each check on and keeps its result.
+class WatchedScanner final : public vek::ObjectImpl<IMailScanner> {
+public:
+    explicit WatchedScanner(vek::RefPtr<IMailScanner> scanner) : scanner_(std::move(scanner)) {}
+    vek::result_t CheckMessage(std::uint32_t process_id, bool incoming,
+                               IMailMessage* message) override {
+        result_ = scanner_ ? scanner_->CheckMessage(process_id, incoming, message)
+                           : vek::result::kUnexpected;
+        return result_;
+    }
+    vek::result_t TakeResult() noexcept { return std::exchange(result_, vek::result::kUnexpected); }
+
+private:
+    const vek::RefPtr<IMailScanner> scanner_;
+    vek::result_t result_ = vek::result::kUnexpected;
+};
+
+struct Mail {
+    Mail() {
+        outlook::MessageRecord record;
+        for (std::size_t i = 0; i < kAttachments; ++i) {
+            outlook::PropertyBag attachment;
+            attachment.Set(plugins::mapi::tag::kAttachMethod, outlook::PropertyValue::Long(1));
+            attachment.Set(plugins::mapi::tag::kAttachDataBin,
+                           outlook::PropertyValue::Binary(std::string(kAttachmentSize, 'a')));
+            record.AddAttachment(std::move(attachment));
+        }
+        message = mapi.OpenMessage(mapi.store().Add(std::move(record)));
+    }
+    outlook::MapiSubsystem mapi;
+    vek::RefPtr<IMessage> message;
+};
+
+// Has a message checked by the scanner at an endpoint.
+class Checks {
+public:
+    Checks(Mail& mail, const remote::Endpoint& endpoint)
+        : message_(mail.message),
+          client_(endpoint, plugins::remoting::RemoteInterfaces()),
+          scanner_(vek::MakeObject<WatchedScanner>(client_.Service<IMailScanner>())),
+          processor_(MessageProcessor::Create(
+              nullptr,
+              std::make_shared<plugins::mapi::MapiFunctions>(outlook::MapiSubsystem::Functions()),
+              mail.mapi.OpenSession().get(),
+              {vek::platform::TheSystem(), vek::platform::TheClock(), services_, nullptr})) {}
+
+    bool Check() {
+        processor_->ProcessMessage(message_.get(), true, false);
+        return vek::Succeeded(scanner_->TakeResult());
+    }
+
+    // Calls of either side that one check makes.
+    std::uint64_t CountCrossings() {
+        const auto count = [this] {
+            return client_.connection().requests_sent() + client_.connection().requests_served();
+        };
+        const std::uint64_t before = count();
+        return Check() ? count() - before : 0;
+    }
+
+private:
+    const vek::RefPtr<IMessage> message_;
+    const bench::Client client_;
+    const vek::RefPtr<WatchedScanner> scanner_;
+    plugins::loader::ServiceAccess services_{[this](vek::RefPtr<plugins::ILoader>& loader) {
+        loader = vek::MakeObject<sandbox::product::InProcessProduct>(scanner_);
+        return vek::result::kOk;
+    }};
+    const std::shared_ptr<MessageProcessor> processor_;
+};
+
+void RemoteCheck(benchmark::State& state) {
+    Mail mail;
+    Checks checks(mail, kReadingAhead);
+    const auto crossings = static_cast<std::uint32_t>(checks.CountCrossings());
+    if (crossings == 0) return state.SkipWithError("the check failed");
+    // As many bare exchanges as there are crossings. One for each attachment brings its bytes.
+    bench::BareRounds small(kOther, 0, {kSmall, kSmall});
+    bench::BareRounds large(kOther, 1, {kSmall, kSmall + kAttachmentSize});
+    const auto bare = [&] {
+        for (std::uint32_t i = 0; i < crossings; ++i) {
+            if (!(i < kAttachments ? large : small).Next()) return false;
+        }
+        return true;
+    };
+    bench::MeasureInTurns(
+        state, kOther, [&] { return checks.Check(); }, bare);
+    state.counters["crossings"] = crossings;
+}
+BENCHMARK(RemoteCheck)->UseManualTime()->Iterations(1);
+
+void RemoteCheckReadingAhead(benchmark::State& state) {
+    Mail mail;
+    Checks ahead(mail, kReadingAhead);
+    Checks as_asked(mail, kReadingAsAsked);
+    state.counters["crossings"] = static_cast<double>(ahead.CountCrossings());
+    state.counters["crossings_as_asked"] = static_cast<double>(as_asked.CountCrossings());
+    bench::MeasureInTurns(
+        state, kOther, [&] { return ahead.Check(); }, [&] { return as_asked.Check(); });
+}
+BENCHMARK(RemoteCheckReadingAhead)->UseManualTime()->Iterations(1);
+
+const bench::Ratio kCheck("25 checks of ten 1 MiB attachments, to bare exchanges of the bytes",
+                          "RemoteCheck/iterations:1/manual_time", 2.0);
+const bench::Ratio kReadAhead("the same checks, to checks without reading ahead",
+                              "RemoteCheckReadingAhead/iterations:1/manual_time", 1.0);
+
+}  // namespace
