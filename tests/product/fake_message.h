@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,8 @@ struct AnswerPlan {
     std::map<std::string, vek::result_t, std::less<>> answers;
     vek::result_t otherwise = vek::result::kOk;
     std::uint32_t calls = 0;
+    // Calls come one after the other, on several threads: that they do is known to the peer alone.
+    std::mutex in_turn;
 
     vek::result_t For(std::string_view operation) {
         ++calls;
@@ -30,6 +33,7 @@ struct AnswerPlan {
 
     template <class Do>
     vek::result_t Run(std::string_view operation, Do&& work) {
+        const std::lock_guard guard(in_turn);
         const vek::result_t code = For(operation);
         if (vek::Succeeded(code)) work();
         return code;

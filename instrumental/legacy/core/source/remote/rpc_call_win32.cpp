@@ -2,27 +2,12 @@
 
 #include <algorithm>
 
-#include "vek/platform/handle_win32.h"
+#include "remote/this_thread_win32.h"
 
 namespace remote {
 namespace {
 
 namespace result = vek::result;
-using vek::platform::UniqueHandle;
-
-UniqueHandle OpenThisThread() noexcept {
-    HANDLE thread = nullptr;
-    ::DuplicateHandle(::GetCurrentProcess(), ::GetCurrentThread(), ::GetCurrentProcess(), &thread,
-                      0, FALSE, DUPLICATE_SAME_ACCESS);
-    return UniqueHandle(thread);
-}
-
-// A handle of the calling thread that others can use while it lives; null when the system gives
-// none. Kept, because to make one is a good part of what a small call costs.
-HANDLE ThisThread() noexcept {
-    static thread_local const UniqueHandle thread = OpenThisThread();
-    return thread.get();
-}
 
 // A cancel that came too late for its call would end the thread's next one.
 void ForgetCancel() noexcept {
