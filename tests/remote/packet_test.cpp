@@ -4,6 +4,7 @@
 #include <set>
 #include <sstream>
 
+#include "remote/byte_budget.h"
 #include "remote/rpc_protocol_processor_in.h"
 #include "remote/rpc_protocol_processor_out.h"
 #include "tests/support/allocation_probe.h"
@@ -113,6 +114,31 @@ TEST(PacketRead, TakesWhatItKnows) {
             EXPECT_EQ(tracer->lines(), expected);
         }
     }
+}
+
+TEST(PacketRead, IsBoundedInWhatAPeerMakesOfIt) {
+    std::string many = "eced3003";
+    for (int i = 0; i < 1000; ++i) many += "0900 0000";
+    const auto tracer = std::make_shared<RecordingTracer>();
+    RpcProtocolProcessorIn processor(tracer);
+    EXPECT_EQ(Parse(processor, many, false), result::kOk);
+    EXPECT_EQ(tracer->lines().size(), 8u) << "blocks that it does not know";
+
+    // More handles than a block of a size of its own holds, though the bytes are there.
+    std::string handles = "eced3003 0300 ffff 0e3e0000";
+    handles.append(2 * 4 * (15886 + 497), '0');
+    EXPECT_EQ(Parse(processor, handles, false), result::kInvalidSignature);
+
+    ByteBudget budget{0};
+    {
+        ByteClaim first(&budget), second(&budget);
+        EXPECT_TRUE(first.Grow(kMaxHeldBytes - 1));
+        EXPECT_FALSE(second.Grow(2));
+        EXPECT_TRUE(second.Grow(1));
+        EXPECT_FALSE(second.Grow(2));
+        EXPECT_EQ(budget, kMaxHeldBytes);
+    }
+    EXPECT_EQ(budget, 0u);
 }
 
 // The peer's handles are this process's plus 1000. The `failing`th operation (from 1) fails.

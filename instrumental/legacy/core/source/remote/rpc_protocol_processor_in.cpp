@@ -1,6 +1,5 @@
 #include "remote/rpc_protocol_processor_in.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -159,7 +158,7 @@ vek::result_t RpcProtocolProcessorIn::ReadFileHandles(bytes_t block) noexcept {
     // Less the count itself: a block that lacks no more than that fails in reading the values.
     // No writer sends more than a block of a size of its own holds, and each handle costs one here.
     const std::uint64_t required = MaskAndValuesSize(count);
-    if (required > std::min<std::size_t>(block.size(), rpc_block_info::MaxSize)) {
+    if (required > block.size() || required + sizeof count > rpc_block_info::MaxSize) {
         trace::Write(tracer_, trace::level::kRemoting,
                      "rmt\tRpcProtocolProcessorIn::ParsePacket: wrong file handles in packet - "
                      "required size = ",
