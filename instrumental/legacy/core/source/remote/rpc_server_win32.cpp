@@ -2,7 +2,9 @@
 
 #include <rpc.h>
 
+#include <chrono>
 #include <random>
+#include <set>
 #include <vector>
 
 #include "remote/rpc_binding_win32.h"
@@ -17,6 +19,11 @@ namespace result = vek::result;
 
 // No request is that long: what a packet may be and what a call adds to it.
 constexpr unsigned kMaxCallSize = static_cast<unsigned>(kMaxPacketSize) + 4096;
+
+constexpr std::chrono::seconds kServingTimeout{2};
+
+// No connection has it.
+constexpr std::uint64_t kNoToken = 0;
 
 RPC_CSTR ToRpc(std::string& text) noexcept { return reinterpret_cast<RPC_CSTR>(text.data()); }
 
@@ -71,6 +78,19 @@ std::set<std::uint16_t> TcpPorts() {
     return ports;
 }
 
+// A runtime may open an endpoint on a thread of its own, after it was said to be open: waits until
+// a call arrives there.
+void AwaitServing(const Endpoint& endpoint) {
+    RpcBinding binding;
+    if (RpcBinding::To(endpoint, binding) != RPC_S_OK) return;
+    const auto end = std::chrono::steady_clock::now() + kServingTimeout;
+    while (Guarded([&] { ::CallDisconnect(binding.get(), kNoToken); }) ==
+               RPC_S_SERVER_UNAVAILABLE &&
+           std::chrono::steady_clock::now() < end) {
+        ::Sleep(1);
+    }
+}
+
 }  // namespace
 
 RpcServer& RpcServer::Get() noexcept {
@@ -102,16 +122,25 @@ RpcServer::Use::~Use() {
 }
 
 vek::result_t RpcServer::Open(Endpoint& endpoint) {
-    const std::lock_guard guard(lock_);
-    if (endpoint == Endpoint()) return OpenAnyPort(endpoint);
     const std::string text = TextOf(endpoint);
-    if (opened_.contains(text)) return result::kOk;
-    std::string protocol(ProtocolSequence(endpoint));
-    std::string name = EndpointName(endpoint);
-    const auto code = OpenResult(::RpcServerUseProtseqEpA(
-        ToRpc(protocol), RPC_C_PROTSEQ_MAX_REQS_DEFAULT, ToRpc(name), nullptr));
-    if (vek::Succeeded(code)) opened_.insert(text);
-    return code;
+    {
+        const std::lock_guard guard(lock_);
+        if (endpoint == Endpoint()) return OpenAnyPort(endpoint);
+        const auto found = opened_.find(text);
+        if (found != opened_.end() && found->second) return result::kOk;
+        std::string protocol(ProtocolSequence(endpoint));
+        std::string name = EndpointName(endpoint);
+        if (found == opened_.end()) {
+            const auto code = OpenResult(::RpcServerUseProtseqEpA(
+                ToRpc(protocol), RPC_C_PROTSEQ_MAX_REQS_DEFAULT, ToRpc(name), nullptr));
+            if (vek::Failed(code)) return code;
+            opened_.emplace(text, false);
+        }
+    }
+    AwaitServing(endpoint);
+    const std::lock_guard guard(lock_);
+    opened_[text] = true;
+    return result::kOk;
 }
 
 vek::result_t RpcServer::OpenAnyPort(Endpoint& endpoint) {
@@ -125,7 +154,7 @@ vek::result_t RpcServer::OpenAnyPort(Endpoint& endpoint) {
         const Endpoint opened{0, port};
         if (before.contains(port) && listeners_.contains(TextOf(opened))) continue;
         endpoint = opened;
-        opened_.insert(TextOf(opened));
+        opened_.emplace(TextOf(opened), true);
         return result::kOk;
     }
     return result::kInsufficientResources;
@@ -163,7 +192,7 @@ std::uint64_t RpcServer::AddConnection(const std::shared_ptr<RpcConnection>& con
     const std::lock_guard guard(lock_);
     for (;;) {
         const std::uint64_t token = NewToken();
-        if (token != 0 && connections_.emplace(token, connection).second) return token;
+        if (token != kNoToken && connections_.emplace(token, connection).second) return token;
     }
 }
 

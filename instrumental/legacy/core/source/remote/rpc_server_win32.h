@@ -8,7 +8,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 
 #include "remote/accept_gate.h"
@@ -37,7 +36,7 @@ public:
     static RpcServer& Get() noexcept;
 
     // Makes this process reachable at `endpoint`; at a port that the system chooses when it has
-    // neither number. Nothing to do when it is already.
+    // neither number. Nothing to do when it is already. The interface is registered meanwhile.
     vek::result_t Open(Endpoint& endpoint);
     // Where peers that are reached over the protocol of `peer` can reach this process.
     vek::result_t OpenOwn(const Endpoint& peer, Endpoint& own);
@@ -59,7 +58,7 @@ private:
     std::uint32_t uses_ = 0;
 
     std::mutex lock_;
-    std::set<std::string> opened_;
+    std::map<std::string, bool> opened_;  // and whether calls are known to arrive there
     std::map<std::string, std::shared_ptr<AcceptGate>> listeners_;
     std::map<std::uint64_t, std::weak_ptr<RpcConnection>> connections_;
 };

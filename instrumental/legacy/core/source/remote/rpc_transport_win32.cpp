@@ -23,7 +23,7 @@ struct Answer {
 };
 
 vek::result_t Introduce(const RpcBinding& binding, const Endpoint& endpoint, const Endpoint& own,
-                        std::uint64_t own_token, Answer& answer) {
+                        std::uint64_t own_token, const trace::TracerPtr& tracer, Answer& answer) {
     const std::string wanted = TextOf(endpoint);
     const std::string here = TextOf(own);
     const auto* const wanted_text = reinterpret_cast<const unsigned char*>(wanted.c_str());
@@ -35,6 +35,8 @@ vek::result_t Introduce(const RpcBinding& binding, const Endpoint& endpoint, con
                           &answer.process, &answer.token, &answer.link);
     });
     if (status == RPC_S_OK) return static_cast<vek::result_t>(answer.verdict);
+    trace::Write(tracer, trace::level::kRemoting, "rmt\tCannot reach ", wanted,
+                 ", status = ", static_cast<std::uint32_t>(status));
     const auto code = ResultOf(status);
     return code == result::kRemoteCallFailed ? result::kNotReady : code;
 }
@@ -67,7 +69,7 @@ vek::result_t Connect(const Endpoint& endpoint, std::weak_ptr<RequestHandler> ha
         return ResultOf(status);
     }
     Answer answer;
-    const auto code = Introduce(binding, endpoint, own, connection->token(), answer);
+    const auto code = Introduce(binding, endpoint, own, connection->token(), config.tracer, answer);
     connection->SetLink(answer.link);
     if (vek::Failed(code)) return code;
 
