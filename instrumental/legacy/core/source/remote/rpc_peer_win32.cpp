@@ -45,14 +45,17 @@ bool IsLocalProtocol(RPC_BINDING_HANDLE caller) noexcept {
 
 }  // namespace
 
-std::uint32_t CallingProcess(RPC_BINDING_HANDLE caller, std::uint32_t claimed) noexcept {
+std::uint32_t CallingProcess(std::uint32_t claimed) noexcept {
+    // Not the handle that the stub is given: not every runtime fills that in.
+    const RPC_BINDING_HANDLE caller = ::I_RpcGetCurrentCallHandle();
+    if (caller == nullptr) return 0;
     // Not in every runtime, and only for "ncalrpc".
     using inquire_t = RPC_STATUS(RPC_ENTRY*)(RPC_BINDING_HANDLE, unsigned long*);
     static const auto inquire = reinterpret_cast<inquire_t>(reinterpret_cast<void*>(
         ::GetProcAddress(::GetModuleHandleW(L"rpcrt4.dll"), "I_RpcBindingInqLocalClientPID")));
     if (inquire == nullptr || !IsLocalProtocol(caller)) return claimed;
     unsigned long told = 0;
-    return inquire(nullptr, &told) == RPC_S_OK ? told : 0;
+    return inquire(caller, &told) == RPC_S_OK ? told : 0;
 }
 
 bool IsProcessAllowed(std::uint32_t process_id, const PeerCheck& check) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <rpc.h>
 #include <windows.h>
 
 #include <cstdint>
@@ -12,7 +11,7 @@ namespace remote {
 
 // The process of the call that this thread serves: as the runtime tells, or as the caller says,
 // `claimed`, where no runtime tells. 0 when it should and does not.
-std::uint32_t CallingProcess(RPC_BINDING_HANDLE caller, std::uint32_t claimed) noexcept;
+std::uint32_t CallingProcess(std::uint32_t claimed) noexcept;
 
 // Whether `process_id` may be a peer.
 bool IsProcessAllowed(std::uint32_t process_id, const PeerCheck& check);

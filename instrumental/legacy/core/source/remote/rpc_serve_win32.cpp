@@ -18,14 +18,14 @@ std::string Text(const unsigned char* text) { return reinterpret_cast<const char
 
 extern "C" {
 
-LONG ServeConnect(handle_t caller, const unsigned char* endpoint, ULONG caller_process,
+LONG ServeConnect(handle_t, const unsigned char* endpoint, ULONG caller_process,
                   const unsigned char* caller_endpoint, MIDL_uhyper caller_token, ULONG* process,
                   MIDL_uhyper* token, link_t* link) {
     *process = ::GetCurrentProcessId();
     *token = 0;
     *link = nullptr;
     try {
-        const std::uint32_t caller_id = remote::CallingProcess(caller, caller_process);
+        const std::uint32_t caller_id = remote::CallingProcess(caller_process);
         if (caller_id == 0) return static_cast<LONG>(vek::result::kAccessDenied);
         std::uint64_t made = 0;
         const vek::result_t code =
