@@ -1,0 +1,72 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "mapi/mapi_functions.h"
+#include "processing/mapi_initialization.h"
+#include "processing/message_processor.h"
+#include "settings/product_settings_provider.h"
+#include "vek/platform/clock.h"
+#include "vek/platform/system.h"
+#include "vek/trace/tracer.h"
+
+namespace plugins::mail_processing {
+
+class AsyncProcessorThread;
+class AsyncWork;
+
+// How long the end of a check is waited for before its thread is ended by force.
+inline constexpr std::chrono::milliseconds kThreadStopTimeout{60000};
+
+// What an async processor works with. References outlive it.
+struct AsyncEnvironment {
+    std::shared_ptr<const mapi::MapiFunctions> functions;
+    std::shared_ptr<ProductSettingsProvider> settings;
+    std::shared_ptr<MessageProcessor> processor;
+    vek::platform::System& system = vek::platform::TheSystem();
+    vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
+    std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
+};
+
+// Checks received messages one after the other on a thread of its own, in the order in which they
+// were queued. Built, started, stopped and destroyed on one thread; the other operations are for
+// any.
+class AsyncProcessor {
+public:
+    // Initialises MAPI for the calling thread; when that fails, the processor stays inert. Raises
+    // helpers::HResultCodeException when an event cannot be made.
+    explicit AsyncProcessor(AsyncEnvironment environment);
+    // As Stop, but a failure is traced; gives MAPI back.
+    ~AsyncProcessor();
+    AsyncProcessor(const AsyncProcessor&) = delete;
+    AsyncProcessor& operator=(const AsyncProcessor&) = delete;
+
+    // Starts the thread, once. Raises vek::contract::RequireViolation when it was started already,
+    // helpers::HResultCodeException when the system gives no thread.
+    void Start();
+
+    // No further message is begun; does not wait.
+    void PrepareStop() noexcept;
+
+    // Drops what is queued, waits for the end of the check under way and ends the thread: by force
+    // after the environment's time-out. Raises helpers::HResultCodeException when that fails, too.
+    void Stop();
+
+    // Queues the message, unless it is queued or being checked already. Hexadecimal digits.
+    // Constant time whatever the queue's length. Raises std::length_error and std::bad_alloc alone.
+    void AddMessage(std::u16string_view entry_id);
+
+    // The message that is being checked, empty when there is none.
+    std::u16string GetCurrentEntryId() const;
+
+private:
+    const vek::trace::TracerPtr tracer_;
+    const MapiInitialization mapi_;
+    const std::shared_ptr<AsyncWork> work_;  // released before MAPI is given back
+    std::unique_ptr<AsyncProcessorThread> worker_;  // until Stop
+};
+
+}  // namespace plugins::mail_processing
