@@ -11,8 +11,9 @@ namespace remote {
 // lost when it sends more.
 inline constexpr std::uint64_t kMaxHeldBytes = 2 * kMaxPacketSize;
 
-// A packet up to this long is not counted: their number is limited.
-inline constexpr std::uint64_t kUnclaimedSize = std::uint64_t{1} << 20;
+// A packet up to this long is not counted: their number is limited. The longest that calls of
+// interfaces bring, 1 MiB and what is around it, stay below.
+inline constexpr std::uint64_t kUnclaimedSize = (std::uint64_t{1} << 20) + (std::uint64_t{4} << 10);
 
 // How much of it is in use. Any thread.
 using ByteBudget = std::atomic<std::uint64_t>;
