@@ -172,7 +172,9 @@ BENCHMARK(RemoteCheckReadingAhead)->UseManualTime()->Iterations(1);
 
 const bench::Ratio kCheck("25 checks of ten 1 MiB attachments, to bare exchanges of the bytes",
                           "RemoteCheck/iterations:1/manual_time", 2.0);
+// On one processor a crossing takes little beside the bytes: what is saved is their number, each of
+// which wakes the other process. It must not cost more.
 const bench::Ratio kReadAhead("the same checks, to checks without reading ahead",
-                              "RemoteCheckReadingAhead/iterations:1/manual_time", 1.0);
+                              "RemoteCheckReadingAhead/iterations:1/manual_time", 1.1);
 
 }  // namespace

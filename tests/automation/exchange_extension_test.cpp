@@ -1,0 +1,105 @@
+#include "outlook/automation/exchange_extension.h"
+
+#include <gtest/gtest.h>
+#include <olectl.h>
+
+#include "outlook/automation/automation_ids.h"
+#include "outlook/automation/connection_point.h"
+#include "outlook/automation/exchange_event_publisher.h"
+#include "tests/automation/fake_object.h"
+
+namespace {
+
+using namespace tests;
+using namespace plugins::mail_processing;
+using automation::Subscribers;
+using plugins::mapi::IExchExtCallback;
+namespace iid = automation::iid;
+
+// The extension object and its class object in one.
+class Extension final
+    : public automation::CountedObject<automation::ConnectionPointContainer, IClassFactory> {
+public:
+    using CountedObject::CountedObject;
+    HRESULT WINAPI CreateInstance(IUnknown*, REFIID id, void** out) override {
+        return QueryInterface(id, out);
+    }
+    HRESULT WINAPI LockServer(BOOL) override { return S_OK; }
+
+private:
+    void* Find(REFIID id) noexcept override {
+        if (id == IID_IClassFactory) return static_cast<IClassFactory*>(this);
+        const bool container = id == IID_IConnectionPointContainer || id == iid::kExchExtObject;
+        return container ? static_cast<Container*>(this) : nullptr;
+    }
+};
+
+struct Listener final : ExchangeEvents {
+    Listener(std::string its_name, std::string& its_log) : name(its_name), log(its_log) {}
+    void OnDelivery(IExchExtCallback*) noexcept override { log += name + "delivery ", on_event(); }
+    void OnRead(IExchExtCallback*) noexcept override { log += name + "read ", on_event(); }
+
+    const std::string name;
+    std::string& log;
+    std::function<void()> on_event = [] {};
+    EventConnectionPtr connection;
+};
+
+struct ExchangeExtensionTest : testing::Test {
+    ExchangeExtensionTest() {
+        EXPECT_EQ(::CoInitialize(nullptr), S_OK);
+        EXPECT_EQ(automation::CreateExchangeExtension(source), REGDB_E_CLASSNOTREG);
+        DWORD cookie = 0;
+        EXPECT_EQ(::CoRegisterClassObject(automation::kExchClientExtClass,
+                                          static_cast<IClassFactory*>(extension.get()),
+                                          CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
+                  S_OK);
+        EXPECT_EQ(automation::CreateExchangeExtension(source), S_OK);
+        EXPECT_EQ(::CoRevokeClassObject(cookie) | Follow(a) | Follow(b), S_OK);
+    }
+    ~ExchangeExtensionTest() override { ::CoUninitialize(); }
+    HRESULT Follow(Listener& listener) { return source->Advise(listener, listener.connection); }
+
+    CallPlan plan;
+    std::shared_ptr<Subscribers> subscribers = std::make_shared<Subscribers>(iid::kExchExtEvents);
+    automation::ExchangeEventPublisher publisher{subscribers};
+    vek::RefPtr<Extension> extension = vek::MakeObject<Extension>(subscribers);
+    // Queried and counted alone.
+    vek::RefPtr<FakeObject> client =
+        vek::MakeObject<FakeObject>(plan, plugins::mapi::iid::kExchExtCallback);
+    IExchExtCallback* callback =
+        reinterpret_cast<IExchExtCallback*>(static_cast<IDispatch*>(client.get()));
+    ExchangeEventSourcePtr source;
+    std::string log;
+    Listener a{"a:", log}, b{"b:", log};
+};
+
+TEST_F(ExchangeExtensionTest, TellsEverySubscriber) {
+    publisher.OnDelivery(callback);
+    publisher.OnRead(nullptr);  // refused by each
+    EXPECT_EQ(a.connection->Unadvise(), S_OK);
+    publisher.OnRead(callback);
+    EXPECT_EQ(log, "a:delivery b:delivery b:read ");
+    EXPECT_EQ(client->AddRef(), 2u) << "a reference was left";
+    client->Release();
+
+    vek::RefPtr<IConnectionPoint> point;
+    EXPECT_EQ(extension->FindConnectionPoint(IID_IDispatch, point.put()), CONNECT_E_NOCONNECTION);
+    ASSERT_EQ(extension->FindConnectionPoint(iid::kExchExtEvents, point.put()), S_OK);
+    DWORD cookie = 7;
+    EXPECT_EQ(point->Advise(point.get(), &cookie), CONNECT_E_CANNOTCONNECT);
+    EXPECT_EQ(point->Unadvise(cookie), CONNECT_E_NOCONNECTION);
+}
+
+TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
+    a.on_event = [&] {
+        a.connection.reset(), b.connection.reset();
+        EXPECT_EQ(Follow(b), S_OK);
+        publisher.OnDelivery(callback);
+    };
+    publisher.OnRead(callback);
+    publisher.OnRead(callback);
+    EXPECT_EQ(log, "a:read b:delivery b:read ");
+}
+
+}  // namespace
