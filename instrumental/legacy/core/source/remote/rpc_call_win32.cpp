@@ -9,9 +9,16 @@ namespace {
 
 namespace result = vek::result;
 
-// A cancel that came too late for its call would end the thread's next one.
+bool IsWine() noexcept {
+    const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
+    return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
+}
+
+// A cancel that came too late for its call would end the thread's next one. Wine cancels a call
+// that is being made and no other, and has no function for this.
 void ForgetCancel() noexcept {
-    Guarded([] { ::RpcTestCancel(); });
+    static const bool none = IsWine();
+    if (!none) Guarded([] { ::RpcTestCancel(); });
 }
 
 }  // namespace

@@ -6,11 +6,8 @@
 
 static __thread unsigned long remote_exception_code;
 
-// What a runtime raises for a function that it names and lacks.
-static const unsigned long kMissingFunction = 0x80000100;
-
 // RPC_S_ and RPC_X_ codes are Win32 errors (winerror.h); those of the machine are not that small.
-static int IsOfRpc(unsigned long code) { return code < 0x4000 || code == kMissingFunction; }
+static int IsOfRpc(unsigned long code) { return code < 0x4000; }
 
 // Named in the assembly of __try1 alone, so not static.
 long RemoteGuardFilter(EXCEPTION_POINTERS* exception, void* frame);
