@@ -6,8 +6,13 @@
 namespace sandbox::outlook {
 
 namespace mail_processing = plugins::mail_processing;
+namespace mapi = plugins::mapi;
 
 namespace {
+
+// Contexts of exchext.h: EECONTEXT_SESSION and EECONTEXT_READNOTEMESSAGE.
+constexpr ULONG kSessionContext = 1;
+constexpr ULONG kReadNoteContext = 7;
 
 // The last version with client extensions.
 constexpr int kLastWithExtensions = 12;
@@ -45,31 +50,14 @@ private:
 
 }  // namespace
 
-class HostOutlook::Extension final : public mail_processing::ExchangeEventSource {
-public:
-    explicit Extension(std::shared_ptr<ObjectModel> model) : events(std::move(model)) {}
-
-    HRESULT Advise(mail_processing::ExchangeEvents& subscriber,
-                   mail_processing::EventConnectionPtr& connection) noexcept override {
-        try {
-            return events.Advise(ObjectCall::kAdviseExtension, subscriber, connection);
-        } catch (...) {
-            return E_OUTOFMEMORY;
-        }
-    }
-
-    Subscriptions<mail_processing::ExchangeEvents> events;
-};
-
 HostOutlook::HostOutlook(MapiSubsystem& mapi, const std::string& version)
-    : mapi_(mapi),
-      application_(std::make_shared<OutlookApplication>(model_, mapi_, version)),
-      extension_(std::make_shared<Extension>(model_)) {}
+    : mapi_(mapi), application_(std::make_shared<OutlookApplication>(model_, mapi_, version)) {}
 
 HostOutlook::~HostOutlook() {
     Run([&] {
         while (!application_->open_items().empty()) Unload(application_->open_items().back());
         application_->selected_item().reset();
+        UninstallExtension();
     });
 }
 
@@ -84,7 +72,10 @@ std::string HostOutlook::Deliver(MessageRecord message) {
                                                             OutlookItem::Traits{.created = Now()});
             application_->inbox_events().Fire([&](auto& events) { events.OnItemAdd(item); });
         }
-        FireExtension(&mail_processing::ExchangeEvents::OnDelivery, entry_id);
+        if (session_events_ && HasExtensions()) {
+            const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, entry_id);
+            session_events_->OnDelivery(callback.get());
+        }
     });
     return entry_id;
 }
@@ -108,7 +99,10 @@ bool HostOutlook::Open(const std::string& entry_id) {
         if (!found) return;
         const auto item = Load(std::make_shared<OutlookItem>(
             model_, mapi_, entry_id, OutlookItem::Traits{.created = Now() - kAnHour}));
-        FireExtension(&mail_processing::ExchangeEvents::OnRead, entry_id);
+        if (message_events_ && HasExtensions()) {
+            const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, entry_id);
+            message_events_->OnRead(callback.get());
+        }
         item->FireRead();
     });
     return found;
@@ -187,12 +181,8 @@ std::size_t HostOutlook::open_items() {
     return count;
 }
 
-void HostOutlook::FireExtension(
-    void (mail_processing::ExchangeEvents::*event)(plugins::mapi::IExchExtCallback*) noexcept,
-    const std::string& entry_id) {
-    if (application_->major_version() > kLastWithExtensions || extension_->events.empty()) return;
-    const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, entry_id);
-    extension_->events.Fire([&](auto& events) { (events.*event)(callback.get()); });
+bool HostOutlook::HasExtensions() const {
+    return application_->major_version() <= kLastWithExtensions;
 }
 
 HRESULT HostOutlook::GetApplication(mail_processing::ApplicationPtr& application) noexcept {
@@ -201,9 +191,25 @@ HRESULT HostOutlook::GetApplication(mail_processing::ApplicationPtr& application
     return code;
 }
 
-HRESULT HostOutlook::CreateExtension(mail_processing::ExchangeEventSourcePtr& extension) {
-    extension = extension_;
-    return S_OK;
+HRESULT HostOutlook::InstallExtension(const vek::RefPtr<mapi::IExchExt>& extension) {
+    HRESULT code = S_FALSE;
+    Run([&] {
+        const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, std::string());
+        code = extension->Install(callback.get(), kSessionContext, 0);
+        if (code == S_OK)
+            extension->QueryInterface(mapi::iid::kExchExtSessionEvents, session_events_.put_void());
+        code = extension->Install(callback.get(), kReadNoteContext, 0);
+        if (code == S_OK)
+            extension->QueryInterface(mapi::iid::kExchExtMessageEvents, message_events_.put_void());
+    });
+    return code;
+}
+
+void HostOutlook::UninstallExtension() {
+    Run([&] {
+        session_events_.reset();
+        message_events_.reset();
+    });
 }
 
 }  // namespace sandbox::outlook

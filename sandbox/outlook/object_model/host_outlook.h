@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "outlook/exchange_events.h"
+#include "mapi/exchange_extension.h"
 #include "outlook/object_model.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "sandbox/outlook/object_model/outlook_application.h"
@@ -69,8 +69,10 @@ public:
 
     HRESULT GetApplication(plugins::mail_processing::ApplicationPtr& application) noexcept override;
 
-    // The client extension's events. What it gives outlives this.
-    HRESULT CreateExtension(plugins::mail_processing::ExchangeEventSourcePtr& extension);
+    // Loads a client extension for the session and the windows of messages that are read, and keeps
+    // it when it stays in either. Gives the last Install's code.
+    HRESULT InstallExtension(const vek::RefPtr<plugins::mapi::IExchExt>& extension);
+    void UninstallExtension();
 
     CallPlan& plan() { return model_->plan; }
     // Items, callbacks and their event connections that somebody still holds; Outlook's own open
@@ -81,18 +83,16 @@ public:
     std::size_t open_items();
 
 private:
-    class Extension;
-
     std::shared_ptr<OutlookItem> Load(std::shared_ptr<OutlookItem> item);
     void Unload(const std::shared_ptr<OutlookItem>& item);
-    void FireExtension(void (plugins::mail_processing::ExchangeEvents::*event)(
-                           plugins::mapi::IExchExtCallback*) noexcept,
-                       const std::string& entry_id);
+    bool HasExtensions() const;
 
     MapiSubsystem& mapi_;
     const std::shared_ptr<ObjectModel> model_ = std::make_shared<ObjectModel>();
     const std::shared_ptr<OutlookApplication> application_;
-    const std::shared_ptr<Extension> extension_;
+    // Of the client extension: null where it did not stay.
+    vek::RefPtr<plugins::mapi::IExchExtSessionEvents> session_events_;
+    vek::RefPtr<plugins::mapi::IExchExtMessageEvents> message_events_;
     std::set<std::string> submitted_;
     OutlookThread thread_;
 };

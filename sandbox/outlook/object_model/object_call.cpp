@@ -27,7 +27,6 @@ constexpr std::array<std::string_view, kObjectCallKinds> kNames = {
     "MailItem.Save",
     "MailItem.MAPIOBJECT",
     "PropertyPages.Add",
-    "ExchExtEvents.Advise",
     "ExchExtCallback.GetVersion",
     "ExchExtCallback.GetSession",
     "ExchExtCallback.GetObject",

@@ -32,8 +32,7 @@ enum class ObjectCall : std::uint8_t {
     kMapiObject,
     // the Options dialog
     kPagesAdd,
-    // the Exchange client extension and what its callback answers
-    kAdviseExtension,
+    // the callback of an Exchange client extension
     kExtVersion,
     kExtSession,
     kExtObject,
