@@ -20,11 +20,13 @@ inline constexpr std::uint32_t kTransportMessageHeadersA = 0x007D001E;
 inline constexpr std::uint32_t kRecipientType = 0x0C150003;
 inline constexpr std::uint32_t kSenderEntryId = 0x0C190102;
 inline constexpr std::uint32_t kSenderNameA = 0x0C1A001E;
+inline constexpr std::uint32_t kSenderNameW = 0x0C1A001F;
 inline constexpr std::uint32_t kSenderAddrTypeA = 0x0C1E001E;
 inline constexpr std::uint32_t kSenderEmailAddressA = 0x0C1F001E;
 
 inline constexpr std::uint32_t kDisplayCcA = 0x0E03001E;
 inline constexpr std::uint32_t kDisplayToA = 0x0E04001E;
+inline constexpr std::uint32_t kMessageFlags = 0x0E070003;
 inline constexpr std::uint32_t kHasAttach = 0x0E1B000B;
 inline constexpr std::uint32_t kAttachSize = 0x0E200003;
 inline constexpr std::uint32_t kAttachNum = 0x0E210003;

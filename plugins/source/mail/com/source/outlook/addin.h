@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,12 +10,15 @@
 #include "common/loader/service_access.h"
 #include "mapi/mapi_functions.h"
 #include "outlook/exchange_events.h"
+#include "outlook/followed_items.h"
 #include "outlook/object_model.h"
+#include "outlook/recently_checked_cache.h"
 #include "processing/async_processor.h"
 #include "processing/message_processor.h"
 #include "settings/product_settings_provider.h"
 #include "vek/platform/clock.h"
 #include "vek/platform/system.h"
+#include "vek/trace/line.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
@@ -63,9 +65,76 @@ public:
     void OnRead(mapi::IExchExtCallback* callback) noexcept override;
 
     // For the Options page; null before OnConnection.
-    std::shared_ptr<ProductSettingsProvider> settings() const noexcept;
+    std::shared_ptr<ProductSettingsProvider> settings() const noexcept { return settings_; }
 
-    // (Private members are the implementer's.)
+    // The item selected in the active window; null when there is none or it cannot be had.
+    ItemPtr GetSelectionItem() noexcept;
+
+private:
+    // connection
+    void Connect(ApplicationObject& object);
+    void Disconnect() noexcept;
+    void ReadVersion(Application& application);
+    void AdviseEvents(Application& application);
+    void AdviseExtension();
+    void AdviseInbox(Application& application) noexcept;
+    void BuildProcessors(Application& application);
+    void CheckOpenItems(const std::vector<ItemPtr>& items) noexcept;
+    void StartBackground() noexcept;
+
+    // roads of a message
+    void ItemRead(const ItemPtr& item) noexcept;
+    void ItemReadImpl(const ItemPtr& item);
+    bool IsCheckedElsewhere(const std::u16string& entry_id);
+    void SendItem(const ItemPtr& item);
+    void SaveIfNeeded(MailItem& mail, bool saved);
+    void OnNewMail(std::u16string_view entry_id);
+    void CheckCallback(mapi::IExchExtCallback* callback);
+    void ProcessMessageWithWaitCursor(IMessage* message, bool incoming);
+
+    // questions
+    bool IsNeedScan(std::uint8_t kind);
+    MailItemPtr GetMailItem(const ItemPtr& item);
+    std::u16string GetMessageEntryId(MailItem& mail);
+    bool IsMessageJustCreated(MailItem& mail);
+    bool IsItemSaved(MailItem& mail) noexcept;
+    void TraceSelection(Item& item);
+
+    // A line of routine, a failed call of which nothing depends.
+    template <class... Pieces>
+    void Trace(const Pieces&... pieces) const noexcept {
+        vek::trace::Write(environment_.tracer, vek::trace::level::kDetail, pieces...);
+    }
+    void TraceFailure(std::string_view text, HRESULT result) const noexcept {
+        if (FAILED(result))
+            vek::trace::Write(environment_.tracer, vek::trace::level::kError, text,
+                              vek::trace::Hex(result));
+    }
+
+    const AddinEnvironment environment_;
+
+    ApplicationPtr application_;
+    EventConnectionPtr application_events_;
+    EventConnectionPtr newer_application_events_;
+    EventConnectionPtr exchange_events_;
+    EventConnectionPtr inbox_events_;
+    ExchangeEventSourcePtr extension_;
+    FollowedItems items_;
+
+    RecentlyCheckedCache recently_checked_;
+    bool send_in_progress_ = false;
+    bool read_in_progress_ = false;
+    bool add_in_progress_ = false;
+
+    // Shared with whoever uses them at the moment: a disconnection may come from within any call.
+    std::shared_ptr<ProductSettingsProvider> settings_;
+    std::shared_ptr<const mapi::MapiFunctions> functions_;
+    std::shared_ptr<MessageProcessor> processor_;
+    std::shared_ptr<AsyncProcessor> async_;
+
+    std::int32_t major_version_ = 0;
+    // The message that Outlook 2013 must not save. Nobody names one yet.
+    std::u16string shared_message_entry_id_;
 };
 
 }  // namespace plugins::mail_processing

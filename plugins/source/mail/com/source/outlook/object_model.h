@@ -16,6 +16,11 @@
 #include "mapi/mapi_interfaces.h"
 #include "vek/core/ref_ptr.h"
 
+// windows.h makes a macro of a method's name.
+#ifdef GetMessage
+#undef GetMessage
+#endif
+
 namespace plugins::mail_processing {
 
 // OLE automation's DATE: days since 30 December 1899, local time.

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 
 #include "common/loader/service_access.h"
 #include "private_include/common/product_settings.h"
@@ -61,6 +60,8 @@ public:
 
 private:
     product::MailPluginSettings Settings() const noexcept;
+    // Whether this caller is to ask the product; of several at once one is.
+    bool TakeTurn() noexcept;
 
     loader::ServiceAccess& services_;
     vek::platform::Clock& clock_;
@@ -69,8 +70,11 @@ private:
     // In milliseconds of the tick count. It is set before the product is asked, so that a product
     // that is down is not asked more often either.
     std::atomic<std::uint32_t> last_refresh_{0};
-    mutable vek::platform::RecursiveLock lock_;
-    product::MailPluginSettings settings_;  // guarded by lock_
+    // Questions are numbered, for a slow answer must not replace that to a later question.
+    std::atomic<std::uint64_t> asked_{0};
+    mutable vek::platform::RecursiveLock lock_;  // guards what follows
+    std::uint64_t answered_ = 0;
+    product::MailPluginSettings settings_;
 };
 
 }  // namespace plugins::mail_processing

@@ -1,0 +1,103 @@
+// The road of a message that is opened or shown.
+
+#include "internal/helpers/hresult_exception.h"
+#include "outlook/addin.h"
+#include "outlook/busy_flag.h"
+#include "outlook/event_handler.h"
+#include "outlook/message_properties.h"
+#include "outlook/version.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+namespace trace = vek::trace;
+
+constexpr std::string_view kItemReadImpl = "plugins::mail_processing::CAddin::ItemReadImpl";
+
+}  // namespace
+
+void CAddin::OnItemLoad(const ItemPtr& item) noexcept {
+    HandleEvent(environment_.tracer, "OnItemLoad", [&] {
+        // Outlook 2013 is left to ask when the item is read.
+        if (major_version_ != major_version::kOutlook2013 && !IsNeedScan(mail_event::kRead)) {
+            Trace("No need to check on read");
+            return;
+        }
+        if (GetMailItem(item)) items_.Attach(item);
+    });
+}
+
+void CAddin::ItemRead(const ItemPtr& item) noexcept {
+    try {
+        ItemReadImpl(item);
+    } catch (...) {
+        trace::WriteCurrentException(environment_.tracer);
+    }
+}
+
+void CAddin::ItemReadImpl(const ItemPtr& item) {
+    const trace::Scope scope(environment_.tracer, "OnRead(OU2007)");
+    shared_message_entry_id_.clear();
+    if (send_in_progress_) {
+        Trace(kItemReadImpl, " Item send is already processing this message");
+        return;
+    }
+    if (add_in_progress_) {
+        Trace(kItemReadImpl, " Item add is already processing this message");
+        return;
+    }
+    BusyFlag reading(read_in_progress_);
+    const MailItemPtr mail = GetMailItem(item);
+    if (!mail) return;
+    if (major_version_ == major_version::kOutlook2010 && IsMessageJustCreated(*mail)) {
+        Trace(kItemReadImpl, " skip check on read. Message just created");
+        return;
+    }
+    if (!IsItemSaved(*mail)) {
+        Trace(kItemReadImpl, " message is not saved, exiting");
+        return;
+    }
+    const std::u16string entry_id = GetMessageEntryId(*mail);
+    Trace("Process message with id: ", entry_id);
+    if (entry_id.empty()) {
+        Trace("ItemRead: Can not get message entry id.");
+    } else if (IsCheckedElsewhere(entry_id)) {
+        return;
+    }
+
+    vek::RefPtr<IMessage> message;
+    helpers::CheckGiven(mail->GetMessage(message), message);
+    if (major_version_ != major_version::kOutlook2013 || !entry_id.empty()) {
+        reading.Release();
+        Trace("Disable onRead thread guard before test property");
+    }
+    const auto functions = functions_;
+    vek::Check(functions != nullptr);
+    TestProperty(*message, *functions);
+    reading.Retake();
+
+    if (!IsNeedScan(mail_event::kRead)) {
+        Trace("No need to check on read");
+        return;
+    }
+    ProcessMessageWithWaitCursor(message.get(), true);
+}
+
+// Whether the message is being checked in the background or was just checked here. If neither, it
+// counts as checked here from now on.
+bool CAddin::IsCheckedElsewhere(const std::u16string& entry_id) {
+    const auto async = async_;
+    if (async && async->GetCurrentEntryId() == entry_id) {
+        Trace("MailItem is being currently processed in background, skipping");
+        return true;
+    }
+    Trace("MailItem hasn't been processed in background, processing now");
+    if (recently_checked_.Contains(entry_id)) {
+        Trace("MailItem ", entry_id, " was recently checked on read, skipping");
+        return true;
+    }
+    recently_checked_.Add(entry_id);
+    return false;
+}
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,57 @@
+#include "outlook/followed_items.h"
+
+#include <utility>
+
+#include "internal/helpers/hresult_exception.h"
+
+namespace plugins::mail_processing {
+
+// A handler's place among the followed items.
+class FollowedItems::Place final : public EventConnection {
+public:
+    Place(Handlers& handlers, const std::shared_ptr<ItemEventHandler>& handler)
+        : handlers_(handlers), place_(handlers.insert(handlers.end(), handler)) {}
+    ~Place() override { Unadvise(); }
+
+    HRESULT Unadvise() noexcept override {
+        if (!std::exchange(taken_, false)) return S_OK;
+        // Out of the list first: the end of a handler makes calls.
+        Handlers leaving;
+        leaving.splice(leaving.end(), handlers_, place_);
+        return S_OK;
+    }
+
+private:
+    Handlers& handlers_;
+    const Handlers::iterator place_;
+    bool taken_ = true;
+};
+
+FollowedItems::FollowedItems(std::function<void(const ItemPtr&)> read, vek::trace::TracerPtr tracer)
+    : read_(std::move(read)), tracer_(std::move(tracer)) {}
+
+FollowedItems::~FollowedItems() { Clear(); }
+
+void FollowedItems::Attach(ItemPtr item) {
+    const auto handler = std::make_shared<ItemEventHandler>(tracer_);
+    helpers::CheckHResult(handler->Advise(*this, std::move(item)));
+}
+
+void FollowedItems::Clear() noexcept {
+    while (!handlers_.empty()) {
+        const auto handler = handlers_.front();
+        handler->Unadvise();
+    }
+}
+
+HRESULT FollowedItems::Follow(const std::shared_ptr<ItemEventHandler>& handler,
+                              EventConnectionPtr& connection) noexcept {
+    try {
+        connection = std::make_unique<Place>(handlers_, handler);
+        return S_OK;
+    } catch (...) {  // memory is all that it takes
+        return E_OUTOFMEMORY;
+    }
+}
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <utility>
+
+#include "private_include/common/product_settings.h"
+
+namespace tests {
+
+// A settings service that answers what a test says.
+class FakeSettings final : public vek::ObjectImpl<plugins::product::IProductSettings> {
+public:
+    using Record = plugins::product::MailPluginSettings;
+    using Answer = std::function<vek::result_t(Record&)>;
+
+    explicit FakeSettings(Answer to) : answer(std::move(to)) {}
+
+    vek::result_t GetSettings(Record& settings) noexcept override {
+        ++asked;
+        return answer(settings);
+    }
+    vek::result_t SetUserSettings(const plugins::product::MailSettings& s) noexcept override {
+        kept = s;
+        return keep;
+    }
+
+    const Answer answer;
+    std::atomic<int> asked{0};
+    vek::result_t keep = vek::result::kOk;
+    plugins::product::MailSettings kept;
+};
+
+}  // namespace tests
