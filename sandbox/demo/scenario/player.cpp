@@ -270,6 +270,14 @@ void Player::Inspect(bool delete_them) {
     if (delete_them) mailbox_.Clear();
 }
 
+void Player::StopProduct() {
+    try {
+        product_->Stop();
+    } catch (...) {
+        Complain(vek::CurrentExceptionText());
+    }
+}
+
 Leftovers Player::leftovers() {
     // What checks compared with has initialised MAPI as well.
     damage_.reset();

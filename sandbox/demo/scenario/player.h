@@ -84,6 +84,9 @@ public:
     // they are to be deleted. Nothing may be under way; what was planned to fail no longer does.
     void Inspect(bool delete_them);
 
+    // Stops the product, if it runs, in order; when that fails it is a trouble.
+    void StopProduct();
+
     // After Quit.
     Leftovers leftovers();
 

@@ -26,7 +26,7 @@ std::string TextOf(const ScenarioEvent& event) {
 }  // namespace
 
 NthCall RandomEvents::AnyCall() {
-    const std::uint32_t nth = 1 + Below(8);
+    const std::uint32_t nth = 1 + Below(4);
     if (OneIn(2)) return {static_cast<outlook::ObjectCall>(Below(outlook::kObjectCallKinds)), nth};
     return {static_cast<outlook::Call>(Below(outlook::kCallKinds)), nth};
 }
@@ -62,7 +62,7 @@ ScenarioEvent RandomEvents::Next(Mailbox& mailbox) {
     } else if (OneIn(60) && down_for_ == 0) {
         event.kind = OneIn(2) ? EventKind::kProductStop : EventKind::kProductKill;
         down_for_ = 1 + static_cast<int>(Below(20));
-    } else if (OneIn(10)) {
+    } else if (OneIn(5)) {
         event.kind = EventKind::kFault;
         event.fault = AnyCall();
         event.code = kFailures[Below(kFailures.size())];

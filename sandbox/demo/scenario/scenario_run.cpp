@@ -34,6 +34,7 @@ bool RunScenario(const PlayerOptions& options, const std::vector<ScenarioEvent>&
     Totals totals;
     for (const Row& row : rows) totals.Add(row);
     player.Inspect(false);
+    player.StopProduct();
     out << '\n';
     Print(out, totals);
     for (const std::string& failure : player.scoreboard().other_failures())

@@ -43,12 +43,15 @@ void PrintRow(std::ostream& out, std::string_view time, std::string_view held,
 
 void Totals::Add(const Row& row) {
     ++events;
+    nested += row.depth != 0;
     if (row.checks == 0) {
         not_checked += HasMessage(row);
+    } else if (!row.is_checked()) {
+        ++check_failed;
     } else {
         (row.in_background ? in_background : IsSend(row) ? on_send : on_read) += 1;
     }
-    failed += !row.failures.empty();
+    with_failures += !row.failures.empty();
     held_long += row.held > kLongestHold;
     longest = std::max(longest, row.held);
 }
@@ -56,9 +59,8 @@ void Totals::Add(const Row& row) {
 std::string InWords(const Row& row) {
     std::string words;
     if (row.checks != 0) {
-        words = row.in_background ? "checked in background"
-                : IsSend(row)     ? "checked on send"
-                                  : "checked on read";
+        words = row.is_checked() ? "checked " : "check failed ";
+        words += row.in_background ? "in background" : IsSend(row) ? "on send" : "on read";
     } else if (!row.notes.empty()) {
         words = "skipped: " + Joined(row.notes);
     } else if (row.queued) {
@@ -87,9 +89,11 @@ void PrintRows(std::ostream& out, const std::vector<Row>& rows,
 }
 
 void Print(std::ostream& out, const Totals& totals) {
-    out << totals.events << " events: " << totals.in_background << " checked in background, "
+    out << totals.events << " events, " << totals.nested
+        << " of them within others: " << totals.in_background << " checked in background, "
         << totals.on_read << " on read, " << totals.on_send << " on send, " << totals.not_checked
-        << " not checked, " << totals.failed << " with failures (marked by !)\n"
+        << " not checked, " << totals.check_failed << " checks failed; " << totals.with_failures
+        << " with failures (marked by !)\n"
         << "Outlook's thread was held " << Milliseconds(totals.longest, 1)
         << " at most, more than 500 ms " << totals.held_long << " times\n";
 }

@@ -15,11 +15,13 @@ inline constexpr std::chrono::milliseconds kLongestHold{500};
 
 struct Totals {
     std::size_t events = 0;
+    std::size_t nested = 0;  // raised within another
     std::size_t in_background = 0;
     std::size_t on_read = 0;
     std::size_t on_send = 0;
     std::size_t not_checked = 0;
-    std::size_t failed = 0;  // events of which something failed
+    std::size_t check_failed = 0;
+    std::size_t with_failures = 0;  // events of which anything failed
     std::size_t held_long = 0;
     std::chrono::microseconds longest{};
 

@@ -10,6 +10,12 @@ namespace {
 
 namespace level = vek::trace::level;
 
+constexpr std::string_view kCheckBegins = "=> ProcessMessage";
+constexpr std::string_view kCheckEnds = "<= ProcessMessage";
+constexpr std::string_view kQueued = "Message is added to queue";
+constexpr std::string_view kSkipped = "Processing of message is skipped";
+constexpr std::string_view kTaken = "[ASYNC] Processing message from queue";
+
 // What the trace says of a message that is not checked, and how it is called in the table.
 struct Reason {
     std::string_view line;  // a part of it
@@ -31,13 +37,8 @@ constexpr std::array kReasons = {
     Reason{"Message is being processed now", "in background now"},
     Reason{"Async processor exiting, message not added", "Outlook is closing"},
     Reason{"MAPI EDK not initialized", "no MAPI in background"},
-    Reason{"Processing of message is skipped", "plug-in is off"},
+    Reason{kSkipped, "plug-in is off"},
 };
-
-constexpr std::string_view kCheckBegins = "=> ProcessMessage";
-constexpr std::string_view kCheckEnds = "<= ProcessMessage";
-constexpr std::string_view kQueued = "Message is added to queue";
-constexpr std::string_view kTaken = "[ASYNC] Processing message from queue";
 
 bool IsIn(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
@@ -84,12 +85,26 @@ Row* Scoreboard::RowOf(std::uint32_t thread) {
     return nullptr;
 }
 
+int* Scoreboard::ChecksOf(std::uint32_t thread) {
+    if (thread == outlook_thread_) return &outlook_checks_;
+    return thread == background_thread_ ? &background_checks_ : nullptr;
+}
+
+void Scoreboard::NoteFailure(std::uint32_t thread, Row* row, std::string_view text) {
+    // What fails on the message's thread within a check is an answer to the scanner, which knows
+    // what to make of it: a missing property is one.
+    const int* const checks = ChecksOf(thread);
+    if (checks != nullptr && *checks != 0) return;
+    AddOnce(row != nullptr ? row->failures : other_failures_, text);
+    if (checks == nullptr && row != nullptr) ++row->failed_checks;
+}
+
 void Scoreboard::Note(std::uint32_t thread, vek::trace::level_t line_level, std::string_view text) {
     const std::lock_guard lock(mutex_);
     if (text.starts_with("[ASYNC]")) {
         if (thread != outlook_thread_) {
             background_thread_ = thread;
-            in_hand_.reset();
+            if (!IsIn(text, kSkipped)) in_hand_.reset();
         }
         if (IsIn(text, kTaken) && !queue_.empty()) {
             in_hand_ = queue_.front();
@@ -98,22 +113,22 @@ void Scoreboard::Note(std::uint32_t thread, vek::trace::level_t line_level, std:
     }
     Row* const row = RowOf(thread);
     if (line_level <= level::kError) {
-        if (row != nullptr)
-            AddOnce(row->failures, text);
-        else if (line_level == level::kError)
-            AddOnce(other_failures_, text);
+        if (line_level == level::kError) NoteFailure(thread, row, text);
         return;
     }
-    if (thread == outlook_thread_ && text.starts_with(kCheckEnds)) --outlook_checks_;
-    if (row == nullptr) return;
-    if (text.starts_with(kCheckBegins)) {
+    int* const checks = ChecksOf(thread);
+    if (checks != nullptr && text.starts_with(kCheckEnds)) --*checks;
+    if (checks != nullptr && text.starts_with(kCheckBegins)) {
+        ++*checks;
+        if (row == nullptr) return;
         ++row->checks;
         row->in_background |= thread == background_thread_;
-        if (thread == outlook_thread_) ++outlook_checks_;
+    } else if (row == nullptr) {
+        return;
     } else if (IsIn(text, kQueued)) {
         row->queued = true;
         queue_.push_back(open_.back());
-    } else {
+    } else if (!row->queued || thread != outlook_thread_) {
         for (const Reason& reason : kReasons)
             if (IsIn(text, reason.line)) return AddOnce(row->notes, reason.note);
     }
@@ -134,6 +149,10 @@ void Scoreboard::DropQueue(const std::string& reason) {
     for (const std::size_t row : queue_)
         if (row >= first_) AddOnce(rows_[row - first_].notes, reason);
     queue_.clear();
+    // The background thread has ended, and its id may be another's soon.
+    in_hand_.reset();
+    background_thread_ = 0;
+    background_checks_ = 0;
 }
 
 std::vector<Row> Scoreboard::rows() const {

@@ -22,10 +22,13 @@ struct Row {
     int depth = 0;                     // within how many other events it was raised
 
     bool queued = false;
-    int checks = 0;                  // that were begun because of it, those in background too
-    bool in_background = false;      // one of them was
-    std::vector<std::string> notes;  // why it was not checked, as the trace tells
-    std::vector<std::string> failures;
+    int checks = 0;                     // that were begun because of it, those in background too
+    int failed_checks = 0;              // of them
+    bool in_background = false;         // one of them was
+    std::vector<std::string> notes;     // why it was not checked, as the trace tells
+    std::vector<std::string> failures;  // of checks and others
+
+    bool is_checked() const { return checks > failed_checks; }
 };
 
 // Follows the add-in's trace and writes down to which event each line belongs: to the innermost one
@@ -57,6 +60,8 @@ public:
 
 private:
     Row* RowOf(std::uint32_t thread);
+    int* ChecksOf(std::uint32_t thread);
+    void NoteFailure(std::uint32_t thread, Row* row, std::string_view text);
 
     mutable std::mutex mutex_;
     const Clock::time_point start_ = Clock::now();
@@ -65,10 +70,11 @@ private:
     std::vector<std::string> other_failures_;
     std::uint32_t outlook_thread_ = 0;
     std::vector<std::size_t> open_;  // the events that Outlook's thread is in
-    int outlook_checks_ = 0;         // those it is in
+    int outlook_checks_ = 0;         // that it is in
     std::deque<std::size_t> queue_;
     std::uint32_t background_thread_ = 0;
     std::optional<std::size_t> in_hand_;  // in background
+    int background_checks_ = 0;           // that are under way there
 };
 
 // Hands the lines of the trace to a scoreboard and to another tracer, which may be empty.

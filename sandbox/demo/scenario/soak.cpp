@@ -82,7 +82,8 @@ bool RunSoak(const PlayerOptions& given, const SoakOptions& soak, std::ostream& 
         for (const std::string& trouble : player.troubles()) out << "WRONG: " << trouble << '\n';
         good &= player.troubles().empty();
         out << "planned failures that happened: " << player.host().plan().Failed()
-            << " of the object model, damaged: " << player.damaged() << " messages\n";
+            << " of the object model, " << player.mapi().faults().Failed().size()
+            << " of MAPI; damaged: " << player.damaged() << " messages\n";
     }
     Print(out, totals);
     const std::uint32_t left = vek::LiveObjectCount() - objects;
