@@ -5,7 +5,7 @@
 namespace tests {
 
 // A clock that a test sets; it stands still otherwise.
-class FakeClock final : public vek::platform::Clock {
+class FakeClock : public vek::platform::Clock {
 public:
     std::uint32_t TickCount() noexcept override { return ticks; }
     vek::platform::filetime_t UtcNow() noexcept override { return utc; }

@@ -49,7 +49,7 @@ public:
     }
 
     system_error_t Terminate() noexcept override {
-        if (::TerminateThread(handle_.get(), 0) != FALSE) return system_error::kNone;
+        if (::TerminateThread(handle_.get(), 1) != FALSE) return system_error::kNone;
         const system_error_t error = LastError();
         // A thread that has ended by itself cannot be terminated and need not be.
         return Wait(std::chrono::milliseconds{0}) == WaitStatus::kSignalled ? system_error::kNone

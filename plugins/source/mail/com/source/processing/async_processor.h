@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "mapi/mapi_functions.h"
+#include "processing/mapi_initialization.h"
 #include "processing/message_processor.h"
 #include "settings/product_settings_provider.h"
 #include "vek/platform/clock.h"
@@ -15,6 +16,7 @@
 namespace plugins::mail_processing {
 
 class AsyncProcessorThread;
+class AsyncWork;
 
 // How long the end of a check is waited for before its thread is ended by force.
 inline constexpr std::chrono::milliseconds kThreadStopTimeout{60000};
@@ -37,12 +39,12 @@ public:
     // Initialises MAPI for the calling thread; when that fails, the processor stays inert. Raises
     // helpers::HResultCodeException when an event cannot be made.
     explicit AsyncProcessor(AsyncEnvironment environment);
-    // As Stop; gives MAPI back.
+    // As Stop, but a failure is traced; gives MAPI back.
     ~AsyncProcessor();
     AsyncProcessor(const AsyncProcessor&) = delete;
     AsyncProcessor& operator=(const AsyncProcessor&) = delete;
 
-    // Starts the thread. Raises vek's logic error when it runs already,
+    // Starts the thread, once. Raises vek::contract::RequireViolation when it was started already,
     // helpers::HResultCodeException when the system gives no thread.
     void Start();
 
@@ -54,16 +56,17 @@ public:
     void Stop();
 
     // Queues the message, unless it is queued or being checked already. Hexadecimal digits.
-    // Constant time whatever the queue's length.
+    // Constant time whatever the queue's length. Raises std::length_error and std::bad_alloc alone.
     void AddMessage(std::u16string_view entry_id);
 
     // The message that is being checked, empty when there is none.
     std::u16string GetCurrentEntryId() const;
 
 private:
-    const AsyncEnvironment environment_;
-    const HRESULT mapi_init_result_;
-    std::unique_ptr<AsyncProcessorThread> worker_;
+    const vek::trace::TracerPtr tracer_;
+    const MapiInitialization mapi_;
+    const std::shared_ptr<AsyncWork> work_;  // released before MAPI is given back
+    std::unique_ptr<AsyncProcessorThread> worker_;  // until Stop
 };
 
 }  // namespace plugins::mail_processing

@@ -1,5 +1,7 @@
 #include "processing/check_worker.h"
 
+#include <utility>
+
 #include "internal/helpers/hresult_exception.h"
 #include "vek/trace/line.h"
 
@@ -20,11 +22,11 @@ void Check(const CheckRequest& request) noexcept {
 
 std::unique_ptr<vek::platform::Thread> Start(vek::platform::System& system,
                                              const CheckRequest& request,
-                                             std::atomic<bool>& finished) {
-    auto thread = system.StartThread([request, &finished] {
+                                             std::shared_ptr<std::atomic<bool>> finished) {
+    auto thread = system.StartThread([request, finished = std::move(finished)] {
         Check(request);
-        finished = true;
-        finished.notify_one();
+        *finished = true;
+        finished->notify_one();
     });
     if (thread == nullptr) helpers::ThrowLastError();
     return thread;
@@ -37,7 +39,7 @@ CheckWorker::CheckWorker(vek::platform::System& system, const CheckRequest& requ
 
 CheckWorker::~CheckWorker() {
     if (thread_->Wait(vek::platform::kInfinite) != vek::platform::WaitStatus::kSignalled) {
-        finished_.wait(false);
+        finished_->wait(false);
     }
 }
 

@@ -35,8 +35,9 @@ public:
     CheckWorker& operator=(const CheckWorker&) = delete;
 
 private:
-    // Tells of the end where waiting for the thread fails.
-    std::atomic<bool> finished_{false};
+    // Tells of the end where waiting for the thread fails. Shared with the thread, which outlives
+    // the owner's stack when the owner is ended by force.
+    const std::shared_ptr<std::atomic<bool>> finished_ = std::make_shared<std::atomic<bool>>(false);
     const std::unique_ptr<vek::platform::Thread> thread_;
 };
 

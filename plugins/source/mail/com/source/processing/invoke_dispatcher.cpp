@@ -6,6 +6,7 @@
 
 #include "internal/helpers/hresult_exception.h"
 #include "mapi/mapi_interfaces.h"
+#include "processing/wait_errors.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
@@ -21,13 +22,6 @@ std::unique_ptr<Event> NewAutoResetEvent(vek::platform::System& system) {
     if (event == nullptr) helpers::ThrowLastError();
     return event;
 }
-
-// Raised in the calling thread when its wait for the reply is abandoned (RPC_E_CHANGED_MODE of
-// winerror.h).
-constexpr std::int32_t kReplyAbandoned = static_cast<std::int32_t>(0x80010106u);
-
-// ERROR_ABANDONED_WAIT_0 of winerror.h.
-constexpr vek::platform::system_error_t kAbandonedWait = 735;
 
 }  // namespace
 
@@ -63,7 +57,7 @@ vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
         if (wait.status != WaitStatus::kSignalled) {
             const auto error = vek::platform::LastError();
             Withdraw();
-            if (wait.status == WaitStatus::kAbandoned) helpers::ThrowHResult(kReplyAbandoned);
+            if (wait.status == WaitStatus::kAbandoned) helpers::ThrowHResult(kSingleWaitAbandoned);
             helpers::ThrowHResult(helpers::HResultFromWin32(error));
         }
         if (slot_ == Slot::kAnswered) return result_;

@@ -1,0 +1,86 @@
+#include "processing/async_processor.h"
+
+#include <utility>
+
+#include "processing/async_processor_thread.h"
+#include "processing/async_work.h"
+#include "vek/core/exception.h"
+#include "vek/trace/line.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+namespace trace = vek::trace;
+using trace::level::kDetail;
+using trace::level::kError;
+
+}  // namespace
+
+AsyncProcessor::AsyncProcessor(AsyncEnvironment environment)
+    : tracer_(std::move(environment.tracer)),
+      mapi_(std::move(environment.functions), tracer_),
+      work_(std::make_shared<AsyncWork>(std::move(environment.settings),
+                                        std::move(environment.processor), environment.system,
+                                        tracer_)),
+      worker_(std::make_unique<AsyncProcessorThread>(work_, environment.system, tracer_,
+                                                     environment.stop_timeout)) {}
+
+AsyncProcessor::~AsyncProcessor() {
+    try {
+        Stop();
+    } catch (...) {
+        trace::WriteCurrentException(tracer_);
+    }
+}
+
+void AsyncProcessor::Start() {
+    if (FAILED(mapi_.result())) {
+        trace::Write(tracer_, kError,
+                     "Failed to start async processor thread. MAPI EDK not initialized.");
+        return;
+    }
+    if (worker_ == nullptr) {
+        throw vek::contract::RequireViolation(
+            vek::SourcePlace::Here(), vek::wide_string_t(u"the async processor is not stopped"));
+    }
+    worker_->Start();
+    trace::Write(tracer_, kDetail, "Async processor thread started successfully");
+}
+
+void AsyncProcessor::PrepareStop() noexcept {
+    trace::Write(tracer_, kDetail, "Preparing to stop async processor thread...");
+    if (worker_ != nullptr && worker_->IsStarted()) {
+        work_->SignalStop();
+    } else {
+        trace::Write(tracer_, kDetail, "Async processor not started");
+    }
+    trace::Write(tracer_, kDetail, "Stop of async processor thread prepared");
+}
+
+void AsyncProcessor::Stop() {
+    const auto worker = std::move(worker_);
+    if (worker == nullptr) {
+        trace::Write(tracer_, kDetail, "Async processor thread already stopped");
+        return;
+    }
+    trace::Write(tracer_, kDetail, "Stopping async processor thread...");
+    worker->Stop();
+    trace::Write(tracer_, kDetail, "Async processor thread stopped");
+}
+
+void AsyncProcessor::AddMessage(std::u16string_view entry_id) {
+    if (FAILED(mapi_.result())) {
+        trace::Write(tracer_, kError,
+                     "Failed to add message to async thread queue. MAPI EDK not initialized.");
+        return;
+    }
+    if (entry_id.empty()) {
+        trace::Write(tracer_, kDetail, "Skip add message for empty entry id");
+        return;
+    }
+    work_->Add(entry_id);
+}
+
+std::u16string AsyncProcessor::GetCurrentEntryId() const { return work_->CurrentEntryId(); }
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,45 @@
+#include "processing/mapi_initialization.h"
+
+#include <utility>
+
+#include "mapi/mapi_edk.h"
+#include "vek/core/current_exception.h"
+#include "vek/trace/line.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+namespace trace = vek::trace;
+
+HRESULT Initialize(const mapi::MapiFunctions& functions, const trace::TracerPtr& tracer) noexcept {
+    try {
+        mapi::MapiEnvironment environment;
+        environment.tracer = tracer;
+        mapi::InitializeMapi(functions, environment);
+        return S_OK;
+    } catch (...) {
+        const auto result = static_cast<HRESULT>(vek::CurrentExceptionResult());
+        trace::Write(tracer, trace::level::kError, "[ASYNC] Failed to initialize MAPI. Error: ",
+                     trace::Hex(static_cast<std::int32_t>(result)));
+        return result;
+    }
+}
+
+}  // namespace
+
+MapiInitialization::MapiInitialization(std::shared_ptr<const mapi::MapiFunctions> functions,
+                                       trace::TracerPtr tracer) noexcept
+    : functions_(std::move(functions)),
+      tracer_(std::move(tracer)),
+      result_(Initialize(*functions_, tracer_)) {}
+
+MapiInitialization::~MapiInitialization() {
+    if (FAILED(result_)) {
+        trace::Write(tracer_, trace::level::kDetail,
+                     "UninitializeMapi: MAPI EDK is not initialized");
+        return;
+    }
+    functions_->uninitialize();
+}
+
+}  // namespace plugins::mail_processing

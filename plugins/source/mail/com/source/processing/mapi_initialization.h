@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+
+#include "mapi/mapi_functions.h"
+#include "vek/trace/tracer.h"
+
+namespace plugins::mail_processing {
+
+// MAPI, initialised for the thread that makes this; that thread destroys it, which gives MAPI
+// back. A failure is traced, kept and not raised.
+class MapiInitialization {
+public:
+    MapiInitialization(std::shared_ptr<const mapi::MapiFunctions> functions,
+                       vek::trace::TracerPtr tracer) noexcept;
+    ~MapiInitialization();
+    MapiInitialization(const MapiInitialization&) = delete;
+    MapiInitialization& operator=(const MapiInitialization&) = delete;
+
+    // Negative when MAPI is not initialised.
+    HRESULT result() const noexcept { return result_; }
+
+private:
+    const std::shared_ptr<const mapi::MapiFunctions> functions_;
+    const vek::trace::TracerPtr tracer_;
+    const HRESULT result_;
+};
+
+}  // namespace plugins::mail_processing

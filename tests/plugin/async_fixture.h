@@ -1,0 +1,89 @@
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include "processing/async_processor.h"
+#include "sandbox/product/in_process_product.h"
+#include "sandbox/product/mail_scanner.h"
+#include "tests/support/fake_settings.h"
+#include "tests/support/mail_fixture.h"
+
+namespace tests {
+
+// A second passes whenever somebody looks.
+struct SecondsClock final : FakeClock {
+    std::uint32_t TickCount() noexcept override { return now += 1000; }
+    std::atomic<std::uint32_t> now{0};
+};
+
+// A flag that is waited for.
+struct Gate {
+    void Open() {
+        open = true;
+        open.notify_all();
+    }
+    void Pass() { open.wait(false); }
+    std::atomic<bool> open{false};
+};
+
+// The product that an async processor works with: it keeps the subjects of what it checks.
+struct AsyncProduct {
+    std::function<void()> during_check = [] {};
+    std::atomic<bool> enabled{true};
+    std::mutex lock;
+    std::vector<std::u16string> checked;
+
+    vek::RefPtr<sandbox::product::InProcessProduct> product =
+        vek::MakeObject<sandbox::product::InProcessProduct>(
+            vek::MakeObject<sandbox::product::ScriptedScanner>(
+                [this](bool, plugins::mail_processing::IMailMessage& mail) {
+                    std::u16string subject;
+                    mail.GetSubject(subject);
+                    {
+                        const std::lock_guard guard(lock);
+                        checked.push_back(subject);
+                    }
+                    during_check();
+                    return vek::result::kOk;
+                }));
+    vek::RefPtr<FakeSettings> settings = vek::MakeObject<FakeSettings>([this](auto& record) {
+        record.isPluginEnabled = enabled;
+        return vek::result::kOk;
+    });
+    plugins::loader::ServiceAccess services{[this](vek::RefPtr<plugins::ILoader>& loader) {
+        product->Offer(plugins::product::IProductSettings::kInterfaceId, settings);
+        loader = product;
+        return vek::result::kOk;
+    }};
+    SecondsClock clock;
+
+    plugins::mail_processing::AsyncEnvironment Environment(
+        std::shared_ptr<const plugins::mapi::MapiFunctions> functions,
+        vek::platform::System& system, const vek::trace::TracerPtr& tracer, int stop_ms = 60'000) {
+        using namespace plugins::mail_processing;
+        auto processor = MessageProcessor::Create(nullptr, functions, nullptr,
+                                                  {system, clock, services, tracer});
+        return {functions, std::make_shared<ProductSettingsProvider>(services, clock, tracer),
+                processor, system,
+                tracer,    std::chrono::milliseconds{stop_ms}};
+    }
+};
+
+// An entry id as the object model writes it.
+inline std::u16string ToHex(std::string_view bytes) {
+    std::u16string hex;
+    for (const char c : bytes) {
+        for (const int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF}) {
+            hex.push_back(u"0123456789ABCDEF"[digit]);
+        }
+    }
+    return hex;
+}
+
+inline void WaitForLine(const RecordingTracer& tracer, std::string_view part, std::size_t count) {
+    while (tracer.Count(part) < count) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+}
+
+}  // namespace tests

@@ -1,0 +1,46 @@
+#include "tests/plugin/async_fixture.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed) {
+    sandbox::outlook::MapiSubsystem outlook;
+    const auto functions = std::make_shared<const mapi::MapiFunctions>(outlook.Functions());
+    const auto tracer = std::make_shared<tests::RecordingTracer>();
+    // Never destroyed, as what the thread uses in a process.
+    auto& product = *new tests::AsyncProduct;
+    auto& go = *new tests::Gate;
+    auto& returned = *new tests::Gate;
+    product.during_check = [&] { go.Pass(), returned.Open(); };
+    const std::u16string entry_id = tests::ToHex(outlook.store().Add({}));
+    {
+        AsyncProcessor processor(
+            product.Environment(functions, vek::platform::TheSystem(), tracer, 50));
+        processor.AddMessage(entry_id);
+        processor.Start();
+        while (processor.GetCurrentEntryId() != entry_id) std::this_thread::yield();
+        tests::WaitForLine(*tracer, "=> ProcessMessage", 1);
+        processor.Stop();
+        const auto lines = tracer->lines();
+        EXPECT_EQ(lines.at(lines.size() - 3), "700 Stopping async processor thread...");
+        EXPECT_EQ(lines.at(lines.size() - 2),
+                  "300 Unable to stop async processor thread, thread should be terminated");
+        EXPECT_EQ(lines.back(), "700 Async processor thread stopped");
+        EXPECT_EQ(processor.GetCurrentEntryId(), u"") << "without its lock";
+        processor.AddMessage(entry_id);
+        EXPECT_EQ(tracer->Count("Async processor exiting, message not added to queue"), 1u);
+    }
+    EXPECT_EQ(outlook.initializations(), 0);
+    EXPECT_EQ(tracer->Count("[ASYNC] Async processor thread exiting"), 0u) << "it is not unwound";
+
+    // The scanner's own thread comes back to what the ended one has left, and others go on.
+    go.Open();
+    returned.Pass();
+    AsyncProcessor next(product.Environment(functions, vek::platform::TheSystem(), tracer));
+    next.AddMessage(entry_id);
+    next.Start();
+    tests::WaitForLine(*tracer, "<= ProcessMessage", 1);
+}
+
+}  // namespace
+}  // namespace plugins::mail_processing
