@@ -12,6 +12,7 @@ namespace level = vek::trace::level;
 
 constexpr std::string_view kCheckBegins = "=> ProcessMessage";
 constexpr std::string_view kCheckEnds = "<= ProcessMessage";
+constexpr std::string_view kRemoting = "VEK remoting";
 constexpr std::string_view kQueued = "Message is added to queue";
 constexpr std::string_view kSkipped = "Processing of message is skipped";
 constexpr std::string_view kTaken = "[ASYNC] Processing message from queue";
@@ -91,12 +92,32 @@ int* Scoreboard::ChecksOf(std::uint32_t thread) {
 }
 
 void Scoreboard::NoteFailure(std::uint32_t thread, Row* row, std::string_view text) {
-    // What fails on the message's thread within a check is an answer to the scanner, which knows
-    // what to make of it: a missing property is one.
-    const int* const checks = ChecksOf(thread);
-    if (checks != nullptr && *checks != 0) return;
-    AddOnce(row != nullptr ? row->failures : other_failures_, text);
-    if (checks == nullptr && row != nullptr) ++row->failed_checks;
+    if (const int* const checks = ChecksOf(thread)) {
+        // What fails on the message's thread within a check is an answer to the scanner, which
+        // knows what to make of it: a missing property is one.
+        if (*checks == 0) AddOnce(row != nullptr ? row->failures : other_failures_, text);
+        return;
+    }
+    // The remoting's threads tell of a connection that is lost, not of a check.
+    if (text.starts_with(kRemoting) || (outlook_checks_ == 0 && background_checks_ == 0)) {
+        AddOnce(other_failures_, text);
+    } else if (row != nullptr) {
+        AddOnce(row->failures, text);
+        row->failing = true;
+    } else {
+        worker_failures_.emplace_back(text);
+    }
+}
+
+void Scoreboard::EndCheck(Row* row) {
+    if (row == nullptr) return;
+    if (!worker_failures_.empty()) {
+        AddOnce(row->failures, worker_failures_.front());
+        worker_failures_.erase(worker_failures_.begin());
+        row->failing = true;
+    }
+    row->failed_checks += row->failing;
+    row->failing = false;
 }
 
 void Scoreboard::Note(std::uint32_t thread, vek::trace::level_t line_level, std::string_view text) {
@@ -117,7 +138,10 @@ void Scoreboard::Note(std::uint32_t thread, vek::trace::level_t line_level, std:
         return;
     }
     int* const checks = ChecksOf(thread);
-    if (checks != nullptr && text.starts_with(kCheckEnds)) --*checks;
+    if (checks != nullptr && text.starts_with(kCheckEnds)) {
+        --*checks;
+        EndCheck(row);
+    }
     if (checks != nullptr && text.starts_with(kCheckBegins)) {
         ++*checks;
         if (row == nullptr) return;

@@ -28,6 +28,9 @@ struct Row {
     std::vector<std::string> notes;     // why it was not checked, as the trace tells
     std::vector<std::string> failures;  // of checks and others
 
+    // The check under way has failed.
+    bool failing = false;
+
     bool is_checked() const { return checks > failed_checks; }
 };
 
@@ -61,6 +64,7 @@ public:
 private:
     Row* RowOf(std::uint32_t thread);
     int* ChecksOf(std::uint32_t thread);
+    void EndCheck(Row* row);
     void NoteFailure(std::uint32_t thread, Row* row, std::string_view text);
 
     mutable std::mutex mutex_;
@@ -74,7 +78,9 @@ private:
     std::deque<std::size_t> queue_;
     std::uint32_t background_thread_ = 0;
     std::optional<std::size_t> in_hand_;  // in background
-    int background_checks_ = 0;           // that are under way there
+    // Failures of workers, when there were two: of the check that ends next.
+    std::vector<std::string> worker_failures_;
+    int background_checks_ = 0;  // that are under way there
 };
 
 // Hands the lines of the trace to a scoreboard and to another tracer, which may be empty.
