@@ -68,6 +68,6 @@ const bench::Ratio kKnown("a message checked again, to a bare hash table",
                           1.5);
 const bench::Ratio kNew("a message checked for the first time, to a bare hash table",
                         "Cache/" + std::to_string(kOthers), "BareTable/" + std::to_string(kOthers),
-                        2.5);
+                        1.5);
 
 }  // namespace

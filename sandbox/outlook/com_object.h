@@ -17,7 +17,8 @@ namespace iid = plugins::mapi::iid;
 // Counting, the interface query and the border of a COM object that offers `Interface`, which is
 // derived from all the interfaces that `kIds` name. Construct such classes with vek::MakeObject.
 //
-// An object belongs to the thread that constructed it. Its references may be counted on any.
+// An object belongs to the thread that constructed it, unless it is free-threaded. Its references
+// may be counted on any.
 template <class Interface, const IID&... kIds>
 class ComObject : public Interface {
 public:
@@ -44,8 +45,10 @@ public:
     }
 
 protected:
-    explicit ComObject(std::shared_ptr<Runtime> runtime)
-        : runtime_(std::move(runtime)), live_(*runtime_) {}
+    enum class Threads { kOne, kAny };
+
+    explicit ComObject(std::shared_ptr<Runtime> runtime, Threads threads = Threads::kOne)
+        : runtime_(std::move(runtime)), live_(*runtime_), threads_(threads) {}
     virtual ~ComObject() = default;
 
     // The border of every method: counts the call and either fails as planned or runs `body`,
@@ -53,7 +56,8 @@ protected:
     template <class Body>
     HRESULT Enter(Call kind, Body&& body) noexcept {
         try {
-            const HRESULT entered = runtime_->Enter(kind, owner_);
+            const HRESULT entered = runtime_->Enter(
+                kind, threads_ == Threads::kAny ? std::this_thread::get_id() : owner_);
             return entered == S_OK ? body() : entered;
         } catch (const std::bad_alloc&) {
             return E_OUTOFMEMORY;
@@ -73,6 +77,7 @@ protected:
 private:
     const std::shared_ptr<Runtime> runtime_;
     const LiveObject live_;
+    const Threads threads_;
     const std::thread::id owner_ = std::this_thread::get_id();
     vek::ReferenceCount references_;
 };

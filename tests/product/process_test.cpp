@@ -192,7 +192,7 @@ TEST_F(SecondProcess, LetsGoOfAPlugInThatIsKilled) {
           std::to_string(static_cast<int>(outlook_call::kSetProps))}) {
         SCOPED_TRACE(place);
         const std::filesystem::path reached = product_process_.library() + ".reached";
-        const auto peer = tests::StartProgram(tests::ProgramFolder() / "plugin_peer",
+        const auto peer = sandbox::StartProgram(sandbox::ProgramFolder() / "plugin_peer",
                                               {product_process_.library(), place});
         ASSERT_TRUE(product_process_.Soon([&] { return exists(reached); }));
         peer->Kill();

@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "common/loader/remote_connector.h"
+#include "sandbox/child_process/child_process.h"
 #include "sandbox/product/state/run_folder.h"
 #include "sandbox/product/state/text_file.h"
-#include "tests/remote/child_process.h"
 #include "tests/support/installed_product.h"
 
 namespace tests {
@@ -17,7 +17,7 @@ class ProductFolder {
 public:
     explicit ProductFolder(std::string_view rules) {
         namespace fs = std::filesystem;
-        for (const auto& file : fs::directory_iterator(ProgramFolder().parent_path() / "product")) {
+        for (const auto& file : fs::directory_iterator(sandbox::ProgramFolder().parent_path() / "product")) {
             const fs::path copy = folder_.path() / file.path().filename();
             const bool is_library = copy.stem() == "product_info" && copy.extension() != ".json";
             if (is_library) library_ = Utf8(copy);
@@ -29,14 +29,14 @@ public:
     // Whether it can be reached afterwards.
     bool Start() {
         const sandbox::product::RunFolder folder(folder_.path());
-        process_ = StartProgram(folder_.path() / "mlxo_product", {"--folder", path()});
+        process_ = sandbox::StartProgram(folder_.path() / "mlxo_product", {"--folder", path()});
         return Soon([&] { return folder.Running().has_value(); });
     }
     void Kill() { process_->Kill(); }
     // Whether it went in order, and has let go of everything.
     bool Stop() {
         const auto request =
-            StartProgram(folder_.path() / "mlxo_product", {"--folder", path(), "--stop"});
+            sandbox::StartProgram(folder_.path() / "mlxo_product", {"--folder", path(), "--stop"});
         return request->Wait() == 0 && process_->Wait() == 0 && log().ends_with("  stopped\n") &&
                Logged("objects left: 0\n") == Logged("  stopped\n");
     }
@@ -66,7 +66,7 @@ public:
 private:
     const TemporaryFolder folder_;
     std::string library_;
-    std::unique_ptr<ChildProcess> process_;
+    std::unique_ptr<sandbox::ChildProcess> process_;
 };
 
 }  // namespace tests

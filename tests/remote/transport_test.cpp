@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/remote/child_process.h"
+#include "sandbox/child_process/child_process.h"
 #include "tests/remote/transport_ends.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/platform/system.h"
@@ -273,7 +273,7 @@ protected:
         if (!listens) {
             ASSERT_EQ(remote::Listen(endpoint, accept, {}, listener), result::kOk);
         }
-        peer = tests::StartBeside("transport_peer",
+        peer = sandbox::StartBeside("transport_peer",
                                   GetParam() + (":" + std::to_string(endpoint.local_id)));
         if (!listens) {
             ASSERT_TRUE(connected.Wait());
@@ -309,7 +309,7 @@ protected:
         });
     std::shared_ptr<remote::Transport> transport;
     std::unique_ptr<remote::Listener> listener;
-    std::unique_ptr<tests::ChildProcess> peer;
+    std::unique_ptr<sandbox::ChildProcess> peer;
 };
 
 TEST_P(KilledPeer, IsNoticedAtRest) {

@@ -1,9 +1,9 @@
 #include <windows.h>
 
-#include "tests/remote/child_process.h"
+#include "sandbox/child_process/child_process.h"
 #include "vek/platform/handle_win32.h"
 
-namespace tests {
+namespace sandbox {
 namespace {
 
 using vek::platform::UniqueHandle;
@@ -49,4 +49,4 @@ std::unique_ptr<ChildProcess> StartProgram(const std::filesystem::path& program,
     return std::make_unique<Win32Child>(information.hProcess);
 }
 
-}  // namespace tests
+}  // namespace sandbox

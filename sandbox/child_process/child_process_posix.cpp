@@ -5,9 +5,9 @@
 
 #include <utility>
 
-#include "tests/remote/child_process.h"
+#include "sandbox/child_process/child_process.h"
 
-namespace tests {
+namespace sandbox {
 namespace {
 
 class PosixChild final : public ChildProcess {
@@ -48,4 +48,4 @@ std::unique_ptr<ChildProcess> StartProgram(const std::filesystem::path& program,
     return std::make_unique<PosixChild>(id);
 }
 
-}  // namespace tests
+}  // namespace sandbox

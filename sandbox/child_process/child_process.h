@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace tests {
+namespace sandbox {
 
 // A program of this build's. Killed when destroyed.
 class ChildProcess {
@@ -29,4 +29,4 @@ inline std::unique_ptr<ChildProcess> StartBeside(const std::string& program,
     return StartProgram(ProgramFolder() / program, {argument});
 }
 
-}  // namespace tests
+}  // namespace sandbox

@@ -1,0 +1,86 @@
+#include "sandbox/demo/scenario/addin_session.h"
+
+#include <utility>
+
+#include "outlook/addin.h"
+#include "outlook/exch_client_ext.h"
+
+namespace sandbox::demo {
+
+namespace mail_processing = plugins::mail_processing;
+
+namespace {
+
+// There is no mouse.
+class NoCursor final : public mail_processing::Cursor {
+public:
+    void* Show(std::uint16_t) noexcept override { return nullptr; }
+    void Restore(void*) noexcept override {}
+};
+
+}  // namespace
+
+class AddinSession::Parts {
+public:
+    Parts(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
+          vek::platform::Clock& clock, vek::trace::TracerPtr tracer)
+        : host_(host), services_(services), clock_(clock), tracer_(std::move(tracer)) {}
+
+    HRESULT Connect() {
+        HRESULT code = E_FAIL;
+        host_.Run([&] {
+            addin_ = std::make_unique<mail_processing::CAddin>(mail_processing::AddinEnvironment{
+                .load_mapi =
+                    [] {
+                        return std::make_shared<const plugins::mapi::MapiFunctions>(
+                            outlook::MapiSubsystem::Functions());
+                    },
+                .create_extension = [this](auto& source) { return CreateExtension(source); },
+                .cursor = cursor_,
+                .services = services_,
+                .clock = clock_,
+                .tracer = tracer_});
+            code = addin_->OnConnection(host_);
+            if (FAILED(code)) addin_.reset();
+        });
+        return code;
+    }
+
+    void Disconnect() {
+        host_.Run([&] {
+            if (addin_) addin_->OnDisconnection();
+            addin_.reset();
+            host_.UninstallExtension();
+        });
+    }
+
+    bool is_connected() const { return addin_ != nullptr; }
+
+private:
+    // As the class object does it; Outlook loads the extension by itself.
+    HRESULT CreateExtension(mail_processing::ExchangeEventSourcePtr& source) {
+        auto extension = vek::MakeObject<mail_processing::CExchClientExt>(tracer_);
+        host_.InstallExtension(extension);
+        source = mail_processing::CExchClientExt::EventsOf(std::move(extension));
+        return S_OK;
+    }
+
+    outlook::HostOutlook& host_;
+    plugins::loader::ServiceAccess& services_;
+    vek::platform::Clock& clock_;
+    const vek::trace::TracerPtr tracer_;
+    NoCursor cursor_;
+    std::unique_ptr<mail_processing::CAddin> addin_;  // of Outlook's thread
+};
+
+AddinSession::AddinSession(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
+                           vek::platform::Clock& clock, vek::trace::TracerPtr tracer)
+    : parts_(std::make_unique<Parts>(host, services, clock, std::move(tracer))) {}
+
+AddinSession::~AddinSession() { Disconnect(); }
+
+HRESULT AddinSession::Connect() { return parts_->Connect(); }
+void AddinSession::Disconnect() { parts_->Disconnect(); }
+bool AddinSession::is_connected() const { return parts_->is_connected(); }
+
+}  // namespace sandbox::demo

@@ -1,0 +1,88 @@
+// Plays a scenario, or a random one, with the add-in in a stand-in Outlook.
+//
+//   mlxo_scenario --scenario FILE --messages DIR --out DIR --rules FILE [--product DIR]
+//                 [--outlook VERSION]
+//   mlxo_scenario --soak EVENTS [--seed N] --messages DIR --out DIR --rules FILE
+//                 [--outlook VERSION]
+//
+// The scanner is in this process, or it is that of the product that is installed in the folder of
+// --product (library_place.h), whose process is started and stopped here.
+
+#include <array>
+#include <charconv>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+#include "sandbox/demo/scenario/parser.h"
+#include "sandbox/demo/scenario/scenario_run.h"
+#include "sandbox/demo/scenario/soak.h"
+#include "sandbox/product/state/text_file.h"
+
+namespace {
+
+using namespace sandbox::demo;
+
+constexpr int kWentWrong = 1;
+constexpr int kUsage = 2;
+
+using Arguments = std::map<std::string, std::string, std::less<>>;
+
+// Nothing for arguments that cannot be understood.
+bool Parse(int argc, char** argv, Arguments& arguments) {
+    constexpr std::array<std::string_view, 8> kNames = {"--scenario", "--soak",   "--seed",
+                                                        "--messages", "--out",    "--rules",
+                                                        "--product",  "--outlook"};
+    for (int i = 1; i < argc; i += 2) {
+        if (std::find(kNames.begin(), kNames.end(), argv[i]) == kNames.end() || i + 1 == argc ||
+            !arguments.emplace(argv[i], argv[i + 1]).second)
+            return false;
+    }
+    return arguments.contains("--scenario") != arguments.contains("--soak") &&
+           arguments.contains("--messages") && arguments.contains("--out") &&
+           arguments.contains("--rules");
+}
+
+std::uint32_t Number(const std::string& text) {
+    std::uint32_t number = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || *rest != 0) throw std::runtime_error(text + " is no number");
+    return number;
+}
+
+bool Run(Arguments& arguments) {
+    using sandbox::product::PathOf;
+    PlayerOptions options{PathOf(arguments["--messages"]), PathOf(arguments["--out"]),
+                          PathOf(arguments["--rules"]), PathOf(arguments["--product"])};
+    if (const std::string& version = arguments["--outlook"]; !version.empty())
+        options.version = version;
+    if (const auto soak = arguments.find("--soak"); soak != arguments.end()) {
+        const std::string& seed = arguments["--seed"];
+        return RunSoak(options, {Number(soak->second), seed.empty() ? 1 : Number(seed)}, std::cout);
+    }
+    return RunScenario(options, LoadScenario(PathOf(arguments["--scenario"])), std::cout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Arguments arguments;
+    if (!Parse(argc, argv, arguments)) {
+        std::cerr << "usage: mlxo_scenario (--scenario FILE [--product DIR] | --soak EVENTS "
+                     "[--seed N])\n"
+                     "                     --messages DIR --out DIR --rules FILE [--outlook "
+                     "VERSION]\n";
+        return kUsage;
+    }
+    try {
+        return Run(arguments) ? 0 : kWentWrong;
+    } catch (const ScenarioError& error) {
+        std::cerr << error.what() << '\n';
+        return kUsage;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return kWentWrong;
+    }
+}

@@ -1,0 +1,92 @@
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "common/loader/remote_connector.h"
+#include "common/product_info/installed_product.h"
+#include "sandbox/child_process/child_process.h"
+#include "sandbox/demo/scenario/scenario_product.h"
+#include "sandbox/product/process/product_process.h"
+#include "sandbox/product/state/run_folder.h"
+#include "sandbox/product/state/text_file.h"
+
+namespace sandbox::demo {
+namespace {
+
+using plugins::product::MailPluginSettings;
+using plugins::product::MailSettings;
+
+constexpr std::chrono::seconds kPatience{10};
+
+nlohmann::ordered_json ToJson(const MailSettings& switches) {
+    return {{"checkOnDelivery", switches.checkOnDelivery != 0},
+            {"checkOnRead", switches.checkOnRead != 0},
+            {"checkOnSend", switches.checkOnSend != 0}};
+}
+
+class RemoteProduct final : public ScenarioProduct {
+public:
+    RemoteProduct(std::filesystem::path folder, std::filesystem::path rules)
+        : folder_(std::move(folder)), rules_(std::move(rules)) {}
+
+    void Start() override {
+        if (process_) return;
+        process_ = StartProgram(folder_ / "mlxo_product", {"--folder", product::PathText(folder_),
+                                                           "--rules", product::PathText(rules_)});
+        const product::RunFolder folder(folder_);
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (!folder.Running()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                throw std::runtime_error("the product does not start; see its product.log");
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+
+    void Stop() override {
+        if (!process_) return;
+        if (product::StopProduct(folder_, kPatience) != product::ExitCode::kStopped)
+            throw std::runtime_error("the product does not stop");
+        const auto process = std::exchange(process_, nullptr);
+        if (process->Wait() != 0) throw std::runtime_error("the product has failed; see its log");
+    }
+
+    void Kill() override {
+        if (const auto process = std::exchange(process_, nullptr)) process->Kill();
+    }
+
+    plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) override {
+        return plugins::loader::ProductLoaderFactory({.tracer = std::move(tracer)});
+    }
+
+    std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const override {
+        const plugins::product_info::InstalledProduct installed;
+        const auto folder =
+            plugins::product_info::Folder(installed, plugins::product_info::kTraceRoot);
+        return folder ? product::PathOf(*folder) : otherwise;
+    }
+
+    void Set(const MailPluginSettings& settings) override {
+        nlohmann::ordered_json value = {{"isPluginEnabled", settings.isPluginEnabled},
+                                        {"checkIncomingOnly", settings.checkIncomingOnly},
+                                        {"policySettings", nullptr},
+                                        {"userSettings", ToJson(settings.userSettings)}};
+        if (settings.policySettings) value["policySettings"] = ToJson(*settings.policySettings);
+        product::ReplaceTextFile(folder_ / "settings.json", value.dump(1) + '\n');
+    }
+
+private:
+    const std::filesystem::path folder_;
+    const std::filesystem::path rules_;
+    std::unique_ptr<ChildProcess> process_;
+};
+
+}  // namespace
+
+std::unique_ptr<ScenarioProduct> MakeRemoteProduct(const std::filesystem::path& folder,
+                                                   const std::filesystem::path& rules) {
+    return std::make_unique<RemoteProduct>(folder, rules);
+}
+
+}  // namespace sandbox::demo

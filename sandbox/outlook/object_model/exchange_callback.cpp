@@ -1,0 +1,104 @@
+#include "sandbox/outlook/object_model/exchange_callback.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "mapi/interface_ids.h"
+
+namespace sandbox::outlook {
+namespace {
+
+namespace iid = plugins::mapi::iid;
+
+// EECBGV_BUILDVERSION_MAJOR of exchext.h and a build.
+constexpr ULONG kBuildVersion = 0x000D0000 | 0x1234;
+
+// The border of every method.
+template <class Body>
+HRESULT Enter(ObjectModel& model, ObjectCall kind, Body&& body) noexcept {
+    try {
+        const HRESULT code = model.plan.Enter(kind);
+        return code == S_OK ? body() : code;
+    } catch (...) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+}  // namespace
+
+ExchangeCallback::ExchangeCallback(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi,
+                                   std::string entry_id)
+    : model_(std::move(model)),
+      mapi_(mapi),
+      entry_id_(std::move(entry_id)),
+      live_(model_->live_items) {}
+
+HRESULT ExchangeCallback::QueryInterface(REFIID id, void** out) {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    if (!(id == iid::kUnknown || id == iid::kExchExtCallback)) return E_NOINTERFACE;
+    *out = static_cast<plugins::mapi::IExchExtCallback*>(this);
+    AddRef();
+    return S_OK;
+}
+
+ULONG ExchangeCallback::Release() {
+    const ULONG left = references_.Decrement();
+    if (left == 0) delete this;
+    return left;
+}
+
+HRESULT ExchangeCallback::GetVersion(ULONG* version, ULONG flags) {
+    return Enter(*model_, ObjectCall::kExtVersion, [&]() -> HRESULT {
+        if (version == nullptr || flags != plugins::mapi::exch_version::kBuild) return E_INVALIDARG;
+        *version = kBuildVersion;
+        return S_OK;
+    });
+}
+
+HRESULT ExchangeCallback::GetSession(IMAPISession** session, IAddrBook** address_book) {
+    return Enter(*model_, ObjectCall::kExtSession, [&]() -> HRESULT {
+        if (address_book != nullptr) *address_book = nullptr;
+        if (session != nullptr) *session = mapi_.OpenSession().detach();
+        return S_OK;
+    });
+}
+
+HRESULT ExchangeCallback::GetObject(IMsgStore** store, IMAPIProp** object) {
+    return Enter(*model_, ObjectCall::kExtObject, [&]() -> HRESULT {
+        if (store != nullptr) *store = nullptr;
+        if (object != nullptr) *object = nullptr;
+        auto message = mapi_.OpenMessage(entry_id_);
+        if (!message) return MAPI_E_NOT_FOUND;
+        if (store != nullptr) *store = mapi_.OpenStore().detach();
+        if (object != nullptr) *object = message.detach();
+        return S_OK;
+    });
+}
+
+HRESULT ExchangeCallback::GetSelectionCount(ULONG* count) {
+    return Enter(*model_, ObjectCall::kExtSelection, [&]() -> HRESULT {
+        if (count == nullptr) return E_INVALIDARG;
+        *count = 1;
+        return S_OK;
+    });
+}
+
+HRESULT ExchangeCallback::GetSelectionItem(ULONG index, ULONG* entry_id_size, ENTRYID** entry_id,
+                                           ULONG* type, LPTSTR message_class,
+                                           ULONG message_class_size, ULONG* flags, ULONG) {
+    return Enter(*model_, ObjectCall::kExtSelection, [&]() -> HRESULT {
+        if (index != 0) return E_INVALIDARG;
+        if (type != nullptr) *type = MAPI_MESSAGE;
+        if (flags != nullptr) *flags = 0;
+        if (message_class != nullptr && message_class_size != 0) *message_class = 0;
+        if (entry_id_size == nullptr || entry_id == nullptr) return S_OK;
+        void* const bytes = mapi_.memory().Allocate(entry_id_.size());
+        std::ranges::copy(entry_id_, static_cast<char*>(bytes));
+        *entry_id = static_cast<ENTRYID*>(bytes);
+        *entry_id_size = static_cast<ULONG>(entry_id_.size());
+        return S_OK;
+    });
+}
+
+}  // namespace sandbox::outlook

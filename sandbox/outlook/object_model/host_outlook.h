@@ -1,0 +1,100 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mapi/exchange_extension.h"
+#include "outlook/object_model.h"
+#include "sandbox/outlook/mapi_subsystem.h"
+#include "sandbox/outlook/object_model/outlook_application.h"
+#include "sandbox/outlook/object_model/outlook_thread.h"
+
+namespace sandbox::outlook {
+
+// A stand-in Outlook: a store of messages and a thread that raises the events of the object model
+// to whoever has subscribed.
+//
+// Its operations run on Outlook's thread and return when every subscriber has been told. They may
+// be called from one other thread, or on Outlook's thread from within an event or an action of the
+// call plan: then they are raised at once, inside.
+class HostOutlook final : public plugins::mail_processing::ApplicationObject {
+public:
+    // `version` is "11", "12", "14", "15" or "16". `mapi` outlives this.
+    HostOutlook(MapiSubsystem& mapi, const std::string& version);
+    // Unloads what is open still.
+    ~HostOutlook();
+    HostOutlook(const HostOutlook&) = delete;
+    HostOutlook& operator=(const HostOutlook&) = delete;
+
+    // A message arrives: it is in the store, and NewMailEx, the inbox's ItemAdd and, of an Outlook
+    // that has client extensions (11 and 12), OnDelivery tell of it. Gives its entry id.
+    std::string Deliver(MessageRecord message);
+
+    // A message of the store is shown in an inspector: ItemLoad, the extensions' OnRead and the
+    // item's Read. False when it is not in the store.
+    bool Open(const std::string& entry_id);
+
+    // The inspectors of the message are closed: the item's Unload. False when there is none.
+    bool Close(const std::string& entry_id);
+
+    // A message is written and sent: ItemLoad, ItemSend, then it leaves the drafts and the item is
+    // unloaded. An unsaved one is saved by Outlook, unless a subscriber has done that. Gives its
+    // entry id; empty when it was cancelled or cannot be saved.
+    std::string Send(MessageRecord message, bool saved = true);
+
+    // What a subscriber adds to the Options dialog: ProgIDs and captions.
+    using Pages = std::vector<std::pair<std::u16string, std::u16string>>;
+    Pages OpenOptions();
+
+    // The explorer selects a message of the store; none for an empty id.
+    void Select(const std::string& entry_id);
+
+    void Quit();
+
+    // Deletes a message for good.
+    void Delete(const std::string& entry_id);
+
+    // What was sent.
+    std::set<std::string> submitted();
+
+    // Runs something on Outlook's thread, as the add-in's connection is made.
+    void Run(const std::function<void()>& body) { thread_.Run(body); }
+    bool IsOutlookThread() const { return thread_.IsCurrent(); }
+
+    HRESULT GetApplication(plugins::mail_processing::ApplicationPtr& application) noexcept override;
+
+    // Loads a client extension for the session and the windows of messages that are read, and keeps
+    // it when it stays in either. Gives the last Install's code.
+    HRESULT InstallExtension(const vek::RefPtr<plugins::mapi::IExchExt>& extension);
+    void UninstallExtension();
+
+    CallPlan& plan() { return model_->plan; }
+    // Items, callbacks and their event connections that somebody still holds; Outlook's own open
+    // items among the first.
+    std::uint32_t live_items() const { return model_->live_items; }
+    std::uint32_t live_connections() const { return model_->live_connections; }
+    // Inspectors that are open.
+    std::size_t open_items();
+
+private:
+    std::shared_ptr<OutlookItem> Load(std::shared_ptr<OutlookItem> item);
+    void Unload(const std::shared_ptr<OutlookItem>& item);
+    bool HasExtensions() const;
+
+    MapiSubsystem& mapi_;
+    const std::shared_ptr<ObjectModel> model_ = std::make_shared<ObjectModel>();
+    const std::shared_ptr<OutlookApplication> application_;
+    // Of the client extension: null where it did not stay.
+    vek::RefPtr<plugins::mapi::IExchExtSessionEvents> session_events_;
+    vek::RefPtr<plugins::mapi::IExchExtMessageEvents> message_events_;
+    std::set<std::string> submitted_;
+    OutlookThread thread_;
+};
+
+}  // namespace sandbox::outlook

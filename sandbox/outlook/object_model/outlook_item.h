@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "outlook/object_model.h"
+#include "sandbox/outlook/mapi_subsystem.h"
+#include "sandbox/outlook/object_model/subscriptions.h"
+
+namespace sandbox::outlook {
+
+// The bytes of an entry id as the object model writes them: upper-case hexadecimal digits.
+std::u16string HexOf(std::string_view entry_id);
+
+// One item as Outlook has it open: what an event brings. The message is opened when it is first
+// asked for. Outlook's thread; held by whoever keeps it beyond the event.
+class OutlookItem final : public plugins::mail_processing::Item,
+                          public plugins::mail_processing::MailItem,
+                          public std::enable_shared_from_this<OutlookItem> {
+public:
+    struct Traits {
+        plugins::mail_processing::ole_date_t created = 0;
+        bool is_mail = true;  // otherwise an appointment
+    };
+
+    // An item of the store.
+    OutlookItem(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi, std::string entry_id,
+                Traits traits);
+    // One that is being written, without an entry id until it is saved.
+    OutlookItem(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi, MessageRecord record,
+                Traits traits);
+
+    HRESULT GetMailItem(plugins::mail_processing::MailItemPtr& mail_item) noexcept override;
+    HRESULT Advise(plugins::mail_processing::ItemEvents& events,
+                   plugins::mail_processing::EventConnectionPtr& connection) noexcept override;
+
+    HRESULT GetEntryId(std::u16string& entry_id) noexcept override;
+    HRESULT GetSaved(std::int16_t& saved) noexcept override;
+    HRESULT GetCreationTime(plugins::mail_processing::ole_date_t& time) noexcept override;
+    HRESULT GetMessageClass(std::u16string& message_class) noexcept override;
+    HRESULT GetClass(std::int32_t& item_class) noexcept override;
+    HRESULT Save() noexcept override;
+    HRESULT GetMessage(vek::RefPtr<IMessage>& message) noexcept override;
+
+    // For Outlook itself; none of these is a call that is counted.
+    const std::string& entry_id() const { return entry_id_; }
+    bool saved() const { return saved_; }
+    HRESULT SaveForOutlook();
+    // What ItemEvents_10 tells.
+    void FireRead();
+    void FireUnload();
+
+private:
+    // The border of every method.
+    template <class Body>
+    HRESULT Enter(ObjectCall kind, Body&& body) noexcept;
+    vek::RefPtr<IMessage> Message();
+
+    const std::shared_ptr<ObjectModel> model_;
+    MapiSubsystem& mapi_;
+    std::string entry_id_;
+    const Traits traits_;
+    vek::RefPtr<IMessage> message_;
+    bool saved_;
+    Subscriptions<plugins::mail_processing::ItemEvents> events_;
+    const LiveCount live_;
+};
+
+}  // namespace sandbox::outlook
