@@ -45,8 +45,8 @@ struct Listener final : ExchangeEvents {
     EventConnectionPtr connection;
 };
 
-struct ExchangeExtensionTest : testing::Test {
-    ExchangeExtensionTest() {
+struct ExchangeConnectionTest : testing::Test {
+    ExchangeConnectionTest() {
         EXPECT_EQ(::CoInitialize(nullptr), S_OK);
         EXPECT_EQ(automation::CreateExchangeExtension(source), REGDB_E_CLASSNOTREG);
         DWORD cookie = 0;
@@ -57,7 +57,7 @@ struct ExchangeExtensionTest : testing::Test {
         EXPECT_EQ(automation::CreateExchangeExtension(source), S_OK);
         EXPECT_EQ(::CoRevokeClassObject(cookie) | Follow(a) | Follow(b), S_OK);
     }
-    ~ExchangeExtensionTest() override { ::CoUninitialize(); }
+    ~ExchangeConnectionTest() override { ::CoUninitialize(); }
     HRESULT Follow(Listener& listener) { return source->Advise(listener, listener.connection); }
 
     CallPlan plan;
@@ -74,7 +74,7 @@ struct ExchangeExtensionTest : testing::Test {
     Listener a{"a:", log}, b{"b:", log};
 };
 
-TEST_F(ExchangeExtensionTest, TellsEverySubscriber) {
+TEST_F(ExchangeConnectionTest, TellsEverySubscriber) {
     publisher.OnDelivery(callback);
     publisher.OnRead(nullptr);  // refused by each
     EXPECT_EQ(a.connection->Unadvise(), S_OK);
@@ -91,7 +91,7 @@ TEST_F(ExchangeExtensionTest, TellsEverySubscriber) {
     EXPECT_EQ(point->Unadvise(cookie), CONNECT_E_NOCONNECTION);
 }
 
-TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
+TEST_F(ExchangeConnectionTest, SubscribersMayComeAndGoWithinAnEvent) {
     a.on_event = [&] {
         a.connection.reset(), b.connection.reset();
         EXPECT_EQ(Follow(b), S_OK);
