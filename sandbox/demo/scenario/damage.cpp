@@ -123,9 +123,10 @@ std::vector<std::string> DamageFinder::Find(const std::string& name,
     std::vector<std::string> damaged;
     for (const auto& [place, values] : reachable.allowed) {
         const auto found = content.find(place);
-        const std::optional<outlook::PropertyValue> value =
-            found == content.end() ? std::nullopt : std::optional(found->second);
-        if (std::ranges::find(values, value) == values.end()) damaged.push_back(place);
+        const bool allowed = std::ranges::any_of(values, [&](const auto& value) {
+            return found == content.end() ? !value : value == found->second;
+        });
+        if (!allowed) damaged.push_back(place);
     }
     for (const auto& [place, value] : content)
         if (!reachable.allowed.contains(place)) damaged.push_back(place);

@@ -56,12 +56,18 @@ bool RpcConnection::Open(std::weak_ptr<RequestHandler> handler) noexcept {
         if (state_ == State::kNew) {
             handler_ = std::move(handler);
             state_ = State::kOpen;
-            state_.notify_all();
+            left_new_.notify_all();
             return true;
         }
     }
     if (const auto told = handler.lock()) told->OnTransportClosed(reason_);
     return false;
+}
+
+void RpcConnection::AwaitOpening() {
+    if (state_ != State::kNew) return;
+    std::unique_lock guard(state_lock_);
+    left_new_.wait(guard, [this] { return state_ != State::kNew; });
 }
 
 void RpcConnection::Close(vek::result_t reason) noexcept { End(reason, true, "it is closed"); }
@@ -76,7 +82,7 @@ void RpcConnection::End(vek::result_t reason, bool tell_peer, std::string_view w
         const std::lock_guard guard(state_lock_);
         if (state_ == State::kClosed) return;
         state_ = State::kClosed;
-        state_.notify_all();
+        left_new_.notify_all();
         reason_ = reason;
         handler = handler_.lock();
     }

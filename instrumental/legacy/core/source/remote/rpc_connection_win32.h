@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -53,6 +54,7 @@ public:
 private:
     enum class State { kNew, kOpen, kClosed };
 
+    void AwaitOpening();
     vek::result_t Exchange(const PacketBuffer& request, PacketBuffer& reply);
     void End(vek::result_t reason, bool tell_peer, std::string_view why) noexcept;
     void FinishEnd(bool tell_peer) noexcept;
@@ -74,6 +76,7 @@ private:
 
     std::mutex state_lock_;
     std::atomic<State> state_{State::kNew};
+    std::condition_variable left_new_;
     std::weak_ptr<RequestHandler> handler_;  // set before the first request is served
     vek::result_t reason_ = vek::result::kOk;
 };

@@ -133,7 +133,7 @@ vek::result_t RpcConnection::Exchange(const PacketBuffer& request, PacketBuffer&
 
 vek::result_t RpcConnection::Serve(std::uint32_t depth, bytes_t packet,
                                    std::span<std::byte>& reply) noexcept {
-    state_.wait(State::kNew);
+    AwaitOpening();
     const Counted served(served_);
     if (served.value() > kMaxServedRequests || depth >= kMaxDepth) {
         trace::Write(tracer_, trace::level::kRemoting, "rmt\tRequest of process ",

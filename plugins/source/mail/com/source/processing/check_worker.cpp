@@ -22,11 +22,10 @@ void Check(const CheckRequest& request) noexcept {
 
 std::unique_ptr<vek::platform::Thread> Start(vek::platform::System& system,
                                              const CheckRequest& request,
-                                             std::shared_ptr<std::atomic<bool>> finished) {
+                                             std::shared_ptr<vek::platform::Flag> finished) {
     auto thread = system.StartThread([request, finished = std::move(finished)] {
         Check(request);
-        *finished = true;
-        finished->notify_one();
+        finished->Raise();
     });
     if (thread == nullptr) helpers::ThrowLastError();
     return thread;
@@ -39,7 +38,7 @@ CheckWorker::CheckWorker(vek::platform::System& system, const CheckRequest& requ
 
 CheckWorker::~CheckWorker() {
     if (thread_->Wait(vek::platform::kInfinite) != vek::platform::WaitStatus::kSignalled) {
-        finished_->wait(false);
+        finished_->Wait();
     }
 }
 

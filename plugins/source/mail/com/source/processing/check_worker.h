@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
 
 #include "private_include/common/mail_scanner.h"
 #include "processing/invoke_dispatcher.h"
+#include "vek/platform/flag.h"
 #include "vek/platform/system.h"
 #include "vek/trace/tracer.h"
 
@@ -37,7 +37,7 @@ public:
 private:
     // Tells of the end where waiting for the thread fails. Shared with the thread, which outlives
     // the owner's stack when the owner is ended by force.
-    const std::shared_ptr<std::atomic<bool>> finished_ = std::make_shared<std::atomic<bool>>(false);
+    const std::shared_ptr<vek::platform::Flag> finished_ = std::make_shared<vek::platform::Flag>();
     const std::unique_ptr<vek::platform::Thread> thread_;
 };
 
