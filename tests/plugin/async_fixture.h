@@ -28,26 +28,42 @@ struct Gate {
     std::atomic<bool> open{false};
 };
 
+// Outlook is the default mail client, which nobody is to change.
+struct OutlookRegistry final : vek::platform::Registry {
+    using Error = vek::platform::system_error_t;
+    using Root = vek::platform::RegistryRoot;
+    using View = std::string_view;
+    Error ReadText(Root, View, View, std::string& value) override {
+        value = "Microsoft Outlook";
+        return vek::platform::system_error::kNone;
+    }
+    Error WriteText(Root, View, View, View) override { return DeleteValue({}, {}, {}); }
+    Error DeleteValue(Root, View, View) override {
+        ADD_FAILURE() << "the default mail client is changed";
+        return vek::platform::system_error::kAccessDenied;
+    }
+};
+
 // The product that an async processor works with: it keeps the subjects of what it checks.
 struct AsyncProduct {
-    std::function<void()> during_check = [] {};
+    using Mail = plugins::mail_processing::IMailMessage;
+    std::function<void(Mail&)> during_check = [](Mail&) {};
     std::atomic<bool> enabled{true};
     std::mutex lock;
     std::vector<std::u16string> checked;
 
     vek::RefPtr<sandbox::product::InProcessProduct> product =
         vek::MakeObject<sandbox::product::InProcessProduct>(
-            vek::MakeObject<sandbox::product::ScriptedScanner>(
-                [this](bool, plugins::mail_processing::IMailMessage& mail) {
-                    std::u16string subject;
-                    mail.GetSubject(subject);
-                    {
-                        const std::lock_guard guard(lock);
-                        checked.push_back(subject);
-                    }
-                    during_check();
-                    return vek::result::kOk;
-                }));
+            vek::MakeObject<sandbox::product::ScriptedScanner>([this](bool, Mail& mail) {
+                std::u16string subject;
+                mail.GetSubject(subject);
+                {
+                    const std::lock_guard guard(lock);
+                    checked.push_back(subject);
+                }
+                during_check(mail);
+                return vek::result::kOk;
+            }));
     vek::RefPtr<FakeSettings> settings = vek::MakeObject<FakeSettings>([this](auto& record) {
         record.isPluginEnabled = enabled;
         return vek::result::kOk;
@@ -58,6 +74,7 @@ struct AsyncProduct {
         return vek::result::kOk;
     }};
     SecondsClock clock;
+    OutlookRegistry registry;
 
     plugins::mail_processing::AsyncEnvironment Environment(
         std::shared_ptr<const plugins::mapi::MapiFunctions> functions,
@@ -65,9 +82,10 @@ struct AsyncProduct {
         using namespace plugins::mail_processing;
         auto processor = MessageProcessor::Create(nullptr, functions, nullptr,
                                                   {system, clock, services, tracer});
-        return {functions, std::make_shared<ProductSettingsProvider>(services, clock, tracer),
-                processor, system,
-                tracer,    std::chrono::milliseconds{stop_ms}};
+        auto product_settings = std::make_shared<ProductSettingsProvider>(services, clock, tracer);
+        return {functions, product_settings, processor,
+                system,    tracer,           std::chrono::milliseconds{stop_ms},
+                registry};
     }
 };
 

@@ -22,7 +22,9 @@ protected:
         EXPECT_EQ(system_.live_threads, 0);
     }
 
-    AsyncEnvironment Environment() { return product_.Environment(functions_, system_, tracer_); }
+    AsyncEnvironment Environment(int stop_ms = 60'000) {
+        return product_.Environment(functions_, system_, tracer_, stop_ms);
+    }
     std::u16string NewMessage(std::string subject) {
         outlook::MessageRecord record = *mapi_.store().Find(entry_id_);
         record.properties.Set(tests::tag::kSubjectW,
@@ -32,13 +34,17 @@ protected:
     void WaitForLine(std::string_view part, std::size_t count = 1) {
         tests::WaitForLine(*tracer_, part, count);
     }
-    // The lines since the `from`th, without those of looking for the default mail client.
+    // Has each check wait for go_.
+    void HoldChecks() {
+        product_.during_check = [this](IMailMessage&) {
+            checking_.Open();
+            go_.Pass();
+        };
+    }
+    // The lines since the `from`th.
     std::vector<std::string> Lines(std::size_t from = 0) {
         auto lines = tracer_->lines();
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(from));
-        std::erase_if(lines, [](const std::string& line) {
-            return line.find("efault client") != std::string::npos;
-        });
         return lines;
     }
 
@@ -49,16 +55,14 @@ protected:
 };
 
 TEST_F(AsyncProcessorTest, ChecksEachMessageOnceInOrderPastThoseThatCannotBeChecked) {
-    product_.during_check = [this] {
-        checking_.Open();
-        go_.Pass();
-    };
+    HoldChecks();
     AsyncProcessor processor(Environment());
     processor.AddMessage(a_);
     processor.Start();
     EXPECT_THROW(processor.Start(), vek::contract::RequireViolation);
     checking_.Pass();
     EXPECT_EQ(processor.GetCurrentEntryId(), a_);
+    EXPECT_EQ(mapi_.initializations(), 3) << "the thread has its own";
     const std::string being = "700 Message is being processed now. Skip add to queue";
     const std::string present = "700 Message is already present in queue";
     const std::string added = "700 Message is added to queue, queue now contains ";
@@ -99,13 +103,11 @@ TEST_F(AsyncProcessorTest, ChecksEachMessageOnceInOrderPastThoseThatCannotBeChec
 }
 
 TEST_F(AsyncProcessorTest, StopsAfterTheMessageUnderCheckAndDropsTheOthers) {
-    product_.during_check = [this] {
-        checking_.Open();
-        go_.Pass();
-    };
+    HoldChecks();
     AsyncProcessor processor(Environment());
     processor.PrepareStop();
-    EXPECT_THAT(Lines(), ElementsAre("700 Preparing to stop async processor thread...",
+    EXPECT_THAT(Lines(), ElementsAre("700 Default client is outlook",
+                                     "700 Preparing to stop async processor thread...",
                                      "700 Async processor not started",
                                      "700 Stop of async processor thread prepared"));
     processor.Start();
@@ -145,7 +147,8 @@ TEST_F(AsyncProcessorTest, IsInertWhenMapiIsNotInitialized) {
     }
     EXPECT_THAT(
         Lines(),
-        ElementsAre("300 [ASYNC] Failed to initialize MAPI. Error: 0x80070005",
+        ElementsAre("700 Default client is outlook",
+                    "300 [ASYNC] Failed to initialize MAPI. Error: 0x80070005",
                     "300 Failed to start async processor thread. MAPI EDK not initialized.",
                     "300 Failed to add message to async thread queue. MAPI EDK not initialized.",
                     "700 Stopping async processor thread...", "700 Async processor thread stopped",
@@ -174,28 +177,56 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotGoOnSaysWhyAndTakesNoMoreMessages) {
         int failing_wait;
         WaitStatus status;
         std::string error;
-    } kCases[] = {{1, WaitStatus::kFailed, "WaitForMultipleObjects HRESULT=0x800705aa"},
-                  {1, WaitStatus::kAbandoned, "WaitForMultipleObjects HRESULT=0x800702df"},
-                  {2, WaitStatus::kFailed, "HRESULT=0x800705aa"},
-                  {2, WaitStatus::kAbandoned, "HRESULT=0x80010106"},
-                  {0, WaitStatus::kFailed, "HRESULT=0x80070005"}};  // no session
+        outlook_call failing_call = {};
+    } kCases[] = {
+        {1, WaitStatus::kFailed,
+         "HResultCodeException - WaitForMultipleObjects HRESULT=0x800705aa"},
+        {1, WaitStatus::kAbandoned,
+         "HResultCodeException - WaitForMultipleObjects HRESULT=0x800702df"},
+        {2, WaitStatus::kFailed, "HResultCodeException - HRESULT=0x800705aa"},
+        {2, WaitStatus::kAbandoned, "HResultCodeException - HRESULT=0x80010106"},
+        {0, {}, "HResultCodeException - HRESULT=0x80070005", outlook_call::kLogonEx},
+        {0, {}, "[ASYNC] Failed to initialize MAPI. Error: 0x80070005", outlook_call::kInitialize}};
     for (const auto& row : kCases) {
         AsyncProcessor processor(Environment());
         processor.AddMessage(a_);
         system_.wait_failure = row.status;
         system_.fail_wait = row.failing_wait;
-        if (row.failing_wait == 0)
-            mapi_.faults().FailNth(outlook_call::kLogonEx, 1, MAPI_E_NO_ACCESS);
+        if (row.failing_wait == 0) mapi_.faults().FailNth(row.failing_call, 1, MAPI_E_NO_ACCESS);
         processor.Start();
         const auto nth = static_cast<std::size_t>(&row - kCases) + 1;
         WaitForLine("700 [ASYNC] Async processor thread exiting", nth);
-        WaitForLine("300 HResultCodeException - " + row.error);
-        processor.Stop();
+        WaitForLine(row.error);
         processor.AddMessage(b_);
-        EXPECT_EQ(tracer_->Count("Async processor exiting"), nth);
+        EXPECT_EQ(tracer_->Count("Async processor exiting"), nth) << "before anybody stops it";
+        processor.Stop();
     }
     EXPECT_EQ(tracer_->Count("Logoff background session"), 4u);
     EXPECT_THAT(product_.checked, IsEmpty());
+}
+
+TEST_F(AsyncProcessorTest, AThreadThatCannotBeEndedByForceIsGivenUp) {
+    HoldChecks();
+    const AsyncEnvironment environment = Environment(20);
+    {
+        AsyncProcessor processor(environment);
+        processor.AddMessage(a_);
+        processor.Start();
+        checking_.Pass();
+        system_.fail_terminate = 1;
+        try {
+            processor.Stop();
+            ADD_FAILURE() << "must raise";
+        } catch (const helpers::HResultCodeException& exception) {
+            EXPECT_EQ(exception.code(), tests::FaultySystem::kErrorHResult);
+        }
+        processor.Stop();
+        EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread already stopped");
+    }
+    go_.Open();
+    // What it works on is the thread's own now, until it ends.
+    while (environment.settings.use_count() != 1) std::this_thread::yield();
+    EXPECT_THAT(product_.checked, ElementsAre(u"a"));
 }
 
 TEST(MessageQueue, KeepsTheOrderAndRefusesWhatItHasOrHasNoRoomFor) {

@@ -114,6 +114,21 @@ TEST_F(InvokeDispatcherTest, StopEndsServingWhereDoneCannotBeSignalled) {
     stopper.join();
 }
 
+TEST_F(InvokeDispatcherTest, AnOwnerThatIsGoneAnswersNobodyNotEvenFromWithinACall) {
+    std::atomic<bool> left{false};
+    const auto call = [&] {
+        dispatcher_.OwnerIsGone();
+        left.wait(false);
+    };
+    ServeWhile([&] {
+        EXPECT_EQ(dispatcher_.Invoke(call), vek::result::kUnspecifiedError);
+        left = true;
+        left.notify_all();
+    });
+    EXPECT_EQ(dispatcher_.Invoke([] { ADD_FAILURE(); }), vek::result::kUnspecifiedError)
+        << "on another thread that has its id";
+}
+
 TEST_F(InvokeDispatcherTest, AFailingHandOverRaisesInTheCaller) {
     const auto code_of_invoke = [&]() -> std::uint32_t {
         try {

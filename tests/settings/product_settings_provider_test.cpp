@@ -15,7 +15,8 @@ namespace {
 
 using product::MailSettings;
 using Record = product::MailPluginSettings;
-constexpr MailSettings kAll{1, 0xFFFFFFFF, 2}, kNone{}, kDelivery{1, 0, 0}, kRead{0, 1, 0};
+constexpr MailSettings kAll{1, 0xFFFFFFFF, 2}, kNone{}, kDelivery{1, 0, 0}, kRead{0, 1, 0},
+    kSend{0, 0, 1};
 constexpr vek::result_t kGone = 0x80020224;
 
 class ProductSettingsProviderTest : public ::testing::Test {
@@ -70,6 +71,7 @@ TEST_F(ProductSettingsProviderTest, DecidesByTheFirstSettingThatApplies) {
         {{true, false, kNone, kAll}, {policy + "0", policy + "0", policy + "0", policy + "0"}},
         {{true, false, kRead, kDelivery}, {policy + "1", policy + "0", policy + "0", policy + "0"}},
         {{true, true, {}, kDelivery}, {user + "0", user + "1", incoming, user + "0"}},
+        {{true, false, {}, kSend}, {user + "0", user + "0", user + "1", user + "0"}},
         {{true, false, {}, kAll}, {user + "1", user + "1", user + "1", user + "0"}}};
     for (const auto& row : kCases) {
         record_ = row.settings;
@@ -79,8 +81,8 @@ TEST_F(ProductSettingsProviderTest, DecidesByTheFirstSettingThatApplies) {
             EXPECT_EQ(tracer_->lines().back(), row.lines[kind]);
         }
     }
-    EXPECT_EQ(fake_->asked, 6);
-    EXPECT_EQ(tracer_->Count("700 Skip update for ConfigUpdateTime"), 18u);
+    EXPECT_EQ(fake_->asked, 7);
+    EXPECT_EQ(tracer_->Count("700 Skip update for ConfigUpdateTime"), 21u);
 }
 
 TEST_F(ProductSettingsProviderTest, AsksWhenTheStampPlusASecondIsNotAheadOfTheTicks) {
@@ -122,6 +124,9 @@ TEST_F(ProductSettingsProviderTest, AProductThatIsDownIsAskedOnceASecondAndTheLa
     answer_ = [](Record& settings) { return settings = {true, true, kDelivery, kRead}, 0u; };
     clock_.ticks = 4000;
     EXPECT_EQ(Page(), (PageSettingsView{true, true, false, true, false, false}));
+    answer_ = [](Record& settings) { return settings = {false, false, {}, kSend}, 0u; };
+    clock_.ticks = 5000;
+    EXPECT_EQ(Page(), (PageSettingsView{false, false, false, false, false, true}));
 }
 
 TEST_F(ProductSettingsProviderTest, ASlowAnswerHoldsUpNobodyAndDoesNotReplaceALaterOne) {

@@ -38,7 +38,10 @@ public:
     WaitStatus Wait(std::chrono::milliseconds timeout) noexcept override {
         return thread_->Wait(timeout);
     }
-    system_error_t Terminate() noexcept override { return thread_->Terminate(); }
+    system_error_t Terminate() noexcept override {
+        if (!FaultySystem::Fails(system_.fail_terminate)) return thread_->Terminate();
+        return FaultySystem::kError;
+    }
     std::uint32_t id() const noexcept override { return thread_->id(); }
 
 private:

@@ -13,6 +13,7 @@ public:
     // 1 is the next call; 0 is never.
     std::atomic<int> fail_new_event{0};
     std::atomic<int> fail_start_thread{0};
+    std::atomic<int> fail_terminate{0};
     std::atomic<int> fail_set{0};
     std::atomic<int> fail_wait{0};
     std::atomic<std::uint32_t> fail_wait_on_thread{0};  // 0: whichever thread waits

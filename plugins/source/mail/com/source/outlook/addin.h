@@ -17,6 +17,7 @@
 #include "processing/message_processor.h"
 #include "settings/product_settings_provider.h"
 #include "vek/platform/clock.h"
+#include "vek/platform/registry.h"
 #include "vek/platform/system.h"
 #include "vek/trace/line.h"
 #include "vek/trace/tracer.h"
@@ -35,6 +36,7 @@ struct AddinEnvironment {
     vek::platform::System& system = vek::platform::TheSystem();
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
     std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
+    vek::platform::Registry& registry = vek::platform::TheRegistry();
 };
 
 // The add-in: follows Outlook's events and decides for each whether a message is checked now,

@@ -98,7 +98,7 @@ void CAddin::BuildProcessors(Application& application) {
         {environment_.system, environment_.clock, environment_.services, environment_.tracer});
     async_ = std::make_shared<AsyncProcessor>(
         AsyncEnvironment{functions_, settings_, processor_, environment_.system,
-                         environment_.tracer, environment_.stop_timeout});
+                         environment_.tracer, environment_.stop_timeout, environment_.registry});
 }
 
 void CAddin::CheckOpenItems(const std::vector<ItemPtr>& items) noexcept {
@@ -133,14 +133,16 @@ void CAddin::Disconnect() noexcept {
     }
     items_.Clear();
     extension_.reset();
-    if (const auto async = std::exchange(async_, nullptr)) {
+    {
+        const auto async = std::exchange(async_, nullptr);
         try {
-            async->Stop();
+            if (async) async->Stop();
         } catch (...) {
             trace::WriteCurrentException(environment_.tracer);
         }
+        // With its session, before the async processor gives MAPI back.
+        processor_.reset();
     }
-    processor_.reset();
     settings_.reset();
     functions_.reset();
     application_.reset();

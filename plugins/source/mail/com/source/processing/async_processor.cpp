@@ -17,11 +17,9 @@ using trace::level::kError;
 }  // namespace
 
 AsyncProcessor::AsyncProcessor(AsyncEnvironment environment)
-    : tracer_(std::move(environment.tracer)),
-      mapi_(std::move(environment.functions), tracer_),
-      work_(std::make_shared<AsyncWork>(std::move(environment.settings),
-                                        std::move(environment.processor), environment.system,
-                                        tracer_)),
+    : tracer_(environment.tracer),
+      mapi_(environment.functions, environment.registry, tracer_),
+      work_(std::make_shared<AsyncWork>(environment)),
       worker_(std::make_unique<AsyncProcessorThread>(work_, environment.system, tracer_,
                                                      environment.stop_timeout)) {}
 

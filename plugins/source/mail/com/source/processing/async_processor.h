@@ -10,6 +10,7 @@
 #include "processing/message_processor.h"
 #include "settings/product_settings_provider.h"
 #include "vek/platform/clock.h"
+#include "vek/platform/registry.h"
 #include "vek/platform/system.h"
 #include "vek/trace/tracer.h"
 
@@ -25,21 +26,26 @@ inline constexpr std::chrono::milliseconds kThreadStopTimeout{60000};
 struct AsyncEnvironment {
     std::shared_ptr<const mapi::MapiFunctions> functions;
     std::shared_ptr<ProductSettingsProvider> settings;
+    // Holds the background session, which is to be released before MAPI is given back: others that
+    // share it let go of it before the async processor is destroyed.
     std::shared_ptr<MessageProcessor> processor;
     vek::platform::System& system = vek::platform::TheSystem();
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
     std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
+    vek::platform::Registry& registry = vek::platform::TheRegistry();
 };
 
 // Checks received messages one after the other on a thread of its own, in the order in which they
-// were queued. Built, started, stopped and destroyed on one thread; the other operations are for
-// any.
+// were queued. Built, started, prepared to stop, stopped and destroyed on one thread; the other
+// operations are for any.
 class AsyncProcessor {
 public:
-    // Initialises MAPI for the calling thread; when that fails, the processor stays inert. Raises
-    // helpers::HResultCodeException when an event cannot be made.
+    // Initialises MAPI for the calling thread, as the background thread does for itself; when that
+    // fails, the processor stays inert. Raises helpers::HResultCodeException when an event cannot
+    // be made.
     explicit AsyncProcessor(AsyncEnvironment environment);
-    // As Stop, but a failure is traced; gives MAPI back.
+    // As Stop, but a failure is traced; gives MAPI back. After an end by force that may wait for
+    // ever: for a lock of MAPI's that the ended thread has kept.
     ~AsyncProcessor();
     AsyncProcessor(const AsyncProcessor&) = delete;
     AsyncProcessor& operator=(const AsyncProcessor&) = delete;
@@ -65,7 +71,9 @@ public:
 private:
     const vek::trace::TracerPtr tracer_;
     const MapiInitialization mapi_;
-    const std::shared_ptr<AsyncWork> work_;  // released before MAPI is given back
+    // Released before MAPI is given back, with the session unless the environment's processor is
+    // held elsewhere.
+    const std::shared_ptr<AsyncWork> work_;
     std::unique_ptr<AsyncProcessorThread> worker_;  // until Stop
 };
 

@@ -25,15 +25,6 @@ AsyncProcessorThread::AsyncProcessorThread(std::shared_ptr<AsyncWork> work,
       tracer_(std::move(tracer)),
       stop_timeout_(stop_timeout) {}
 
-AsyncProcessorThread::~AsyncProcessorThread() {
-    if (!IsStarted()) return;
-    try {
-        Stop();
-    } catch (...) {
-        trace::WriteCurrentException(tracer_);
-    }
-}
-
 void AsyncProcessorThread::Start() {
     if (IsStarted()) {
         throw vek::contract::RequireViolation(
@@ -56,6 +47,7 @@ void AsyncProcessorThread::Stop() {
         helpers::ThrowHResult(helpers::HResultFromWin32(error));
     }
     thread->Wait(kForcedEndTimeout);
+    work_->ThreadIsGone();
 }
 
 }  // namespace plugins::mail_processing

@@ -7,13 +7,12 @@
 
 namespace plugins::mail_processing {
 
-// The background thread. Operations are its owner's, on one thread.
+// The background thread. Operations are its owner's, on one thread; one that was started is stopped
+// before this is destroyed.
 class AsyncProcessorThread {
 public:
     AsyncProcessorThread(std::shared_ptr<AsyncWork> work, vek::platform::System& system,
                          vek::trace::TracerPtr tracer, std::chrono::milliseconds stop_timeout);
-    // As Stop, a failure is traced.
-    ~AsyncProcessorThread();
     AsyncProcessorThread(const AsyncProcessorThread&) = delete;
     AsyncProcessorThread& operator=(const AsyncProcessorThread&) = delete;
 

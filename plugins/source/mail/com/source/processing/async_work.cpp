@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "internal/helpers/hresult_exception.h"
+#include "processing/mapi_initialization.h"
 #include "processing/wait_errors.h"
 #include "vek/trace/line.h"
 
@@ -59,18 +60,18 @@ private:
     AsyncWork& work_;
 };
 
-// However the thread ends: its session does as well, and nothing is queued for it any more.
+// However the thread ends: nothing is queued for it any more, and its session ends as well.
 class AsyncWork::ThreadEnd {
 public:
     explicit ThreadEnd(AsyncWork& work) noexcept : work_(work) {}
     ~ThreadEnd() {
+        work_.SignalStop();
         trace::Write(work_.tracer_, kDetail, "[ASYNC] Async processor thread exiting");
         try {
             work_.processor_->LogoffBackgroundSession();
         } catch (...) {
             trace::WriteCurrentException(work_.tracer_);
         }
-        work_.SignalStop();
     }
     ThreadEnd(const ThreadEnd&) = delete;
     ThreadEnd& operator=(const ThreadEnd&) = delete;
@@ -79,15 +80,15 @@ private:
     AsyncWork& work_;
 };
 
-AsyncWork::AsyncWork(std::shared_ptr<ProductSettingsProvider> settings,
-                     std::shared_ptr<MessageProcessor> processor, vek::platform::System& system,
-                     trace::TracerPtr tracer)
-    : settings_(std::move(settings)),
-      processor_(std::move(processor)),
-      system_(system),
-      tracer_(std::move(tracer)),
-      stop_(NewEvent(system, EventKind::kManualReset)),
-      new_message_(NewEvent(system, EventKind::kAutoReset)) {}
+AsyncWork::AsyncWork(const AsyncEnvironment& environment)
+    : settings_(environment.settings),
+      processor_(environment.processor),
+      functions_(environment.functions),
+      registry_(environment.registry),
+      system_(environment.system),
+      tracer_(environment.tracer),
+      stop_(NewEvent(system_, EventKind::kManualReset)),
+      new_message_(NewEvent(system_, EventKind::kAutoReset)) {}
 
 void AsyncWork::Add(std::u16string_view entry_id) {
     if (IsStopping()) {
@@ -128,7 +129,9 @@ bool AsyncWork::IsStopping() const noexcept {
 }
 
 void AsyncWork::Run() noexcept {
+    const MapiInitialization mapi(functions_, registry_, tracer_);
     const ThreadEnd end(*this);
+    if (FAILED(mapi.result())) return;
     try {
         processor_->LogonBackgroundSession();
         Serve();

@@ -6,10 +6,13 @@
 #include <string>
 #include <string_view>
 
+#include "mapi/mapi_functions.h"
+#include "processing/async_processor.h"
 #include "processing/message_processor.h"
 #include "processing/message_queue.h"
 #include "settings/product_settings_provider.h"
 #include "vek/platform/lock.h"
+#include "vek/platform/registry.h"
 #include "vek/platform/system.h"
 #include "vek/trace/tracer.h"
 
@@ -20,10 +23,8 @@ namespace plugins::mail_processing {
 // it used is freed.
 class AsyncWork {
 public:
-    // Raises helpers::HResultCodeException when an event cannot be made. `system` outlives it.
-    AsyncWork(std::shared_ptr<ProductSettingsProvider> settings,
-              std::shared_ptr<MessageProcessor> processor, vek::platform::System& system,
-              vek::trace::TracerPtr tracer);
+    // Raises helpers::HResultCodeException when an event cannot be made.
+    explicit AsyncWork(const AsyncEnvironment& environment);
 
     // Queues a message that is neither queued nor being checked. Any thread. Raises for want of
     // room.
@@ -38,7 +39,10 @@ public:
     // From now on no lock is taken: the thread that is about to be ended may hold it.
     void Abandon() noexcept { abandoned_ = true; }
 
-    // The background thread's whole life.
+    // The thread was ended by force: the scanner's calls into its message fail from now on.
+    void ThreadIsGone() noexcept { processor_->BackgroundThreadIsGone(); }
+
+    // The background thread's whole life, for which it has MAPI initialised.
     void Run() noexcept;
 
 private:
@@ -54,6 +58,8 @@ private:
 
     const std::shared_ptr<ProductSettingsProvider> settings_;
     const std::shared_ptr<MessageProcessor> processor_;
+    const std::shared_ptr<const mapi::MapiFunctions> functions_;
+    vek::platform::Registry& registry_;
     vek::platform::System& system_;
     const vek::trace::TracerPtr tracer_;
     const std::unique_ptr<vek::platform::Event> stop_;

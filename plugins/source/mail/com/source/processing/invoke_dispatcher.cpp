@@ -72,8 +72,8 @@ vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
 void InvokeDispatcher::Withdraw() noexcept {
     Slot expected = Slot::kPending;
     if (slot_.compare_exchange_strong(expected, Slot::kEmpty)) return;
-    // The owner is in the call, which refers to the caller's frame.
-    while (slot_ == Slot::kRunning) std::this_thread::yield();
+    // The owner is in the call, which refers to the caller's frame; one that is gone stays there.
+    while (slot_ == Slot::kRunning && !ended_) std::this_thread::yield();
 }
 
 vek::result_t InvokeDispatcher::Run(vek::FunctionRef<void()> call) noexcept {
@@ -130,6 +130,11 @@ void InvokeDispatcher::Serve(Event& done) {
 void InvokeDispatcher::End() noexcept {
     ReleaseAll();
     ended_ = true;
+}
+
+void InvokeDispatcher::OwnerIsGone() noexcept {
+    ended_ = true;
+    Close();
 }
 
 void InvokeDispatcher::Stop() noexcept {

@@ -11,7 +11,8 @@
 namespace plugins::mail_processing {
 
 // Carries calls to the thread that owns a message, which serves them while a check is under way.
-// One dispatcher serves one check.
+// One dispatcher serves one check. An owner whose thread is ended by force closes nothing itself:
+// callers wait until OwnerIsGone is told.
 class InvokeDispatcher final : public OwnerThread {
 public:
     // Owned by the constructing thread. Raises HResultCodeException when an event cannot be
@@ -30,6 +31,11 @@ public:
     // Owner thread only, after Serve: releases all that is MAPI's and ends the owner's part. From
     // then on no call runs at all, on whichever thread, and each gives kUnspecifiedError.
     void End() noexcept;
+
+    // For when the owner's thread was ended by force, in Serve or within a call, and will never run
+    // again: every call that waits or comes gives kUnspecifiedError. What the owner held of MAPI's
+    // stays where it is, for no other thread may release it. Any thread.
+    void OwnerIsGone() noexcept;
 
     // Ends Serve as a signalled `done` does: for when that event cannot be signalled. Any thread.
     void Stop() noexcept;
@@ -57,7 +63,7 @@ private:
 
     std::atomic<bool> stopped_{false};  // Serve is to leave
     std::atomic<bool> closed_{false};   // Serve has left
-    std::atomic<bool> ended_{false};    // and nothing of the message is held any more
+    std::atomic<bool> ended_{false};    // and the owner will run nothing more
     std::mutex callers_;                // held by the caller being served, to keep the slot single
 };
 

@@ -11,11 +11,10 @@ namespace {
 
 namespace trace = vek::trace;
 
-HRESULT Initialize(const mapi::MapiFunctions& functions, const trace::TracerPtr& tracer) noexcept {
+HRESULT Initialize(const mapi::MapiFunctions& functions, vek::platform::Registry& registry,
+                   const trace::TracerPtr& tracer) noexcept {
     try {
-        mapi::MapiEnvironment environment;
-        environment.tracer = tracer;
-        mapi::InitializeMapi(functions, environment);
+        mapi::InitializeMapi(functions, {vek::platform::TheLibraryLoader(), registry, tracer});
         return S_OK;
     } catch (...) {
         const auto result = static_cast<HRESULT>(vek::CurrentExceptionResult());
@@ -28,10 +27,11 @@ HRESULT Initialize(const mapi::MapiFunctions& functions, const trace::TracerPtr&
 }  // namespace
 
 MapiInitialization::MapiInitialization(std::shared_ptr<const mapi::MapiFunctions> functions,
+                                       vek::platform::Registry& registry,
                                        trace::TracerPtr tracer) noexcept
     : functions_(std::move(functions)),
       tracer_(std::move(tracer)),
-      result_(Initialize(*functions_, tracer_)) {}
+      result_(Initialize(*functions_, registry, tracer_)) {}
 
 MapiInitialization::~MapiInitialization() {
     if (FAILED(result_)) {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "mapi/mapi_functions.h"
+#include "vek/platform/registry.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
@@ -11,8 +12,9 @@ namespace plugins::mail_processing {
 // back. A failure is traced, kept and not raised.
 class MapiInitialization {
 public:
+    // `registry` names the default mail client, and is not kept.
     MapiInitialization(std::shared_ptr<const mapi::MapiFunctions> functions,
-                       vek::trace::TracerPtr tracer) noexcept;
+                       vek::platform::Registry& registry, vek::trace::TracerPtr tracer) noexcept;
     ~MapiInitialization();
     MapiInitialization(const MapiInitialization&) = delete;
     MapiInitialization& operator=(const MapiInitialization&) = delete;

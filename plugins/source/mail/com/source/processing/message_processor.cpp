@@ -1,5 +1,6 @@
 #include "processing/message_processor.h"
 
+#include <optional>
 #include <utility>
 
 #include "internal/helpers/hresult_exception.h"
@@ -31,6 +32,26 @@ private:
 };
 
 }  // namespace
+
+// Lets BackgroundThreadIsGone find the check under way.
+class MessageProcessor::BackgroundCheck {
+public:
+    BackgroundCheck(MessageProcessor& processor, std::shared_ptr<InvokeDispatcher> dispatcher)
+        : processor_(processor) {
+        Publish(std::move(dispatcher));
+    }
+    ~BackgroundCheck() { Publish(nullptr); }
+    BackgroundCheck(const BackgroundCheck&) = delete;
+    BackgroundCheck& operator=(const BackgroundCheck&) = delete;
+
+private:
+    void Publish(std::shared_ptr<InvokeDispatcher> dispatcher) {
+        const std::lock_guard guard(processor_.background_lock_);
+        processor_.background_dispatcher_ = std::move(dispatcher);
+    }
+
+    MessageProcessor& processor_;
+};
 
 std::shared_ptr<MessageProcessor> MessageProcessor::Create(
     std::shared_ptr<void> context, std::shared_ptr<const mapi::MapiFunctions> functions,
@@ -70,6 +91,9 @@ void MessageProcessor::ProcessMessage(IMessage* message, bool incoming, bool bac
     if (done == nullptr) helpers::ThrowLastError();
     const auto dispatcher =
         std::make_shared<InvokeDispatcher>(environment_.tracer, environment_.system);
+    // Until the owner's part has ended.
+    std::optional<BackgroundCheck> background_check;
+    if (background) background_check.emplace(*this, dispatcher);
     auto mail = vek::MakeObject<MailMessageImpl>(
         vek::RefPtr<IMessage>::Share(message), TakeSession(background), functions_,
         environment_.tracer, dispatcher, environment_.clock);
@@ -123,6 +147,12 @@ HRESULT MessageProcessor::LogoffBackgroundSession() {
     trace::Write(environment_.tracer, trace::level::kDetail, "Logoff background session. result: ",
                  trace::Hex(static_cast<std::int32_t>(result)));
     return result;
+}
+
+void MessageProcessor::BackgroundThreadIsGone() noexcept {
+    // The thread keeps a lock that it was ended with; it was between two checks then.
+    const std::unique_lock lock(background_lock_, std::try_to_lock);
+    if (lock && background_dispatcher_) background_dispatcher_->OwnerIsGone();
 }
 
 }  // namespace plugins::mail_processing

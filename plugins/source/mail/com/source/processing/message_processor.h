@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string_view>
 
 #include "common/loader/service_access.h"
@@ -14,6 +15,8 @@
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
+
+class InvokeDispatcher;
 
 // What a processor works with besides MAPI. All of it outlives the processor.
 struct ProcessorEnvironment {
@@ -58,7 +61,13 @@ public:
     // Background thread only.
     HRESULT LogoffBackgroundSession();
 
+    // For when the background thread was ended by force: whoever still calls into the message that
+    // it was checking gets a failure instead of waiting for ever. Any thread.
+    void BackgroundThreadIsGone() noexcept;
+
 private:
+    class BackgroundCheck;
+
     MessageProcessor(std::shared_ptr<void> context,
                      std::shared_ptr<const mapi::MapiFunctions> functions, IMAPISession* session,
                      ProcessorEnvironment environment);
@@ -72,6 +81,9 @@ private:
     const vek::RefPtr<MailScannerProxy> scanner_;
     const vek::RefPtr<IMAPISession> session_;
     vek::RefPtr<IMAPISession> background_session_;
+
+    std::mutex background_lock_;
+    std::shared_ptr<InvokeDispatcher> background_dispatcher_;  // guarded by background_lock_
 };
 
 }  // namespace plugins::mail_processing
