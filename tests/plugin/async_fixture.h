@@ -9,6 +9,7 @@
 #include "sandbox/product/mail_scanner.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
+#include "vek/platform/flag.h"
 
 namespace tests {
 
@@ -16,16 +17,6 @@ namespace tests {
 struct SecondsClock final : FakeClock {
     std::uint32_t TickCount() noexcept override { return now += 1000; }
     std::atomic<std::uint32_t> now{0};
-};
-
-// A flag that is waited for.
-struct Gate {
-    void Open() {
-        open = true;
-        open.notify_all();
-    }
-    void Pass() { open.wait(false); }
-    std::atomic<bool> open{false};
 };
 
 // Outlook is the default mail client, which nobody is to change.

@@ -37,8 +37,8 @@ protected:
     // Has each check wait for go_.
     void HoldChecks() {
         product_.during_check = [this](IMailMessage&) {
-            checking_.Open();
-            go_.Pass();
+            checking_.Raise();
+            go_.Wait();
         };
     }
     // The lines since the `from`th.
@@ -50,7 +50,7 @@ protected:
 
     tests::FaultySystem system_;
     tests::AsyncProduct product_;
-    tests::Gate checking_, go_;
+    vek::platform::Flag checking_, go_;
     const std::u16string a_ = NewMessage("a"), b_ = NewMessage("b"), c_ = NewMessage("c");
 };
 
@@ -60,7 +60,7 @@ TEST_F(AsyncProcessorTest, ChecksEachMessageOnceInOrderPastThoseThatCannotBeChec
     processor.AddMessage(a_);
     processor.Start();
     EXPECT_THROW(processor.Start(), vek::contract::RequireViolation);
-    checking_.Pass();
+    checking_.Wait();
     EXPECT_EQ(processor.GetCurrentEntryId(), a_);
     EXPECT_EQ(mapi_.initializations(), 3) << "the thread has its own";
     const std::string being = "700 Message is being processed now. Skip add to queue";
@@ -81,7 +81,7 @@ TEST_F(AsyncProcessorTest, ChecksEachMessageOnceInOrderPastThoseThatCannotBeChec
         EXPECT_EQ(tracer_->lines().back(), row.line);
     }
     EXPECT_THAT(product_.checked, ElementsAre(u"a"));
-    go_.Open();
+    go_.Raise();
     WaitForLine("700 [ASYNC] Message queue is empty");
     EXPECT_EQ(tracer_->Count("700 [ASYNC] Processing message from queue, 2 messages remain..."),
               1u);
@@ -112,7 +112,7 @@ TEST_F(AsyncProcessorTest, StopsAfterTheMessageUnderCheckAndDropsTheOthers) {
                                      "700 Stop of async processor thread prepared"));
     processor.Start();
     for (const auto& id : {a_, b_, c_}) processor.AddMessage(id);
-    checking_.Pass();
+    checking_.Wait();
     processor.PrepareStop();
     EXPECT_EQ(tracer_->Count("Async processor not started"), 1u);
     processor.AddMessage(b_);
@@ -120,7 +120,7 @@ TEST_F(AsyncProcessorTest, StopsAfterTheMessageUnderCheckAndDropsTheOthers) {
     const std::size_t from = tracer_->lines().size();
     std::thread end([this] {
         WaitForLine("700 Stopping async processor thread...");
-        go_.Open();
+        go_.Raise();
     });
     processor.Stop();
     end.join();
@@ -212,7 +212,7 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotBeEndedByForceIsGivenUp) {
         AsyncProcessor processor(environment);
         processor.AddMessage(a_);
         processor.Start();
-        checking_.Pass();
+        checking_.Wait();
         system_.fail_terminate = 1;
         try {
             processor.Stop();
@@ -223,7 +223,7 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotBeEndedByForceIsGivenUp) {
         processor.Stop();
         EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread already stopped");
     }
-    go_.Open();
+    go_.Raise();
     // What it works on is the thread's own now, until it ends.
     while (environment.settings.use_count() != 1) std::this_thread::yield();
     EXPECT_THAT(product_.checked, ElementsAre(u"a"));

@@ -9,15 +9,15 @@ TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed
     const auto tracer = std::make_shared<tests::RecordingTracer>();
     // Never destroyed, as what the thread uses in a process.
     auto& product = *new tests::AsyncProduct;
-    auto& checking = *new tests::Gate;
-    auto& go = *new tests::Gate;
-    auto& returned = *new tests::Gate;
+    auto& checking = *new vek::platform::Flag;
+    auto& go = *new vek::platform::Flag;
+    auto& returned = *new vek::platform::Flag;
     vek::result_t late = vek::result::kOk;
     product.during_check = [&](IMailMessage& mail) {
-        checking.Open(), go.Pass();
+        checking.Raise(), go.Wait();
         std::u16string subject;
         if (!returned.open) late = mail.GetSubject(subject);
-        returned.Open();
+        returned.Raise();
     };
     const std::u16string entry_id = tests::ToHex(outlook.store().Add({}));
     {
@@ -25,7 +25,7 @@ TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed
             product.Environment(functions, vek::platform::TheSystem(), tracer, 50));
         processor.AddMessage(entry_id);
         processor.Start();
-        checking.Pass();
+        checking.Wait();
         EXPECT_EQ(processor.GetCurrentEntryId(), entry_id);
         processor.Stop();
         const auto lines = tracer->lines();
@@ -41,8 +41,8 @@ TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed
     EXPECT_EQ(tracer->Count("[ASYNC] Async processor thread exiting"), 0u) << "it is not unwound";
 
     // The scanner's own thread comes back to what the ended one has left, and others go on.
-    go.Open();
-    returned.Pass();
+    go.Raise();
+    returned.Wait();
     EXPECT_EQ(late, vek::result::kUnspecifiedError) << "nobody answers any more";
     AsyncProcessor next(product.Environment(functions, vek::platform::TheSystem(), tracer));
     next.AddMessage(entry_id);

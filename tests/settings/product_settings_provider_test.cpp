@@ -9,6 +9,7 @@
 #include "tests/support/fake_settings.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/core/throw.h"
+#include "vek/platform/flag.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -130,24 +131,22 @@ TEST_F(ProductSettingsProviderTest, AProductThatIsDownIsAskedOnceASecondAndTheLa
 }
 
 TEST_F(ProductSettingsProviderTest, ASlowAnswerHoldsUpNobodyAndDoesNotReplaceALaterOne) {
-    std::atomic<int> stage{0};
+    vek::platform::Flag asked, go;
     answer_ = [&](Record& settings) {
         if (fake_->asked == 1) {
-            stage = 1;
-            stage.notify_all();
-            stage.wait(1);
+            asked.Raise();
+            go.Wait();
             return settings = {}, 0u;
         }
         return settings = {true, false, {}, kAll}, 0u;
     };
     clock_.ticks = 1000;
     std::thread slow([&] { provider_.Refresh(); });
-    stage.wait(0);
+    asked.Wait();
     EXPECT_EQ(Ask(mail_event::kRead), 0u) << "asked already, no answer yet";
     clock_.ticks = 2000;
     EXPECT_EQ(Ask(mail_event::kRead), 1u);
-    stage = 2;
-    stage.notify_all();
+    go.Raise();
     slow.join();
     EXPECT_TRUE(provider_.IsPluginEnabled());
     EXPECT_EQ(fake_->asked, 2);
