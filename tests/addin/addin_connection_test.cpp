@@ -11,10 +11,11 @@ TEST_F(AddinConnectionTest, GoesInOrder) {
     outlook_->open_items = {NewItem(), NewItem(), NewItem()};
     static_cast<FakeItem&>(*outlook_->open_items[1]).open = [] { return nullptr; };
     ASSERT_EQ(addin_->OnConnection(*outlook_), S_OK);
-    calls_.names.resize(9);
-    EXPECT_THAT(calls_.names, ElementsAre("GetApplication", "GetName", "GetVersion", "AdviseEvents",
-                                          "AdviseNewerEvents", "GetOpenItems", "CreateExtension",
-                                          "AdviseExtension", "AdviseInbox"));
+    calls_.names.resize(11);
+    EXPECT_THAT(calls_.names,
+                ElementsAre("GetApplication", "GetName", "GetVersion", "AdviseEvents",
+                            "AdviseNewerEvents", "GetOpenItems", "CreateExtension",
+                            "AdviseExtension", "AdviseInbox", "LoadMapi", "GetMapiSession"));
     const auto lines = tracer_->lines();
     const auto at = [&](std::string_view line) { return std::ranges::find(lines, line); };
     const auto checking = at("700 CAddin::checking opened mail items on connect");
@@ -23,7 +24,8 @@ TEST_F(AddinConnectionTest, GoesInOrder) {
     EXPECT_LT(at("700 Use OOM 12 or more"), checking);
     EXPECT_EQ(std::count(checking, started, "700 => OnRead(OU2007)"), 3);
     EXPECT_NE(started, lines.end());
-    EXPECT_EQ(tracer_->Count("300 Mail checking failed: "), 1u);
+    EXPECT_EQ(tracer_->Count("300 Mail checking failed"), 1u);
+    EXPECT_TRUE(std::ranges::count(lines, "300 Mail checking failed"));
     EXPECT_EQ(incoming_, 2) << "those around the one that fails";
     EXPECT_NE(addin_->settings(), nullptr);
 }
@@ -56,6 +58,58 @@ TEST_F(AddinConnectionTest, FailsForWhatItCannotDoWithoutAlone) {
     EXPECT_EQ(addin_->OnConnection(*outlook_), S_OK) << "without a background thread";
     Send(NewItem());
     EXPECT_EQ(outgoing_, 1);
+}
+
+TEST_F(AddinConnectionTest, NewerEventsAreThoseOfOutlook12) {
+    for (const auto& [version, newer] : {std::pair(u"11.9", 0), {u"12.0", 1}}) {
+        Connect(version);
+        EXPECT_EQ(calls_.advised, 3 + newer);
+        EXPECT_EQ(outlook_->newer_events != nullptr, newer == 1);
+        EXPECT_EQ(tracer_->Count("Use OOM 12 or more"), static_cast<std::size_t>(newer));
+    }
+}
+
+TEST_F(AddinConnectionTest, SurvivesItsEndFromWithinAnyCall) {
+    const auto reconnect = [&] { Connect(); };
+    for (const char* call :
+         {"GetApplication", "GetName", "GetVersion", "AdviseEvents", "AdviseNewerEvents",
+          "GetOpenItems", "CreateExtension", "AdviseExtension", "AdviseInbox", "LoadMapi",
+          "GetMapiSession", "GetMailItem", "GetSaved", "GetMessage", "ShowCursor"}) {
+        for (const bool again : {false, true}) {
+            SCOPED_TRACE(testing::Message() << call << (again ? ", connected again" : ""));
+            outlook_->open_items = {NewItem()};
+            calls_.within[call] = again ? std::function<void()>(reconnect) : [&] { Disconnect(); };
+            const std::size_t started = tracer_->Count(kStarted);
+            EXPECT_EQ(addin_->OnConnection(*outlook_), E_ABORT);
+            EXPECT_EQ(tracer_->Count(kStarted) - started, again ? 1u : 0u);
+            EXPECT_EQ(calls_.advised, again ? 4 : 0);
+            EXPECT_EQ(addin_->settings() != nullptr, again);
+            if (!again) Connect();
+            ExpectEverythingWorks();
+            Disconnect();
+        }
+    }
+}
+
+TEST_F(AddinConnectionTest, AQuitBeforeTheBackgroundThreadStartsIsKept) {
+    outlook_->open_items = {NewItem()};
+    calls_.within["ShowCursor"] = [&] { addin_->OnQuit(); };
+    EXPECT_EQ(addin_->OnConnection(*outlook_), S_OK);
+    EXPECT_EQ(tracer_->Count(kStarted), 0u);
+    Connect();
+    EXPECT_EQ(tracer_->Count(kStarted), 1u) << "until the next connection";
+}
+
+TEST_F(AddinConnectionTest, WhatCannotBeCheckedDoesNotCountAsChecked) {
+    const FakeItemPtr item = NewItem();
+    calls_.always = {{"LoadMapi", E_FAIL}};
+    EXPECT_EQ(addin_->OnConnection(*outlook_), S_OK);
+    Read(item);
+    EXPECT_EQ(incoming_, 0);
+    calls_.always.clear();
+    Connect();
+    Read(item);
+    EXPECT_EQ(incoming_, 1);
 }
 
 TEST_F(AddinConnectionTest, DisconnectionEndsEverythingWhateverFails) {
@@ -152,9 +206,15 @@ TEST_F(AddinConnectionTest, TheSelectionIsTracedAsItIs) {
     EXPECT_EQ(addin_->GetSelectionItem(), nullptr);
     outlook_->open_items = {NewItem()};
     EXPECT_EQ(addin_->GetSelectionItem(), outlook_->open_items[0]);
-    EXPECT_EQ(tracer_->Count("700 Message being processed is of class IPM.Note and its type is 43, "
-                             "flags is 0x00000000"),
+    EXPECT_EQ(tracer_->Count("700 Message being processed is of classIPM.Note and its type is43, "
+                             "flags is0x00000000"),
               1u);
+    static_cast<FakeItem&>(*outlook_->open_items[0]).is_mail = false;
+    EXPECT_EQ(addin_->GetSelectionItem(), outlook_->open_items[0]);
+    EXPECT_EQ(tracer_->Count("300 "), 0u) << "a task is nothing out of the ordinary";
+    calls_.always = {{"GetSelectedItem", E_ABORT}};
+    EXPECT_EQ(addin_->GetSelectionItem(), nullptr);
+    EXPECT_EQ(tracer_->Count("300 Unable to GetSelectionItem. Error:0x80004004"), 1u);
 }
 
 }  // namespace

@@ -34,8 +34,13 @@ protected:
         const std::size_t ended = tracer_->Count(kEnded);
         ASSERT_EQ(addin_->OnConnection(*outlook_), S_OK);
         addin_->OnQuit();
-        while (tracer_->Count(kEnded) == ended) std::this_thread::yield();
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (tracer_->Count(kEnded) == ended) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the thread does not end";
+            std::this_thread::yield();
+        }
     }
+    static constexpr std::string_view kStarted = "Async processor thread started successfully";
     static constexpr std::string_view kEnded = "Logoff background session. result: ";
     void Disconnect() { addin_->OnDisconnection(); }
 
@@ -72,13 +77,13 @@ protected:
         return vek::MakeObject<FakeCallback>(item->open);
     }
 
-    // One of each: what a flag that is left up would refuse.
+    // One of each, in the order in which none lowers a flag that the next would be refused by.
     void ExpectEverythingWorks() {
         const int incoming = incoming_, outgoing = outgoing_;
         const std::size_t queued = Queued();
-        Send(NewItem());
-        Read(NewItem());
         NewMail(NewItem()->entry_id);
+        Read(NewItem());
+        Send(NewItem());
         EXPECT_EQ(incoming_, incoming + 1);
         EXPECT_EQ(outgoing_, outgoing + 1);
         EXPECT_EQ(Queued(), queued + 1);
@@ -101,7 +106,10 @@ protected:
         return vek::result::kOk;
     }};
     std::unique_ptr<CAddin> addin_ = std::make_unique<CAddin>(AddinEnvironment{
-        [this] { return functions_; },
+        [this] {
+            const HRESULT result = calls_.Enter("LoadMapi");
+            return SUCCEEDED(result) ? functions_ : nullptr;
+        },
         [this](auto& out) { return outlook_->Give("CreateExtension", outlook_, out); }, cursor_,
         services_, clock_, system_, tracer_});
 

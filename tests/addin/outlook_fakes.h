@@ -47,8 +47,11 @@ struct Faked {
 
     template <class Events>
     HRESULT Tell(const char* name, Events*& slot, Events& to, EventConnectionPtr& out) {
-        if (const HRESULT result = calls.Enter(name); FAILED(result)) return result;
         slot = &to;
+        if (const HRESULT result = calls.Enter(name); FAILED(result)) {
+            slot = nullptr;
+            return result;
+        }
         out = std::make_unique<FakeConnection>(calls, [&slot] { slot = nullptr; });
         return S_OK;
     }
@@ -65,7 +68,7 @@ struct FakeItem final : Faked, Item, MailItem, std::enable_shared_from_this<Fake
     using Faked::Faked;
     using Text = std::u16string;
     HRESULT GetMailItem(MailItemPtr& mail) noexcept override {
-        return Give("GetMailItem", shared_from_this(), mail);
+        return is_mail ? Give("GetMailItem", shared_from_this(), mail) : E_NOINTERFACE;
     }
     HRESULT Advise(ItemEvents& to, EventConnectionPtr& out) noexcept override {
         return Tell("AdviseItem", events, to, out);
@@ -81,6 +84,7 @@ struct FakeItem final : Faked, Item, MailItem, std::enable_shared_from_this<Fake
     }
 
     Text entry_id;
+    bool is_mail = true;
     std::int16_t saved = kVariantTrue;
     ole_date_t created = 0;
     std::function<vek::RefPtr<IMessage>()> open;

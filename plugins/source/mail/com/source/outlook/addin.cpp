@@ -41,6 +41,7 @@ CAddin::~CAddin() { Disconnect(); }
 
 void CAddin::OnQuit() noexcept {
     HandleEvent(environment_.tracer, "OnQuit", [&] {
+        quitting_ = true;
         if (const auto async = async_) async->PrepareStop();
     });
 }
@@ -106,11 +107,11 @@ ItemPtr CAddin::GetSelectionItem() noexcept {
     const ApplicationPtr application = application_;
     ItemPtr item;
     const HRESULT result = application ? application->GetSelectedItem(item) : S_FALSE;
-    TraceFailure("Unable to GetSelectionItem. Error: ", result);
+    TraceFailure("Unable to GetSelectionItem. Error:", result);
     if (result != S_OK || item == nullptr) return nullptr;
     if (trace::IsEnabled(environment_.tracer, trace::level::kDetail)) {
         try {
-            TraceSelection(*item);
+            TraceSelection(item);
         } catch (...) {  // the item is there all the same
             trace::WriteCurrentException(environment_.tracer);
         }
@@ -118,9 +119,9 @@ ItemPtr CAddin::GetSelectionItem() noexcept {
     return item;
 }
 
-void CAddin::TraceSelection(Item& item) {
-    MailItemPtr mail;
-    helpers::CheckGiven(item.GetMailItem(mail), mail);
+void CAddin::TraceSelection(const ItemPtr& item) {
+    const MailItemPtr mail = GetMailItem(item);
+    if (!mail) return;
     std::u16string message_class;
     helpers::CheckHResult(mail->GetMessageClass(message_class));
     std::int32_t type = 0;
@@ -129,8 +130,8 @@ void CAddin::TraceSelection(Item& item) {
     helpers::CheckGiven(mail->GetMessage(message), message);
     const auto functions = functions_;
     vek::Check(functions != nullptr);
-    Trace("Message being processed is of class ", message_class, " and its type is ", type,
-          ", flags is ", trace::Hex(MessageFlags(*message, *functions)));
+    Trace("Message being processed is of class", message_class, " and its type is", type,
+          ", flags is", trace::Hex(MessageFlags(*message, *functions)));
 }
 
 }  // namespace plugins::mail_processing

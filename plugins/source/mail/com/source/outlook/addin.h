@@ -45,13 +45,17 @@ struct AddinEnvironment {
 class CAddin final : public ApplicationEvents, public FolderEvents, public ExchangeEvents {
 public:
     explicit CAddin(AddinEnvironment environment);
+    // As OnDisconnection; never from within a handler: whoever calls one holds the add-in
+    // meanwhile.
     ~CAddin();
     CAddin(const CAddin&) = delete;
     CAddin& operator=(const CAddin&) = delete;
 
     // Subscribes to Outlook's events, checks what is open already and starts the background
     // thread. E_FAIL when `object` is not Outlook, the failed call's code when subscribing or
-    // creating the extension object fails; nothing stays advised then.
+    // creating the extension object fails; nothing stays advised then. When it is connected
+    // already, that connection is ended first. E_ABORT when it is disconnected from within one of
+    // the calls made here; a connection made from there stays.
     HRESULT OnConnection(ApplicationObject& object) noexcept;
 
     // Unsubscribes and ends the background thread, every step even when another fails.
@@ -74,14 +78,17 @@ public:
 
 private:
     // connection
-    void Connect(ApplicationObject& object);
+    void Connect(ApplicationObject& object, std::uint64_t connection);
     void Disconnect() noexcept;
-    void ReadVersion(Application& application);
-    void AdviseEvents(Application& application);
-    void AdviseExtension();
-    void AdviseInbox(Application& application) noexcept;
-    void BuildProcessors(Application& application);
-    void CheckOpenItems(const std::vector<ItemPtr>& items) noexcept;
+    // Raises E_ABORT when `connection` is not the one that is being made any more: to be asked
+    // after each call that goes out, before anything is kept.
+    void CheckStill(std::uint64_t connection) const;
+    void ReadVersion(Application& application, std::uint64_t connection);
+    void AdviseEvents(Application& application, std::uint64_t connection);
+    void AdviseExtension(std::uint64_t connection);
+    void AdviseInbox(Application& application, std::uint64_t connection);
+    void BuildProcessors(Application& application, std::uint64_t connection);
+    void CheckOpenItems(const std::vector<ItemPtr>& items, std::uint64_t connection);
     void StartBackground() noexcept;
 
     // roads of a message
@@ -100,7 +107,7 @@ private:
     std::u16string GetMessageEntryId(MailItem& mail);
     bool IsMessageJustCreated(MailItem& mail);
     bool IsItemSaved(MailItem& mail) noexcept;
-    void TraceSelection(Item& item);
+    void TraceSelection(const ItemPtr& item);
 
     // A line of routine, a failed call of which nothing depends.
     template <class... Pieces>
@@ -115,6 +122,8 @@ private:
 
     const AddinEnvironment environment_;
 
+    std::uint64_t connection_ = 0;  // another after each disconnection
+    bool quitting_ = false;
     ApplicationPtr application_;
     EventConnectionPtr application_events_;
     EventConnectionPtr newer_application_events_;

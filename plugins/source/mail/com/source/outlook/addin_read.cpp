@@ -6,6 +6,7 @@
 #include "outlook/event_handler.h"
 #include "outlook/message_properties.h"
 #include "outlook/version.h"
+#include "vek/core/throw.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -23,7 +24,10 @@ void CAddin::OnItemLoad(const ItemPtr& item) noexcept {
             Trace("No need to check on read");
             return;
         }
-        if (GetMailItem(item)) items_.Attach(item);
+        if (!GetMailItem(item)) return;
+        items_.Attach(item);
+        // A disconnection from within these calls was too early to let go of it.
+        if (!application_) items_.Clear();
     });
 }
 
@@ -59,6 +63,8 @@ void CAddin::ItemReadImpl(const ItemPtr& item) {
     }
     const std::u16string entry_id = GetMessageEntryId(*mail);
     Trace("Process message with id: ", entry_id);
+    // What cannot be checked must not count as checked.
+    vek::Check(functions_ != nullptr && processor_ != nullptr);
     if (entry_id.empty()) {
         Trace("ItemRead: Can not get message entry id.");
     } else if (IsCheckedElsewhere(entry_id)) {
