@@ -16,7 +16,7 @@ TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed
     product.during_check = [&](IMailMessage& mail) {
         checking.Raise(), go.Wait();
         std::u16string subject;
-        if (!returned.open) late = mail.GetSubject(subject);
+        if (!returned.IsRaised()) late = mail.GetSubject(subject);
         returned.Raise();
     };
     const std::u16string entry_id = tests::ToHex(outlook.store().Add({}));

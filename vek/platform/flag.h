@@ -20,6 +20,10 @@ public:
         std::unique_lock guard(lock_);
         changed_.wait(guard, [this] { return raised_; });
     }
+    bool IsRaised() {
+        const std::lock_guard guard(lock_);
+        return raised_;
+    }
 
 private:
     std::mutex lock_;
