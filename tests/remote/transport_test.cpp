@@ -105,6 +105,7 @@ TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
     Ends ends([&](const std::string& text) {
         ++waiting;
         release.Wait();
+        --waiting;
         return text;
     });
     std::vector<std::thread> threads;
@@ -130,6 +131,7 @@ TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
     EXPECT_EQ(Call(*ends.server, "late", answer), result::kNotReady);
     EXPECT_GE(ends.tracer->Count("rmt\t"), 4u);
     release.Set();
+    while (waiting != 0) std::this_thread::yield();  // they use what is destroyed now
 }
 
 TEST(Transport, MayBeClosedAndLetGoInARequest) {
