@@ -193,7 +193,7 @@ TEST_F(SecondProcess, LetsGoOfAPlugInThatIsKilled) {
         SCOPED_TRACE(place);
         const std::filesystem::path reached = product_process_.library() + ".reached";
         const auto peer = sandbox::StartProgram(sandbox::ProgramFolder() / "plugin_peer",
-                                              {product_process_.library(), place});
+                                                {product_process_.library(), place});
         ASSERT_TRUE(product_process_.Soon([&] { return exists(reached); }));
         peer->Kill();
         ++gone;
