@@ -17,7 +17,8 @@ class ProductFolder {
 public:
     explicit ProductFolder(std::string_view rules) {
         namespace fs = std::filesystem;
-        for (const auto& file : fs::directory_iterator(sandbox::ProgramFolder().parent_path() / "product")) {
+        for (const auto& file :
+             fs::directory_iterator(sandbox::ProgramFolder().parent_path() / "product")) {
             const fs::path copy = folder_.path() / file.path().filename();
             const bool is_library = copy.stem() == "product_info" && copy.extension() != ".json";
             if (is_library) library_ = Utf8(copy);

@@ -276,7 +276,7 @@ protected:
             ASSERT_EQ(remote::Listen(endpoint, accept, {}, listener), result::kOk);
         }
         peer = sandbox::StartBeside("transport_peer",
-                                  GetParam() + (":" + std::to_string(endpoint.local_id)));
+                                    GetParam() + (":" + std::to_string(endpoint.local_id)));
         if (!listens) {
             ASSERT_TRUE(connected.Wait());
             while (!transport->IsOpen()) std::this_thread::yield();
