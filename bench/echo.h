@@ -10,6 +10,10 @@
 
 namespace bench {
 
+// What a frame, a packet, a call of Echo and its arguments add to the bytes themselves.
+inline constexpr std::uint32_t kAroundRequest = 8 + 20 + 20 + 9;
+inline constexpr std::uint32_t kAroundReply = 8 + 20 + 8 + 13;
+
 struct IEcho : vek::IObject {
     static constexpr vek::interface_id_t kInterfaceId = 0x10000001;
 

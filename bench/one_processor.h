@@ -18,6 +18,19 @@ public:
     }
     ~OneProcessor() { sched_setaffinity(0, sizeof before_, &before_); }
 
+    // To the next one, if there is another.
+    void MoveToAnother() {
+        for (unsigned i = 1; i < CPU_SETSIZE; ++i) {
+            const unsigned other = (static_cast<unsigned>(sched_getcpu()) + i) % CPU_SETSIZE;
+            if (!CPU_ISSET(other, &before_)) continue;
+            cpu_set_t one;
+            CPU_ZERO(&one);
+            CPU_SET(other, &one);
+            sched_setaffinity(0, sizeof one, &one);
+            return;
+        }
+    }
+
     OneProcessor(const OneProcessor&) = delete;
     OneProcessor& operator=(const OneProcessor&) = delete;
 

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -48,15 +49,21 @@ struct BareSizes {
 // The other process, and bare sockets to it, its lines. To be made before main(), while there is no
 // other thread; ends with this process.
 //
-// Both processes stay on one processor. Then the one that waits is woken by a plain switch, and a
-// round takes what the two do, one after the other. On two processors most of a round is the time
-// that the system takes to wake a processor from its sleep: it is several times as long, changes
-// from run to run, and hides what is measured.
+// kTogether: both processes stay on one processor. Then the one that waits is woken by a plain
+// switch, and a round takes what the two do, one after the other. On two processors most of a round
+// is the time that the system takes to wake a processor from its sleep: it is several times as
+// long, changes from run to run, and hides what is measured.
+//
+// kApart: each has a processor of its own where there are several, and time is what passes: what
+// somebody who waits for the other process sees, the waking included. The machine must be idle.
 class OtherProcess {
 public:
+    enum class Placement { kTogether, kApart };
+
     // `serve` starts, in the other process, what is to be measured there; it runs on in threads.
     template <class Serve>
-    explicit OtherProcess(Serve serve) {
+    explicit OtherProcess(Serve serve, Placement placement = Placement::kTogether)
+        : placement_(placement) {
         for (Line& line : lines_) remote::MakePair(line.here, line.there);
         std::array<int, 2> ready{};
         if (::pipe(ready.data()) != 0) std::abort();
@@ -69,6 +76,7 @@ public:
         if (child == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             if (::getppid() != parent) ::_exit(1);
+            if (placement_ == Placement::kApart) pinned_.MoveToAnother();
             serve();
             for (const Line& line : lines_) {
                 std::thread([&line] { ServeBare(line.there.get()); }).detach();
@@ -86,8 +94,13 @@ public:
     OtherProcess(const OtherProcess&) = delete;
     OtherProcess& operator=(const OtherProcess&) = delete;
 
-    // The processor time of both processes so far.
+    // The processor time of both processes so far, or, apart, that of a clock.
     double Seconds() const {
+        if (placement_ == Placement::kApart) {
+            return std::chrono::duration<double>(
+                       std::chrono::steady_clock::now().time_since_epoch())
+                .count();
+        }
         double seconds = 0;
         for (const clockid_t clock : clocks_) {
             timespec time{};
@@ -122,7 +135,8 @@ private:
         }
     }
 
-    const OneProcessor pinned_;
+    const Placement placement_;
+    OneProcessor pinned_;
     std::array<clockid_t, 2> clocks_{};
     std::array<Line, kLines> lines_;
 };
@@ -157,9 +171,10 @@ private:
 };
 
 // Times an operation and its floor in turns, in short batches, and reports the median of either:
-// both see the same machine, and what disturbs some batches is left out with them. The time is the
-// processor time of both processes. As one of them is always at work, that is the time that passes
-// while nobody else wants the processor. A batch answers false when it failed.
+// both see the same machine, and what disturbs some batches is left out with them. The time is that
+// of OtherProcess::Seconds(): together, the processor time of both processes. As one of them is
+// always at work, that is the time that passes while nobody else wants the processor. A batch
+// answers false when it failed.
 inline constexpr int kBatches = 25;
 
 template <class Operation, class Floor>

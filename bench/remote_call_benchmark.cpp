@@ -14,10 +14,6 @@ namespace {
 
 using bench::IEcho;
 
-// What a frame, a packet, a call and its arguments add to the bytes themselves.
-constexpr std::uint32_t kAroundRequest = 8 + 20 + 20 + 9;
-constexpr std::uint32_t kAroundReply = 8 + 20 + 8 + 13;
-
 struct Size {
     std::uint32_t bytes;
     std::uint32_t calls;  // timed together
@@ -39,7 +35,8 @@ void RemoteCall(benchmark::State& state) {
         std::uint32_t count = 0;
         return echo && vek::Succeeded(echo->Echo(bytes, same, count)) && count == size.bytes;
     };
-    bench::BareRounds rounds(kOther, 0, {size.bytes + kAroundRequest, size.bytes + kAroundReply});
+    bench::BareRounds rounds(
+        kOther, 0, {size.bytes + bench::kAroundRequest, size.bytes + bench::kAroundReply});
     const auto times = [&size](auto once) {
         return [&size, once]() mutable {
             for (std::uint32_t i = 0; i < size.calls; ++i) {
