@@ -11,6 +11,7 @@
 #include "tests/support/faulty_system.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/core/throw.h"
+#include "vek/platform/flag.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -115,15 +116,14 @@ TEST_F(InvokeDispatcherTest, StopEndsServingWhereDoneCannotBeSignalled) {
 }
 
 TEST_F(InvokeDispatcherTest, AnOwnerThatIsGoneAnswersNobodyNotEvenFromWithinACall) {
-    std::atomic<bool> left{false};
+    vek::platform::Flag left;
     const auto call = [&] {
         dispatcher_.OwnerIsGone();
-        left.wait(false);
+        left.Wait();
     };
     ServeWhile([&] {
         EXPECT_EQ(dispatcher_.Invoke(call), vek::result::kUnspecifiedError);
-        left = true;
-        left.notify_all();
+        left.Raise();
     });
     EXPECT_EQ(dispatcher_.Invoke([] { ADD_FAILURE(); }), vek::result::kUnspecifiedError)
         << "on another thread that has its id";
