@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/echo_handler.h"
 #include "bench/one_processor.h"
 #include "bench/ratio.h"
 #include "remote/socket_address_posix.h"
@@ -28,19 +29,6 @@ constexpr std::size_t kLargest = std::size_t{1} << 20;
 
 // What a frame and a packet add to the call's data.
 constexpr std::size_t kHeads = 8 + 20;
-
-class EchoHandler final : public remote::RequestHandler {
-public:
-    void HandleRequest(remote::RpcProtocolProcessorIn& request,
-                       remote::ReplySender& reply) noexcept override {
-        const std::array<remote::bytes_t, 1> pieces{request.GetCallData()};
-        remote::RpcProtocolProcessorOut packet;
-        packet.SetCallIdentification(request.call_id(), 0);
-        packet.SetCallData(pieces);
-        reply.Send(packet);
-    }
-    void OnTransportClosed(vek::result_t) noexcept override {}
-};
 
 bool Transfer(int socket, std::byte* bytes, std::size_t size, bool sends) {
     while (size > 0) {
@@ -98,7 +86,7 @@ private:
     [[noreturn]] void Serve(int ready) {
         std::shared_ptr<remote::Transport> transport;
         std::unique_ptr<remote::Listener> listener;
-        const auto handler = std::make_shared<EchoHandler>();
+        const auto handler = std::make_shared<bench::EchoHandler>();
         const auto accept = [&](std::shared_ptr<remote::Transport> made) {
             transport = std::move(made);
             return handler;

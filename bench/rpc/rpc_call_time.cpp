@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "bench/echo.h"
+#include "bench/echo_handler.h"
 #include "remote/rpc_binding_win32.h"
 #include "remote/rpc_call_win32.h"
 #include "remote/transport.h"
@@ -32,19 +33,6 @@ constexpr std::size_t kRepetitions = 15;
 // What a packet adds to the call's data.
 constexpr std::size_t kHead = 20;
 
-class EchoHandler final : public remote::RequestHandler {
-public:
-    void HandleRequest(remote::RpcProtocolProcessorIn& request,
-                       remote::ReplySender& reply) noexcept override {
-        const std::array<remote::bytes_t, 1> pieces{request.GetCallData()};
-        remote::RpcProtocolProcessorOut packet;
-        packet.SetCallIdentification(request.call_id(), 0);
-        packet.SetCallData(pieces);
-        reply.Send(packet);
-    }
-    void OnTransportClosed(vek::result_t) noexcept override {}
-};
-
 remote::Endpoint EndpointOf(unsigned long parent, std::uint32_t which) {
     return {static_cast<std::uint32_t>(parent) + (which << 24), 0};
 }
@@ -53,7 +41,7 @@ remote::Endpoint EndpointOf(unsigned long parent, std::uint32_t which) {
 int Serve(unsigned long parent) {
     std::shared_ptr<remote::Transport> transport;
     std::unique_ptr<remote::Listener> listener;
-    const auto handler = std::make_shared<EchoHandler>();
+    const auto handler = std::make_shared<bench::EchoHandler>();
     const auto accept = [&](std::shared_ptr<remote::Transport> made) {
         transport = std::move(made);
         return handler;

@@ -18,7 +18,7 @@ namespace iid = automation::iid;
 
 // The extension object and its class object in one.
 class Extension final
-    : public automation::CountedObject<automation::ConnectionPointContainer, IClassFactory> {
+    : public plugins::mapi::CountedObject<automation::ConnectionPointContainer, IClassFactory> {
 public:
     using CountedObject::CountedObject;
     HRESULT WINAPI CreateInstance(IUnknown*, REFIID id, void** out) override {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "outlook/automation/counted_object.h"
+#include "mapi/counted_object.h"
 #include "outlook/automation/ole_values.h"
 
 namespace tests {
@@ -45,7 +45,8 @@ struct CallPlan {
 using Container = IConnectionPointContainer;
 
 // An automation object out of a table, with a connection point for any interface.
-class FakeObject final : public automation::CountedObject<IDispatch, Container, IConnectionPoint> {
+class FakeObject final
+    : public plugins::mapi::CountedObject<IDispatch, Container, IConnectionPoint> {
 public:
     explicit FakeObject(CallPlan& plan, const IID& own = IID_IDispatch) : plan_(plan), own_(own) {}
 

@@ -13,17 +13,6 @@ namespace iid = plugins::mapi::iid;
 // EECBGV_BUILDVERSION_MAJOR of exchext.h and a build.
 constexpr ULONG kBuildVersion = 0x000D0000 | 0x1234;
 
-// The border of every method.
-template <class Body>
-HRESULT Enter(ObjectModel& model, ObjectCall kind, Body&& body) noexcept {
-    try {
-        const HRESULT code = model.plan.Enter(kind);
-        return code == S_OK ? body() : code;
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
-}
-
 }  // namespace
 
 ExchangeCallback::ExchangeCallback(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi,

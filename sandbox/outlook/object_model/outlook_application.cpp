@@ -8,21 +8,6 @@ namespace sandbox::outlook {
 
 namespace mail_processing = plugins::mail_processing;
 
-namespace {
-
-// The border of every method.
-template <class Body>
-HRESULT Enter(ObjectModel& model, ObjectCall kind, Body&& body) noexcept {
-    try {
-        const HRESULT code = model.plan.Enter(kind);
-        return code == S_OK ? body() : code;
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
-}
-
-}  // namespace
-
 OutlookApplication::OutlookApplication(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi,
                                        const std::string& version)
     : model_(std::move(model)),

@@ -19,6 +19,18 @@ struct ObjectModel {
     std::atomic<std::uint32_t> live_connections{0};
 };
 
+// The border of every method: the call fails as planned or runs `body`, whose exceptions are want
+// of memory.
+template <class Body>
+HRESULT Enter(ObjectModel& model, ObjectCall kind, Body&& body) noexcept {
+    try {
+        const HRESULT code = model.plan.Enter(kind);
+        return code == S_OK ? body() : code;
+    } catch (...) {
+        return E_OUTOFMEMORY;
+    }
+}
+
 // Counts its owner among what is held.
 class LiveCount {
 public:

@@ -3,6 +3,8 @@
 // Ids of the interfaces asked for here (mapiguid.h, objidl.h): constants of our own, so that no
 // id library need be linked.
 
+#include <cstdint>
+
 #include "mapi/mapi_interfaces.h"
 
 namespace plugins::mapi::iid {

@@ -2,13 +2,13 @@
 
 #include <olectl.h>
 
+#include "mapi/counted_object.h"
 #include "outlook/automation/border.h"
-#include "outlook/automation/counted_object.h"
 
 namespace plugins::mail_processing::automation {
 namespace {
 
-class ConnectionPoint final : public CountedObject<IConnectionPoint> {
+class ConnectionPoint final : public mapi::CountedObject<IConnectionPoint> {
 public:
     ConnectionPoint(IConnectionPointContainer* owner, std::shared_ptr<Subscribers> subscribers)
         : owner_(vek::RefPtr<IConnectionPointContainer>::Share(owner)),

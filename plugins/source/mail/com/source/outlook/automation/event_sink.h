@@ -2,14 +2,14 @@
 
 #include <functional>
 
-#include "outlook/automation/counted_object.h"
+#include "mapi/counted_object.h"
 #include "outlook/automation/event_arguments.h"
 
 namespace plugins::mail_processing::automation {
 
 // Hears the events of one outgoing interface and hands them on, until it is muted. On the source's
 // thread; may be entered from within itself. Construct with vek::MakeObject.
-class EventSink final : public CountedObject<IDispatch> {
+class EventSink final : public mapi::CountedObject<IDispatch> {
 public:
     // Takes an event, or leaves it when it is none of its own; what it raises is what the source
     // is told.

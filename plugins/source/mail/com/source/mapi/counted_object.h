@@ -1,15 +1,17 @@
 #pragma once
 
-#include <cstdint>
 #include <utility>
 
 #include "mapi/interface_ids.h"
+#include "mapi/mapi_interfaces.h"
 #include "vek/core/object.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::mapi {
 
-// Counting, the interface query and the live-object count of a COM object whose interfaces are
-// known at run time alone. Construct such classes with vek::MakeObject.
+// Counting, the interface query and the module's count of live objects for a COM object of the
+// plug-in's own with these interfaces, each of them derived from IUnknown directly. The first
+// stands for the object and takes the constructor's arguments. Construct such classes with
+// vek::MakeObject.
 template <class First, class... Rest>
 class CountedObject : public First, public Rest... {
 public:
@@ -29,7 +31,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) final {
         if (out == nullptr) return E_POINTER;
-        *out = id == mapi::iid::kUnknown ? static_cast<First*>(this) : Find(id);
+        *out = id == iid::kUnknown ? static_cast<First*>(this) : Find(id);
         if (*out == nullptr) return E_NOINTERFACE;
         AddRef();
         return S_OK;
@@ -46,4 +48,4 @@ private:
     vek::ReferenceCount references_;
 };
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::mapi
