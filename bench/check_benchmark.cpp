@@ -9,9 +9,9 @@
 #include "bench/ratio.h"
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 #include "sandbox/outlook/mapi_subsystem.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
 
 namespace {
 
@@ -56,8 +56,8 @@ void Check(benchmark::State& state, int callbacks) {
     const auto message = mapi.OpenMessage(id);
     const auto functions = std::make_shared<plugins::mapi::MapiFunctions>(
         sandbox::outlook::MapiSubsystem::Functions());
-    const auto product = vek::MakeObject<sandbox::product::InProcessProduct>(
-        vek::MakeObject<sandbox::product::ScriptedScanner>(
+    const auto product = vek::MakeObject<reference_product::InProcessProduct>(
+        vek::MakeObject<reference_product::ScriptedScanner>(
             [callbacks](bool, mail_processing::IMailMessage& mail) {
                 std::u16string subject;
                 for (int i = 0; i < callbacks; ++i) mail.GetSubject(subject);

@@ -9,14 +9,14 @@
 #include "bench/ratio.h"
 #include "processing/async_processor.h"
 #include "processing/message_queue.h"
+#include "product/in_process_product.h"
 #include "sandbox/outlook/mapi_subsystem.h"
-#include "sandbox/product/in_process_product.h"
 
 namespace {
 
 namespace mail_processing = plugins::mail_processing;
 using plugins::product::MailPluginSettings;
-using sandbox::product::InProcessProduct;
+using reference_product::InProcessProduct;
 
 struct StillClock final : vek::platform::Clock {
     std::uint32_t TickCount() noexcept override { return 5000; }

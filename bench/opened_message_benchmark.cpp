@@ -13,10 +13,10 @@
 #include "bench/ratio.h"
 #include "mapi/property_tags.h"
 #include "private_include/common/product_settings.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 #include "sandbox/demo/scenario/addin_session.h"
 #include "sandbox/outlook/object_model/host_outlook.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
 
 namespace {
 
@@ -88,9 +88,9 @@ private:
     outlook::HostOutlook host_{mapi_, "16"};
     std::vector<std::string> ids_;
     std::atomic<std::size_t> checked_{0};
-    const vek::RefPtr<sandbox::product::InProcessProduct> product_ =
-        vek::MakeObject<sandbox::product::InProcessProduct>(
-            vek::MakeObject<sandbox::product::ScriptedScanner>(
+    const vek::RefPtr<reference_product::InProcessProduct> product_ =
+        vek::MakeObject<reference_product::InProcessProduct>(
+            vek::MakeObject<reference_product::ScriptedScanner>(
                 [this](bool, plugins::mail_processing::IMailMessage&) {
                     ++checked_;
                     return vek::result::kOk;

@@ -22,7 +22,7 @@
 
 #include "bench/one_processor.h"
 #include "bench/ratio.h"
-#include "remote/socket_address_posix.h"
+#include "remote/socket/address_posix.h"
 #include "vek/platform/descriptor_posix.h"
 
 namespace bench {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "bench/ratio.h"
-#include "remote/packet_buffer.h"
-#include "remote/rpc_protocol_processor_in.h"
-#include "remote/rpc_protocol_processor_out.h"
+#include "remote/packet/packet_buffer.h"
+#include "remote/packet/rpc_protocol_processor_in.h"
+#include "remote/packet/rpc_protocol_processor_out.h"
 
 namespace {
 

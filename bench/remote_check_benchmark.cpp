@@ -15,8 +15,8 @@
 #include "common/remoting/remote_interfaces.h"
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 
 namespace {
 
@@ -63,7 +63,7 @@ bench::Factories WithoutReadAhead() {
 const remote::Endpoint kReadingAhead = bench::OwnEndpoint();
 const remote::Endpoint kReadingAsAsked = {kReadingAhead.local_id + (1u << 24), 0};
 const bench::OtherProcess kOther([] {
-    const auto scanner = vek::MakeObject<sandbox::product::ScriptedScanner>(ReadEverything);
+    const auto scanner = vek::MakeObject<reference_product::ScriptedScanner>(ReadEverything);
     bench::Serve(kReadingAhead, plugins::remoting::RemoteInterfaces(), scanner);
     bench::Serve(kReadingAsAsked, WithoutReadAhead(), scanner);
 });
@@ -133,7 +133,7 @@ private:
     const bench::Client client_;
     const vek::RefPtr<WatchedScanner> scanner_;
     plugins::loader::ServiceAccess services_{[this](vek::RefPtr<plugins::ILoader>& loader) {
-        loader = vek::MakeObject<sandbox::product::InProcessProduct>(scanner_);
+        loader = vek::MakeObject<reference_product::InProcessProduct>(scanner_);
         return vek::result::kOk;
     }};
     const std::shared_ptr<MessageProcessor> processor_;

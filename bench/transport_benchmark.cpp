@@ -17,7 +17,7 @@
 #include "bench/echo_handler.h"
 #include "bench/one_processor.h"
 #include "bench/ratio.h"
-#include "remote/socket_address_posix.h"
+#include "remote/socket/address_posix.h"
 #include "remote/transport.h"
 #include "vek/platform/thread.h"
 

@@ -10,6 +10,12 @@ else()
     set(MLXO_PLATFORM_SUFFIX posix)
 endif()
 
+# A room's files are compiled together, in groups that two processors share well, and the standard
+# headers once for all. Without it every file is compiled alone, as changes to few files want it.
+option(MLXO_UNITY "Compile the files of a room together" ON)
+set(CMAKE_UNITY_BUILD ${MLXO_UNITY})
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
+
 add_library(mlxo_options INTERFACE)
 target_compile_features(mlxo_options INTERFACE cxx_std_20)
 target_include_directories(mlxo_options INTERFACE
@@ -39,6 +45,22 @@ if(MLXO_FUZZERS)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# mlxo_precompile(TARGET HEADER...), mlxo_precompile(TARGET REUSE_FROM OTHER)
+function(mlxo_precompile)
+    if(MLXO_UNITY)
+        list(POP_FRONT ARGN target)
+        if("REUSE_FROM" IN_LIST ARGN)
+            target_precompile_headers(${target} ${ARGN})
+        else()
+            target_precompile_headers(${target} PRIVATE ${ARGN})
+        endif()
+    endif()
+endfunction()
+
+add_library(standard_headers OBJECT ${CMAKE_CURRENT_LIST_DIR}/standard_headers.cpp)
+target_link_libraries(standard_headers PRIVATE mlxo_options)
+mlxo_precompile(standard_headers ${CMAKE_CURRENT_LIST_DIR}/standard_headers.h)
+
 function(mlxo_room name)
     cmake_parse_arguments(ROOM "" "" "SOURCES;PLATFORM;DEPENDS" ${ARGN})
     foreach(base IN LISTS ROOM_PLATFORM)
@@ -47,6 +69,7 @@ function(mlxo_room name)
     if(ROOM_SOURCES)
         add_library(${name} STATIC ${ROOM_SOURCES})
         target_link_libraries(${name} PUBLIC mlxo_options ${ROOM_DEPENDS})
+        mlxo_precompile(${name} REUSE_FROM standard_headers)
     else()  # headers alone
         add_library(${name} INTERFACE)
         target_link_libraries(${name} INTERFACE mlxo_options ${ROOM_DEPENDS})

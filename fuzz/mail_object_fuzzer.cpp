@@ -9,8 +9,8 @@
 #include "fuzz/random_scanner.h"
 #include "model/mail_message_impl.h"
 #include "processing/message_processor.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 #include "vek/core/current_exception.h"
 
 namespace {
@@ -61,7 +61,7 @@ void CheckInline(Input& input, MapiSubsystem& mapi, const Functions& functions,
 
 void CheckWhole(Input& input, const Functions& functions, IMessage* message,
                 const vek::trace::TracerPtr& tracer) {
-    using namespace sandbox::product;
+    using namespace reference_product;
     const auto product = vek::MakeObject<InProcessProduct>(
         vek::MakeObject<ScriptedScanner>([&](bool, IMailMessage& mail) {
             Scanner(input, mail).Run();

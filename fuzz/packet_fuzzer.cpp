@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include "remote/rpc_protocol_processor_in.h"
-#include "remote/rpc_protocol_processor_out.h"
+#include "remote/packet/rpc_protocol_processor_in.h"
+#include "remote/packet/rpc_protocol_processor_out.h"
 
 namespace {
 

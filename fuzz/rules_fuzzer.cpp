@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <string_view>
 
-#include "sandbox/product/rules.h"
+#include "product/rules.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace sandbox::product;
+    using namespace reference_product;
     const ParsedRules parsed =
         ParseRules({reinterpret_cast<const char*>(data), size}, "input.rules");
     for (const RuleError& error : parsed.errors) ToText(error);

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "remote/socket_frame_posix.h"
-#include "remote/socket_packet_posix.h"
+#include "remote/socket/frame_posix.h"
+#include "remote/socket/packet_posix.h"
 #include "vek/platform/descriptor_posix.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

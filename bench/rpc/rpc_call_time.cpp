@@ -18,8 +18,8 @@
 
 #include "bench/echo.h"
 #include "bench/echo_handler.h"
-#include "remote/rpc_binding_win32.h"
-#include "remote/rpc_call_win32.h"
+#include "remote/rpc/binding_win32.h"
+#include "remote/rpc/call_win32.h"
 #include "remote/transport.h"
 #include "rpc_transport.h"
 #include "vek/core/function_ref.h"

@@ -10,11 +10,11 @@
 
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
+#include "product/state/text_file.h"
 #include "sandbox/demo/manifest.h"
 #include "sandbox/demo/scanning_product.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "sandbox/outlook/message_file.h"
-#include "sandbox/product/state/text_file.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/result_text.h"
 #include "vek/core/text.h"
@@ -25,7 +25,7 @@ namespace {
 
 namespace mail_processing = plugins::mail_processing;
 namespace tag = plugins::mapi::tag;
-using product::ScanReport;
+using reference_product::ScanReport;
 
 std::u16string Hex(std::string_view entry_id) {
     std::u16string hex;
@@ -46,7 +46,7 @@ std::vector<std::string> EmbeddedMessages(const outlook::MessageRecord& message)
     return places;
 }
 
-std::string InWords(const product::ScanFailure& failure) {
+std::string InWords(const reference_product::ScanFailure& failure) {
     if (!vek::Failed(failure.code)) return failure.operation;
     std::array<char, 16> code{};
     std::snprintf(code.data(), code.size(), " (0x%08X)", static_cast<unsigned>(failure.code));
@@ -113,7 +113,7 @@ public:
 private:
     vek::trace::TracerPtr OpenTracer() const {
         vek::trace::FileTracerConfig config;
-        config.folder = product::PathText(product_->TraceFolder(options_.out / "trace"));
+        config.folder = reference_product::PathText(product_->TraceFolder(options_.out / "trace"));
         config.name = "mlxo";
         config.version = "demo";
         return vek::trace::OpenFileTracer(config);
@@ -127,7 +127,7 @@ private:
             const bool is_message = std::ranges::find(embedded, place) != embedded.end();
             result.not_offered.push_back(place + (is_message ? ", embedded message" : ""));
         }
-        for (const product::ScanFailure& failure : report.failures) {
+        for (const reference_product::ScanFailure& failure : report.failures) {
             result.failed.push_back(InWords(failure));
         }
     }

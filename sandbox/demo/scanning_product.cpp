@@ -6,21 +6,21 @@
 
 #include "common/loader/remote_connector.h"
 #include "common/product_info/installed_product.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
-#include "sandbox/product/report_lines.h"
-#include "sandbox/product/rules.h"
-#include "sandbox/product/state/text_file.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
+#include "product/report_lines.h"
+#include "product/rules.h"
+#include "product/state/text_file.h"
 
 namespace sandbox::demo {
 namespace {
 
-using product::ScanReport;
+using reference_product::ScanReport;
 
-product::RuleSet LoadRulesOrComplain(const std::filesystem::path& path) {
-    product::ParsedRules parsed = product::LoadRules(path);
-    for (const product::RuleError& error : parsed.errors) {
-        std::cerr << product::ToText(error) << '\n';
+reference_product::RuleSet LoadRulesOrComplain(const std::filesystem::path& path) {
+    reference_product::ParsedRules parsed = reference_product::LoadRules(path);
+    for (const reference_product::RuleError& error : parsed.errors) {
+        std::cerr << reference_product::ToText(error) << '\n';
     }
     if (!parsed.errors.empty()) {
         throw std::runtime_error(path.string() + " has lines that are no rules");
@@ -31,9 +31,10 @@ product::RuleSet LoadRulesOrComplain(const std::filesystem::path& path) {
 class InThisProcess final : public ScanningProduct {
 public:
     explicit InThisProcess(const std::filesystem::path& rules)
-        : product_(vek::MakeObject<product::InProcessProduct>(vek::MakeObject<product::MailScanner>(
-              std::make_shared<product::ScannerEngine>(LoadRulesOrComplain(rules)),
-              [this](const ScanReport& report) { report_ = report; }))) {}
+        : product_(vek::MakeObject<reference_product::InProcessProduct>(
+              vek::MakeObject<reference_product::MailScanner>(
+                  std::make_shared<reference_product::ScannerEngine>(LoadRulesOrComplain(rules)),
+                  [this](const ScanReport& report) { report_ = report; }))) {}
 
     std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const override {
         return otherwise;
@@ -50,7 +51,7 @@ public:
 
 private:
     std::optional<ScanReport> report_;
-    const vek::RefPtr<product::InProcessProduct> product_;
+    const vek::RefPtr<reference_product::InProcessProduct> product_;
 };
 
 class InItsOwnProcess final : public ScanningProduct {
@@ -62,7 +63,7 @@ public:
         const plugins::product_info::InstalledProduct installed;
         const auto folder =
             plugins::product_info::Folder(installed, plugins::product_info::kTraceRoot);
-        return folder ? product::PathOf(*folder) : otherwise;
+        return folder ? reference_product::PathOf(*folder) : otherwise;
     }
 
     plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) override {
@@ -76,7 +77,7 @@ public:
     }
 
 private:
-    product::ReportReader reports_;
+    reference_product::ReportReader reports_;
 };
 
 }  // namespace

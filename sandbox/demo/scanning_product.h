@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "common/loader/service_access.h"
-#include "sandbox/product/scan_report.h"
+#include "product/scan_report.h"
 #include "vek/trace/tracer.h"
 
 namespace sandbox::demo {
@@ -24,7 +24,7 @@ public:
 
     // The report of the check that has ended last, once; nothing when there was none. May raise
     // std::exception.
-    virtual std::optional<product::ScanReport> TakeReport() = 0;
+    virtual std::optional<reference_product::ScanReport> TakeReport() = 0;
 };
 
 // Raises std::runtime_error for rules that are none; what is wrong with them is on std::cerr.

@@ -9,7 +9,7 @@ namespace sandbox::outlook {
 namespace {
 
 // The largest stream: a property cannot be larger either.
-constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t kLargestStream = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
 
@@ -84,7 +84,7 @@ HRESULT ByteStream::Write(const void* bytes, ULONG size, ULONG* written) {
     return Enter(Call::kStreamWrite, [&]() -> HRESULT {
         if (!mode_.writable) return STG_E_ACCESSDENIED;
         if (bytes == nullptr && size != 0) return STG_E_INVALIDPOINTER;
-        if (position_ + size > kLargest) return STG_E_MEDIUMFULL;
+        if (position_ + size > kLargestStream) return STG_E_MEDIUMFULL;
         if (size != 0) {
             Replace(position_, {static_cast<const char*>(bytes), size});
             position_ += size;
@@ -110,7 +110,7 @@ HRESULT ByteStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) 
                 return STG_E_INVALIDFUNCTION;
         }
         // Both terms are far from the ends of their range, so the sum is in it.
-        constexpr auto kFar = static_cast<LONGLONG>(kLargest);
+        constexpr auto kFar = static_cast<LONGLONG>(kLargestStream);
         if (move.QuadPart < -kFar || move.QuadPart > kFar) return STG_E_INVALIDFUNCTION;
         const LONGLONG target = static_cast<LONGLONG>(base) + move.QuadPart;
         if (target < 0 || target > kFar) return STG_E_INVALIDFUNCTION;
@@ -123,7 +123,7 @@ HRESULT ByteStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) 
 HRESULT ByteStream::SetSize(ULARGE_INTEGER size) {
     return Enter(Call::kStreamSetSize, [&]() -> HRESULT {
         if (!mode_.writable) return STG_E_ACCESSDENIED;
-        if (size.QuadPart > kLargest) return STG_E_MEDIUMFULL;
+        if (size.QuadPart > kLargestStream) return STG_E_MEDIUMFULL;
         Resize(size.QuadPart);
         return S_OK;
     });

@@ -6,7 +6,7 @@
 namespace sandbox::outlook {
 namespace {
 
-constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t kLargestArray = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
 
@@ -27,7 +27,7 @@ HRESULT MemoryBytes::WriteAt(ULARGE_INTEGER to, const void* bytes, ULONG size, U
     if (written != nullptr) *written = 0;
     return Enter(Call::kLockBytesWriteAt, [&]() -> HRESULT {
         if (bytes == nullptr && size != 0) return STG_E_INVALIDPOINTER;
-        if (to.QuadPart > kLargest - std::min<std::uint64_t>(size, kLargest))
+        if (to.QuadPart > kLargestArray - std::min<std::uint64_t>(size, kLargestArray))
             return STG_E_MEDIUMFULL;
         const auto start = static_cast<std::size_t>(to.QuadPart);
         if (start + size > bytes_.size()) bytes_.resize(start + size);
@@ -43,7 +43,7 @@ HRESULT MemoryBytes::Flush() {
 
 HRESULT MemoryBytes::SetSize(ULARGE_INTEGER size) {
     return Enter(Call::kLockBytesSetSize, [&]() -> HRESULT {
-        if (size.QuadPart > kLargest) return STG_E_MEDIUMFULL;
+        if (size.QuadPart > kLargestArray) return STG_E_MEDIUMFULL;
         bytes_.resize(static_cast<std::size_t>(size.QuadPart));
         return S_OK;
     });

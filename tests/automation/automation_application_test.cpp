@@ -1,9 +1,9 @@
-#include "outlook/automation/automation_application.h"
+#include "automation/automation_application.h"
 
 #include <gtest/gtest.h>
 
-#include "outlook/automation/automation_ids.h"
-#include "outlook/automation/system_cursor.h"
+#include "automation/automation_ids.h"
+#include "automation/system_cursor.h"
 #include "tests/automation/fake_object.h"
 
 namespace {

@@ -1,8 +1,8 @@
-#include "outlook/automation/dispatch_object.h"
+#include "automation/dispatch_object.h"
 
 #include <gtest/gtest.h>
 
-#include "outlook/automation/border.h"
+#include "com/border.h"
 #include "tests/automation/fake_object.h"
 
 namespace {

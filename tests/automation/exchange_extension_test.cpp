@@ -1,11 +1,11 @@
-#include "outlook/automation/exchange_extension.h"
+#include "automation/exchange_extension.h"
 
 #include <gtest/gtest.h>
 #include <olectl.h>
 
-#include "outlook/automation/automation_ids.h"
-#include "outlook/automation/connection_point.h"
-#include "outlook/automation/exchange_event_publisher.h"
+#include "automation/automation_ids.h"
+#include "automation/exchange_event_publisher.h"
+#include "com/connection_point.h"
 #include "tests/automation/fake_object.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "mapi/counted_object.h"
-#include "outlook/automation/ole_values.h"
+#include "com/counted_object.h"
+#include "com/ole_values.h"
 
 namespace tests {
 

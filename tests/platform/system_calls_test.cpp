@@ -44,6 +44,6 @@ TEST(LastError, IsTheThreads) {
     std::thread([] { EXPECT_NE(LastError(), 5u); }).join();
 }
 
-TEST(Process, TellsItsName) { EXPECT_EQ(CurrentProcessName(), "unit_tests"); }
+TEST(Process, TellsItsName) { EXPECT_EQ(CurrentProcessName(), "vek_tests"); }
 
 }  // namespace

@@ -1,11 +1,11 @@
-#include "sandbox/product/scanner_engine.h"
+#include "product/scanner_engine.h"
 
 #include <gmock/gmock.h>
 
-#include "sandbox/product/action_runner.h"
+#include "product/action_runner.h"
 #include "tests/product/fake_message.h"
 
-namespace sandbox::product {
+namespace reference_product {
 namespace {
 
 using ::testing::ElementsAre;
@@ -199,4 +199,4 @@ TEST(ScannerEngine, PassesAttachmentsThatAreNotOffered) {
 }
 
 }  // namespace
-}  // namespace sandbox::product
+}  // namespace reference_product

@@ -13,7 +13,7 @@
 #include "private_include/common/mail_message.h"
 #include "vek/core/ref_ptr.h"
 
-namespace sandbox::product {
+namespace reference_product {
 
 namespace mail = plugins::mail_processing;
 
@@ -231,4 +231,4 @@ private:
     }
 };
 
-}  // namespace sandbox::product
+}  // namespace reference_product

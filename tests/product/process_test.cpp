@@ -5,9 +5,9 @@
 #include <map>
 #include <thread>
 
-#include "sandbox/product/rules.h"
-#include "sandbox/product/scanner_engine.h"
-#include "tests/plugin/disturbed_mail.h"
+#include "product/rules.h"
+#include "product/scanner_engine.h"
+#include "tests/model/disturbed_mail.h"
 #include "tests/product/product_folder.h"
 
 namespace plugins::mail_processing {
@@ -65,7 +65,8 @@ protected:
         });
         before_ = *mapi_.store().Find(entry_id_);
         script_ = [](bool incoming, IMailMessage& mail) {
-            const product::ScannerEngine engine(product::ParseRules(kRules, "").rules);
+            const reference_product::ScannerEngine engine(
+                reference_product::ParseRules(kRules, "").rules);
             return engine.Check(incoming, mail).result;
         };
         whole_ = Check(*Processor(services_));

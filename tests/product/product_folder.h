@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "common/loader/remote_connector.h"
+#include "product/state/run_folder.h"
+#include "product/state/text_file.h"
 #include "sandbox/child_process/child_process.h"
-#include "sandbox/product/state/run_folder.h"
-#include "sandbox/product/state/text_file.h"
 #include "tests/support/installed_product.h"
 
 namespace tests {
@@ -24,12 +24,12 @@ public:
             if (is_library) library_ = Utf8(copy);
             if (is_library || copy.stem() == "mlxo_product") fs::copy(file.path(), copy);
         }
-        sandbox::product::ReplaceTextFile(folder_.path() / "sample.rules", rules);
+        reference_product::ReplaceTextFile(folder_.path() / "sample.rules", rules);
     }
 
     // Whether it can be reached afterwards.
     bool Start() {
-        const sandbox::product::RunFolder folder(folder_.path());
+        const reference_product::RunFolder folder(folder_.path());
         process_ = sandbox::StartProgram(folder_.path() / "mlxo_product", {"--folder", path()});
         return Soon([&] { return folder.Running().has_value(); });
     }

@@ -2,15 +2,15 @@
 
 #include "common/loader/product_address.h"
 #include "common/product_info/installed_product.h"
-#include "sandbox/product/state/process_start.h"
-#include "sandbox/product/state/run_folder.h"
-#include "sandbox/product/state/text_file.h"
+#include "product/state/process_start.h"
+#include "product/state/run_folder.h"
+#include "product/state/text_file.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/core/exception.h"
 #include "vek/platform/thread.h"
 
-namespace sandbox::product {
+namespace reference_product {
 namespace {
 
 namespace result = vek::result;
@@ -126,4 +126,4 @@ TEST(InstalledProduct, GivesTheValuesOfTheLibrary) {
 }
 
 }  // namespace
-}  // namespace sandbox::product
+}  // namespace reference_product

@@ -3,11 +3,11 @@
 #include <stdexcept>
 #include <thread>
 
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 #include "tests/product/fake_message.h"
 
-namespace sandbox::product {
+namespace reference_product {
 namespace {
 
 namespace result = vek::result;
@@ -51,7 +51,7 @@ TEST(Scanners, CheckSeveralMessagesAtOnce) {
         threads.emplace_back([&] {
             for (int round = 0; round < 20; ++round) {
                 const auto message = vek::MakeObject<FakeMessage>();
-                message->plain.emplace().content = std::string(70000, ' ') + "x";
+                message->plain.emplace().content.assign(70001, ' ').back() = 'x';
                 EXPECT_EQ(scanner->CheckMessage(1, true, message.get()), result::kOk);
                 EXPECT_EQ(message->subject, u"[x] Hello");
             }
@@ -62,4 +62,4 @@ TEST(Scanners, CheckSeveralMessagesAtOnce) {
 }
 
 }  // namespace
-}  // namespace sandbox::product
+}  // namespace reference_product

@@ -1,10 +1,10 @@
-#include "sandbox/product/rules.h"
+#include "product/rules.h"
 
 #include <gmock/gmock.h>
 
-#include "sandbox/product/text_match.h"
+#include "product/text_match.h"
 
-namespace sandbox::product {
+namespace reference_product {
 namespace {
 
 using ::testing::ElementsAre;
@@ -119,4 +119,4 @@ TEST(TextMatch, Wildcards) {
 }
 
 }  // namespace
-}  // namespace sandbox::product
+}  // namespace reference_product

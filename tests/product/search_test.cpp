@@ -2,11 +2,11 @@
 
 #include <random>
 
-#include "sandbox/product/pattern_search.h"
-#include "sandbox/product/rtf_text.h"
-#include "sandbox/product/text_match.h"
+#include "product/pattern_search.h"
+#include "product/rtf_text.h"
+#include "product/text_match.h"
 
-namespace sandbox::product {
+namespace reference_product {
 namespace {
 
 std::span<const std::byte> Bytes(std::string_view text) { return std::as_bytes(std::span(text)); }
@@ -56,4 +56,4 @@ TEST(RtfText, GivesTheWordsWhereverItIsCut) {
 }
 
 }  // namespace
-}  // namespace sandbox::product
+}  // namespace reference_product

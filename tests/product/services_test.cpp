@@ -3,16 +3,16 @@
 #include <thread>
 
 #include "private_include/common/mail_scanner.h"
-#include "sandbox/product/localization_service.h"
-#include "sandbox/product/process/product_options.h"
-#include "sandbox/product/process/product_process.h"
-#include "sandbox/product/report_lines.h"
-#include "sandbox/product/settings_service.h"
-#include "sandbox/product/state/text_file.h"
+#include "product/localization_service.h"
+#include "product/process/product_options.h"
+#include "product/process/product_process.h"
+#include "product/report_lines.h"
+#include "product/settings_service.h"
+#include "product/state/text_file.h"
 #include "tests/product/fake_message.h"
 #include "tests/support/temporary_folder.h"
 
-namespace sandbox::product {
+namespace reference_product {
 namespace {
 
 namespace result = vek::result;
@@ -208,4 +208,4 @@ TEST(ProductProcess, ServesUntilItIsAskedToStop) {
 }
 
 }  // namespace
-}  // namespace sandbox::product
+}  // namespace reference_product

@@ -3,7 +3,7 @@
 // After windows.h, which it needs.
 #include <aclapi.h>
 
-#include "remote/handle_transfer_win32.h"
+#include "remote/packet/handle_transfer_win32.h"
 #include "remote/process_event.h"
 #include "vek/platform/thread.h"
 

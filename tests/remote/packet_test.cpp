@@ -5,8 +5,8 @@
 #include <sstream>
 
 #include "remote/byte_budget.h"
-#include "remote/rpc_protocol_processor_in.h"
-#include "remote/rpc_protocol_processor_out.h"
+#include "remote/packet/rpc_protocol_processor_in.h"
+#include "remote/packet/rpc_protocol_processor_out.h"
 #include "tests/support/allocation_probe.h"
 #include "tests/support/recording_tracer.h"
 
@@ -50,7 +50,7 @@ std::string Summary(const RpcProtocolProcessorIn& in) {
 TEST(PacketRead, RefusesMalformedPackets) {
     const std::string parse = "600 rmt\tRpcProtocolProcessorIn::ParsePacket: ";
     const std::string read =
-        "300 instrumental/legacy/core/source/remote/rpc_protocol_processor_in.cpp(";
+        "300 instrumental/legacy/core/source/remote/packet/rpc_protocol_processor_in.cpp(";
     const struct {
         std::string hex;
         vek::result_t code;

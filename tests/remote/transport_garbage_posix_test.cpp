@@ -7,9 +7,9 @@
 #include <cstring>
 #include <thread>
 
-#include "remote/socket_address_posix.h"
-#include "remote/socket_frame_posix.h"
-#include "remote/socket_lane_posix.h"
+#include "remote/socket/address_posix.h"
+#include "remote/socket/frame_posix.h"
+#include "remote/socket/lane_posix.h"
 #include "tests/remote/transport_ends.h"
 #include "vek/platform/thread.h"
 

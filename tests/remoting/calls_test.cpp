@@ -180,13 +180,13 @@ TEST_F(Calls, ArgumentsArriveAsTheyWereSent) {
         EXPECT_EQ(echo->Records(Outer{}, got), result::kOk);
         EXPECT_EQ(got, Outer{});
 
-        bytes storage(10, std::byte{0xEE});
+        byte_vector storage(10, std::byte{0xEE});
         std::uint32_t filled = 0;
         EXPECT_EQ(echo->Fill(storage, filled), result::kOk);
         EXPECT_EQ(filled, 5u);
         EXPECT_EQ(storage[4], std::byte{4});
         EXPECT_EQ(storage[5], std::byte{0xEE}) << "only what was filled is written";
-        EXPECT_EQ(echo->Sum(bytes(300000, std::byte{2}), sum), result::kOk);
+        EXPECT_EQ(echo->Sum(byte_vector(300000, std::byte{2}), sum), result::kOk);
         EXPECT_EQ(sum, 600000u);
 
         std::uint8_t priority = 0;
@@ -235,7 +235,7 @@ TEST_F(Calls, FailuresLeaveTheOutputsAlone) {
     EXPECT_EQ(echo->Raise(), result::kAccessDenied);
     EXPECT_EQ(pair.server_trace->Count("Invoked method has thrown an exception"), 1u);
     std::uint32_t filled = 7;
-    bytes storage(remoting::kMaxOutBytes + 1);
+    byte_vector storage(remoting::kMaxOutBytes + 1);
     EXPECT_EQ(echo->Fill(storage, filled), result::kInvalidSize);
     EXPECT_EQ(filled, 7u);
 }
@@ -399,8 +399,8 @@ TEST_F(Calls, MalformedCallsAreRefused) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        bytes reply;
-        EXPECT_EQ(pair.Raw(c.target, bytes(c.size), reply), c.code);
+        byte_vector reply;
+        EXPECT_EQ(pair.Raw(c.target, byte_vector(c.size), reply), c.code);
         EXPECT_TRUE(reply.empty());
         EXPECT_GE(pair.server_trace->Count(c.trace), 1u);
     }
@@ -415,25 +415,25 @@ TEST_F(Calls, MalformedRepliesFailTheCall) {
     struct Case {
         const char* trace;
         result_t code;
-        std::function<void(bytes&)> spoil;
+        std::function<void(byte_vector&)> spoil;
     };
     const auto cut = [](std::size_t count) {
-        return [count](bytes& packet) { packet.resize(packet.size() - count); };
+        return [count](byte_vector& packet) { packet.resize(packet.size() - count); };
     };
-    // The reply to Numbers ends with 4 bytes of result, 8 of the sum and 1 of flags.
+    // The reply to Numbers ends with 4 byte_vector of result, 8 of the sum and 1 of flags.
     const Case cases[] = {
         {"Illegal reply size = 0", result::kInvalidSize, cut(13)},
         {"cannot unwrap reply", result::kBufferTooSmall, cut(14)},
         {"SyncMethodProxy5: Cannot append a collection of null flags to the serialized arguments",
-         result::kInvalidArgument, [](bytes& p) { p.back() = std::byte{1}; }},
+         result::kInvalidArgument, [](byte_vector& p) { p.back() = std::byte{1}; }},
         {"consumed13 bytes, while reply size is 14 bytes. methodId = 3", result::kInvalidSize,
-         [](bytes& p) { p.push_back(std::byte{0}); }},
+         [](byte_vector& p) { p.push_back(std::byte{0}); }},
         {"Failed to deserialize output arguments, errCode = 0x80000044", result::kBufferTooSmall,
-         [](bytes& p) { p.erase(p.end() - 3); }},
+         [](byte_vector& p) { p.erase(p.end() - 3); }},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.trace);
-        pair.client_wire->tamper_reply = [&](bytes& packet) {
+        pair.client_wire->tamper_reply = [&](byte_vector& packet) {
             // The call data is the last block: its size follows it.
             const std::size_t before = packet.size();
             c.spoil(packet);
@@ -458,7 +458,7 @@ TEST_F(Calls, ALostPeerFailsTheCallAndReleasesEverything) {
         Pair pair(Factories(), RefPtr<IEcho>(real));
         auto echo = pair.Service<IEcho>();
         int passed = 0;
-        const auto lose = [&](bytes&) {
+        const auto lose = [&](byte_vector&) {
             if (passed++ != lost_at) return false;
             pair.client_wire->Close(result::kRemoteCallFailed);
             return true;

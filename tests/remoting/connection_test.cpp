@@ -5,14 +5,14 @@
 namespace tests {
 namespace {
 
-std::shared_ptr<const remoting::ProxyStubFactories> Factories() {
+std::shared_ptr<const remoting::ProxyStubFactories> LocatorFactory() {
     return std::make_shared<const remoting::ProxyStubFactories>(
         std::vector<const remoting::ProxyStubFactory*>{
             remoting::FactoryOf<vek::IServiceLocator>()});
 }
 
 TEST(ConnectionFeatures, AreAgreedOnce) {
-    Pair pair(Factories(), nullptr);
+    Pair pair(LocatorFactory(), nullptr);
     EXPECT_EQ(pair.server->SynchronizeWithPeerFeatures({1, 0, 1, 0}), result::kOk);
     const remoting::ProtocolFeatures effective{1, 0, 1, 0};
     EXPECT_EQ(pair.server->effective_features(), effective);
@@ -30,7 +30,7 @@ TEST(ConnectionFeatures, AreAgreedOnce) {
 
 TEST(ConnectionFeatures, AnIncompatiblePeerIsRefusedByEitherEnd) {
     {
-        Pair pair(Factories(), nullptr, {2, 1, 1, 1});
+        Pair pair(LocatorFactory(), nullptr, {2, 1, 1, 1});
         RefPtr<vek::IServiceLocator> locator;
         EXPECT_EQ(pair.client->GetServiceLocator(locator), result::kInvalidVersion);
         EXPECT_EQ(pair.server_closed, result::kInvalidVersion);
@@ -38,8 +38,8 @@ TEST(ConnectionFeatures, AnIncompatiblePeerIsRefusedByEitherEnd) {
         EXPECT_EQ(pair.server_trace->Count("came from an incompatible peer"), 1u);
     }
     {
-        Pair pair(Factories(), nullptr);
-        pair.client_wire->tamper_reply = [](bytes& packet) {
+        Pair pair(LocatorFactory(), nullptr);
+        pair.client_wire->tamper_reply = [](byte_vector& packet) {
             packet[packet.size() - 9] = std::byte{9};  // the last feature, before the handle
             return false;
         };
@@ -49,8 +49,8 @@ TEST(ConnectionFeatures, AnIncompatiblePeerIsRefusedByEitherEnd) {
         EXPECT_EQ(pair.client_trace->Count("because the capabilitiesof this end"), 1u);
     }
     {
-        Pair pair(Factories(), nullptr);
-        bytes reply;
+        Pair pair(LocatorFactory(), nullptr);
+        byte_vector reply;
         EXPECT_EQ(pair.Raw({0, 0, 0, 0}, {}, reply), result::kInvalidVersion);
         EXPECT_EQ(pair.server_closed, result::kInvalidVersion);
     }
@@ -58,14 +58,14 @@ TEST(ConnectionFeatures, AnIncompatiblePeerIsRefusedByEitherEnd) {
 
 TEST(ConnectionFeatures, ShortListsAndAbsentServices) {
     struct Case {
-        bytes request;
+        byte_vector request;
         result_t code;
         const char* trace;
         result_t lock = result::kOk;
         result_t locator = result::kOk;
     };
     const std::byte o{0}, i{1}, four{4};
-    const bytes good{
+    const byte_vector good{
         four,           o, o, o, i, i, i, i, std::byte{0xCA}, std::byte{0x3F}, std::byte{0xE3},
         std::byte{0x68}};
     for (const Case& c :
@@ -78,10 +78,10 @@ TEST(ConnectionFeatures, ShortListsAndAbsentServices) {
                "Server failed to get its service locator. err = 0x80000063", result::kOk,
                result::kNotReady}}) {
         SCOPED_TRACE(c.trace);
-        Pair pair(Factories(), nullptr);
+        Pair pair(LocatorFactory(), nullptr);
         pair.master->lock_result = c.lock;
         pair.master->locator_result = c.locator;
-        bytes reply;
+        byte_vector reply;
         EXPECT_EQ(pair.Raw({0, 0, 1, 0}, c.request, reply), c.code);
         EXPECT_EQ(pair.server_trace->Count(c.trace), 1u);
         EXPECT_EQ(pair.server_closed, result::kFalse);
@@ -102,7 +102,7 @@ TEST(StubHandles, AreCheckedWhenTheyAreMade) {
     const auto id = vek::IServiceLocator::kInterfaceId;
     for (const std::uint64_t number : {std::uint64_t{5}, std::uint64_t{1} << 60}) {
         const auto trace = std::make_shared<RecordingTracer>();
-        remoting::StubRegistry registry(Factories(), std::make_unique<FixedGenerator>(number),
+        remoting::StubRegistry registry(LocatorFactory(), std::make_unique<FixedGenerator>(number),
                                         trace);
         registry.ApplyFeatures(remoting::kAllFeatures);
         remoting::stub_handle_t handle = 1;

@@ -14,10 +14,10 @@
 
 namespace tests {
 
-using bytes = std::vector<std::byte>;
+using byte_vector = std::vector<std::byte>;
 
-inline bytes PacketOf(remote::RpcProtocolProcessorOut& out) {
-    bytes packet(static_cast<std::size_t>(out.PacketSize()));
+inline byte_vector PacketOf(remote::RpcProtocolProcessorOut& out) {
+    byte_vector packet(static_cast<std::size_t>(out.PacketSize()));
     EXPECT_EQ(out.ConstructPacket(packet), vek::result::kOk);
     return packet;
 }
@@ -25,7 +25,7 @@ inline bytes PacketOf(remote::RpcProtocolProcessorOut& out) {
 class Loopback final : public remote::Transport {
 public:
     // What may be done to a packet on its way; true loses the peer instead.
-    using Tamper = std::function<bool(bytes& packet)>;
+    using Tamper = std::function<bool(byte_vector& packet)>;
 
     explicit Loopback(std::weak_ptr<remote::RequestHandler> own) : own_(std::move(own)) {}
 
@@ -38,9 +38,9 @@ public:
                               remote::RpcProtocolProcessorIn& reply) noexcept override {
         const auto peer = peer_.lock();
         if (!open_ || !peer) return vek::result::kNotReady;
-        bytes packet = PacketOf(request);
+        byte_vector packet = PacketOf(request);
         if (tamper_request && tamper_request(packet)) return vek::result::kRemoteCallFailed;
-        bytes answer;
+        byte_vector answer;
         const vek::result_t served = peer->Serve(packet, answer);
         if (vek::Failed(served)) return served;
         if (tamper_reply && tamper_reply(answer)) return vek::result::kRemoteCallFailed;
@@ -60,7 +60,7 @@ public:
     std::uint32_t peer_process_id() const noexcept override { return 1; }
 
     // Hands a request to this end.
-    vek::result_t Serve(const bytes& packet, bytes& answer) {
+    vek::result_t Serve(const byte_vector& packet, byte_vector& answer) {
         const auto own = own_.lock();
         remote::RpcProtocolProcessorIn in;
         if (!own) return vek::result::kRemoteCallFailed;
@@ -68,12 +68,12 @@ public:
             return parsed;
         }
         struct Sender final : remote::ReplySender {
-            explicit Sender(bytes& to) : answer(to) {}
+            explicit Sender(byte_vector& to) : answer(to) {}
             vek::result_t Send(remote::RpcProtocolProcessorOut& out) noexcept override {
                 answer = PacketOf(out);
                 return vek::result::kOk;
             }
-            bytes& answer;
+            byte_vector& answer;
         } sender(answer);
         own->HandleRequest(in, sender);
         return vek::result::kOk;

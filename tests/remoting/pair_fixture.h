@@ -94,7 +94,7 @@ struct Pair {
     }
 
     // Hands raw call data to the server and gives the raw reply data.
-    result_t Raw(const remoting::CallTarget& target, const bytes& data, bytes& reply) {
+    result_t Raw(const remoting::CallTarget& target, const byte_vector& data, byte_vector& reply) {
         remoting::Rope rope;
         rope.Append(data);
         remoting::Reply raw;

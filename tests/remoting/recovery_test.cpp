@@ -59,7 +59,7 @@ TEST(RecoveringService, IsFoundAnewAfterARestart) {
     EXPECT_EQ(scanner->CheckMessage(1, true, nullptr), result::kOk);
 
     // Lost between the call's start and its delivery: made once more, and only once.
-    source->pair->client_wire->tamper_request = [&](bytes&) {
+    source->pair->client_wire->tamper_request = [&](byte_vector&) {
         source->pair->client->Close(result::kRemoteCallFailed);
         return true;
     };

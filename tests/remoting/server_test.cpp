@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "common/remoting/remote_interfaces.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 #include "tests/product/fake_message.h"
 #include "tests/remote/transport_ends.h"
 #include "vek/platform/thread.h"
@@ -42,8 +42,8 @@ public:
     }
     void Unlock() noexcept override { --locks; }
     result_t GetServiceLocator(RefPtr<vek::IServiceLocator>& locator) noexcept override {
-        locator = vek::MakeObject<sandbox::product::InProcessProduct>(
-            vek::MakeObject<sandbox::product::ScriptedScanner>(LookFromTwoThreads));
+        locator = vek::MakeObject<reference_product::InProcessProduct>(
+            vek::MakeObject<reference_product::ScriptedScanner>(LookFromTwoThreads));
         return result::kOk;
     }
     std::atomic<int> locks = 0;
@@ -93,7 +93,7 @@ TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
             for (int caller = 0; caller < 3; ++caller) {
                 callers.emplace_back([&] {
                     for (int round = 0; round < 10; ++round) {
-                        const auto message = vek::MakeObject<sandbox::product::FakeMessage>();
+                        const auto message = vek::MakeObject<reference_product::FakeMessage>();
                         message->subject = u"s";
                         EXPECT_EQ(scanner->CheckMessage(1, true, message.get()), result::kOk);
                         EXPECT_EQ(message->subject, u"s!");

@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "sandbox/product/in_process_product.h"
+#include "product/in_process_product.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/recording_tracer.h"
@@ -47,8 +47,8 @@ protected:
     Record record_;
     vek::RefPtr<tests::FakeSettings> fake_ =
         vek::MakeObject<tests::FakeSettings>([this](Record& record) { return answer_(record); });
-    vek::RefPtr<sandbox::product::InProcessProduct> product_ =
-        vek::MakeObject<sandbox::product::InProcessProduct>(nullptr);
+    vek::RefPtr<reference_product::InProcessProduct> product_ =
+        vek::MakeObject<reference_product::InProcessProduct>(nullptr);
     loader::ServiceAccess services_{[this](vek::RefPtr<ILoader>& loader) {
         loader = product_;
         return vek::result::kOk;

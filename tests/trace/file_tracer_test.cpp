@@ -42,7 +42,7 @@ TEST(FileTracer, MakesItsFolderAndAFileOfTheProcess) {
     const tests::TemporaryFolder folder;
     FileTracerConfig config{.folder = std::nullopt, .name = "mlxo", .version = "1"};
     const std::string name =
-        "mlxo.unit_tests." + std::to_string(vek::platform::CurrentProcessId()) + ".log";
+        "mlxo.vek_tests." + std::to_string(vek::platform::CurrentProcessId()) + ".log";
     EXPECT_EQ(TraceLocation(config), tests::Utf8(fs::temp_directory_path() / name));
 
     const fs::path path = folder.path() / u8"\u00FC" / "deep" / name;

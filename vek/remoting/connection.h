@@ -13,6 +13,7 @@
 #include "vek/remoting/received_handles.h"
 #include "vek/remoting/rope.h"
 #include "vek/remoting/stub_registry.h"
+#include "vek/trace/line.h"
 #include "vek/trace/tracer.h"
 
 namespace vek::remoting {
@@ -165,5 +166,10 @@ private:
     std::atomic<std::uint64_t> change_count_{0};
     std::atomic<std::uint64_t> requests_served_{0};
 };
+
+// The connection as trace lines name it.
+inline trace::Hex NameOf(const Connection* connection) noexcept {
+    return trace::Hex(reinterpret_cast<std::uintptr_t>(connection));
+}
 
 }  // namespace vek::remoting

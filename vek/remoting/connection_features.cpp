@@ -10,14 +10,6 @@ namespace vek::remoting {
 using trace::Hex;
 namespace level = trace::level;
 
-namespace {
-
-Hex NameOf(const Connection* connection) noexcept {
-    return Hex(reinterpret_cast<std::uintptr_t>(connection));
-}
-
-}  // namespace
-
 result_t Connection::SynchronizeWithPeerFeatures(const ProtocolFeatures& peer) noexcept {
     const trace::TracerPtr& tracer = config_.tracer;
     const ProtocolFeatures& mine = config_.features;

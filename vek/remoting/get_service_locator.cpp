@@ -9,14 +9,6 @@ namespace vek::remoting {
 using trace::Hex;
 namespace level = trace::level;
 
-namespace {
-
-Hex NameOf(const Connection* connection) noexcept {
-    return Hex(reinterpret_cast<std::uintptr_t>(connection));
-}
-
-}  // namespace
-
 result_t Connection::GetServiceLocatorHandle(stub_handle_t& handle) noexcept {
     handle = kNoHandle;
     try {

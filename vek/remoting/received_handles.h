@@ -1,6 +1,6 @@
 #pragma once
 
-#include "remote/rpc_protocol_processor_in.h"
+#include "remote/packet/rpc_protocol_processor_in.h"
 #include "vek/platform/native_handle.h"
 
 namespace vek::remoting {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "remote/handle_transfer.h"
+#include "remote/packet/handle_transfer.h"
 #include "vek/core/result.h"
 #include "vek/remoting/call.h"
 #include "vek/serialization/inline_vector.h"

@@ -11,10 +11,6 @@ namespace level = trace::level;
 
 namespace {
 
-Hex NameOf(const Connection& connection) noexcept {
-    return Hex(reinterpret_cast<std::uintptr_t>(&connection));
-}
-
 // Makes the stub by which the peer reaches this end's services.
 result_t CreateServiceLocatorStub(Connection& connection, OutgoingHandle& handle) {
     const trace::TracerPtr& tracer = connection.tracer();
@@ -44,7 +40,7 @@ result_t CreateServiceLocatorStub(Connection& connection, OutgoingHandle& handle
     if (Failed(result)) {
         trace::Write(tracer, level::kError,
                      "VEK remoting: CreateStub failed for IServiceLocator in SendReceiveStub(",
-                     NameOf(connection), ") with err = ", Hex(result));
+                     NameOf(&connection), ") with err = ", Hex(result));
     }
     return result;
 }
@@ -56,26 +52,26 @@ void ServeServiceLocator(Connection& connection, bytes_t data, ReplyPort& reply)
     DeserializeFeatures(reader, peer);
     const auto wanted = reader.Read<interface_id_t>();
     if (Failed(reader.result())) {
-        trace::Write(tracer, level::kError, "VEK remoting: SendReceiveStub(", NameOf(connection),
+        trace::Write(tracer, level::kError, "VEK remoting: SendReceiveStub(", NameOf(&connection),
                      ") cannot deserialize a feature list received from the peer. Bytes received "
                      "= ",
                      data.size());
         return reply.Refuse(reader.result());
     }
     trace::Write(tracer, level::kRemotingDetail, "VEK remoting: SendReceiveStub(",
-                 NameOf(connection),
+                 NameOf(&connection),
                  ") has received a protocol feature list from the peer. Peer features = ", peer);
 
     const result_t agreed = connection.SynchronizeWithPeerFeatures(peer);
     if (connection.CountLocatorRequest() > 1) {
         trace::Write(tracer, level::kRemotingDetail, "VEK remoting: SendReceiveStub(",
-                     NameOf(connection),
+                     NameOf(&connection),
                      ") has received more than one extended request for feature synchronization. "
                      "Probably, some harmless races on the other side of the connection.");
     }
     if (Failed(agreed)) {
         trace::Write(tracer, level::kError,
-                     "VEK remoting: Incoming new request to SendReceiveStub(", NameOf(connection),
+                     "VEK remoting: Incoming new request to SendReceiveStub(", NameOf(&connection),
                      ") for a service locator came from an incompatible peer. Connection will be "
                      "closed.");
         reply.Refuse(result::kInvalidVersion);
@@ -90,7 +86,7 @@ void ServeServiceLocator(Connection& connection, bytes_t data, ReplyPort& reply)
         SerializeFeatures(writer, connection.config().features);
     } catch (...) {
         trace::Write(tracer, level::kError, "VEK remoting: Internal coding error. SendReceiveStub(",
-                     NameOf(connection),
+                     NameOf(&connection),
                      ") failed to serialize desired protocol features. "
                      "Features = ",
                      connection.config().features,
@@ -120,7 +116,7 @@ void SendReceiveStub(Connection& connection, method_id_t call_id, bytes_t data, 
         case service_call::kOldServiceLocator:
             trace::Write(connection.tracer(), level::kError,
                          "VEK remoting: Incoming old request to SendReceiveStub(",
-                         NameOf(connection),
+                         NameOf(&connection),
                          ") for a service locator came from an incompatible old peer. Connection "
                          "will be closed.");
             reply.Refuse(result::kInvalidVersion);

@@ -2,23 +2,14 @@
 
 #include <utility>
 
-#include "outlook/addin.h"
-#include "outlook/exch_client_ext.h"
+#include "outlook/Addin.h"
+#include "outlook/ExchClientExt.h"
 
 namespace sandbox::demo {
 
 namespace mail_processing = plugins::mail_processing;
 
-namespace {
-
-// There is no mouse.
-class NoCursor final : public mail_processing::Cursor {
-public:
-    void* Show(std::uint16_t) noexcept override { return nullptr; }
-    void Restore(void*) noexcept override {}
-};
-
-}  // namespace
+namespace {}  // namespace
 
 class AddinSession::Parts {
 public:
@@ -69,6 +60,13 @@ private:
     plugins::loader::ServiceAccess& services_;
     vek::platform::Clock& clock_;
     const vek::trace::TracerPtr tracer_;
+    // There is no mouse.
+    class NoCursor final : public mail_processing::Cursor {
+    public:
+        void* Show(std::uint16_t) noexcept override { return nullptr; }
+        void Restore(void*) noexcept override {}
+    };
+
     NoCursor cursor_;
     std::unique_ptr<mail_processing::CAddin> addin_;  // of Outlook's thread
 };

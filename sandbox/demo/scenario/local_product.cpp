@@ -3,10 +3,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
+#include "product/rules.h"
 #include "sandbox/demo/scenario/scenario_product.h"
-#include "sandbox/product/in_process_product.h"
-#include "sandbox/product/mail_scanner.h"
-#include "sandbox/product/rules.h"
 
 namespace sandbox::demo {
 namespace {
@@ -16,10 +16,11 @@ using plugins::product::MailSettings;
 
 constexpr vek::result_t kGone = vek::result::kRemoteCallFailed;
 
-product::RuleSet Load(const std::filesystem::path& path) {
-    product::ParsedRules parsed = product::LoadRules(path);
+reference_product::RuleSet Load(const std::filesystem::path& path) {
+    reference_product::ParsedRules parsed = reference_product::LoadRules(path);
     std::string errors;
-    for (const product::RuleError& error : parsed.errors) errors += product::ToText(error) + '\n';
+    for (const reference_product::RuleError& error : parsed.errors)
+        errors += reference_product::ToText(error) + '\n';
     if (!errors.empty()) throw std::runtime_error(errors);
     return std::move(parsed.rules);
 }
@@ -56,9 +57,9 @@ class LocalProduct final : public ScenarioProduct {
 public:
     explicit LocalProduct(const std::filesystem::path& rules)
         : settings_(vek::MakeObject<Settings>(runs_)) {
-        auto engine = std::make_shared<const product::ScannerEngine>(Load(rules));
-        product_ =
-            vek::MakeObject<product::InProcessProduct>(vek::MakeObject<product::ScriptedScanner>(
+        auto engine = std::make_shared<const reference_product::ScannerEngine>(Load(rules));
+        product_ = vek::MakeObject<reference_product::InProcessProduct>(
+            vek::MakeObject<reference_product::ScriptedScanner>(
                 [engine, runs = runs_](bool incoming,
                                        plugins::mail_processing::IMailMessage& mail) {
                     return *runs ? engine->Check(incoming, mail).result : kGone;
@@ -93,7 +94,7 @@ public:
 private:
     const std::shared_ptr<std::atomic<bool>> runs_ = std::make_shared<std::atomic<bool>>(false);
     const vek::RefPtr<Settings> settings_;
-    vek::RefPtr<product::InProcessProduct> product_;
+    vek::RefPtr<reference_product::InProcessProduct> product_;
 };
 
 }  // namespace

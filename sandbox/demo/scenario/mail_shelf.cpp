@@ -4,15 +4,15 @@
 #include <stdexcept>
 #include <utility>
 
+#include "product/state/text_file.h"
 #include "sandbox/demo/manifest.h"
 #include "sandbox/outlook/message_file.h"
-#include "sandbox/product/state/text_file.h"
 
 namespace sandbox::demo {
 namespace {
 
 std::string StemOf(const std::string& name) {
-    return product::PathText(product::PathOf(name).stem());
+    return reference_product::PathText(reference_product::PathOf(name).stem());
 }
 
 }  // namespace

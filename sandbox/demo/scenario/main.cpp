@@ -16,10 +16,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "product/state/text_file.h"
 #include "sandbox/demo/scenario/parser.h"
 #include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/demo/scenario/soak.h"
-#include "sandbox/product/state/text_file.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ std::uint32_t Number(const std::string& text) {
 }
 
 bool Run(Arguments& arguments) {
-    using sandbox::product::PathOf;
+    using reference_product::PathOf;
     PlayerOptions options{PathOf(arguments["--messages"]), PathOf(arguments["--out"]),
                           PathOf(arguments["--rules"]), PathOf(arguments["--product"])};
     if (const std::string& version = arguments["--outlook"]; !version.empty())

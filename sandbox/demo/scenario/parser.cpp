@@ -6,8 +6,8 @@
 #include <limits>
 #include <span>
 
+#include "product/state/text_file.h"
 #include "sandbox/demo/scenario/host_calls.h"
-#include "sandbox/product/state/text_file.h"
 
 namespace sandbox::demo {
 namespace {
@@ -238,11 +238,11 @@ std::vector<ScenarioEvent> ParseScenario(std::string_view text, const std::strin
 std::vector<ScenarioEvent> LoadScenario(const std::filesystem::path& path) {
     std::optional<std::string> text;
     try {
-        text = product::ReadTextFile(path);
+        text = reference_product::ReadTextFile(path);
     } catch (const std::runtime_error& error) {
         throw ScenarioError(error.what());
     }
-    const std::string name = product::PathText(path);
+    const std::string name = reference_product::PathText(path);
     if (!text) throw ScenarioError(name + ": there is no such file");
     return ParseScenario(*text, name);
 }

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "mapi/property_tags.h"
-#include "sandbox/product/state/text_file.h"
+#include "product/state/text_file.h"
 #include "vek/core/current_exception.h"
 #include "vek/trace/file_tracer.h"
 
@@ -19,7 +19,7 @@ constexpr std::chrono::seconds kIdlePatience{60};
 
 vek::trace::TracerPtr OpenTracer(const std::filesystem::path& folder, std::uint64_t bytes) {
     vek::trace::FileTracerConfig config;
-    config.folder = product::PathText(folder);
+    config.folder = reference_product::PathText(folder);
     config.name = "mlxo";
     config.version = "demo";
     config.max_size = bytes;

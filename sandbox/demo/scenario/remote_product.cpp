@@ -6,11 +6,11 @@
 
 #include "common/loader/remote_connector.h"
 #include "common/product_info/installed_product.h"
+#include "product/process/product_process.h"
+#include "product/state/run_folder.h"
+#include "product/state/text_file.h"
 #include "sandbox/child_process/child_process.h"
 #include "sandbox/demo/scenario/scenario_product.h"
-#include "sandbox/product/process/product_process.h"
-#include "sandbox/product/state/run_folder.h"
-#include "sandbox/product/state/text_file.h"
 
 namespace sandbox::demo {
 namespace {
@@ -33,9 +33,10 @@ public:
 
     void Start() override {
         if (process_) return;
-        process_ = StartProgram(folder_ / "mlxo_product", {"--folder", product::PathText(folder_),
-                                                           "--rules", product::PathText(rules_)});
-        const product::RunFolder folder(folder_);
+        process_ = StartProgram(folder_ / "mlxo_product",
+                                {"--folder", reference_product::PathText(folder_), "--rules",
+                                 reference_product::PathText(rules_)});
+        const reference_product::RunFolder folder(folder_);
         const auto deadline = std::chrono::steady_clock::now() + kPatience;
         while (!folder.Running()) {
             if (std::chrono::steady_clock::now() > deadline)
@@ -46,7 +47,8 @@ public:
 
     void Stop() override {
         if (!process_) return;
-        if (product::StopProduct(folder_, kPatience) != product::ExitCode::kStopped)
+        if (reference_product::StopProduct(folder_, kPatience) !=
+            reference_product::ExitCode::kStopped)
             throw std::runtime_error("the product does not stop");
         const auto process = std::exchange(process_, nullptr);
         if (process->Wait() != 0) throw std::runtime_error("the product has failed; see its log");
@@ -64,7 +66,7 @@ public:
         const plugins::product_info::InstalledProduct installed;
         const auto folder =
             plugins::product_info::Folder(installed, plugins::product_info::kTraceRoot);
-        return folder ? product::PathOf(*folder) : otherwise;
+        return folder ? reference_product::PathOf(*folder) : otherwise;
     }
 
     void Set(const MailPluginSettings& settings) override {
@@ -73,7 +75,7 @@ public:
                                         {"policySettings", nullptr},
                                         {"userSettings", ToJson(settings.userSettings)}};
         if (settings.policySettings) value["policySettings"] = ToJson(*settings.policySettings);
-        product::ReplaceTextFile(folder_ / "settings.json", value.dump(1) + '\n');
+        reference_product::ReplaceTextFile(folder_ / "settings.json", value.dump(1) + '\n');
     }
 
 private:

@@ -24,7 +24,7 @@ std::string Joined(const std::vector<std::string>& texts) {
     return joined;
 }
 
-std::string Milliseconds(std::chrono::microseconds time, int digits) {
+std::string MillisecondText(std::chrono::microseconds time, int digits) {
     char text[32];
     std::snprintf(text, sizeof text, "%.*f ms", digits, static_cast<double>(time.count()) / 1000);
     return text;
@@ -82,8 +82,8 @@ void PrintRows(std::ostream& out, const std::vector<Row>& rows,
     out << std::string(137, '-') << '\n';
     for (const Row& row : rows) {
         const std::string indent(2 * static_cast<std::size_t>(row.depth), ' ');
-        PrintRow(out, Milliseconds(row.at, 0),
-                 Milliseconds(row.held, 1) + (row.held > kLongestHold ? "!" : ""),
+        PrintRow(out, MillisecondText(row.at, 0),
+                 MillisecondText(row.held, 1) + (row.held > kLongestHold ? "!" : ""),
                  indent + row.event, InWords(row), subject(row.entry_id));
     }
 }
@@ -94,7 +94,7 @@ void Print(std::ostream& out, const Totals& totals) {
         << totals.on_read << " on read, " << totals.on_send << " on send, " << totals.not_checked
         << " not checked, " << totals.check_failed << " checks failed; " << totals.with_failures
         << " with failures (marked by !)\n"
-        << "Outlook's thread was held " << Milliseconds(totals.longest, 1)
+        << "Outlook's thread was held " << MillisecondText(totals.longest, 1)
         << " at most, more than 500 ms " << totals.held_long << " times\n";
 }
 

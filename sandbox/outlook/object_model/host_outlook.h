@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "mapi/exchange_extension.h"
-#include "outlook/object_model.h"
+#include "object_model/object_model.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "sandbox/outlook/object_model/outlook_application.h"
 #include "sandbox/outlook/object_model/outlook_thread.h"

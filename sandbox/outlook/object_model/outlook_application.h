@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "outlook/exchange_events.h"
+#include "object_model/exchange_events.h"
 #include "sandbox/outlook/object_model/outlook_item.h"
 
 namespace sandbox::outlook {

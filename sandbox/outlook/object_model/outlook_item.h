@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "outlook/object_model.h"
+#include "object_model/object_model.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "sandbox/outlook/object_model/subscriptions.h"
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "outlook/object_model.h"
+#include "object_model/object_model.h"
 #include "sandbox/outlook/object_model/call_plan.h"
 
 namespace sandbox::outlook {

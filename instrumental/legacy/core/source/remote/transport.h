@@ -11,8 +11,8 @@
 #include <memory>
 
 #include "remote/endpoint.h"
-#include "remote/rpc_protocol_processor_in.h"
-#include "remote/rpc_protocol_processor_out.h"
+#include "remote/packet/rpc_protocol_processor_in.h"
+#include "remote/packet/rpc_protocol_processor_out.h"
 #include "vek/core/result.h"
 #include "vek/trace/tracer.h"
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "internal/helpers/hresult_exception.h"
-#include "outlook/addin.h"
+#include "outlook/Addin.h"
 #include "outlook/event_handler.h"
 #include "outlook/version.h"
 #include "vek/core/current_exception.h"

@@ -1,6 +1,6 @@
 // The events of the Exchange client extension.
 
-#include "outlook/addin.h"
+#include "outlook/Addin.h"
 #include "outlook/busy_flag.h"
 #include "outlook/event_handler.h"
 #include "outlook/message_properties.h"

@@ -1,6 +1,6 @@
 // The road of a message that has arrived: into the queue of the background thread.
 
-#include "outlook/addin.h"
+#include "outlook/Addin.h"
 #include "outlook/busy_flag.h"
 #include "outlook/entry_id_list.h"
 #include "outlook/event_handler.h"

@@ -1,7 +1,7 @@
 // The road of a message that is being sent.
 
 #include "internal/helpers/hresult_exception.h"
-#include "outlook/addin.h"
+#include "outlook/Addin.h"
 #include "outlook/busy_flag.h"
 #include "outlook/event_handler.h"
 #include "outlook/save_decision.h"

@@ -3,7 +3,7 @@
 #include <list>
 #include <memory>
 
-#include "outlook/exchange_events.h"
+#include "object_model/exchange_events.h"
 
 namespace plugins::mail_processing {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "outlook/object_model.h"
+#include "object_model/object_model.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "outlook/object_model.h"
+#include "object_model/object_model.h"
 #include "vek/platform/clock.h"
 
 namespace plugins::mail_processing {

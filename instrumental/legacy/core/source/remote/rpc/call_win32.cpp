@@ -1,0 +1,95 @@
+#include "remote/rpc/call_win32.h"
+
+#include <algorithm>
+
+#include "remote/rpc/this_thread_win32.h"
+
+namespace remote {
+namespace {
+
+namespace result = vek::result;
+
+bool IsWine() noexcept {
+    const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
+    return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
+}
+
+// A cancel that came too late for its call would end the thread's next one. Wine cancels a call
+// that is being made and no other, and has no function for this.
+void ForgetCancel() noexcept {
+    static const bool none = IsWine();
+    if (!none) Guarded([] { ::RpcTestCancel(); });
+}
+
+}  // namespace
+
+vek::result_t ResultOf(RPC_STATUS status) noexcept {
+    switch (status) {
+        case RPC_S_OK:
+            return result::kOk;
+        // The call has not been executed.
+        case RPC_S_SERVER_UNAVAILABLE:
+        case RPC_S_NO_ENDPOINT_FOUND:
+        case EPT_S_NOT_REGISTERED:
+        case RPC_S_UNKNOWN_IF:
+        case RPC_S_SERVER_TOO_BUSY:
+        case RPC_S_CALL_FAILED_DNE:
+            return result::kNotReady;
+        case RPC_S_ACCESS_DENIED:
+            return result::kAccessDenied;
+        case RPC_S_OUT_OF_MEMORY:
+            return result::kOutOfMemory;
+        default:
+            return result::kRemoteCallFailed;
+    }
+}
+
+bool IsLoss(RPC_STATUS status) noexcept {
+    return status != RPC_S_OK && status != RPC_S_OUT_OF_MEMORY && status != RPC_S_SERVER_TOO_BUSY;
+}
+
+WaitingCalls::Wait::Wait(WaitingCalls& calls) : calls_(calls), thread_(ThisThread()) {
+    const std::lock_guard guard(calls_.lock_);
+    calls_.threads_.push_back(thread_);
+}
+
+WaitingCalls::Wait::~Wait() {
+    bool cancelled = false;
+    {
+        const std::lock_guard guard(calls_.lock_);
+        // A thread is here once for each call within a call.
+        calls_.threads_.erase(std::find(calls_.threads_.begin(), calls_.threads_.end(), thread_));
+        cancelled = calls_.cancelled_;
+    }
+    if (cancelled) ForgetCancel();
+}
+
+bool WaitingCalls::Cancel() noexcept {
+    const std::lock_guard guard(lock_);
+    cancelled_ = true;
+    for (const HANDLE thread : threads_) {
+        if (thread != nullptr) ::RpcCancelThreadEx(thread, 0);
+    }
+    return !threads_.empty();
+}
+
+CallTimeout::CallTimeout(std::chrono::milliseconds timeout) noexcept : thread_(ThisThread()) {
+    if (thread_ == nullptr ||
+        ::CreateTimerQueueTimer(&timer_, nullptr, Cancel, this, static_cast<DWORD>(timeout.count()),
+                                100, 0) == FALSE) {
+        timer_ = nullptr;
+    }
+}
+
+CallTimeout::~CallTimeout() {
+    if (timer_ != nullptr) ::DeleteTimerQueueTimer(nullptr, timer_, INVALID_HANDLE_VALUE);
+    if (cancelled_) ForgetCancel();
+}
+
+void CALLBACK CallTimeout::Cancel(void* timeout, BOOLEAN) {
+    auto& self = *static_cast<CallTimeout*>(timeout);
+    self.cancelled_ = true;
+    ::RpcCancelThreadEx(self.thread_, 0);
+}
+
+}  // namespace remote

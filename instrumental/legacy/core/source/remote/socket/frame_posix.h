@@ -1,0 +1,83 @@
+#pragma once
+
+// What travels on a socket between two processes:
+//
+//     size (u32): of what follows the head
+//     kind (u16)
+//     zero (u16)
+//     a packet for a request and a reply, a verdict for a welcome and for no reply, else nothing
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "remote/byte_budget.h"
+#include "remote/packet/packet_buffer.h"
+#include "remote/packet/rpc_block.h"
+#include "vek/core/result.h"
+#include "vek/platform/descriptor_posix.h"
+
+namespace remote {
+
+enum class FrameKind : std::uint16_t {
+    kWelcome = 1,  // to whoever has connected, and on a new lane: whether it is served
+    kNewLane = 2,  // on the control socket, with the descriptor of the lane
+    kRequest = 3,
+    kReply = 4,
+    kNoReply = 5,      // instead of a reply
+    kDescriptors = 6,  // the next frame brings descriptors, and is sent when a welcome has come
+};
+
+struct Frame {
+    Frame() noexcept = default;
+    // What it brings is part of `budget` as long as the frame exists.
+    explicit Frame(ByteBudget& budget) noexcept : claim(&budget) {}
+
+    FrameKind kind{};
+    PacketBuffer body;
+    std::vector<vek::platform::Descriptor> descriptors;
+    ByteClaim claim;
+};
+
+enum class Sending {
+    kSent,
+    kNotBegun,  // nothing was sent: this process lacks resources, the socket is as it was
+    kLost,      // the frame did not get through whole, and nothing can follow it
+};
+
+// Sends one frame whose body is `head` and then `pieces`. The descriptors stay the caller's.
+Sending SendFrame(int socket, FrameKind kind, bytes_t head, std::span<const bytes_t> pieces = {},
+                  std::span<const int> descriptors = {}) noexcept;
+
+// Sends one whose body is in `frame` already, behind room for the head: for short ones, which cost
+// less so than gathered.
+Sending SendFrame(int socket, FrameKind kind, std::span<std::byte> frame) noexcept;
+inline constexpr std::size_t kFrameHeadSize = 8;
+
+enum class Receiving {
+    kFrame,
+    kEnded,  // the peer closed the socket, or it was shut down, between two frames
+    kLost,   // the same in the middle of a frame, or waiting failed or took too long
+    kMalformed,
+    kNoMemory,
+    kTooMuch,  // the budget does not allow it
+};
+
+// Waits for one frame without descriptors whose body is at most `limit` bytes, and reads no more
+// than that. A body takes memory as it arrives: at most about twice that much. After anything but
+// kFrame the socket is of no more use.
+Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept;
+
+// The same for one that may have descriptors, which costs the system more.
+Receiving ReceiveFrameWithDescriptors(int socket, std::uint64_t limit, Frame& frame) noexcept;
+
+// A frame that says a result: what a process thinks of a lane, or why there is no reply. Does not
+// wait: there is room for it, unless the peer keeps none.
+Sending SendVerdict(int socket, FrameKind kind, vek::result_t verdict) noexcept;
+
+// The result that a frame of SendVerdict says. False when its content is something else.
+bool ReadVerdict(const Frame& frame, vek::result_t& verdict) noexcept;
+
+inline constexpr std::uint64_t kVerdictSize = 8;
+
+}  // namespace remote

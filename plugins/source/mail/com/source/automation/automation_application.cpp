@@ -1,0 +1,168 @@
+#include "automation/automation_application.h"
+
+#include "automation/automation_ids.h"
+#include "automation/automation_item.h"
+#include "automation/automation_pages.h"
+#include "automation/event_connection.h"
+#include "com/border.h"
+#include "com/query.h"
+
+namespace plugins::mail_processing::automation {
+namespace {
+
+constinit Member g_name{L"Name"};
+constinit Member g_version{L"Version"};
+constinit Member g_get_namespace{L"GetNamespace"};
+constinit Member g_active_explorer{L"ActiveExplorer"};
+constinit Member g_inspectors{L"Inspectors"};
+
+constinit Member g_mapi_object{L"MAPIOBJECT"};
+constinit Member g_get_default_folder{L"GetDefaultFolder"};
+constinit Member g_folder_items{L"Items"};
+
+constinit Member g_inspector_count{L"Count"};
+constinit Member g_inspector_at{L"Item"};
+constinit Member g_current_item{L"CurrentItem"};
+
+constinit Member g_selection{L"Selection"};
+constinit Member g_selected_count{L"Count"};
+constinit Member g_selected_at{L"Item"};
+
+ItemPtr ItemFrom(vek::RefPtr<IDispatch> object) {
+    return std::make_shared<AutomationItem>(std::move(object));
+}
+
+void TellSend(ApplicationEvents& events, const EventArguments& arguments) {
+    arguments.Expect(2);
+    const ItemPtr item = ItemFrom(arguments.Object(0));
+    VARIANT_BOOL& flag = arguments.FlagByReference(1);
+    const bool cancelled = flag != VARIANT_FALSE;
+    bool cancel = cancelled;
+    events.OnItemSend(item, cancel);
+    // What others have set is theirs.
+    if (cancel && !cancelled) flag = VARIANT_TRUE;
+}
+
+void TellPages(ApplicationEvents& events, const EventArguments& arguments) {
+    arguments.Expect(1);
+    AutomationPages pages(arguments.Object(0));
+    events.OnOptionsPagesAdd(pages);
+}
+
+void TellNewMail(ApplicationEvents& events, const EventArguments& arguments) {
+    arguments.Expect(1);
+    const auto entry_ids = arguments.Text(0);
+    events.OnNewMailEx(entry_ids ? &*entry_ids : nullptr);
+}
+
+}  // namespace
+
+HRESULT AutomationObject::GetApplication(ApplicationPtr& application) noexcept {
+    return AtBorder([&] {
+        application = std::make_shared<AutomationApplication>(
+            Query<IDispatch>(object_.get(), iid::kApplication));
+    });
+}
+
+HRESULT AutomationApplication::GetName(std::u16string& name) noexcept {
+    return AtBorder([&] { name = object_.Get(g_name).Text(); });
+}
+
+HRESULT AutomationApplication::GetVersion(std::u16string& version) noexcept {
+    return AtBorder([&] { version = object_.Get(g_version).Text(); });
+}
+
+DispatchObject AutomationApplication::NameSpace() const {
+    return object_.ObjectFrom(g_get_namespace, {OwnedVariant(u"MAPI")});
+}
+
+HRESULT AutomationApplication::GetMapiSession(vek::RefPtr<IMAPISession>& session) noexcept {
+    return AtBorder([&] {
+        session = Query<IMAPISession>(NameSpace().Get(g_mapi_object).Unknown().get(),
+                                      mapi::iid::kSession);
+    });
+}
+
+HRESULT AutomationApplication::GetOpenItems(std::vector<ItemPtr>& items) noexcept {
+    return AtBorder([&] {
+        std::vector<ItemPtr> found;
+        const DispatchObject inspectors = object_.ObjectOf(g_inspectors);
+        // Any call may open and close windows, so they are counted anew each time.
+        for (std::int32_t i = 1; i <= inspectors.Get(g_inspector_count).Number(); ++i) {
+            const DispatchObject inspector =
+                inspectors.ObjectFrom(g_inspector_at, {OwnedVariant(i)});
+            if (!inspector) continue;
+            if (const DispatchObject item = inspector.ObjectOf(g_current_item))
+                found.push_back(ItemFrom(item.pointer()));
+        }
+        items = std::move(found);
+    });
+}
+
+HRESULT AutomationApplication::GetSelectedItem(ItemPtr& item) noexcept {
+    return AtBorder([&]() -> HRESULT {
+        ItemPtr found;
+        if (const DispatchObject explorer = object_.ObjectFrom(g_active_explorer)) {
+            const DispatchObject selection = explorer.ObjectOf(g_selection);
+            if (selection && selection.Get(g_selected_count).Number() > 0) {
+                const auto first = selection.ObjectFrom(g_selected_at, {OwnedVariant(1)});
+                if (first) found = ItemFrom(first.pointer());
+            }
+        }
+        item = std::move(found);
+        return item ? S_OK : S_FALSE;
+    });
+}
+
+HRESULT AutomationApplication::AdviseEvents(ApplicationEvents& events,
+                                            EventConnectionPtr& connection) noexcept {
+    return AtBorder([&] {
+        connection = Connect(object_.pointer().get(), iid::kApplicationEvents,
+                             [&events](DISPID event, const EventArguments& arguments) {
+                                 switch (event) {
+                                     case application_event::kItemSend:
+                                         return TellSend(events, arguments);
+                                     case application_event::kOptionsPagesAdd:
+                                         return TellPages(events, arguments);
+                                     case application_event::kQuit:
+                                         arguments.Expect(0);
+                                         return events.OnQuit();
+                                 }
+                             });
+    });
+}
+
+HRESULT AutomationApplication::AdviseNewerEvents(ApplicationEvents& events,
+                                                 EventConnectionPtr& connection) noexcept {
+    // What the older interface has as well comes by that one.
+    return AtBorder([&] {
+        connection = Connect(object_.pointer().get(), iid::kApplicationEvents11,
+                             [&events](DISPID event, const EventArguments& arguments) {
+                                 if (event == application_event::kNewMailEx) {
+                                     TellNewMail(events, arguments);
+                                 } else if (event == application_event::kItemLoad) {
+                                     arguments.Expect(1);
+                                     events.OnItemLoad(ItemFrom(arguments.Object(0)));
+                                 }
+                             });
+    });
+}
+
+HRESULT AutomationApplication::AdviseInbox(FolderEvents& events,
+                                           EventConnectionPtr& connection) noexcept {
+    return AtBorder([&] {
+        // Outlook gives up the events of a collection that nobody holds; the connection does.
+        const DispatchObject items =
+            NameSpace()
+                .ObjectFrom(g_get_default_folder, {OwnedVariant(kInboxFolder)})
+                .ObjectOf(g_folder_items);
+        connection = Connect(items.pointer().get(), iid::kItemsEvents,
+                             [&events](DISPID event, const EventArguments& arguments) {
+                                 if (event != items_event::kItemAdd) return;
+                                 arguments.Expect(1);
+                                 events.OnItemAdd(ItemFrom(arguments.Object(0)));
+                             });
+    });
+}
+
+}  // namespace plugins::mail_processing::automation

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "automation/dispatch_object.h"
+#include "object_model/object_model.h"
+
+namespace plugins::mail_processing::automation {
+
+class AutomationItem final : public Item {
+public:
+    explicit AutomationItem(vek::RefPtr<IDispatch> object) noexcept : object_(std::move(object)) {}
+
+    HRESULT GetMailItem(MailItemPtr& mail_item) noexcept override;
+    HRESULT Advise(ItemEvents& events, EventConnectionPtr& connection) noexcept override;
+
+private:
+    const vek::RefPtr<IDispatch> object_;
+};
+
+class AutomationMailItem final : public MailItem {
+public:
+    // `object` is a _MailItem.
+    explicit AutomationMailItem(vek::RefPtr<IDispatch> object) noexcept
+        : object_(std::move(object)) {}
+
+    HRESULT GetEntryId(std::u16string& entry_id) noexcept override;
+    HRESULT GetSaved(std::int16_t& saved) noexcept override;
+    HRESULT GetCreationTime(ole_date_t& time) noexcept override;
+    HRESULT GetMessageClass(std::u16string& message_class) noexcept override;
+    HRESULT GetClass(std::int32_t& item_class) noexcept override;
+    HRESULT Save() noexcept override;
+    HRESULT GetMessage(vek::RefPtr<IMessage>& message) noexcept override;
+
+private:
+    const DispatchObject object_;
+};
+
+}  // namespace plugins::mail_processing::automation

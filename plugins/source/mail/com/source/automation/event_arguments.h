@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "com/ole_values.h"
+
+namespace plugins::mail_processing::automation {
+
+// What an event brings. Arguments are numbered in the event's order, from 0, though they come in
+// the reverse one. Nothing is coerced: an argument that is not of the type asked for raises
+// HResultCodeException DISP_E_TYPEMISMATCH.
+class EventArguments {
+public:
+    // Null is no arguments. Valid as long as `parameters` is.
+    explicit EventArguments(const DISPPARAMS* parameters) noexcept : parameters_(parameters) {}
+
+    // To be called first. Raises DISP_E_BADPARAMCOUNT when there is another number of arguments,
+    // DISP_E_NONAMEDARGS when some are named.
+    void Expect(std::size_t count) const;
+
+    // Never null.
+    vek::RefPtr<IDispatch> Object(std::size_t index) const;
+    vek::RefPtr<IUnknown> Unknown(std::size_t index) const;
+    // Nothing for a null BSTR, which others take for an empty text.
+    std::optional<std::u16string> Text(std::size_t index) const;
+    // One passed by reference; the caller's.
+    VARIANT_BOOL& FlagByReference(std::size_t index) const;
+
+private:
+    // What is there to be read, by value or through one reference that is not null.
+    const VARIANT& At(std::size_t index) const;
+
+    const DISPPARAMS* parameters_;
+};
+
+}  // namespace plugins::mail_processing::automation

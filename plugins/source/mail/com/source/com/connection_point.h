@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+#include "com/subscribers.h"
+
+// The order matters: it needs windows.h.
+#include <ocidl.h>
+
+namespace plugins::mail_processing::automation {
+
+// The part of a COM object by which others subscribe to its one outgoing interface. An object
+// derives from it instead of from IConnectionPointContainer; its connection points hold the object.
+// On the object's thread. Neither it nor its points enumerate (E_NOTIMPL).
+class ConnectionPointContainer : public IConnectionPointContainer {
+public:
+    // `subscribers` is never null.
+    explicit ConnectionPointContainer(std::shared_ptr<Subscribers> subscribers) noexcept
+        : subscribers_(std::move(subscribers)) {}
+
+    HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** out) noexcept override;
+    // CONNECT_E_NOCONNECTION for any other interface.
+    HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID id,
+                                                  IConnectionPoint** out) noexcept override;
+
+protected:
+    ~ConnectionPointContainer() = default;
+
+private:
+    const std::shared_ptr<Subscribers> subscribers_;
+};
+
+}  // namespace plugins::mail_processing::automation

@@ -1,0 +1,47 @@
+#include "product/callback_log.h"
+
+#include <utility>
+
+namespace reference_product {
+namespace {
+
+constexpr vek::result_t kMapiNotFound = 0x8004010F;  // MAPI_E_NOT_FOUND, mapicode.h
+
+bool IsAbsence(vek::result_t code) {
+    return code == vek::result::kNotImplemented || code == vek::result::kNotFound ||
+           code == vek::result::kPropertyNotFound || code == kMapiNotFound;
+}
+
+}  // namespace
+
+bool CallbackLog::Read(std::string_view place, std::string_view operation, vek::result_t code) {
+    ++report_.callbacks;
+    if (vek::Succeeded(code)) return true;
+    if (IsAbsence(code)) return false;
+    if (code == vek::result::kNotSupported) {
+        report_.not_offered.emplace_back(place.empty() ? operation : place);
+    } else {
+        Failed(place, operation, code);
+    }
+    return false;
+}
+
+bool CallbackLog::Change(std::string_view place, std::string_view operation, vek::result_t code) {
+    ++report_.callbacks;
+    if (vek::Succeeded(code)) return true;
+    if (!IsAbsence(code)) Failed(place, operation, code);
+    return false;
+}
+
+void CallbackLog::Failed(std::string_view place, std::string_view operation, vek::result_t code) {
+    std::string text(place);
+    if (!place.empty()) text += ": ";
+    report_.failures.push_back({text.append(operation), code});
+    if (vek::Succeeded(report_.result) && vek::Failed(code)) report_.result = code;
+}
+
+void CallbackLog::Found(std::string finding) { report_.findings.push_back(std::move(finding)); }
+
+void CallbackLog::Changed(std::string change) { report_.changes.push_back(std::move(change)); }
+
+}  // namespace reference_product

@@ -1,0 +1,67 @@
+#include "product/content_reader.h"
+
+#include "vek/core/ref_ptr.h"
+
+namespace reference_product {
+namespace {
+
+using plugins::mail_processing::IDataStream;
+using plugins::mail_processing::IPropertyProvider;
+using plugins::mail_processing::SeekOrigin;
+namespace access_mode = plugins::mail_processing::access_mode;
+namespace open_mode = plugins::mail_processing::open_mode;
+
+// Each read is a round trip to another process: large enough to make few of them, small enough to
+// be held for every check at once.
+constexpr std::size_t kReadSize = std::size_t{64} << 10;
+
+}  // namespace
+
+ContentReader::ContentReader(CallbackLog& log) : log_(log), buffer_(kReadSize) {}
+
+void ContentReader::Read(IPropertyProvider& provider, std::string_view place, const Sink& sink) {
+    vek::RefPtr<IDataStream> stream;
+    if (!log_.Read(place, "OpenStream", provider.OpenStream(access_mode::kRead, 0, stream.put())) ||
+        !stream) {
+        return;
+    }
+    for (;;) {
+        std::uint32_t count = 0;
+        if (!log_.Read(place, "Read", stream->Read(buffer_, count))) return;
+        if (count > buffer_.size()) {
+            log_.Failed(place, "Read", vek::result::kUnexpected);
+            return;
+        }
+        log_.BytesRead(count);
+        sink(std::span(buffer_).first(count));
+        if (count < buffer_.size()) return;
+    }
+}
+
+bool ContentReader::Replace(IPropertyProvider& provider, std::string_view place,
+                            std::string_view content) {
+    vek::RefPtr<IDataStream> stream;
+    if (!log_.Change(place, "OpenStream",
+                     provider.OpenStream(access_mode::kRead | access_mode::kWrite,
+                                         open_mode::kCreate, stream.put())) ||
+        !stream) {
+        return false;
+    }
+    // A stream may be one that was opened before and stands anywhere.
+    std::uint64_t position = 0;
+    if (!log_.Change(place, "Seek", stream->Seek(0, SeekOrigin::kStart, position))) return false;
+    if (!log_.Change(place, "SetSize", stream->SetSize(0))) return false;
+    auto left = std::as_bytes(std::span(content));
+    while (!left.empty()) {
+        std::uint32_t count = 0;
+        if (!log_.Change(place, "Write", stream->Write(left, count))) return false;
+        if (count == 0 || count > left.size()) {
+            log_.Failed(place, "Write", vek::result::kUnexpected);
+            return false;
+        }
+        left = left.subspan(count);
+    }
+    return log_.Change(place, "Commit", stream->Commit());
+}
+
+}  // namespace reference_product

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "private_include/common/mail_message.h"
+#include "product/callback_log.h"
+
+namespace reference_product {
+
+// Reads and replaces the contents of one message's bodies and attachments.
+class ContentReader {
+public:
+    using Sink = std::function<void(std::span<const std::byte>)>;
+
+    // `log` must outlive the reader.
+    explicit ContentReader(CallbackLog& log);
+
+    // Hands the content to `sink` in pieces of at most 64 KiB, up to the end or the first failure.
+    // `place` names the content in the report.
+    void Read(plugins::mail_processing::IPropertyProvider& provider, std::string_view place,
+              const Sink& sink);
+
+    // True when all of `content` has taken the place of the old content.
+    bool Replace(plugins::mail_processing::IPropertyProvider& provider, std::string_view place,
+                 std::string_view content);
+
+private:
+    CallbackLog& log_;
+    std::vector<std::byte> buffer_;
+};
+
+}  // namespace reference_product

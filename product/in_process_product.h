@@ -1,0 +1,50 @@
+#pragma once
+
+// The product in the plug-in's own process: loader and service locator without anything between.
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <mutex>
+
+#include "private_include/common/mail_scanner.h"
+#include "private_include/common/service_locator.h"
+#include "vek/core/object.h"
+#include "vek/core/ref_ptr.h"
+
+namespace reference_product {
+
+// Offers services by the id of their interface; free-threaded. Can play a product that is not
+// there: a failing code set for the loader or for the locator is what every lookup then answers.
+class InProcessProduct final : public vek::ObjectImpl<plugins::ILoader, plugins::IServiceLocator> {
+public:
+    explicit InProcessProduct(vek::RefPtr<plugins::mail_processing::IMailScanner> scanner);
+
+    // Offers one more service, or another in place of the one with that id.
+    void Offer(vek::interface_id_t id, vek::RefPtr<vek::IObject> service);
+
+    // kOk makes it reachable again.
+    void FailLoader(vek::result_t code) noexcept { loader_result_ = code; }
+    void FailLocator(vek::result_t code) noexcept { locator_result_ = code; }
+
+    // Lookups so far, failed ones too.
+    std::uint32_t loader_lookups() const noexcept { return loader_lookups_; }
+    std::uint32_t locator_lookups() const noexcept { return locator_lookups_; }
+
+    // ILoader: gives the service locator, kNotFound for anything else.
+    vek::result_t GetInterface(vek::interface_id_t id, void** object) noexcept override;
+
+    // IServiceLocator: kNotFound for a service that is not offered.
+    vek::result_t GetInterface(vek::interface_id_t id, const void* reserved,
+                               void** service) noexcept override;
+
+private:
+    std::atomic<vek::result_t> loader_result_{vek::result::kOk};
+    std::atomic<vek::result_t> locator_result_{vek::result::kOk};
+    std::atomic<std::uint32_t> loader_lookups_{0};
+    std::atomic<std::uint32_t> locator_lookups_{0};
+    std::mutex services_lock_;
+    std::map<vek::interface_id_t, vek::RefPtr<vek::IObject>> services_;
+};
+
+}  // namespace reference_product

@@ -1,0 +1,36 @@
+// The stand-in product's program: serves the scanner and the product's other services until it is
+// told to stop. Exit codes are those of product_process.h.
+
+#include <exception>
+#include <iostream>
+
+#include "product/process/product_process.h"
+#include "product/process/remote_server.h"
+#include "product/process/stop_signal.h"
+
+namespace {
+
+using namespace reference_product;
+
+ExitCode Run(std::span<char* const> arguments) {
+    const std::optional<ProductOptions> options = ParseOptions(arguments);
+    if (!options) {
+        PrintUsage(std::cerr);
+        return ExitCode::kUsage;
+    }
+    if (options->stop) return StopProduct(options->folder, std::chrono::seconds(10));
+    StopSignal signal;
+    return RunProduct(*options, ServeRemotely,
+                      [&](std::chrono::milliseconds time) { return signal.Wait(time); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return static_cast<int>(Run({argv + 1, static_cast<std::size_t>(argc > 1 ? argc - 1 : 0)}));
+    } catch (const std::exception& exception) {
+        std::cerr << exception.what() << '\n';
+        return static_cast<int>(ExitCode::kCannotStart);
+    }
+}

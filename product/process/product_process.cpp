@@ -1,0 +1,153 @@
+#include "product/process/product_process.h"
+
+#include <iostream>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "product/in_process_product.h"
+#include "product/localization_service.h"
+#include "product/mail_scanner.h"
+#include "product/report_lines.h"
+#include "product/settings_service.h"
+#include "product/settings_window_service.h"
+#include "product/state/process_start.h"
+#include "product/state/run_folder.h"
+#include "vek/core/current_exception.h"
+#include "vek/core/object.h"
+#include "vek/core/result_format.h"
+#include "vek/platform/thread.h"
+
+namespace reference_product {
+namespace {
+
+// How soon a request to stop is seen.
+constexpr std::chrono::milliseconds kLookAround{50};
+
+// How long checks under way are waited for. With nobody left to call they end by themselves.
+constexpr std::chrono::seconds kLastChecks{5};
+
+std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
+    ParsedRules parsed = LoadRules(rules);
+    std::string errors;
+    for (const RuleError& error : parsed.errors) errors += ToText(error) + '\n';
+    if (!errors.empty()) throw std::runtime_error(errors);
+    return std::make_shared<ScannerEngine>(std::move(parsed.rules));
+}
+
+// Makes the process known while it can be reached.
+class Publication {
+public:
+    Publication(const RunFolder& folder, const RunningProduct& self)
+        : folder_(folder), self_(self) {
+        folder_.Publish(self_);
+    }
+    ~Publication() { folder_.Withdraw(self_); }
+    Publication(const Publication&) = delete;
+    Publication& operator=(const Publication&) = delete;
+
+private:
+    const RunFolder& folder_;
+    const RunningProduct& self_;
+};
+
+vek::RefPtr<InProcessProduct> MakeServices(const ProductOptions& options, const Log& log) {
+    // The scanner keeps them: a caller may keep that longer than it is served.
+    auto reports = std::make_shared<ReportWriter>(options.reports);
+    const auto scanner = vek::MakeObject<MailScanner>(
+        LoadEngine(options.rules), [log, reports](const ScanReport& report) {
+            const std::uint32_t number = reports->Write(report);
+            log("check " + std::to_string(number) + ": " + ToText(report));
+        });
+    auto services = vek::MakeObject<InProcessProduct>(scanner);
+    using namespace plugins::product;
+    services->Offer(IProductSettings::kInterfaceId,
+                    vek::MakeObject<SettingsService>(options.settings, log));
+    services->Offer(ILocalization::kInterfaceId,
+                    vek::MakeObject<LocalizationService>(options.texts, options.resources, log));
+    services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(log));
+    return services;
+}
+
+// A file that cannot be understood is that of no process: it is replaced.
+bool IsServed(const RunFolder& folder) noexcept {
+    try {
+        return folder.Running().has_value();
+    } catch (...) {
+        return false;
+    }
+}
+
+void ServeUntilStopped(const ProductOptions& options, const Serve& serve, const WaitForSignal& wait,
+                       const RunFolder& folder, const Log& log) {
+    const auto services = MakeServices(options, log);
+    std::unique_ptr<ProductServer> server;
+    if (const vek::result_t code = serve(services, log, server); vek::Failed(code)) {
+        std::string text = "it cannot be reached by other processes, ";
+        vek::AppendResult(text, code);
+        throw std::runtime_error(text);
+    }
+    const auto address = server->address();
+    const std::uint32_t id = vek::platform::CurrentProcessId();
+    const RunningProduct self{id, ProcessStart(id).value_or(0), address.local_id, address.tcp_port};
+    const Publication publication(folder, self);
+    log("started: process " + std::to_string(id) + ", local id " +
+        std::to_string(address.local_id) + ", port " + std::to_string(address.tcp_port));
+    while (!wait(kLookAround) && !folder.StopRequested(self)) {
+    }
+    log("stopping");
+}
+
+// Waits for what was served to be let go of: a process must not end under its threads. Gives how
+// many objects more there are than `before`; any of them is a fault.
+std::uint32_t AwaitRelease(std::uint32_t before) {
+    const auto deadline = std::chrono::steady_clock::now() + kLastChecks;
+    std::uint32_t now = vek::LiveObjectCount();
+    while (now > before && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        now = vek::LiveObjectCount();
+    }
+    return now > before ? now - before : 0;
+}
+
+}  // namespace
+
+ExitCode RunProduct(const ProductOptions& options, const Serve& serve, const WaitForSignal& wait) {
+    try {
+        std::filesystem::create_directories(options.folder);
+        const RunFolder folder(options.folder);
+        const Log log = OpenLog(options.log);
+        try {
+            if (IsServed(folder)) {
+                std::cerr << "a product runs in this folder already\n";
+                return ExitCode::kRunsAlready;
+            }
+            const std::uint32_t before = vek::LiveObjectCount();
+            ServeUntilStopped(options, serve, wait, folder, log);
+            log("objects left: " + std::to_string(AwaitRelease(before)));
+            log("stopped");
+            return ExitCode::kStopped;
+        } catch (...) {
+            log("cannot start: " + vek::CurrentExceptionText());
+            throw;
+        }
+    } catch (...) {
+        std::cerr << vek::CurrentExceptionText() << '\n';
+        return ExitCode::kCannotStart;
+    }
+}
+
+ExitCode StopProduct(const std::filesystem::path& path, std::chrono::milliseconds patience) {
+    const RunFolder folder(path);
+    const std::optional<RunningProduct> product = folder.Running();
+    if (!product) return ExitCode::kStopped;
+    folder.RequestStop(*product);
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (IsAlive(*product)) {
+        if (std::chrono::steady_clock::now() >= deadline) return ExitCode::kDoesNotStop;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return ExitCode::kStopped;
+}
+
+}  // namespace reference_product

@@ -1,0 +1,48 @@
+#include "product/product_log.h"
+
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include "product/state/text_file.h"
+#include "vek/platform/append_file.h"
+#include "vek/platform/clock.h"
+#include "vek/trace/time_text.h"
+
+namespace reference_product {
+namespace {
+
+class LogFile {
+public:
+    explicit LogFile(const std::filesystem::path& file)
+        : file_(vek::platform::AppendFile::Open(PathText(file))) {
+        if (!file_) throw std::runtime_error(PathText(file) + ": cannot be opened");
+    }
+
+    void Write(std::string_view text) noexcept {
+        try {
+            auto& clock = vek::platform::TheClock();
+            std::string entry;
+            vek::trace::AppendDateAndTime(entry,
+                                          vek::platform::ToCalendar(clock.ToLocal(clock.UtcNow())));
+            entry.append("  ").append(text);
+            if (!text.ends_with('\n')) entry += '\n';
+            const std::lock_guard guard(lock_);
+            file_.Append(entry);
+        } catch (...) {  // NOLINT(bugprone-empty-catch): a lost entry disturbs nobody
+        }
+    }
+
+private:
+    std::mutex lock_;  // guards the file
+    vek::platform::AppendFile file_;
+};
+
+}  // namespace
+
+Log OpenLog(const std::filesystem::path& file) {
+    return [log = std::make_shared<LogFile>(file)](std::string_view text) { log->Write(text); };
+}
+
+}  // namespace reference_product

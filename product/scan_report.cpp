@@ -1,0 +1,31 @@
+#include "product/scan_report.h"
+
+#include <cstdio>
+
+namespace reference_product {
+namespace {
+
+std::string Hex(vek::result_t code) {
+    char text[11];
+    std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(code));
+    return text;
+}
+
+}  // namespace
+
+std::string ToText(const ScanReport& report) {
+    std::string text = (report.incoming ? "incoming " : "outgoing ") + report.summary;
+    text += report.infected ? ": infected\n" : ": clean\n";
+    for (const std::string& finding : report.findings) text += "  found: " + finding + '\n';
+    for (const std::string& change : report.changes) text += "  changed: " + change + '\n';
+    for (const std::string& place : report.not_offered) text += "  not offered: " + place + '\n';
+    for (const ScanFailure& failure : report.failures) {
+        text += "  failed: " + failure.operation + ", result=" + Hex(failure.code) + '\n';
+    }
+    text += "  " + std::to_string(report.callbacks) + " callbacks, " +
+            std::to_string(report.bytes_read) + " bytes read, " +
+            std::to_string(report.time.count()) + " us, result=" + Hex(report.result) + '\n';
+    return text;
+}
+
+}  // namespace reference_product

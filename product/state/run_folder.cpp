@@ -1,0 +1,90 @@
+#include "product/state/run_folder.h"
+
+#include <stdexcept>
+#include <system_error>
+
+#include "product/state/process_start.h"
+#include "product/state/strict_json.h"
+#include "product/state/text_file.h"
+
+namespace reference_product {
+namespace {
+
+using nlohmann::json;
+
+std::string Format(const RunningProduct& product) {
+    return json{{"process_id", product.process_id},
+                {"started", product.started},
+                {"local_id", product.local_id},
+                {"tcp_port", product.tcp_port}}
+               .dump(1) +
+           '\n';
+}
+
+RunningProduct Parse(const std::string& text) {
+    const json value = json::parse(text);
+    RequireMembers(value, {"process_id", "started", "local_id", "tcp_port"});
+    RunningProduct product;
+    product.process_id = RequireNumber<std::uint32_t>(value, "process_id");
+    product.started = RequireNumber<std::uint64_t>(value, "started");
+    product.local_id = RequireNumber<std::uint32_t>(value, "local_id");
+    product.tcp_port = RequireNumber<std::uint16_t>(value, "tcp_port");
+    if (product.local_id == 0 && product.tcp_port == 0)
+        throw std::runtime_error("neither local_id nor tcp_port says where it is");
+    return product;
+}
+
+std::optional<RunningProduct> Read(const std::filesystem::path& path) {
+    const std::optional<std::string> text = ReadTextFile(path);
+    if (!text) return std::nullopt;
+    try {
+        return Parse(*text);
+    } catch (const std::exception& exception) {
+        throw std::runtime_error(PathText(path) + ": " + exception.what());
+    }
+}
+
+// Whether the file names `product`; false for one that cannot be understood.
+bool Names(const std::filesystem::path& path, const RunningProduct& product) noexcept {
+    try {
+        return Read(path) == product;
+    } catch (...) {
+        return false;
+    }
+}
+
+}  // namespace
+
+bool IsAlive(const RunningProduct& product) {
+    return ProcessStart(product.process_id) == product.started;
+}
+
+RunFolder::RunFolder(std::filesystem::path folder)
+    : running_(folder / "running.json"), stop_(folder / "stop.json") {}
+
+std::optional<RunningProduct> RunFolder::Running() const {
+    std::optional<RunningProduct> product = Read(running_);
+    if (product && !IsAlive(*product)) product.reset();
+    return product;
+}
+
+void RunFolder::Publish(const RunningProduct& self) const {
+    ReplaceTextFile(running_, Format(self));
+}
+
+void RunFolder::Withdraw(const RunningProduct& self) const noexcept {
+    std::error_code ignored;
+    for (const std::filesystem::path& path : {running_, stop_}) {
+        if (Names(path, self)) std::filesystem::remove(path, ignored);
+    }
+}
+
+void RunFolder::RequestStop(const RunningProduct& product) const {
+    ReplaceTextFile(stop_, Format(product));
+}
+
+bool RunFolder::StopRequested(const RunningProduct& self) const noexcept {
+    return Names(stop_, self);
+}
+
+}  // namespace reference_product

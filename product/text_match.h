@@ -1,0 +1,22 @@
+#pragma once
+
+// Comparisons of short texts. ASCII letters are alike in both cases; other bytes are compared as
+// they are, so the code page of a text does not matter to a pattern written in ASCII.
+
+#include <string_view>
+
+namespace reference_product {
+
+constexpr char FoldAscii(char letter) noexcept {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+bool EqualsFolded(std::string_view text, std::string_view other) noexcept;
+
+bool ContainsFolded(std::string_view text, std::string_view part) noexcept;
+
+// `*` in the pattern stands for any bytes, none included, `?` for exactly one. The whole text must
+// match.
+bool MatchesWildcard(std::string_view text, std::string_view pattern) noexcept;
+
+}  // namespace reference_product

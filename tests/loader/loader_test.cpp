@@ -1,0 +1,185 @@
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <thread>
+
+#include "common/loader/product_loader.h"
+#include "product/in_process_product.h"
+#include "tests/support/installed_product.h"
+#include "tests/support/recording_tracer.h"
+
+namespace {
+
+using namespace plugins;
+namespace result = vek::result;
+using loader::ProductConnection;
+using product_info::RemoteAddress;
+using vek::result_t;
+
+// What each step of the road to the product answers.
+struct Plan {
+    std::string place = tests::Utf8(std::filesystem::absolute("product_info"));
+    bool library = true, exported = true;
+    result_t factory = 0, object = 0, address = 0, connected = 0;
+    // Whether success gives something.
+    bool gives_factory = true, gives_object = true, gives_locator = true;
+    RemoteAddress where{42, 0, 0, 7};
+    bool raises = false;
+};
+
+// The product of a plan. The library's export has no context: it serves `current`.
+struct Product final : vek::platform::LibraryLoader {
+    explicit Product(Plan wanted) { Install(std::move(wanted)); }
+
+    void Install(Plan wanted) {
+        installed.reset();
+        plan = std::move(wanted);
+        installed.emplace(plan.place);
+        current = this;
+    }
+
+    struct Loaded final : vek::platform::Library {
+        Loaded() { ++current->libraries; }
+        ~Loaded() override { --current->libraries; }
+        vek::platform::DynamicLibrary::Symbol Find(const char* name) const noexcept override {
+            if (!current->plan.exported || std::strcmp(name, "vekGetObjectFactory") != 0)
+                return nullptr;
+            return reinterpret_cast<vek::platform::DynamicLibrary::Symbol>(&GetObjectFactory);
+        }
+        vek::platform::DynamicLibrary::Symbol FindOrdinal(std::uint16_t) const noexcept override {
+            return nullptr;
+        }
+    };
+    std::unique_ptr<vek::platform::Library> Load(std::string_view path) override {
+        return plan.library && path == plan.place ? std::make_unique<Loaded>() : nullptr;
+    }
+
+    struct Info final : vek::ObjectImpl<product_info::IObjectFactory, product_info::IRemoteObject> {
+        ~Info() override { EXPECT_GT(current->libraries, 0); }  // its code is in there
+        result_t CreateObject(const char* name, vek::interface_id_t id,
+                              void** object) noexcept override {
+            if (std::strcmp(name, "ai_loader_remote_object") != 0) return result::kInvalidArgument;
+            if (vek::Failed(current->plan.object) || !current->plan.gives_object)
+                return current->plan.object;
+            return QueryInterface(id, object);
+        }
+        result_t GetAddress(RemoteAddress* address) noexcept override {
+            *address = current->plan.where;
+            return current->plan.address;
+        }
+    };
+    static result_t GetObjectFactory(vek::interface_id_t id, void** factory) {
+        if (vek::Failed(current->plan.factory) || !current->plan.gives_factory)
+            return current->plan.factory;
+        return vek::MakeObject<Info>()->QueryInterface(id, factory);
+    }
+
+    vek::RefPtr<ILoader> MakeLoader() {
+        return vek::MakeObject<loader::ProductLoader>(
+            product_info::LibraryEnvironment{*this, *installed, tracer},
+            [this](const RemoteAddress& address, ProductConnection& connection) {
+                ++connects;
+                EXPECT_EQ(address.local_id, plan.where.local_id);
+                if (plan.raises) throw std::bad_alloc();
+                if (plan.gives_locator)
+                    connection.locator = vek::MakeObject<reference_product::InProcessProduct>(
+                        vek::RefPtr<mail_processing::IMailScanner>());
+                connection.is_alive = [this] { return alive.load(); };
+                return plan.connected;
+            });
+    }
+
+    static inline Product* current;
+    Plan plan;
+    std::optional<tests::InstalledAt> installed;
+    std::shared_ptr<tests::RecordingTracer> tracer = std::make_shared<tests::RecordingTracer>();
+    std::atomic<int> libraries{0}, connects{0};
+    std::atomic<bool> alive{true};
+};
+
+std::pair<result_t, vek::RefPtr<IServiceLocator>> Ask(ILoader& loader) {
+    vek::RefPtr<IServiceLocator> locator;
+    const result_t code = loader.GetInterface(0x68E33FCA, locator.put_void());
+    EXPECT_EQ(vek::Succeeded(code), static_cast<bool>(locator));
+    return {code, locator};
+}
+
+TEST(ProductLoader, NamesEachFailureAndConnectsOnceItIsMended) {
+    const struct {
+        void (*spoil)(Plan&);
+        result_t expected;
+    } kCases[] = {
+        {[](Plan& plan) { plan.place = ""; }, result::kNotFound},
+        {[](Plan& plan) { plan.place = "product_info"; }, result::kInvalidArgument},
+        {[](Plan& plan) { plan.library = false; }, 0x80010112},
+        {[](Plan& plan) { plan.exported = false; }, 0x80010107},
+        {[](Plan& plan) { plan.factory = result::kInterfaceNotSupported; },
+         result::kInvalidVersion},
+        {[](Plan& plan) { plan.factory = result::kAccessDenied; }, result::kAccessDenied},
+        {[](Plan& plan) { plan.gives_factory = false; }, result::kUnexpected},
+        {[](Plan& plan) { plan.object = result::kMethodNotFound; }, result::kMethodNotFound},
+        {[](Plan& plan) { plan.gives_object = false; }, result::kUnexpected},
+        {[](Plan& plan) { plan.address = 0x80000063; }, 0x80000063},
+        {[](Plan& plan) { plan.where.local_id = 0; }, result::kUnexpected},
+        {[](Plan& plan) { plan.connected = result::kRemoteCallFailed; }, result::kRemoteCallFailed},
+        {[](Plan& plan) { plan.gives_locator = false; }, result::kUnexpected},
+        {[](Plan& plan) { plan.raises = true; }, result::kOutOfMemory},
+    };
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(&row - kCases);
+        Plan plan;
+        row.spoil(plan);
+        Product product(plan);
+        {
+            const auto loader = product.MakeLoader();
+            for (std::size_t attempt = 1; attempt <= 2; ++attempt) {
+                EXPECT_EQ(Ask(*loader).first, row.expected);
+                EXPECT_EQ(product.tracer->Count("500 Product is not reached: "), attempt);
+            }
+            EXPECT_EQ(product.libraries, 0);
+            product.Install({});
+            EXPECT_EQ(Ask(*loader).first, result::kOk);
+        }
+        EXPECT_EQ(product.libraries, 0);
+    }
+}
+
+TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
+    Product product({});
+    const auto loader = product.MakeLoader();
+    void* object = &product;
+    EXPECT_EQ(loader->GetInterface(0x492B374D, &object), result::kNotFound);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(product.connects, 0);
+
+    const auto first = Ask(*loader).second;
+    EXPECT_EQ(product.libraries, 0);           // a product can be replaced while it is used
+    product.plan.address = result::kNotReady;  // not asked while the connection is alive
+    EXPECT_EQ(Ask(*loader).second, first);
+    EXPECT_EQ(product.connects, 1);
+
+    product.alive = false;
+    EXPECT_EQ(Ask(*loader).first, result::kNotReady);
+    product.plan.address = result::kOk;
+    product.alive = true;
+    EXPECT_NE(Ask(*loader).second, first);
+    EXPECT_EQ(product.connects, 2);
+}
+
+TEST(ProductLoader, GivesAllThreadsTheSameConnection) {
+    Product product({});
+    const auto loader = product.MakeLoader();
+    vek::RefPtr<IServiceLocator> locators[4];
+    std::vector<std::thread> threads;
+    for (auto& locator : locators)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50; ++round) locator = Ask(*loader).second;
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_THAT(locators, testing::Each(locators[0]));
+}
+
+}  // namespace

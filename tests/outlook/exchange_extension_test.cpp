@@ -1,0 +1,101 @@
+#include "outlook/ExchClientExt.h"
+
+#include "tests/outlook/addin_fixture.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+using ExchangeExtensionTest = AddinFixture;
+
+TEST_F(ExchangeExtensionTest, StaysInSessionsAndWindowsOfItsBuildAlone) {
+    const std::string install = "700 plugins::mail_processing::CExchClientExt::Install";
+    struct {
+        ULONG context, version;
+        HRESULT result;
+        std::string name, reason;
+    } const table[] = {
+        {1, 0x000D0000, S_OK, "EECONTEXT_SESSION", ""},
+        {2, 0x000DFFFF, S_FALSE, "EECONTEXT_VIEWER", " not installed. eecontext: 2"},
+        {6, 0x000D0000, S_OK, "EECONTEXT_SENDNOTEMESSAGE", ""},
+        {12, 0x000D0001, S_OK, "EECONTEXT_PROPERTYSHEETS", ""},
+        {13, 0x000D0000, S_FALSE, "EECONTEXT_ADVANCEDCRITERIA", " not installed. eecontext: 13"},
+        {15, 0x000D0000, S_FALSE, "UNKNOWN", " not installed. eecontext: 15"},
+        {1, 0x000E0000, S_FALSE, "EECONTEXT_SESSION", " not installed. version: 0x000e0000"}};
+    const auto callback = Callback(NewItem());
+    const auto extension = vek::MakeObject<CExchClientExt>(tracer_);
+    for (const auto& row : table) {
+        callback->version = row.version;
+        const std::size_t first = tracer_->lines().size();
+        EXPECT_EQ(extension->Install(callback.get(), row.context, 0), row.result);
+        std::vector<std::string> expected = {install + " context: " + row.name};
+        if (!row.reason.empty()) expected.push_back(install + row.reason);
+        auto lines = tracer_->lines();
+        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(first));
+        EXPECT_EQ(lines, expected);
+    }
+    callback->result = E_ACCESSDENIED;
+    EXPECT_EQ(extension->Install(callback.get(), 1, 0), E_ACCESSDENIED);
+    EXPECT_EQ(tracer_->Count("300 HResultCodeException - HRESULT=0x80070005"), 1u);
+
+    vek::RefPtr<IUnknown> found;
+    for (const IID* id : {&mapi::iid::kUnknown, &mapi::iid::kExchExt,
+                          &mapi::iid::kExchExtSessionEvents, &mapi::iid::kExchExtMessageEvents})
+        EXPECT_EQ(extension->QueryInterface(*id, found.put_void()), S_OK);
+    EXPECT_EQ(static_cast<mapi::IExchExtMessageEvents*>(found.get())->OnSubmit(nullptr), S_FALSE);
+}
+
+struct Subscriber final : ExchangeEvents {
+    void OnDelivery(mapi::IExchExtCallback*) noexcept override { ++told, act(); }
+    void OnRead(mapi::IExchExtCallback*) noexcept override { ++told, act(); }
+    int told = 0;
+    std::function<void()> act = [] {};
+    EventConnectionPtr connection;
+};
+
+TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
+    auto extension = vek::MakeObject<CExchClientExt>(tracer_);
+    auto* const client = extension.get();
+    ExchangeEventSourcePtr source = CExchClientExt::EventsOf(std::move(extension));
+    Subscriber first, second, third, late;
+    for (Subscriber* one : {&first, &second, &third})
+        ASSERT_EQ(source->Advise(*one, one->connection), S_OK);
+    first.act = [&] {
+        first.connection.reset();
+        second.connection->Unadvise();
+        EXPECT_EQ(source->Advise(late, late.connection), S_OK);
+        EXPECT_EQ(client->OnRead(nullptr), S_FALSE);
+    };
+    const auto callback = Callback(NewItem());
+    EXPECT_EQ(client->OnDelivery(callback.get()), S_FALSE);
+    third.act = [&] { source.reset(); };
+    client->OnRead(callback.get());
+    EXPECT_EQ(first.told, 1);
+    EXPECT_EQ(second.told, 0);
+    EXPECT_EQ(third.told, 3);
+    EXPECT_EQ(late.told, 2) << "of what came after it subscribed";
+}
+
+TEST_F(ExchangeExtensionTest, TheAddinChecksWhatIsShownAndQueuesWhatIsDelivered) {
+    Connect();
+    const FakeItemPtr item = NewItem();
+    const auto callback = Callback(item);
+    outlook_->exchange_events->OnRead(callback.get());
+    outlook_->exchange_events->OnRead(callback.get());
+    Read(item);
+    EXPECT_EQ(incoming_, 1);
+    const std::string id = vek::ToUtf8(item->entry_id);
+    EXPECT_EQ(tracer_->Count("OnRead: message '" + id + "' was recently checked on read, skipping"),
+              1u);
+    EXPECT_EQ(tracer_->Count("MailItem " + id + " was recently checked on read, skipping"), 1u);
+    outlook_->exchange_events->OnDelivery(callback.get());
+    EXPECT_EQ(Queued(), 1u);
+
+    Settings(false, false, true);
+    outlook_->exchange_events->OnRead(callback.get());
+    outlook_->exchange_events->OnDelivery(callback.get());
+    EXPECT_EQ(tracer_->Count("700 No need to check on read"), 1u);
+    EXPECT_EQ(tracer_->Count("700 OnDelivery no need to check"), 1u);
+}
+
+}  // namespace
+}  // namespace plugins::mail_processing
