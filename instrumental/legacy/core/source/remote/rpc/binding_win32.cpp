@@ -7,8 +7,6 @@ namespace {
 
 constexpr std::string_view kLocalPrefix = "VLRemote:";
 
-RPC_CSTR ToRpc(std::string& text) noexcept { return reinterpret_cast<RPC_CSTR>(text.data()); }
-
 template <class Number>
 bool ReadNumber(std::string_view text, Number& number) noexcept {
     const auto read = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -9,6 +9,11 @@
 
 namespace remote {
 
+// A view of the text as the runtime takes it, which does not write to it.
+inline RPC_CSTR ToRpc(std::string& text) noexcept {
+    return reinterpret_cast<RPC_CSTR>(text.data());
+}
+
 // An endpoint as a text for the peer: the protocol sequence, ":" and the name.
 std::string TextOf(const Endpoint& endpoint);
 

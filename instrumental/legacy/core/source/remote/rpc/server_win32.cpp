@@ -25,8 +25,6 @@ constexpr std::chrono::seconds kServingTimeout{2};
 // No connection has it.
 constexpr std::uint64_t kNoToken = 0;
 
-RPC_CSTR ToRpc(std::string& text) noexcept { return reinterpret_cast<RPC_CSTR>(text.data()); }
-
 // Asked for each client: none is of another machine, whatever the protocol.
 RPC_STATUS RPC_ENTRY CheckClient(RPC_IF_HANDLE, void* binding) {
     unsigned local = FALSE;

@@ -14,7 +14,7 @@ constinit Member g_creation_time{L"CreationTime"};
 constinit Member g_message_class{L"MessageClass"};
 constinit Member g_class{L"Class"};
 constinit Member g_save{L"Save"};
-constinit Member g_mapi_object{L"MAPIOBJECT"};
+constinit Member g_item_mapi_object{L"MAPIOBJECT"};
 
 }  // namespace
 
@@ -63,7 +63,7 @@ HRESULT AutomationMailItem::Save() noexcept {
 
 HRESULT AutomationMailItem::GetMessage(vek::RefPtr<IMessage>& message) noexcept {
     return AtBorder([&] {
-        message = Query<IMessage>(object_.Get(g_mapi_object).Unknown().get(), mapi::iid::kMessage);
+        message = Query<IMessage>(object_.Get(g_item_mapi_object).Unknown().get(), mapi::iid::kMessage);
     });
 }
 
