@@ -9,7 +9,7 @@ namespace reference_product {
 namespace {
 
 // An enumerator that fails goes on with the next attachment; one that does nothing else is broken.
-constexpr int kMostFailuresInARow = 64;
+constexpr int kMaxFailuresInARow = 64;
 
 // The address of "name" <type:address>, empty when the text is of another form.
 std::string_view AddressOf(std::string_view line) {
@@ -106,7 +106,7 @@ void FactsGatherer::GatherAttachments(IMailMessage& message, MessageFacts& facts
         return;
     }
     int failures = 0;
-    for (std::size_t number = 1; failures < kMostFailuresInARow; ++number) {
+    for (std::size_t number = 1; failures < kMaxFailuresInARow; ++number) {
         vek::RefPtr<IPropertyProvider> provider;
         bool found = false;
         const vek::result_t code = attachments->Next(provider.put(), found);

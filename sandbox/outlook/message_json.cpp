@@ -56,13 +56,13 @@ ULONG ParseTag(const std::string& key, const Place& place) {
 template <class Integer>
 Integer ParseInteger(const json& value, const Place& place) {
     constexpr auto kLeast = std::numeric_limits<Integer>::min();
-    constexpr auto kMost = std::numeric_limits<Integer>::max();
+    constexpr auto kMax = std::numeric_limits<Integer>::max();
     if (value.is_number_unsigned()) {
         const auto number = value.get<std::uint64_t>();
-        if (number <= static_cast<std::uint64_t>(kMost)) return static_cast<Integer>(number);
+        if (number <= static_cast<std::uint64_t>(kMax)) return static_cast<Integer>(number);
     } else if (value.is_number_integer()) {
         const auto number = value.get<std::int64_t>();
-        if (number >= kLeast && number <= kMost) return static_cast<Integer>(number);
+        if (number >= kLeast && number <= kMax) return static_cast<Integer>(number);
     }
     place.Fail("an integer of the property's range is expected");
 }

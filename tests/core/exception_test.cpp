@@ -15,10 +15,10 @@ namespace {
 
 using plugins::helpers::HResultCodeException;
 using tests::AllocationProbe;
-using vek::SourcePlace;
+using vek::SourceLocation;
 using vek::wide_string_t;
 
-constexpr SourcePlace kPlace{"vek/some/file.cpp", 4294967295u};
+constexpr SourceLocation kPlace{"vek/some/file.cpp", 4294967295u};
 
 struct Detail : vek::ExceptionDetail {
     explicit Detail(int v) : value(v) {}
@@ -57,7 +57,7 @@ template <class T>
 void ExpectPlainTravels(const char* name) {
     T original(kPlace, wide_string_t(u"message"), std::make_unique<Detail>(5));
     ExpectTravels(original, name);
-    T assigned(SourcePlace::Here());
+    T assigned(SourceLocation::Here());
     ExpectSame(assigned = original, original);
 }
 
@@ -149,7 +149,7 @@ TEST(CurrentException, BecomesAFailureAndAText) {
         vek::result_t result;
         std::string text;
     };
-    const SourcePlace at{"f", 1};
+    const SourceLocation at{"f", 1};
     const Case cases[] = {
         {std::make_exception_ptr(vek::CheckResultFailedException(at, result::kNotFound)),
          result::kNotFound, "CheckResultFailedException - Not found. At f(1) "},

@@ -11,7 +11,7 @@ namespace {
 using plugins::helpers::HResultCodeException;
 using vek::platform::SetErrorDescription;
 
-constexpr vek::SourcePlace kRaisedAt{"f", 1};
+constexpr vek::SourceLocation kRaisedAt{"f", 1};
 
 TEST(HResultCodeException, DescribesItselfWithTheThreadsErrorInformation) {
     const HResultCodeException plain("f", 1, 0x4F);

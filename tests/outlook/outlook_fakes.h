@@ -155,7 +155,7 @@ struct FakeCursor final : Faked, Cursor {
 
 // What a client hands to its extensions.
 struct FakeCallback final
-    : mapi::ComObject<mapi::Offer<mapi::IExchExtCallback, mapi::iid::kExchExtCallback>> {
+    : mapi::ComObject<mapi::ComInterface<mapi::IExchExtCallback, mapi::iid::kExchExtCallback>> {
     explicit FakeCallback(std::function<vek::RefPtr<IMessage>()> o) : open(std::move(o)) {}
     HRESULT STDMETHODCALLTYPE GetVersion(ULONG* out, ULONG flags) override {
         *out = flags == mapi::exch_version::kBuild ? version : 0;

@@ -8,7 +8,7 @@ namespace {
 
 // Raises only for want of memory.
 wide_string_t BuildDisplayText(const Exception& exception) {
-    const SourcePlace& place = exception.place();
+    const SourceLocation& place = exception.place();
     wide_string_t text(ToUtf16(exception.what()));
     text.append(u" - ").append(exception.Description().view());
     text.append(u". At ").append(ToUtf16(place.file));
@@ -18,7 +18,7 @@ wide_string_t BuildDisplayText(const Exception& exception) {
 
 }  // namespace
 
-Exception::Exception(SourcePlace place, wide_string_t message,
+Exception::Exception(SourceLocation place, wide_string_t message,
                      std::unique_ptr<ExceptionDetail> detail) noexcept
     : place_(place), message_(std::move(message)), detail_(std::move(detail)) {}
 

@@ -13,7 +13,7 @@
 
 #include "vek/core/basic_string.h"
 #include "vek/core/result.h"
-#include "vek/core/source_place.h"
+#include "vek/core/source_location.h"
 
 namespace vek {
 
@@ -30,7 +30,7 @@ class Exception : public std::exception {
 public:
     static constexpr const char* kClassName = "Exception";
 
-    explicit Exception(SourcePlace place, wide_string_t message = {},
+    explicit Exception(SourceLocation place, wide_string_t message = {},
                        std::unique_ptr<ExceptionDetail> detail = nullptr) noexcept;
     Exception(const Exception& other);
     Exception& operator=(const Exception& other);
@@ -47,12 +47,12 @@ public:
     virtual std::unique_ptr<Exception> Clone() const { return std::make_unique<Exception>(*this); }
     [[noreturn]] virtual void Rethrow() const { throw *this; }
 
-    const SourcePlace& place() const noexcept { return place_; }
+    const SourceLocation& place() const noexcept { return place_; }
     const wide_string_t& message() const noexcept { return message_; }
     const ExceptionDetail* detail() const noexcept { return detail_.get(); }
 
 private:
-    SourcePlace place_;
+    SourceLocation place_;
     std::uint32_t reserved_ = 0;
     wide_string_t message_;
     std::unique_ptr<ExceptionDetail> detail_;
@@ -86,7 +86,7 @@ class ResultCodeException : public ExceptionBase<ResultCodeException, Exception>
 public:
     static constexpr const char* kClassName = "ResultCodeException";
 
-    ResultCodeException(SourcePlace place, result_t code, wide_string_t message = {}) noexcept
+    ResultCodeException(SourceLocation place, result_t code, wide_string_t message = {}) noexcept
         : ExceptionBase(place, std::move(message)), code_(code) {}
 
     // The text of the result code.

@@ -2,8 +2,8 @@
 
 namespace vek {
 
-void ThrowResult(result_t code, SourcePlace place) { throw ResultCodeException(place, code); }
+void ThrowResult(result_t code, SourceLocation place) { throw ResultCodeException(place, code); }
 
-void ThrowBadQueryInterface(SourcePlace place) { throw BadQueryInterfaceException(place); }
+void ThrowBadQueryInterface(SourceLocation place) { throw BadQueryInterfaceException(place); }
 
 }  // namespace vek

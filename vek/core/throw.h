@@ -6,18 +6,18 @@
 
 namespace vek {
 
-[[noreturn]] void ThrowResult(result_t code, SourcePlace place = SourcePlace::Here());
+[[noreturn]] void ThrowResult(result_t code, SourceLocation place = SourceLocation::Here());
 
-[[noreturn]] void ThrowBadQueryInterface(SourcePlace place = SourcePlace::Here());
+[[noreturn]] void ThrowBadQueryInterface(SourceLocation place = SourceLocation::Here());
 
 // Raises CheckFailedException unless `condition` holds.
-inline void Check(bool condition, SourcePlace place = SourcePlace::Here()) {
+inline void Check(bool condition, SourceLocation place = SourceLocation::Here()) {
     if (!condition) [[unlikely]]
         throw CheckFailedException(place);
 }
 
 // Raises CheckResultFailedException with `code` when it is a failure.
-inline void CheckResult(result_t code, SourcePlace place = SourcePlace::Here()) {
+inline void CheckResult(result_t code, SourceLocation place = SourceLocation::Here()) {
     if (Failed(code)) [[unlikely]]
         throw CheckResultFailedException(place, code);
 }

@@ -22,7 +22,7 @@ constexpr std::int64_t kTicksPerMinute = 600'000'000;
 }  // namespace
 
 CalendarTime ToCalendar(filetime_t time) {
-    if (time >= kEndTicks) throw datetime::TimeSystemError(SourcePlace::Here());
+    if (time >= kEndTicks) throw datetime::TimeSystemError(SourceLocation::Here());
 
     const ticks_t since{static_cast<std::int64_t>(time)};
     const auto days = std::chrono::floor<std::chrono::days>(since);

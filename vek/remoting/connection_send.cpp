@@ -170,7 +170,7 @@ Reply::~Reply() {
 }
 
 result_t Connection::ReleaseStubs(const ReleasedList& released) noexcept {
-    if (released.size() > StubRegistry::kMostStubs) return result::kInvalidSize;
+    if (released.size() > StubRegistry::kMaxStubs) return result::kInvalidSize;
     std::size_t unknown = 0;
     released.ForEach([&](stub_handle_t handle) {
         if (!registry_->ReleaseStub(handle)) ++unknown;

@@ -14,10 +14,10 @@ namespace vek::remoting {
 
 class NullFlags {
 public:
-    static constexpr std::size_t kMost = 32;
+    static constexpr std::size_t kMax = 32;
 
     void Add(bool is_null) {
-        Check(count_ < kMost);
+        Check(count_ < kMax);
         flags_[count_++] = is_null;
     }
     std::size_t count() const noexcept { return count_; }
@@ -35,7 +35,7 @@ public:
     // many, or with a bit beyond them.
     result_t TakeFromEnd(serialization::bytes_t& data, std::size_t expected) noexcept {
         const std::size_t size = 1 + (expected + 7) / 8;
-        if (expected > kMost || data.size() < size) return result::kInvalidArgument;
+        if (expected > kMax || data.size() < size) return result::kInvalidArgument;
         serialization::Reader reader(data.last(size));
         if (reader.Read<std::uint8_t>() != expected) return result::kInvalidArgument;
         std::uint64_t bits = 0;
@@ -50,7 +50,7 @@ public:
     }
 
 private:
-    std::bitset<kMost> flags_;
+    std::bitset<kMax> flags_;
     std::size_t count_ = 0;
 };
 

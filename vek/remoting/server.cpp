@@ -27,7 +27,7 @@ struct Server::State : std::enable_shared_from_this<State> {
         connection->Attach(std::move(transport));
         {
             const std::lock_guard guard(lock);
-            if (stopped || connections.size() >= kMostConnections) return nullptr;
+            if (stopped || connections.size() >= kMaxConnections) return nullptr;
             connections.emplace(number, connection);
         }
         Tell([&] {

@@ -25,7 +25,7 @@ struct ServerConfig {
 class Server {
 public:
     // Peers beyond this are refused.
-    static constexpr std::size_t kMostConnections = 64;
+    static constexpr std::size_t kMaxConnections = 64;
 
     // The codes are those of remote::Listen.
     static result_t Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept;

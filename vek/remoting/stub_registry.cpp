@@ -74,7 +74,7 @@ result_t StubRegistry::DoCreateStub(interface_id_t id, IObject* object, stub_han
 
     const std::lock_guard guard(lock_);
     if (closed_) return result::kRemoteCallFailed;
-    if (stubs_.size() >= kMostStubs) return result::kInsufficientResources;
+    if (stubs_.size() >= kMaxStubs) return result::kInsufficientResources;
     if (!stubs_.try_emplace(made | kStubFlag, std::move(stub)).second) {
         trace::Write(tracer_, trace::level::kError,
                      "VEK remoting: Handle collision in StubRegistry(0x", Address(this),

@@ -26,7 +26,7 @@ struct Stub {
 class StubRegistry {
 public:
     // A peer that makes this end keep more stubs than this is refused the next one.
-    static constexpr std::size_t kMostStubs = 65536;
+    static constexpr std::size_t kMaxStubs = 65536;
 
     StubRegistry(std::shared_ptr<const ProxyStubFactories> factories,
                  std::unique_ptr<SequenceGenerator> generator, trace::TracerPtr tracer);

@@ -14,9 +14,9 @@ namespace {
 namespace mail_processing = plugins::mail_processing;
 
 // More than these make no difference that a shorter chain has not shown.
-constexpr int kMostChecks = 6;
+constexpr int kMaxChecks = 6;
 // Of what one depth can reach: rules that make more of one message are not followed further.
-constexpr std::size_t kMostStates = 16;
+constexpr std::size_t kMaxStates = 16;
 
 void Add(const outlook::PropertyBag& properties, const std::string& place, Content& content) {
     for (const auto& [property, value] : properties) {
@@ -102,7 +102,7 @@ void DamageFinder::Extend(Reachable& reachable) {
                 if (std::ranges::find(values, value) == values.end()) values.push_back(value);
             }
             seen.push_back(std::move(content));
-            if (next.size() < kMostStates) next.push_back(std::move(checked));
+            if (next.size() < kMaxStates) next.push_back(std::move(checked));
         }
     }
     reachable.after.push_back(std::move(next));
@@ -116,7 +116,7 @@ std::vector<std::string> DamageFinder::Find(const std::string& name,
         reachable.after.push_back({original});
         for (auto& [place, value] : ContentOf(original)) reachable.allowed[place] = {value};
     }
-    const auto depth = static_cast<std::size_t>(std::min(checks, kMostChecks));
+    const auto depth = static_cast<std::size_t>(std::min(checks, kMaxChecks));
     while (reachable.after.size() <= depth) Extend(reachable);
 
     const Content content = ContentOf(now);

@@ -79,8 +79,8 @@ Milliseconds TakeTime(Words& words) {
 std::uint32_t TakeCount(Words& words, std::string_view what) {
     const std::string_view word = words.Take(what);
     const auto number = ToNumber<std::uint32_t>(word);
-    constexpr std::uint32_t kMost = 100'000;
-    if (!number || *number == 0 || *number > kMost)
+    constexpr std::uint32_t kMax = 100'000;
+    if (!number || *number == 0 || *number > kMax)
         Refuse(std::string(what) + " is from 1 to 100000, not " + Quoted(word));
     return *number;
 }

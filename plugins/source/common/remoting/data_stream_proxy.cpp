@@ -89,7 +89,7 @@ result_t DataStreamProxy::Read(std::span<std::byte> buffer, std::uint32_t& read)
         const result_t code =
             rest.size() < next_ahead_ ? ReadAhead(rest, got) : ReadThrough(rest, got);
         if (Failed(code)) return code;
-        next_ahead_ = std::min(2 * std::max(next_ahead_, rest.size()), kMostAhead);
+        next_ahead_ = std::min(2 * std::max(next_ahead_, rest.size()), kMaxAhead);
     }
     read = static_cast<std::uint32_t>(had + got);
     return result::kOk;
@@ -100,7 +100,7 @@ result_t DataStreamProxy::Write(std::span<const std::byte> bytes, std::uint32_t&
     result_t code = GoBack();
     std::size_t done = 0;
     while (!Failed(code)) {
-        const auto piece = bytes.subspan(done, std::min(bytes.size() - done, kMostWritten));
+        const auto piece = bytes.subspan(done, std::min(bytes.size() - done, kMaxWritten));
         std::uint32_t got = 0;
         code = Remote::Write(piece, got);
         if (Failed(code)) break;

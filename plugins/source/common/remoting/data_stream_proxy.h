@@ -17,10 +17,10 @@ public:
     using SeekOrigin = plugins::mail_processing::SeekOrigin;
 
     static constexpr std::size_t kFirstAhead = std::size_t{16} << 10;
-    static constexpr std::size_t kMostAhead = vek::remoting::kMaxOutBytes;
+    static constexpr std::size_t kMaxAhead = vek::remoting::kMaxOutBytes;
 
     // A long write goes in pieces of this size.
-    static constexpr std::size_t kMostWritten = std::size_t{4} << 20;
+    static constexpr std::size_t kMaxWritten = std::size_t{4} << 20;
 
     explicit DataStreamProxy(std::shared_ptr<vek::remoting::RemoteObject> object) noexcept;
 

@@ -26,9 +26,11 @@ vek::wide_string_t HResultCodeException::Description() const {
     return text;
 }
 
-void ThrowHResult(hresult_t hr, vek::SourcePlace place) { throw HResultCodeException(place, hr); }
+void ThrowHResult(hresult_t hr, vek::SourceLocation place) {
+    throw HResultCodeException(place, hr);
+}
 
-void ThrowLastError(vek::SourcePlace place) {
+void ThrowLastError(vek::SourceLocation place) {
     const auto error = vek::platform::LastError();
     const bool known = error != vek::platform::system_error::kNone;
     ThrowHResult(known ? HResultFromWin32(error) : static_cast<hresult_t>(kUnspecifiedFailure),

@@ -22,11 +22,11 @@ class HResultCodeException : public vek::ExceptionBase<HResultCodeException, vek
 public:
     static constexpr const char* kClassName = "HResultCodeException";
 
-    HResultCodeException(vek::SourcePlace place, hresult_t hr,
+    HResultCodeException(vek::SourceLocation place, hresult_t hr,
                          vek::wide_string_t message = {}) noexcept
         : ExceptionBase(place, std::move(message)), hr_(hr) {}
     HResultCodeException(const char* file, std::uint32_t line, hresult_t hr) noexcept
-        : HResultCodeException(vek::SourcePlace{file, line}, hr) {}
+        : HResultCodeException(vek::SourceLocation{file, line}, hr) {}
 
     // The message, the HRESULT and the description in the calling thread's error information,
     // which is taken: a second call is without it.
@@ -48,14 +48,15 @@ constexpr hresult_t HResultFromWin32(vek::platform::system_error_t error) noexce
     return static_cast<hresult_t>(kFailure | kFacilityWin32 | (error & 0xFFFFu));
 }
 
-[[noreturn]] void ThrowHResult(hresult_t hr, vek::SourcePlace place = vek::SourcePlace::Here());
+[[noreturn]] void ThrowHResult(hresult_t hr,
+                               vek::SourceLocation place = vek::SourceLocation::Here());
 
 // Raises with the calling thread's last system error; with E_FAIL when there is none, for a
 // caller that has seen a failure must never report success.
-[[noreturn]] void ThrowLastError(vek::SourcePlace place = vek::SourcePlace::Here());
+[[noreturn]] void ThrowLastError(vek::SourceLocation place = vek::SourceLocation::Here());
 
 // Raises when `hr` is a failure. Success codes other than S_OK pass.
-inline void CheckHResult(hresult_t hr, vek::SourcePlace place = vek::SourcePlace::Here()) {
+inline void CheckHResult(hresult_t hr, vek::SourceLocation place = vek::SourceLocation::Here()) {
     if (hr < 0) [[unlikely]]
         ThrowHResult(hr, place);
 }
@@ -64,7 +65,7 @@ inline void CheckHResult(hresult_t hr, vek::SourcePlace place = vek::SourcePlace
 // gives none raises vek::ResultCodeException kUnexpected.
 template <class Pointer>
 void CheckGiven(hresult_t hr, const Pointer& object,
-                vek::SourcePlace place = vek::SourcePlace::Here()) {
+                vek::SourceLocation place = vek::SourceLocation::Here()) {
     CheckHResult(hr, place);
     if (!object) [[unlikely]]
         vek::ThrowResult(vek::result::kUnexpected, place);

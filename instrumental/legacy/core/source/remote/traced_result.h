@@ -3,14 +3,14 @@
 #include <string_view>
 
 #include "vek/core/result.h"
-#include "vek/core/source_place.h"
+#include "vek/core/source_location.h"
 #include "vek/trace/tracer.h"
 
 namespace remote {
 
 // Writes "file(line): statement, result = 0x80000044" at level kError.
 void TraceFailedStatement(const vek::trace::TracerPtr& tracer, std::string_view statement,
-                          vek::result_t result, vek::SourcePlace place) noexcept;
+                          vek::result_t result, vek::SourceLocation place) noexcept;
 
 }  // namespace remote
 
@@ -20,7 +20,7 @@ void TraceFailedStatement(const vek::trace::TracerPtr& tracer, std::string_view 
     do {                                                                                         \
         if (const vek::result_t statement_result = (statement); vek::Failed(statement_result)) { \
             ::remote::TraceFailedStatement((tracer), #statement, statement_result,               \
-                                           vek::SourcePlace::Here());                            \
+                                           vek::SourceLocation::Here());                         \
             return statement_result;                                                             \
         }                                                                                        \
     } while (false)

@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <utility>
 
-#include "remote/counted.h"
 #include "remote/packet/handle_transfer_win32.h"
 #include "remote/rpc/connection_win32.h"
+#include "remote/scoped_count.h"
 #include "rpc_transport.h"
 #include "vek/trace/line.h"
 
@@ -134,7 +134,7 @@ vek::result_t RpcConnection::Exchange(const PacketBuffer& request, PacketBuffer&
 vek::result_t RpcConnection::Serve(std::uint32_t depth, bytes_t packet,
                                    std::span<std::byte>& reply) noexcept {
     AwaitOpening();
-    const Counted served(served_);
+    const ScopedCount served(served_);
     if (served.value() > kMaxServedRequests || depth >= kMaxDepth) {
         trace::Write(tracer_, trace::level::kRemoting, "rmt\tRequest of process ",
                      peer_process_id(), " is refused: it has too many");

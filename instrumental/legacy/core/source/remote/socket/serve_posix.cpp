@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "remote/counted.h"
+#include "remote/scoped_count.h"
 #include "remote/socket/address_posix.h"
 #include "remote/socket/connection_posix.h"
 #include "remote/socket/packet_posix.h"
@@ -110,7 +110,7 @@ bool SocketConnection::ServeRequest(SocketLane& lane, Frame& frame) noexcept {
 }
 
 vek::result_t SocketConnection::HandleRequest(Frame& frame, ReplySender& reply) noexcept {
-    const Counted served(served_);
+    const ScopedCount served(served_);
     if (served.value() > kMaxServedRequests || Serving::Depth() > kMaxNesting) {
         trace::Write(tracer_, trace::level::kRemoting, "rmt\tRequest of process ", peer_process_id_,
                      " is refused: it has too many");

@@ -63,7 +63,8 @@ HRESULT AutomationMailItem::Save() noexcept {
 
 HRESULT AutomationMailItem::GetMessage(vek::RefPtr<IMessage>& message) noexcept {
     return AtBorder([&] {
-        message = Query<IMessage>(object_.Get(g_item_mapi_object).Unknown().get(), mapi::iid::kMessage);
+        message =
+            Query<IMessage>(object_.Get(g_item_mapi_object).Unknown().get(), mapi::iid::kMessage);
     });
 }
 

@@ -8,7 +8,7 @@ namespace plugins::mapi {
 
 // An interface and the id that it is asked for with.
 template <class Type, const IID& kInterfaceId>
-struct Offer {
+struct ComInterface {
     using Interface = Type;
     static constexpr const IID& kId = kInterfaceId;
 };

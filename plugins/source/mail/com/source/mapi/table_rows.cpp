@@ -26,7 +26,7 @@ private:
 }  // namespace
 
 void QueryAllRows(const MapiFunctions& functions, IMAPITable& table, std::span<const ULONG> columns,
-                  RowSet& rows, vek::SourcePlace place) {
+                  RowSet& rows, vek::SourceLocation place) {
     TagArray tags(columns);
     helpers::CheckHResult(
         functions.query_all_rows(&table, tags.get(), nullptr, nullptr, 0, rows.put()), place);

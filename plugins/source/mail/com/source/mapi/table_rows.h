@@ -6,7 +6,7 @@
 
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
-#include "vek/core/source_place.h"
+#include "vek/core/source_location.h"
 
 namespace plugins::mapi {
 
@@ -40,7 +40,7 @@ private:
 
 // Reads every row of `table` with these columns. Raises helpers::HResultCodeException.
 void QueryAllRows(const MapiFunctions& functions, IMAPITable& table, std::span<const ULONG> columns,
-                  RowSet& rows, vek::SourcePlace place = vek::SourcePlace::Here());
+                  RowSet& rows, vek::SourceLocation place = vek::SourceLocation::Here());
 
 // The value of column `index` of `row`, or null when the row has no value of `tag` there: another
 // tag, an error in its place, or fewer columns.

@@ -14,7 +14,7 @@
 namespace plugins::mail_processing {
 namespace {
 
-void SeekToStart(IMAPITable& table, vek::SourcePlace place = vek::SourcePlace::Here()) {
+void SeekToStart(IMAPITable& table, vek::SourceLocation place = vek::SourceLocation::Here()) {
     helpers::CheckHResult(table.SeekRow(BOOKMARK_BEGINNING, 0, nullptr), place);
 }
 

@@ -10,7 +10,7 @@ namespace plugins::mail_processing {
 // code.
 template <class Interface>
 vek::RefPtr<Interface> QueryFor(vek::IObject& object,
-                                vek::SourcePlace place = vek::SourcePlace::Here()) {
+                                vek::SourceLocation place = vek::SourceLocation::Here()) {
     void* found = nullptr;
     const vek::result_t result = object.QueryInterface(Interface::kInterfaceId, &found);
     if (vek::Failed(result)) vek::ThrowResult(result, place);

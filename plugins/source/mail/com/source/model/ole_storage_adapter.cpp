@@ -13,7 +13,7 @@ namespace {
 namespace trace = vek::trace;
 using trace::level::kDetail;
 
-std::uint64_t Size(ILockBytes& bytes, vek::SourcePlace place = vek::SourcePlace::Here()) {
+std::uint64_t Size(ILockBytes& bytes, vek::SourceLocation place = vek::SourceLocation::Here()) {
     STATSTG facts{};
     helpers::CheckHResult(bytes.Stat(&facts, STATFLAG_NONAME), place);
     return facts.cbSize.QuadPart;

@@ -17,8 +17,8 @@ using trace::level::kDetail;
 // What the interface's 32-bit counts reach; a longer buffer is served in part.
 template <class Byte>
 std::span<Byte> Countable(std::span<Byte> bytes) noexcept {
-    constexpr std::size_t kMost = std::numeric_limits<std::uint32_t>::max();
-    return bytes.first(std::min(bytes.size(), kMost));
+    constexpr std::size_t kMax = std::numeric_limits<std::uint32_t>::max();
+    return bytes.first(std::min(bytes.size(), kMax));
 }
 
 }  // namespace

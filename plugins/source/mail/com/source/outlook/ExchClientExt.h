@@ -14,9 +14,9 @@ namespace plugins::mail_processing {
 // itself. On Outlook's thread. Construct with vek::MakeObject.
 class CExchClientExt final
     : public mapi::ComObject<
-          mapi::Offer<mapi::IExchExt, mapi::iid::kExchExt>,
-          mapi::Offer<mapi::IExchExtSessionEvents, mapi::iid::kExchExtSessionEvents>,
-          mapi::Offer<mapi::IExchExtMessageEvents, mapi::iid::kExchExtMessageEvents>> {
+          mapi::ComInterface<mapi::IExchExt, mapi::iid::kExchExt>,
+          mapi::ComInterface<mapi::IExchExtSessionEvents, mapi::iid::kExchExtSessionEvents>,
+          mapi::ComInterface<mapi::IExchExtMessageEvents, mapi::iid::kExchExtMessageEvents>> {
 public:
     explicit CExchClientExt(vek::trace::TracerPtr tracer = vek::trace::ProcessTracer());
 

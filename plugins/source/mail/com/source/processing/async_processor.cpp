@@ -39,7 +39,7 @@ void AsyncProcessor::Start() {
     }
     if (worker_ == nullptr) {
         throw vek::contract::RequireViolation(
-            vek::SourcePlace::Here(), vek::wide_string_t(u"the async processor is not stopped"));
+            vek::SourceLocation::Here(), vek::wide_string_t(u"the async processor is not stopped"));
     }
     worker_->Start();
     trace::Write(tracer_, kDetail, "Async processor thread started successfully");

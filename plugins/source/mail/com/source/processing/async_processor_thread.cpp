@@ -28,7 +28,7 @@ AsyncProcessorThread::AsyncProcessorThread(std::shared_ptr<AsyncWork> work,
 void AsyncProcessorThread::Start() {
     if (IsStarted()) {
         throw vek::contract::RequireViolation(
-            vek::SourcePlace::Here(),
+            vek::SourceLocation::Here(),
             vek::wide_string_t(u"the async processor thread is not started"));
     }
     thread_ = system_.StartThread([work = work_] { work->Run(); });

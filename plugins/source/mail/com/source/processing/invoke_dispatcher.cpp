@@ -112,7 +112,7 @@ void InvokeDispatcher::Serve(Event& done) {
         if (wait.status != WaitStatus::kSignalled) {
             const auto error =
                 wait.status == WaitStatus::kAbandoned ? kAbandonedWait : vek::platform::LastError();
-            throw helpers::HResultCodeException(vek::SourcePlace::Here(),
+            throw helpers::HResultCodeException(vek::SourceLocation::Here(),
                                                 helpers::HResultFromWin32(error),
                                                 vek::wide_string_t(u"WaitForMultipleObjects"));
         }

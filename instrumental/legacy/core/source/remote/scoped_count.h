@@ -6,12 +6,12 @@
 namespace remote {
 
 // Counts a request for as long as it is served.
-class Counted {
+class ScopedCount {
 public:
-    explicit Counted(std::atomic<std::uint32_t>& count) noexcept : count_(count), value_(++count) {}
-    ~Counted() { --count_; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
+    explicit ScopedCount(std::atomic<std::uint32_t>& count) noexcept : count_(count), value_(++count) {}
+    ~ScopedCount() { --count_; }
+    ScopedCount(const ScopedCount&) = delete;
+    ScopedCount& operator=(const ScopedCount&) = delete;
 
     // This one included.
     std::uint32_t value() const noexcept { return value_; }

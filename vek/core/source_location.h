@@ -8,12 +8,12 @@ namespace vek {
 //
 // std::source_location would serve, but Clang 14 does not have it; GCC, Clang and MSVC all have
 // these two built-in functions.
-struct SourcePlace {
+struct SourceLocation {
     const char* file;
     std::uint32_t line;
 
     // As a default argument: the place of the call.
-    static constexpr SourcePlace Here(const char* file = __builtin_FILE(),
+    static constexpr SourceLocation Here(const char* file = __builtin_FILE(),
                                       std::uint32_t line = __builtin_LINE()) noexcept {
         return {file, line};
     }
