@@ -20,13 +20,18 @@ show_tail() {
 }
 
 # build_preset PRESET [TARGET...]: configures when that was not done yet, or when the presets
-# changed since; whether anything is to be built is for ninja to know.
+# changed since, or anew when the tree was moved or copied; whether anything is to be built is for
+# ninja to know.
 build_preset() {
-    local preset=$1 configured=$root/build/$1/configured
+    local preset=$1 folder=$root/build/$1 configured=$root/build/$1/configured
     shift
+    if [[ -f $folder/CMakeCache.txt ]] &&
+        ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$folder/CMakeCache.txt"; then
+        rm -rf -- "$folder"
+    fi
     if [[ ! $configured -nt $root/CMakePresets.json ]]; then
         (cd "$root" && cmake --preset "$preset") || return
         touch "$configured"
     fi
-    cmake --build "$root/build/$preset" -j "$jobs" ${1:+--target "$@"}
+    cmake --build "$folder" -j "$jobs" ${1:+--target "$@"}
 }
