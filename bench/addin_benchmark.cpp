@@ -1,5 +1,5 @@
-// What it costs to ask whether a message was recently checked and to remember that it is, with
-// 1,000 messages remembered, to looking it up in a bare hash table of as many and putting it there.
+// Measures the recently-checked memory, with 1,000 messages in it, against a bare hash table of as
+// many: one look-up and one insertion.
 
 #include <benchmark/benchmark.h>
 

@@ -1,5 +1,5 @@
-// What a check costs beyond the scanner's own work: each of its callbacks against the bare
-// hand-over that it cannot do without, two events between two threads.
+// Measures each callback of a check against the bare hand-over that it needs at least: two events
+// between two threads.
 
 #include <benchmark/benchmark.h>
 

@@ -1,5 +1,5 @@
-// What Outlook's thread pays for each event before any check: the decision, against a lock and a
-// branch, and the queueing of one received message in a long queue against that in a short one.
+// Measures the work that each event costs Outlook's thread before any check: the decision against a
+// lock and a branch, and queueing a received message in a long queue against a short one.
 
 #include <benchmark/benchmark.h>
 

@@ -10,7 +10,7 @@
 
 namespace bench {
 
-// What a frame, a packet, a call of Echo and its arguments add to the bytes themselves.
+// The bytes that a frame, a packet, a call of Echo and its arguments add to the payload.
 inline constexpr std::uint32_t kAroundRequest = 8 + 20 + 20 + 9;
 inline constexpr std::uint32_t kAroundReply = 8 + 20 + 8 + 13;
 

@@ -1,5 +1,5 @@
-// What the mail object costs beyond the bytes that have to be moved: a notice to copying the
-// bodies, the message hash to one digest.
+// Measures the mail object against the bytes that have to be moved: a notice against copying the
+// bodies, the message hash against one digest.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>

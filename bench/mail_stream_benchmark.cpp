@@ -1,4 +1,4 @@
-// What reading an attachment through the mail object costs, to reading the store's own stream.
+// Measures reading an attachment through the mail object against reading the store's own stream.
 
 #include <benchmark/benchmark.h>
 
@@ -121,8 +121,8 @@ void ReadAttachmentDispatched(benchmark::State& state) {
 }
 BENCHMARK(ReadAttachmentDispatched)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
 
-// What cannot be done without there: the store's stream is read by the thread that it belongs to,
-// and each read is asked for and answered by an event.
+// The floor of the dispatched read: the store's stream is read by the thread that it belongs to, and
+// each read is asked for and answered by an event.
 void ReadStoreStreamHandedOver(benchmark::State& state) {
     const bench::OneProcessor pinned;
     auto& system = platform::TheSystem();

@@ -40,7 +40,7 @@ inline bool Transfer(int socket, std::span<std::byte> bytes, bool sends) {
 
 inline constexpr std::byte kLast{1};
 
-// What a bare end is told before it answers: how much it gets each time and how much it sends back.
+// Tells a bare end how many bytes it gets each time and how many it sends back.
 struct BareSizes {
     std::uint32_t request = 0;  // at least one byte
     std::uint32_t reply = 0;

@@ -1,4 +1,5 @@
-// What a packet costs, to one plain copy of its call data into an equally fresh buffer.
+// Measures building and parsing a packet against one plain copy of its call data into an equally
+// fresh buffer.
 
 #include <benchmark/benchmark.h>
 

@@ -27,7 +27,7 @@ constexpr std::uint32_t kAttachments = 10;
 constexpr std::uint32_t kAttachmentSize = 1u << 20;
 constexpr std::size_t kReadSize = std::size_t{64} << 10;
 
-// What a request, or a reply without content, takes.
+// The size of a request, or of a reply without content.
 constexpr std::uint32_t kSmall = 64;
 
 // Reads every attachment; fails when something is missing.

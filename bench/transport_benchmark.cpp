@@ -27,7 +27,7 @@ using vek::platform::Descriptor;
 
 constexpr std::size_t kLargest = std::size_t{1} << 20;
 
-// What a frame and a packet add to the call's data.
+// The bytes that a frame and a packet add to the call's data.
 constexpr std::size_t kHeads = 8 + 20;
 
 bool Transfer(int socket, std::byte* bytes, std::size_t size, bool sends) {

@@ -55,7 +55,7 @@ void CheckInline(Input& input, MapiSubsystem& mapi, const Functions& functions,
                                                  tracer, owner, vek::platform::TheClock());
     Scanner scanner(input, *mail);
     scanner.Run();
-    // What the scanner still holds is released before or after the owner leaves.
+    // The scanner releases its references before or after the owner leaves.
     if (leave_first) owner->Leave();
 }
 

@@ -1,4 +1,4 @@
-// What a peer may send on a socket: frames, verdicts, and the packets in them.
+// Feeds a connection the bytes of a peer on a socket: frames, verdicts, and the packets in them.
 
 #include <sys/socket.h>
 #include <unistd.h>

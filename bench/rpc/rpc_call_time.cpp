@@ -1,6 +1,6 @@
-// What a call costs beside a bare call of the same interface definition, both to another process:
-// over the transport, and of an object by its proxy. Prints a ratio for each size; the exit code is
-// 1 when one is over its budget. Then what it costs to read in pieces of several sizes.
+// Measures a call to another process, over the transport and of an object by its proxy, against a
+// bare call of the same interface definition. Prints a ratio for each size; the exit code is 1 when
+// one is over its budget. Then measures reading in pieces of several sizes.
 // The time is that of the clock: the runtime's threads and the system's work count.
 
 #include <rpc.h>
@@ -30,7 +30,7 @@ namespace {
 constexpr double kBudget = 1.1;
 constexpr std::size_t kRepetitions = 15;
 
-// What a packet adds to the call's data.
+// The bytes that a packet adds to the call's data.
 constexpr std::size_t kHead = 20;
 
 remote::Endpoint EndpointOf(unsigned long parent, std::uint32_t which) {
