@@ -1,7 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include "remote/packet/handle_transfer_posix.h"
+#include "remote/socket/handle_transfer_posix.h"
 
 namespace remote {
 namespace {

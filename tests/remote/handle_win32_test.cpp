@@ -3,8 +3,8 @@
 // After windows.h, which it needs.
 #include <aclapi.h>
 
-#include "remote/packet/handle_transfer_win32.h"
 #include "remote/process_event.h"
+#include "remote/rpc/handle_transfer_win32.h"
 #include "vek/platform/thread.h"
 
 namespace remote {
@@ -20,7 +20,7 @@ TEST(Handle, OfTheProcessEventGoesBothWays) {
     for (auto* event : {&one, &other}) ASSERT_EQ(OpenProcessEvent(id, {}, nullptr, *event), 0u);
 
     // This process is its own peer.
-    Win32HandleTransfer transfer(reinterpret_cast<handle_t>(::GetCurrentProcess()));
+    Win32HandleTransfer transfer(::GetCurrentProcess());
     handle_t pushed = 0, fetched = 0, copy = 0;
     ASSERT_EQ(transfer.ToPeer(other->handle(), pushed), kNone);
     ASSERT_EQ(transfer.FromPeer(0, pushed, fetched), kNone);

@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "remote/socket/address_posix.h"
+#include "remote/socket/channel_posix.h"
 #include "remote/socket/frame_posix.h"
-#include "remote/socket/lane_posix.h"
 #include "tests/remote/transport_ends.h"
 #include "vek/platform/thread.h"
 
@@ -76,13 +76,13 @@ protected:
         return control;
     }
 
-    // Gives this end of a lane that is served.
-    static Descriptor NewLane(int control) {
+    // Gives this end of a channel that is served.
+    static Descriptor NewChannel(int control) {
         Descriptor here;
         Descriptor there;
         EXPECT_EQ(remote::MakePair(here, there), result::kOk);
         const std::array<int, 1> sent{there.get()};
-        remote::SendFrame(control, FrameKind::kNewLane, {}, {}, sent);
+        remote::SendFrame(control, FrameKind::kNewChannel, {}, {}, sent);
         return here;
     }
 
@@ -96,63 +96,64 @@ protected:
 
 TEST_F(Garbage, OnTheControlSocketEndsTheConnection) {
     for (const std::string& bytes :
-         {std::string("GET / HTTP/1.1\r\n"), std::string("abc"), RawFrame(0, FrameKind::kNewLane),
-          RawFrame(0, FrameKind::kRequest), RawFrame(0xFFFFFFFF, FrameKind::kNewLane)}) {
+         {std::string("GET / HTTP/1.1\r\n"), std::string("abc"),
+          RawFrame(0, FrameKind::kNewChannel), RawFrame(0, FrameKind::kRequest),
+          RawFrame(0xFFFFFFFF, FrameKind::kNewChannel)}) {
         const Descriptor control = Connect();
         SendRaw(control.get(), bytes);
         ::shutdown(control.get(), SHUT_WR);
         EXPECT_TRUE(IsClosed(control.get())) << bytes;
     }
-    // A descriptor that is no lane.
+    // A descriptor that is no channel.
     const Descriptor control = Connect();
     std::array<int, 2> pipe;
     ASSERT_EQ(::pipe(pipe.data()), 0);
-    remote::SendFrame(control.get(), FrameKind::kNewLane, {}, {}, pipe);
-    remote::SendFrame(control.get(), FrameKind::kNewLane, {}, {}, std::span(pipe).first(1));
+    remote::SendFrame(control.get(), FrameKind::kNewChannel, {}, {}, pipe);
+    remote::SendFrame(control.get(), FrameKind::kNewChannel, {}, {}, std::span(pipe).first(1));
     for (const int end : pipe) ::close(end);
     EXPECT_TRUE(IsClosed(control.get()));
 }
 
-TEST_F(Garbage, OnALaneEndsTheConnection) {
+TEST_F(Garbage, OnAChannelEndsTheConnection) {
     for (const std::string& bytes :
          {RawFrame(4, FrameKind::kReply, "abcd"), RawFrame(0x7FFFFFFF, FrameKind::kRequest),
           RawFrame(2, FrameKind::kRequest, "abcd"), RawFrame(400, FrameKind::kRequest, "abcd"),
           RawFrame(4, static_cast<FrameKind>(77), "abcd"), std::string("abc")}) {
         const Descriptor control = Connect();
-        const Descriptor lane = NewLane(control.get());
-        EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kWelcome);
-        SendRaw(lane.get(), bytes);
-        ::shutdown(lane.get(), SHUT_WR);
-        EXPECT_TRUE(IsClosed(lane.get())) << bytes;
+        const Descriptor channel = NewChannel(control.get());
+        EXPECT_EQ(ReceiveKind(channel.get()), FrameKind::kWelcome);
+        SendRaw(channel.get(), bytes);
+        ::shutdown(channel.get(), SHUT_WR);
+        EXPECT_TRUE(IsClosed(channel.get())) << bytes;
         EXPECT_TRUE(IsClosed(control.get())) << bytes;
     }
 }
 
 TEST_F(Garbage, InAPacketIsAnswered) {
     const Descriptor control = Connect();
-    const Descriptor lane = NewLane(control.get());
-    EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kWelcome);
-    SendRaw(lane.get(), RawFrame(4, FrameKind::kRequest, "abcd"));
-    EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kNoReply);
+    const Descriptor channel = NewChannel(control.get());
+    EXPECT_EQ(ReceiveKind(channel.get()), FrameKind::kWelcome);
+    SendRaw(channel.get(), RawFrame(4, FrameKind::kRequest, "abcd"));
+    EXPECT_EQ(ReceiveKind(channel.get()), FrameKind::kNoReply);
 }
 
-TEST_F(Garbage, MoreLanesThanAllowedAreRefused) {
+TEST_F(Garbage, MoreChannelsThanAllowedAreRefused) {
     const Descriptor control = Connect();
-    std::vector<Descriptor> lanes;
-    for (std::size_t i = 0; i < remote::kMaxLanes + 1; ++i) {
-        lanes.push_back(NewLane(control.get()));
+    std::vector<Descriptor> channels;
+    for (std::size_t i = 0; i < remote::kMaxChannels + 1; ++i) {
+        channels.push_back(NewChannel(control.get()));
         vek::result_t verdict = result::kOk;
         remote::Frame frame;
-        EXPECT_EQ(remote::ReceiveFrame(lanes.back().get(), 8, frame), remote::Receiving::kFrame);
+        EXPECT_EQ(remote::ReceiveFrame(channels.back().get(), 8, frame), remote::Receiving::kFrame);
         EXPECT_TRUE(remote::ReadVerdict(frame, verdict));
-        EXPECT_EQ(vek::Succeeded(verdict), i < remote::kMaxLanes);
+        EXPECT_EQ(vek::Succeeded(verdict), i < remote::kMaxChannels);
     }
 }
 
 TEST_F(Garbage, AsAReplyEndsTheCall) {
     const remote::Endpoint raw{endpoint.local_id + 1, 0};
     for (const std::string& bytes :
-         {RawFrame(4, FrameKind::kNewLane, "abcd"), RawFrame(0xFFFFFFFF, FrameKind::kReply),
+         {RawFrame(4, FrameKind::kNewChannel, "abcd"), RawFrame(0xFFFFFFFF, FrameKind::kReply),
           RawFrame(1u << 27, FrameKind::kReply, "abcd"), std::string()}) {
         Descriptor socket;
         ASSERT_EQ(remote::ListenAt(raw, socket), result::kOk);
@@ -161,10 +162,10 @@ TEST_F(Garbage, AsAReplyEndsTheCall) {
             remote::SendVerdict(control.get(), FrameKind::kWelcome, result::kOk);
             remote::Frame frame;
             remote::ReceiveFrameWithDescriptors(control.get(), 0, frame);
-            const Descriptor lane = std::move(frame.descriptors.at(0));
-            remote::SendVerdict(lane.get(), FrameKind::kWelcome, result::kOk);
-            EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kRequest);
-            SendRaw(lane.get(), bytes);
+            const Descriptor channel = std::move(frame.descriptors.at(0));
+            remote::SendVerdict(channel.get(), FrameKind::kWelcome, result::kOk);
+            EXPECT_EQ(ReceiveKind(channel.get()), FrameKind::kRequest);
+            SendRaw(channel.get(), bytes);
         });
         std::shared_ptr<remote::Transport> client;
         EXPECT_EQ(remote::ConnectTransport(raw, handler, {}, client), result::kOk);

@@ -5,12 +5,22 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <vector>
 
 #include "remote/socket/frame_posix.h"
-#include "remote/socket/wire_posix.h"
+#include "remote/transport.h"
 
 namespace remote {
 namespace {
+
+namespace result = vek::result;
+
+// Room for the head of a packet without handles; it has 24 bytes.
+constexpr std::size_t kUsualHead = 64;
+
+// A packet that is shorter is not worth gathering.
+constexpr std::size_t kShort = 512;
 
 // More pieces than this go in several calls.
 constexpr std::size_t kGathered = 16;
@@ -111,6 +121,41 @@ Sending SendWith(int flags, int socket, FrameKind kind, bytes_t head,
     return Sending::kSent;
 }
 
+Sending SendShort(int socket, FrameKind kind, RpcProtocolProcessorOut& packet, std::size_t size,
+                  vek::result_t& failure) noexcept {
+    std::array<std::byte, kFrameHeadSize + kShort> room;
+    const auto frame = std::span(room).first(kFrameHeadSize + size);
+    failure = packet.ConstructPacket(frame.subspan(kFrameHeadSize));
+    if (vek::Failed(failure)) return Sending::kNotBegun;
+    failure = result::kInsufficientResources;
+    return SendFrame(socket, kind, frame);
+}
+
+// Tells the receiver that descriptors come, and waits until it is ready for them. The receiver is
+// not to look for them with every frame.
+bool Announce(int socket) noexcept {
+    Frame frame;
+    vek::result_t verdict = result::kUnexpected;
+    return SendFrame(socket, FrameKind::kDescriptors, {}, {}, {}) == Sending::kSent &&
+           ReceiveFrame(socket, kVerdictSize, frame) == Receiving::kFrame &&
+           frame.kind == FrameKind::kWelcome && ReadVerdict(frame, verdict) &&
+           vek::Succeeded(verdict);
+}
+
+Sending SendGathered(int socket, FrameKind kind, RpcProtocolProcessorOut& packet,
+                     std::span<std::byte> head, vek::result_t& failure) {
+    std::vector<int> descriptors;
+    for (const handle_t handle : packet.file_handles()) {
+        descriptors.push_back(static_cast<int>(handle));
+    }
+    failure = packet.ConstructHead(head);
+    if (vek::Failed(failure)) return Sending::kNotBegun;
+    failure = result::kInsufficientResources;
+    if (descriptors.size() > kMaxDescriptors) return Sending::kNotBegun;
+    if (!descriptors.empty() && !Announce(socket)) return Sending::kLost;
+    return SendFrame(socket, kind, head, packet.call_data(), descriptors);
+}
+
 }  // namespace
 
 Sending SendFrame(int socket, FrameKind kind, std::span<std::byte> frame) noexcept {
@@ -132,6 +177,30 @@ Sending SendFrame(int socket, FrameKind kind, std::span<std::byte> frame) noexce
 Sending SendFrame(int socket, FrameKind kind, bytes_t head, std::span<const bytes_t> pieces,
                   std::span<const int> descriptors) noexcept {
     return SendWith(0, socket, kind, head, pieces, descriptors);
+}
+
+Sending SendPacket(int socket, FrameKind kind, RpcProtocolProcessorOut& packet,
+                   vek::result_t& failure) noexcept {
+    const std::uint64_t whole = packet.PacketSize();
+    if (whole <= kShort && !packet.has_file_handles()) {
+        return SendShort(socket, kind, packet, static_cast<std::size_t>(whole), failure);
+    }
+    if (whole > kMaxPacketSize) {
+        failure = result::kInvalidSize;
+        return Sending::kNotBegun;
+    }
+    const auto size = static_cast<std::size_t>(packet.HeadSize());
+    try {
+        std::array<std::byte, kUsualHead> usual;
+        if (size <= usual.size()) {
+            return SendGathered(socket, kind, packet, std::span(usual).first(size), failure);
+        }
+        std::vector<std::byte> large(size);
+        return SendGathered(socket, kind, packet, large, failure);
+    } catch (const std::bad_alloc&) {
+        failure = result::kOutOfMemory;
+        return Sending::kNotBegun;
+    }
 }
 
 Sending SendVerdict(int socket, FrameKind kind, vek::result_t verdict) noexcept {

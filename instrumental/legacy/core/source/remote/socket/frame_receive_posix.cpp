@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "remote/socket/frame_posix.h"
-#include "remote/socket/wire_posix.h"
+#include "remote/transport.h"
 
 namespace remote {
 namespace {
@@ -130,7 +130,7 @@ Receiving Finish(int socket, std::uint64_t limit, FirstRead& first, ssize_t rece
     have -= sizeof(FrameHead);
     FrameHead head;
     std::memcpy(&head, first.bytes, sizeof head);
-    // On a lane the peer waits for an answer to each frame, so nothing can have come behind it.
+    // On a channel the peer waits for an answer to each frame, so nothing can have come behind it.
     if (head.size > limit || have > head.size || head.zero != 0) return Receiving::kMalformed;
     Body body;
     if (!body.Reserve(std::min<std::size_t>(head.size, kFirstCapacity))) {
@@ -174,6 +174,15 @@ Receiving ReceiveFrameWithDescriptors(int socket, std::uint64_t limit, Frame& fr
     if (received <= 0) return AtEnd(received);
     if (!TakeDescriptors(message, frame.descriptors)) return Receiving::kMalformed;
     return Finish(socket, limit, first, received, frame);
+}
+
+Receiving ReceiveOnChannel(int socket, Frame& frame) noexcept {
+    const Receiving received = ReceiveFrame(socket, kMaxPacketSize, frame);
+    if (received != Receiving::kFrame || frame.kind != FrameKind::kDescriptors) return received;
+    if (SendVerdict(socket, FrameKind::kWelcome, vek::result::kOk) != Sending::kSent) {
+        return Receiving::kLost;
+    }
+    return ReceiveFrameWithDescriptors(socket, kMaxPacketSize, frame);
 }
 
 bool ReadVerdict(const Frame& frame, vek::result_t& verdict) noexcept {

@@ -1,10 +1,9 @@
-#include "remote/rpc/transport_win32.h"
-
 #include <chrono>
 #include <string>
 
+#include "remote/establish.h"
+#include "remote/rpc/connection_win32.h"
 #include "rpc_transport.h"
-#include "vek/core/current_exception.h"
 #include "vek/trace/line.h"
 
 namespace remote {
@@ -41,27 +40,13 @@ vek::result_t Introduce(const RpcBinding& binding, const Endpoint& endpoint, con
     return code == result::kRemoteCallFailed ? result::kNotReady : code;
 }
 
-// Ends a connection that has not come about, so that nothing waits for it to be open.
-class Attempt {
-public:
-    explicit Attempt(RpcConnection& connection) noexcept : connection_(connection) {}
-    ~Attempt() {
-        if (!succeeded_) connection_.Lose("it cannot be made");
-    }
-    Attempt(const Attempt&) = delete;
-    Attempt& operator=(const Attempt&) = delete;
+}  // namespace
 
-    void set_succeeded() noexcept { succeeded_ = true; }
-
-private:
-    RpcConnection& connection_;
-    bool succeeded_ = false;
-};
-
-vek::result_t Connect(const Endpoint& endpoint, std::weak_ptr<RequestHandler> handler,
-                      const TransportConfig& config, std::shared_ptr<Transport>& transport) {
+vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& config,
+                            std::shared_ptr<PeerTransport>& transport) {
     const auto connection = RpcConnection::Create(config);
-    Attempt attempt(*connection);
+    // Lets the connection go when it does not come about, so that nothing waits for it to be open.
+    transport = std::make_shared<PeerTransport>(connection);
     Endpoint own;
     if (const auto code = RpcServer::Get().OpenOwn(endpoint, own); vek::Failed(code)) return code;
     RpcBinding binding;
@@ -75,42 +60,7 @@ vek::result_t Connect(const Endpoint& endpoint, std::weak_ptr<RequestHandler> ha
 
     const auto peer = static_cast<std::uint32_t>(answer.process);
     connection->SetPeer(std::move(binding), answer.token, peer);
-    auto made = std::make_shared<RpcTransport>(connection);
-    if (!IsProcessAllowed(peer, config.peer_check)) return result::kAccessDenied;
-    connection->Open(std::move(handler));
-    attempt.set_succeeded();
-    trace::Write(config.tracer, trace::level::kRemoting, "rmt\tConnected to process ", peer);
-    transport = std::move(made);
-    return result::kOk;
-}
-
-}  // namespace
-
-RpcTransport::~RpcTransport() { Close(result::kRemoteCallFailed); }
-
-vek::result_t RpcTransport::SendReceive(RpcProtocolProcessorOut& request,
-                                        RpcProtocolProcessorIn& reply) noexcept {
-    try {
-        return connection_->Call(request, reply);
-    } catch (...) {
-        return vek::CurrentExceptionResult();
-    }
-}
-
-vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHandler> handler,
-                               const TransportConfig& config,
-                               std::shared_ptr<Transport>& transport) noexcept {
-    vek::result_t code;
-    try {
-        code = Connect(endpoint, std::move(handler), config, transport);
-    } catch (...) {
-        code = vek::CurrentExceptionResult();
-    }
-    if (vek::Failed(code)) {
-        trace::Write(config.tracer, trace::level::kRemoting,
-                     "rmt\tCannot connect, result = ", trace::Hex(code));
-    }
-    return code;
+    return IsProcessAllowed(peer, config.peer_check) ? result::kOk : result::kAccessDenied;
 }
 
 }  // namespace remote
