@@ -18,6 +18,7 @@
 namespace {
 
 namespace result = vek::result;
+using enum remote::FrameKind;
 using remote::FrameKind;
 using tests::TextHandler;
 using vek::platform::Descriptor;
@@ -74,7 +75,7 @@ protected:
     Descriptor Connect() const {
         Descriptor control;
         EXPECT_EQ(remote::ConnectTo(endpoint, kSoon, control), result::kOk);
-        EXPECT_EQ(ReceiveVerdict(control.get(), FrameKind::kWelcome), result::kOk);
+        EXPECT_EQ(ReceiveVerdict(control.get(), kWelcome), result::kOk);
         return control;
     }
 
@@ -83,8 +84,8 @@ protected:
         Descriptor here, there;
         EXPECT_EQ(remote::MakePair(here, there), result::kOk);
         const std::array<int, 1> sent{there.get()};
-        remote::SendFrame(control.get(), FrameKind::kNewChannel, {}, {}, sent);
-        EXPECT_EQ(ReceiveVerdict(here.get(), FrameKind::kWelcome), verdict);
+        remote::SendFrame(control.get(), kNewChannel, {}, {}, sent);
+        EXPECT_EQ(ReceiveVerdict(here.get(), kWelcome), verdict);
         return here;
     }
 
@@ -101,14 +102,13 @@ protected:
 };
 
 TEST_F(Garbage, EndsTheConnection) {
-    const std::string on_control[] = {
-        "GET / HTTP/1.1\r\n", "abc", RawFrame(0, FrameKind::kNewChannel),
-        RawFrame(0, FrameKind::kRequest), RawFrame(0xFFFFFFFF, FrameKind::kNewChannel)};
+    const std::string on_control[] = {"GET / HTTP/1.1\r\n", "abc", RawFrame(0, kNewChannel),
+                                      RawFrame(0, kRequest), RawFrame(0xFFFFFFFF, kNewChannel)};
     const std::string on_channel[] = {"abc",
-                                      RawFrame(4, FrameKind::kReply, "abcd"),
-                                      RawFrame(0x7FFFFFFF, FrameKind::kRequest),
-                                      RawFrame(2, FrameKind::kRequest, "abcd"),
-                                      RawFrame(400, FrameKind::kRequest, "abcd"),
+                                      RawFrame(4, kReply, "abcd"),
+                                      RawFrame(0x7FFFFFFF, kRequest),
+                                      RawFrame(2, kRequest, "abcd"),
+                                      RawFrame(400, kRequest, "abcd"),
                                       RawFrame(4, static_cast<FrameKind>(77), "abcd")};
     const auto expect_end = [](const Descriptor& control, int socket, const std::string& bytes) {
         SendRaw(socket, bytes);
@@ -131,7 +131,7 @@ TEST_F(Garbage, EndsTheConnection) {
     const std::vector<int> sent[] = {{file.get()}, {unconnected.get()}, {here.get(), there.get()}};
     for (const auto& descriptors : sent) {
         const Descriptor control = Connect();
-        remote::SendFrame(control.get(), FrameKind::kNewChannel, {}, {}, descriptors);
+        remote::SendFrame(control.get(), kNewChannel, {}, {}, descriptors);
         EXPECT_TRUE(IsClosed(control.get()));
     }
 }
@@ -142,11 +142,11 @@ TEST_F(Garbage, InAPacketIsAnswered) {
     // The second has a handle whose descriptor did not come.
     const std::string handle("\xEC\xED\x30\x03\3\0\x0C\0\1\0\0\0\0\0\0\0\5\0\0\0", 20);
     const std::pair<std::string, vek::result_t> cases[] = {
-        {RawFrame(4, FrameKind::kRequest, "abcd"), result::kInvalidSignature},
-        {RawFrame(20, FrameKind::kRequest, handle), result::kUnexpected}};
+        {RawFrame(4, kRequest, "abcd"), result::kInvalidSignature},
+        {RawFrame(20, kRequest, handle), result::kUnexpected}};
     for (const auto& [bytes, code] : cases) {
         SendRaw(channel.get(), bytes);
-        EXPECT_EQ(ReceiveVerdict(channel.get(), FrameKind::kNoReply), code);
+        EXPECT_EQ(ReceiveVerdict(channel.get(), kNoReply), code);
     }
 }
 
@@ -183,18 +183,17 @@ TEST_F(Garbage, IsNotLeftByManyCallsAtOnce) {
 
 TEST_F(Garbage, AsAReplyEndsTheCall) {
     const remote::Endpoint raw{endpoint.local_id + 1, 0};
-    for (const std::string& bytes :
-         {RawFrame(4, FrameKind::kNewChannel, "abcd"), RawFrame(0xFFFFFFFF, FrameKind::kReply),
-          RawFrame(1u << 27, FrameKind::kReply, "abcd"), std::string()}) {
+    for (const std::string& bytes : {RawFrame(4, kNewChannel, "abcd"), RawFrame(0xFFFFFFFF, kReply),
+                                     RawFrame(1u << 27, kReply, "abcd"), std::string()}) {
         Descriptor socket;
         ASSERT_EQ(remote::ListenAt(raw, socket), result::kOk);
         std::thread peer([&] {
             const Descriptor control(::accept(socket.get(), nullptr, nullptr));
-            remote::SendVerdict(control.get(), FrameKind::kWelcome, result::kOk);
+            remote::SendVerdict(control.get(), kWelcome, result::kOk);
             remote::Frame frame;
             remote::ReceiveFrameWithDescriptors(control.get(), 0, frame);
             const Descriptor channel = std::move(frame.descriptors.at(0));
-            remote::SendVerdict(channel.get(), FrameKind::kWelcome, result::kOk);
+            remote::SendVerdict(channel.get(), kWelcome, result::kOk);
             EXPECT_EQ(remote::ReceiveFrame(channel.get(), 1000, frame), remote::Receiving::kFrame);
             SendRaw(channel.get(), bytes);
         });
