@@ -128,7 +128,7 @@ TEST(DataStreamProxy, AnswersAsTheStreamItself) {
                   result::kOk);
         ASSERT_EQ(one.client->registry().CreateProxy(IDataStream::kInterfaceId,
                                                      std::make_shared<remoting::StubReference>(
-                                                         remoting::Place{one.client, handle}),
+                                                         remoting::StubAddress{one.client, handle}),
                                                      second.put_void()),
                   result::kOk);
         const auto near_first = vek::MakeObject<MemoryStream>(near);

@@ -323,11 +323,11 @@ TEST_F(Calls, MalformedCallsAreRefused) {
     const auto real = vek::MakeObject<Echo>();
     Pair pair(Factories(), RefPtr<IEcho>(real));
     const auto echo = pair.Service<IEcho>();
-    remoting::Place place;
+    remoting::StubAddress address;
     RefPtr<remoting::IProxy> proxy;
     ASSERT_EQ(echo->QueryInterface(remoting::IProxy::kInterfaceId, proxy.put_void()), result::kOk);
-    ASSERT_EQ(proxy->Reach(place), result::kOk);
-    const auto handle = place.handle | remoting::kStubFlag;
+    ASSERT_EQ(proxy->Resolve(address), result::kOk);
+    const auto handle = address.handle | remoting::kStubFlag;
 
     struct Case {
         const char* name;

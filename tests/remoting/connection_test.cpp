@@ -13,19 +13,19 @@ std::shared_ptr<const remoting::ProxyStubFactories> LocatorFactory() {
 
 TEST(ConnectionFeatures, AreAgreedOnce) {
     Pair pair(LocatorFactory(), nullptr);
-    EXPECT_EQ(pair.server->SynchronizeWithPeerFeatures({1, 0, 1, 0}), result::kOk);
+    EXPECT_EQ(pair.server->features().SynchronizeWithPeerFeatures({1, 0, 1, 0}), result::kOk);
     const remoting::ProtocolFeatures effective{1, 0, 1, 0};
-    EXPECT_EQ(pair.server->effective_features(), effective);
+    EXPECT_EQ(pair.server->features().effective(), effective);
     EXPECT_EQ(
         pair.server_trace->Count("Features = { proxyLoopElimination=1, transferFileHandles=0, "
                                  "objectFlagInStubHandle=1, nullArgumentFlags=0 }"),
         1u);
-    EXPECT_EQ(pair.server->SynchronizeWithPeerFeatures({1, 0, 1, 0}), result::kOk);
+    EXPECT_EQ(pair.server->features().SynchronizeWithPeerFeatures({1, 0, 1, 0}), result::kOk);
     EXPECT_EQ(pair.server_trace->Count("more than once in Connection("), 1u);
     EXPECT_EQ(pair.server_trace->Count("Attempted modification"), 0u);
-    EXPECT_EQ(pair.server->SynchronizeWithPeerFeatures({1, 1, 1, 1}), result::kOk);
+    EXPECT_EQ(pair.server->features().SynchronizeWithPeerFeatures({1, 1, 1, 1}), result::kOk);
     EXPECT_EQ(pair.server_trace->Count("500 VEK remoting: Attempted modification"), 1u);
-    EXPECT_EQ(pair.server->effective_features(), effective);
+    EXPECT_EQ(pair.server->features().effective(), effective);
 }
 
 TEST(ConnectionFeatures, AnIncompatiblePeerIsRefusedByEitherEnd) {

@@ -5,7 +5,6 @@
 #include "tests/remoting/loopback.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/remoting/describe.h"
-#include "vek/remoting/service_locator_remote.h"
 
 namespace tests {
 
@@ -98,7 +97,7 @@ struct Pair {
         remoting::Rope rope;
         rope.Append(data);
         remoting::Reply raw;
-        const result_t result = client->SendReceive(target, rope, raw);
+        const result_t result = client->sender().SendReceive(target, rope, raw);
         reply.assign(raw.data.begin(), raw.data.end());
         return result;
     }

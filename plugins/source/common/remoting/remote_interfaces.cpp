@@ -3,7 +3,6 @@
 #include "common/remoting/data_stream_proxy.h"
 #include "common/remoting/mail_remote.h"
 #include "common/remoting/product_remote.h"
-#include "vek/remoting/service_locator_remote.h"
 
 namespace plugins::remoting {
 
