@@ -27,9 +27,6 @@
 namespace vek::serialization {
 
 template <class T>
-concept Number = std::integral<T> && !std::same_as<T, bool>;
-
-template <class T>
 concept Enumeration = std::is_enum_v<T>;
 
 template <class T>
