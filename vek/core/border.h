@@ -4,12 +4,13 @@
 #include <utility>
 
 #include "vek/core/current_exception.h"
+#include "vek/core/result.h"
 
 namespace vek {
 
-// Runs `body`, which gives a result code or nothing, and turns an exception that leaves it into a
-// code, as CurrentExceptionResult does. For everything that is called from elsewhere: an interface
-// method, a thread function, an export.
+// Runs `body` and lets no exception out: for an interface method that is called from elsewhere, a
+// thread function or an export. Gives the result_t that `body` returns, kOk when it returns
+// nothing, and CurrentExceptionResult() when it raises.
 template <class Body>
 result_t AtBorder(Body&& body) noexcept {
     try {
