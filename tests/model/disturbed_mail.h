@@ -55,11 +55,17 @@ protected:
                                       {reinterpret_cast<const char*>(rich.data()), rich.size()}));
             record.properties.Set(mapi::tag::kSenderEntryId,
                                   outlook::PropertyValue::Binary(std::string("ann")));
-            for (const std::int32_t type : {MAPI_TO, MAPI_CC}) {
+            const std::pair<std::int32_t, const char*> recipients[] = {
+                {MAPI_TO, "Bob"},
+                {MAPI_CC, "Cy"},
+                {MAPI_TO, "without an address"},
+                {MAPI_TO, "Di"}};
+            for (const auto& [type, name] : recipients) {
                 outlook::PropertyBag& row = record.recipients.emplace_back();
                 row.Set(mapi::tag::kRecipientType, outlook::PropertyValue::Long(type));
-                row.Set(mapi::tag::kDisplayNameA, outlook::PropertyValue::Text("Bob"));
+                row.Set(mapi::tag::kDisplayNameA, outlook::PropertyValue::Text(name));
                 row.Set(mapi::tag::kAddrTypeA, outlook::PropertyValue::Text("SMTP"));
+                if (std::string_view(name).size() > 3) continue;
                 row.Set(mapi::tag::kEmailAddressA, outlook::PropertyValue::Text("bob@example.com"));
             }
             for (const ULONG method : {ATTACH_BY_VALUE, ATTACH_OLE}) {

@@ -30,7 +30,16 @@ TEST_F(FaultMatrixTest, EachFailureShowsAsPromisedAndLeavesEverythingInOrder) {
     for (const Operation& operation : Operations()) {
         SCOPED_TRACE(operation.name);
         const Outcome whole = Run(operation);
+        if (operation.value != nullptr) {
+            EXPECT_EQ(whole.value, operation.value);
+        }
         calls += whole.calls;
+        const bool notice = operation.rule == Rule::kNotice;
+        // The HTML body has the notice, the plain one does not: trying again finds it there, and
+        // leaves both as they are.
+        outlook::MessageRecord half = before_;
+        const auto* html = whole.stored.properties.Find(mapi::tag::kBodyHtmlA);
+        half.properties.Set(mapi::tag::kBodyHtmlA, *html);
         for (std::uint32_t nth = 1; nth <= whole.calls; ++nth) {
             for (const HRESULT code :
                  {E_FAIL, static_cast<HRESULT>(MAPI_E_NOT_FOUND),
@@ -44,13 +53,15 @@ TEST_F(FaultMatrixTest, EachFailureShowsAsPromisedAndLeavesEverythingInOrder) {
                     EXPECT_EQ(once.code, whole.code);
                     EXPECT_EQ(once.value, whole.value);
                 }
-                EXPECT_TRUE((once.changed && once.failed) || Same(once.stored, before_));
+                const bool changed = once.changed && once.failed;
+                EXPECT_TRUE(notice ? Same(once.stored, changed ? half : before_)
+                                   : changed || Same(once.stored, before_));
 
                 const Outcome again = Run(operation, {nth, code, 0, true});
                 EXPECT_EQ(again.code, whole.code);
                 EXPECT_EQ(again.value, whole.value);
-                const bool half = operation.rule == Rule::kNotice && again.changed;
-                EXPECT_TRUE(!again.failed || half || Same(again.stored, whole.stored));
+                const bool stays_half = notice && again.changed;
+                EXPECT_TRUE(!again.failed || Same(again.stored, stays_half ? half : whole.stored));
             }
         }
     }
@@ -61,12 +72,10 @@ TEST_F(FaultMatrixTest, ShortReadsChangeNothing) {
     for (const Operation& operation : Operations()) {
         SCOPED_TRACE(operation.name);
         const Outcome whole = Run(operation);
-        for (const ULONG limit : {1u, 3u}) {
-            const Outcome outcome = Run(operation, {0, S_OK, limit});
-            EXPECT_EQ(outcome.code, whole.code);
-            EXPECT_EQ(outcome.value, whole.value);
-            EXPECT_TRUE(Same(outcome.stored, whole.stored));
-        }
+        const Outcome outcome = Run(operation, {0, S_OK, 3});
+        EXPECT_EQ(outcome.code, whole.code);
+        EXPECT_EQ(outcome.value, whole.value);
+        EXPECT_TRUE(Same(outcome.stored, whole.stored));
     }
 }
 
