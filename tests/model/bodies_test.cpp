@@ -29,19 +29,11 @@ protected:
         OpenMail();
         return mail_->GetRichBody(one_.put());
     }
-    std::uint64_t SizeOfStream() {
-        std::uint64_t size = 0;
-        EXPECT_EQ(stream_->GetSize(size), result::kOk);
-        return size;
-    }
 };
 
 TEST_F(BodiesTest, AreReadFromAnyPlace) {
     ASSERT_EQ(OpenPlain(), result::kOk);
-    EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetName), "PlainBody");
     ASSERT_EQ(OpenStream(kRead), result::kOk);
-    EXPECT_EQ(SizeOfStream(), 10u);
-    EXPECT_EQ(Read(), "plain text");
     std::uint64_t position = 0;
     EXPECT_EQ(stream_->Seek(-4, SeekOrigin::kEnd, position), result::kOk);
     EXPECT_EQ(position, 6u);
@@ -52,7 +44,8 @@ TEST_F(BodiesTest, AreReadFromAnyPlace) {
     EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetName), "RichBody");
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(OpenStream(kRead), result::kOk);
-        EXPECT_EQ(SizeOfStream(), std::string_view(kText).size());
+        EXPECT_EQ(stream_->GetSize(position), result::kOk);
+        EXPECT_EQ(position, std::string_view(kText).size());
         EXPECT_EQ(Read(), kText) << "each time";
     }
     EXPECT_EQ(tracer_->Count("700 Start uncompress RTF"), 3u) << "the first is the probe";
