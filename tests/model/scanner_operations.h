@@ -19,10 +19,11 @@ namespace plugins::mail_processing {
 using vek::RefPtr;
 using vek::result_t;
 
-// What an operation works on, and what it gave.
+// The mail that an operation works on, and the value that it gave.
 struct Scan {
     static constexpr const char* kUntouched = "(untouched)";
-    static constexpr std::uint32_t kReadWrite = access_mode::kRead | access_mode::kWrite;
+    static constexpr std::uint32_t kRead = access_mode::kRead,
+                                   kReadWrite = kRead | access_mode::kWrite;
     struct None {
         bool operator==(const None&) const = default;
     };
@@ -85,7 +86,7 @@ struct Scan {
     static result_t Write(IDataStream& stream, std::uint32_t& written) {
         return stream.Write(std::as_bytes(std::span("{\\rtf1 new text}", 16)), written);
     }
-    // Opened anew when it is tried again: what a failed commit left must not be what is opened.
+    // Opened anew when it is tried again: the stream of a failed commit must not come back.
     result_t Overwrite(const RefPtr<IPropertyProvider>& provider) {
         return On<None>(provider, [](IPropertyProvider& it, None&) {
             RefPtr<IDataStream> stream;
@@ -98,7 +99,7 @@ struct Scan {
         });
     }
 
-    // What operations work on; null where it cannot be had.
+    // The objects that operations work on; null where they cannot be had.
     RefPtr<IMailMessage> Mail() { return mail; }
     RefPtr<IPropertyProvider> Body() { return Made(&IMailMessage::GetPlainBody); }
     RefPtr<IPropertyProvider> Rich() { return Made(&IMailMessage::GetRichBody); }
@@ -183,11 +184,11 @@ inline std::span<const Operation> Operations() {
          Of<&S::Mail, &M::GetHeaderSummary>},
         {"GetMessageHash", nullptr, Of<&S::Mail, &M::GetMessageHash>, Rule::kIfItOpens},
         {"GetSender", "\"Ann\" <SMTP:ann@example.com>", Of<&S::Mail, &M::GetSender>},
-        {"GetSenderSmtpAddress", "ann@real.example.com", Of<&S::Mail, &M::GetSenderSmtpAddress>,
+        {"GetSmtpAddress", "ann@real.example.com", Of<&S::Mail, &M::GetSenderSmtpAddress>,
          Rule::kAddress},
         {"GetSentRepresenting", "\"Boss\" <:>", Of<&S::Mail, &M::GetSentRepresenting>},
         {"GetSenderName", "Ann", Of<&S::Mail, &M::GetSenderName>},
-        {"GetSentRepresentingName", "Boss", Of<&S::Mail, &M::GetSentRepresentingName>},
+        {"GetSentName", "Boss", Of<&S::Mail, &M::GetSentRepresentingName>},
         {"GetToRecipients", "\"Bob\" <SMTP:bob@example.com>; \"Di\" <SMTP:bob@example.com>; ",
          Of<&S::Mail, &M::GetToRecipients>},
         {"GetDisplayTo", "Bob", Of<&S::Mail, &M::GetDisplayTo>},
@@ -209,45 +210,40 @@ inline std::span<const Operation> Operations() {
         {"SetHeader", "", [](S& s) { return s.Do(s.mail, &M::SetHeader, "A: new"); }},
         {"AddHeader", "", [](S& s) { return s.Do(s.mail, &M::AddHeader, "B: new"); }},
         {"body Delete", "", Of<&S::Body, &P::Delete>},
-        {"body OpenStream", "object", [](S& s) { return s.Open(s.Body(), access_mode::kRead); }},
-        {"body OpenStream to write", "object",
-         [](S& s) { return s.Open(s.Body(), S::kReadWrite); }},
-        {"rich body OpenStream", "object",
-         [](S& s) { return s.Open(s.Rich(), access_mode::kRead); }},
-        {"rich body OpenStream to write", "object",
-         [](S& s) { return s.Open(s.Rich(), S::kReadWrite); }},
+        {"body to read", "object", [](S& s) { return s.Open(s.Body(), S::kRead); }},
+        {"body to write", "object", [](S& s) { return s.Open(s.Body(), S::kReadWrite); }},
+        {"rich to read", "object", [](S& s) { return s.Open(s.Rich(), S::kRead); }},
+        {"rich to write", "object", [](S& s) { return s.Open(s.Rich(), S::kReadWrite); }},
         {"body GetName", "PlainBody", Of<&S::Body, &P::GetName>},
         {"body GetFileName", S::kUntouched, Of<&S::Body, &P::GetFileName>},
         {"body GetMimeTag", S::kUntouched, Of<&S::Body, &P::GetMimeTag>},
         {"body GetSize", "0", Of<&S::Body, &P::GetSize>},
         {"body Rename", S::kUntouched, [](S& s) { return s.Do(s.Body(), &P::Rename, "x"); }},
         {"stream Read", "plain text", [](S& s) { return s.ReadAll(s.BodyStream()); }},
-        {"rich stream Read", "{\\rtf1 some old text}",
-         [](S& s) { return s.ReadAll(s.RichStream()); }},
+        {"rich Read", "{\\rtf1 some old text}", [](S& s) { return s.ReadAll(s.RichStream()); }},
         {"stream Write", "16", [](S& s) { return s.On<u32>(s.BodyStream(), S::Write); }},
         {"stream Seek", "4",
          [](S& s) { return s.Do<u64>(s.BodyStream(), &D::Seek, 4, SeekOrigin::kStart); }},
         {"stream GetSize", "10", Of<&S::BodyStream, &D::GetSize>},
         {"stream SetSize", "", [](S& s) { return s.Do(s.BodyStream(), &D::SetSize, 3u); }},
         {"body overwritten", "", [](S& s) { return s.Overwrite(s.Body()); }},
-        {"rich body overwritten", "", [](S& s) { return s.Overwrite(s.Rich()); }},
+        {"rich overwritten", "", [](S& s) { return s.Overwrite(s.Rich()); }},
         {"Next", "object", Next<1>},
-        {"Next, an OLE attachment", "object", Next<2>, Rule::kIfItOpens},
+        {"Next, an OLE object", "object", Next<2>, Rule::kIfItOpens},
         {"Next, at the end", "null", Next<3>, Rule::kIfItOpens},
         {"Reset", "", Of<&S::Attachments, &E::Reset>},
         {"Find", "object",
          [](S& s) { return s.Do<RefPtr<P>>(s.Attachments(), &E::Find, u"Data"); }},
-        {"attachment Delete", "", Of<&S::First, &P::Delete>},
-        {"attachment OpenStream", "object",
-         [](S& s) { return s.Open(s.First(), access_mode::kRead); }},
-        {"OLE attachment OpenStream", "object", [](S& s) { return s.Open(s.Ole(), S::kReadWrite); },
+        {"file Delete", "", Of<&S::First, &P::Delete>},
+        {"file to read", "object", [](S& s) { return s.Open(s.First(), S::kRead); }},
+        {"OLE to write", "object", [](S& s) { return s.Open(s.Ole(), S::kReadWrite); },
          Rule::kIfItOpens},
-        {"attachment GetName", "Data", Of<&S::First, &P::GetName>},
-        {"attachment GetFileName", "data.txt", Of<&S::First, &P::GetFileName>},
-        {"attachment GetMimeTag", "text/plain", Of<&S::First, &P::GetMimeTag>},
-        {"attachment GetSize", "37", Of<&S::First, &P::GetSize>},
-        {"attachment Rename", "", [](S& s) { return s.Do(s.First(), &P::Rename, "x"); }},
-        {"attachment overwritten", "", [](S& s) { return s.Overwrite(s.First()); }},
+        {"file GetName", "Data", Of<&S::First, &P::GetName>},
+        {"file GetFileName", "data.txt", Of<&S::First, &P::GetFileName>},
+        {"file GetMimeTag", "text/plain", Of<&S::First, &P::GetMimeTag>},
+        {"file GetSize", "37", Of<&S::First, &P::GetSize>},
+        {"file Rename", "", [](S& s) { return s.Do(s.First(), &P::Rename, "x"); }},
+        {"file overwritten", "", [](S& s) { return s.Overwrite(s.First()); }},
     };
     return kAll;
 }
