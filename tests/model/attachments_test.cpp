@@ -93,25 +93,24 @@ TEST_F(AttachmentsTest, IsFoundByItsDisplayName) {
 
 TEST_F(AttachmentsTest, NamesFallBackFromOneToTheNext) {
     AddFile("Shown", "");
-    const ULONG tags[] = {tag::kDisplayNameA, tag::kAttachLongFilenameA, tag::kAttachFilenameA};
-    const char* const names[][2] = {{"Shown", "long.html"},
-                                    {"long.html", "long.html"},
-                                    {"SHORT.HTM", "SHORT.HTM"},
-                                    {"0x8000004c", "0x8000004c"}};
-    Edit([&](auto& record) {
-        for (int i : {1, 2})
-            record.attachments[0].properties.Set(tags[i], PropertyValue::Text(names[i][0]));
-    });
-    for (std::size_t erased = 0; erased < 4; ++erased) {
-        if (erased != 0) {
-            Edit([&](auto& record) { record.attachments[0].properties.Erase(tags[erased - 1]); });
-        }
+    const std::pair<ULONG, std::string> names[] = {{tag::kDisplayNameA, "Shown"},
+                                                   {tag::kAttachLongFilenameA, "long.html"},
+                                                   {tag::kAttachFilenameA, "SHORT.HTM"}};
+    for (const auto& [property, name] : names)
+        Edit([&](auto& record) {
+            record.attachments[0].properties.Set(property, PropertyValue::Text(name));
+        });
+    for (const auto& [property, name] : names) {
         Open();
         ASSERT_EQ(Next(), result::kOk);
-        EXPECT_EQ(Name(), names[erased][0]);
-        EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetFileName), names[erased][1]);
-        EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetMimeTag), "0x8000004c");
+        EXPECT_EQ(Name(), name);
+        EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetFileName),
+                  name == "Shown" ? "long.html" : name);
+        Edit([&](auto& record) { record.attachments[0].properties.Erase(property); });
     }
+    Open();
+    ASSERT_EQ(Next(), result::kOk);
+    EXPECT_EQ(Name(), "0x8000004c");
 }
 
 TEST_F(AttachmentsTest, WhatIsChangedIsSavedWithItsLastUser) {
