@@ -4,6 +4,7 @@
 #include <mutex>
 #include <thread>
 
+#include "mapi/entry_id.h"
 #include "processing/async_processor.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
@@ -79,17 +80,6 @@ struct AsyncProduct {
                 registry};
     }
 };
-
-// An entry id as the object model writes it.
-inline std::u16string ToHex(std::string_view bytes) {
-    std::u16string hex;
-    for (const char c : bytes) {
-        for (const int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF}) {
-            hex.push_back(u"0123456789ABCDEF"[digit]);
-        }
-    }
-    return hex;
-}
 
 inline void WaitForLine(const RecordingTracer& tracer, std::string_view part, std::size_t count) {
     while (tracer.Count(part) < count) std::this_thread::sleep_for(std::chrono::milliseconds{1});

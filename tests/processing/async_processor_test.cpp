@@ -29,7 +29,7 @@ protected:
         outlook::MessageRecord record = *mapi_.store().Find(entry_id_);
         record.properties.Set(tests::tag::kSubjectW,
                               outlook::PropertyValue::Text(std::move(subject)));
-        return tests::ToHex(mapi_.store().Add(std::move(record)));
+        return plugins::mapi::EntryIdToHex(mapi_.store().Add(std::move(record)));
     }
     void WaitForLine(std::string_view part, std::size_t count = 1) {
         tests::WaitForLine(*tracer_, part, count);

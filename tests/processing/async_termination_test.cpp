@@ -29,7 +29,7 @@ TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed
         if (!returned.IsRaised()) late = mail.GetSubject(subject);
         returned.Raise();
     };
-    const std::u16string entry_id = tests::ToHex(outlook.store().Add({}));
+    const std::u16string entry_id = plugins::mapi::EntryIdToHex(outlook.store().Add({}));
     {
         AsyncProcessor processor(
             product.Environment(functions, vek::platform::TheSystem(), tracer, 50));

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "internal/helpers/hresult_exception.h"
-#include "processing/entry_id.h"
+#include "mapi/entry_id.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
 #include "tests/support/faulty_system.h"
@@ -163,12 +163,7 @@ TEST_F(MessageProcessorTest, WhatTheScannerKeepsAnswersWithAFailureAndHoldsNothi
 }
 
 TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSuppliedOne) {
-    std::u16string hex;
-    for (char c : entry_id_) {
-        for (int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF}) {
-            hex.push_back(u"0123456789aBcDeF"[digit]);
-        }
-    }
+    const std::u16string hex = mapi::EntryIdToHex(entry_id_);
     const auto background = Processor();
     EXPECT_EQ(CodeOf([&] { background->ProcessMessageByEntryId(hex); }), 1u) << "no session yet";
     background->LogonBackgroundSession();
@@ -196,7 +191,8 @@ TEST(EntryIdTest, HexDigitsOfEitherCaseOthersCountAsZero) {
     } cases[] = {{u"00fFA9", {0x00, 0xFF, 0xA9}}, {u"zz", {0}}, {u"1z2", {0x10}}, {u"g", {}}};
     for (const auto& each : cases) {
         std::vector<unsigned> bytes;
-        for (std::byte b : EntryIdFromHex(each.hex)) bytes.push_back(static_cast<unsigned>(b));
+        for (std::byte b : mapi::EntryIdFromHex(each.hex))
+            bytes.push_back(static_cast<unsigned>(b));
         EXPECT_EQ(bytes, each.bytes);
     }
 }

@@ -10,9 +10,10 @@
 
 namespace plugins::mail_processing {
 
-// What an object of the mail model needs of its message. Released from the last to the first: the
-// accessor saves while the message is still there. Owner thread only.
-struct MessagePart {
+// The message that an object of the mail model belongs to, and the services that the object works
+// with. Released from the last member to the first, so that the accessor saves while the message is
+// still there. Owner thread only; `clock` outlives it.
+struct MessageContext {
     vek::RefPtr<IMessage> message;
     std::shared_ptr<const mapi::MapiFunctions> functions;
     vek::platform::Clock* clock;

@@ -1,6 +1,6 @@
-#include "processing/entry_id.h"
+#include "mapi/entry_id.h"
 
-namespace plugins::mail_processing {
+namespace plugins::mapi {
 namespace {
 
 constexpr unsigned DigitValue(char16_t c) noexcept {
@@ -21,4 +21,15 @@ std::vector<std::byte> EntryIdFromHex(std::u16string_view hex) {
     return bytes;
 }
 
-}  // namespace plugins::mail_processing
+std::u16string EntryIdToHex(std::span<const std::byte> bytes) {
+    constexpr std::u16string_view kDigits = u"0123456789ABCDEF";
+    std::u16string hex;
+    hex.reserve(2 * bytes.size());
+    for (const std::byte byte : bytes) {
+        hex.push_back(kDigits[std::to_integer<unsigned>(byte >> 4)]);
+        hex.push_back(kDigits[std::to_integer<unsigned>(byte & std::byte{0xF})]);
+    }
+    return hex;
+}
+
+}  // namespace plugins::mapi

@@ -6,8 +6,7 @@
 
 namespace plugins::mail_processing {
 
-// The interface of `object` with a reference. Raises vek::ResultCodeException with the query's
-// code.
+// Queries `object` for Interface. Raises vek::ResultCodeException with the query's code.
 template <class Interface>
 vek::RefPtr<Interface> QueryFor(vek::IObject& object,
                                 vek::SourceLocation place = vek::SourceLocation::Here()) {
@@ -17,13 +16,14 @@ vek::RefPtr<Interface> QueryFor(vek::IObject& object,
     return vek::RefPtr<Interface>::Adopt(static_cast<Interface*>(found));
 }
 
-// Runs `make` on the owner thread and gives the interface of the object that it made. On failure
-// `*out` is null.
+// The body of an operation that returns a new object: runs `make` on the owner thread and returns
+// the Interface of the object that it made through `out`, with a reference. On failure `*out` is
+// null. Any thread.
 template <class Interface, class Make>
-vek::result_t HandOut(OwnerThread& owner, Interface** out, const Make& make) noexcept {
+vek::result_t ReturnInterface(OwnerThread& owner, Interface** out, const Make& make) noexcept {
     if (out == nullptr) return vek::result::kInvalidArgument;
     *out = nullptr;
-    // The caller gets the reference only with the success: the hand-over may still fail behind it.
+    // The hand-over may still fail behind `make`: the caller gets the reference with success only.
     vek::RefPtr<Interface> made;
     const vek::result_t result = RunOnOwner(owner, [&] { made = QueryFor<Interface>(*make()); });
     if (vek::Succeeded(result)) *out = made.detach();
