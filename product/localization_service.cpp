@@ -15,8 +15,8 @@ namespace result = vek::result;
 using plugins::product::kDefaultResourceKind;
 using plugins::product::LocalizationPair;
 
-// The path within the resource folder; empty for one that leads elsewhere. Names are separated as
-// on Windows or as everywhere else.
+// Gives the path within the resource folder, or an empty one when it leads elsewhere. Both '/' and
+// '\' separate names.
 std::filesystem::path InsideFolder(std::string_view relative_path) {
     std::string text(relative_path);
     std::ranges::replace(text, '\\', '/');

@@ -9,7 +9,7 @@
 namespace reference_product {
 namespace {
 
-// Members keep the order in which people know them.
+// Members keep their order, so that the file stays readable.
 using Json = nlohmann::ordered_json;
 using plugins::product::MailPluginSettings;
 using plugins::product::MailSettings;

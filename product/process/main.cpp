@@ -1,11 +1,11 @@
-// The stand-in product's program: serves the scanner and the product's other services until it is
+// The reference product's program: serves the scanner and the product's other services until it is
 // told to stop. Exit codes are those of product_process.h.
 
 #include <exception>
 #include <iostream>
 
 #include "product/process/product_process.h"
-#include "product/process/remote_server.h"
+#include "product/process/product_server.h"
 #include "product/process/stop_signal.h"
 
 namespace {

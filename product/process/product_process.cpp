@@ -15,16 +15,16 @@
 #include "product/state/run_folder.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/object.h"
-#include "vek/core/result_format.h"
+#include "vek/core/result_text.h"
 #include "vek/platform/thread.h"
 
 namespace reference_product {
 namespace {
 
-// How soon a request to stop is seen.
+// The pause between two looks at the folder for a request to stop.
 constexpr std::chrono::milliseconds kLookAround{50};
 
-// How long checks under way are waited for. With nobody left to call they end by themselves.
+// The longest wait for checks under way. They end by themselves, as their callers are gone.
 constexpr std::chrono::seconds kLastChecks{5};
 
 std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
@@ -35,7 +35,7 @@ std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rul
     return std::make_shared<ScannerEngine>(std::move(parsed.rules));
 }
 
-// Makes the process known while it can be reached.
+// Names the process in the folder for as long as it can be reached.
 class Publication {
 public:
     Publication(const RunFolder& folder, const RunningProduct& self)
@@ -52,7 +52,7 @@ private:
 };
 
 vek::RefPtr<InProcessProduct> MakeServices(const ProductOptions& options, const Log& log) {
-    // The scanner keeps them: a caller may keep that longer than it is served.
+    // Owned by the scanner, which a caller may keep longer than the server lives.
     auto reports = std::make_shared<ReportWriter>(options.reports);
     const auto scanner = vek::MakeObject<MailScanner>(
         LoadEngine(options.rules), [log, reports](const ScanReport& report) {
@@ -69,7 +69,7 @@ vek::RefPtr<InProcessProduct> MakeServices(const ProductOptions& options, const 
     return services;
 }
 
-// A file that cannot be understood is that of no process: it is replaced.
+// Tells whether a process runs in the folder. A malformed file names none and will be replaced.
 bool IsServed(const RunFolder& folder) noexcept {
     try {
         return folder.Running().has_value();
@@ -98,8 +98,8 @@ void ServeUntilStopped(const ProductOptions& options, const Serve& serve, const 
     log("stopping");
 }
 
-// Waits for what was served to be let go of: a process must not end under its threads. Gives how
-// many objects more there are than `before`; any of them is a fault.
+// Waits until the served objects are released: a process must not end under its threads. Gives the
+// number of objects beyond `before` that are left; any is a fault.
 std::uint32_t AwaitRelease(std::uint32_t before) {
     const auto deadline = std::chrono::steady_clock::now() + kLastChecks;
     std::uint32_t now = vek::LiveObjectCount();

@@ -1,10 +1,10 @@
-#include "product/process/remote_server.h"
+#include "product/process/product_server.h"
 
 #include <string>
 #include <utility>
 
 #include "common/remoting/remote_interfaces.h"
-#include "vek/core/result_format.h"
+#include "vek/core/result_text.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
 

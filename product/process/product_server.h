@@ -1,6 +1,6 @@
 #pragma once
 
-// How the product's process lets others reach its services.
+// The way from other processes to the product's services.
 
 #include <functional>
 #include <memory>
@@ -18,12 +18,17 @@ class ProductServer {
 public:
     virtual ~ProductServer() = default;
 
+    // Where other processes connect.
     virtual plugins::product_info::RemoteAddress address() const = 0;
 };
 
-// Lets processes of this user reach `locator`. `log` is told who comes and goes; it outlives the
-// server.
+// A function that starts a server: processes of this user reach `locator` through it. The server
+// keeps `log` and tells it who comes and goes. Gives kOk and the server, or why there is none.
 using Serve = std::function<vek::result_t(vek::RefPtr<plugins::IServiceLocator> locator, Log log,
                                           std::unique_ptr<ProductServer>& server)>;
+
+// A Serve over the remoting, at the local id of this process.
+vek::result_t ServeRemotely(vek::RefPtr<plugins::IServiceLocator> locator, Log log,
+                            std::unique_ptr<ProductServer>& server);
 
 }  // namespace reference_product
