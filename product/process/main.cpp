@@ -5,7 +5,6 @@
 #include <iostream>
 
 #include "product/process/product_process.h"
-#include "product/process/product_server.h"
 #include "product/process/stop_signal.h"
 
 namespace {
@@ -20,8 +19,7 @@ ExitCode Run(std::span<char* const> arguments) {
     }
     if (options->stop) return StopProduct(options->folder, std::chrono::seconds(10));
     StopSignal signal;
-    return RunProduct(*options, ServeRemotely,
-                      [&](std::chrono::milliseconds time) { return signal.Wait(time); });
+    return RunProduct(*options, [&](std::chrono::milliseconds time) { return signal.Wait(time); });
 }
 
 }  // namespace

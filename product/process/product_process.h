@@ -6,7 +6,6 @@
 #include <functional>
 
 #include "product/process/product_options.h"
-#include "product/process/product_server.h"
 
 namespace reference_product {
 
@@ -22,9 +21,9 @@ enum class ExitCode : int {
 // A function that waits for a signal to stop; false when the time is over.
 using WaitForSignal = std::function<bool(std::chrono::milliseconds)>;
 
-// Offers the services until a signal or a request stops it. The log gets start and stop, the
-// server's messages, and each check with what was found, changed and failed.
-ExitCode RunProduct(const ProductOptions& options, const Serve& serve, const WaitForSignal& wait);
+// Offers the services to processes of this user until a signal or a request stops it. The log gets
+// start and stop, connections, and each check with what was found, changed and failed.
+ExitCode RunProduct(const ProductOptions& options, const WaitForSignal& wait);
 
 // Asks the process that runs in the folder to stop, and waits at most `patience` for its end.
 // Raises std::exception when the request cannot be written.

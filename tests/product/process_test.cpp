@@ -5,10 +5,13 @@
 #include <map>
 #include <thread>
 
+#include "product/process/product_process.h"
 #include "product/rules.h"
 #include "product/scanner_engine.h"
+#include "product/state/process_start.h"
 #include "tests/model/disturbed_mail.h"
 #include "tests/product/product_folder.h"
+#include "vek/platform/thread.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -106,21 +109,19 @@ TEST_F(SecondProcess, ChangesMessagesAsOneInThisProcessDoes) {
 }
 
 TEST_F(SecondProcess, MayEndAtAnyMomentAndComeBack) {
-    enum End { kKilled, kStopped };
     const struct {
         const char* when;
         std::optional<outlook_call> call;  // in this one of the check; none: before the check
         std::uint32_t nth = 1;
-        End end = kKilled;
+        bool stopped = false;  // not killed
     } kStages[] = {
         {"before connecting", {}},
         {"at rest", {}},
-        {"stopped at rest", {}, 1, kStopped},
+        {"stopped at rest", {}, 1, true},
         {"the first answer", outlook_call::kGetProps},
         {"a stream is open", outlook_call::kStreamRead, 2},
-        {"a stream is open, stopped", outlook_call::kStreamRead, 2, kStopped},
-        {"opening an attachment", outlook_call::kOpenAttach},
-        {"changing a header, stopped", outlook_call::kSetProps, 3, kStopped},
+        {"a stream is open, stopped", outlook_call::kStreamRead, 2, true},
+        {"changing a header, stopped", outlook_call::kSetProps, 3, true},
         {"writing an attachment", outlook_call::kStreamWrite},
         {"deleting the third", outlook_call::kDeleteAttach},
         {"the notice", outlook_call::kStreamWrite, 3},
@@ -132,20 +133,12 @@ TEST_F(SecondProcess, MayEndAtAnyMomentAndComeBack) {
         ASSERT_TRUE(product_process_.Start());
         if (&stage != kStages) {
             EXPECT_EQ(Check(*processor_), whole_) << "by the one that came back";
-            EXPECT_EQ(tracer_->Count(kFailure), failures);
         }
-        bool ended = false;
         const auto end = [&] {
-            ended = true;
-            if (stage.end == kStopped) {
-                EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
-            } else {
-                product_process_.Kill();
-            }
+            EXPECT_TRUE(stage.stopped ? product_process_.Stop() : product_process_.Kill());
         };
         stage.call ? mapi_.faults().RunAtNth(*stage.call, stage.nth, end) : end();
         const Content now = Check(*processor_);
-        EXPECT_TRUE(ended);
         EXPECT_EQ(tracer_->Count(kFailure), ++failures);
         EXPECT_EQ(mapi_.live_objects(), 0u);
         EXPECT_EQ(mapi_.memory().LiveBuffers(), 0u);
@@ -156,6 +149,26 @@ TEST_F(SecondProcess, MayEndAtAnyMomentAndComeBack) {
         mapi_.faults().Clear();
     }
     EXPECT_GT(changed.size(), whole_.size() / 2);
+}
+
+TEST(ProductProcess, SaysWhyItDoesNotRun) {
+    using namespace reference_product;
+    tests::ProductFolder product("no rule\n");
+    const std::filesystem::path path = PathOf(product.path());
+    EXPECT_EQ(product.Launch({"--stop"})->Wait(), 2);  // where?
+    EXPECT_EQ(product.Launch({"--folder", product.path()})->Wait(), 1);
+    ReplaceTextFile(path / "sample.rules", kRules);
+    ASSERT_TRUE(product.Start());
+    EXPECT_EQ(product.Launch({"--folder", product.path()})->Wait(), 3);
+    EXPECT_TRUE(product.Stop()) << product.log();
+    EXPECT_FALSE(exists(path / "running.json") || exists(path / "stop.json"));
+    EXPECT_EQ(StopProduct(path, {}), ExitCode::kStopped);
+
+    const std::uint32_t id = vek::platform::CurrentProcessId();  // a process that does not stop
+    const RunningProduct self{id, ProcessStart(id).value(), 42, 0};
+    RunFolder(path).Publish(self);
+    EXPECT_EQ(StopProduct(path, std::chrono::milliseconds(1)), ExitCode::kDoesNotStop);
+    EXPECT_TRUE(RunFolder(path).StopRequested(self));
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "private_include/common/mail_scanner.h"
 #include "product/localization_service.h"
-#include "product/process/product_options.h"
-#include "product/process/product_process.h"
 #include "product/report_lines.h"
 #include "product/settings_service.h"
 #include "product/state/text_file.h"
@@ -125,63 +122,6 @@ TEST(Reports, ReachAReaderLineByLine) {
     }
     std::ofstream(path, std::ios::app) << ToReportLine({3, report}).substr(0, 30);
     EXPECT_FALSE(reader.Next());
-}
-
-// Stands for what other processes see of the product.
-struct Border {
-    Serve serve() {
-        return [this](vek::RefPtr<plugins::IServiceLocator> offered, Log,
-                      std::unique_ptr<ProductServer>& server) {
-            locator = offered;
-            server = std::make_unique<Server>();
-            return answer;
-        };
-    }
-    struct Server final : ProductServer {
-        plugins::product_info::RemoteAddress address() const override { return {42, 0, 0, 0}; }
-    };
-    vek::result_t answer = result::kOk;
-    vek::RefPtr<plugins::IServiceLocator> locator;
-};
-
-TEST(ProductProcess, ServesUntilItIsAskedToStop) {
-    const tests::TemporaryFolder folder;
-    std::vector<std::string> arguments{"--folder", tests::Utf8(folder.path())};
-    char* pointers[] = {arguments[0].data(), arguments[1].data()};
-    const ProductOptions options = ParseOptions(pointers).value();
-    ReplaceTextFile(options.rules, "when any do set-subject \"seen\"\n");
-    ReplaceTextFile(folder.path() / "running.json", "garbage of an earlier process");
-
-    Border border;
-    int waits = 0;
-    const auto wait = [&](std::chrono::milliseconds) {
-        if (++waits > 1) return waits > 100;  // the request is to be seen at once
-        EXPECT_EQ(RunProduct(options, border.serve(), {}), ExitCode::kRunsAlready);
-        for (const vek::interface_id_t id : {0xAF86C16Cu, 0x5D0C38E4u, 0x837C94F2u, 0x492B374Du}) {
-            vek::RefPtr<vek::IObject> service;
-            EXPECT_EQ(border.locator->GetInterface(id, nullptr, service.put_void()), result::kOk);
-        }
-        // The process that runs it is this one, which does not end.
-        EXPECT_EQ(StopProduct(options.folder, std::chrono::milliseconds(1)),
-                  ExitCode::kDoesNotStop);
-        border.locator.reset();
-        return false;
-    };
-    EXPECT_EQ(RunProduct(options, border.serve(), wait), ExitCode::kStopped);
-    EXPECT_LE(waits, 2);
-    EXPECT_EQ(StopProduct(options.folder, {}), ExitCode::kStopped);
-    EXPECT_FALSE(std::filesystem::exists(folder.path() / "running.json"));
-    EXPECT_FALSE(std::filesystem::exists(folder.path() / "stop.json"));
-    const std::string log = tests::ReadFile(options.log);
-    for (const char* part : {"  started: process ", "local id 42", "  stopping\n",
-                             "  objects left: 0\n", "  stopped\n"})
-        EXPECT_THAT(log, testing::HasSubstr(part));
-    EXPECT_TRUE(std::filesystem::exists(options.reports));
-
-    border.answer = result::kAccessDenied;
-    EXPECT_EQ(RunProduct(options, border.serve(), {}), ExitCode::kCannotStart);
-    ReplaceTextFile(options.rules, "no rule\n");
-    EXPECT_EQ(RunProduct(options, border.serve(), {}), ExitCode::kCannotStart);
 }
 
 }  // namespace
