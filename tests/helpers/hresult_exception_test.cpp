@@ -31,16 +31,10 @@ TEST(HResultCodeException, DescribesItselfWithTheThreadsErrorInformation) {
 }
 
 TEST(HResult, SystemErrorsBecomeFailures) {
+    EXPECT_EQ(plugins::helpers::HResultFromWin32(0), 0);
     const std::pair<vek::platform::system_error_t, std::uint32_t> cases[] = {
-        {0, 0},
-        {5, 0x80070005},
-        {0x12345, 0x80072345},
-        {0x80040111, 0x80040111},
-    };
+        {0, 0x80004005}, {5, 0x80070005}, {0x12345, 0x80072345}, {0x80040111, 0x80040111}};
     for (const auto& [error, expected] : cases) {
-        EXPECT_EQ(static_cast<std::uint32_t>(plugins::helpers::HResultFromWin32(error)), expected);
-    }
-    for (const auto& [error, expected] : {std::pair{5u, 0x80070005u}, {0u, 0x80004005u}}) {
         vek::platform::SetLastError(error);
         EXPECT_EQ(vek::AtBorder([] { plugins::helpers::ThrowLastError(); }), expected);
     }

@@ -36,7 +36,7 @@ TEST(Calendar, TakesTimesApart) {
     }
 }
 
-TEST(Clock, LocalTimeStaysWithinWhatATimeCanBe) {
+TEST(Clock, LocalTimeIsOneThatATimeCanBe) {
     tests::FakeClock clock;
     clock.offset_minutes = -210;
     EXPECT_EQ(clock.ToLocal(126'000'000'001), 1u);
@@ -67,18 +67,15 @@ struct LetterTraits {
 };
 
 TEST(UniqueResource, ClosesEachResourceOnceAndAtOnce) {
-    using Letter = UniqueResource<LetterTraits>;
     {
-        Letter a('a'), b('b');
-        Letter c(std::move(a)), released('r');
-        EXPECT_FALSE(a);
+        UniqueResource<LetterTraits> a('a'), b('b'), released('r');
         EXPECT_EQ(released.Release(), 'r');
-        b = std::move(c);
+        b = std::move(a);
         EXPECT_EQ(closed, "b");
-        EXPECT_EQ(b.get(), 'a');
-        b = Letter();
+        EXPECT_TRUE(b && !a);
+        a = UniqueResource<LetterTraits>('z');
+        b = {};
         EXPECT_EQ(closed, "ba");
-        a = Letter('z');
     }
     EXPECT_EQ(closed, "baz");
 }

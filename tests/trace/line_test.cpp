@@ -4,8 +4,6 @@
 
 #include <limits>
 #include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "tests/support/allocation_probe.h"
 #include "tests/support/fake_clock.h"
@@ -95,23 +93,6 @@ TEST(MemoryChannel, KeepsTheLastLines) {
     for (const char* line : {"1\r\n", "2\r\n", "333\r\n", "4\r\n", "longer than all\r\n"})
         channel.Append(line);
     EXPECT_EQ(channel.Text(), Output("2\r\n333\r\n4\r\n"));
-}
-
-TEST(ProcessTracer, IsReplacedWhileItIsUsed) {
-    std::vector<std::thread> threads;
-    for (int writer = 0; writer < 4; ++writer) {
-        threads.emplace_back([] {
-            for (int i = 0; i < 500; ++i) {
-                Write(ProcessTracer(), level::kError, "x");
-                SetProcessTracer(std::make_shared<tests::RecordingTracer>());
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    const std::weak_ptr<Tracer> last = ProcessTracer();
-    EXPECT_FALSE(last.expired());
-    SetProcessTracer(nullptr);
-    EXPECT_TRUE(last.expired());
 }
 
 }  // namespace
