@@ -5,6 +5,7 @@
 #include "product/settings_service.h"
 #include "product/state/text_file.h"
 #include "tests/support/temporary_folder.h"
+#include "vek/core/ref_ptr.h"
 
 namespace reference_product {
 namespace {
