@@ -44,14 +44,12 @@ struct Product final : vek::platform::LibraryLoader {
     struct Loaded final : vek::platform::Library {
         Loaded() { ++current->libraries; }
         ~Loaded() override { --current->libraries; }
-        vek::platform::DynamicLibrary::Symbol Find(const char* name) const noexcept override {
+        Symbol Find(const char* name) const noexcept override {
             if (!current->plan.exported || std::strcmp(name, "vekGetObjectFactory") != 0)
                 return nullptr;
-            return reinterpret_cast<vek::platform::DynamicLibrary::Symbol>(&GetObjectFactory);
+            return reinterpret_cast<Symbol>(&GetObjectFactory);
         }
-        vek::platform::DynamicLibrary::Symbol FindOrdinal(std::uint16_t) const noexcept override {
-            return nullptr;
-        }
+        Symbol FindOrdinal(std::uint16_t) const noexcept override { return nullptr; }
     };
     std::unique_ptr<vek::platform::Library> Load(std::string_view path) override {
         return plan.library && path == plan.place ? std::make_unique<Loaded>() : nullptr;

@@ -17,7 +17,7 @@ using namespace vek::platform;
 using Texts = std::vector<std::string>;
 using Values = std::map<std::string, std::string>;
 using Error = system_error_t;
-using Symbol = DynamicLibrary::Symbol;
+using Symbol = Library::Symbol;
 using View = std::string_view;
 
 const std::string kClientsKey = "SOFTWARE\\Clients\\Mail";

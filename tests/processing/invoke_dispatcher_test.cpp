@@ -187,7 +187,7 @@ TEST_F(InvokeDispatcherTest, AFailingWaitOfTheOwnerRaisesThere) {
             EXPECT_EQ(exception.code(), code);
             EXPECT_THAT(vek::NarrowDisplayText(exception),
                         HasSubstr("WaitForMultipleObjects HRESULT=0x"));
-            EXPECT_THAT(exception.place().file, HasSubstr("invoke_dispatcher"));
+            EXPECT_THAT(exception.location().file, HasSubstr("invoke_dispatcher"));
         }
     }
 }
