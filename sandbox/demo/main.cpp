@@ -1,4 +1,4 @@
-// The demo's program: checks the mails of a manifest with the plug-in and prints what came of it.
+// The demo's program: checks the mails of a manifest with the plug-in and prints the outcomes.
 //
 //   mlxo_demo --messages DIR --out DIR --report FILE --rules FILE
 //   mlxo_demo --messages DIR --out DIR --report FILE --product DIR
@@ -12,7 +12,6 @@
 #include <string>
 
 #include "sandbox/demo/demo_run.h"
-#include "sandbox/demo/report_file.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include "product/mail_scanner.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/recording_observer.h"
 #include "vek/platform/flag.h"
 
 namespace tests {
@@ -66,17 +67,23 @@ struct AsyncProduct {
     }};
     SecondsClock clock;
     OutlookRegistry registry;
+    RecordingObserver observer;
 
     plugins::mail_processing::AsyncEnvironment Environment(
         std::shared_ptr<const plugins::mapi::MapiFunctions> functions,
         vek::platform::System& system, const vek::trace::TracerPtr& tracer, int stop_ms = 60'000) {
         using namespace plugins::mail_processing;
         auto processor = MessageProcessor::Create(nullptr, functions, nullptr,
-                                                  {system, clock, services, tracer});
+                                                  {system, clock, services, tracer, observer});
         auto product_settings = std::make_shared<ProductSettingsProvider>(services, clock, tracer);
-        return {functions, product_settings, processor,
-                system,    tracer,           std::chrono::milliseconds{stop_ms},
-                registry};
+        return {.functions = functions,
+                .settings = product_settings,
+                .processor = processor,
+                .system = system,
+                .tracer = tracer,
+                .stop_timeout = std::chrono::milliseconds{stop_ms},
+                .registry = registry,
+                .observer = observer};
     }
 };
 

@@ -8,10 +8,10 @@
 namespace plugins::mail_processing {
 namespace {
 
-namespace outlook = sandbox::outlook;
-using outlook_call = outlook::Call;
+using outlook_call = sandbox::outlook::Call;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using tests::RecordingObserver;
 using vek::platform::WaitStatus;
 
 class AsyncProcessorTest : public tests::MailFixture {
@@ -26,9 +26,9 @@ protected:
         return product_.Environment(functions_, system_, tracer_, stop_ms);
     }
     std::u16string NewMessage(std::string subject) {
-        outlook::MessageRecord record = *mapi_.store().Find(entry_id_);
+        sandbox::outlook::MessageRecord record = *mapi_.store().Find(entry_id_);
         record.properties.Set(tests::tag::kSubjectW,
-                              outlook::PropertyValue::Text(std::move(subject)));
+                              sandbox::outlook::PropertyValue::Text(std::move(subject)));
         return tests::ToHex(mapi_.store().Add(std::move(record)));
     }
     void WaitForLine(std::string_view part, std::size_t count = 1) {
@@ -41,15 +41,17 @@ protected:
             go_.Wait();
         };
     }
-    // The lines since the `from`th.
-    std::vector<std::string> Lines(std::size_t from = 0) {
-        auto lines = tracer_->lines();
-        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(from));
-        return lines;
+    std::string Told(int number, const std::string& what, std::u16string_view id) {
+        return std::to_string(number) + ' ' + what + ' ' + vek::ToUtf8(id);
+    }
+    std::string Skipped(int number, SkipReason reason, std::u16string_view id, int code = 0) {
+        return Told(number, RecordingObserver::SkipText(reason, static_cast<vek::result_t>(code)),
+                    id);
     }
 
     tests::FaultySystem system_;
     tests::AsyncProduct product_;
+    RecordingObserver& observer_ = product_.observer;
     vek::platform::Flag checking_, go_;
     const std::u16string a_ = NewMessage("a"), b_ = NewMessage("b"), c_ = NewMessage("c");
 };
@@ -63,79 +65,84 @@ TEST_F(AsyncProcessorTest, ChecksEachMessageOnceInOrderPastThoseThatCannotBeChec
     checking_.Wait();
     EXPECT_EQ(processor.GetCurrentEntryId(), a_);
     EXPECT_EQ(mapi_.initializations(), 3) << "the thread has its own";
+    EXPECT_THAT(observer_.Take(), ElementsAre(Told(1, "queued", a_), Told(1, "begun", a_)));
     const std::string being = "700 Message is being processed now. Skip add to queue";
     const std::string present = "700 Message is already present in queue";
     const std::string added = "700 Message is added to queue, queue now contains ";
     const struct {
         std::u16string id;
-        std::string line;
-    } kAdded[] = {{a_, being},
-                  {b_, added + "1 messages"},
-                  {b_, present},
-                  {u"", "700 Skip add message for empty entry id"},
-                  {u"00", added + "2 messages"},
-                  {c_, added + "3 messages"},
-                  {c_, present}};
+        std::string line, told;
+    } kAdded[] = {
+        {a_, being, Skipped(2, SkipReason::kInBackground, a_)},
+        {b_, added + "1 messages", Told(3, "queued", b_)},
+        {b_, present, Skipped(4, SkipReason::kAlreadyQueued, b_)},
+        {u"", "700 Skip add message for empty entry id", Skipped(5, SkipReason::kNoEntryId, u"")},
+        {u"00", added + "2 messages", Told(6, "queued", u"00")},
+        {c_, added + "3 messages", Told(7, "queued", c_)}};
     for (const auto& row : kAdded) {
         processor.AddMessage(row.id);
         EXPECT_EQ(tracer_->lines().back(), row.line);
+        EXPECT_THAT(observer_.Take(), ElementsAre(row.told));
     }
-    EXPECT_THAT(product_.checked, ElementsAre(u"a"));
     go_.Raise();
-    WaitForLine("700 [ASYNC] Message queue is empty");
-    EXPECT_EQ(tracer_->Count("700 [ASYNC] Processing message from queue, 2 messages remain..."),
-              1u);
+    observer_.WaitFor("7 ended");
     EXPECT_THAT(product_.checked, ElementsAre(u"a", u"b", u"c"));
-    EXPECT_EQ(tracer_->Count("300 "), 1u) << "the one that is not there";
+    const std::string missing = "ended " + std::to_string(std::uint32_t(MAPI_E_NOT_FOUND));
+    EXPECT_THAT(observer_.Take(),
+                ElementsAre(Told(1, "ended 0", a_), Told(3, "begun", b_), Told(3, "ended 0", b_),
+                            Told(6, "begun", u"00"), Told(6, missing, u"00"), Told(7, "begun", c_),
+                            Told(7, "ended 0", c_)));
+    WaitForLine("700 [ASYNC] Message queue is empty");
     EXPECT_EQ(processor.GetCurrentEntryId(), u"");
 
+    // Each message may be queued again, and may then fail or be skipped.
     product_.product->FailLocator(vek::result::kRemoteCallFailed);
     processor.AddMessage(a_);
-    WaitForLine("300 CheckResultFailedException");
+    observer_.WaitFor("8 skipped");
     product_.product->FailLocator(vek::result::kOk);
     product_.enabled = false;
     processor.AddMessage(b_);
-    WaitForLine("700 [ASYNC] Processing of message is skipped, task not ready");
+    observer_.WaitFor("9 skipped");
     product_.enabled = true;
     processor.AddMessage(c_);
-    WaitForLine("700 <= ProcessMessage", 4);
+    observer_.WaitFor("10 ended");
     EXPECT_THAT(product_.checked, ElementsAre(u"a", u"b", u"c", u"c"));
+    EXPECT_THAT(
+        observer_.Take(),
+        ElementsAre(Told(8, "queued", a_),
+                    Skipped(8, SkipReason::kFailed, a_, int(vek::result::kRemoteCallFailed)),
+                    Told(9, "queued", b_), Skipped(9, SkipReason::kPluginDisabled, b_),
+                    Told(10, "queued", c_), Told(10, "begun", c_), Told(10, "ended 0", c_)));
 }
 
 TEST_F(AsyncProcessorTest, StopsAfterTheMessageUnderCheckAndDropsTheOthers) {
     HoldChecks();
     AsyncProcessor processor(Environment());
     processor.PrepareStop();
-    EXPECT_THAT(Lines(), ElementsAre("700 Default client is outlook",
-                                     "700 Preparing to stop async processor thread...",
-                                     "700 Async processor not started",
-                                     "700 Stop of async processor thread prepared"));
+    EXPECT_EQ(tracer_->Count("700 Async processor not started"), 1u);
     processor.Start();
     for (const auto& id : {a_, b_, c_}) processor.AddMessage(id);
     checking_.Wait();
     processor.PrepareStop();
-    EXPECT_EQ(tracer_->Count("Async processor not started"), 1u);
+    observer_.Take();
     processor.AddMessage(b_);
     EXPECT_EQ(tracer_->lines().back(), "700 Async processor exiting, message not added to queue");
-    const std::size_t from = tracer_->lines().size();
     std::thread end([this] {
         WaitForLine("700 Stopping async processor thread...");
         go_.Raise();
     });
     processor.Stop();
     end.join();
+    EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread stopped");
+    EXPECT_EQ(tracer_->Count("700 Logoff background session. result: 0x00000000"), 1u);
     processor.Stop();
-    processor.AddMessage(c_);
+    EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread already stopped");
     EXPECT_THROW(processor.Start(), vek::contract::RequireViolation);
-    EXPECT_THAT(Lines(from),
-                ElementsAre("700 Stopping async processor thread...", "700 <= ProcessMessage",
-                            "700 [ASYNC] Async processor thread is waiting for events...",
-                            "700 [ASYNC] Async processor thread exiting",
-                            "700 Logoff background session. result: 0x00000000",
-                            "700 Async processor thread stopped",
-                            "700 Async processor thread already stopped",
-                            "700 Async processor exiting, message not added to queue"));
     EXPECT_THAT(product_.checked, ElementsAre(u"a"));
+    EXPECT_THAT(
+        observer_.Take(),
+        ElementsAre(Skipped(4, SkipReason::kClosing, b_), Told(1, "ended 0", a_),
+                    Skipped(2, SkipReason::kClosing, b_), Skipped(3, SkipReason::kClosing, c_)));
 }
 
 TEST_F(AsyncProcessorTest, IsInertWhenMapiIsNotInitialized) {
@@ -145,17 +152,16 @@ TEST_F(AsyncProcessorTest, IsInertWhenMapiIsNotInitialized) {
         processor.Start();
         processor.AddMessage(a_);
     }
-    EXPECT_THAT(
-        Lines(),
-        ElementsAre("700 Default client is outlook",
-                    "300 [ASYNC] Failed to initialize MAPI. Error: 0x80070005",
-                    "300 Failed to start async processor thread. MAPI EDK not initialized.",
-                    "300 Failed to add message to async thread queue. MAPI EDK not initialized.",
-                    "700 Stopping async processor thread...", "700 Async processor thread stopped",
-                    "700 UninitializeMapi: MAPI EDK is not initialized"));
+    for (const char* const line :
+         {"300 [ASYNC] Failed to initialize MAPI. Error: 0x80070005",
+          "300 Failed to start async processor thread. MAPI EDK not initialized.",
+          "300 Failed to add message to async thread queue. MAPI EDK not initialized.",
+          "700 UninitializeMapi: MAPI EDK is not initialized"})
+        EXPECT_EQ(tracer_->Count(line), 1u) << line;
+    EXPECT_THAT(observer_.Take(), ElementsAre(Skipped(1, SkipReason::kNoMapi, a_)));
 }
 
-TEST_F(AsyncProcessorTest, WhatTheSystemRefusesIsRaised) {
+TEST_F(AsyncProcessorTest, RaisesWhatTheSystemRefuses) {
     for (const int nth : {1, 2}) {
         system_.fail_new_event = nth;
         EXPECT_THROW(AsyncProcessor{Environment()}, helpers::HResultCodeException);
@@ -179,10 +185,8 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotGoOnSaysWhyAndTakesNoMoreMessages) {
         std::string error;
         outlook_call failing_call = {};
     } kCases[] = {
-        {1, WaitStatus::kFailed,
-         "HResultCodeException - WaitForMultipleObjects HRESULT=0x800705aa"},
-        {1, WaitStatus::kAbandoned,
-         "HResultCodeException - WaitForMultipleObjects HRESULT=0x800702df"},
+        {1, WaitStatus::kFailed, "WaitForMultipleObjects HRESULT=0x800705aa"},
+        {1, WaitStatus::kAbandoned, "WaitForMultipleObjects HRESULT=0x800702df"},
         {2, WaitStatus::kFailed, "HResultCodeException - HRESULT=0x800705aa"},
         {2, WaitStatus::kAbandoned, "HResultCodeException - HRESULT=0x80010106"},
         {0, {}, "HResultCodeException - HRESULT=0x80070005", outlook_call::kLogonEx},
@@ -205,7 +209,7 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotGoOnSaysWhyAndTakesNoMoreMessages) {
     EXPECT_THAT(product_.checked, IsEmpty());
 }
 
-TEST_F(AsyncProcessorTest, AThreadThatCannotBeEndedByForceIsGivenUp) {
+TEST_F(AsyncProcessorTest, GivesUpAThreadThatCannotBeEndedByForce) {
     HoldChecks();
     const AsyncEnvironment environment = Environment(20);
     {
@@ -214,12 +218,7 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotBeEndedByForceIsGivenUp) {
         processor.Start();
         checking_.Wait();
         system_.fail_terminate = 1;
-        try {
-            processor.Stop();
-            ADD_FAILURE() << "must raise";
-        } catch (const helpers::HResultCodeException& exception) {
-            EXPECT_EQ(exception.code(), tests::FaultySystem::kErrorHResult);
-        }
+        EXPECT_THROW(processor.Stop(), helpers::HResultCodeException);
         processor.Stop();
         EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread already stopped");
     }
@@ -231,15 +230,15 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotBeEndedByForceIsGivenUp) {
 
 TEST(MessageQueue, KeepsTheOrderAndRefusesWhatItHasOrHasNoRoomFor) {
     MessageQueue queue(2);
-    EXPECT_TRUE(queue.Append(u"ab"));
-    EXPECT_TRUE(queue.Append(u"AB"));
-    EXPECT_FALSE(queue.Append(u"ab"));
-    EXPECT_THROW(queue.Append(u"c"), std::length_error);
-    EXPECT_EQ(queue.Take(), u"ab");
-    EXPECT_TRUE(queue.Append(u"ab"));
-    EXPECT_EQ(queue.Take(), u"AB");
-    EXPECT_EQ(queue.Take(), u"ab");
-    EXPECT_EQ(queue.Take(), std::nullopt);
+    EXPECT_TRUE(queue.Append(u"ab", 1));
+    EXPECT_TRUE(queue.Append(u"AB", 2));
+    EXPECT_FALSE(queue.Append(u"ab", 3));
+    EXPECT_THROW(queue.Append(u"c", 4), std::length_error);
+    EXPECT_EQ(queue.Take()->entry_id, u"ab");
+    EXPECT_TRUE(queue.Append(u"ab", 5)) << "one that has left may come again";
+    EXPECT_EQ(queue.Take()->number, 2u);
+    EXPECT_EQ(queue.Take()->number, 5u);
+    EXPECT_FALSE(queue.Take().has_value());
 }
 
 }  // namespace

@@ -34,18 +34,21 @@ TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed
         AsyncProcessor processor(
             product.Environment(functions, vek::platform::TheSystem(), tracer, 50));
         processor.AddMessage(entry_id);
+        processor.AddMessage(u"00");
         processor.Start();
         checking.Wait();
         EXPECT_EQ(processor.GetCurrentEntryId(), entry_id);
         processor.Stop();
         const auto lines = tracer->lines();
-        EXPECT_EQ(lines.at(lines.size() - 3), "700 Stopping async processor thread...");
         EXPECT_EQ(lines.at(lines.size() - 2),
                   "300 Unable to stop async processor thread, thread should be terminated");
-        EXPECT_EQ(lines.back(), "700 Async processor thread stopped");
         EXPECT_EQ(processor.GetCurrentEntryId(), u"") << "without its lock";
         processor.AddMessage(entry_id);
         EXPECT_EQ(tracer->Count("Async processor exiting, message not added to queue"), 1u);
+        const auto told = product.observer.Take();
+        EXPECT_EQ(told.at(3), "1 ended " + std::to_string(vek::result::kUnspecifiedError) + ' ');
+        EXPECT_TRUE(told.at(4).starts_with(
+            "2 " + tests::RecordingObserver::SkipText(SkipReason::kClosing)));
     }
     EXPECT_EQ(outlook.initializations(), 1) << "the ended thread's own";
     EXPECT_EQ(tracer->Count("[ASYNC] Async processor thread exiting"), 0u) << "it is not unwound";

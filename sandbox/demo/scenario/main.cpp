@@ -19,7 +19,6 @@
 #include "product/state/text_file.h"
 #include "sandbox/demo/scenario/parser.h"
 #include "sandbox/demo/scenario/scenario_run.h"
-#include "sandbox/demo/scenario/soak.h"
 
 namespace {
 
