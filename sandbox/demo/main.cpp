@@ -4,7 +4,7 @@
 //   mlxo_demo --messages DIR --out DIR --report FILE --product DIR
 //
 // The scanner is in this process, with rules; or it is that of the installed product (see
-// library_place.h), which runs in the folder that --product names.
+// product_library.h), which runs in the folder that --product names.
 
 #include <exception>
 #include <iostream>

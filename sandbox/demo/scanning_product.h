@@ -30,7 +30,7 @@ public:
 // Raises std::runtime_error for rules that are none; what is wrong with them is on std::cerr.
 std::unique_ptr<ScanningProduct> MakeProductInProcess(const std::filesystem::path& rules);
 
-// The one that runs in `folder`, found as an installed product is (library_place.h).
+// The one that runs in `folder`, found as an installed product is (product_library.h).
 std::unique_ptr<ScanningProduct> UseProductProcess(const std::filesystem::path& folder);
 
 }  // namespace sandbox::demo

@@ -8,6 +8,7 @@
 #include "product/mail_scanner.h"
 #include "tests/support/faulty_system.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/recording_observer.h"
 #include "vek/core/throw.h"
 
 namespace plugins::mail_processing {
@@ -28,7 +29,7 @@ protected:
 
     std::shared_ptr<MessageProcessor> Processor(IMAPISession* session = nullptr) {
         return MessageProcessor::Create(nullptr, functions_, session,
-                                        {system_, clock_, services_, tracer_});
+                                        {system_, clock_, services_, tracer_, observer_});
     }
 
     void Check(MessageProcessor& processor) {
@@ -52,6 +53,7 @@ protected:
         return mail.SetSubject(u"[checked] " + subject);
     };
     tests::FaultySystem system_;
+    tests::RecordingObserver observer_;
     vek::RefPtr<InProcessProduct> product_ =
         vek::MakeObject<InProcessProduct>(vek::MakeObject<ScriptedScanner>(
             [this](bool incoming, IMailMessage& mail) { return script_(incoming, mail); }));
@@ -77,6 +79,7 @@ TEST_F(MessageProcessorTest, TheScannersChangesAreInTheStoreWhenItReturns) {
     EXPECT_THAT(mapi_.logon_flags(), ElementsAre(ULONG{0x20}));
     EXPECT_EQ(tracer_->lines().front(), "700 => ProcessMessage");
     EXPECT_EQ(tracer_->lines().back(), "700 <= ProcessMessage");
+    EXPECT_THAT(observer_.Take(), ElementsAre("1 begun ", "1 ended 0 "));
 }
 
 TEST_F(MessageProcessorTest, AFailingCheckIsOneErrorLineAndLeavesTheMessage) {
@@ -89,6 +92,11 @@ TEST_F(MessageProcessorTest, AFailingCheckIsOneErrorLineAndLeavesTheMessage) {
     Check(*processor);
     EXPECT_EQ(tracer_->Count("300 CheckResultFailedException - Operation cancelled. At "), 1u);
     EXPECT_EQ(tracer_->Count("300 "), 2u);
+    const auto ended = [](int number, vek::result_t code) {
+        return std::to_string(number) + " ended " + std::to_string(code) + ' ';
+    };
+    EXPECT_THAT(observer_.Take(),
+                ElementsAre("1 begun ", ended(1, 0xA6460009), "2 begun ", ended(2, 0x80000051)));
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "Hello");
     EXPECT_THAT(mapi_.save_flags(), IsEmpty());
 }
@@ -107,6 +115,7 @@ TEST_F(MessageProcessorTest, WhatTheSystemRefusesIsRaisedBeforeTheScannerIsCalle
     EXPECT_EQ(CodeOf([&] { Check(*processor); }), 0x80070005u);
     EXPECT_EQ(CodeOf([&] { processor->ProcessMessage(nullptr, true, false); }), 1u);
     EXPECT_EQ(calls, 0);
+    EXPECT_THAT(observer_.Take(), testing::Contains(testing::HasSubstr("ended ")).Times(6));
     Check(*processor);
     EXPECT_EQ(calls, 1) << "the next check works";
 }
@@ -125,12 +134,11 @@ TEST_F(MessageProcessorTest, AFailingWaitEndsTheCheckWithoutLeavingTheWorkerBehi
 }
 
 TEST_F(MessageProcessorTest, ADoneEventThatCannotBeSignalledEndsTheCheckAllTheSame) {
-    const auto processor = Processor();
     script_ = [&](bool, IMailMessage&) {
         system_.fail_set = 1;  // the worker's next
         return vek::result::kOk;
     };
-    Check(*processor);
+    Check(*Processor());
 }
 
 TEST_F(MessageProcessorTest, WhatTheScannerKeepsAnswersWithAFailureAndHoldsNothingOfTheMessage) {
@@ -164,11 +172,9 @@ TEST_F(MessageProcessorTest, WhatTheScannerKeepsAnswersWithAFailureAndHoldsNothi
 
 TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSuppliedOne) {
     std::u16string hex;
-    for (char c : entry_id_) {
-        for (int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF}) {
+    for (char c : entry_id_)
+        for (int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF})
             hex.push_back(u"0123456789aBcDeF"[digit]);
-        }
-    }
     const auto background = Processor();
     EXPECT_EQ(CodeOf([&] { background->ProcessMessageByEntryId(hex); }), 1u) << "no session yet";
     background->LogonBackgroundSession();
@@ -181,7 +187,9 @@ TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSupplie
     const auto supplied = Processor(session.get());
     supplied->LogonBackgroundSession();
     EXPECT_EQ(supplied->LogoffBackgroundSession(), S_OK);
-    supplied->ProcessMessageByEntryId(hex + u"7");  // an odd last digit is ignored
+    observer_.Take();
+    supplied->ProcessMessageByEntryId(hex + u"7", 70);  // an odd last digit is ignored
+    EXPECT_EQ(observer_.Take().front(), "70 begun " + vek::ToUtf8(hex) + '7');
     EXPECT_EQ(mapi_.logon_flags().size(), 1u);
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "[checked] [checked] Hello");
     EXPECT_EQ(CodeOf([&] { supplied->ProcessMessageByEntryId(u"00"); }),

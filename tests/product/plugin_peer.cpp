@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "common/loader/remote_connector.h"
+#include "common/loader/product_loader.h"
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
 #include "sandbox/outlook/mapi_subsystem.h"

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "common/loader/product_address.h"
-#include "common/product_info/installed_product.h"
+#include "common/product_info/product_info.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
@@ -22,7 +21,7 @@ struct Installed {
 
     vek::result_t Address(RemoteAddress& address) {
         try {
-            address = plugins::loader::FindProduct(environment);
+            address = FindProduct(environment);
             return result::kOk;
         } catch (const vek::CodeCarrier& exception) {
             return exception.code();
