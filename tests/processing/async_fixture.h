@@ -26,8 +26,7 @@ struct OutlookRegistry final : vek::platform::Registry {
     using Root = vek::platform::RegistryRoot;
     using View = std::string_view;
     Error ReadText(Root, View, View, std::string& value) override {
-        value = "Microsoft Outlook";
-        return vek::platform::system_error::kNone;
+        return value = "Microsoft Outlook", vek::platform::system_error::kNone;
     }
     Error WriteText(Root, View, View, View) override { return DeleteValue({}, {}, {}); }
     Error DeleteValue(Root, View, View) override {
@@ -36,32 +35,22 @@ struct OutlookRegistry final : vek::platform::Registry {
     }
 };
 
-// The product that an async processor works with: it keeps the subjects of what it checks.
+// The product and the surroundings that the processors work with.
 struct AsyncProduct {
-    using Mail = plugins::mail_processing::IMailMessage;
-    std::function<void(Mail&)> during_check = [](Mail&) {};
+    std::function<vek::result_t(bool, plugins::mail_processing::IMailMessage&)> check =
+        [](bool, auto&) { return vek::result::kOk; };
     std::atomic<bool> enabled{true};
-    std::mutex lock;
-    std::vector<std::u16string> checked;
 
     vek::RefPtr<reference_product::InProcessProduct> product =
         vek::MakeObject<reference_product::InProcessProduct>(
-            vek::MakeObject<reference_product::ScriptedScanner>([this](bool, Mail& mail) {
-                std::u16string subject;
-                mail.GetSubject(subject);
-                {
-                    const std::lock_guard guard(lock);
-                    checked.push_back(subject);
-                }
-                during_check(mail);
-                return vek::result::kOk;
-            }));
-    vek::RefPtr<FakeSettings> settings = vek::MakeObject<FakeSettings>([this](auto& record) {
-        record.isPluginEnabled = enabled;
-        return vek::result::kOk;
-    });
+            vek::MakeObject<reference_product::ScriptedScanner>(
+                [this](bool incoming, auto& mail) { return check(incoming, mail); }));
     plugins::loader::ServiceAccess services{[this](vek::RefPtr<plugins::ILoader>& loader) {
-        product->Offer(plugins::product::IProductSettings::kInterfaceId, settings);
+        product->Offer(plugins::product::IProductSettings::kInterfaceId,
+                       vek::MakeObject<FakeSettings>([this](auto& record) {
+                           record.isPluginEnabled = enabled;
+                           return vek::result::kOk;
+                       }));
         loader = product;
         return vek::result::kOk;
     }};
@@ -71,14 +60,12 @@ struct AsyncProduct {
 
     plugins::mail_processing::AsyncEnvironment Environment(
         std::shared_ptr<const plugins::mapi::MapiFunctions> functions,
-        vek::platform::System& system, const vek::trace::TracerPtr& tracer, int stop_ms = 60'000) {
+        vek::platform::System& system, const vek::trace::TracerPtr& tracer, int stop_ms) {
         using namespace plugins::mail_processing;
-        auto processor = MessageProcessor::Create(nullptr, functions, nullptr,
-                                                  {system, clock, services, tracer, observer});
-        auto product_settings = std::make_shared<ProductSettingsProvider>(services, clock, tracer);
         return {.functions = functions,
-                .settings = product_settings,
-                .processor = processor,
+                .settings = std::make_shared<ProductSettingsProvider>(services, clock, tracer),
+                .processor = MessageProcessor::Create(nullptr, functions, nullptr,
+                                                      {system, clock, services, tracer, observer}),
                 .system = system,
                 .tracer = tracer,
                 .stop_timeout = std::chrono::milliseconds{stop_ms},
@@ -90,16 +77,21 @@ struct AsyncProduct {
 // An entry id as the object model writes it.
 inline std::u16string ToHex(std::string_view bytes) {
     std::u16string hex;
-    for (const char c : bytes) {
-        for (const int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF}) {
+    for (const char c : bytes)
+        for (const int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF})
             hex.push_back(u"0123456789ABCDEF"[digit]);
-        }
-    }
     return hex;
 }
 
-inline void WaitForLine(const RecordingTracer& tracer, std::string_view part, std::size_t count) {
-    while (tracer.Count(part) < count) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+inline std::string Told(int number, const std::string& what, std::u16string_view id = u"") {
+    return std::to_string(number) + ' ' + what + ' ' + vek::ToUtf8(id);
+}
+inline std::string Ended(int number, vek::result_t code, std::u16string_view id = u"") {
+    return Told(number, "ended " + std::to_string(code), id);
+}
+inline std::string Skipped(int number, plugins::mail_processing::SkipReason reason,
+                           std::u16string_view id, vek::result_t code = 0) {
+    return Told(number, RecordingObserver::SkipText(reason, code), id);
 }
 
 }  // namespace tests

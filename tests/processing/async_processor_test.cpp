@@ -10,12 +10,19 @@ namespace {
 
 using outlook_call = sandbox::outlook::Call;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using tests::RecordingObserver;
+using tests::Ended, tests::Skipped, tests::Told;
 using vek::platform::WaitStatus;
+namespace result = vek::result;
 
 class AsyncProcessorTest : public tests::MailFixture {
 protected:
+    AsyncProcessorTest() {
+        product_.check = [this](bool, IMailMessage&) {
+            checking_.Raise();
+            go_.Wait();
+            return result::kOk;
+        };
+    }
     ~AsyncProcessorTest() override {
         EXPECT_EQ(mapi_.initializations(), 1) << "the fixture's own";
         EXPECT_EQ(system_.live_events, 0);
@@ -25,39 +32,17 @@ protected:
     AsyncEnvironment Environment(int stop_ms = 60'000) {
         return product_.Environment(functions_, system_, tracer_, stop_ms);
     }
-    std::u16string NewMessage(std::string subject) {
-        sandbox::outlook::MessageRecord record = *mapi_.store().Find(entry_id_);
-        record.properties.Set(tests::tag::kSubjectW,
-                              sandbox::outlook::PropertyValue::Text(std::move(subject)));
-        return tests::ToHex(mapi_.store().Add(std::move(record)));
-    }
-    void WaitForLine(std::string_view part, std::size_t count = 1) {
-        tests::WaitForLine(*tracer_, part, count);
-    }
-    // Has each check wait for go_.
-    void HoldChecks() {
-        product_.during_check = [this](IMailMessage&) {
-            checking_.Raise();
-            go_.Wait();
-        };
-    }
-    std::string Told(int number, const std::string& what, std::u16string_view id) {
-        return std::to_string(number) + ' ' + what + ' ' + vek::ToUtf8(id);
-    }
-    std::string Skipped(int number, SkipReason reason, std::u16string_view id, int code = 0) {
-        return Told(number, RecordingObserver::SkipText(reason, static_cast<vek::result_t>(code)),
-                    id);
-    }
+    std::u16string NewMessage() { return tests::ToHex(mapi_.store().Add({})); }
+    std::string LastLine() { return tracer_->lines().back(); }
 
     tests::FaultySystem system_;
     tests::AsyncProduct product_;
-    RecordingObserver& observer_ = product_.observer;
+    tests::RecordingObserver& observer_ = product_.observer;
     vek::platform::Flag checking_, go_;
-    const std::u16string a_ = NewMessage("a"), b_ = NewMessage("b"), c_ = NewMessage("c");
+    const std::u16string a_ = NewMessage(), b_ = NewMessage(), c_ = NewMessage();
 };
 
 TEST_F(AsyncProcessorTest, ChecksEachMessageOnceInOrderPastThoseThatCannotBeChecked) {
-    HoldChecks();
     AsyncProcessor processor(Environment());
     processor.AddMessage(a_);
     processor.Start();
@@ -66,57 +51,49 @@ TEST_F(AsyncProcessorTest, ChecksEachMessageOnceInOrderPastThoseThatCannotBeChec
     EXPECT_EQ(processor.GetCurrentEntryId(), a_);
     EXPECT_EQ(mapi_.initializations(), 3) << "the thread has its own";
     EXPECT_THAT(observer_.Take(), ElementsAre(Told(1, "queued", a_), Told(1, "begun", a_)));
-    const std::string being = "700 Message is being processed now. Skip add to queue";
-    const std::string present = "700 Message is already present in queue";
     const std::string added = "700 Message is added to queue, queue now contains ";
     const struct {
         std::u16string id;
         std::string line, told;
     } kAdded[] = {
-        {a_, being, Skipped(2, SkipReason::kInBackground, a_)},
+        {a_, "700 Message is being processed now. Skip add to queue",
+         Skipped(2, SkipReason::kInBackground, a_)},
         {b_, added + "1 messages", Told(3, "queued", b_)},
-        {b_, present, Skipped(4, SkipReason::kAlreadyQueued, b_)},
+        {b_, "700 Message is already present in queue", Skipped(4, SkipReason::kAlreadyQueued, b_)},
         {u"", "700 Skip add message for empty entry id", Skipped(5, SkipReason::kNoEntryId, u"")},
-        {u"00", added + "2 messages", Told(6, "queued", u"00")},
-        {c_, added + "3 messages", Told(7, "queued", c_)}};
+        {u"00", added + "2 messages", Told(6, "queued", u"00")}};
     for (const auto& row : kAdded) {
         processor.AddMessage(row.id);
-        EXPECT_EQ(tracer_->lines().back(), row.line);
+        EXPECT_EQ(LastLine(), row.line);
         EXPECT_THAT(observer_.Take(), ElementsAre(row.told));
     }
     go_.Raise();
-    observer_.WaitFor("7 ended");
-    EXPECT_THAT(product_.checked, ElementsAre(u"a", u"b", u"c"));
-    const std::string missing = "ended " + std::to_string(std::uint32_t(MAPI_E_NOT_FOUND));
+    observer_.WaitFor("6 ended");
+    constexpr auto kMissing = static_cast<vek::result_t>(MAPI_E_NOT_FOUND);
     EXPECT_THAT(observer_.Take(),
-                ElementsAre(Told(1, "ended 0", a_), Told(3, "begun", b_), Told(3, "ended 0", b_),
-                            Told(6, "begun", u"00"), Told(6, missing, u"00"), Told(7, "begun", c_),
-                            Told(7, "ended 0", c_)));
-    WaitForLine("700 [ASYNC] Message queue is empty");
-    EXPECT_EQ(processor.GetCurrentEntryId(), u"");
+                ElementsAre(Ended(1, 0, a_), Told(3, "begun", b_), Ended(3, 0, b_),
+                            Told(6, "begun", u"00"), Ended(6, kMissing, u"00")));
 
     // Each message may be queued again, and may then fail or be skipped.
-    product_.product->FailLocator(vek::result::kRemoteCallFailed);
+    product_.product->FailLocator(result::kRemoteCallFailed);
     processor.AddMessage(a_);
-    observer_.WaitFor("8 skipped");
-    product_.product->FailLocator(vek::result::kOk);
+    observer_.WaitFor("7 skipped");
+    product_.product->FailLocator(result::kOk);
     product_.enabled = false;
     processor.AddMessage(b_);
-    observer_.WaitFor("9 skipped");
+    observer_.WaitFor("8 skipped");
     product_.enabled = true;
     processor.AddMessage(c_);
-    observer_.WaitFor("10 ended");
-    EXPECT_THAT(product_.checked, ElementsAre(u"a", u"b", u"c", u"c"));
-    EXPECT_THAT(
-        observer_.Take(),
-        ElementsAre(Told(8, "queued", a_),
-                    Skipped(8, SkipReason::kFailed, a_, int(vek::result::kRemoteCallFailed)),
-                    Told(9, "queued", b_), Skipped(9, SkipReason::kPluginDisabled, b_),
-                    Told(10, "queued", c_), Told(10, "begun", c_), Told(10, "ended 0", c_)));
+    observer_.WaitFor("9 ended");
+    EXPECT_THAT(observer_.Take(),
+                ElementsAre(Told(7, "queued", a_),
+                            Skipped(7, SkipReason::kFailed, a_, result::kRemoteCallFailed),
+                            Told(8, "queued", b_), Skipped(8, SkipReason::kPluginDisabled, b_),
+                            Told(9, "queued", c_), Told(9, "begun", c_), Ended(9, 0, c_)));
+    while (!processor.GetCurrentEntryId().empty()) std::this_thread::yield();
 }
 
 TEST_F(AsyncProcessorTest, StopsAfterTheMessageUnderCheckAndDropsTheOthers) {
-    HoldChecks();
     AsyncProcessor processor(Environment());
     processor.PrepareStop();
     EXPECT_EQ(tracer_->Count("700 Async processor not started"), 1u);
@@ -126,38 +103,33 @@ TEST_F(AsyncProcessorTest, StopsAfterTheMessageUnderCheckAndDropsTheOthers) {
     processor.PrepareStop();
     observer_.Take();
     processor.AddMessage(b_);
-    EXPECT_EQ(tracer_->lines().back(), "700 Async processor exiting, message not added to queue");
+    EXPECT_EQ(LastLine(), "700 Async processor exiting, message not added to queue");
     std::thread end([this] {
-        WaitForLine("700 Stopping async processor thread...");
+        while (tracer_->Count("700 Stopping async processor thread...") == 0)
+            std::this_thread::yield();
         go_.Raise();
     });
     processor.Stop();
     end.join();
-    EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread stopped");
+    EXPECT_EQ(LastLine(), "700 Async processor thread stopped");
     EXPECT_EQ(tracer_->Count("700 Logoff background session. result: 0x00000000"), 1u);
     processor.Stop();
-    EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread already stopped");
+    EXPECT_EQ(LastLine(), "700 Async processor thread already stopped");
     EXPECT_THROW(processor.Start(), vek::contract::RequireViolation);
-    EXPECT_THAT(product_.checked, ElementsAre(u"a"));
-    EXPECT_THAT(
-        observer_.Take(),
-        ElementsAre(Skipped(4, SkipReason::kClosing, b_), Told(1, "ended 0", a_),
-                    Skipped(2, SkipReason::kClosing, b_), Skipped(3, SkipReason::kClosing, c_)));
+    EXPECT_THAT(observer_.Take(), ElementsAre(Skipped(4, SkipReason::kClosing, b_), Ended(1, 0, a_),
+                                              Skipped(2, SkipReason::kClosing, b_),
+                                              Skipped(3, SkipReason::kClosing, c_)));
 }
 
 TEST_F(AsyncProcessorTest, IsInertWhenMapiIsNotInitialized) {
     mapi_.faults().FailNth(outlook_call::kInitialize, 1, MAPI_E_NO_ACCESS);
-    {
-        AsyncProcessor processor(Environment());
-        processor.Start();
-        processor.AddMessage(a_);
-    }
-    for (const char* const line :
-         {"300 [ASYNC] Failed to initialize MAPI. Error: 0x80070005",
-          "300 Failed to start async processor thread. MAPI EDK not initialized.",
-          "300 Failed to add message to async thread queue. MAPI EDK not initialized.",
-          "700 UninitializeMapi: MAPI EDK is not initialized"})
-        EXPECT_EQ(tracer_->Count(line), 1u) << line;
+    AsyncProcessor processor(Environment());
+    EXPECT_EQ(LastLine(), "300 [ASYNC] Failed to initialize MAPI. Error: 0x80070005");
+    processor.Start();
+    EXPECT_EQ(LastLine(), "300 Failed to start async processor thread. MAPI EDK not initialized.");
+    processor.AddMessage(a_);
+    EXPECT_EQ(LastLine(),
+              "300 Failed to add message to async thread queue. MAPI EDK not initialized.");
     EXPECT_THAT(observer_.Take(), ElementsAre(Skipped(1, SkipReason::kNoMapi, a_)));
 }
 
@@ -170,9 +142,10 @@ TEST_F(AsyncProcessorTest, RaisesWhatTheSystemRefuses) {
     AsyncProcessor processor(Environment());
     system_.fail_start_thread = 1;
     EXPECT_THROW(processor.Start(), helpers::HResultCodeException);
+    go_.Raise();
     processor.AddMessage(a_);
     processor.Start();
-    WaitForLine("[ASYNC] Message queue is empty");
+    observer_.WaitFor("1 ended");
     system_.fail_set = 1;
     processor.PrepareStop();
     EXPECT_EQ(tracer_->Count("300 Failed set stop event. Error: 1450"), 1u);
@@ -182,15 +155,14 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotGoOnSaysWhyAndTakesNoMoreMessages) {
     const struct {
         int failing_wait;
         WaitStatus status;
-        std::string error;
+        const char* error;
         outlook_call failing_call = {};
-    } kCases[] = {
-        {1, WaitStatus::kFailed, "WaitForMultipleObjects HRESULT=0x800705aa"},
-        {1, WaitStatus::kAbandoned, "WaitForMultipleObjects HRESULT=0x800702df"},
-        {2, WaitStatus::kFailed, "HResultCodeException - HRESULT=0x800705aa"},
-        {2, WaitStatus::kAbandoned, "HResultCodeException - HRESULT=0x80010106"},
-        {0, {}, "HResultCodeException - HRESULT=0x80070005", outlook_call::kLogonEx},
-        {0, {}, "[ASYNC] Failed to initialize MAPI. Error: 0x80070005", outlook_call::kInitialize}};
+    } kCases[] = {{1, WaitStatus::kFailed, "WaitForMultipleObjects HRESULT=0x800705aa"},
+                  {1, WaitStatus::kAbandoned, "WaitForMultipleObjects HRESULT=0x800702df"},
+                  {2, WaitStatus::kFailed, " - HRESULT=0x800705aa"},
+                  {2, WaitStatus::kAbandoned, " - HRESULT=0x80010106"},
+                  {0, {}, " - HRESULT=0x80070005", outlook_call::kLogonEx},
+                  {0, {}, "initialize MAPI. Error: 0x80070005", outlook_call::kInitialize}};
     for (const auto& row : kCases) {
         AsyncProcessor processor(Environment());
         processor.AddMessage(a_);
@@ -199,18 +171,17 @@ TEST_F(AsyncProcessorTest, AThreadThatCannotGoOnSaysWhyAndTakesNoMoreMessages) {
         if (row.failing_wait == 0) mapi_.faults().FailNth(row.failing_call, 1, MAPI_E_NO_ACCESS);
         processor.Start();
         const auto nth = static_cast<std::size_t>(&row - kCases) + 1;
-        WaitForLine("700 [ASYNC] Async processor thread exiting", nth);
-        WaitForLine(row.error);
+        while (tracer_->Count("700 [ASYNC] Async processor thread exiting") < nth)
+            std::this_thread::yield();
+        EXPECT_EQ(tracer_->Count(row.error), 1u) << row.error;
         processor.AddMessage(b_);
         EXPECT_EQ(tracer_->Count("Async processor exiting"), nth) << "before anybody stops it";
-        processor.Stop();
     }
     EXPECT_EQ(tracer_->Count("Logoff background session"), 4u);
-    EXPECT_THAT(product_.checked, IsEmpty());
+    EXPECT_FALSE(checking_.IsRaised());
 }
 
 TEST_F(AsyncProcessorTest, GivesUpAThreadThatCannotBeEndedByForce) {
-    HoldChecks();
     const AsyncEnvironment environment = Environment(20);
     {
         AsyncProcessor processor(environment);
@@ -219,13 +190,11 @@ TEST_F(AsyncProcessorTest, GivesUpAThreadThatCannotBeEndedByForce) {
         checking_.Wait();
         system_.fail_terminate = 1;
         EXPECT_THROW(processor.Stop(), helpers::HResultCodeException);
-        processor.Stop();
-        EXPECT_EQ(tracer_->lines().back(), "700 Async processor thread already stopped");
     }
     go_.Raise();
     // What it works on is the thread's own now, until it ends.
     while (environment.settings.use_count() != 1) std::this_thread::yield();
-    EXPECT_THAT(product_.checked, ElementsAre(u"a"));
+    EXPECT_EQ(observer_.Take().back(), Ended(1, 0, a_));
 }
 
 TEST(MessageQueue, KeepsTheOrderAndRefusesWhatItHasOrHasNoRoomFor) {
