@@ -99,12 +99,6 @@ TEST_F(InvokeDispatcherTest, AnswersAFailureToCallsThatTheOwnerHasNotBegunWhenIt
     std::thread(refused).join();
 }
 
-TEST_F(InvokeDispatcherTest, StopEndsServingWhereDoneCannotBeSignalled) {
-    std::thread stopper([&] { dispatcher_.Stop(); });
-    dispatcher_.Serve(*done_);
-    stopper.join();
-}
-
 TEST_F(InvokeDispatcherTest, AnOwnerThatIsGoneAnswersNobodyNotEvenFromWithinACall) {
     vek::platform::Flag left;
     const auto call = [&] {
