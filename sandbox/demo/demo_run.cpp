@@ -37,7 +37,7 @@ std::u16string Hex(std::string_view entry_id) {
     return hex;
 }
 
-// What the scanner's reports call those attachments that are messages.
+// The names in the scanner's reports of those attachments that are messages.
 std::vector<std::string> EmbeddedMessages(const outlook::MessageRecord& message) {
     std::vector<std::string> places;
     for (std::size_t i = 0; i < message.attachments.size(); ++i) {

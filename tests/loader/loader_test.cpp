@@ -24,7 +24,7 @@ using product_info::RemoteAddress;
 using reference_product::InProcessProduct;
 using vek::result_t;
 
-// What each step of the road to the product answers.
+// The answer of each step on the way to the product.
 struct Plan {
     std::string path = tests::Utf8(std::filesystem::absolute("product_info"));
     bool library = true, exported = true;

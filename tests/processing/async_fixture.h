@@ -14,13 +14,13 @@
 
 namespace tests {
 
-// A second passes whenever somebody looks.
+// Lets a second pass with each look.
 struct SecondsClock final : FakeClock {
     std::uint32_t TickCount() noexcept override { return now += 1000; }
     std::atomic<std::uint32_t> now{0};
 };
 
-// Outlook is the default mail client, which nobody is to change.
+// Names Outlook as the default mail client; a change of that is a failure.
 struct OutlookRegistry final : vek::platform::Registry {
     using Error = vek::platform::system_error_t;
     using Root = vek::platform::RegistryRoot;

@@ -192,7 +192,7 @@ TEST_F(AsyncProcessorTest, GivesUpAThreadThatCannotBeEndedByForce) {
         EXPECT_THROW(processor.Stop(), helpers::HResultCodeException);
     }
     go_.Raise();
-    // What it works on is the thread's own now, until it ends.
+    // The thread alone holds its work now, until it ends.
     while (environment.settings.use_count() != 1) std::this_thread::yield();
     EXPECT_EQ(observer_.Take().back(), Ended(1, 0, a_));
 }

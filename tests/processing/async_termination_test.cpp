@@ -1,6 +1,6 @@
 #include "tests/processing/async_fixture.h"
 
-// What belongs to a check whose owner was ended by force is nobody's to give back or to join.
+// A check whose owner was ended by force leaves memory and a worker thread behind for good.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:async_termination_test.cpp\nleak:plugins::mail_processing::AsyncWork::Run\n";

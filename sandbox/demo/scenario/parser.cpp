@@ -61,7 +61,7 @@ public:
     explicit Words(std::string_view line) : left_(line) { Skip(); }
 
     bool empty() const { return left_.empty(); }
-    // What is left of the line.
+    // The rest of the line.
     std::string_view rest() const { return left_; }
 
     std::string_view Take() {

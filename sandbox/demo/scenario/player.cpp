@@ -277,7 +277,7 @@ void Player::StopProduct() {
 }
 
 Leftovers Player::leftovers() {
-    // What checks compared with has initialised MAPI as well.
+    // It has initialised MAPI as well.
     damage_.reset();
     host_->Run([&] {
         for (const ScenarioMessage& message : mailbox_.messages()) host_->Close(message.entry_id);

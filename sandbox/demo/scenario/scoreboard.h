@@ -11,7 +11,7 @@
 
 namespace sandbox::demo {
 
-// What came of one event.
+// One event and the outcome of its message.
 struct Row {
     std::string event;
     std::string entry_id;              // of its message, if it has one

@@ -1,6 +1,6 @@
 #pragma once
 
-// What became of a message, for programs. The trace tells people.
+// Tells programs what became of each message, as the trace tells people.
 
 #include <atomic>
 #include <cstdint>
