@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "mapi/entry_id.h"
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
 #include "product/state/text_file.h"
@@ -28,7 +27,7 @@ namespace mail_processing = plugins::mail_processing;
 namespace tag = plugins::mapi::tag;
 using reference_product::ScanReport;
 
-// What the scanner's reports call those attachments that are messages.
+// The names in the scanner's reports of those attachments that are messages.
 std::vector<std::string> EmbeddedMessages(const outlook::MessageRecord& message) {
     std::vector<std::string> places;
     for (std::size_t i = 0; i < message.attachments.size(); ++i) {

@@ -7,6 +7,7 @@
 
 namespace sandbox::demo {
 
+// The folders and the product of one run.
 struct Options {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the message files after the check, the trace in "trace"
@@ -15,6 +16,7 @@ struct Options {
     std::filesystem::path product;
 };
 
+// The results of one run, those of failed checks left out.
 struct Outcome {
     std::vector<Result> results;
     bool all_checked = true;

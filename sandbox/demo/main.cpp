@@ -1,10 +1,10 @@
-// The demo's program: checks the mails of a manifest with the plug-in and prints what came of it.
+// The demo's program: checks the mails of a manifest with the plug-in and prints the outcomes.
 //
 //   mlxo_demo --messages DIR --out DIR --report FILE --rules FILE
 //   mlxo_demo --messages DIR --out DIR --report FILE --product DIR
 //
 // The scanner is in this process, with rules; or it is that of the installed product (see
-// library_place.h), which runs in the folder that --product names.
+// product_library.h), which runs in the folder that --product names.
 
 #include <exception>
 #include <iostream>
@@ -12,7 +12,6 @@
 #include <string>
 
 #include "sandbox/demo/demo_run.h"
-#include "sandbox/demo/report_file.h"
 
 namespace {
 

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
 
 namespace sandbox::demo {
 
-// What became of one mail.
+// One mail after its check.
 struct Result {
     std::string mail;     // its file's name
     std::string message;  // its message file's name
@@ -19,8 +20,13 @@ struct Result {
     std::chrono::microseconds time{};
 };
 
-// A table of the results for a terminal of 140 columns, a mail to a row or as many rows as it has
-// things to say, and a line that counts them.
+// Prints a table for a terminal of 140 columns, each mail in as many rows as its findings and
+// changes take, and a line that counts them.
 void PrintTable(std::ostream& out, const std::vector<Result>& results);
+
+// The same in full, as JSON for scripts: {"messages": [{"message": "invoice.json", "event": ...,
+// "found": [...], "changed": [...], "not_offered": [...], "failed": [...]}]}. Raises
+// std::runtime_error that names the file.
+void WriteReport(const std::filesystem::path& path, const std::vector<Result>& results);
 
 }  // namespace sandbox::demo

@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/loader/remote_connector.h"
-#include "common/product_info/installed_product.h"
+#include "common/loader/product_loader.h"
+#include "common/product_info/product_info.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
 #include "product/report_lines.h"

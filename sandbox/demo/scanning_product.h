@@ -1,7 +1,5 @@
 #pragma once
 
-// The product that a demo's mails are checked by, in this process or in one of its own.
-
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -12,6 +10,7 @@
 
 namespace sandbox::demo {
 
+// The product that checks a demo's mails, in this process or in one of its own.
 class ScanningProduct {
 public:
     virtual ~ScanningProduct() = default;
@@ -19,7 +18,7 @@ public:
     // The folder where the product wants the plug-in's trace; `otherwise` when it does not say.
     virtual std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const = 0;
 
-    // How the plug-in reaches it. The product outlives the loader.
+    // Makes the loader that reaches it. The product outlives the loader.
     virtual plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) = 0;
 
     // The report of the check that has ended last, once; nothing when there was none. May raise
@@ -27,10 +26,11 @@ public:
     virtual std::optional<reference_product::ScanReport> TakeReport() = 0;
 };
 
-// Raises std::runtime_error for rules that are none; what is wrong with them is on std::cerr.
+// Makes one in this process. Raises std::runtime_error for a file with lines that are no rules,
+// which std::cerr names.
 std::unique_ptr<ScanningProduct> MakeProductInProcess(const std::filesystem::path& rules);
 
-// The one that runs in `folder`, found as an installed product is (library_place.h).
+// Uses the one that runs in `folder`, found as an installed product is (product_library.h).
 std::unique_ptr<ScanningProduct> UseProductProcess(const std::filesystem::path& folder);
 
 }  // namespace sandbox::demo

@@ -65,8 +65,7 @@ std::string Cell(std::string_view text, std::size_t width) {
     std::u16string_view left = whole;
     std::string cell;
     std::size_t columns = 0;
-    // What is left of the cell, with a column for the ellipsis, if more follows than it has room
-    // for.
+    // The size of the cell if more follows than it has room for: a column is the ellipsis'.
     std::size_t cut = 0;
     std::size_t cut_columns = 0;
     while (!left.empty()) {

@@ -7,21 +7,26 @@
 #include <thread>
 
 #include "common/loader/product_loader.h"
+#include "common/remoting/remote_interfaces.h"
 #include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
+#include "vek/platform/thread.h"
+#include "vek/remoting/server.h"
 
 namespace {
 
 using namespace plugins;
 namespace result = vek::result;
-using loader::ProductConnection;
+using mail_processing::IMailScanner;
 using product_info::RemoteAddress;
+using reference_product::InProcessProduct;
 using vek::result_t;
 
-// What each step of the road to the product answers.
+// The answer of each step on the way to the product.
 struct Plan {
-    std::string place = tests::Utf8(std::filesystem::absolute("product_info"));
+    std::string path = tests::Utf8(std::filesystem::absolute("product_info"));
     bool library = true, exported = true;
     result_t factory = 0, object = 0, address = 0, connected = 0;
     // Whether success gives something.
@@ -30,6 +35,11 @@ struct Plan {
     bool raises = false;
 };
 
+vek::RefPtr<InProcessProduct> NewProduct() {
+    return vek::MakeObject<InProcessProduct>(vek::MakeObject<reference_product::ScriptedScanner>(
+        [](bool, mail_processing::IMailMessage&) { return result::kOk; }));
+}
+
 // The product of a plan. The library's export has no context: it serves `current`.
 struct Product final : vek::platform::LibraryLoader {
     explicit Product(Plan wanted) { Install(std::move(wanted)); }
@@ -37,7 +47,7 @@ struct Product final : vek::platform::LibraryLoader {
     void Install(Plan wanted) {
         installed.reset();
         plan = std::move(wanted);
-        installed.emplace(plan.place);
+        installed.emplace(plan.path);
         current = this;
     }
 
@@ -45,14 +55,14 @@ struct Product final : vek::platform::LibraryLoader {
         Loaded() { ++current->libraries; }
         ~Loaded() override { --current->libraries; }
         Symbol Find(const char* name) const noexcept override {
-            if (!current->plan.exported || std::strcmp(name, "vekGetObjectFactory") != 0)
-                return nullptr;
-            return reinterpret_cast<Symbol>(&GetObjectFactory);
+            const bool known = std::strcmp(name, "vekGetObjectFactory") == 0;
+            return current->plan.exported && known ? reinterpret_cast<Symbol>(&GetFactory)
+                                                   : nullptr;
         }
         Symbol FindOrdinal(std::uint16_t) const noexcept override { return nullptr; }
     };
     std::unique_ptr<vek::platform::Library> Load(std::string_view path) override {
-        return plan.library && path == plan.place ? std::make_unique<Loaded>() : nullptr;
+        return plan.library && path == plan.path ? std::make_unique<Loaded>() : nullptr;
     }
 
     struct Info final : vek::ObjectImpl<product_info::IObjectFactory, product_info::IRemoteObject> {
@@ -60,31 +70,28 @@ struct Product final : vek::platform::LibraryLoader {
         result_t CreateObject(const char* name, vek::interface_id_t id,
                               void** object) noexcept override {
             if (std::strcmp(name, "ai_loader_remote_object") != 0) return result::kInvalidArgument;
-            if (vek::Failed(current->plan.object) || !current->plan.gives_object)
-                return current->plan.object;
-            return QueryInterface(id, object);
+            const bool gives = vek::Succeeded(current->plan.object) && current->plan.gives_object;
+            return gives ? QueryInterface(id, object) : current->plan.object;
         }
         result_t GetAddress(RemoteAddress* address) noexcept override {
             *address = current->plan.where;
             return current->plan.address;
         }
     };
-    static result_t GetObjectFactory(vek::interface_id_t id, void** factory) {
-        if (vek::Failed(current->plan.factory) || !current->plan.gives_factory)
-            return current->plan.factory;
-        return vek::MakeObject<Info>()->QueryInterface(id, factory);
+    static result_t GetFactory(vek::interface_id_t id, void** factory) {
+        const bool gives = vek::Succeeded(current->plan.factory) && current->plan.gives_factory;
+        return gives ? vek::MakeObject<Info>()->QueryInterface(id, factory) : current->plan.factory;
     }
 
     vek::RefPtr<ILoader> MakeLoader() {
         return vek::MakeObject<loader::ProductLoader>(
             product_info::LibraryEnvironment{*this, *installed, tracer},
-            [this](const RemoteAddress& address, ProductConnection& connection) {
+            [this](const RemoteAddress& address, loader::ProductConnection& connection) {
                 ++connects;
                 EXPECT_EQ(address.local_id, plan.where.local_id);
+                if (const auto during = std::exchange(during_connect, {})) during();
                 if (plan.raises) throw std::bad_alloc();
-                if (plan.gives_locator)
-                    connection.locator = vek::MakeObject<reference_product::InProcessProduct>(
-                        vek::RefPtr<mail_processing::IMailScanner>());
+                if (plan.gives_locator) connection.locator = NewProduct();
                 connection.is_alive = [this] { return alive.load(); };
                 return plan.connected;
             });
@@ -92,17 +99,22 @@ struct Product final : vek::platform::LibraryLoader {
 
     static inline Product* current;
     Plan plan;
+    std::function<void()> during_connect;
     std::optional<tests::InstalledAt> installed;
     std::shared_ptr<tests::RecordingTracer> tracer = std::make_shared<tests::RecordingTracer>();
     std::atomic<int> libraries{0}, connects{0};
     std::atomic<bool> alive{true};
 };
 
-std::pair<result_t, vek::RefPtr<IServiceLocator>> Ask(ILoader& loader) {
+// The scanner tells the connections apart.
+std::pair<result_t, vek::RefPtr<IMailScanner>> Ask(ILoader& loader) {
     vek::RefPtr<IServiceLocator> locator;
-    const result_t code = loader.GetInterface(0x68E33FCA, locator.put_void());
+    result_t code = loader.GetInterface(0x68E33FCA, locator.put_void());
     EXPECT_EQ(vek::Succeeded(code), static_cast<bool>(locator));
-    return {code, locator};
+    vek::RefPtr<IMailScanner> scanner;
+    if (locator)
+        code = locator->GetInterface(IMailScanner::kInterfaceId, nullptr, scanner.put_void());
+    return {code, scanner};
 }
 
 TEST(ProductLoader, NamesEachFailureAndConnectsOnceItIsMended) {
@@ -110,12 +122,11 @@ TEST(ProductLoader, NamesEachFailureAndConnectsOnceItIsMended) {
         void (*spoil)(Plan&);
         result_t expected;
     } kCases[] = {
-        {[](Plan& plan) { plan.place = ""; }, result::kNotFound},
-        {[](Plan& plan) { plan.place = "product_info"; }, result::kInvalidArgument},
+        {[](Plan& plan) { plan.path = ""; }, result::kNotFound},
+        {[](Plan& plan) { plan.path = "product_info"; }, result::kInvalidArgument},
         {[](Plan& plan) { plan.library = false; }, 0x80010112},
         {[](Plan& plan) { plan.exported = false; }, 0x80010107},
-        {[](Plan& plan) { plan.factory = result::kInterfaceNotSupported; },
-         result::kInvalidVersion},
+        {[](Plan& plan) { plan.factory = 0x80000001; }, result::kInvalidVersion},
         {[](Plan& plan) { plan.factory = result::kAccessDenied; }, result::kAccessDenied},
         {[](Plan& plan) { plan.gives_factory = false; }, result::kUnexpected},
         {[](Plan& plan) { plan.object = result::kMethodNotFound; }, result::kMethodNotFound},
@@ -167,17 +178,43 @@ TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
     EXPECT_EQ(product.connects, 2);
 }
 
-TEST(ProductLoader, GivesAllThreadsTheSameConnection) {
+TEST(ProductLoader, TwoThatConnectAtOnceShareTheConnectionThatIsThereFirst) {
     Product product({});
     const auto loader = product.MakeLoader();
-    vek::RefPtr<IServiceLocator> locators[4];
-    std::vector<std::thread> threads;
-    for (auto& locator : locators)
-        threads.emplace_back([&] {
-            for (int round = 0; round < 50; ++round) locator = Ask(*loader).second;
-        });
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_THAT(locators, testing::Each(locators[0]));
+    vek::RefPtr<IMailScanner> earlier;
+    product.during_connect = [&] { earlier = Ask(*loader).second; };
+    EXPECT_EQ(Ask(*loader).second, earlier);
+    EXPECT_EQ(Ask(*loader).second, earlier);
+    EXPECT_EQ(product.connects, 2);
+}
+
+struct Master final : vek::remoting::MasterObject {
+    result_t Lock() noexcept override { return result::kOk; }
+    void Unlock() noexcept override {}
+    result_t GetServiceLocator(vek::RefPtr<IServiceLocator>& locator) noexcept override {
+        locator = NewProduct();
+        return result::kOk;
+    }
+};
+
+TEST(RemoteConnector, TalksToTheProcessOfTheAddressAlone) {
+    const std::uint32_t own = vek::platform::CurrentProcessId();
+    vek::remoting::ServerConfig config;
+    config.endpoint.local_id = own;
+    config.connection.factories = remoting::RemoteInterfaces();
+    config.connection.master = std::make_shared<Master>();
+    std::unique_ptr<vek::remoting::Server> server;
+    ASSERT_EQ(vek::remoting::Server::Start(std::move(config), server), result::kOk);
+    const auto connect = loader::RemoteConnector(nullptr);
+    loader::ProductConnection connection, other;
+    EXPECT_TRUE(vek::Failed(connect({own, 0, 0, own + 1}, other)));
+    EXPECT_EQ(connect({own, 0, 0, 0}, other), result::kOk) << "an address without a process";
+    EXPECT_EQ(connect({own, 0, 0, own}, connection), result::kOk);
+    EXPECT_TRUE(connection.locator && connection.is_alive());
+    server.reset();
+    for (int i = 0; i < 5000 && connection.is_alive(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_FALSE(connection.is_alive());
 }
 
 }  // namespace

@@ -4,30 +4,29 @@
 #include <mutex>
 #include <thread>
 
-#include "mapi/entry_id.h"
 #include "processing/async_processor.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/recording_observer.h"
 #include "vek/platform/flag.h"
 
 namespace tests {
 
-// A second passes whenever somebody looks.
+// Lets a second pass with each look.
 struct SecondsClock final : FakeClock {
     std::uint32_t TickCount() noexcept override { return now += 1000; }
     std::atomic<std::uint32_t> now{0};
 };
 
-// Outlook is the default mail client, which nobody is to change.
+// Names Outlook as the default mail client; a change of that is a failure.
 struct OutlookRegistry final : vek::platform::Registry {
     using Error = vek::platform::system_error_t;
     using Root = vek::platform::RegistryRoot;
     using View = std::string_view;
     Error ReadText(Root, View, View, std::string& value) override {
-        value = "Microsoft Outlook";
-        return vek::platform::system_error::kNone;
+        return value = "Microsoft Outlook", vek::platform::system_error::kNone;
     }
     Error WriteText(Root, View, View, View) override { return DeleteValue({}, {}, {}); }
     Error DeleteValue(Root, View, View) override {
@@ -36,53 +35,54 @@ struct OutlookRegistry final : vek::platform::Registry {
     }
 };
 
-// The product that an async processor works with: it keeps the subjects of what it checks.
+// The product and the surroundings that the processors work with.
 struct AsyncProduct {
-    using Mail = plugins::mail_processing::IMailMessage;
-    std::function<void(Mail&)> during_check = [](Mail&) {};
+    std::function<vek::result_t(bool, plugins::mail_processing::IMailMessage&)> check =
+        [](bool, auto&) { return vek::result::kOk; };
     std::atomic<bool> enabled{true};
-    std::mutex lock;
-    std::vector<std::u16string> checked;
 
     vek::RefPtr<reference_product::InProcessProduct> product =
         vek::MakeObject<reference_product::InProcessProduct>(
-            vek::MakeObject<reference_product::ScriptedScanner>([this](bool, Mail& mail) {
-                std::u16string subject;
-                mail.GetSubject(subject);
-                {
-                    const std::lock_guard guard(lock);
-                    checked.push_back(subject);
-                }
-                during_check(mail);
-                return vek::result::kOk;
-            }));
-    vek::RefPtr<FakeSettings> settings = vek::MakeObject<FakeSettings>([this](auto& record) {
-        record.isPluginEnabled = enabled;
-        return vek::result::kOk;
-    });
+            vek::MakeObject<reference_product::ScriptedScanner>(
+                [this](bool incoming, auto& mail) { return check(incoming, mail); }));
     plugins::loader::ServiceAccess services{[this](vek::RefPtr<plugins::ILoader>& loader) {
-        product->Offer(plugins::product::IProductSettings::kInterfaceId, settings);
+        product->Offer(plugins::product::IProductSettings::kInterfaceId,
+                       vek::MakeObject<FakeSettings>([this](auto& record) {
+                           record.isPluginEnabled = enabled;
+                           return vek::result::kOk;
+                       }));
         loader = product;
         return vek::result::kOk;
     }};
     SecondsClock clock;
     OutlookRegistry registry;
+    RecordingObserver observer;
 
     plugins::mail_processing::AsyncEnvironment Environment(
         std::shared_ptr<const plugins::mapi::MapiFunctions> functions,
-        vek::platform::System& system, const vek::trace::TracerPtr& tracer, int stop_ms = 60'000) {
+        vek::platform::System& system, const vek::trace::TracerPtr& tracer, int stop_ms) {
         using namespace plugins::mail_processing;
-        auto processor = MessageProcessor::Create(nullptr, functions, nullptr,
-                                                  {system, clock, services, tracer});
-        auto product_settings = std::make_shared<ProductSettingsProvider>(services, clock, tracer);
-        return {functions, product_settings, processor,
-                system,    tracer,           std::chrono::milliseconds{stop_ms},
-                registry};
+        return {.functions = functions,
+                .settings = std::make_shared<ProductSettingsProvider>(services, clock, tracer),
+                .processor = MessageProcessor::Create(nullptr, functions, nullptr,
+                                                      {system, clock, services, tracer, observer}),
+                .system = system,
+                .tracer = tracer,
+                .stop_timeout = std::chrono::milliseconds{stop_ms},
+                .registry = registry,
+                .observer = observer};
     }
 };
 
-inline void WaitForLine(const RecordingTracer& tracer, std::string_view part, std::size_t count) {
-    while (tracer.Count(part) < count) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+inline std::string Told(int number, const std::string& what, std::u16string_view id = u"") {
+    return std::to_string(number) + ' ' + what + ' ' + vek::ToUtf8(id);
+}
+inline std::string Ended(int number, vek::result_t code, std::u16string_view id = u"") {
+    return Told(number, "ended " + std::to_string(code), id);
+}
+inline std::string Skipped(int number, plugins::mail_processing::SkipReason reason,
+                           std::u16string_view id, vek::result_t code = 0) {
+    return Told(number, RecordingObserver::SkipText(reason, code), id);
 }
 
 }  // namespace tests

@@ -1,23 +1,19 @@
 #include "processing/message_processor.h"
+#include "mapi/entry_id.h"
 
 #include <thread>
 
 #include "internal/helpers/hresult_exception.h"
-#include "mapi/entry_id.h"
-#include "product/in_process_product.h"
-#include "product/mail_scanner.h"
+#include "tests/processing/async_fixture.h"
 #include "tests/support/faulty_system.h"
-#include "tests/support/mail_fixture.h"
-#include "vek/core/throw.h"
 
 namespace plugins::mail_processing {
 namespace {
 
 using outlook_call = sandbox::outlook::Call;
-using reference_product::InProcessProduct;
-using reference_product::ScriptedScanner;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using tests::Ended;
+namespace result = vek::result;
 
 class MessageProcessorTest : public tests::MailFixture {
 protected:
@@ -28,13 +24,10 @@ protected:
 
     std::shared_ptr<MessageProcessor> Processor(IMAPISession* session = nullptr) {
         return MessageProcessor::Create(nullptr, functions_, session,
-                                        {system_, clock_, services_, tracer_});
+                                        {system_, clock_, product_.services, tracer_, observer_});
     }
 
-    void Check(MessageProcessor& processor) {
-        processor.ProcessMessage(mapi_.OpenMessage(entry_id_).get(), true, false);
-    }
-
+    // The code of what is raised; 1 for an exception without one.
     template <class Call>
     std::uint32_t CodeOf(const Call& call) {
         try {
@@ -45,24 +38,18 @@ protected:
             return carrier == nullptr ? 1 : carrier->code();
         }
     }
+    std::uint32_t Check(MessageProcessor& processor, bool incoming = true) {
+        return CodeOf(
+            [&] { processor.ProcessMessage(mapi_.OpenMessage(entry_id_).get(), incoming, false); });
+    }
 
-    std::function<vek::result_t(bool, IMailMessage&)> script_ = [](bool, IMailMessage& mail) {
-        std::u16string subject;
-        EXPECT_EQ(mail.GetSubject(subject), vek::result::kOk);
-        return mail.SetSubject(u"[checked] " + subject);
-    };
     tests::FaultySystem system_;
-    vek::RefPtr<InProcessProduct> product_ =
-        vek::MakeObject<InProcessProduct>(vek::MakeObject<ScriptedScanner>(
-            [this](bool incoming, IMailMessage& mail) { return script_(incoming, mail); }));
-    loader::ServiceAccess services_{[this](vek::RefPtr<ILoader>& loader) {
-        loader = product_;
-        return vek::result::kOk;
-    }};
+    tests::AsyncProduct product_;
+    std::function<vek::result_t(bool, IMailMessage&)>& script_ = product_.check;
+    tests::RecordingObserver& observer_ = product_.observer;
 };
 
 TEST_F(MessageProcessorTest, TheScannersChangesAreInTheStoreWhenItReturns) {
-    const auto processor = Processor();
     std::thread::id scanner_thread;
     bool incoming_seen = true;
     script_ = [&](bool incoming, IMailMessage& mail) {
@@ -70,67 +57,64 @@ TEST_F(MessageProcessorTest, TheScannersChangesAreInTheStoreWhenItReturns) {
         incoming_seen = incoming;
         return mail.SetSubject(u"changed");
     };
-    processor->ProcessMessage(mapi_.OpenMessage(entry_id_).get(), false, false);
+    EXPECT_EQ(Check(*Processor(), false), 0u);
     EXPECT_NE(scanner_thread, std::this_thread::get_id());
     EXPECT_FALSE(incoming_seen);
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "changed");
     EXPECT_THAT(mapi_.logon_flags(), ElementsAre(ULONG{0x20}));
     EXPECT_EQ(tracer_->lines().front(), "700 => ProcessMessage");
     EXPECT_EQ(tracer_->lines().back(), "700 <= ProcessMessage");
+    EXPECT_THAT(observer_.Take(), ElementsAre("1 begun ", Ended(1, 0)));
 }
 
 TEST_F(MessageProcessorTest, AFailingCheckIsOneErrorLineAndLeavesTheMessage) {
     const auto processor = Processor();
-    product_->FailLoader(0xA6460009);
-    Check(*processor);
-    EXPECT_EQ(tracer_->Count("300 CheckResultFailedException"), 1u);
-    product_->FailLoader(vek::result::kOk);
+    product_.product->FailLoader(0xA6460009);
+    EXPECT_EQ(Check(*processor), 0u);
+    product_.product->FailLoader(result::kOk);
     script_ = [](bool, IMailMessage&) -> vek::result_t { return 0x80000051; };
-    Check(*processor);
-    EXPECT_EQ(tracer_->Count("300 CheckResultFailedException - Operation cancelled. At "), 1u);
+    EXPECT_EQ(Check(*processor), 0u);
+    EXPECT_EQ(tracer_->Count("300 CheckResultFailedException"), 2u);
     EXPECT_EQ(tracer_->Count("300 "), 2u);
-    EXPECT_EQ(Saved(tests::tag::kSubjectW), "Hello");
-    EXPECT_THAT(mapi_.save_flags(), IsEmpty());
+    EXPECT_THAT(mapi_.save_flags(), testing::IsEmpty());
+    EXPECT_THAT(observer_.Take(),
+                ElementsAre("1 begun ", Ended(1, 0xA6460009), "2 begun ", Ended(2, 0x80000051)));
 }
 
 TEST_F(MessageProcessorTest, WhatTheSystemRefusesIsRaisedBeforeTheScannerIsCalled) {
     const auto processor = Processor();
     int calls = 0;
-    script_ = [&](bool, IMailMessage&) { return ++calls, vek::result::kOk; };
+    script_ = [&](bool, IMailMessage&) { return ++calls, result::kOk; };
     for (int nth : {1, 2, 3}) {
         system_.fail_new_event = nth;
-        EXPECT_EQ(CodeOf([&] { Check(*processor); }), tests::FaultySystem::kErrorHResult);
+        EXPECT_EQ(Check(*processor), tests::FaultySystem::kErrorHResult);
     }
     system_.fail_start_thread = 1;
-    EXPECT_EQ(CodeOf([&] { Check(*processor); }), tests::FaultySystem::kErrorHResult);
+    EXPECT_EQ(Check(*processor), tests::FaultySystem::kErrorHResult);
     mapi_.faults().FailNth(outlook_call::kLogonEx, 1, MAPI_E_NO_ACCESS);
-    EXPECT_EQ(CodeOf([&] { Check(*processor); }), 0x80070005u);
+    EXPECT_EQ(Check(*processor), 0x80070005u);
+    EXPECT_EQ(observer_.Take().back(), Ended(5, 0x80070005));
     EXPECT_EQ(CodeOf([&] { processor->ProcessMessage(nullptr, true, false); }), 1u);
     EXPECT_EQ(calls, 0);
-    Check(*processor);
+    EXPECT_EQ(Check(*processor), 0u);
     EXPECT_EQ(calls, 1) << "the next check works";
 }
 
-TEST_F(MessageProcessorTest, AFailingWaitEndsTheCheckWithoutLeavingTheWorkerBehind) {
-    const auto processor = Processor();
+TEST_F(MessageProcessorTest, AFailingEventOrWaitLeavesNoWorkerBehind) {
     script_ = [&](bool, IMailMessage& mail) {
         std::u16string subject;
-        const vek::result_t result = mail.GetSubject(subject);
-        EXPECT_TRUE(vek::Failed(result));
-        return result;
+        const vek::result_t code = mail.GetSubject(subject);
+        EXPECT_TRUE(vek::Failed(code));
+        return code;
     };
     system_.fail_wait_on_thread = vek::platform::CurrentThreadId();  // the worker waits as well
     system_.fail_wait = 1;
-    EXPECT_EQ(CodeOf([&] { Check(*processor); }), tests::FaultySystem::kErrorHResult);
-}
-
-TEST_F(MessageProcessorTest, ADoneEventThatCannotBeSignalledEndsTheCheckAllTheSame) {
-    const auto processor = Processor();
+    EXPECT_EQ(Check(*Processor()), tests::FaultySystem::kErrorHResult);
     script_ = [&](bool, IMailMessage&) {
-        system_.fail_set = 1;  // the worker's next
-        return vek::result::kOk;
+        system_.fail_set = 1;  // the worker's next: the done event
+        return result::kOk;
     };
-    Check(*processor);
+    EXPECT_EQ(Check(*Processor()), 0u);
 }
 
 TEST_F(MessageProcessorTest, WhatTheScannerKeepsAnswersWithAFailureAndHoldsNothingOfTheMessage) {
@@ -139,31 +123,33 @@ TEST_F(MessageProcessorTest, WhatTheScannerKeepsAnswersWithAFailureAndHoldsNothi
     vek::RefPtr<IDataStream> stream;
     script_ = [&](bool, IMailMessage& mail) {
         kept = vek::RefPtr<IMailMessage>::Share(&mail);
-        EXPECT_EQ(mail.SetSubject(u"kept"), vek::result::kOk);
-        EXPECT_EQ(mail.GetPlainBody(body.put()), vek::result::kOk);
+        EXPECT_EQ(mail.SetSubject(u"kept"), result::kOk);
+        EXPECT_EQ(mail.GetPlainBody(body.put()), result::kOk);
         return body->OpenStream(access_mode::kRead, 0, stream.put());
     };
-    Check(*Processor());
+    EXPECT_EQ(Check(*Processor()), 0u);
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "kept") << "saved although still referred to";
     EXPECT_EQ(mapi_.live_objects(), 0u);
     const auto ask = [&] {
         std::u16string subject;
         std::uint64_t size = 0;
-        EXPECT_EQ(kept->GetSubject(subject), vek::result::kUnspecifiedError);
-        EXPECT_EQ(stream->GetSize(size), vek::result::kUnspecifiedError);
+        EXPECT_EQ(kept->GetSubject(subject), result::kUnspecifiedError);
+        EXPECT_EQ(stream->GetSize(size), result::kUnspecifiedError);
     };
     ask();  // on the thread that owned the message
-    std::thread scanner([&] {
+    std::thread([&] {
         ask();
-        stream.reset();
-        body.reset();
-        kept.reset();
-    });
-    scanner.join();
+        stream.reset(), body.reset(), kept.reset();
+    }).join();
 }
 
 TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSuppliedOne) {
-    const std::u16string hex = mapi::EntryIdToHex(entry_id_);
+    script_ = [](bool, IMailMessage& mail) {
+        std::u16string subject;
+        EXPECT_EQ(mail.GetSubject(subject), result::kOk);
+        return mail.SetSubject(u"[checked] " + subject);
+    };
+    const std::u16string hex = plugins::mapi::EntryIdToHex(entry_id_);
     const auto background = Processor();
     EXPECT_EQ(CodeOf([&] { background->ProcessMessageByEntryId(hex); }), 1u) << "no session yet";
     background->LogonBackgroundSession();
@@ -176,35 +162,21 @@ TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSupplie
     const auto supplied = Processor(session.get());
     supplied->LogonBackgroundSession();
     EXPECT_EQ(supplied->LogoffBackgroundSession(), S_OK);
-    supplied->ProcessMessageByEntryId(hex + u"7");  // an odd last digit is ignored
+    observer_.Take();
+    supplied->ProcessMessageByEntryId(hex + u"7", 70);  // an odd last digit is ignored
+    EXPECT_EQ(observer_.Take().front(), "70 begun " + vek::ToUtf8(hex) + '7');
     EXPECT_EQ(mapi_.logon_flags().size(), 1u);
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "[checked] [checked] Hello");
     EXPECT_EQ(CodeOf([&] { supplied->ProcessMessageByEntryId(u"00"); }),
               static_cast<std::uint32_t>(MAPI_E_NOT_FOUND));
-    EXPECT_EQ(tracer_->Count("700 Get IMessage from entry list"), 4u);
-}
-
-TEST(EntryIdTest, HexDigitsOfEitherCaseOthersCountAsZero) {
-    const struct {
-        std::u16string_view hex;
-        std::vector<unsigned> bytes;
-    } cases[] = {{u"00fFA9", {0x00, 0xFF, 0xA9}}, {u"zz", {0}}, {u"1z2", {0x10}}, {u"g", {}}};
-    for (const auto& each : cases) {
-        std::vector<unsigned> bytes;
-        for (std::byte b : mapi::EntryIdFromHex(each.hex))
-            bytes.push_back(static_cast<unsigned>(b));
-        EXPECT_EQ(bytes, each.bytes);
-    }
 }
 
 TEST_F(MessageProcessorTest, TwoChecksAtOnceNeverMixAndAThousandLeaveNothing) {
     const auto processor = Processor();
     script_ = [](bool incoming, IMailMessage& mail) {
         std::u16string subject;
-        EXPECT_EQ(mail.GetSubject(subject), vek::result::kOk);
+        EXPECT_EQ(mail.GetSubject(subject), result::kOk);
         EXPECT_EQ(subject, incoming ? u"first" : u"second");
-        vek::RefPtr<IPropertyProvider> body;
-        EXPECT_EQ(mail.GetPlainBody(body.put()), vek::result::kOk);
         return mail.SetProperty(0x3FFF001E, incoming ? "1" : "2");
     };
     const auto check = [&](bool incoming) {
@@ -212,9 +184,8 @@ TEST_F(MessageProcessorTest, TwoChecksAtOnceNeverMixAndAThousandLeaveNothing) {
         record.properties.Set(tests::tag::kSubjectW,
                               sandbox::outlook::PropertyValue::Text(incoming ? "first" : "second"));
         const std::string id = mapi_.store().Add(std::move(record));
-        for (int i = 0; i < 500; ++i) {
+        for (int i = 0; i < 500; ++i)
             processor->ProcessMessage(mapi_.OpenMessage(id).get(), incoming, false);
-        }
         const auto saved = mapi_.store().Find(id);
         EXPECT_EQ(*saved->properties.Find(0x3FFF001E)->content(), incoming ? "1" : "2");
     };

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-#include "common/loader/remote_connector.h"
+#include "common/loader/product_loader.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
 #include "sandbox/child_process/child_process.h"

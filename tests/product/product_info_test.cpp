@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "common/loader/product_address.h"
-#include "common/product_info/installed_product.h"
+#include "common/product_info/product_info.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
@@ -21,7 +20,7 @@ struct Installed {
     Installed() { std::filesystem::copy_file(MLXO_PRODUCT_LIBRARY, PathOf(library)); }
 
     vek::result_t Find() {
-        return vek::AtBorder([&] { address = plugins::loader::FindProduct(environment); });
+        return vek::AtBorder([&] { address = FindProduct(environment); });
     }
     void Write(const char* file, std::string_view text) {
         ReplaceTextFile(folder.path() / file, text);

@@ -9,13 +9,16 @@ namespace sandbox::demo {
 
 namespace mail_processing = plugins::mail_processing;
 
-namespace {}  // namespace
-
 class AddinSession::Parts {
 public:
     Parts(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
-          vek::platform::Clock& clock, vek::trace::TracerPtr tracer)
-        : host_(host), services_(services), clock_(clock), tracer_(std::move(tracer)) {}
+          vek::platform::Clock& clock, vek::trace::TracerPtr tracer,
+          mail_processing::CheckObserver& observer)
+        : host_(host),
+          services_(services),
+          clock_(clock),
+          tracer_(std::move(tracer)),
+          observer_(observer) {}
 
     HRESULT Connect() {
         HRESULT code = E_FAIL;
@@ -30,7 +33,8 @@ public:
                 .cursor = cursor_,
                 .services = services_,
                 .clock = clock_,
-                .tracer = tracer_});
+                .tracer = tracer_,
+                .observer = observer_});
             code = addin_->OnConnection(host_);
             if (FAILED(code)) addin_.reset();
         });
@@ -60,6 +64,7 @@ private:
     plugins::loader::ServiceAccess& services_;
     vek::platform::Clock& clock_;
     const vek::trace::TracerPtr tracer_;
+    mail_processing::CheckObserver& observer_;
     // There is no mouse.
     class NoCursor final : public mail_processing::Cursor {
     public:
@@ -72,8 +77,9 @@ private:
 };
 
 AddinSession::AddinSession(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
-                           vek::platform::Clock& clock, vek::trace::TracerPtr tracer)
-    : parts_(std::make_unique<Parts>(host, services, clock, std::move(tracer))) {}
+                           vek::platform::Clock& clock, vek::trace::TracerPtr tracer,
+                           mail_processing::CheckObserver& observer)
+    : parts_(std::make_unique<Parts>(host, services, clock, std::move(tracer), observer)) {}
 
 AddinSession::~AddinSession() { Disconnect(); }
 

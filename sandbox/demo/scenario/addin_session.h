@@ -3,17 +3,19 @@
 #include <memory>
 
 #include "common/loader/service_access.h"
+#include "processing/check_observer.h"
 #include "sandbox/outlook/object_model/host_outlook.h"
 #include "vek/platform/clock.h"
 #include "vek/trace/tracer.h"
 
 namespace sandbox::demo {
 
-// The add-in as Outlook has it loaded. All of what it is given outlives it.
+// Loads the add-in into the stand-in Outlook. References outlive it.
 class AddinSession {
 public:
     AddinSession(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
-                 vek::platform::Clock& clock, vek::trace::TracerPtr tracer);
+                 vek::platform::Clock& clock, vek::trace::TracerPtr tracer,
+                 plugins::mail_processing::CheckObserver& observer);
     // Disconnects.
     ~AddinSession();
     AddinSession(const AddinSession&) = delete;

@@ -1,7 +1,5 @@
 #pragma once
 
-// Whether a message is still what it was, but for what checks do to it.
-
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -14,11 +12,12 @@
 
 namespace sandbox::demo {
 
-// What a message holds, by place: "37001f", "2 3707001f" for the second attachment.
+// The properties of a message by place: "37001F", "attachment 2 3707001F" for an attachment's.
 using Content = std::map<std::string, outlook::PropertyValue>;
 
-// Knows what the rules make of a message, by checking copies of it in this process. Used on one
-// thread, while nothing else works with the subsystem and nothing is planned to fail.
+// Finds changes to a message that no check has made: learns what the rules make of it by checking
+// copies in this process. Used on one thread, while nothing else works with the subsystem and no
+// call is planned to fail.
 class DamageFinder {
 public:
     DamageFinder(outlook::MapiSubsystem& mapi, const std::filesystem::path& rules);
@@ -26,16 +25,16 @@ public:
     DamageFinder(const DamageFinder&) = delete;
     DamageFinder& operator=(const DamageFinder&) = delete;
 
-    // The places of `now` that are neither as in the message `name` was at first, `original`, nor
-    // as some of at most `checks` checks leave them. A check that was cut off may have done a part
-    // of what it does.
+    // Gives the places of `now` that are neither as in the message `name` was at first, `original`,
+    // nor as some of at most `checks` checks leave them. A check that was cut off may have done a
+    // part of what it does.
     std::vector<std::string> Find(const std::string& name, const outlook::MessageRecord& original,
                                   const outlook::MessageRecord& now, int checks);
 
 private:
     class Checker;
 
-    // What may be found in each place; nothing when it may be missing.
+    // The values that each place may have; nullopt when it may be missing.
     using Allowed = std::map<std::string, std::vector<std::optional<outlook::PropertyValue>>>;
     struct Reachable {
         std::vector<std::vector<outlook::MessageRecord>> after;  // that many checks

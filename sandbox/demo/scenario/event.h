@@ -1,7 +1,5 @@
 #pragma once
 
-// One line of a scenario, as scenario.md describes them.
-
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -35,12 +33,13 @@ enum class EventKind : std::uint8_t {
 // A call that the add-in makes of Outlook: of its object model or of MAPI.
 using HostCall = std::variant<outlook::ObjectCall, outlook::Call>;
 
-// Which of its calls to come, from 1.
+// The nth call of a kind from now on, counted from 1.
 struct NthCall {
     HostCall call;
     std::uint32_t nth = 1;
 };
 
+// One line of a scenario, as scenario.md describes them.
 struct ScenarioEvent {
     int line = 0;
     std::string text;  // without its time

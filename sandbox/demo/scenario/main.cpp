@@ -6,7 +6,7 @@
 //                 [--outlook VERSION]
 //
 // The scanner is in this process, or it is that of the product that is installed in the folder of
-// --product (library_place.h), whose process is started and stopped here.
+// --product (product_library.h), whose process is started and stopped here.
 
 #include <array>
 #include <charconv>
@@ -19,7 +19,6 @@
 #include "product/state/text_file.h"
 #include "sandbox/demo/scenario/parser.h"
 #include "sandbox/demo/scenario/scenario_run.h"
-#include "sandbox/demo/scenario/soak.h"
 
 namespace {
 

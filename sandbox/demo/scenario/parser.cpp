@@ -7,14 +7,41 @@
 #include <span>
 
 #include "product/state/text_file.h"
-#include "sandbox/demo/scenario/host_calls.h"
 
 namespace sandbox::demo {
 namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
-// What is wrong with a line.
+using outlook::Call;
+
+// MAPI's: those that a check makes most.
+constexpr std::array<std::pair<std::string_view, Call>, 13> kMapiCalls = {{
+    {"MAPIInitialize", Call::kInitialize},
+    {"MAPILogonEx", Call::kLogonEx},
+    {"IMAPISession.OpenEntry", Call::kOpenEntry},
+    {"IMAPIProp.GetProps", Call::kGetProps},
+    {"IMAPIProp.SetProps", Call::kSetProps},
+    {"IMAPIProp.OpenProperty", Call::kOpenProperty},
+    {"IMAPIProp.SaveChanges", Call::kSaveChanges},
+    {"IMessage.GetAttachmentTable", Call::kGetAttachmentTable},
+    {"IMessage.GetRecipientTable", Call::kGetRecipientTable},
+    {"IMessage.OpenAttach", Call::kOpenAttach},
+    {"IStream.Read", Call::kStreamRead},
+    {"IStream.Write", Call::kStreamWrite},
+    {"HrQueryAllRows", Call::kQueryAllRows},
+}};
+
+// The call that people write as "MailItem.Save" (object_call.h) or, of MAPI, "IMessage.GetProps".
+std::optional<HostCall> HostCallOf(std::string_view name) {
+    if (const auto call = outlook::ObjectCallOf(name)) return HostCall(*call);
+    const auto found =
+        std::ranges::find(kMapiCalls, name, &std::pair<std::string_view, Call>::first);
+    if (found == kMapiCalls.end()) return std::nullopt;
+    return HostCall(found->second);
+}
+
+// Raises for a line; `text` says what is wrong with it.
 [[noreturn]] void Refuse(const std::string& text) { throw ScenarioError(text); }
 
 std::string Quoted(std::string_view word) { return '\'' + std::string(word) + '\''; }
@@ -34,7 +61,7 @@ public:
     explicit Words(std::string_view line) : left_(line) { Skip(); }
 
     bool empty() const { return left_.empty(); }
-    // What is left of the line.
+    // The rest of the line.
     std::string_view rest() const { return left_; }
 
     std::string_view Take() {

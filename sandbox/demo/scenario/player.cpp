@@ -50,11 +50,10 @@ Player::Player(PlayerOptions options)
                                         : MakeRemoteProduct(options_.product, options_.rules)),
       settings_{true, false, std::nullopt, {1, 1, 1}},
       trace_folder_(product_->TraceFolder(options_.out / "trace")),
-      tracer_(std::make_shared<WatchingTracer>(scoreboard_,
-                                               OpenTracer(trace_folder_, options_.trace_bytes))),
+      tracer_(OpenTracer(trace_folder_, options_.trace_bytes)),
       services_(product_->Loader(tracer_)),
       host_(std::make_unique<outlook::HostOutlook>(mapi_, options_.version)),
-      addin_(*host_, services_, clock_, tracer_) {
+      addin_(*host_, services_, clock_, tracer_, scoreboard_) {
     product_->Set(settings_);
     product_->Start();
 }
@@ -235,7 +234,6 @@ void Player::Quit() {
         addin_.Disconnect();
         return std::string();
     });
-    scoreboard_.DropQueue("Outlook has quit");
 }
 
 std::string Player::Subject(const std::string& entry_id) {
@@ -279,7 +277,7 @@ void Player::StopProduct() {
 }
 
 Leftovers Player::leftovers() {
-    // What checks compared with has initialised MAPI as well.
+    // It has initialised MAPI as well.
     damage_.reset();
     host_->Run([&] {
         for (const ScenarioMessage& message : mailbox_.messages()) host_->Close(message.entry_id);

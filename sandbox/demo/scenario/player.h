@@ -17,6 +17,7 @@
 
 namespace sandbox::demo {
 
+// The files and versions that a player works with.
 struct PlayerOptions {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the trace in "trace", unless the product says otherwise
@@ -27,7 +28,7 @@ struct PlayerOptions {
     std::uint64_t trace_bytes = 16 << 20;
 };
 
-// What is still held by somebody when everything was given back.
+// Counts what is still held when everything should have been given back.
 struct Leftovers {
     std::uint32_t items = 0;
     std::uint32_t connections = 0;
@@ -40,7 +41,7 @@ struct Leftovers {
     bool none() const;
 };
 
-// The system's clock, of which the ticks can be moved ahead.
+// The system's clock with ticks that can be moved ahead.
 class MovableClock final : public vek::platform::Clock {
 public:
     std::uint32_t TickCount() noexcept override {
@@ -58,8 +59,8 @@ private:
     std::atomic<std::uint32_t> ahead_{0};
 };
 
-// An Outlook with the add-in and a product, and what comes of the events that are played there.
-// One thread. The product runs when this is made.
+// Plays events in a stand-in Outlook with the add-in and a product, and keeps the scoreboard. Used
+// on one thread. Starts the product.
 class Player {
 public:
     // Raises std::exception when there is no product, no rules or no mail.

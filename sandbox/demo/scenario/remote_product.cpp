@@ -4,8 +4,8 @@
 #include <thread>
 #include <utility>
 
-#include "common/loader/remote_connector.h"
-#include "common/product_info/installed_product.h"
+#include "common/loader/product_loader.h"
+#include "common/product_info/product_info.h"
 #include "product/process/product_process.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-// The product of a scenario, which goes and comes back.
-
 #include <filesystem>
 #include <memory>
 
@@ -11,6 +9,7 @@
 
 namespace sandbox::demo {
 
+// The product of a scenario, which can be started, stopped and killed.
 class ScenarioProduct {
 public:
     virtual ~ScenarioProduct() = default;
@@ -19,24 +18,25 @@ public:
     // that does not, is nothing.
     virtual void Start() = 0;
     virtual void Stop() = 0;
-    // As when its process is ended by force.
+    // Ends it as a process is ended by force.
     virtual void Kill() = 0;
 
-    // How the plug-in reaches it. It outlives the loader.
+    // Makes the loader that reaches it. The product outlives the loader.
     virtual plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) = 0;
 
     // Where the product wants the plug-in's trace; `otherwise` when it does not say.
     virtual std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const = 0;
 
-    // What it answers to the plug-in from now on.
+    // Replaces the settings that it gives to the plug-in.
     virtual void Set(const plugins::product::MailPluginSettings& settings) = 0;
 };
 
-// In this process. Not running means that nothing of it can be reached. Raises std::runtime_error
-// for rules that are none.
+// Makes one in this process, none of whose services can be reached while it does not run. Raises
+// std::runtime_error for a file with lines that are no rules.
 std::unique_ptr<ScenarioProduct> MakeLocalProduct(const std::filesystem::path& rules);
 
-// In a process of its own, installed in `folder` (product.md) and found as an installed one is.
+// Makes one in a process of its own, installed in `folder` (product.md) and found as an installed
+// one is.
 std::unique_ptr<ScenarioProduct> MakeRemoteProduct(const std::filesystem::path& folder,
                                                    const std::filesystem::path& rules);
 

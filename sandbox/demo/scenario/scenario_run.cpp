@@ -37,8 +37,6 @@ bool RunScenario(const PlayerOptions& options, const std::vector<ScenarioEvent>&
     player.StopProduct();
     out << '\n';
     Print(out, totals);
-    for (const std::string& failure : player.scoreboard().other_failures())
-        out << "failed, for whichever event: " << failure << '\n';
     out << "damaged: " << player.damaged() << " messages\n";
     const bool clean = PrintLeftovers(out, player.leftovers());
     for (const std::string& trouble : player.troubles()) out << "WRONG: " << trouble << '\n';

@@ -13,6 +13,7 @@ namespace sandbox::demo {
 // Outlook calls an add-in slow that holds it longer.
 inline constexpr std::chrono::milliseconds kLongestHold{500};
 
+// Counts outcomes over many rows.
 struct Totals {
     std::size_t events = 0;
     std::size_t nested = 0;  // raised within another
@@ -29,7 +30,7 @@ struct Totals {
     void Add(const Row& row);
 };
 
-// What happened, in a few words: "checked in background".
+// Describes an outcome in a few words: "checked in background".
 std::string InWords(const Row& row);
 
 // A row for each event, for a terminal of 140 columns. `subject` gives that of a message now.

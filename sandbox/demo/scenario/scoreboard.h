@@ -1,19 +1,17 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <deque>
+#include <map>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "vek/trace/tracer.h"
+#include "processing/check_observer.h"
 
 namespace sandbox::demo {
 
-// What came of one event.
+// One event and the outcome of its message.
 struct Row {
     std::string event;
     std::string entry_id;              // of its message, if it has one
@@ -25,77 +23,56 @@ struct Row {
     int checks = 0;                     // that were begun because of it, those in background too
     int failed_checks = 0;              // of them
     bool in_background = false;         // one of them was
-    std::vector<std::string> notes;     // why it was not checked, as the trace tells
-    std::vector<std::string> failures;  // of checks and others
-
-    // The check under way has failed.
-    bool failing = false;
+    std::vector<std::string> notes;     // why it was not checked
+    std::vector<std::string> failures;  // codes of failed checks, and of what kept it from a check
 
     bool is_checked() const { return checks > failed_checks; }
 };
 
-// Follows the add-in's trace and writes down to which event each line belongs: to the innermost one
-// that Outlook's thread is in, or to the one whose message the background thread has in hand.
-// Free-threaded.
-class Scoreboard {
+// Observes the add-in and writes down to which event each check belongs: to the innermost one that
+// Outlook's thread is in when the check's number is first told. Free-threaded.
+class Scoreboard final : public plugins::mail_processing::CheckObserver {
 public:
-    using Clock = std::chrono::steady_clock;
+    using ObservedCheck = plugins::mail_processing::ObservedCheck;
+    using SkipReason = plugins::mail_processing::SkipReason;
 
-    // On Outlook's thread, an event within another too. Gives the row's number.
+    // Begins a row for an event, within another too, and gives its number. Outlook's thread.
     std::size_t Begin(std::string event, std::string entry_id = {});
+    // Ends it; `entry_id` is its message's, where that was not known before.
     void End(std::size_t row, std::string entry_id = {});
 
-    // A line of the trace, from the thread that writes it.
-    void Note(std::uint32_t thread, vek::trace::level_t level, std::string_view text);
+    void OnQueued(const ObservedCheck& check) noexcept override;
+    void OnBegun(const ObservedCheck& check) noexcept override;
+    void OnEnded(const ObservedCheck& check, vek::result_t code) noexcept override;
+    void OnSkipped(const ObservedCheck& check, SkipReason reason,
+                   vek::result_t code) noexcept override;
 
-    // Nothing is queued, and nothing is checked in background.
+    // Whether no queued message waits for the end of its check.
     bool IsIdle() const;
-    // What is queued still, or was and never will be checked.
-    std::size_t queued() const;
-    // What is queued will not be checked any more, for that reason.
-    void DropQueue(const std::string& reason);
 
     std::vector<Row> rows() const;
-    // Failures that belong to no event, or to nobody knows which.
-    std::vector<std::string> other_failures() const;
-    // No event is kept any more; what is queued stays.
+    // Forgets the rows that there are; what is queued still counts for IsIdle.
     void Clear();
 
 private:
-    Row* RowOf(std::uint32_t thread);
-    int* ChecksOf(std::uint32_t thread);
-    void EndCheck(Row* row);
-    void NoteFailure(std::uint32_t thread, Row* row, std::string_view text);
+    using Clock = std::chrono::steady_clock;
+    // A check between its first and its last event.
+    struct OpenCheck {
+        std::size_t row;
+        bool queued;
+    };
 
-    mutable std::mutex mutex_;
+    std::chrono::microseconds Now() const;
+    OpenCheck& Find(const ObservedCheck& check);
+    Row& RowOf(const OpenCheck& check);
+
+    mutable std::mutex mutex_;  // guards all below
     const Clock::time_point start_ = Clock::now();
     std::size_t first_ = 0;  // the number of the first row kept
     std::deque<Row> rows_;
-    std::vector<std::string> other_failures_;
-    std::uint32_t outlook_thread_ = 0;
     std::vector<std::size_t> open_;  // the events that Outlook's thread is in
-    int outlook_checks_ = 0;         // that it is in
-    std::deque<std::size_t> queue_;
-    std::uint32_t background_thread_ = 0;
-    std::optional<std::size_t> in_hand_;  // in background
-    // Failures of workers, when there were two: of the check that ends next.
-    std::vector<std::string> worker_failures_;
-    int background_checks_ = 0;  // that are under way there
-};
-
-// Hands the lines of the trace to a scoreboard and to another tracer, which may be empty.
-class WatchingTracer final : public vek::trace::Tracer {
-public:
-    // The scoreboard outlives this.
-    WatchingTracer(Scoreboard& scoreboard, vek::trace::TracerPtr next)
-        : scoreboard_(scoreboard), next_(std::move(next)) {}
-
-    bool IsEnabled(vek::trace::level_t level) const noexcept override;
-    void Write(vek::trace::level_t level, std::string_view text) noexcept override;
-
-private:
-    Scoreboard& scoreboard_;
-    const vek::trace::TracerPtr next_;
+    std::map<plugins::mail_processing::check_number_t, OpenCheck> checks_;
+    Row elsewhere_;  // takes what belongs to no event, or to a forgotten one
 };
 
 }  // namespace sandbox::demo

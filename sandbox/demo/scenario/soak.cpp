@@ -1,4 +1,4 @@
-#include "sandbox/demo/scenario/soak.h"
+#include "sandbox/demo/scenario/scenario_run.h"
 
 #include <algorithm>
 #include <iomanip>
@@ -6,7 +6,6 @@
 
 #include "sandbox/demo/scenario/random_events.h"
 #include "sandbox/demo/scenario/resident_memory.h"
-#include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/demo/scenario/scenario_table.h"
 #include "vek/core/object.h"
 
@@ -28,14 +27,14 @@ std::uint64_t Size(const std::filesystem::path& folder) {
 
 double Mebibytes(std::uint64_t bytes) { return static_cast<double>(bytes) / (1 << 20); }
 
-// What the memory was, on the way.
+// How much memory was in use, on the way.
 struct Memory {
     std::uint64_t start = 0;  // when everything was there that is kept
     std::uint64_t middle = 0;
     std::uint64_t end = 0;
 };
 
-// Reconnects until it works: a fault may be planned for what connecting does.
+// Connects without faults: one may be planned for what connecting does.
 void Connect(Player& player) {
     player.host().Run([&] { player.host().plan().Clear(); });
     player.mapi().faults().Clear();

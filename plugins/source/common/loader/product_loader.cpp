@@ -2,10 +2,12 @@
 
 #include <utility>
 
-#include "common/loader/product_address.h"
-#include "vek/core/current_exception.h"
+#include "common/product_info/product_info.h"
+#include "common/remoting/remote_interfaces.h"
 #include "vek/core/throw.h"
-#include "vek/trace/line.h"
+#include "vek/remoting/recovering_service.h"
+#include "vek/remoting/server.h"
+#include "vek/trace/traced_border.h"
 
 namespace plugins::loader {
 namespace {
@@ -27,21 +29,33 @@ vek::result_t ProductLoader::GetInterface(vek::interface_id_t id, void** object)
     if (object == nullptr) return result::kInvalidArgument;
     *object = nullptr;
     if (id != IServiceLocator::kInterfaceId) return result::kNotFound;
-    try {
-        ConnectionPtr connection = Kept();
-        if (!connection) connection = Keep(Connect());
-        vek::RefPtr<IServiceLocator> locator = connection->locator;
+    return vek::AtBorder([&] {
+        auto self = vek::RefPtr<ProductLoader>::Share(this);
+        const auto locate = [self = std::move(self)](vek::RefPtr<IServiceLocator>& locator) {
+            return self->Locate(locator);
+        };
+        vek::RefPtr<IServiceLocator> now;
+        const vek::result_t reached = locate(now);
+        if (vek::Failed(reached)) return reached;
+        vek::RefPtr<IServiceLocator> locator =
+            vek::MakeObject<vek::remoting::RecoveringLocator>(locate, remoting::RemoteInterfaces());
         *object = locator.detach();
         return result::kOk;
-    } catch (...) {
-        const vek::result_t code = vek::CurrentExceptionResult();
-        trace::WriteCurrentException(environment_.tracer,
-                                     "Product is not reached: ", trace::level::kWarning);
-        return code;
-    }
+    });
 }
 
-// The connection that was made before, unless it is lost.
+vek::result_t ProductLoader::Locate(vek::RefPtr<IServiceLocator>& locator) noexcept {
+    return trace::TracedBorder(
+        environment_.tracer,
+        [&] {
+            ConnectionPtr connection = Kept();
+            if (!connection) connection = Keep(Connect());
+            locator = connection->locator;
+        },
+        "Product is not reached: ", trace::level::kWarning);
+}
+
+// Gives the connection that was made before; null when there is none or it is lost.
 ProductLoader::ConnectionPtr ProductLoader::Kept() {
     ConnectionPtr kept;
     {
@@ -64,7 +78,7 @@ ProductLoader::ConnectionPtr ProductLoader::Keep(ConnectionPtr made) {
 }
 
 ProductLoader::ConnectionPtr ProductLoader::Connect() const {
-    const product_info::RemoteAddress address = FindProduct(environment_);
+    const product_info::RemoteAddress address = product_info::FindProduct(environment_);
     trace::Write(environment_.tracer, trace::level::kRemoting, "Connect to the product: process ",
                  address.process_id, ", local id ", address.local_id, ", port ", address.tcp_port);
     auto made = std::make_shared<ProductConnection>();
@@ -72,6 +86,35 @@ ProductLoader::ConnectionPtr ProductLoader::Connect() const {
     if (vek::Failed(code)) vek::ThrowResult(code);
     if (!made->locator) vek::ThrowResult(result::kUnexpected);
     return made;
+}
+
+ProductConnector RemoteConnector(trace::TracerPtr tracer) {
+    return [tracer = std::move(tracer)](const product_info::RemoteAddress& address,
+                                        ProductConnection& product) {
+        vek::remoting::ConnectionConfig config;
+        config.factories = remoting::RemoteInterfaces();
+        config.tracer = tracer;
+        remote::TransportConfig transport;
+        transport.tracer = tracer;
+        if (address.process_id != 0) {
+            transport.peer_check = [expected = address.process_id](std::uint32_t process_id) {
+                return process_id == expected;
+            };
+        }
+        std::shared_ptr<vek::remoting::Connection> connection;
+        const vek::result_t connected = vek::remoting::ConnectToServer(
+            {address.local_id, address.tcp_port}, std::move(config), transport, connection);
+        if (vek::Failed(connected)) return connected;
+        product.is_alive = [connection] { return connection->IsOpen(); };
+        return connection->GetServiceLocator(product.locator);
+    };
+}
+
+LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment) {
+    return [environment = std::move(environment)](vek::RefPtr<ILoader>& loader) {
+        loader = vek::MakeObject<ProductLoader>(environment, RemoteConnector(environment.tracer));
+        return result::kOk;
+    };
 }
 
 }  // namespace plugins::loader

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 
+#include "common/loader/service_access.h"
 #include "common/product_info/product_library.h"
 #include "private_include/common/service_locator.h"
 #include "vek/core/object.h"
@@ -17,29 +18,35 @@ namespace plugins::loader {
 struct ProductConnection {
     vek::RefPtr<IServiceLocator> locator;
     // Whether calls can still reach the product. Called from any thread, several at once, and does
-    // not wait. Empty: nobody can tell, and the connection is kept.
+    // not wait. A connection without it is kept for ever.
     std::function<bool()> is_alive;
 };
 
 // Connects to the product at an address and gets its service locator. Returns a failing code
-// quickly when there is nobody.
+// quickly when nobody answers there.
 using ProductConnector = std::function<vek::result_t(const product_info::RemoteAddress& address,
                                                      ProductConnection& connection)>;
 
-// Free-threaded. Makes no connection before it is asked, keeps the one it has made for as long as
-// that is alive, and keeps nothing of an attempt that failed: the next one starts over.
+// The connector over the remoting. Where the address names the product's process, it talks to no
+// other.
+ProductConnector RemoteConnector(vek::trace::TracerPtr tracer);
+
+// Gives services that outlive the product's process: each is found anew when the product was
+// started again. Makes no connection before it is asked, keeps the one that it has made for as long
+// as that is alive, and keeps nothing of an attempt that failed. Free-threaded.
 class ProductLoader final : public vek::ObjectImpl<ILoader> {
 public:
     ProductLoader(product_info::LibraryEnvironment environment, ProductConnector connector);
 
     // Gives the service locator, kNotFound for any other id. A product that cannot be reached now
-    // gives a code of FindProduct (product_address.h) or the connector's own, and one trace line of
+    // gives a code of FindProduct (product_info.h) or the connector's own, and one trace line of
     // level 500.
     vek::result_t GetInterface(vek::interface_id_t id, void** object) noexcept override;
 
 private:
     using ConnectionPtr = std::shared_ptr<const ProductConnection>;
 
+    vek::result_t Locate(vek::RefPtr<IServiceLocator>& locator) noexcept;
     ConnectionPtr Kept();
     ConnectionPtr Keep(ConnectionPtr made);
     ConnectionPtr Connect() const;
@@ -49,5 +56,8 @@ private:
     std::mutex lock_;     // guards kept_
     ConnectionPtr kept_;  // null until the first success
 };
+
+// Makes the loader of the installed product.
+LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment);
 
 }  // namespace plugins::loader

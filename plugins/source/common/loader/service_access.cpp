@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 #include "vek/core/throw.h"
 
 namespace plugins::loader {
@@ -19,7 +19,7 @@ LoaderFactory& ProcessLoaderFactory() {
 ServiceAccess::ServiceAccess(LoaderFactory factory) : factory_(std::move(factory)) {}
 
 vek::result_t ServiceAccess::GetLoader(vek::RefPtr<ILoader>& loader) noexcept {
-    try {
+    return vek::AtBorder([&] {
         const std::lock_guard guard(lock_);
         if (!loader_) {
             vek::RefPtr<ILoader> created;
@@ -30,9 +30,7 @@ vek::result_t ServiceAccess::GetLoader(vek::RefPtr<ILoader>& loader) noexcept {
         }
         loader = loader_;
         return vek::result::kOk;
-    } catch (...) {
-        return vek::CurrentExceptionResult();
-    }
+    });
 }
 
 vek::result_t ServiceAccess::GetService(vek::interface_id_t id, void** service) noexcept {

@@ -1,7 +1,7 @@
 #pragma once
 
-// The road to the product's services: one loader for the process, and the one lookup that every
-// caller uses.
+// The one lookup of the product's services that every caller uses, and the process's loader behind
+// it.
 
 #include <functional>
 

@@ -1,8 +1,37 @@
 #include "common/product_info/product_info.h"
 
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include "vek/core/throw.h"
 #include "vek/platform/environment.h"
+#include "vek/trace/traced_border.h"
 
 namespace plugins::product_info {
+namespace {
+
+// The values are paths, which are shorter.
+constexpr std::uint32_t kLongestValue = 64 << 10;
+
+std::string ReadValue(IProductValues& values, const std::string& name) {
+    std::string value(260, '\0');
+    for (;;) {
+        const auto capacity = static_cast<std::uint32_t>(value.size());
+        std::uint32_t size = 0;
+        const vek::result_t code = values.GetValue(name.c_str(), value.data(), capacity, &size);
+        if (code == vek::result::kBufferTooSmall && size > capacity && size <= kLongestValue) {
+            value.resize(size);
+            continue;
+        }
+        if (vek::Failed(code)) vek::ThrowResult(code);
+        // Its end is looked for here: what the library says of the length is not believed.
+        value.resize(::strnlen(value.data(), capacity));
+        return value;
+    }
+}
+
+}  // namespace
 
 std::optional<std::string> ExpandRoot(std::string_view root) {
     constexpr std::string_view kVariable = "%QZAppData%";
@@ -17,6 +46,32 @@ std::optional<std::string> ExpandRoot(std::string_view root) {
 std::optional<std::string> Folder(const ProductInfo& info, std::string_view name) {
     const std::optional<std::string> root = info.Value(name);
     return root ? ExpandRoot(*root) : std::nullopt;
+}
+
+RemoteAddress FindProduct(const LibraryEnvironment& environment) {
+    const ProductLibrary library(environment);
+    const auto remote = library.Create<IRemoteObject>(kRemoteLoaderObject);
+    RemoteAddress address{};
+    const vek::result_t code = remote->GetAddress(&address);
+    if (vek::Failed(code)) vek::ThrowResult(code);
+    if (address.local_id == 0 && address.tcp_port == 0) vek::ThrowResult(vek::result::kUnexpected);
+    return address;
+}
+
+InstalledProduct::InstalledProduct(LibraryEnvironment environment)
+    : environment_(std::move(environment)) {}
+
+std::optional<std::string> InstalledProduct::Value(std::string_view name) const {
+    std::optional<std::string> value;
+    vek::trace::TracedBorder(
+        environment_.tracer,
+        [&] {
+            const ProductLibrary library(environment_);
+            const auto values = library.Create<IProductValues>(kProductValuesObject);
+            value = ReadValue(*values, std::string(name));
+        },
+        "Product information: ", vek::trace::level::kWarning);
+    return value;
 }
 
 }  // namespace plugins::product_info

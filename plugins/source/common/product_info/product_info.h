@@ -1,10 +1,12 @@
 #pragma once
 
-// What the product says about itself.
+// The installed product's own account of itself: its values, and where its process is.
 
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "common/product_info/product_library.h"
 
 namespace plugins::product_info {
 
@@ -12,7 +14,7 @@ namespace plugins::product_info {
 inline constexpr std::string_view kTraceRoot = "TraceRoot";  // the folder of trace files
 inline constexpr std::string_view kDataRoot = "DataRoot";    // the folder of the product's data
 
-// Answers for an installed product. May be called from any thread.
+// A source of the values. May be called from any thread.
 class ProductInfo {
 public:
     virtual ~ProductInfo() = default;
@@ -21,6 +23,27 @@ public:
     // say.
     virtual std::optional<std::string> Value(std::string_view name) const = 0;
 };
+
+// Asks the installed product's library. The library is loaded for each question and unloaded again:
+// questions are few, and a product may be installed, replaced or removed at any time.
+class InstalledProduct final : public ProductInfo {
+public:
+    explicit InstalledProduct(LibraryEnvironment environment = {});
+
+    // Traces in one line whatever keeps the library from answering.
+    std::optional<std::string> Value(std::string_view name) const override;
+
+private:
+    const LibraryEnvironment environment_;
+};
+
+// Where the installed product's process can be reached now, as its library says. Makes no call to
+// the process, and does not wait. May be called from any thread.
+//
+// Raises vek::ResultCodeException with a code of ProductLibrary (product_library.h), or with
+//   kNotReady     the product does not run
+//   kUnexpected   it claims success and gives no address
+RemoteAddress FindProduct(const LibraryEnvironment& environment);
 
 // `root` with a "%QZAppData%" at its very beginning replaced by the environment variable
 // QZAppData; anything else is kept as it is. Nothing when the variable is needed but not set, or

@@ -1,10 +1,7 @@
 #include "common/product_info/product_library.h"
 
 #include <filesystem>
-#include <optional>
-#include <string>
 
-#include "common/product_info/library_place.h"
 #include "vek/core/throw.h"
 
 namespace plugins::product_info {
@@ -12,15 +9,15 @@ namespace {
 
 namespace result = vek::result;
 
-std::string RequirePlace(vek::platform::Registry& registry) {
-    std::optional<std::string> place = FindLibraryPlace(registry);
-    if (!place) vek::ThrowResult(result::kNotFound);
-    if (!std::filesystem::path(std::u8string(place->begin(), place->end())).is_absolute())
+std::string RequirePath(vek::platform::Registry& registry) {
+    std::optional<std::string> path = ProductLibraryPath(registry);
+    if (!path) vek::ThrowResult(result::kNotFound);
+    if (!std::filesystem::path(std::u8string(path->begin(), path->end())).is_absolute())
         vek::ThrowResult(result::kInvalidArgument);
-    return *std::move(place);
+    return *std::move(path);
 }
 
-// Raises unless a call has given something: what the other side claims is not believed.
+// Raises unless a call has given an object: a mere claim of success is not believed.
 void RequireObject(vek::result_t code, const void* object) {
     if (vek::Failed(code)) vek::ThrowResult(code);
     if (object == nullptr) vek::ThrowResult(result::kUnexpected);
@@ -29,7 +26,7 @@ void RequireObject(vek::result_t code, const void* object) {
 }  // namespace
 
 ProductLibrary::ProductLibrary(const LibraryEnvironment& environment)
-    : library_(environment.libraries.Load(RequirePlace(environment.registry))) {
+    : library_(environment.libraries.Load(RequirePath(environment.registry))) {
     if (!library_) vek::ThrowResult(result::kModuleNotFound);
     const auto get_factory =
         reinterpret_cast<GetObjectFactory>(library_->Find(kGetObjectFactoryExport));

@@ -1,9 +1,10 @@
 #pragma once
 
-// The product's information library, as it is found and loaded.
+// Finds and loads the product's information library.
 
 #include <memory>
-#include <string_view>
+#include <optional>
+#include <string>
 
 #include "private_include/common/product_library.h"
 #include "vek/core/ref_ptr.h"
@@ -13,19 +14,26 @@
 
 namespace plugins::product_info {
 
-// What finding and loading works with. All of it outlives what is loaded.
+// The surroundings of a lookup. References outlive what is loaded.
 struct LibraryEnvironment {
     vek::platform::LibraryLoader& libraries = vek::platform::TheLibraryLoader();
     vek::platform::Registry& registry = vek::platform::TheRegistry();
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
 };
 
+// The path, in UTF-8, that the installed product names as that of its information library; nothing
+// when no product is installed.
+//
+// On Windows the value "ProductInfo" of the key "SOFTWARE\QZ\Mail Plugin", the machine's before the
+// user's. Elsewhere the environment variable MLXO_PRODUCT_INFO. May be called from any thread.
+std::optional<std::string> ProductLibraryPath(vek::platform::Registry& registry);
+
 // Keeps the library loaded. What Create gave is released before its library goes.
 class ProductLibrary {
 public:
     // Finds the installed product's library and loads it. Raises vek::ResultCodeException with
     //   kNotFound          no product is installed
-    //   kInvalidArgument   its place is not an absolute path; others would be searched for
+    //   kInvalidArgument   its path is not absolute; others would be searched for
     //   kModuleNotFound    the library is not there or cannot be loaded
     //   kSymbolNotFound    it is no product's information library
     //   kInvalidVersion    it is one of another version

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the scanner sees of a message. All of these cross the process border, so ids, the order
+// A message as the scanner sees it. These interfaces cross the process border: ids, the order
 // of the operations and their meaning are a contract with the product.
 //
 // Every operation may be called from any thread but the one that owns the message, one at a time

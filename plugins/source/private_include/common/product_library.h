@@ -1,8 +1,8 @@
 #pragma once
 
-// What the product's information library (product_info) exports. It is loaded into the plug-in's
-// process and built apart from it, perhaps by another compiler: only plain types cross this border.
-// Texts are UTF-8 and end with a NUL.
+// The interface of the product's information library (product_info). The library is loaded into the
+// plug-in's process and built apart from it, perhaps by another compiler: only plain types cross
+// this border. Texts are UTF-8 and end with a NUL.
 //
 // Operations may be called from any thread; each returns a result code and never raises. Every
 // object is released before the library is unloaded.
@@ -29,7 +29,7 @@ protected:
     ~IObjectFactory() = default;
 };
 
-// What the product says about itself; it need not run for that.
+// Gives the product's values; the product need not run for that.
 struct IProductValues : vek::IObject {
     static constexpr vek::interface_id_t kInterfaceId = 0x73E59D02;
 

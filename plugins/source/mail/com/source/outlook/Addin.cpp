@@ -53,11 +53,11 @@ void CAddin::OnOptionsPagesAdd(PropertyPages& pages) noexcept {
     });
 }
 
-void CAddin::ProcessMessageWithWaitCursor(IMessage* message, bool incoming) {
+void CAddin::ProcessMessageWithWaitCursor(IMessage* message, bool incoming, PendingCheck& check) {
     const auto processor = processor_;
     vek::Check(processor != nullptr);
     const ShownCursor working(environment_.cursor);
-    processor->ProcessMessage(message, incoming, false);
+    processor->ProcessMessage(message, incoming, false, check.HandOn());
 }
 
 bool CAddin::IsNeedScan(std::uint8_t kind) {

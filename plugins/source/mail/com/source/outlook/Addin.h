@@ -14,8 +14,10 @@
 #include "outlook/followed_items.h"
 #include "outlook/recently_checked_cache.h"
 #include "processing/async_processor.h"
+#include "processing/check_observer.h"
 #include "processing/message_processor.h"
 #include "settings/product_settings_provider.h"
+#include "vek/core/current_exception.h"
 #include "vek/platform/clock.h"
 #include "vek/platform/registry.h"
 #include "vek/platform/system.h"
@@ -37,6 +39,7 @@ struct AddinEnvironment {
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
     std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
     vek::platform::Registry& registry = vek::platform::TheRegistry();
+    CheckObserver& observer = NoObserver();
 };
 
 // The add-in: follows Outlook's events and decides for each whether a message is checked now,
@@ -94,12 +97,13 @@ private:
     // roads of a message
     void ItemRead(const ItemPtr& item) noexcept;
     void ItemReadImpl(const ItemPtr& item);
-    bool IsCheckedElsewhere(const std::u16string& entry_id);
-    void SendItem(const ItemPtr& item);
+    void ReadItem(const ItemPtr& item, PendingCheck& check);
+    bool IsCheckedElsewhere(const std::u16string& entry_id, PendingCheck& check);
+    void SendItem(const ItemPtr& item, PendingCheck& check);
     void SaveIfNeeded(MailItem& mail, bool saved);
     void OnNewMail(std::u16string_view entry_id);
-    void CheckCallback(mapi::IExchExtCallback* callback);
-    void ProcessMessageWithWaitCursor(IMessage* message, bool incoming);
+    void CheckCallback(mapi::IExchExtCallback* callback, PendingCheck& check);
+    void ProcessMessageWithWaitCursor(IMessage* message, bool incoming, PendingCheck& check);
 
     // questions
     bool IsNeedScan(std::uint8_t kind);
@@ -108,6 +112,19 @@ private:
     bool IsMessageJustCreated(MailItem& mail);
     bool IsItemSaved(MailItem& mail) noexcept;
     void TraceSelection(const ItemPtr& item);
+
+    // Runs a road of a message and tells the observer when it raises before the message was handed
+    // on.
+    template <class Body>
+    void Observe(const Body& road) {
+        PendingCheck check(environment_.observer);
+        try {
+            road(check);
+        } catch (...) {
+            check.Skip(SkipReason::kFailed, vek::CurrentExceptionResult());
+            throw;
+        }
+    }
 
     // A line of routine, a failed call of which nothing depends.
     template <class... Pieces>

@@ -121,14 +121,15 @@ void CAddin::BuildProcessors(Application& application, std::uint64_t connection)
     vek::RefPtr<IMAPISession> session;
     TraceFailure("Outlook's MAPI session cannot be had, hr=", application.GetMapiSession(session));
     CheckStill(connection);
-    const std::shared_ptr<MessageProcessor> processor = MessageProcessor::Create(
-        settings, functions, session.get(),
-        {environment_.system, environment_.clock, environment_.services, environment_.tracer});
+    const std::shared_ptr<MessageProcessor> processor =
+        MessageProcessor::Create(settings, functions, session.get(),
+                                 {environment_.system, environment_.clock, environment_.services,
+                                  environment_.tracer, environment_.observer});
     CheckStill(connection);
     processor_ = processor;
     auto async = std::make_shared<AsyncProcessor>(
         AsyncEnvironment{functions, settings, processor, environment_.system, environment_.tracer,
-                         environment_.stop_timeout, environment_.registry});
+                         environment_.stop_timeout, environment_.registry, environment_.observer});
     CheckStill(connection);
     async_ = std::move(async);
 }

@@ -12,11 +12,16 @@ void CAddin::OnNewMailEx(const std::u16string* entry_ids) noexcept {
     HandleEvent(environment_.tracer, "OnNewMailEx", [&] {
         const std::u16string_view list = entry_ids == nullptr ? std::u16string_view() : *entry_ids;
         Trace("OnNewMailEx ", entry_ids == nullptr ? u"<empty>" : list);
-        if (!IsNeedScan(mail_event::kDelivery)) {
-            Trace("OnNewMailEx no need to check");
-            return;
-        }
-        ForEachEntryId(list, [&](std::u16string_view entry_id) { OnNewMail(entry_id); });
+        Observe([&](PendingCheck&) {
+            if (!IsNeedScan(mail_event::kDelivery)) {
+                Trace("OnNewMailEx no need to check");
+                ForEachEntryId(list, [&](std::u16string_view entry_id) {
+                    PendingCheck(environment_.observer, entry_id).Skip(SkipReason::kNotWanted);
+                });
+                return;
+            }
+            ForEachEntryId(list, [&](std::u16string_view entry_id) { OnNewMail(entry_id); });
+        });
     });
 }
 
@@ -24,7 +29,7 @@ void CAddin::OnNewMail(std::u16string_view entry_id) {
     Trace("OnNewMail");
     if (read_in_progress_) {
         Trace("OnNewMail: Item read is already processing this message");
-        return;
+        return PendingCheck(environment_.observer, entry_id).Skip(SkipReason::kReadInProgress);
     }
     const auto async = async_;
     vek::Check(async != nullptr);
@@ -34,15 +39,19 @@ void CAddin::OnNewMail(std::u16string_view entry_id) {
 void CAddin::OnItemAdd(const ItemPtr& item) noexcept {
     HandleEvent(environment_.tracer, "OnItemAdd", [&] {
         const BusyFlag adding(add_in_progress_);
-        const MailItemPtr mail = GetMailItem(item);
-        if (!mail) return;
-        const std::u16string entry_id = GetMessageEntryId(*mail);
-        if (IsMessageJustCreated(*mail)) {
-            Trace("Process item as new mail: ", entry_id);
-            OnNewMailEx(&entry_id);
-        } else {
-            Trace("It is not new mail item. Skip it: ", entry_id);
-        }
+        Observe([&](PendingCheck& check) {
+            const MailItemPtr mail = GetMailItem(item);
+            if (!mail) return;
+            const std::u16string entry_id = GetMessageEntryId(*mail);
+            check.SetEntryId(entry_id);
+            if (IsMessageJustCreated(*mail)) {
+                Trace("Process item as new mail: ", entry_id);
+                OnNewMailEx(&entry_id);
+            } else {
+                Trace("It is not new mail item. Skip it: ", entry_id);
+                check.Skip(SkipReason::kNotNew);
+            }
+        });
     });
 }
 

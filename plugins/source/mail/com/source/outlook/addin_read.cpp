@@ -19,13 +19,14 @@ constexpr std::string_view kItemReadImpl = "plugins::mail_processing::CAddin::It
 
 void CAddin::OnItemLoad(const ItemPtr& item) noexcept {
     HandleEvent(environment_.tracer, "OnItemLoad", [&] {
-        // Outlook 2013 is left to ask when the item is read.
-        if (major_version_ != major_version::kOutlook2013 && !IsNeedScan(mail_event::kRead)) {
-            Trace("No need to check on read");
-            return;
-        }
-        if (!GetMailItem(item)) return;
-        items_.Attach(item);
+        Observe([&](PendingCheck& check) {
+            // Outlook 2013 is left to ask when the item is read.
+            if (major_version_ != major_version::kOutlook2013 && !IsNeedScan(mail_event::kRead)) {
+                Trace("No need to check on read");
+                return check.Skip(SkipReason::kNotWanted);
+            }
+            if (GetMailItem(item)) items_.Attach(item);
+        });
         // A disconnection from within these calls was too early to let go of it.
         if (!application_) items_.Clear();
     });
@@ -42,32 +43,37 @@ void CAddin::ItemRead(const ItemPtr& item) noexcept {
 void CAddin::ItemReadImpl(const ItemPtr& item) {
     const trace::Scope scope(environment_.tracer, "OnRead(OU2007)");
     shared_message_entry_id_.clear();
+    Observe([&](PendingCheck& check) { ReadItem(item, check); });
+}
+
+void CAddin::ReadItem(const ItemPtr& item, PendingCheck& check) {
     if (send_in_progress_) {
         Trace(kItemReadImpl, " Item send is already processing this message");
-        return;
+        return check.Skip(SkipReason::kSendInProgress);
     }
     if (add_in_progress_) {
         Trace(kItemReadImpl, " Item add is already processing this message");
-        return;
+        return check.Skip(SkipReason::kAddInProgress);
     }
     BusyFlag reading(read_in_progress_);
     const MailItemPtr mail = GetMailItem(item);
     if (!mail) return;
     if (major_version_ == major_version::kOutlook2010 && IsMessageJustCreated(*mail)) {
         Trace(kItemReadImpl, " skip check on read. Message just created");
-        return;
+        return check.Skip(SkipReason::kJustCreated);
     }
     if (!IsItemSaved(*mail)) {
         Trace(kItemReadImpl, " message is not saved, exiting");
-        return;
+        return check.Skip(SkipReason::kNotSaved);
     }
     const std::u16string entry_id = GetMessageEntryId(*mail);
     Trace("Process message with id: ", entry_id);
+    check.SetEntryId(entry_id);
     // What cannot be checked must not count as checked.
     vek::Check(functions_ != nullptr && processor_ != nullptr);
     if (entry_id.empty()) {
         Trace("ItemRead: Can not get message entry id.");
-    } else if (IsCheckedElsewhere(entry_id)) {
+    } else if (IsCheckedElsewhere(entry_id, check)) {
         return;
     }
 
@@ -84,22 +90,24 @@ void CAddin::ItemReadImpl(const ItemPtr& item) {
 
     if (!IsNeedScan(mail_event::kRead)) {
         Trace("No need to check on read");
-        return;
+        return check.Skip(SkipReason::kNotWanted);
     }
-    ProcessMessageWithWaitCursor(message.get(), true);
+    ProcessMessageWithWaitCursor(message.get(), true, check);
 }
 
 // Whether the message is being checked in the background or was just checked here. If neither, it
 // counts as checked here from now on.
-bool CAddin::IsCheckedElsewhere(const std::u16string& entry_id) {
+bool CAddin::IsCheckedElsewhere(const std::u16string& entry_id, PendingCheck& check) {
     const auto async = async_;
     if (async && async->GetCurrentEntryId() == entry_id) {
         Trace("MailItem is being currently processed in background, skipping");
+        check.Skip(SkipReason::kInBackground);
         return true;
     }
     Trace("MailItem hasn't been processed in background, processing now");
     if (recently_checked_.Contains(entry_id)) {
         Trace("MailItem ", entry_id, " was recently checked on read, skipping");
+        check.Skip(SkipReason::kRecentlyChecked);
         return true;
     }
     recently_checked_.Add(entry_id);

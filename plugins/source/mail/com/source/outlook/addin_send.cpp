@@ -9,17 +9,18 @@
 namespace plugins::mail_processing {
 
 void CAddin::OnItemSend(const ItemPtr& item, bool& /*cancel*/) noexcept {
-    HandleEvent(environment_.tracer, "OnItemSend", [&] { SendItem(item); });
+    HandleEvent(environment_.tracer, "OnItemSend",
+                [&] { Observe([&](PendingCheck& check) { SendItem(item, check); }); });
 }
 
-void CAddin::SendItem(const ItemPtr& item) {
+void CAddin::SendItem(const ItemPtr& item, PendingCheck& check) {
     if (!IsNeedScan(mail_event::kSend)) {
         Trace("OnItemSend: No need to check on send");
-        return;
+        return check.Skip(SkipReason::kNotWanted);
     }
     if (read_in_progress_) {
         Trace("OnItemSend: Item read is already processing this message");
-        return;
+        return check.Skip(SkipReason::kReadInProgress);
     }
     const BusyFlag sending(send_in_progress_);
     const MailItemPtr mail = GetMailItem(item);
@@ -29,7 +30,7 @@ void CAddin::SendItem(const ItemPtr& item) {
     SaveIfNeeded(*mail, IsItemSaved(*mail));
 
     Trace("OnItemSend: checking message..");
-    ProcessMessageWithWaitCursor(message.get(), false);
+    ProcessMessageWithWaitCursor(message.get(), false, check);
     Trace("OnItemSend: message checked");
 }
 

@@ -3,9 +3,8 @@
 #include <utility>
 
 #include "processing/async_processor_thread.h"
-#include "processing/async_work.h"
 #include "vek/core/exception.h"
-#include "vek/trace/line.h"
+#include "vek/trace/traced_border.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -18,17 +17,14 @@ using trace::level::kError;
 
 AsyncProcessor::AsyncProcessor(AsyncEnvironment environment)
     : tracer_(environment.tracer),
+      observer_(environment.observer),
       mapi_(environment.functions, environment.registry, tracer_),
       work_(std::make_shared<AsyncWork>(environment)),
       worker_(std::make_unique<AsyncProcessorThread>(work_, environment.system, tracer_,
                                                      environment.stop_timeout)) {}
 
 AsyncProcessor::~AsyncProcessor() {
-    try {
-        Stop();
-    } catch (...) {
-        trace::WriteCurrentException(tracer_);
-    }
+    trace::TracedBorder(tracer_, [this] { Stop(); });
 }
 
 void AsyncProcessor::Start() {
@@ -62,6 +58,10 @@ void AsyncProcessor::Stop() {
         return;
     }
     trace::Write(tracer_, kDetail, "Stopping async processor thread...");
+    struct Drop {
+        AsyncWork& work;
+        ~Drop() { work.DropQueue(); }
+    } const drop{*work_};
     worker->Stop();
     trace::Write(tracer_, kDetail, "Async processor thread stopped");
 }
@@ -70,11 +70,11 @@ void AsyncProcessor::AddMessage(std::u16string_view entry_id) {
     if (FAILED(mapi_.result())) {
         trace::Write(tracer_, kError,
                      "Failed to add message to async thread queue. MAPI EDK not initialized.");
-        return;
+        return PendingCheck(observer_, entry_id).Skip(SkipReason::kNoMapi);
     }
     if (entry_id.empty()) {
         trace::Write(tracer_, kDetail, "Skip add message for empty entry id");
-        return;
+        return PendingCheck(observer_).Skip(SkipReason::kNoEntryId);
     }
     work_->Add(entry_id);
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "mapi/mapi_functions.h"
+#include "processing/check_observer.h"
 #include "processing/mapi_initialization.h"
 #include "processing/message_processor.h"
 #include "settings/product_settings_provider.h"
@@ -19,10 +20,10 @@ namespace plugins::mail_processing {
 class AsyncProcessorThread;
 class AsyncWork;
 
-// How long the end of a check is waited for before its thread is ended by force.
+// How long Stop waits for the end of a check before it ends the thread by force.
 inline constexpr std::chrono::milliseconds kThreadStopTimeout{60000};
 
-// What an async processor works with. References outlive it.
+// The surroundings of an async processor. References outlive it.
 struct AsyncEnvironment {
     std::shared_ptr<const mapi::MapiFunctions> functions;
     std::shared_ptr<ProductSettingsProvider> settings;
@@ -33,6 +34,7 @@ struct AsyncEnvironment {
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
     std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
     vek::platform::Registry& registry = vek::platform::TheRegistry();
+    CheckObserver& observer = NoObserver();
 };
 
 // Checks received messages one after the other on a thread of its own, in the order in which they
@@ -57,19 +59,22 @@ public:
     // No further message is begun; does not wait.
     void PrepareStop() noexcept;
 
-    // Drops what is queued, waits for the end of the check under way and ends the thread: by force
-    // after the environment's time-out. Raises helpers::HResultCodeException when that fails, too.
+    // Waits for the end of the check under way and ends the thread: by force after the
+    // environment's time-out. The messages that are still queued are dropped unchecked. Raises
+    // helpers::HResultCodeException when the thread cannot be ended by force either.
     void Stop();
 
-    // Queues the message, unless it is queued or being checked already. Hexadecimal digits.
-    // Constant time whatever the queue's length. Raises std::length_error and std::bad_alloc alone.
+    // Queues the message, unless it is queued or being checked already, and tells the observer
+    // which. `entry_id` is in hexadecimal digits. Takes constant time whatever the queue's length.
+    // Raises std::length_error and std::bad_alloc alone.
     void AddMessage(std::u16string_view entry_id);
 
-    // The message that is being checked, empty when there is none.
+    // The entry id of the message under check; empty when there is none.
     std::u16string GetCurrentEntryId() const;
 
 private:
     const vek::trace::TracerPtr tracer_;
+    CheckObserver& observer_;
     const MapiInitialization mapi_;
     // Released before MAPI is given back, with the session unless the environment's processor is
     // held elsewhere.

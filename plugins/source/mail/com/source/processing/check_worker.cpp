@@ -1,44 +1,35 @@
 #include "processing/check_worker.h"
 
-#include <utility>
-
 #include "internal/helpers/hresult_exception.h"
-#include "vek/trace/line.h"
+#include "vek/trace/traced_border.h"
 
 namespace plugins::mail_processing {
-namespace {
 
-void Check(const CheckRequest& request) noexcept {
-    try {
-        const vek::result_t result = request.scanner.CheckMessage(
-            vek::platform::CurrentProcessId(), request.incoming, &request.message);
-        helpers::CheckHResult(static_cast<std::int32_t>(result));
-    } catch (...) {
-        vek::trace::WriteCurrentException(request.tracer);
-    }
+void CheckWorker::Run(const CheckRequest& request, Outcome& outcome) noexcept {
+    outcome.code = vek::trace::TracedBorder(request.tracer, [&] {
+        const vek::result_t code = request.scanner.CheckMessage(vek::platform::CurrentProcessId(),
+                                                                request.incoming, &request.message);
+        helpers::CheckHResult(static_cast<helpers::hresult_t>(code));
+        return code;
+    });
     // An owner that is not told would wait for ever.
     if (request.done.Set() != vek::platform::system_error::kNone) request.dispatcher.Stop();
+    outcome.finished.Raise();
 }
 
-std::unique_ptr<vek::platform::Thread> Start(vek::platform::System& system,
-                                             const CheckRequest& request,
-                                             std::shared_ptr<vek::platform::Flag> finished) {
-    auto thread = system.StartThread([request, finished = std::move(finished)] {
-        Check(request);
-        finished->Raise();
-    });
+std::unique_ptr<vek::platform::Thread> CheckWorker::Start(vek::platform::System& system,
+                                                          const CheckRequest& request) const {
+    auto thread = system.StartThread([request, outcome = outcome_] { Run(request, *outcome); });
     if (thread == nullptr) helpers::ThrowLastError();
     return thread;
 }
 
-}  // namespace
-
 CheckWorker::CheckWorker(vek::platform::System& system, const CheckRequest& request)
-    : thread_(Start(system, request, finished_)) {}
+    : thread_(Start(system, request)) {}
 
 CheckWorker::~CheckWorker() {
     if (thread_->Wait(vek::platform::kInfinite) != vek::platform::WaitStatus::kSignalled) {
-        finished_->Wait();
+        outcome_->finished.Wait();
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "private_include/common/mail_scanner.h"
@@ -10,7 +11,7 @@
 
 namespace plugins::mail_processing {
 
-// What one check's worker thread works with. All of it outlives the worker.
+// One check as its worker thread makes it. References outlive the worker.
 struct CheckRequest {
     IMailScanner& scanner;
     bool incoming;
@@ -20,13 +21,16 @@ struct CheckRequest {
     const vek::trace::TracerPtr& tracer;
 };
 
-// The thread that makes the remote call of one check, so that the owning thread is free to serve
-// the scanner. It traces whatever goes wrong and always ends by signalling `done`. It never
-// touches MAPI.
+// Makes the remote call of one check on a thread of its own, so that the owning thread is free to
+// serve the scanner. The thread traces whatever goes wrong, signals `done` at its end in any case
+// and never touches MAPI.
 class CheckWorker {
 public:
     // Raises HResultCodeException when the thread cannot be started.
     CheckWorker(vek::platform::System& system, const CheckRequest& request);
+
+    // The scanner's code, or that of the failure to reach it. To be asked for after `done`.
+    vek::result_t code() const noexcept { return outcome_->code; }
 
     // Waits for the thread to end.
     ~CheckWorker();
@@ -35,9 +39,16 @@ public:
     CheckWorker& operator=(const CheckWorker&) = delete;
 
 private:
-    // Tells of the end where waiting for the thread fails. Shared with the thread, which outlives
-    // the owner's stack when the owner is ended by force.
-    const std::shared_ptr<vek::platform::Flag> finished_ = std::make_shared<vek::platform::Flag>();
+    struct Outcome {
+        std::atomic<vek::result_t> code{vek::result::kUnspecifiedError};
+        vek::platform::Flag finished;  // for an owner that fails to wait for the thread
+    };
+    static void Run(const CheckRequest& request, Outcome& outcome) noexcept;
+    std::unique_ptr<vek::platform::Thread> Start(vek::platform::System& system,
+                                                 const CheckRequest& request) const;
+
+    // Shared with the thread, which outlives the owner's stack when the owner is ended by force.
+    const std::shared_ptr<Outcome> outcome_ = std::make_shared<Outcome>();
     const std::unique_ptr<vek::platform::Thread> thread_;
 };
 

@@ -4,32 +4,23 @@
 #include <thread>
 #include <utility>
 
-#include "internal/helpers/hresult_exception.h"
 #include "mapi/mapi_interfaces.h"
-#include "processing/wait_errors.h"
+#include "processing/waiting.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
-namespace {
 
 using vek::platform::Event;
+using vek::platform::EventKind;
 using vek::platform::WaitStatus;
-
-std::unique_ptr<Event> NewAutoResetEvent(vek::platform::System& system) {
-    auto event = system.NewEvent(vek::platform::EventKind::kAutoReset);
-    if (event == nullptr) helpers::ThrowLastError();
-    return event;
-}
-
-}  // namespace
 
 InvokeDispatcher::InvokeDispatcher(vek::trace::TracerPtr tracer, vek::platform::System& system)
     : tracer_(std::move(tracer)),
       system_(system),
-      request_(NewAutoResetEvent(system)),
-      reply_(NewAutoResetEvent(system)),
+      request_(NewEvent(system, EventKind::kAutoReset)),
+      reply_(NewEvent(system, EventKind::kAutoReset)),
       owner_id_(vek::platform::CurrentThreadId()) {}
 
 vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
@@ -52,13 +43,11 @@ vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
         helpers::ThrowHResult(helpers::HResultFromWin32(error));
     }
     for (;;) {
-        const std::array<Event*, 1> reply{reply_.get()};
-        const auto wait = system_.WaitAny(reply, vek::platform::kInfinite);
-        if (wait.status != WaitStatus::kSignalled) {
-            const auto error = vek::platform::LastError();
+        const WaitStatus wait = WaitForOne(system_, *reply_, vek::platform::kInfinite);
+        if (wait != WaitStatus::kSignalled) {
+            const auto code = FailedWaitCode(wait);
             Withdraw();
-            if (wait.status == WaitStatus::kAbandoned) helpers::ThrowHResult(kSingleWaitAbandoned);
-            helpers::ThrowHResult(helpers::HResultFromWin32(error));
+            helpers::ThrowHResult(code);
         }
         if (slot_ == Slot::kAnswered) return result_;
         if (closed_) {
@@ -108,22 +97,12 @@ void InvokeDispatcher::Serve(Event& done) {
 
     const std::array<Event*, 2> events{&done, request_.get()};
     for (;;) {
-        const auto wait = system_.WaitAny(events, vek::platform::kInfinite);
-        if (wait.status != WaitStatus::kSignalled) {
-            const auto error =
-                wait.status == WaitStatus::kAbandoned ? kAbandonedWait : vek::platform::LastError();
-            throw helpers::HResultCodeException(vek::SourceLocation::Here(),
-                                                helpers::HResultFromWin32(error),
-                                                vek::wide_string_t(u"WaitForMultipleObjects"));
-        }
-        if (wait.index == 0 || stopped_) return;
+        if (WaitForSeveral(system_, events) == 0 || stopped_) return;
         Slot expected = Slot::kPending;
         if (!slot_.compare_exchange_strong(expected, Slot::kRunning)) continue;
         result_ = Run(*pending_);
         slot_ = Slot::kAnswered;
-        if (const auto error = reply_->Set(); error != vek::platform::system_error::kNone) {
-            helpers::ThrowHResult(helpers::HResultFromWin32(error));
-        }
+        Signal(*reply_);
     }
 }
 

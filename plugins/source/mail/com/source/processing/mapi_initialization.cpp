@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "mapi/mapi_edk.h"
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -13,15 +13,13 @@ namespace trace = vek::trace;
 
 HRESULT Initialize(const mapi::MapiFunctions& functions, vek::platform::Registry& registry,
                    const trace::TracerPtr& tracer) noexcept {
-    try {
+    const auto result = static_cast<HRESULT>(vek::AtBorder([&] {
         mapi::InitializeMapi(functions, {vek::platform::TheLibraryLoader(), registry, tracer});
-        return S_OK;
-    } catch (...) {
-        const auto result = static_cast<HRESULT>(vek::CurrentExceptionResult());
-        trace::Write(tracer, trace::level::kError, "[ASYNC] Failed to initialize MAPI. Error: ",
-                     trace::Hex(static_cast<std::int32_t>(result)));
-        return result;
-    }
+    }));
+    if (FAILED(result))
+        trace::Write(tracer, trace::level::kError,
+                     "[ASYNC] Failed to initialize MAPI. Error: ", trace::Hex(result));
+    return result;
 }
 
 }  // namespace

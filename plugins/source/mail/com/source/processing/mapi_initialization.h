@@ -8,8 +8,8 @@
 
 namespace plugins::mail_processing {
 
-// MAPI, initialised for the thread that makes this; that thread destroys it, which gives MAPI
-// back. A failure is traced, kept and not raised.
+// Initialises MAPI for the thread that makes it, and gives MAPI back on the thread that destroys
+// it, which must be the same. A failure is traced and kept, not raised.
 class MapiInitialization {
 public:
     // `registry` names the default mail client, and is not kept.

@@ -9,6 +9,8 @@
 #include "model/mail_message_impl.h"
 #include "processing/check_worker.h"
 #include "processing/invoke_dispatcher.h"
+#include "processing/waiting.h"
+#include "vek/core/current_exception.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
 #include "vek/trace/scope.h"
@@ -83,12 +85,30 @@ vek::RefPtr<IMAPISession> MessageProcessor::TakeSession(bool background) const {
     return Logon(no_profile, MAPI_EXTENDED);
 }
 
-void MessageProcessor::ProcessMessage(IMessage* message, bool incoming, bool background) {
+template <class Body>
+void MessageProcessor::Observe(ObservedCheck check, const Body& check_message) {
+    if (check.number == 0) check.number = environment_.observer.NewNumber();
+    environment_.observer.OnBegun(check);
+    vek::result_t code = vek::result::kOk;
+    try {
+        code = check_message();
+    } catch (...) {
+        environment_.observer.OnEnded(check, vek::CurrentExceptionResult());
+        throw;
+    }
+    environment_.observer.OnEnded(check, code);
+}
+
+void MessageProcessor::ProcessMessage(IMessage* message, bool incoming, bool background,
+                                      const ObservedCheck& check) {
+    Observe(check, [&] { return Check(message, incoming, background); });
+}
+
+vek::result_t MessageProcessor::Check(IMessage* message, bool incoming, bool background) {
     const trace::Scope scope(environment_.tracer, "ProcessMessage");
     vek::Check(message != nullptr);
 
-    const auto done = environment_.system.NewEvent(vek::platform::EventKind::kAutoReset);
-    if (done == nullptr) helpers::ThrowLastError();
+    const auto done = NewEvent(environment_.system, vek::platform::EventKind::kAutoReset);
     const auto dispatcher =
         std::make_shared<InvokeDispatcher>(environment_.tracer, environment_.system);
     // Until the owner's part has ended.
@@ -103,9 +123,15 @@ void MessageProcessor::ProcessMessage(IMessage* message, bool incoming, bool bac
     const OwnerPart owner_part(*dispatcher);
     dispatcher->Serve(*done);
     mail.reset();
+    return worker.code();
 }
 
-void MessageProcessor::ProcessMessageFromCallback(mapi::IExchExtCallback* callback) {
+void MessageProcessor::ProcessMessageFromCallback(mapi::IExchExtCallback* callback,
+                                                  const ObservedCheck& check) {
+    Observe(check, [&] { return CheckFromCallback(callback); });
+}
+
+vek::result_t MessageProcessor::CheckFromCallback(mapi::IExchExtCallback* callback) {
     trace::Write(environment_.tracer, trace::level::kDetail,
                  "Create IMessage from IExchExtCallback");
     vek::Check(callback != nullptr);
@@ -117,10 +143,15 @@ void MessageProcessor::ProcessMessageFromCallback(mapi::IExchExtCallback* callba
     vek::RefPtr<IMessage> message;
     const HRESULT result = properties->QueryInterface(mapi::iid::kMessage, message.put_void());
     if (FAILED(result) || !message) vek::ThrowBadQueryInterface();
-    ProcessMessage(message.get(), true, false);
+    return Check(message.get(), true, false);
 }
 
-void MessageProcessor::ProcessMessageByEntryId(std::u16string_view hex_entry_id) {
+void MessageProcessor::ProcessMessageByEntryId(std::u16string_view hex_entry_id,
+                                               check_number_t number) {
+    Observe({number, hex_entry_id}, [&] { return CheckByEntryId(hex_entry_id); });
+}
+
+vek::result_t MessageProcessor::CheckByEntryId(std::u16string_view hex_entry_id) {
     trace::Write(environment_.tracer, trace::level::kDetail, "Get IMessage from entry list");
     const vek::RefPtr<IMAPISession> session = TakeSession(true);
     vek::Check(static_cast<bool>(session));
@@ -132,7 +163,7 @@ void MessageProcessor::ProcessMessageByEntryId(std::u16string_view hex_entry_id)
         static_cast<ULONG>(entry_id.size()), reinterpret_cast<ENTRYID*>(entry_id.data()),
         &mapi::iid::kMessage, MAPI_BEST_ACCESS, &object_type, object.put()));
     // Asked for by its interface id, the object is the message.
-    ProcessMessage(static_cast<IMessage*>(object.get()), true, true);
+    return Check(static_cast<IMessage*>(object.get()), true, true);
 }
 
 void MessageProcessor::LogonBackgroundSession() {

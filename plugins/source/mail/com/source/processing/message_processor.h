@@ -8,6 +8,7 @@
 #include "mapi/exchange_extension.h"
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
+#include "processing/check_observer.h"
 #include "scanner/mail_scanner_proxy.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/platform/clock.h"
@@ -18,12 +19,13 @@ namespace plugins::mail_processing {
 
 class InvokeDispatcher;
 
-// What a processor works with besides MAPI. All of it outlives the processor.
+// The surroundings of a processor besides MAPI. References outlive it.
 struct ProcessorEnvironment {
     vek::platform::System& system = vek::platform::TheSystem();
     vek::platform::Clock& clock = vek::platform::TheClock();
     loader::ServiceAccess& services = loader::ProcessServices();
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
+    CheckObserver& observer = NoObserver();
 };
 
 // Checks one message at a time on each thread that calls it: hands the message to the scanner
@@ -31,6 +33,7 @@ struct ProcessorEnvironment {
 // message. Returns when the check has ended; a check that fails is traced and leaves the message
 // as it was. No window messages are processed meanwhile, and there is no time-out.
 //
+// The observer is told of each check's begin and of its end, under the number given or a new one.
 // Operations raise helpers::HResultCodeException or a vek exception.
 class MessageProcessor {
 public:
@@ -45,14 +48,16 @@ public:
 
     // `incoming`: true for mail received or read, false for mail being sent. `background` picks
     // the background session when no session was supplied. The calling thread owns `message`.
-    void ProcessMessage(IMessage* message, bool incoming, bool background);
+    void ProcessMessage(IMessage* message, bool incoming, bool background,
+                        const ObservedCheck& check = {});
 
     // Checks the message that an Exchange client extension was called for.
-    void ProcessMessageFromCallback(mapi::IExchExtCallback* callback);
+    void ProcessMessageFromCallback(mapi::IExchExtCallback* callback,
+                                    const ObservedCheck& check = {});
 
     // Checks the message with this entry id, hexadecimal digits, two a byte. Characters that are
     // no digits count as 0, an odd last one is ignored. Background thread only.
-    void ProcessMessageByEntryId(std::u16string_view hex_entry_id);
+    void ProcessMessageByEntryId(std::u16string_view hex_entry_id, check_number_t number = 0);
 
     // Opens the background session, unless a session was supplied. Background thread only.
     void LogonBackgroundSession();
@@ -61,8 +66,8 @@ public:
     // Background thread only.
     HRESULT LogoffBackgroundSession();
 
-    // For when the background thread was ended by force: whoever still calls into the message that
-    // it was checking gets a failure instead of waiting for ever. Any thread.
+    // To be called when the background thread was ended by force: whoever still calls into the
+    // message that it was checking gets a failure instead of waiting for ever. Any thread.
     void BackgroundThreadIsGone() noexcept;
 
 private:
@@ -72,6 +77,12 @@ private:
                      std::shared_ptr<const mapi::MapiFunctions> functions, IMAPISession* session,
                      ProcessorEnvironment environment);
 
+    // Runs `check_message`, which gives the scanner's code, between the two calls of the observer.
+    template <class Body>
+    void Observe(ObservedCheck check, const Body& check_message);
+    vek::result_t Check(IMessage* message, bool incoming, bool background);
+    vek::result_t CheckFromCallback(mapi::IExchExtCallback* callback);
+    vek::result_t CheckByEntryId(std::u16string_view hex_entry_id);
     vek::RefPtr<IMAPISession> TakeSession(bool background) const;
     vek::RefPtr<IMAPISession> Logon(char* name, ULONG flags) const;
 

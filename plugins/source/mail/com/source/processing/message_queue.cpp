@@ -5,24 +5,25 @@
 
 namespace plugins::mail_processing {
 
-bool MessageQueue::Append(std::u16string_view entry_id) {
-    if (known_.contains(entry_id)) return false;
-    if (ids_.size() >= max_size_) throw std::length_error("list<T> too long");
-    const std::u16string& kept = ids_.emplace_back(entry_id);
+bool MessageQueue::Append(std::u16string_view entry_id, check_number_t number) {
+    if (ids_.contains(entry_id)) return false;
+    if (messages_.size() >= max_size_) throw std::length_error("list<T> too long");
+    const QueuedMessage& kept =
+        messages_.emplace_back(QueuedMessage{std::u16string(entry_id), number});
     try {
-        known_.insert(kept);
+        ids_.insert(kept.entry_id);
     } catch (...) {
-        ids_.pop_back();
+        messages_.pop_back();
         throw;
     }
     return true;
 }
 
-std::optional<std::u16string> MessageQueue::Take() {
-    if (ids_.empty()) return std::nullopt;
-    known_.erase(ids_.front());
-    std::optional<std::u16string> first(std::move(ids_.front()));
-    ids_.pop_front();
+std::optional<QueuedMessage> MessageQueue::Take() {
+    if (messages_.empty()) return std::nullopt;
+    ids_.erase(messages_.front().entry_id);
+    std::optional<QueuedMessage> first(std::move(messages_.front()));
+    messages_.pop_front();
     return first;
 }
 

@@ -7,30 +7,37 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "processing/check_observer.h"
+
 namespace plugins::mail_processing {
 
-// Entry ids in the order of their arrival, each once; compared as whole strings, case-sensitive.
+// A message that waits for its check.
+struct QueuedMessage {
+    std::u16string entry_id;
+    check_number_t number = 0;
+};
+
+// Messages in the order of their arrival, each once: entry ids are compared whole, case-sensitive.
 // Every operation takes constant time. Not thread-safe.
 class MessageQueue {
 public:
-    explicit MessageQueue(std::size_t max_size = std::deque<std::u16string>().max_size()) noexcept
+    explicit MessageQueue(std::size_t max_size = std::deque<QueuedMessage>().max_size()) noexcept
         : max_size_(max_size) {}
-    // The views refer to the ids.
     MessageQueue(const MessageQueue&) = delete;
     MessageQueue& operator=(const MessageQueue&) = delete;
 
-    // False when the id is there already. Raises std::length_error in a full queue.
-    bool Append(std::u16string_view entry_id);
+    // Returns false when the id is in the queue already. Raises std::length_error when it is full.
+    bool Append(std::u16string_view entry_id, check_number_t number = 0);
 
-    // The first, which is no longer in the queue then.
-    std::optional<std::u16string> Take();
+    // Removes the first message and gives it; nothing when the queue is empty.
+    std::optional<QueuedMessage> Take();
 
-    std::size_t size() const noexcept { return ids_.size(); }
+    std::size_t size() const noexcept { return messages_.size(); }
 
 private:
     const std::size_t max_size_;
-    std::deque<std::u16string> ids_;  // stay where they are until they are taken
-    std::unordered_set<std::u16string_view> known_;
+    std::deque<QueuedMessage> messages_;           // each stays where it is until it is taken
+    std::unordered_set<std::u16string_view> ids_;  // in messages_
 };
 
 }  // namespace plugins::mail_processing

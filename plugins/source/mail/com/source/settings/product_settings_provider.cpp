@@ -5,7 +5,7 @@
 
 #include "vek/core/ref_ptr.h"
 #include "vek/core/throw.h"
-#include "vek/trace/line.h"
+#include "vek/trace/traced_border.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -60,13 +60,7 @@ bool ProductSettingsProvider::IsNeedScan(std::uint8_t kind) {
 }
 
 void ProductSettingsProvider::GetSettingsForPage(PageSettingsView& view) noexcept {
-    bool refreshed = false;
-    try {
-        Refresh();
-        refreshed = true;
-    } catch (...) {
-        trace::WriteCurrentException(tracer_);
-    }
+    const bool refreshed = vek::Succeeded(trace::TracedBorder(tracer_, [this] { Refresh(); }));
     const product::MailPluginSettings settings = Settings();
     const product::MailSettings& switches = InForce(settings);
     view.enabled = refreshed && settings.isPluginEnabled;

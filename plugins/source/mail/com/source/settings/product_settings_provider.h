@@ -11,8 +11,7 @@
 
 namespace plugins::mail_processing {
 
-// What happens to a message when the question is asked whether it is to be checked. Any other
-// value means no check.
+// The kinds of event at which a message may be checked; any other value means no check.
 namespace mail_event {
 inline constexpr std::uint8_t kRead = 0;      // it is opened or shown
 inline constexpr std::uint8_t kDelivery = 1;  // it has arrived
@@ -32,22 +31,22 @@ struct PageSettingsView {
     bool operator==(const PageSettingsView&) const = default;
 };
 
-// The plug-in's copy of the settings that the product keeps, asked for at most once a second.
-// Any thread.
+// Keeps a copy of the product's settings, asks for them at most once a second, and decides by them.
+// Operations may be called from any thread.
 class ProductSettingsProvider {
 public:
-    // All of it outlives the provider. No call is made.
+    // References outlive the provider. Makes no call.
     ProductSettingsProvider(loader::ServiceAccess& services, vek::platform::Clock& clock,
                             vek::trace::TracerPtr tracer) noexcept;
 
-    // Whether a message is to be checked at this mail_event. Refreshes first; raises
-    // vek::CheckResultFailedException when that fails.
+    // Refreshes, and returns whether a message is to be checked at this mail_event. Raises
+    // vek::CheckResultFailedException when the refresh fails.
     bool IsNeedScan(std::uint8_t kind);
 
-    // Refreshes; the last good settings are given when that fails. Does not raise.
+    // Refreshes and fills the view, with the last good settings when that fails. Does not raise.
     void GetSettingsForPage(PageSettingsView& view) noexcept;
 
-    // Has the product keep the user's switches. The copy is as it was until the next refresh.
+    // Has the product keep the user's switches. The copy stays as it was until the next refresh.
     // Raises vek::CheckResultFailedException.
     void SetUserSettings(const product::MailSettings& settings);
 
@@ -55,12 +54,12 @@ public:
     // vek::CheckResultFailedException.
     void Refresh();
 
-    // Of the copy: whether mail is ever checked.
+    // Returns whether mail is ever checked, by the copy.
     bool IsPluginEnabled() const noexcept;
 
 private:
     product::MailPluginSettings Settings() const noexcept;
-    // Whether this caller is to ask the product; of several at once one is.
+    // Returns whether this caller is to ask the product: one of several at once.
     bool TakeTurn() noexcept;
 
     loader::ServiceAccess& services_;

@@ -1,8 +1,8 @@
-#include "common/product_info/library_place.h"
+#include "common/product_info/product_library.h"
 
 namespace plugins::product_info {
 
-std::optional<std::string> FindLibraryPlace(vek::platform::Registry& registry) {
+std::optional<std::string> ProductLibraryPath(vek::platform::Registry& registry) {
     using vek::platform::RegistryRoot;
     for (const RegistryRoot root : {RegistryRoot::kLocalMachine, RegistryRoot::kCurrentUser}) {
         std::string path;
