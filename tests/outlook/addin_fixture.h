@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "outlook/message_age.h"
+#include "outlook/mail_item_queries.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
 #include "tests/outlook/outlook_fakes.h"
