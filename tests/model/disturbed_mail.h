@@ -124,7 +124,7 @@ protected:
             MessageProcessor::Create(nullptr, functions_, nullptr,
                                      {vek::platform::TheSystem(), clock_, services_,
                                       std::make_shared<tests::RecordingTracer>()});
-        processor->ProcessMessage(mapi_.OpenMessage(entry_id_).get(), true, false);
+        processor->ProcessMessage(mapi_.OpenMessage(entry_id_).get(), kIncoming, kForeground);
         faults.Clear();
         outcome.calls = faults.Total() - calls;
         outcome.stored = *mapi_.store().Find(entry_id_);

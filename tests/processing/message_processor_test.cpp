@@ -32,7 +32,7 @@ protected:
     }
 
     void Check(MessageProcessor& processor) {
-        processor.ProcessMessage(mapi_.OpenMessage(entry_id_).get(), true, false);
+        processor.ProcessMessage(mapi_.OpenMessage(entry_id_).get(), kIncoming, kForeground);
     }
 
     template <class Call>
@@ -70,7 +70,7 @@ TEST_F(MessageProcessorTest, TheScannersChangesAreInTheStoreWhenItReturns) {
         incoming_seen = incoming;
         return mail.SetSubject(u"changed");
     };
-    processor->ProcessMessage(mapi_.OpenMessage(entry_id_).get(), false, false);
+    processor->ProcessMessage(mapi_.OpenMessage(entry_id_).get(), kOutgoing, kForeground);
     EXPECT_NE(scanner_thread, std::this_thread::get_id());
     EXPECT_FALSE(incoming_seen);
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "changed");
@@ -105,7 +105,7 @@ TEST_F(MessageProcessorTest, WhatTheSystemRefusesIsRaisedBeforeTheScannerIsCalle
     EXPECT_EQ(CodeOf([&] { Check(*processor); }), tests::FaultySystem::kErrorHResult);
     mapi_.faults().FailNth(outlook_call::kLogonEx, 1, MAPI_E_NO_ACCESS);
     EXPECT_EQ(CodeOf([&] { Check(*processor); }), 0x80070005u);
-    EXPECT_EQ(CodeOf([&] { processor->ProcessMessage(nullptr, true, false); }), 1u);
+    EXPECT_EQ(CodeOf([&] { processor->ProcessMessage(nullptr, kIncoming, kForeground); }), 1u);
     EXPECT_EQ(calls, 0);
     Check(*processor);
     EXPECT_EQ(calls, 1) << "the next check works";
@@ -217,7 +217,7 @@ TEST_F(MessageProcessorTest, TwoChecksAtOnceNeverMixAndAThousandLeaveNothing) {
                               sandbox::outlook::PropertyValue::Text(incoming ? "first" : "second"));
         const std::string id = mapi_.store().Add(std::move(record));
         for (int i = 0; i < 500; ++i) {
-            processor->ProcessMessage(mapi_.OpenMessage(id).get(), incoming, false);
+            processor->ProcessMessage(mapi_.OpenMessage(id).get(), incoming, kForeground);
         }
         const auto saved = mapi_.store().Find(id);
         EXPECT_EQ(*saved->properties.Find(0x3FFF001E)->content(), incoming ? "1" : "2");

@@ -39,6 +39,7 @@ int main(int, char** arguments) {
     plugins::mail_processing::MessageProcessor::Create(
         nullptr, functions, nullptr,
         {vek::platform::TheSystem(), vek::platform::TheClock(), services, {}})
-        ->ProcessMessage(mapi.OpenMessage(id).get(), true, false);
+        ->ProcessMessage(mapi.OpenMessage(id).get(), plugins::mail_processing::kIncoming,
+                         plugins::mail_processing::kForeground);
     wait();
 }

@@ -182,7 +182,7 @@ void ConnectedAddin::Queue(std::u16string_view entry_id) {
 void ConnectedAddin::ProcessMessageWithWaitCursor(IMessage* message, bool incoming) {
     MessageProcessor& checker = processor();
     const ShownCursor working(environment_.cursor);
-    checker.ProcessMessage(message, incoming, false);
+    checker.ProcessMessage(message, incoming, kForeground);
 }
 
 bool ConnectedAddin::IsCheckedInBackground(std::u16string_view entry_id) const {

@@ -64,7 +64,7 @@ void MessageEvents::OnItemSend(ConnectedAddin& connection, const ItemPtr& item) 
     SaveIfNeeded(connection, *mail, IsItemSaved(*mail, connection.tracer()));
 
     connection.Trace("OnItemSend: checking message..");
-    connection.ProcessMessageWithWaitCursor(message.get(), false);
+    connection.ProcessMessageWithWaitCursor(message.get(), kOutgoing);
     connection.Trace("OnItemSend: message checked");
 }
 
@@ -159,7 +159,7 @@ void MessageEvents::ItemReadImpl(ConnectedAddin& connection, const ItemPtr& item
 
     if (!connection.IsNeedScan(mail_event::kRead))
         return connection.Skip("No need to check on read");
-    connection.ProcessMessageWithWaitCursor(message.get(), true);
+    connection.ProcessMessageWithWaitCursor(message.get(), kIncoming);
 }
 
 // Whether the message is being checked in the background or was just checked here. If neither, it

@@ -117,7 +117,7 @@ void MessageProcessor::ProcessMessageFromCallback(mapi::IExchExtCallback* callba
     vek::RefPtr<IMessage> message;
     const HRESULT result = properties->QueryInterface(mapi::iid::kMessage, message.put_void());
     if (FAILED(result) || !message) vek::ThrowBadQueryInterface();
-    ProcessMessage(message.get(), true, false);
+    ProcessMessage(message.get(), kIncoming, kForeground);
 }
 
 void MessageProcessor::ProcessMessageByEntryId(std::u16string_view hex_entry_id) {
@@ -132,7 +132,7 @@ void MessageProcessor::ProcessMessageByEntryId(std::u16string_view hex_entry_id)
         static_cast<ULONG>(entry_id.size()), reinterpret_cast<ENTRYID*>(entry_id.data()),
         &mapi::iid::kMessage, MAPI_BEST_ACCESS, &object_type, object.put()));
     // Asked for by its interface id, the object is the message.
-    ProcessMessage(static_cast<IMessage*>(object.get()), true, true);
+    ProcessMessage(static_cast<IMessage*>(object.get()), kIncoming, kBackground);
 }
 
 void MessageProcessor::LogonBackgroundSession() {
