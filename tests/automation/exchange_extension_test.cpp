@@ -4,7 +4,7 @@
 #include <olectl.h>
 
 #include "automation/automation_ids.h"
-#include "automation/exchange_event_publisher.h"
+
 #include "com/connection_point.h"
 #include "tests/automation/fake_object.h"
 
@@ -12,13 +12,13 @@ namespace {
 
 using namespace tests;
 using namespace plugins::mail_processing;
-using automation::Subscribers;
+using plugins::com::Subscribers;
 using plugins::mapi::IExchExtCallback;
 namespace iid = automation::iid;
 
 // The extension object and its class object in one.
 class Extension final
-    : public plugins::mapi::CountedObject<automation::ConnectionPointContainer, IClassFactory> {
+    : public plugins::com::CountedObject<plugins::com::ConnectionPointContainer, IClassFactory> {
 public:
     using CountedObject::CountedObject;
     HRESULT WINAPI CreateInstance(IUnknown*, REFIID id, void** out) override {

@@ -21,10 +21,10 @@ TEST_F(ExchangeExtensionTest, StaysInSessionsAndWindowsOfItsBuildAlone) {
         {13, 0x000D0000, S_FALSE, "EECONTEXT_ADVANCEDCRITERIA", " not installed. eecontext: 13"},
         {15, 0x000D0000, S_FALSE, "UNKNOWN", " not installed. eecontext: 15"},
         {1, 0x000E0000, S_FALSE, "EECONTEXT_SESSION", " not installed. version: 0x000e0000"}};
-    const auto callback = Callback(NewItem());
+    const auto callback = Callback(entry_id_);
     const auto extension = vek::MakeObject<CExchClientExt>(tracer_);
     for (const auto& row : table) {
-        callback->version = row.version;
+        host_->model()->client_build = row.version;
         const std::size_t first = tracer_->lines().size();
         EXPECT_EQ(extension->Install(callback.get(), row.context, 0), row.result);
         std::vector<std::string> expected = {install + " context: " + row.name};
@@ -33,9 +33,8 @@ TEST_F(ExchangeExtensionTest, StaysInSessionsAndWindowsOfItsBuildAlone) {
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(first));
         EXPECT_EQ(lines, expected);
     }
-    callback->result = E_ACCESSDENIED;
+    Fail(ObjectCall::kExtVersion, E_ACCESSDENIED);
     EXPECT_EQ(extension->Install(callback.get(), 1, 0), E_ACCESSDENIED);
-    EXPECT_EQ(tracer_->Count("300 HResultCodeException - HRESULT=0x80070005"), 1u);
 
     vek::RefPtr<IUnknown> found;
     for (const IID* id : {&mapi::iid::kUnknown, &mapi::iid::kExchExt,
@@ -65,7 +64,7 @@ TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
         EXPECT_EQ(source->Advise(late, late.connection), S_OK);
         EXPECT_EQ(client->OnRead(nullptr), S_FALSE);
     };
-    const auto callback = Callback(NewItem());
+    const auto callback = Callback(entry_id_);
     EXPECT_EQ(client->OnDelivery(callback.get()), S_FALSE);
     third.act = [&] { source.reset(); };
     client->OnRead(callback.get());
@@ -77,24 +76,25 @@ TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
 
 TEST_F(ExchangeExtensionTest, TheAddinChecksWhatIsShownAndQueuesWhatIsDelivered) {
     Connect();
-    const FakeItemPtr item = NewItem();
-    const auto callback = Callback(item);
-    outlook_->exchange_events->OnRead(callback.get());
-    outlook_->exchange_events->OnRead(callback.get());
+    const OutlookItemPtr item = NewItem();
+    Client(&ExchangeEvents::OnRead, item);
+    Client(&ExchangeEvents::OnRead, item);
     Read(item);
     EXPECT_EQ(incoming_, 1);
-    const std::string id = vek::ToUtf8(item->entry_id);
+    const std::string id = vek::ToUtf8(Id(item));
     EXPECT_EQ(tracer_->Count("OnRead: message '" + id + "' was recently checked on read, skipping"),
               1u);
     EXPECT_EQ(tracer_->Count("MailItem " + id + " was recently checked on read, skipping"), 1u);
-    outlook_->exchange_events->OnDelivery(callback.get());
+    Client(&ExchangeEvents::OnDelivery, item);
     EXPECT_EQ(Queued(), 1u);
 
     Settings(false, false, true);
-    outlook_->exchange_events->OnRead(callback.get());
-    outlook_->exchange_events->OnDelivery(callback.get());
+    Client(&ExchangeEvents::OnRead, NewItem());
+    Client(&ExchangeEvents::OnDelivery, item);
+    EXPECT_EQ(incoming_, 1);
     EXPECT_EQ(tracer_->Count("700 No need to check on read"), 1u);
     EXPECT_EQ(tracer_->Count("700 OnDelivery no need to check"), 1u);
+    EXPECT_EQ(Queued(), 1u);
 }
 
 }  // namespace

@@ -26,7 +26,8 @@ namespace sandbox::outlook {
 class HostOutlook final : public plugins::mail_processing::ApplicationObject {
 public:
     // `version` is "11", "12", "14", "15" or "16". `mapi` outlives this.
-    HostOutlook(MapiSubsystem& mapi, const std::string& version);
+    HostOutlook(MapiSubsystem& mapi, const std::string& version,
+                ThreadChoice thread = ThreadChoice::kOwn);
     // Unloads what is open still.
     ~HostOutlook();
     HostOutlook(const HostOutlook&) = delete;
@@ -74,7 +75,9 @@ public:
     HRESULT InstallExtension(const vek::RefPtr<plugins::mapi::IExchExt>& extension);
     void UninstallExtension();
 
-    CallPlan& plan() { return model_->plan; }
+    // For further objects of this Outlook.
+    const std::shared_ptr<ObjectModel>& model() const { return model_; }
+    CallPlan<ObjectCall>& plan() { return model_->plan; }
     // Items, callbacks and their event connections that somebody still holds; Outlook's own open
     // items among the first.
     std::uint32_t live_items() const { return model_->live_items; }

@@ -51,9 +51,6 @@ public:
     void FireUnload();
 
 private:
-    // The border of every method.
-    template <class Body>
-    HRESULT Enter(ObjectCall kind, Body&& body) noexcept;
     vek::RefPtr<IMessage> Message();
 
     const std::shared_ptr<ObjectModel> model_;

@@ -138,7 +138,7 @@ TEST_F(HostOutlookTest, RaisesEventsFromInsideACallAndFailsOthers) {
     host_.Send(Mail("two"));
     // The reader's item could not be followed: Read is told to nobody.
     EXPECT_THAT(listener.Take(), ElementsAre("load", "load", "send", "unload"));
-    EXPECT_EQ(host_.plan().Failed(), 1u);
+    EXPECT_EQ(host_.plan().Failed().size(), 1u);
     host_.Run([&] { listener.connections().pop_back(); });
     host_.Close(id);
 }

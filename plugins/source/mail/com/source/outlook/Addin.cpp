@@ -16,16 +16,6 @@ namespace {
 
 namespace trace = vek::trace;
 
-// Runs what an event is about: nothing is raised out of it, whatever goes wrong is traced.
-template <class Body>
-void GuardEvent(const trace::TracerPtr& tracer, const Body& body) noexcept {
-    try {
-        body();
-    } catch (...) {
-        trace::WriteCurrentException(tracer);
-    }
-}
-
 // A page for Outlook's Options dialog.
 struct OptionsPage {
     std::u16string_view program_id;
@@ -132,7 +122,7 @@ void CAddin::Disconnect() noexcept {
 template <class Handler>
 void CAddin::Handle(std::string_view name, const Handler& handler) noexcept {
     const trace::Scope scope(environment_.tracer, name);
-    GuardEvent(environment_.tracer, [&] {
+    TraceExceptions(environment_.tracer, [&] {
         if (const auto connection = connection_) handler(*connection);
     });
 }
@@ -165,7 +155,7 @@ void CAddin::OnRead(mapi::IExchExtCallback* callback) noexcept {
 }
 
 void CAddin::OnItemRead(const ItemPtr& item) noexcept {
-    GuardEvent(environment_.tracer, [&] {
+    TraceExceptions(environment_.tracer, [&] {
         if (const auto connection = connection_) message_events_.ItemReadImpl(*connection, item);
     });
 }
@@ -178,7 +168,7 @@ void CAddin::OnQuit() noexcept {
 
 void CAddin::OnOptionsPagesAdd(PropertyPages& pages) noexcept {
     const trace::Scope scope(environment_.tracer, "OnOptionsAddPages");
-    GuardEvent(environment_.tracer, [&] {
+    TraceExceptions(environment_.tracer, [&] {
         const OptionsPage page = ChooseOptionsPage(environment_.services);
         helpers::CheckHResult(pages.Add(page.program_id, page.caption));
     });
@@ -197,7 +187,7 @@ ItemPtr CAddin::GetSelectionItem() noexcept {
     if (result != S_OK || item == nullptr) return nullptr;
     if (trace::IsEnabled(environment_.tracer, trace::level::kDetail)) {
         // The item is there all the same when it cannot be described.
-        GuardEvent(environment_.tracer, [&] { TraceSelection(*connection, item); });
+        TraceExceptions(environment_.tracer, [&] { TraceSelection(*connection, item); });
     }
     return item;
 }

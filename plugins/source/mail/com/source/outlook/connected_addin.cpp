@@ -69,11 +69,7 @@ std::vector<ItemPtr> ConnectedAddin::Make(ApplicationObject& object) {
                  Ask([&] { return application_->GetOpenItems(open_items); }));
     AdviseExtension();
     AdviseInbox();
-    try {
-        BuildProcessors();
-    } catch (...) {
-        trace::WriteCurrentException(tracer());
-    }
+    TraceExceptions(tracer(), [&] { BuildProcessors(); });
     ThrowIfEnded();
     return open_items;
 }
@@ -125,13 +121,8 @@ void ConnectedAddin::BuildProcessors() {
 
 void ConnectedAddin::StartBackground() noexcept {
     if (quitting_ || !async_) return;
-    try {
-        async_->Start();
-    } catch (...) {
-        trace::WriteCurrentException(tracer());
-        // Nobody would ever work its queue off.
-        async_.reset();
-    }
+    // Nobody would ever work off the queue of one that did not start.
+    if (!TraceExceptions(tracer(), [&] { async_->Start(); })) async_.reset();
 }
 
 void ConnectedAddin::PrepareStop() noexcept {
@@ -147,11 +138,7 @@ void ConnectedAddin::End() noexcept {
                          "Unadvise failed, hr=", trace::Hex(result));
     }
     items_.Clear();
-    try {
-        if (async_) async_->Stop();
-    } catch (...) {
-        trace::WriteCurrentException(tracer());
-    }
+    if (async_) TraceExceptions(tracer(), [&] { async_->Stop(); });
 }
 
 bool ConnectedAddin::IsNeedScan(std::uint8_t kind) {

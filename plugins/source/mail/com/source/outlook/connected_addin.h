@@ -50,6 +50,18 @@ protected:
     ~AddinEvents() = default;
 };
 
+// Runs `body`; what it raises is traced and goes no further. False then.
+template <class Body>
+bool TraceExceptions(const vek::trace::TracerPtr& tracer, const Body& body) noexcept {
+    try {
+        body();
+        return true;
+    } catch (...) {
+        vek::trace::WriteCurrentException(tracer);
+        return false;
+    }
+}
+
 // All that exists between the add-in's connection to Outlook and its disconnection: subscriptions,
 // followed items, settings, MAPI and the processors. Made once and ended once, on Outlook's thread.
 //

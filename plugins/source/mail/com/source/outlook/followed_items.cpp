@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "com/border.h"
 #include "internal/helpers/hresult_exception.h"
 
 namespace plugins::mail_processing {
@@ -46,12 +47,7 @@ void FollowedItems::Clear() noexcept {
 
 HRESULT FollowedItems::Follow(const std::shared_ptr<ItemEventHandler>& handler,
                               EventConnectionPtr& connection) noexcept {
-    try {
-        connection = std::make_unique<Subscription>(handlers_, handler);
-        return S_OK;
-    } catch (...) {  // memory is all that it takes
-        return E_OUTOFMEMORY;
-    }
+    return com::AtBorder([&] { connection = std::make_unique<Subscription>(handlers_, handler); });
 }
 
 }  // namespace plugins::mail_processing

@@ -6,9 +6,9 @@
 
 #include "com/ole_values.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 
-// What an event brings. Arguments are numbered in the event's order, from 0, though they come in
+// The arguments of an event. They are numbered in the event's order, from 0, though they come in
 // the reverse one. Nothing is coerced: an argument that is not of the type asked for raises
 // HResultCodeException DISP_E_TYPEMISMATCH.
 class EventArguments {
@@ -35,4 +35,4 @@ private:
     const DISPPARAMS* parameters_;
 };
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com
