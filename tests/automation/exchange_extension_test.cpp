@@ -4,7 +4,6 @@
 #include <olectl.h>
 
 #include "automation/automation_ids.h"
-
 #include "com/connection_point.h"
 #include "tests/automation/fake_object.h"
 

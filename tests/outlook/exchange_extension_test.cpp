@@ -70,28 +70,5 @@ TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
         << "the late one of what came after it subscribed";
 }
 
-TEST_F(ExchangeExtensionTest, TheAddinChecksWhatIsShownAndQueuesWhatIsDelivered) {
-    Connect();
-    const OutlookItemPtr item = NewItem();
-    Client(&ExchangeEvents::OnRead, item);
-    Client(&ExchangeEvents::OnRead, item);
-    Read(item);
-    EXPECT_EQ(incoming_, 1);
-    const std::string id = vek::ToUtf8(Id(item));
-    EXPECT_EQ(tracer_->Count("OnRead: message '" + id + "' was recently checked on read, skipping"),
-              1u);
-    EXPECT_EQ(tracer_->Count("MailItem " + id + " was recently checked on read, skipping"), 1u);
-    Client(&ExchangeEvents::OnDelivery, item);
-    EXPECT_EQ(Queued(), 1u);
-
-    Settings(false, false, true);
-    Client(&ExchangeEvents::OnRead, NewItem());
-    Client(&ExchangeEvents::OnDelivery, item);
-    EXPECT_EQ(incoming_, 1);
-    EXPECT_EQ(tracer_->Count("700 No need to check on read"), 1u);
-    EXPECT_EQ(tracer_->Count("700 OnDelivery no need to check"), 1u);
-    EXPECT_EQ(Queued(), 1u);
-}
-
 }  // namespace
 }  // namespace plugins::mail_processing
