@@ -50,7 +50,7 @@ protected:
         });
     }
 
-    // What a method answers that this stand-in does not have.
+    // The answer of a method that this stand-in does not have.
     HRESULT Unsupported() noexcept {
         return Enter(Call::kUnsupported, []() -> HRESULT { return MAPI_E_NO_SUPPORT; });
     }

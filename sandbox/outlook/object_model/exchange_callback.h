@@ -10,8 +10,8 @@
 
 namespace sandbox::outlook {
 
-// What the client hands to its extensions with an event of one message. What the product's side
-// never asks is answered with E_NOTIMPL. Construct with vek::MakeObject; Outlook's thread.
+// The callback that the client hands to its extensions with an event of one message. What the
+// add-in never asks is answered with E_NOTIMPL. Construct with vek::MakeObject; Outlook's thread.
 class ExchangeCallback final
     : public plugins::com::ComObject<plugins::com::ComInterface<
           plugins::mapi::IExchExtCallback, plugins::mapi::iid::kExchExtCallback>> {

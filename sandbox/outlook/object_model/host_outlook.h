@@ -49,7 +49,7 @@ public:
     // entry id; empty when it was cancelled or cannot be saved.
     std::string Send(MessageRecord message, bool saved = true);
 
-    // What a subscriber adds to the Options dialog: ProgIDs and captions.
+    // The pages that subscribers add to the Options dialog: ProgIDs and captions.
     using Pages = std::vector<std::pair<std::u16string, std::u16string>>;
     Pages OpenOptions();
 
@@ -61,7 +61,7 @@ public:
     // Deletes a message for good.
     void Delete(const std::string& entry_id);
 
-    // What was sent.
+    // The entry ids of the messages that were sent.
     std::set<std::string> submitted();
 
     // Runs something on Outlook's thread, as the add-in's connection is made.

@@ -46,7 +46,7 @@ public:
     const std::string& entry_id() const { return entry_id_; }
     bool saved() const { return saved_; }
     HRESULT SaveForOutlook();
-    // What ItemEvents_10 tells.
+    // Raise the events of ItemEvents_10.
     void FireRead();
     void FireUnload();
 

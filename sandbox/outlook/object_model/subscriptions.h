@@ -12,10 +12,11 @@
 
 namespace sandbox::outlook {
 
-// What the objects of one Outlook share, and what of them is still held.
+// Shared by the objects of one Outlook: the plan of their calls, and how many of them are held.
 struct ObjectModel {
     CallPlan<ObjectCall> plan;
-    // What a client extension is told: EECBGV_BUILDVERSION_MAJOR of exchext.h and a build.
+    // The build that a client extension is told: EECBGV_BUILDVERSION_MAJOR of exchext.h and a
+    // build.
     std::uint32_t client_build = 0x000D0000 | 0x1234;
     std::atomic<std::uint32_t> live_items{0};
     std::atomic<std::uint32_t> live_connections{0};
@@ -52,7 +53,7 @@ public:
     HRESULT Advise(ObjectCall kind, Events& events,
                    plugins::mail_processing::EventConnectionPtr& connection) noexcept {
         return plugins::com::AtBorder([&]() -> HRESULT {
-            // What happens within the call is told to the new one, too.
+            // Events from within the call are told to the new one, too.
             auto listening = plugins::com::Listen(listeners_, events);
             const HRESULT code = model_->plan.Enter(kind);
             if (code == S_OK)

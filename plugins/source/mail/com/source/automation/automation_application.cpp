@@ -55,7 +55,7 @@ void TellSend(ApplicationEvents& events, const com::EventArguments& arguments) {
     const bool cancelled = flag != VARIANT_FALSE;
     bool cancel = cancelled;
     events.OnItemSend(item, cancel);
-    // What others have set is theirs.
+    // A flag that another add-in has set stays.
     if (cancel && !cancelled) flag = VARIANT_TRUE;
 }
 
@@ -151,7 +151,7 @@ HRESULT AutomationApplication::AdviseEvents(ApplicationEvents& events,
 
 HRESULT AutomationApplication::AdviseNewerEvents(ApplicationEvents& events,
                                                  EventConnectionPtr& connection) noexcept {
-    // What the older interface has as well comes by that one.
+    // Events that the older interface has as well come by that one.
     return com::AtBorder([&] {
         connection =
             com::ConnectEvents(object_.pointer().get(), iid::kApplicationEvents11,

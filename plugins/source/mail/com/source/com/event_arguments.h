@@ -29,7 +29,7 @@ public:
     VARIANT_BOOL& FlagByReference(std::size_t index) const;
 
 private:
-    // What is there to be read, by value or through one reference that is not null.
+    // The argument itself, or the one that it refers to; never through a null reference.
     const VARIANT& At(std::size_t index) const;
 
     const DISPPARAMS* parameters_;

@@ -121,7 +121,7 @@ void ConnectedAddin::BuildProcessors() {
 
 void ConnectedAddin::StartBackground() noexcept {
     if (quitting_ || !async_) return;
-    // Nobody would ever work off the queue of one that did not start.
+    // The queue of one that did not start would only grow.
     if (!TraceExceptions(tracer(), [&] { async_->Start(); })) async_.reset();
 }
 

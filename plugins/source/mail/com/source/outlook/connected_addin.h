@@ -25,7 +25,7 @@
 
 namespace plugins::mail_processing {
 
-// What an add-in works with. References outlive it.
+// The surroundings that an add-in works with. References outlive it.
 struct AddinEnvironment {
     // Loads MAPI; may raise.
     std::function<std::shared_ptr<const mapi::MapiFunctions>()> load_mapi;

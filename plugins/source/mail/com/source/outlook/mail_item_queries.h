@@ -1,7 +1,7 @@
 #pragma once
 
-// What the add-in asks of an item before it decides. On Outlook's thread; any of it may have
-// Outlook raise further events.
+// The questions that the add-in asks of an item before it decides. On Outlook's thread; any of it
+// may have Outlook raise further events.
 
 #include <cstdint>
 #include <string>
