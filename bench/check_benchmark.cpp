@@ -70,7 +70,9 @@ void Check(benchmark::State& state, int callbacks) {
     const auto processor = mail_processing::MessageProcessor::Create(
         nullptr, functions, mapi.OpenSession().get(),
         {vek::platform::TheSystem(), vek::platform::TheClock(), services, nullptr});
-    for (auto _ : state) processor->ProcessMessage(message.get(), true, false);
+    for (auto _ : state)
+        processor->ProcessMessage(message.get(), mail_processing::kIncoming,
+                                  mail_processing::kForeground);
 }
 
 void CheckDoingNothing(benchmark::State& state) { Check(state, 0); }

@@ -115,7 +115,7 @@ public:
               {vek::platform::TheSystem(), vek::platform::TheClock(), services_, nullptr})) {}
 
     bool Check() {
-        processor_->ProcessMessage(message_.get(), true, false);
+        processor_->ProcessMessage(message_.get(), kIncoming, kForeground);
         return vek::Succeeded(scanner_->TakeResult());
     }
 

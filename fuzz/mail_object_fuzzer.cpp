@@ -75,7 +75,8 @@ void CheckWhole(Input& input, const Functions& functions, IMessage* message,
         nullptr, functions, nullptr,
         {vek::platform::TheSystem(), vek::platform::TheClock(), services, tracer});
     try {
-        processor->ProcessMessage(message, true, false);
+        processor->ProcessMessage(message, plugins::mail_processing::kIncoming,
+                                  plugins::mail_processing::kForeground);
     } catch (const vek::Exception&) {  // no session
     }
 }

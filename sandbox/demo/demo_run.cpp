@@ -80,7 +80,8 @@ public:
         if (received) {
             processor_->ProcessMessageByEntryId(plugins::mapi::EntryIdToHex(entry_id));
         } else {
-            processor_->ProcessMessage(mapi_.OpenMessage(entry_id).get(), false, false);
+            processor_->ProcessMessage(mapi_.OpenMessage(entry_id).get(),
+                                       mail_processing::kOutgoing, mail_processing::kForeground);
         }
         const auto end = std::chrono::steady_clock::now();
 

@@ -1,45 +1,34 @@
 #pragma once
 
 #include <memory>
-#include <new>
 #include <thread>
 #include <utility>
 
+#include "com/border.h"
+#include "com/com_object.h"
 #include "mapi/interface_ids.h"
 #include "sandbox/outlook/runtime.h"
-#include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
 
 namespace sandbox::outlook {
 
 namespace iid = plugins::mapi::iid;
 
-// Counting, the interface query and the border of a COM object that offers `Interface`, which is
-// derived from all the interfaces that `kIds` name. Construct such classes with vek::MakeObject.
+// The interface query and the border of a COM object that offers `Interface`, which is derived from
+// all the interfaces that `kIds` name. Construct such classes with vek::MakeObject.
 //
 // An object belongs to the thread that constructed it, unless it is free-threaded. Its references
 // may be counted on any.
 template <class Interface, const IID&... kIds>
-class ComObject : public Interface {
+class ComObject : public plugins::com::ReferenceCounted<Interface> {
 public:
-    ComObject(const ComObject&) = delete;
-    ComObject& operator=(const ComObject&) = delete;
-
-    ULONG STDMETHODCALLTYPE AddRef() final { return references_.Increment(); }
-
-    ULONG STDMETHODCALLTYPE Release() final {
-        const ULONG left = references_.Decrement();
-        if (left == 0) delete this;
-        return left;
-    }
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) final {
         if (out == nullptr) return E_POINTER;
         *out = nullptr;
         return Enter(Call::kQueryInterface, [&]() -> HRESULT {
             if (!(id == iid::kUnknown || ((id == kIds) || ...))) return E_NOINTERFACE;
             *out = static_cast<Interface*>(this);
-            AddRef();
+            this->AddRef();
             return S_OK;
         });
     }
@@ -49,24 +38,19 @@ protected:
 
     explicit ComObject(std::shared_ptr<Runtime> runtime, Threads threads = Threads::kOne)
         : runtime_(std::move(runtime)), live_(*runtime_), threads_(threads) {}
-    virtual ~ComObject() = default;
 
     // The border of every method: counts the call and either fails as planned or runs `body`,
     // whose exceptions become codes.
     template <class Body>
     HRESULT Enter(Call kind, Body&& body) noexcept {
-        try {
+        return plugins::com::AtBorder([&]() -> HRESULT {
             const HRESULT entered = runtime_->Enter(
                 kind, threads_ == Threads::kAny ? std::this_thread::get_id() : owner_);
             return entered == S_OK ? body() : entered;
-        } catch (const std::bad_alloc&) {
-            return E_OUTOFMEMORY;
-        } catch (...) {
-            return E_UNEXPECTED;
-        }
+        });
     }
 
-    // What a method answers that this stand-in does not have.
+    // The answer of a method that this stand-in does not have.
     HRESULT Unsupported() noexcept {
         return Enter(Call::kUnsupported, []() -> HRESULT { return MAPI_E_NO_SUPPORT; });
     }
@@ -79,7 +63,6 @@ private:
     const LiveObject live_;
     const Threads threads_;
     const std::thread::id owner_ = std::this_thread::get_id();
-    vek::ReferenceCount references_;
 };
 
 // Gives the caller a reference to `object` through one of its interfaces.

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "automation/automation_ids.h"
-#include "automation/system_cursor.h"
 #include "tests/automation/fake_object.h"
 
 namespace {

@@ -8,8 +8,8 @@
 namespace {
 
 using namespace tests;
-using automation::AtBorder;
 using automation::DispatchObject;
+using plugins::com::AtBorder;
 
 TEST(DispatchObject, GivesResultsAsTheirTypeOrRefuses) {
     CallPlan plan;

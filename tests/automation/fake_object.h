@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "com/counted_object.h"
+#include "com/com_object.h"
 #include "com/ole_values.h"
 
 namespace tests {
 
 namespace automation = plugins::mail_processing::automation;
-using automation::OwnedVariant;
+using plugins::com::OwnedVariant;
 
 template <class T>
 OwnedVariant Typed(VARTYPE type, T value) {
@@ -46,7 +46,7 @@ using Container = IConnectionPointContainer;
 
 // An automation object out of a table, with a connection point for any interface.
 class FakeObject final
-    : public plugins::mapi::CountedObject<IDispatch, Container, IConnectionPoint> {
+    : public plugins::com::CountedObject<IDispatch, Container, IConnectionPoint> {
 public:
     explicit FakeObject(CallPlan& plan, const IID& own = IID_IDispatch) : plan_(plan), own_(own) {}
 

@@ -1,40 +1,84 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 #include <thread>
+#include <variant>
 
+#include "com/listeners.h"
 #include "mapi/entry_id.h"
-#include "outlook/message_age.h"
+#include "outlook/Addin.h"
+#include "outlook/mail_item_queries.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
-#include "tests/outlook/outlook_fakes.h"
+#include "sandbox/outlook/object_model/exchange_callback.h"
+#include "sandbox/outlook/object_model/host_outlook.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/faulty_system.h"
+#include "tests/support/mail_fixture.h"
 #include "vek/core/text.h"
 
 namespace plugins::mail_processing {
 
-// An add-in in a made-up Outlook, whose messages are in MAPI's store, and a product that has every
+using sandbox::outlook::ObjectCall;
+using sandbox::outlook::OutlookItem;
+using OutlookItemPtr = std::shared_ptr<OutlookItem>;
+
+// The calls that the add-in makes besides those of Outlook's objects and MAPI's.
+enum class OwnCall { kLoadMapi, kCreateExtension, kAdviseExtension, kShowCursor, kCount };
+using OwnPlan = sandbox::outlook::CallPlan<OwnCall>;
+using AnyCall = std::variant<ObjectCall, OwnCall, sandbox::outlook::Call>;
+
+struct FakeCursor final : Cursor {
+    explicit FakeCursor(OwnPlan& p) : plan(p) {}
+    void* Show(std::uint16_t id) noexcept override {
+        plan.Enter(OwnCall::kShowCursor);
+        return std::exchange(shown, reinterpret_cast<void*>(std::uintptr_t{id}));
+    }
+    void Restore(void* previous) noexcept override { shown = previous; }
+    OwnPlan& plan;
+    void* shown = nullptr;
+};
+
+// The extension object as the add-in's source of events.
+struct FakeExtension final : ExchangeEventSource {
+    explicit FakeExtension(OwnPlan& p) : plan(p) {}
+    HRESULT Advise(ExchangeEvents& to, EventConnectionPtr& connection) noexcept override {
+        const HRESULT code = plan.Enter(OwnCall::kAdviseExtension);
+        if (SUCCEEDED(code)) connection = com::Listen(listeners, to);
+        return code;
+    }
+    OwnPlan& plan;
+    const std::shared_ptr<com::Listeners<ExchangeEvents*>> listeners =
+        std::make_shared<com::Listeners<ExchangeEvents*>>();
+};
+
+// An add-in in the stand-in Outlook, whose thread is the test's, and a product that has every
 // message checked.
 class AddinFixture : public tests::MailFixture {
 protected:
-    AddinFixture() { clock_.ticks = 5000; }
+    AddinFixture() {
+        clock_.ticks = 5000;
+        host_.emplace(mapi_, "16", sandbox::outlook::ThreadChoice::kBuilders);
+    }
     ~AddinFixture() override {
         Disconnect();
-        outlook_->open_items.clear();
-        EXPECT_EQ(calls_.advised, 0) << "left advised";
+        EXPECT_EQ(Advised(), 0u) << "left advised";
+        host_.reset();
         EXPECT_EQ(system_.live_events, 0);
         EXPECT_EQ(system_.live_threads, 0);
     }
 
-    // The background thread is made to end, so that nobody but the test calls MAPI: what is queued
-    // is refused.
-    void Connect(std::u16string version = u"16.0.0.1") {
+    // Connects to an Outlook of that version, and has the background thread end, so that nobody but
+    // the test calls MAPI: what is queued is refused.
+    void Connect(const std::string& version = "16") {
         Disconnect();
-        outlook_->version = std::move(version);
+        if (std::exchange(version_, version) != version)
+            host_.emplace(mapi_, version, sandbox::outlook::ThreadChoice::kBuilders);
+        constexpr std::string_view kEnded = "Async processor thread exiting";
         const std::size_t ended = tracer_->Count(kEnded);
-        ASSERT_EQ(addin_->OnConnection(*outlook_), S_OK);
-        addin_->OnQuit();
+        ASSERT_EQ(addin_->OnConnection(*host_), S_OK);
+        host_->Quit();
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (tracer_->Count(kEnded) == ended) {
             ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the thread does not end";
@@ -42,7 +86,6 @@ protected:
         }
     }
     static constexpr std::string_view kStarted = "Async processor thread started successfully";
-    static constexpr std::string_view kEnded = "Logoff background session. result: ";
     void Disconnect() { addin_->OnDisconnection(); }
 
     void Settings(bool delivery, bool read, bool send) {
@@ -50,82 +93,110 @@ protected:
         clock_.ticks += 1000;
     }
 
-    // A saved message of a day ago that nobody else has.
-    FakeItemPtr NewItem() {
-        auto item = std::make_shared<FakeItem>(calls_);
-        const std::string id = mapi_.store().Add(*mapi_.store().Find(entry_id_));
-        item->entry_id = mapi::EntryIdToHex(id);
-        item->open = [this, id] { return mapi_.OpenMessage(id); };
-        item->created = LocalOleDate(clock_) - 1;
-        return item;
+    // A message of its own and, as Outlook has it open, an item of a day ago or of now.
+    std::string NewMessage() { return mapi_.store().Add(*mapi_.store().Find(entry_id_)); }
+    OutlookItemPtr Shown(const std::string& id, double days = 1) {
+        const OutlookItem::Traits traits{.created = LocalOleDate(clock_) - days};
+        return std::make_shared<OutlookItem>(host_->model(), mapi_, id, traits);
+    }
+    OutlookItemPtr NewItem(double days = 1) { return Shown(NewMessage(), days); }
+    OutlookItemPtr NewDraft() {
+        const auto record = *mapi_.store().Find(entry_id_);
+        return std::make_shared<OutlookItem>(host_->model(), mapi_, record, OutlookItem::Traits{});
+    }
+    static std::u16string Id(const OutlookItemPtr& item) {
+        return mapi::EntryIdToHex(item->entry_id());
     }
 
-    void Read(const FakeItemPtr& item) {
+    void Read(const OutlookItemPtr& item) {
         addin_->OnItemLoad(item);
-        if (item->events != nullptr) item->events->OnRead();
-        if (item->events != nullptr) item->events->OnUnload();
+        item->FireRead();
+        item->FireUnload();
     }
-    void Send(const FakeItemPtr& item) {
+    void Send(const OutlookItemPtr& item) {
         bool cancel = false;
         addin_->OnItemSend(item, cancel);
         EXPECT_FALSE(cancel);
     }
     void NewMail(const std::u16string& ids) { addin_->OnNewMailEx(&ids); }
-    vek::RefPtr<FakeCallback> Callback(const FakeItemPtr& item) {
-        return vek::MakeObject<FakeCallback>(item->open);
+    // An event of the client extension.
+    void Client(void (ExchangeEvents::*event)(mapi::IExchExtCallback*) noexcept,
+                const OutlookItemPtr& item) {
+        const auto callback = Callback(item->entry_id());
+        extension_->listeners->Fire([&](ExchangeEvents& to) { (to.*event)(callback.get()); });
     }
+    vek::RefPtr<sandbox::outlook::ExchangeCallback> Callback(const std::string& id) {
+        return vek::MakeObject<sandbox::outlook::ExchangeCallback>(host_->model(), mapi_, id);
+    }
+
+    auto& Plan(ObjectCall) { return host_->plan(); }
+    auto& Plan(OwnCall) { return own_plan_; }
+    auto& Plan(sandbox::outlook::Call) { return mapi_.faults(); }
+    // The first call of that kind from now on fails, or has something happen within it.
+    void Fail(AnyCall call, HRESULT code) {
+        std::visit([&](auto kind) { Plan(kind).FailNth(kind, 1, code); }, call);
+    }
+    void Within(AnyCall call, const std::function<void()>& action) {
+        const auto noted = [this, action] { ++happened_, action(); };
+        std::visit([&](auto kind) { Plan(kind).RunAtNth(kind, 1, noted); }, call);
+    }
+    void ClearPlans() { host_->plan().Clear(), own_plan_.Clear(), mapi_.faults().Clear(); }
+
+    // Subscriptions that are alive; of an add-in that is connected and follows no item.
+    std::uint32_t Advised() const {
+        return host_->live_connections() + !extension_->listeners->empty();
+    }
+    static constexpr std::uint32_t kAdvised = 4;
 
     // One of each, in the order in which none lowers a flag that the next would be refused by.
     void ExpectEverythingWorks() {
         const int incoming = incoming_, outgoing = outgoing_;
         const std::size_t queued = Queued();
-        NewMail(NewItem()->entry_id);
+        NewMail(Id(NewItem()));
         Read(NewItem());
         Send(NewItem());
         EXPECT_EQ(incoming_, incoming + 1);
         EXPECT_EQ(outgoing_, outgoing + 1);
         EXPECT_EQ(Queued(), queued + 1);
-        EXPECT_EQ(calls_.advised, 4) << "an item is followed that was unloaded";
+        EXPECT_EQ(Advised(), kAdvised) << "an item is followed that was unloaded";
         EXPECT_EQ(cursor_.shown, nullptr) << "the pointer was not restored";
     }
     std::size_t Queued() const { return tracer_->Count("message not added to queue"); }
 
-    OutlookCalls calls_;
-    std::shared_ptr<FakeOutlook> outlook_ = std::make_shared<FakeOutlook>(calls_);
-    FakeCursor cursor_{calls_};
+    std::string version_ = "16";
+    std::optional<sandbox::outlook::HostOutlook> host_;
+    OwnPlan own_plan_;
+    int happened_ = 0;
+    FakeCursor cursor_{own_plan_};
+    const std::shared_ptr<FakeExtension> extension_ = std::make_shared<FakeExtension>(own_plan_);
     tests::FaultySystem system_;
     std::atomic<int> incoming_{0};
     std::atomic<int> outgoing_{0};
     std::function<void()> during_check_ = [] {};
     product::MailPluginSettings settings_{true, false, std::nullopt, {1, 1, 1}};
-    vek::RefPtr<reference_product::InProcessProduct> product_ = MakeProduct();
-    loader::ServiceAccess services_{[this](vek::RefPtr<ILoader>& loader) {
-        loader = product_;
-        return vek::result::kOk;
-    }};
-    std::unique_ptr<CAddin> addin_ = std::make_unique<CAddin>(AddinEnvironment{
-        [this] {
-            const HRESULT result = calls_.Enter("LoadMapi");
-            return SUCCEEDED(result) ? functions_ : nullptr;
-        },
-        [this](auto& out) { return outlook_->Give("CreateExtension", outlook_, out); }, cursor_,
-        services_, clock_, system_, tracer_});
-
-private:
-    vek::RefPtr<reference_product::InProcessProduct> MakeProduct() {
-        auto product = vek::MakeObject<reference_product::InProcessProduct>(
+    const vek::RefPtr<reference_product::InProcessProduct> product_ =
+        vek::MakeObject<reference_product::InProcessProduct>(
             vek::MakeObject<reference_product::ScriptedScanner>([this](bool in, IMailMessage&) {
                 ++(in ? incoming_ : outgoing_);
                 during_check_();
                 return vek::result::kOk;
             }));
-        product->Offer(product::IProductSettings::kInterfaceId,
-                       vek::MakeObject<tests::FakeSettings>([this](auto& settings) {
-                           settings = settings_;
-                           return vek::result::kOk;
-                       }));
-        return product;
-    }
+    loader::ServiceAccess services_{[this](vek::RefPtr<ILoader>& loader) {
+        product_->Offer(product::IProductSettings::kInterfaceId,
+                        vek::MakeObject<tests::FakeSettings>([this](auto& settings) {
+                            settings = settings_;
+                            return vek::result::kOk;
+                        }));
+        loader = product_;
+        return vek::result::kOk;
+    }};
+    std::unique_ptr<CAddin> addin_ = std::make_unique<CAddin>(AddinEnvironment{
+        [this] { return SUCCEEDED(own_plan_.Enter(OwnCall::kLoadMapi)) ? functions_ : nullptr; },
+        [this](auto& extension) {
+            extension = extension_;
+            return own_plan_.Enter(OwnCall::kCreateExtension);
+        },
+        cursor_, services_, clock_, system_, tracer_});
 };
 
 }  // namespace plugins::mail_processing

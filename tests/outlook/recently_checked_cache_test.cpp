@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "outlook/message_age.h"
-#include "outlook/save_decision.h"
+#include "outlook/mail_item_queries.h"
+#include "outlook/outlook_version.h"
 #include "tests/support/fake_clock.h"
 
 namespace plugins::mail_processing {

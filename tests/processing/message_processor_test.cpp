@@ -57,7 +57,7 @@ TEST_F(MessageProcessorTest, TheScannersChangesAreInTheStoreWhenItReturns) {
         incoming_seen = incoming;
         return mail.SetSubject(u"changed");
     };
-    EXPECT_EQ(Check(*Processor(), false), 0u);
+    EXPECT_EQ(Check(*Processor(), kOutgoing), 0u);
     EXPECT_NE(scanner_thread, std::this_thread::get_id());
     EXPECT_FALSE(incoming_seen);
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "changed");
@@ -94,7 +94,7 @@ TEST_F(MessageProcessorTest, WhatTheSystemRefusesIsRaisedBeforeTheScannerIsCalle
     mapi_.faults().FailNth(outlook_call::kLogonEx, 1, MAPI_E_NO_ACCESS);
     EXPECT_EQ(Check(*processor), 0x80070005u);
     EXPECT_EQ(observer_.Take().back(), Ended(5, 0x80070005));
-    EXPECT_EQ(CodeOf([&] { processor->ProcessMessage(nullptr, true, false); }), 1u);
+    EXPECT_EQ(CodeOf([&] { processor->ProcessMessage(nullptr, kIncoming, kForeground); }), 1u);
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(Check(*processor), 0u);
     EXPECT_EQ(calls, 1) << "the next check works";
@@ -185,7 +185,7 @@ TEST_F(MessageProcessorTest, TwoChecksAtOnceNeverMixAndAThousandLeaveNothing) {
                               sandbox::outlook::PropertyValue::Text(incoming ? "first" : "second"));
         const std::string id = mapi_.store().Add(std::move(record));
         for (int i = 0; i < 500; ++i)
-            processor->ProcessMessage(mapi_.OpenMessage(id).get(), incoming, false);
+            processor->ProcessMessage(mapi_.OpenMessage(id).get(), incoming, kForeground);
         const auto saved = mapi_.store().Find(id);
         EXPECT_EQ(*saved->properties.Find(0x3FFF001E)->content(), incoming ? "1" : "2");
     };

@@ -79,7 +79,7 @@ protected:
     Content Check(MessageProcessor& processor) {
         const std::string id = mapi_.store().Add(before_);
         const auto start = steady_clock::now();
-        processor.ProcessMessage(mapi_.OpenMessage(id).get(), true, false);
+        processor.ProcessMessage(mapi_.OpenMessage(id).get(), kIncoming, kForeground);
         EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(5));
         const auto saved = mapi_.store().Find(id);
         mapi_.store().Remove(id);

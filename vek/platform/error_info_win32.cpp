@@ -1,37 +1,15 @@
-#include <windows.h>
-
-#include <oleauto.h>
-
 #include <new>
-#include <string_view>
+#include <string>
 
 #include "vek/core/ref_ptr.h"
+#include "vek/platform/bstr_win32.h"
 #include "vek/platform/error_info.h"
 
 namespace vek::platform {
-namespace {
-
-// Owns a string that COM allocated.
-class OwnedBstr {
-public:
-    OwnedBstr() noexcept = default;
-    ~OwnedBstr() { ::SysFreeString(text_); }
-    OwnedBstr(const OwnedBstr&) = delete;
-    OwnedBstr& operator=(const OwnedBstr&) = delete;
-
-    BSTR* put() noexcept { return &text_; }
-    std::wstring_view view() const noexcept { return {text_, ::SysStringLen(text_)}; }
-
-private:
-    BSTR text_ = nullptr;
-};
-
-}  // namespace
-
 std::u16string TakeErrorDescription() noexcept {
     RefPtr<IErrorInfo> info;
     if (::GetErrorInfo(0, info.put()) != S_OK) return {};
-    OwnedBstr description;
+    Bstr description;
     if (FAILED(info->GetDescription(description.put()))) return {};
     try {
         return {description.view().begin(), description.view().end()};

@@ -63,7 +63,8 @@ public:
 
     outlook::MessageRecord Check(outlook::MessageRecord record, bool incoming) {
         const std::string entry_id = mapi_.store().Add(std::move(record));
-        processor_->ProcessMessage(mapi_.OpenMessage(entry_id).get(), incoming, false);
+        processor_->ProcessMessage(mapi_.OpenMessage(entry_id).get(), incoming,
+                                   mail_processing::kForeground);
         outlook::MessageRecord checked = *mapi_.store().Find(entry_id);
         mapi_.store().Remove(entry_id);
         return checked;

@@ -80,7 +80,7 @@ bool RunSoak(const PlayerOptions& given, const SoakOptions& soak, std::ostream& 
         good &= PrintLeftovers(out, player.leftovers());
         for (const std::string& trouble : player.troubles()) out << "WRONG: " << trouble << '\n';
         good &= player.troubles().empty();
-        out << "planned failures that happened: " << player.host().plan().Failed()
+        out << "planned failures that happened: " << player.host().plan().Failed().size()
             << " of the object model, " << player.mapi().faults().Failed().size()
             << " of MAPI; damaged: " << player.damaged() << " messages\n";
     }

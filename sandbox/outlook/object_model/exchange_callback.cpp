@@ -3,17 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "mapi/interface_ids.h"
-
 namespace sandbox::outlook {
-namespace {
-
-namespace iid = plugins::mapi::iid;
-
-// EECBGV_BUILDVERSION_MAJOR of exchext.h and a build.
-constexpr ULONG kBuildVersion = 0x000D0000 | 0x1234;
-
-}  // namespace
 
 ExchangeCallback::ExchangeCallback(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi,
                                    std::string entry_id)
@@ -22,25 +12,10 @@ ExchangeCallback::ExchangeCallback(std::shared_ptr<ObjectModel> model, MapiSubsy
       entry_id_(std::move(entry_id)),
       live_(model_->live_items) {}
 
-HRESULT ExchangeCallback::QueryInterface(REFIID id, void** out) {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (!(id == iid::kUnknown || id == iid::kExchExtCallback)) return E_NOINTERFACE;
-    *out = static_cast<plugins::mapi::IExchExtCallback*>(this);
-    AddRef();
-    return S_OK;
-}
-
-ULONG ExchangeCallback::Release() {
-    const ULONG left = references_.Decrement();
-    if (left == 0) delete this;
-    return left;
-}
-
 HRESULT ExchangeCallback::GetVersion(ULONG* version, ULONG flags) {
     return Enter(*model_, ObjectCall::kExtVersion, [&]() -> HRESULT {
         if (version == nullptr || flags != plugins::mapi::exch_version::kBuild) return E_INVALIDARG;
-        *version = kBuildVersion;
+        *version = model_->client_build;
         return S_OK;
     });
 }

@@ -3,22 +3,20 @@
 #include <memory>
 #include <string>
 
+#include "com/com_object.h"
 #include "mapi/exchange_extension.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "sandbox/outlook/object_model/subscriptions.h"
-#include "vek/core/object.h"
 
 namespace sandbox::outlook {
 
-// What the client hands to its extensions with an event of one message. What the product's side
-// never asks is answered with E_NOTIMPL. Construct with vek::MakeObject; Outlook's thread.
-class ExchangeCallback final : public plugins::mapi::IExchExtCallback {
+// The callback that the client hands to its extensions with an event of one message. What the
+// add-in never asks is answered with E_NOTIMPL. Construct with vek::MakeObject; Outlook's thread.
+class ExchangeCallback final
+    : public plugins::com::ComObject<plugins::com::ComInterface<
+          plugins::mapi::IExchExtCallback, plugins::mapi::iid::kExchExtCallback>> {
 public:
     ExchangeCallback(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi, std::string entry_id);
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override { return references_.Increment(); }
-    ULONG STDMETHODCALLTYPE Release() override;
 
     HRESULT STDMETHODCALLTYPE GetVersion(ULONG* version, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE GetSession(IMAPISession** session, IAddrBook** address_book) override;
@@ -43,13 +41,10 @@ public:
     HRESULT STDMETHODCALLTYPE ChooseFolder() override { return E_NOTIMPL; }
 
 private:
-    ~ExchangeCallback() = default;
-
     const std::shared_ptr<ObjectModel> model_;
     MapiSubsystem& mapi_;
     const std::string entry_id_;
     const LiveCount live_;
-    vek::ReferenceCount references_;
 };
 
 }  // namespace sandbox::outlook

@@ -30,28 +30,27 @@ mail_processing::ole_date_t Now() {
 
 class OptionsDialog final : public mail_processing::PropertyPages {
 public:
-    explicit OptionsDialog(CallPlan& plan) : plan_(plan) {}
+    explicit OptionsDialog(ObjectModel& model) : model_(model) {}
 
     HRESULT Add(std::u16string_view page, std::u16string_view caption) noexcept override {
-        try {
-            const HRESULT code = plan_.Enter(ObjectCall::kPagesAdd);
-            if (code == S_OK) pages.emplace_back(page, caption);
-            return code;
-        } catch (...) {
-            return E_OUTOFMEMORY;
-        }
+        return Enter(model_, ObjectCall::kPagesAdd, [&]() -> HRESULT {
+            pages.emplace_back(page, caption);
+            return S_OK;
+        });
     }
 
     HostOutlook::Pages pages;
 
 private:
-    CallPlan& plan_;
+    ObjectModel& model_;
 };
 
 }  // namespace
 
-HostOutlook::HostOutlook(MapiSubsystem& mapi, const std::string& version)
-    : mapi_(mapi), application_(std::make_shared<OutlookApplication>(model_, mapi_, version)) {}
+HostOutlook::HostOutlook(MapiSubsystem& mapi, const std::string& version, ThreadChoice thread)
+    : mapi_(mapi),
+      application_(std::make_shared<OutlookApplication>(model_, mapi_, version)),
+      thread_(thread) {}
 
 HostOutlook::~HostOutlook() {
     Run([&] {
@@ -65,7 +64,7 @@ std::string HostOutlook::Deliver(MessageRecord message) {
     std::string entry_id;
     Run([&] {
         entry_id = mapi_.store().Add(std::move(message));
-        const std::u16string ids = HexOf(entry_id);
+        const std::u16string ids = plugins::mapi::EntryIdToHex(entry_id);
         application_->newer_events().Fire([&](auto& events) { events.OnNewMailEx(&ids); });
         if (!application_->inbox_events().empty()) {
             const auto item = std::make_shared<OutlookItem>(model_, mapi_, entry_id,
@@ -141,7 +140,7 @@ std::string HostOutlook::Send(MessageRecord message, bool saved) {
 }
 
 HostOutlook::Pages HostOutlook::OpenOptions() {
-    OptionsDialog dialog(model_->plan);
+    OptionsDialog dialog(*model_);
     Run([&] {
         application_->events().Fire([&](auto& events) { events.OnOptionsPagesAdd(dialog); });
     });

@@ -26,7 +26,8 @@ namespace sandbox::outlook {
 class HostOutlook final : public plugins::mail_processing::ApplicationObject {
 public:
     // `version` is "11", "12", "14", "15" or "16". `mapi` outlives this.
-    HostOutlook(MapiSubsystem& mapi, const std::string& version);
+    HostOutlook(MapiSubsystem& mapi, const std::string& version,
+                ThreadChoice thread = ThreadChoice::kOwn);
     // Unloads what is open still.
     ~HostOutlook();
     HostOutlook(const HostOutlook&) = delete;
@@ -48,7 +49,7 @@ public:
     // entry id; empty when it was cancelled or cannot be saved.
     std::string Send(MessageRecord message, bool saved = true);
 
-    // What a subscriber adds to the Options dialog: ProgIDs and captions.
+    // The pages that subscribers add to the Options dialog: ProgIDs and captions.
     using Pages = std::vector<std::pair<std::u16string, std::u16string>>;
     Pages OpenOptions();
 
@@ -60,7 +61,7 @@ public:
     // Deletes a message for good.
     void Delete(const std::string& entry_id);
 
-    // What was sent.
+    // The entry ids of the messages that were sent.
     std::set<std::string> submitted();
 
     // Runs something on Outlook's thread, as the add-in's connection is made.
@@ -74,7 +75,9 @@ public:
     HRESULT InstallExtension(const vek::RefPtr<plugins::mapi::IExchExt>& extension);
     void UninstallExtension();
 
-    CallPlan& plan() { return model_->plan; }
+    // For further objects of this Outlook.
+    const std::shared_ptr<ObjectModel>& model() const { return model_; }
+    CallPlan<ObjectCall>& plan() { return model_->plan; }
     // Items, callbacks and their event connections that somebody still holds; Outlook's own open
     // items among the first.
     std::uint32_t live_items() const { return model_->live_items; }

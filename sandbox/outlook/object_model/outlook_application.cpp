@@ -55,30 +55,18 @@ HRESULT OutlookApplication::GetSelectedItem(mail_processing::ItemPtr& item) noex
 
 HRESULT OutlookApplication::AdviseEvents(mail_processing::ApplicationEvents& events,
                                          mail_processing::EventConnectionPtr& connection) noexcept {
-    try {
-        return events_.Advise(ObjectCall::kAdviseEvents, events, connection);
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    return events_.Advise(ObjectCall::kAdviseEvents, events, connection);
 }
 
 HRESULT OutlookApplication::AdviseNewerEvents(
     mail_processing::ApplicationEvents& events,
     mail_processing::EventConnectionPtr& connection) noexcept {
-    try {
-        return newer_events_.Advise(ObjectCall::kAdviseNewerEvents, events, connection);
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    return newer_events_.Advise(ObjectCall::kAdviseNewerEvents, events, connection);
 }
 
 HRESULT OutlookApplication::AdviseInbox(mail_processing::FolderEvents& events,
                                         mail_processing::EventConnectionPtr& connection) noexcept {
-    try {
-        return inbox_events_.Advise(ObjectCall::kAdviseInbox, events, connection);
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    return inbox_events_.Advise(ObjectCall::kAdviseInbox, events, connection);
 }
 
 }  // namespace sandbox::outlook

@@ -1,6 +1,5 @@
 #include "sandbox/outlook/object_model/outlook_item.h"
 
-#include <new>
 #include <utility>
 
 #include "mapi/entry_id.h"
@@ -24,7 +23,6 @@ OpenMessage& Opened(IMessage& message) { return static_cast<OpenMessage&>(messag
 
 }  // namespace
 
-std::u16string HexOf(std::string_view entry_id) { return plugins::mapi::EntryIdToHex(entry_id); }
 
 OutlookItem::OutlookItem(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi,
                          std::string entry_id, Traits traits)
@@ -46,25 +44,13 @@ OutlookItem::OutlookItem(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi
       events_(model_),
       live_(model_->live_items) {}
 
-template <class Body>
-HRESULT OutlookItem::Enter(ObjectCall kind, Body&& body) noexcept {
-    try {
-        const HRESULT code = model_->plan.Enter(kind);
-        return code == S_OK ? body() : code;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
-}
-
 vek::RefPtr<IMessage> OutlookItem::Message() {
     if (!message_) message_ = mapi_.OpenMessage(entry_id_);
     return message_;
 }
 
 HRESULT OutlookItem::GetMailItem(mail_processing::MailItemPtr& mail_item) noexcept {
-    return Enter(ObjectCall::kGetMailItem, [&]() -> HRESULT {
+    return Enter(*model_, ObjectCall::kGetMailItem, [&]() -> HRESULT {
         if (!traits_.is_mail) return E_NOINTERFACE;
         mail_item = shared_from_this();
         return S_OK;
@@ -73,36 +59,32 @@ HRESULT OutlookItem::GetMailItem(mail_processing::MailItemPtr& mail_item) noexce
 
 HRESULT OutlookItem::Advise(mail_processing::ItemEvents& events,
                             mail_processing::EventConnectionPtr& connection) noexcept {
-    try {
-        return events_.Advise(ObjectCall::kAdviseItem, events, connection);
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    return events_.Advise(ObjectCall::kAdviseItem, events, connection);
 }
 
 HRESULT OutlookItem::GetEntryId(std::u16string& entry_id) noexcept {
-    return Enter(ObjectCall::kEntryId, [&]() -> HRESULT {
-        entry_id = HexOf(entry_id_);
+    return Enter(*model_, ObjectCall::kEntryId, [&]() -> HRESULT {
+        entry_id = plugins::mapi::EntryIdToHex(entry_id_);
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::GetSaved(std::int16_t& saved) noexcept {
-    return Enter(ObjectCall::kSaved, [&]() -> HRESULT {
+    return Enter(*model_, ObjectCall::kSaved, [&]() -> HRESULT {
         saved = saved_ ? mail_processing::kVariantTrue : std::int16_t{0};
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::GetCreationTime(mail_processing::ole_date_t& time) noexcept {
-    return Enter(ObjectCall::kCreationTime, [&]() -> HRESULT {
+    return Enter(*model_, ObjectCall::kCreationTime, [&]() -> HRESULT {
         time = traits_.created;
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::GetMessageClass(std::u16string& message_class) noexcept {
-    return Enter(ObjectCall::kMessageClass, [&]() -> HRESULT {
+    return Enter(*model_, ObjectCall::kMessageClass, [&]() -> HRESULT {
         const auto message = Message();
         if (!message) return MAPI_E_NOT_FOUND;
         const auto value = Opened(*message).Get(KeptTag(tag::kMessageClassA));
@@ -112,14 +94,14 @@ HRESULT OutlookItem::GetMessageClass(std::u16string& message_class) noexcept {
 }
 
 HRESULT OutlookItem::GetClass(std::int32_t& item_class) noexcept {
-    return Enter(ObjectCall::kClass, [&]() -> HRESULT {
+    return Enter(*model_, ObjectCall::kClass, [&]() -> HRESULT {
         item_class = traits_.is_mail ? kMailClass : kAppointmentClass;
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::Save() noexcept {
-    return Enter(ObjectCall::kSave, [&] { return SaveForOutlook(); });
+    return Enter(*model_, ObjectCall::kSave, [&] { return SaveForOutlook(); });
 }
 
 HRESULT OutlookItem::SaveForOutlook() {
@@ -134,7 +116,7 @@ HRESULT OutlookItem::SaveForOutlook() {
 }
 
 HRESULT OutlookItem::GetMessage(vek::RefPtr<IMessage>& message) noexcept {
-    return Enter(ObjectCall::kMapiObject, [&]() -> HRESULT {
+    return Enter(*model_, ObjectCall::kMapiObject, [&]() -> HRESULT {
         auto opened = Message();
         if (!opened) return MAPI_E_NOT_FOUND;
         message = std::move(opened);

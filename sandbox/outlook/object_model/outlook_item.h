@@ -10,7 +10,6 @@
 namespace sandbox::outlook {
 
 // The bytes of an entry id as the object model writes them: upper-case hexadecimal digits.
-std::u16string HexOf(std::string_view entry_id);
 
 // One item as Outlook has it open: what an event brings. The message is opened when it is first
 // asked for. Outlook's thread; held by whoever keeps it beyond the event.
@@ -46,14 +45,11 @@ public:
     const std::string& entry_id() const { return entry_id_; }
     bool saved() const { return saved_; }
     HRESULT SaveForOutlook();
-    // What ItemEvents_10 tells.
+    // Raise the events of ItemEvents_10.
     void FireRead();
     void FireUnload();
 
 private:
-    // The border of every method.
-    template <class Body>
-    HRESULT Enter(ObjectCall kind, Body&& body) noexcept;
     vek::RefPtr<IMessage> Message();
 
     const std::shared_ptr<ObjectModel> model_;

@@ -5,7 +5,9 @@
 
 namespace sandbox::outlook {
 
-OutlookThread::OutlookThread() : thread_([this] { Serve(); }) {}
+OutlookThread::OutlookThread(ThreadChoice choice)
+    : thread_(choice == ThreadChoice::kOwn ? std::thread([this] { Serve(); }) : std::thread()),
+      id_(thread_.joinable() ? thread_.get_id() : std::this_thread::get_id()) {}
 
 OutlookThread::~OutlookThread() {
     {
@@ -13,7 +15,7 @@ OutlookThread::~OutlookThread() {
         ending_ = true;
     }
     changed_.notify_all();
-    thread_.join();
+    if (thread_.joinable()) thread_.join();
 }
 
 void OutlookThread::Run(const std::function<void()>& body) {

@@ -7,10 +7,13 @@
 
 namespace sandbox::outlook {
 
+// Which thread is Outlook's: one of its own, or the one that builds it.
+enum class ThreadChoice { kOwn, kBuilders };
+
 // The thread on which Outlook has its objects and raises its events.
 class OutlookThread {
 public:
-    OutlookThread();
+    explicit OutlookThread(ThreadChoice choice);
     // Waits for what runs on it.
     ~OutlookThread();
     OutlookThread(const OutlookThread&) = delete;
@@ -20,7 +23,7 @@ public:
     // back. One caller at a time besides the thread itself.
     void Run(const std::function<void()>& body);
 
-    bool IsCurrent() const { return std::this_thread::get_id() == thread_.get_id(); }
+    bool IsCurrent() const { return std::this_thread::get_id() == id_; }
 
 private:
     void Serve();
@@ -30,7 +33,8 @@ private:
     const std::function<void()>* work_ = nullptr;
     std::exception_ptr failure_;
     bool ending_ = false;
-    std::thread thread_;
+    std::thread thread_;  // none when it is the builder's
+    const std::thread::id id_;
 };
 
 }  // namespace sandbox::outlook

@@ -1,34 +1,35 @@
 #pragma once
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <utility>
-#include <vector>
 
-#include "object_model/object_model.h"
-#include "sandbox/outlook/object_model/call_plan.h"
+#include "com/border.h"
+#include "com/listeners.h"
+#include "sandbox/outlook/fault_plan.h"
+#include "sandbox/outlook/object_model/object_call.h"
 
 namespace sandbox::outlook {
 
-// What the objects of one Outlook share, and what of them is still held.
+// Shared by the objects of one Outlook: the plan of their calls, and how many of them are held.
 struct ObjectModel {
-    CallPlan plan;
+    CallPlan<ObjectCall> plan;
+    // The build that a client extension is told: EECBGV_BUILDVERSION_MAJOR of exchext.h and a
+    // build.
+    std::uint32_t client_build = 0x000D0000 | 0x1234;
     std::atomic<std::uint32_t> live_items{0};
     std::atomic<std::uint32_t> live_connections{0};
 };
 
-// The border of every method: the call fails as planned or runs `body`, whose exceptions are want
-// of memory.
+// The border of every method: the call fails as planned or runs `body`, whose exceptions become
+// codes.
 template <class Body>
 HRESULT Enter(ObjectModel& model, ObjectCall kind, Body&& body) noexcept {
-    try {
+    return plugins::com::AtBorder([&]() -> HRESULT {
         const HRESULT code = model.plan.Enter(kind);
         return code == S_OK ? body() : code;
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    });
 }
 
 // Counts its owner among what is held.
@@ -50,62 +51,51 @@ public:
     explicit Subscriptions(std::shared_ptr<ObjectModel> model) : model_(std::move(model)) {}
 
     HRESULT Advise(ObjectCall kind, Events& events,
-                   plugins::mail_processing::EventConnectionPtr& connection) {
-        const HRESULT code = model_->plan.Enter(kind);
-        if (FAILED(code)) return code;
-        auto entry = std::make_shared<Entry>(&events);
-        sinks_->push_back(entry);
-        connection = std::make_unique<Connection>(model_, sinks_, std::move(entry));
-        return S_OK;
+                   plugins::mail_processing::EventConnectionPtr& connection) noexcept {
+        return plugins::com::AtBorder([&]() -> HRESULT {
+            // Events from within the call are told to the new one, too.
+            auto listening = plugins::com::Listen(listeners_, events);
+            const HRESULT code = model_->plan.Enter(kind);
+            if (code == S_OK)
+                connection = std::make_unique<Connection>(model_, std::move(listening));
+            return code;
+        });
     }
 
-    // Tells those that are subscribed now. One that is unsubscribed meanwhile is told no more.
+    // Tells those that are subscribed, as plugins::com::Listeners does.
     template <class Event>
-    void Fire(Event&& event) {
-        const auto told = *sinks_;
-        for (const auto& sink : told)
-            if (Events* const events = *sink) event(*events);
+    void Fire(const Event& event) {
+        const auto held = listeners_;
+        held->Fire(event);
     }
 
-    bool empty() const { return sinks_->empty(); }
+    bool empty() const { return listeners_->empty(); }
 
 private:
-    using Entry = Events*;  // null when it is unsubscribed
-    using Sinks = std::vector<std::shared_ptr<Entry>>;
-
-    // Holds the sinks, so that it may outlive what it was given by.
+    // A counted connection whose end fails as planned.
     class Connection final : public plugins::mail_processing::EventConnection {
     public:
-        Connection(std::shared_ptr<ObjectModel> model, std::shared_ptr<Sinks> sinks,
-                   std::shared_ptr<Entry> entry)
+        Connection(std::shared_ptr<ObjectModel> model,
+                   plugins::mail_processing::EventConnectionPtr connection)
             : model_(std::move(model)),
-              sinks_(std::move(sinks)),
-              entry_(std::move(entry)),
+              connection_(std::move(connection)),
               live_(model_->live_connections) {}
-        ~Connection() override { Drop(); }
 
         HRESULT Unadvise() noexcept override {
-            const HRESULT code = model_->plan.Enter(ObjectCall::kUnadvise);
-            Drop();
+            const HRESULT code = Enter(*model_, ObjectCall::kUnadvise, [] { return S_OK; });
+            connection_->Unadvise();
             return code;
         }
 
     private:
-        void Drop() noexcept {
-            if (!entry_) return;
-            *entry_ = nullptr;
-            std::erase(*sinks_, entry_);
-            entry_.reset();
-        }
-
         const std::shared_ptr<ObjectModel> model_;
-        const std::shared_ptr<Sinks> sinks_;
-        std::shared_ptr<Entry> entry_;
+        const plugins::mail_processing::EventConnectionPtr connection_;
         const LiveCount live_;
     };
 
     const std::shared_ptr<ObjectModel> model_;
-    const std::shared_ptr<Sinks> sinks_ = std::make_shared<Sinks>();
+    const std::shared_ptr<plugins::com::Listeners<Events*>> listeners_ =
+        std::make_shared<plugins::com::Listeners<Events*>>();
 };
 
 }  // namespace sandbox::outlook

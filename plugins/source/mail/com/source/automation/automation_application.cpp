@@ -2,9 +2,8 @@
 
 #include "automation/automation_ids.h"
 #include "automation/automation_item.h"
-#include "automation/automation_pages.h"
-#include "automation/event_connection.h"
 #include "com/border.h"
+#include "com/event_connection.h"
 #include "com/query.h"
 
 namespace plugins::mail_processing::automation {
@@ -28,28 +27,45 @@ constinit Member g_selection{L"Selection"};
 constinit Member g_selected_count{L"Count"};
 constinit Member g_selected_at{L"Item"};
 
+constinit Member g_add_page{L"Add"};
+
+// The pages of the dialog that an event brings.
+class AutomationPages final : public PropertyPages {
+public:
+    explicit AutomationPages(vek::RefPtr<IDispatch> object) noexcept : object_(std::move(object)) {}
+
+    HRESULT Add(std::u16string_view page, std::u16string_view caption) noexcept override {
+        return com::AtBorder([&] {
+            object_.Call(g_add_page, {com::OwnedVariant(page), com::OwnedVariant(caption)});
+        });
+    }
+
+private:
+    const DispatchObject object_;
+};
+
 ItemPtr ItemFrom(vek::RefPtr<IDispatch> object) {
     return std::make_shared<AutomationItem>(std::move(object));
 }
 
-void TellSend(ApplicationEvents& events, const EventArguments& arguments) {
+void TellSend(ApplicationEvents& events, const com::EventArguments& arguments) {
     arguments.Expect(2);
     const ItemPtr item = ItemFrom(arguments.Object(0));
     VARIANT_BOOL& flag = arguments.FlagByReference(1);
     const bool cancelled = flag != VARIANT_FALSE;
     bool cancel = cancelled;
     events.OnItemSend(item, cancel);
-    // What others have set is theirs.
+    // A flag that another add-in has set stays.
     if (cancel && !cancelled) flag = VARIANT_TRUE;
 }
 
-void TellPages(ApplicationEvents& events, const EventArguments& arguments) {
+void TellPages(ApplicationEvents& events, const com::EventArguments& arguments) {
     arguments.Expect(1);
     AutomationPages pages(arguments.Object(0));
     events.OnOptionsPagesAdd(pages);
 }
 
-void TellNewMail(ApplicationEvents& events, const EventArguments& arguments) {
+void TellNewMail(ApplicationEvents& events, const com::EventArguments& arguments) {
     arguments.Expect(1);
     const auto entry_ids = arguments.Text(0);
     events.OnNewMailEx(entry_ids ? &*entry_ids : nullptr);
@@ -58,39 +74,39 @@ void TellNewMail(ApplicationEvents& events, const EventArguments& arguments) {
 }  // namespace
 
 HRESULT AutomationObject::GetApplication(ApplicationPtr& application) noexcept {
-    return AtBorder([&] {
+    return com::AtBorder([&] {
         application = std::make_shared<AutomationApplication>(
-            Query<IDispatch>(object_.get(), iid::kApplication));
+            com::Query<IDispatch>(object_.get(), iid::kApplication));
     });
 }
 
 HRESULT AutomationApplication::GetName(std::u16string& name) noexcept {
-    return AtBorder([&] { name = object_.Get(g_name).Text(); });
+    return com::AtBorder([&] { name = object_.Get(g_name).Text(); });
 }
 
 HRESULT AutomationApplication::GetVersion(std::u16string& version) noexcept {
-    return AtBorder([&] { version = object_.Get(g_version).Text(); });
+    return com::AtBorder([&] { version = object_.Get(g_version).Text(); });
 }
 
 DispatchObject AutomationApplication::NameSpace() const {
-    return object_.ObjectFrom(g_get_namespace, {OwnedVariant(u"MAPI")});
+    return object_.ObjectFrom(g_get_namespace, {com::OwnedVariant(u"MAPI")});
 }
 
 HRESULT AutomationApplication::GetMapiSession(vek::RefPtr<IMAPISession>& session) noexcept {
-    return AtBorder([&] {
-        session = Query<IMAPISession>(NameSpace().Get(g_mapi_object).Unknown().get(),
-                                      mapi::iid::kSession);
+    return com::AtBorder([&] {
+        session = com::Query<IMAPISession>(NameSpace().Get(g_mapi_object).Unknown().get(),
+                                           mapi::iid::kSession);
     });
 }
 
 HRESULT AutomationApplication::GetOpenItems(std::vector<ItemPtr>& items) noexcept {
-    return AtBorder([&] {
+    return com::AtBorder([&] {
         std::vector<ItemPtr> found;
         const DispatchObject inspectors = object_.ObjectOf(g_inspectors);
         // Any call may open and close windows, so they are counted anew each time.
         for (std::int32_t i = 1; i <= inspectors.Get(g_inspector_count).Number(); ++i) {
             const DispatchObject inspector =
-                inspectors.ObjectFrom(g_inspector_at, {OwnedVariant(i)});
+                inspectors.ObjectFrom(g_inspector_at, {com::OwnedVariant(i)});
             if (!inspector) continue;
             if (const DispatchObject item = inspector.ObjectOf(g_current_item))
                 found.push_back(ItemFrom(item.pointer()));
@@ -100,12 +116,12 @@ HRESULT AutomationApplication::GetOpenItems(std::vector<ItemPtr>& items) noexcep
 }
 
 HRESULT AutomationApplication::GetSelectedItem(ItemPtr& item) noexcept {
-    return AtBorder([&]() -> HRESULT {
+    return com::AtBorder([&]() -> HRESULT {
         ItemPtr found;
         if (const DispatchObject explorer = object_.ObjectFrom(g_active_explorer)) {
             const DispatchObject selection = explorer.ObjectOf(g_selection);
             if (selection && selection.Get(g_selected_count).Number() > 0) {
-                const auto first = selection.ObjectFrom(g_selected_at, {OwnedVariant(1)});
+                const auto first = selection.ObjectFrom(g_selected_at, {com::OwnedVariant(1)});
                 if (first) found = ItemFrom(first.pointer());
             }
         }
@@ -116,53 +132,64 @@ HRESULT AutomationApplication::GetSelectedItem(ItemPtr& item) noexcept {
 
 HRESULT AutomationApplication::AdviseEvents(ApplicationEvents& events,
                                             EventConnectionPtr& connection) noexcept {
-    return AtBorder([&] {
-        connection = Connect(object_.pointer().get(), iid::kApplicationEvents,
-                             [&events](DISPID event, const EventArguments& arguments) {
-                                 switch (event) {
-                                     case application_event::kItemSend:
-                                         return TellSend(events, arguments);
-                                     case application_event::kOptionsPagesAdd:
-                                         return TellPages(events, arguments);
-                                     case application_event::kQuit:
-                                         arguments.Expect(0);
-                                         return events.OnQuit();
-                                 }
-                             });
+    return com::AtBorder([&] {
+        connection =
+            com::ConnectEvents(object_.pointer().get(), iid::kApplicationEvents,
+                               [&events](DISPID event, const com::EventArguments& arguments) {
+                                   switch (event) {
+                                       case application_event::kItemSend:
+                                           return TellSend(events, arguments);
+                                       case application_event::kOptionsPagesAdd:
+                                           return TellPages(events, arguments);
+                                       case application_event::kQuit:
+                                           arguments.Expect(0);
+                                           return events.OnQuit();
+                                   }
+                               });
     });
 }
 
 HRESULT AutomationApplication::AdviseNewerEvents(ApplicationEvents& events,
                                                  EventConnectionPtr& connection) noexcept {
-    // What the older interface has as well comes by that one.
-    return AtBorder([&] {
-        connection = Connect(object_.pointer().get(), iid::kApplicationEvents11,
-                             [&events](DISPID event, const EventArguments& arguments) {
-                                 if (event == application_event::kNewMailEx) {
-                                     TellNewMail(events, arguments);
-                                 } else if (event == application_event::kItemLoad) {
-                                     arguments.Expect(1);
-                                     events.OnItemLoad(ItemFrom(arguments.Object(0)));
-                                 }
-                             });
+    // Events that the older interface has as well come by that one.
+    return com::AtBorder([&] {
+        connection =
+            com::ConnectEvents(object_.pointer().get(), iid::kApplicationEvents11,
+                               [&events](DISPID event, const com::EventArguments& arguments) {
+                                   if (event == application_event::kNewMailEx) {
+                                       TellNewMail(events, arguments);
+                                   } else if (event == application_event::kItemLoad) {
+                                       arguments.Expect(1);
+                                       events.OnItemLoad(ItemFrom(arguments.Object(0)));
+                                   }
+                               });
     });
 }
 
 HRESULT AutomationApplication::AdviseInbox(FolderEvents& events,
                                            EventConnectionPtr& connection) noexcept {
-    return AtBorder([&] {
+    return com::AtBorder([&] {
         // Outlook gives up the events of a collection that nobody holds; the connection does.
         const DispatchObject items =
             NameSpace()
-                .ObjectFrom(g_get_default_folder, {OwnedVariant(kInboxFolder)})
+                .ObjectFrom(g_get_default_folder, {com::OwnedVariant(kInboxFolder)})
                 .ObjectOf(g_folder_items);
-        connection = Connect(items.pointer().get(), iid::kItemsEvents,
-                             [&events](DISPID event, const EventArguments& arguments) {
-                                 if (event != items_event::kItemAdd) return;
-                                 arguments.Expect(1);
-                                 events.OnItemAdd(ItemFrom(arguments.Object(0)));
-                             });
+        connection =
+            com::ConnectEvents(items.pointer().get(), iid::kItemsEvents,
+                               [&events](DISPID event, const com::EventArguments& arguments) {
+                                   if (event != items_event::kItemAdd) return;
+                                   arguments.Expect(1);
+                                   events.OnItemAdd(ItemFrom(arguments.Object(0)));
+                               });
     });
 }
+
+void* SystemCursor::Show(std::uint16_t resource_id) noexcept {
+    // The system's own are shared and never destroyed.
+    const HCURSOR cursor = ::LoadCursorW(nullptr, MAKEINTRESOURCEW(resource_id));
+    return cursor == nullptr ? ::GetCursor() : ::SetCursor(cursor);
+}
+
+void SystemCursor::Restore(void* previous) noexcept { ::SetCursor(static_cast<HCURSOR>(previous)); }
 
 }  // namespace plugins::mail_processing::automation

@@ -5,7 +5,7 @@
 
 namespace plugins::mail_processing::automation {
 
-// What Outlook gives an add-in when it connects it.
+// The object that Outlook gives an add-in when it connects it.
 class AutomationObject final : public ApplicationObject {
 public:
     // Adds a reference. Null is answered with E_POINTER.
@@ -18,6 +18,7 @@ private:
     const vek::RefPtr<IUnknown> object_;
 };
 
+// Outlook's application, called late. Every failed call gives the code that it failed with.
 class AutomationApplication final : public Application {
 public:
     // `object` is an _Application.
@@ -39,6 +40,13 @@ private:
     DispatchObject NameSpace() const;
 
     const DispatchObject object_;
+};
+
+// The mouse pointer of the calling thread. One that cannot be loaded leaves the one that is shown.
+class SystemCursor final : public Cursor {
+public:
+    void* Show(std::uint16_t resource_id) noexcept override;
+    void Restore(void* previous) noexcept override;
 };
 
 }  // namespace plugins::mail_processing::automation

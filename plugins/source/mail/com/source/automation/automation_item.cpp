@@ -1,8 +1,8 @@
 #include "automation/automation_item.h"
 
 #include "automation/automation_ids.h"
-#include "automation/event_connection.h"
 #include "com/border.h"
+#include "com/event_connection.h"
 #include "com/query.h"
 
 namespace plugins::mail_processing::automation {
@@ -19,52 +19,53 @@ constinit Member g_item_mapi_object{L"MAPIOBJECT"};
 }  // namespace
 
 HRESULT AutomationItem::GetMailItem(MailItemPtr& mail_item) noexcept {
-    return AtBorder([&] {
-        mail_item =
-            std::make_shared<AutomationMailItem>(Query<IDispatch>(object_.get(), iid::kMailItem));
+    return com::AtBorder([&] {
+        mail_item = std::make_shared<AutomationMailItem>(
+            com::Query<IDispatch>(object_.get(), iid::kMailItem));
     });
 }
 
 HRESULT AutomationItem::Advise(ItemEvents& events, EventConnectionPtr& connection) noexcept {
-    return AtBorder([&] {
-        connection = Connect(object_.get(), iid::kItemEvents10,
-                             [&events](DISPID event, const EventArguments& arguments) {
-                                 if (event != item_event::kRead && event != item_event::kUnload)
-                                     return;
-                                 arguments.Expect(0);
-                                 event == item_event::kRead ? events.OnRead() : events.OnUnload();
-                             });
+    return com::AtBorder([&] {
+        connection =
+            com::ConnectEvents(object_.get(), iid::kItemEvents10,
+                               [&events](DISPID event, const com::EventArguments& arguments) {
+                                   if (event != item_event::kRead && event != item_event::kUnload)
+                                       return;
+                                   arguments.Expect(0);
+                                   event == item_event::kRead ? events.OnRead() : events.OnUnload();
+                               });
     });
 }
 
 HRESULT AutomationMailItem::GetEntryId(std::u16string& entry_id) noexcept {
-    return AtBorder([&] { entry_id = object_.Get(g_entry_id).Text(); });
+    return com::AtBorder([&] { entry_id = object_.Get(g_entry_id).Text(); });
 }
 
 HRESULT AutomationMailItem::GetSaved(std::int16_t& saved) noexcept {
-    return AtBorder([&] { saved = object_.Get(g_saved).Flag(); });
+    return com::AtBorder([&] { saved = object_.Get(g_saved).Flag(); });
 }
 
 HRESULT AutomationMailItem::GetCreationTime(ole_date_t& time) noexcept {
-    return AtBorder([&] { time = object_.Get(g_creation_time).Date(); });
+    return com::AtBorder([&] { time = object_.Get(g_creation_time).Date(); });
 }
 
 HRESULT AutomationMailItem::GetMessageClass(std::u16string& message_class) noexcept {
-    return AtBorder([&] { message_class = object_.Get(g_message_class).Text(); });
+    return com::AtBorder([&] { message_class = object_.Get(g_message_class).Text(); });
 }
 
 HRESULT AutomationMailItem::GetClass(std::int32_t& item_class) noexcept {
-    return AtBorder([&] { item_class = object_.Get(g_class).Number(); });
+    return com::AtBorder([&] { item_class = object_.Get(g_class).Number(); });
 }
 
 HRESULT AutomationMailItem::Save() noexcept {
-    return AtBorder([&] { object_.Call(g_save); });
+    return com::AtBorder([&] { object_.Call(g_save); });
 }
 
 HRESULT AutomationMailItem::GetMessage(vek::RefPtr<IMessage>& message) noexcept {
-    return AtBorder([&] {
-        message =
-            Query<IMessage>(object_.Get(g_item_mapi_object).Unknown().get(), mapi::iid::kMessage);
+    return com::AtBorder([&] {
+        message = com::Query<IMessage>(object_.Get(g_item_mapi_object).Unknown().get(),
+                                       mapi::iid::kMessage);
     });
 }
 

@@ -5,6 +5,7 @@
 
 namespace plugins::mail_processing::automation {
 
+// An item of any type, called late.
 class AutomationItem final : public Item {
 public:
     explicit AutomationItem(vek::RefPtr<IDispatch> object) noexcept : object_(std::move(object)) {}
@@ -16,6 +17,7 @@ private:
     const vek::RefPtr<IDispatch> object_;
 };
 
+// An item that is mail, called late.
 class AutomationMailItem final : public MailItem {
 public:
     // `object` is a _MailItem.

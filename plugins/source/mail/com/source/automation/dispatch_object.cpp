@@ -17,12 +17,12 @@ DISPID Member::IdOn(IDispatch& object) {
     return id;
 }
 
-OwnedVariant DispatchObject::Get(Member& property) const {
+com::OwnedVariant DispatchObject::Get(Member& property) const {
     return Invoke(property, DISPATCH_PROPERTYGET, {});
 }
 
-OwnedVariant DispatchObject::Call(Member& method,
-                                  std::initializer_list<OwnedVariant> arguments) const {
+com::OwnedVariant DispatchObject::Call(Member& method,
+                                       std::initializer_list<com::OwnedVariant> arguments) const {
     return Invoke(method, DISPATCH_METHOD, arguments);
 }
 
@@ -30,13 +30,13 @@ DispatchObject DispatchObject::ObjectOf(Member& property) const {
     return DispatchObject(Get(property).Object());
 }
 
-DispatchObject DispatchObject::ObjectFrom(Member& method,
-                                          std::initializer_list<OwnedVariant> arguments) const {
+DispatchObject DispatchObject::ObjectFrom(
+    Member& method, std::initializer_list<com::OwnedVariant> arguments) const {
     return DispatchObject(Call(method, arguments).Object());
 }
 
-OwnedVariant DispatchObject::Invoke(Member& member, WORD kind,
-                                    std::initializer_list<OwnedVariant> arguments) const {
+com::OwnedVariant DispatchObject::Invoke(Member& member, WORD kind,
+                                         std::initializer_list<com::OwnedVariant> arguments) const {
     if (!object_) helpers::ThrowHResult(E_POINTER);
     const DISPID id = member.IdOn(*object_);
 
@@ -47,8 +47,8 @@ OwnedVariant DispatchObject::Invoke(Member& member, WORD kind,
         reversed.push_back(argument->get());
     DISPPARAMS parameters{reversed.data(), nullptr, static_cast<UINT>(reversed.size()), 0};
 
-    OwnedVariant result;
-    OwnedExceptionInfo exception;
+    com::OwnedVariant result;
+    com::OwnedExceptionInfo exception;
     const HRESULT hr = object_->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters,
                                        result.address(), exception.address(), nullptr);
     helpers::CheckHResult(hr == DISP_E_EXCEPTION ? exception.Code() : hr);

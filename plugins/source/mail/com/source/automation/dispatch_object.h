@@ -31,21 +31,22 @@ class DispatchObject {
 public:
     explicit DispatchObject(vek::RefPtr<IDispatch> object) noexcept : object_(std::move(object)) {}
 
-    OwnedVariant Get(Member& property) const;
+    com::OwnedVariant Get(Member& property) const;
     // `arguments` in the method's order.
-    OwnedVariant Call(Member& method, std::initializer_list<OwnedVariant> arguments = {}) const;
+    com::OwnedVariant Call(Member& method,
+                           std::initializer_list<com::OwnedVariant> arguments = {}) const;
 
     // The object that a property or a method gives; may be none.
     DispatchObject ObjectOf(Member& property) const;
     DispatchObject ObjectFrom(Member& method,
-                              std::initializer_list<OwnedVariant> arguments = {}) const;
+                              std::initializer_list<com::OwnedVariant> arguments = {}) const;
 
     explicit operator bool() const noexcept { return static_cast<bool>(object_); }
     const vek::RefPtr<IDispatch>& pointer() const noexcept { return object_; }
 
 private:
-    OwnedVariant Invoke(Member& member, WORD kind,
-                        std::initializer_list<OwnedVariant> arguments) const;
+    com::OwnedVariant Invoke(Member& member, WORD kind,
+                             std::initializer_list<com::OwnedVariant> arguments) const;
 
     vek::RefPtr<IDispatch> object_;
 };

@@ -1,24 +1,31 @@
 #pragma once
 
+#include <memory>
+
+#include "com/subscribers.h"
 #include "object_model/exchange_events.h"
-#include "vek/core/ref_ptr.h"
 
 namespace plugins::mail_processing::automation {
 
-// The extension object, wherever it runs, as a source of events.
-class ExchangeExtension final : public ExchangeEventSource {
-public:
-    explicit ExchangeExtension(vek::RefPtr<IUnknown> object) noexcept
-        : object_(std::move(object)) {}
+// Creates the registered extension object, wherever it runs, as a source of events. On a thread
+// that has initialised COM; gives CoCreateInstance's code.
+HRESULT CreateExchangeExtension(ExchangeEventSourcePtr& extension) noexcept;
 
-    HRESULT Advise(ExchangeEvents& events, EventConnectionPtr& connection) noexcept override;
+// The extension object's own side: fires the events that it is told to the sinks of
+// _IExchExtEvents.
+class ExchangeEventPublisher final : public ExchangeEvents {
+public:
+    // The sinks of the extension object's connection point; never null.
+    explicit ExchangeEventPublisher(std::shared_ptr<com::Subscribers> subscribers) noexcept
+        : subscribers_(std::move(subscribers)) {}
+
+    void OnDelivery(mapi::IExchExtCallback* callback) noexcept override;
+    void OnRead(mapi::IExchExtCallback* callback) noexcept override;
 
 private:
-    const vek::RefPtr<IUnknown> object_;
-};
+    void Fire(DISPID event, mapi::IExchExtCallback* callback) const noexcept;
 
-// Creates the registered extension object. On a thread that has initialised COM; gives
-// CoCreateInstance's code.
-HRESULT CreateExchangeExtension(ExchangeEventSourcePtr& extension) noexcept;
+    const std::shared_ptr<com::Subscribers> subscribers_;
+};
 
 }  // namespace plugins::mail_processing::automation

@@ -6,7 +6,7 @@
 #include "mapi/mapi_interfaces.h"
 #include "vek/core/current_exception.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 
 // Runs `body` and gives what it gives, S_OK when that is nothing. What it raises becomes an
 // HRESULT: that of a failed call is kept.
@@ -26,4 +26,4 @@ HRESULT AtBorder(Body&& body) noexcept {
     }
 }
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

@@ -3,12 +3,12 @@
 #include <olectl.h>
 
 #include "com/border.h"
-#include "com/counted_object.h"
+#include "com/com_object.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 namespace {
 
-class ConnectionPoint final : public mapi::CountedObject<IConnectionPoint> {
+class ConnectionPoint final : public CountedObject<IConnectionPoint> {
 public:
     ConnectionPoint(IConnectionPointContainer* owner, std::shared_ptr<Subscribers> subscribers)
         : owner_(vek::RefPtr<IConnectionPointContainer>::Share(owner)),
@@ -65,4 +65,4 @@ HRESULT ConnectionPointContainer::FindConnectionPoint(REFIID id, IConnectionPoin
     return AtBorder([&] { *out = vek::MakeObject<ConnectionPoint>(this, subscribers_).detach(); });
 }
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

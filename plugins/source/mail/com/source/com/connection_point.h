@@ -7,7 +7,7 @@
 // The order matters: it needs windows.h.
 #include <ocidl.h>
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 
 // The part of a COM object by which others subscribe to its one outgoing interface. An object
 // derives from it instead of from IConnectionPointContainer; its connection points hold the object.
@@ -30,4 +30,4 @@ private:
     const std::shared_ptr<Subscribers> subscribers_;
 };
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

@@ -1,10 +1,9 @@
 #include "com/ole_values.h"
 
-#include <algorithm>
-
 #include "internal/helpers/hresult_exception.h"
+#include "vek/platform/bstr_win32.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 namespace {
 
 // Visual Basic's errors are codes of FACILITY_CONTROL.
@@ -14,14 +13,8 @@ constexpr HRESULT FromErrorNumber(WORD number) noexcept {
 
 }  // namespace
 
-OwnedBstr::OwnedBstr(std::u16string_view text) {
-    text_ = ::SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
-    if (text_ == nullptr) helpers::ThrowHResult(E_OUTOFMEMORY);
-    std::copy(text.begin(), text.end(), text_);
-}
-
 OwnedVariant::OwnedVariant(std::u16string_view text) : OwnedVariant() {
-    value_.bstrVal = OwnedBstr(text).detach();
+    value_.bstrVal = vek::platform::Bstr(text).detach();
     value_.vt = VT_BSTR;
 }
 
@@ -61,7 +54,7 @@ std::int32_t OwnedVariant::Number() && {
     return value_.lVal;
 }
 
-ole_date_t OwnedVariant::Date() && {
+mail_processing::ole_date_t OwnedVariant::Date() && {
     Become(VT_DATE);
     return value_.date;
 }
@@ -89,4 +82,4 @@ HRESULT OwnedExceptionInfo::Code() noexcept {
     return info_.wCode != 0 ? FromErrorNumber(info_.wCode) : DISP_E_EXCEPTION;
 }
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

@@ -14,27 +14,13 @@
 // The order matters: it needs windows.h.
 #include <oleauto.h>
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 
-class OwnedBstr {
-public:
-    OwnedBstr() noexcept = default;
-    // Raises HResultCodeException E_OUTOFMEMORY.
-    explicit OwnedBstr(std::u16string_view text);
-    OwnedBstr(OwnedBstr&& other) noexcept : text_(other.detach()) {}
-    OwnedBstr& operator=(OwnedBstr&&) = delete;
-    ~OwnedBstr() { ::SysFreeString(text_); }
-
-    [[nodiscard]] BSTR detach() noexcept { return std::exchange(text_, nullptr); }
-
-private:
-    BSTR text_ = nullptr;
-};
-
-// A VARIANT with all that it refers to.
+// Owns a VARIANT with all that it refers to.
 class OwnedVariant {
 public:
     OwnedVariant() noexcept { ::VariantInit(&value_); }
+    // Raises std::bad_alloc.
     explicit OwnedVariant(std::u16string_view text);
     explicit OwnedVariant(std::int32_t number) noexcept;
     // Adds a reference. Null is a value too.
@@ -52,7 +38,7 @@ public:
     std::u16string Text() &&;
     std::int16_t Flag() &&;  // a VARIANT_BOOL as it is
     std::int32_t Number() &&;
-    ole_date_t Date() &&;
+    mail_processing::ole_date_t Date() &&;
     // Null when the value is no object.
     vek::RefPtr<IDispatch> Object() &&;
     vek::RefPtr<IUnknown> Unknown() &&;
@@ -63,7 +49,7 @@ private:
     VARIANT value_;
 };
 
-// What a callee says of its failure.
+// Owns an EXCEPINFO, in which a callee describes its failure.
 class OwnedExceptionInfo {
 public:
     OwnedExceptionInfo() noexcept = default;
@@ -73,11 +59,12 @@ public:
 
     EXCEPINFO* address() noexcept { return &info_; }
 
-    // Has the callee fill in what it put off. DISP_E_EXCEPTION when it gives no code.
+    // Has the callee fill in the description if it put that off, and gives its code;
+    // DISP_E_EXCEPTION when it says none.
     HRESULT Code() noexcept;
 
 private:
     EXCEPINFO info_{};
 };
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

@@ -4,7 +4,7 @@
 #include "mapi/interface_ids.h"
 #include "vek/core/ref_ptr.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 
 // The interface `id` of `object`. Raises HResultCodeException: E_POINTER when there is no object,
 // else the query's code.
@@ -16,4 +16,4 @@ vek::RefPtr<Interface> Query(IUnknown* object, const IID& id) {
     return found;
 }
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

@@ -1,13 +1,11 @@
 #pragma once
 
-#include <map>
-
+#include "com/listeners.h"
 #include "com/ole_values.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 
-// Who is told of the events of one outgoing interface. On the source's thread; subscribers may
-// subscribe and unsubscribe from within an event. Hold it while it fires.
+// The sinks of one outgoing interface. On the source's thread; hold it while it fires.
 class Subscribers {
 public:
     explicit Subscribers(const IID& events) noexcept : events_(events) {}
@@ -16,19 +14,17 @@ public:
 
     const IID& events() const noexcept { return events_; }
 
-    // Both as IConnectionPoint has them. A sink is one that answers to the interface or to
-    // IDispatch.
+    // Both as IConnectionPoint has them: E_POINTER, CONNECT_E_CANNOTCONNECT for a sink that answers
+    // neither to the interface nor to IDispatch, CONNECT_E_NOCONNECTION for an unknown cookie.
     HRESULT Advise(IUnknown* sink, DWORD* cookie) noexcept;
     HRESULT Unadvise(DWORD cookie) noexcept;
 
-    // Tells those who are subscribed when this begins and still are when their turn comes, in the
-    // order of their subscribing. A subscriber's failure is its own.
+    // Tells every sink, as Listeners does. A sink's failure concerns nobody else.
     void Fire(DISPID event, const OwnedVariant& argument) noexcept;
 
 private:
     const IID events_;
-    DWORD last_cookie_ = 0;
-    std::map<DWORD, vek::RefPtr<IDispatch>> sinks_;
+    Listeners<vek::RefPtr<IDispatch>> sinks_;
 };
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

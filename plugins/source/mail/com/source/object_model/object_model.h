@@ -1,6 +1,7 @@
 #pragma once
 
-// What the add-in needs of Outlook's object model, and how it is told of events.
+// The part of Outlook's object model that the add-in uses, as interfaces, and the events that it
+// hears.
 //
 // Everything here is called on Outlook's thread. Methods give the HRESULT of the call that they
 // stand for and fill their out parameters on success alone; none raises. Any call can make Outlook
@@ -32,14 +33,14 @@ inline constexpr std::int16_t kVariantTrue = -1;
 // A subscription to events: an advise cookie and what it was given by.
 class EventConnection {
 public:
-    // Unadvises what is advised still; a failure is nobody's.
+    // As Unadvise, if that was not called yet; a failure is ignored.
     virtual ~EventConnection() = default;
     // Ends it. No event comes afterwards, even when this fails.
     virtual HRESULT Unadvise() noexcept = 0;
 };
 using EventConnectionPtr = std::unique_ptr<EventConnection>;
 
-// What an item tells (ItemEvents_10).
+// Hears the events of an item (ItemEvents_10).
 class ItemEvents {
 public:
     virtual void OnRead() noexcept = 0;
@@ -90,7 +91,7 @@ protected:
     ~PropertyPages() = default;
 };
 
-// What the application tells (ApplicationEvents and what Outlook 12 added, ItemsEvents). An item
+// Hears the events of the application (ApplicationEvents and those that Outlook 12 added). An item
 // is valid as long as it is held.
 class ApplicationEvents {
 public:
@@ -105,7 +106,7 @@ protected:
     ~ApplicationEvents() = default;
 };
 
-// What a folder's items tell (ItemsEvents).
+// Hears the events of a folder's items (ItemsEvents).
 class FolderEvents {
 public:
     virtual void OnItemAdd(const ItemPtr& item) noexcept = 0;
@@ -140,7 +141,7 @@ public:
 };
 using ApplicationPtr = std::shared_ptr<Application>;
 
-// What connects the add-in, before it is known to be Outlook.
+// The object that connects the add-in, before it is known to be Outlook.
 class ApplicationObject {
 public:
     // Queries for {00063001-0000-0000-C000-000000000046}.
@@ -154,8 +155,7 @@ protected:
 class Cursor {
 public:
     virtual ~Cursor() = default;
-    // Shows the pointer `resource_id` of the system's and gives the one that was shown, null for
-    // none.
+    // Shows the system's pointer `resource_id` and gives the one that was shown before, or null.
     virtual void* Show(std::uint16_t resource_id) noexcept = 0;
     virtual void Restore(void* previous) noexcept = 0;
 };

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <utility>
 
+#include "com/border.h"
 #include "internal/helpers/hresult_exception.h"
-#include "vek/core/current_exception.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -40,17 +40,26 @@ constexpr std::string_view ContextName(ULONG context) noexcept {
 CExchClientExt::CExchClientExt(trace::TracerPtr tracer) : tracer_(std::move(tracer)) {}
 
 ExchangeEventSourcePtr CExchClientExt::EventsOf(vek::RefPtr<CExchClientExt> extension) {
-    const auto owner = std::make_shared<vek::RefPtr<CExchClientExt>>(std::move(extension));
-    return {owner, (*owner)->subscribers_.get()};
+    struct Source final : ExchangeEventSource {
+        explicit Source(vek::RefPtr<CExchClientExt> e) noexcept : extension(std::move(e)) {}
+        HRESULT Advise(ExchangeEvents& events, EventConnectionPtr& connection) noexcept override {
+            return com::AtBorder(
+                [&] { connection = com::Listen(extension->subscribers_, events); });
+        }
+        const vek::RefPtr<CExchClientExt> extension;
+    };
+    return std::make_shared<Source>(std::move(extension));
 }
 
 HRESULT CExchClientExt::Install(mapi::IExchExtCallback* callback, ULONG context, ULONG) noexcept {
-    try {
-        return Decide(callback, context);
-    } catch (...) {
-        trace::WriteCurrentException(tracer_);
-        return static_cast<HRESULT>(vek::CurrentExceptionResult());
-    }
+    return com::AtBorder([&] {
+        try {
+            return Decide(callback, context);
+        } catch (...) {
+            trace::WriteCurrentException(tracer_);
+            throw;
+        }
+    });
 }
 
 HRESULT CExchClientExt::Decide(mapi::IExchExtCallback* callback, ULONG context) const {
@@ -69,12 +78,11 @@ HRESULT CExchClientExt::Decide(mapi::IExchExtCallback* callback, ULONG context) 
     return S_FALSE;
 }
 
-HRESULT CExchClientExt::Fire(ExchangeSubscribers::Event event,
-                             mapi::IExchExtCallback* callback) noexcept {
+HRESULT CExchClientExt::Fire(Event event, mapi::IExchExtCallback* callback) noexcept {
     // Neither goes away before everyone has been told.
     const auto held = vek::RefPtr<mapi::IExchExtCallback>::Share(callback);
     const auto subscribers = subscribers_;
-    subscribers->Fire(event, callback);
+    subscribers->Fire([&](ExchangeEvents& subscriber) { (subscriber.*event)(callback); });
     return S_FALSE;
 }
 

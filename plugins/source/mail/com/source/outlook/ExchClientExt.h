@@ -3,8 +3,9 @@
 #include <memory>
 
 #include "com/com_object.h"
+#include "com/listeners.h"
 #include "mapi/exchange_extension.h"
-#include "outlook/exchange_subscribers.h"
+#include "object_model/exchange_events.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/trace/tracer.h"
 
@@ -13,14 +14,15 @@ namespace plugins::mail_processing {
 // The Exchange client extension: tells its subscribers of the client's events and decides nothing
 // itself. On Outlook's thread. Construct with vek::MakeObject.
 class CExchClientExt final
-    : public mapi::ComObject<
-          mapi::ComInterface<mapi::IExchExt, mapi::iid::kExchExt>,
-          mapi::ComInterface<mapi::IExchExtSessionEvents, mapi::iid::kExchExtSessionEvents>,
-          mapi::ComInterface<mapi::IExchExtMessageEvents, mapi::iid::kExchExtMessageEvents>> {
+    : public com::ComObject<
+          com::ComInterface<mapi::IExchExt, mapi::iid::kExchExt>,
+          com::ComInterface<mapi::IExchExtSessionEvents, mapi::iid::kExchExtSessionEvents>,
+          com::ComInterface<mapi::IExchExtMessageEvents, mapi::iid::kExchExtMessageEvents>> {
 public:
     explicit CExchClientExt(vek::trace::TracerPtr tracer = vek::trace::ProcessTracer());
 
-    // For a subscriber in this process; it keeps the extension alive. Raises for want of memory.
+    // The events of `extension` for a subscriber in this process, which keeps it alive. Raises
+    // std::bad_alloc.
     static ExchangeEventSourcePtr EventsOf(vek::RefPtr<CExchClientExt> extension);
 
     // Stays in a session and in the windows of messages and property sheets, of a client of the
@@ -43,11 +45,12 @@ public:
 
 private:
     HRESULT Decide(mapi::IExchExtCallback* callback, ULONG context) const;
-    HRESULT Fire(ExchangeSubscribers::Event event, mapi::IExchExtCallback* callback) noexcept;
+    using Event = void (ExchangeEvents::*)(mapi::IExchExtCallback*) noexcept;
+    HRESULT Fire(Event event, mapi::IExchExtCallback* callback) noexcept;
 
     const vek::trace::TracerPtr tracer_;
-    const std::shared_ptr<ExchangeSubscribers> subscribers_ =
-        std::make_shared<ExchangeSubscribers>();
+    const std::shared_ptr<com::Listeners<ExchangeEvents*>> subscribers_ =
+        std::make_shared<com::Listeners<ExchangeEvents*>>();
 };
 
 }  // namespace plugins::mail_processing

@@ -2,28 +2,29 @@
 
 #include <utility>
 
+#include "com/border.h"
 #include "internal/helpers/hresult_exception.h"
 
 namespace plugins::mail_processing {
 
-// A handler's place among the followed items.
-class FollowedItems::Place final : public EventConnection {
+// Keeps a handler among the followed items until it is unadvised.
+class FollowedItems::Subscription final : public EventConnection {
 public:
-    Place(Handlers& handlers, const std::shared_ptr<ItemEventHandler>& handler)
-        : handlers_(handlers), place_(handlers.insert(handlers.end(), handler)) {}
-    ~Place() override { Unadvise(); }
+    Subscription(Handlers& handlers, const std::shared_ptr<ItemEventHandler>& handler)
+        : handlers_(handlers), position_(handlers.insert(handlers.end(), handler)) {}
+    ~Subscription() override { Unadvise(); }
 
     HRESULT Unadvise() noexcept override {
         if (!std::exchange(taken_, false)) return S_OK;
         // Out of the list first: the end of a handler makes calls.
         Handlers leaving;
-        leaving.splice(leaving.end(), handlers_, place_);
+        leaving.splice(leaving.end(), handlers_, position_);
         return S_OK;
     }
 
 private:
     Handlers& handlers_;
-    const Handlers::iterator place_;
+    const Handlers::iterator position_;
     bool taken_ = true;
 };
 
@@ -46,12 +47,7 @@ void FollowedItems::Clear() noexcept {
 
 HRESULT FollowedItems::Follow(const std::shared_ptr<ItemEventHandler>& handler,
                               EventConnectionPtr& connection) noexcept {
-    try {
-        connection = std::make_unique<Place>(handlers_, handler);
-        return S_OK;
-    } catch (...) {  // memory is all that it takes
-        return E_OUTOFMEMORY;
-    }
+    return com::AtBorder([&] { connection = std::make_unique<Subscription>(handlers_, handler); });
 }
 
 }  // namespace plugins::mail_processing

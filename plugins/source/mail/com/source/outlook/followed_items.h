@@ -34,7 +34,7 @@ public:
 
 private:
     using Handlers = std::list<std::shared_ptr<ItemEventHandler>>;
-    class Place;
+    class Subscription;
 
     const std::function<void(const ItemPtr&)> read_;
     const vek::trace::TracerPtr tracer_;

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the add-in itself reads of a message. All of it raises helpers::HResultCodeException when
-// the call fails, and leaves nothing of MAPI's memory behind.
+// The properties of a message that the add-in itself reads. All of it raises
+// helpers::HResultCodeException when the call fails, and leaves nothing of MAPI's memory behind.
 
 #include <string>
 

@@ -143,7 +143,7 @@ vek::result_t MessageProcessor::CheckFromCallback(mapi::IExchExtCallback* callba
     vek::RefPtr<IMessage> message;
     const HRESULT result = properties->QueryInterface(mapi::iid::kMessage, message.put_void());
     if (FAILED(result) || !message) vek::ThrowBadQueryInterface();
-    return Check(message.get(), true, false);
+    return Check(message.get(), kIncoming, kForeground);
 }
 
 void MessageProcessor::ProcessMessageByEntryId(std::u16string_view hex_entry_id,
@@ -163,7 +163,7 @@ vek::result_t MessageProcessor::CheckByEntryId(std::u16string_view hex_entry_id)
         static_cast<ULONG>(entry_id.size()), reinterpret_cast<ENTRYID*>(entry_id.data()),
         &mapi::iid::kMessage, MAPI_BEST_ACCESS, &object_type, object.put()));
     // Asked for by its interface id, the object is the message.
-    return Check(static_cast<IMessage*>(object.get()), true, true);
+    return Check(static_cast<IMessage*>(object.get()), kIncoming, kBackground);
 }
 
 void MessageProcessor::LogonBackgroundSession() {

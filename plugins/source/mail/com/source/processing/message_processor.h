@@ -19,6 +19,13 @@ namespace plugins::mail_processing {
 
 class InvokeDispatcher;
 
+// For ProcessMessage: mail that was received or is read, against mail that is being sent; a check
+// on Outlook's thread, against one on the background thread.
+inline constexpr bool kIncoming = true;
+inline constexpr bool kOutgoing = false;
+inline constexpr bool kForeground = false;
+inline constexpr bool kBackground = true;
+
 // The surroundings of a processor besides MAPI. References outlive it.
 struct ProcessorEnvironment {
     vek::platform::System& system = vek::platform::TheSystem();
@@ -46,8 +53,8 @@ public:
     MessageProcessor(const MessageProcessor&) = delete;
     MessageProcessor& operator=(const MessageProcessor&) = delete;
 
-    // `incoming`: true for mail received or read, false for mail being sent. `background` picks
-    // the background session when no session was supplied. The calling thread owns `message`.
+    // `incoming` and `background` are of the constants above; the latter picks the background
+    // session when no session was supplied. The calling thread owns `message`.
     void ProcessMessage(IMessage* message, bool incoming, bool background,
                         const ObservedCheck& check = {});
 

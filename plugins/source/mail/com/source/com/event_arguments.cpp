@@ -1,8 +1,8 @@
-#include "automation/event_arguments.h"
+#include "com/event_arguments.h"
 
 #include "internal/helpers/hresult_exception.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 namespace {
 
 void Require(bool fits) {
@@ -60,4 +60,4 @@ VARIANT_BOOL& EventArguments::FlagByReference(std::size_t index) const {
     return *argument.pboolVal;
 }
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

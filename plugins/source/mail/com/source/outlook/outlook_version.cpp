@@ -1,4 +1,4 @@
-#include "outlook/version.h"
+#include "outlook/outlook_version.h"
 
 namespace plugins::mail_processing {
 

@@ -6,9 +6,9 @@
 
 #include "com/ole_values.h"
 
-namespace plugins::mail_processing::automation {
+namespace plugins::com {
 
-// What an event brings. Arguments are numbered in the event's order, from 0, though they come in
+// The arguments of an event. They are numbered in the event's order, from 0, though they come in
 // the reverse one. Nothing is coerced: an argument that is not of the type asked for raises
 // HResultCodeException DISP_E_TYPEMISMATCH.
 class EventArguments {
@@ -29,10 +29,10 @@ public:
     VARIANT_BOOL& FlagByReference(std::size_t index) const;
 
 private:
-    // What is there to be read, by value or through one reference that is not null.
+    // The argument itself, or the one that it refers to; never through a null reference.
     const VARIANT& At(std::size_t index) const;
 
     const DISPPARAMS* parameters_;
 };
 
-}  // namespace plugins::mail_processing::automation
+}  // namespace plugins::com

@@ -1,0 +1,101 @@
+#include "com/event_connection.h"
+
+#include <ocidl.h>
+
+#include <utility>
+
+#include "com/border.h"
+#include "com/com_object.h"
+#include "com/query.h"
+
+namespace plugins::com {
+namespace {
+
+// Hears the events of one outgoing interface and hands them on, until it is muted.
+class EventSink final : public CountedObject<IDispatch> {
+public:
+    EventSink(const IID& events, EventHandler handler) noexcept
+        : events_(events), handler_(std::move(handler)) {}
+
+    // No call of the handler begins afterwards, whoever holds on to the sink.
+    void Mute() noexcept { muted_ = true; }
+
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override {
+        if (count == nullptr) return E_POINTER;
+        *count = 0;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** info) noexcept override {
+        if (info != nullptr) *info = nullptr;
+        return E_NOTIMPL;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID,
+                                            DISPID*) noexcept override {
+        return E_NOTIMPL;
+    }
+
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters,
+                                     VARIANT*, EXCEPINFO*, UINT*) noexcept override {
+        if (muted_) return S_OK;
+        // The handler may end the subscription, and with it the last other reference.
+        const auto self = vek::RefPtr<EventSink>::Share(this);
+        return AtBorder([&] { handler_(event, EventArguments(parameters)); });
+    }
+
+private:
+    void* Find(REFIID id) noexcept override {
+        return id == IID_IDispatch || id == events_ ? static_cast<IDispatch*>(this) : nullptr;
+    }
+
+    const IID events_;
+    const EventHandler handler_;
+    bool muted_ = false;
+};
+
+class SinkConnection final : public mail_processing::EventConnection {
+public:
+    SinkConnection(const IID& events, EventHandler handler)
+        : events_(events), sink_(vek::MakeObject<EventSink>(events, std::move(handler))) {}
+    ~SinkConnection() override { Unadvise(); }
+
+    void Advise(IUnknown* source) {
+        auto container = Query<IConnectionPointContainer>(source, IID_IConnectionPointContainer);
+        vek::RefPtr<IConnectionPoint> point;
+        helpers::CheckGiven(container->FindConnectionPoint(events_, point.put()), point);
+        helpers::CheckHResult(point->Advise(sink_.get(), &cookie_));
+        source_ = std::move(container);
+    }
+
+    HRESULT Unadvise() noexcept override {
+        // Taken out first: the calls made here may raise events whose handlers end this once more
+        // or destroy it.
+        const auto sink = std::move(sink_);
+        const auto source = std::move(source_);
+        if (sink) sink->Mute();
+        if (!source) return S_OK;
+        const DWORD cookie = cookie_;
+        vek::RefPtr<IConnectionPoint> point;
+        const HRESULT found = source->FindConnectionPoint(events_, point.put());
+        if (FAILED(found)) return found;
+        return point ? point->Unadvise(cookie) : E_UNEXPECTED;
+    }
+
+private:
+    const IID events_;
+    vek::RefPtr<EventSink> sink_;
+    vek::RefPtr<IConnectionPointContainer> source_;  // null unless advised
+    DWORD cookie_ = 0;
+};
+
+}  // namespace
+
+mail_processing::EventConnectionPtr ConnectEvents(IUnknown* source, const IID& events,
+                                                  EventHandler handler) {
+    auto connection = std::make_unique<SinkConnection>(events, std::move(handler));
+    connection->Advise(source);
+    return connection;
+}
+
+}  // namespace plugins::com

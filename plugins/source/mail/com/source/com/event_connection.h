@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+
+#include "com/event_arguments.h"
+#include "object_model/object_model.h"
+
+namespace plugins::com {
+
+// Takes an event, or leaves one that is not its own; an exception becomes the code that the source
+// is given.
+using EventHandler = std::function<void(DISPID, const EventArguments&)>;
+
+// Subscribes `handler` to the events of `source` through its connection point for `events`; the
+// connection holds the source. On the source's thread; the handler may be entered from within
+// itself and may end the connection. An event that it leaves is answered with S_OK: a source may
+// drop a sink that fails.
+//
+// Raises HResultCodeException with the code of the call that failed, E_POINTER without a source;
+// then nothing stays advised, and the handler is not called again even if the source keeps it.
+mail_processing::EventConnectionPtr ConnectEvents(IUnknown* source, const IID& events,
+                                                  EventHandler handler);
+
+}  // namespace plugins::com
