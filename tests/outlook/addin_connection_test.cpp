@@ -64,6 +64,9 @@ TEST_F(AddinConnectionTest, FailsOnlyForWhatItNeedsAndSurvivesItsEndFromWithinAn
     system_.fail_start_thread = 1;
     EXPECT_EQ(addin_->OnConnection(*host_), S_OK) << "without a background thread";
     Send(NewItem());
+    const std::size_t refused = tracer_->Count("300 CheckFailedException");
+    NewMail(u"AA");
+    EXPECT_EQ(tracer_->Count("300 CheckFailedException"), refused + 1) << "queued for nobody";
 }
 
 TEST_F(AddinConnectionTest, NewerEventsAreThoseOfOutlook12) {

@@ -51,6 +51,7 @@ TEST_F(AddinTest, Decisions) {
         {"14", true, [&] { Read(NewItem(kJustNow)); },
          kImpl + " skip check on read. Message just created", ""},
         {"14", true, [&] { Read(NewItem()); }, "700 Message exists 86400 seconds", "i"},
+        {"14", true, [&] { Read(NewItem(2.0 / 86400)); }, "700 Message exists 2 seconds", "i"},
         {"16", true, [&] { Read(NewItem(kJustNow)); }, "700 Process message with id: ", "i"},
         {"16", true, [&] { Read(NewDraft()); }, kImpl + " message is not saved, exiting", ""},
         {"16", true, read_no_id, "Disable onRead thread guard before test property", "i"},
@@ -93,11 +94,14 @@ TEST_F(AddinTest, Decisions) {
 TEST_F(AddinTest, AMessageIsCheckedOnceInThirtySecondsAndNotWhileTheBackgroundDoes) {
     Connect();
     during_check_ = [&] { EXPECT_EQ(cursor_.shown, reinterpret_cast<void*>(32514)); };
+    Read(NewItem());
+    during_check_ = [] {};
+    incoming_ = 0;
     const std::string read = NewMessage();
     for (const auto& [seconds, checks] : {std::pair(0, 1), {30, 1}, {31, 2}}) {
         clock_.utc += static_cast<std::uint64_t>(seconds) * 10'000'000;
-        Read(Shown(read));
         Client(kClientRead, Shown(read));
+        Read(Shown(read));
         EXPECT_EQ(incoming_, checks);
         clock_.utc -= static_cast<std::uint64_t>(seconds) * 10'000'000;
     }
@@ -188,6 +192,7 @@ TEST_F(AddinTest, HandlersEnteredFromWithinEachOther) {
     } const table[] = {
         {"send in read", read, open, send, read_busy, "i"},
         {"send in test property", read, property, send, sent, "io"},
+        {"send in check on read", read, cursor, send, sent, "io"},
         {"read in send", send, saved, read, send_busy, "o"},
         {"read in check on send", send, cursor, read, send_busy, "o"},
         {"read in add", add, id, read, add_busy, ""},
