@@ -11,7 +11,7 @@
 #include "bench/other_process.h"
 #include "bench/ratio.h"
 #include "bench/remote_service.h"
-#include "common/remoting/mail_remote.h"
+#include "common/remoting/interface_descriptions.h"
 #include "common/remoting/remote_interfaces.h"
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"

@@ -10,7 +10,6 @@
 #include "vek/core/ref_ptr.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
-#include "vek/remoting/service_locator_remote.h"
 
 namespace bench {
 

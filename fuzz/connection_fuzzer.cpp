@@ -52,14 +52,15 @@ void Run(FuzzedDataProvider& input) {
     vek::remoting::ConnectionConfig config;
     config.factories = plugins::remoting::RemoteInterfaces();
     fuzz::FuzzedConnection behind(input, config);
-    if (input.ConsumeBool()) behind.connection->SynchronizeWithPeerFeatures(Features(input));
+    if (input.ConsumeBool())
+        behind.connection->features().SynchronizeWithPeerFeatures(Features(input));
 
     const auto master = std::make_shared<Master>(vek::MakeObject<Locator>(behind));
     config.master = master;
     {
         fuzz::FuzzedConnection front(input, config);
         if (input.ConsumeBool()) {
-            front.connection->SynchronizeWithPeerFeatures(Features(input));
+            front.connection->features().SynchronizeWithPeerFeatures(Features(input));
             // An object of every interface, for the peer to call.
             for (const vek::interface_id_t id :
                  {vek::IServiceLocator::kInterfaceId, IMailScanner::kInterfaceId,

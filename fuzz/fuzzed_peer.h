@@ -12,7 +12,7 @@
 #include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/remoting/connection.h"
-#include "vek/remoting/special_methods.h"
+#include "vek/remoting/marshalling.h"
 
 namespace fuzz {
 
@@ -150,7 +150,7 @@ public:
         static_cast<void>(
             connection->registry().CreateProxy(id,
                                                std::make_shared<vek::remoting::StubReference>(
-                                                   vek::remoting::Place{connection, handle}),
+                                                   vek::remoting::StubAddress{connection, handle}),
                                                proxy.put_void()));
         return proxy;
     }

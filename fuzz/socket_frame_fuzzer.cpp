@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "remote/packet/rpc_protocol_processor_in.h"
 #include "remote/socket/frame_posix.h"
-#include "remote/socket/packet_posix.h"
+#include "remote/socket/handle_transfer_posix.h"
 #include "vek/platform/descriptor_posix.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -26,7 +27,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         vek::result_t verdict = 0;
         if (remote::ReadVerdict(frame, verdict)) continue;
         remote::RpcProtocolProcessorIn packet;
-        const vek::result_t code = remote::ReadPacket(frame, false, packet);
+        vek::result_t code = packet.ParsePacket(std::move(frame.body));
+        remote::PosixHandleTransfer transfer(std::move(frame.descriptors));
+        if (vek::Succeeded(code)) code = packet.PrepareHandles(transfer, false);
         if (vek::Failed(code) && packet.has_call_data() && packet.GetCallData().size() > size) {
             std::abort();
         }

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "mapi/entry_id.h"
 #include "model/internet_headers.h"
-#include "processing/entry_id.h"
 #include "vek/core/exception.h"
 #include "vek/core/text.h"
 
@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     const std::u16string wide = vek::ToUtf16(text);
     if (vek::ToUtf16(vek::ToUtf8(wide)) != wide) std::abort();
-    if (mail::EntryIdFromHex(wide).size() != wide.size() / 2) std::abort();
+    if (plugins::mapi::EntryIdFromHex(wide).size() != wide.size() / 2) std::abort();
 
     std::u16string units;
     for (std::size_t i = 0; i + 1 < size; i += 2) {

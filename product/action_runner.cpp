@@ -81,7 +81,7 @@ void ActionRunner::Run() {
 }
 
 void ActionRunner::RunSubject() {
-    // What cannot be read must not be overwritten.
+    // A subject that could not be read must not be overwritten.
     if (!facts_.subject_known) return;
     std::u16string_view old = facts_.subject;
     const bool marked = old.starts_with(kInfectedPrefix);
@@ -100,7 +100,7 @@ void ActionRunner::RunHeader(const Action& action) {
             log_.Changed("property " + TagText(action.tag) + " \"" + action.text + '"');
         }
     } else if (action.kind == ActionKind::kSetHeader) {
-        // The line is put behind the others as it is given.
+        // SetHeader appends the line as it is given, so it needs its own end.
         if (log_.Change({}, "SetHeader", message_.SetHeader(action.text + "\r\n"))) {
             log_.Changed("header \"" + action.text + '"');
         }
@@ -118,7 +118,7 @@ void ActionRunner::RunNotices() {
         if (outcome != 0) {
             log_.Failed({}, "AppendNotice (the message may not be changed)", vek::result::kFalse);
         } else if (!facts_.has_html_body) {
-            // It comes first, and without it the plain body is left alone.
+            // The notice goes into the HTML body first; without one the plain body is left alone.
             log_.Failed({}, "AppendNotice (there is no HTML body)", vek::result::kFalse);
         } else {
             log_.Changed("notice \"" + std::string(notice) + '"');
@@ -128,18 +128,18 @@ void ActionRunner::RunNotices() {
 
 void ActionRunner::RunAttachment(AttachmentFacts& attachment, const AttachmentPlan& plan) {
     auto& provider = *attachment.provider;
-    const std::string& place = attachment.place;
+    const std::string& label = attachment.label;
     if (plan.remove) {
-        if (log_.Change(place, "Delete", provider.Delete())) log_.Changed(place + " deleted");
+        if (log_.Change(label, "Delete", provider.Delete())) log_.Changed(label + " deleted");
         return;
     }
-    if (plan.content && contents_.Replace(provider, place, *plan.content)) {
-        log_.Changed(place + " replaced");
+    if (plan.content && contents_.Replace(provider, label, *plan.content)) {
+        log_.Changed(label + " replaced");
     }
     const std::string old = attachment.names.empty() ? std::string() : attachment.names.front();
     const std::string name = Refill<char>(plan.name_forms, kNamePlaceholder, old);
-    if (name != old && log_.Change(place, "Rename", provider.Rename(name))) {
-        log_.Changed(place + " renamed to \"" + name + '"');
+    if (name != old && log_.Change(label, "Rename", provider.Rename(name))) {
+        log_.Changed(label + " renamed to \"" + name + '"');
     }
 }
 

@@ -19,17 +19,19 @@ inline constexpr std::string_view kInfectedNotice =
 inline constexpr std::string_view kInfectedReplacement =
     "This attachment carried the EICAR test string and was removed.\r\n";
 
-// Collects what is to be done with one message, then does it: the subject is written once however
-// many rules change it, and an attachment that is to be deleted is not rewritten before.
+// Collects the actions on one message, then runs them: the subject is written once however many
+// rules change it, and an attachment that is to be deleted is not rewritten before. For one thread.
 class ActionRunner {
 public:
-    // All of them must outlive the runner.
+    // Each argument must outlive the runner.
     ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
                  ContentReader& contents, CallbackLog& log);
 
+    // Adds the actions of a rule, which must outlive the runner.
     void Add(const RuleMatch& match);
-    // Marks the message and replaces the attachments that are infected.
+    // Adds the mark, the notice and the replacement of infected attachments.
     void AddInfection();
+    // Runs what was added. Failures go to the log.
     void Run();
 
 private:

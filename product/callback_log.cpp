@@ -14,28 +14,28 @@ bool IsAbsence(vek::result_t code) {
 
 }  // namespace
 
-bool CallbackLog::Read(std::string_view place, std::string_view operation, vek::result_t code) {
+bool CallbackLog::Read(std::string_view label, std::string_view operation, vek::result_t code) {
     ++report_.callbacks;
     if (vek::Succeeded(code)) return true;
     if (IsAbsence(code)) return false;
     if (code == vek::result::kNotSupported) {
-        report_.not_offered.emplace_back(place.empty() ? operation : place);
+        report_.not_offered.emplace_back(label.empty() ? operation : label);
     } else {
-        Failed(place, operation, code);
+        Failed(label, operation, code);
     }
     return false;
 }
 
-bool CallbackLog::Change(std::string_view place, std::string_view operation, vek::result_t code) {
+bool CallbackLog::Change(std::string_view label, std::string_view operation, vek::result_t code) {
     ++report_.callbacks;
     if (vek::Succeeded(code)) return true;
-    if (!IsAbsence(code)) Failed(place, operation, code);
+    if (!IsAbsence(code)) Failed(label, operation, code);
     return false;
 }
 
-void CallbackLog::Failed(std::string_view place, std::string_view operation, vek::result_t code) {
-    std::string text(place);
-    if (!place.empty()) text += ": ";
+void CallbackLog::Failed(std::string_view label, std::string_view operation, vek::result_t code) {
+    std::string text(label);
+    if (!label.empty()) text += ": ";
     report_.failures.push_back({text.append(operation), code});
     if (vek::Succeeded(report_.result) && vek::Failed(code)) report_.result = code;
 }

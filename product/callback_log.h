@@ -8,23 +8,23 @@
 
 namespace reference_product {
 
-// Judges what the message's operations answer and writes it into the report.
+// Judges the results of the message's operations and writes them into the report. For one thread.
 //
-// An operation that is not implemented, and a thing that is not there or not offered, are no
-// failures: a message need not have everything, and a plug-in need not offer it.
+// "Not implemented", "not found" and "not supported" are no failures: a message need not have
+// everything, and a plug-in need not offer it.
 class CallbackLog {
 public:
     // `report` must outlive the log.
     explicit CallbackLog(ScanReport& report) noexcept : report_(report) {}
 
-    // Counts a call of `operation` on `place` (empty: the message itself) that was to read
-    // something. True when it succeeded.
-    bool Read(std::string_view place, std::string_view operation, vek::result_t code);
-    // The same of a call that was to change something.
-    bool Change(std::string_view place, std::string_view operation, vek::result_t code);
+    // Notes the result of a call that reads. `label` names the part of the message in the report;
+    // empty is the message itself. True when the call succeeded.
+    bool Read(std::string_view label, std::string_view operation, vek::result_t code);
+    // Notes the result of a call that changes something. True when the call succeeded.
+    bool Change(std::string_view label, std::string_view operation, vek::result_t code);
 
-    // What failed without a failing code; `code` says why.
-    void Failed(std::string_view place, std::string_view operation, vek::result_t code);
+    // Notes a failure that the operation's own result did not tell; `code` says why.
+    void Failed(std::string_view label, std::string_view operation, vek::result_t code);
 
     void Found(std::string finding);
     void Changed(std::string change);

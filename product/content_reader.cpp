@@ -19,17 +19,17 @@ constexpr std::size_t kReadSize = std::size_t{64} << 10;
 
 ContentReader::ContentReader(CallbackLog& log) : log_(log), buffer_(kReadSize) {}
 
-void ContentReader::Read(IPropertyProvider& provider, std::string_view place, const Sink& sink) {
+void ContentReader::Read(IPropertyProvider& provider, std::string_view label, const Sink& sink) {
     vek::RefPtr<IDataStream> stream;
-    if (!log_.Read(place, "OpenStream", provider.OpenStream(access_mode::kRead, 0, stream.put())) ||
+    if (!log_.Read(label, "OpenStream", provider.OpenStream(access_mode::kRead, 0, stream.put())) ||
         !stream) {
         return;
     }
     for (;;) {
         std::uint32_t count = 0;
-        if (!log_.Read(place, "Read", stream->Read(buffer_, count))) return;
+        if (!log_.Read(label, "Read", stream->Read(buffer_, count))) return;
         if (count > buffer_.size()) {
-            log_.Failed(place, "Read", vek::result::kUnexpected);
+            log_.Failed(label, "Read", vek::result::kUnexpected);
             return;
         }
         log_.BytesRead(count);
@@ -38,10 +38,10 @@ void ContentReader::Read(IPropertyProvider& provider, std::string_view place, co
     }
 }
 
-bool ContentReader::Replace(IPropertyProvider& provider, std::string_view place,
+bool ContentReader::Replace(IPropertyProvider& provider, std::string_view label,
                             std::string_view content) {
     vek::RefPtr<IDataStream> stream;
-    if (!log_.Change(place, "OpenStream",
+    if (!log_.Change(label, "OpenStream",
                      provider.OpenStream(access_mode::kRead | access_mode::kWrite,
                                          open_mode::kCreate, stream.put())) ||
         !stream) {
@@ -49,19 +49,19 @@ bool ContentReader::Replace(IPropertyProvider& provider, std::string_view place,
     }
     // A stream may be one that was opened before and stands anywhere.
     std::uint64_t position = 0;
-    if (!log_.Change(place, "Seek", stream->Seek(0, SeekOrigin::kStart, position))) return false;
-    if (!log_.Change(place, "SetSize", stream->SetSize(0))) return false;
+    if (!log_.Change(label, "Seek", stream->Seek(0, SeekOrigin::kStart, position))) return false;
+    if (!log_.Change(label, "SetSize", stream->SetSize(0))) return false;
     auto left = std::as_bytes(std::span(content));
     while (!left.empty()) {
         std::uint32_t count = 0;
-        if (!log_.Change(place, "Write", stream->Write(left, count))) return false;
+        if (!log_.Change(label, "Write", stream->Write(left, count))) return false;
         if (count == 0 || count > left.size()) {
-            log_.Failed(place, "Write", vek::result::kUnexpected);
+            log_.Failed(label, "Write", vek::result::kUnexpected);
             return false;
         }
         left = left.subspan(count);
     }
-    return log_.Change(place, "Commit", stream->Commit());
+    return log_.Change(label, "Commit", stream->Commit());
 }
 
 }  // namespace reference_product

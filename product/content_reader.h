@@ -11,7 +11,7 @@
 
 namespace reference_product {
 
-// Reads and replaces the contents of one message's bodies and attachments.
+// Reads and replaces the contents of one message's bodies and attachments. For one thread.
 class ContentReader {
 public:
     using Sink = std::function<void(std::span<const std::byte>)>;
@@ -20,12 +20,12 @@ public:
     explicit ContentReader(CallbackLog& log);
 
     // Hands the content to `sink` in pieces of at most 64 KiB, up to the end or the first failure.
-    // `place` names the content in the report.
-    void Read(plugins::mail_processing::IPropertyProvider& provider, std::string_view place,
+    // `label` names the content in the report. Raises what `sink` raises.
+    void Read(plugins::mail_processing::IPropertyProvider& provider, std::string_view label,
               const Sink& sink);
 
-    // True when all of `content` has taken the place of the old content.
-    bool Replace(plugins::mail_processing::IPropertyProvider& provider, std::string_view place,
+    // Replaces the old content and commits. False when a step failed; the report says which.
+    bool Replace(plugins::mail_processing::IPropertyProvider& provider, std::string_view label,
                  std::string_view content);
 
 private:

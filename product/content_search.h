@@ -1,6 +1,7 @@
 #pragma once
 
-// What every content of a message (a body, an attachment) is searched for.
+// The search of a message's contents, its bodies and attachments, for the texts that rules name
+// and for the EICAR test string.
 
 #include <cstddef>
 #include <span>
@@ -11,18 +12,21 @@
 
 namespace reference_product {
 
-// The standard EICAR test string, which every scanner reports as if it were a virus. It is put
-// together when asked for, so that neither a source file nor a binary of this tree holds it.
+// Gives the standard EICAR test string, which every scanner reports as if it were a virus. It is
+// put together by the call, so that neither a source file nor a binary of this tree holds it.
 std::string EicarTestString();
 
+// The texts that a content holds.
 struct ContentHits {
     bool infected = false;
-    std::vector<bool> texts;  // by the index of the text
+    std::vector<bool> texts;  // by the index of the rules' text
 
+    // Takes in the hits of another content.
     void Add(const ContentHits& other);
 };
 
-// The test string and the texts of the rules. Immutable; scans on any threads may share one.
+// The test string and the texts of the rules, ready to be searched for. Immutable; scans on any
+// threads may share one.
 class ContentSearch {
 public:
     explicit ContentSearch(std::span<const std::string> texts);
@@ -34,7 +38,7 @@ private:
     PatternSet texts_;
 };
 
-// One content's way through a ContentSearch, which must outlive it.
+// Searches one content, which arrives in pieces. The ContentSearch must outlive it.
 class ContentScan {
 public:
     explicit ContentScan(const ContentSearch& search);

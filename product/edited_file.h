@@ -15,19 +15,19 @@
 
 namespace reference_product {
 
-// A file that people edit while the product runs: it is read for each question, and parsed when it
-// has changed. Free-threaded.
+// A file that people edit while the product runs. Each Get reads it, and parses it when it has
+// changed. Any thread may call it.
 template <class Content>
 class EditedFile {
 public:
-    // Raises std::exception for a text that it does not understand.
+    // Turns the file's text into its content; raises std::exception for a malformed text.
     using Parse = std::function<Content(std::string_view text)>;
 
     EditedFile(std::filesystem::path path, Parse parse, Log log)
         : path_(std::move(path)), parse_(std::move(parse)), log_(std::move(log)) {}
 
-    // What the file says now. kNotFound when it is not there, kInvalidType when it cannot be read
-    // or is not understood: then `content` is left as it was, and the log is told why, once.
+    // Gives what the file says now. A missing file gives kNotFound, one that cannot be read or
+    // parsed kInvalidType: then `content` stays as it was, and the log is told why, once.
     vek::result_t Get(std::shared_ptr<const Content>& content) {
         const std::lock_guard guard(lock_);
         vek::result_t code = vek::result::kInvalidType;
@@ -63,10 +63,10 @@ private:
     const Parse parse_;
     const Log log_;
     std::mutex lock_;  // guards what follows
-    // The last text that was understood, and what it says.
+    // The last well-formed text, and its content.
     std::string text_;
     std::shared_ptr<const Content> content_;
-    std::string trouble_;  // what the log was told last
+    std::string trouble_;  // the complaint that the log has already had
 };
 
 }  // namespace reference_product

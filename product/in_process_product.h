@@ -1,6 +1,6 @@
 #pragma once
 
-// The product in the plug-in's own process: loader and service locator without anything between.
+// The product in the plug-in's own process: loader and service locator without a border between.
 
 #include <atomic>
 #include <cstdint>
@@ -14,20 +14,20 @@
 
 namespace reference_product {
 
-// Offers services by the id of their interface; free-threaded. Can play a product that is not
-// there: a failing code set for the loader or for the locator is what every lookup then answers.
+// Offers services by the id of their interface. It can play a product that does not answer: every
+// lookup then gives the code set for the loader or for the locator. Any thread may call it.
 class InProcessProduct final : public vek::ObjectImpl<plugins::ILoader, plugins::IServiceLocator> {
 public:
     explicit InProcessProduct(vek::RefPtr<plugins::mail_processing::IMailScanner> scanner);
 
-    // Offers one more service, or another in place of the one with that id.
+    // Adds a service, or replaces the one with that id.
     void Offer(vek::interface_id_t id, vek::RefPtr<vek::IObject> service);
 
-    // kOk makes it reachable again.
+    // Sets the code that lookups give; kOk makes the product answer again.
     void FailLoader(vek::result_t code) noexcept { loader_result_ = code; }
     void FailLocator(vek::result_t code) noexcept { locator_result_ = code; }
 
-    // Lookups so far, failed ones too.
+    // The number of lookups so far, failed ones included.
     std::uint32_t loader_lookups() const noexcept { return loader_lookups_; }
     std::uint32_t locator_lookups() const noexcept { return locator_lookups_; }
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "product/state/strict_json.h"
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 
 namespace reference_product {
 namespace {
@@ -15,17 +15,8 @@ namespace result = vek::result;
 using plugins::product::kDefaultResourceKind;
 using plugins::product::LocalizationPair;
 
-template <class Answer>
-vek::result_t Run(Answer&& answer) noexcept {
-    try {
-        return answer();
-    } catch (...) {
-        return vek::CurrentExceptionResult();
-    }
-}
-
-// The path within the resource folder; empty for one that leads elsewhere. Names are separated as
-// on Windows or as everywhere else.
+// Gives the path within the resource folder, or an empty one when it leads elsewhere. Both '/' and
+// '\' separate names.
 std::filesystem::path InsideFolder(std::string_view relative_path) {
     std::string text(relative_path);
     std::ranges::replace(text, '\\', '/');
@@ -62,7 +53,7 @@ LocalizationService::LocalizationService(std::filesystem::path texts,
 vek::result_t LocalizationService::GetText(std::uint32_t kind, std::string_view key,
                                            std::string& text) noexcept {
     if (kind != kDefaultResourceKind) return result::kInvalidArgument;
-    return Run([&] {
+    return vek::AtBorder([&] {
         std::shared_ptr<const Texts> texts;
         if (const vek::result_t code = texts_.Get(texts); vek::Failed(code)) return code;
         const auto found =
@@ -77,7 +68,7 @@ vek::result_t LocalizationService::ResolveResource(std::uint32_t kind,
                                                    std::string_view relative_path,
                                                    std::string& path) noexcept {
     if (kind != kDefaultResourceKind) return result::kInvalidArgument;
-    return Run([&] {
+    return vek::AtBorder([&] {
         const std::filesystem::path inside = InsideFolder(relative_path);
         if (inside.empty()) return result::kInvalidArgument;
         const std::filesystem::path file = std::filesystem::absolute(resources_ / inside);
@@ -89,7 +80,7 @@ vek::result_t LocalizationService::ResolveResource(std::uint32_t kind,
 }
 
 vek::result_t LocalizationService::IsRightToLeft(bool& right_to_left) noexcept {
-    return Run([&] {
+    return vek::AtBorder([&] {
         std::shared_ptr<const Texts> texts;
         if (const vek::result_t code = texts_.Get(texts); vek::Failed(code)) return code;
         right_to_left = texts->right_to_left;

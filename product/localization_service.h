@@ -9,9 +9,9 @@
 
 namespace reference_product {
 
-// The texts of a file, as texts.json shows them, and the files of a resource folder. A resource is
-// a file inside the folder: a path that leads out of it is kInvalidArgument. A texts file that is
-// missing gives kNotFound, one that is not understood kInvalidType. Free-threaded.
+// Serves the texts of a file like texts.json and the files of a resource folder. A path that leads
+// out of the folder gives kInvalidArgument, a missing texts file kNotFound, a malformed one
+// kInvalidType. Any thread may call it.
 class LocalizationService final : public vek::ObjectImpl<plugins::product::ILocalization> {
 public:
     LocalizationService(std::filesystem::path texts, std::filesystem::path resources, Log log);

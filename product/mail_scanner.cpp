@@ -3,22 +3,17 @@
 #include <chrono>
 #include <utility>
 
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 
 namespace reference_product {
 namespace {
 
 using plugins::mail_processing::IMailMessage;
 
-// The border: nothing is raised into the caller.
 template <class Check>
 vek::result_t RunCheck(IMailMessage* message, Check&& check) noexcept {
     if (message == nullptr) return vek::result::kInvalidArgument;
-    try {
-        return check(*message);
-    } catch (...) {
-        return vek::CurrentExceptionResult();
-    }
+    return vek::AtBorder([&] { return check(*message); });
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-// The mail_scanner services that the stand-in product can offer.
+// The mail_scanner services of the reference product.
 
 #include <functional>
 #include <memory>
@@ -11,11 +11,11 @@
 
 namespace reference_product {
 
-// Checks messages with the engine. Free-threaded. Answers the report's result, kInvalidArgument
-// without a message, kOutOfMemory, or kUnknownException when the sink raises.
+// Checks messages with the engine; any thread may call it. Gives the report's result,
+// kInvalidArgument without a message, kOutOfMemory, or kUnknownException when the sink raises.
 class MailScanner final : public vek::ObjectImpl<plugins::mail_processing::IMailScanner> {
 public:
-    // Gets each check's report on the thread of the check, several at once.
+    // Takes each check's report, on the thread of the check; several may come at once.
     using ReportSink = std::function<void(const ScanReport&)>;
 
     explicit MailScanner(std::shared_ptr<const ScannerEngine> engine, ReportSink sink = {});
@@ -28,11 +28,11 @@ private:
     ReportSink sink_;
 };
 
-// Does with each message what a function says, for benchmarks and tests. As free-threaded as the
-// function.
+// Runs a function on each message, for benchmarks and tests. Any thread may call it if any thread
+// may call the function.
 class ScriptedScanner final : public vek::ObjectImpl<plugins::mail_processing::IMailScanner> {
 public:
-    // Its result is the check's; what it raises becomes a result code as in MailScanner.
+    // Gives the check's result; an exception becomes a result code.
     using Script =
         std::function<vek::result_t(bool incoming, plugins::mail_processing::IMailMessage&)>;
 

@@ -8,10 +8,11 @@
 namespace reference_product {
 namespace {
 
-// An enumerator that fails goes on with the next attachment; one that does nothing else is broken.
+// An enumerator that fails for one attachment goes on with the next. After so many failures in a
+// row it is taken for broken.
 constexpr int kMaxFailuresInARow = 64;
 
-// The address of "name" <type:address>, empty when the text is of another form.
+// Gives the address of "name" <type:address>, empty when the text has another form.
 std::string_view AddressOf(std::string_view line) {
     const std::size_t open = line.rfind('<');
     if (open == line.npos || !line.ends_with('>')) return {};
@@ -125,39 +126,39 @@ AttachmentFacts FactsGatherer::GatherAttachment(vek::RefPtr<IPropertyProvider> p
                                                 std::size_t number) {
     AttachmentFacts facts;
     facts.provider = std::move(provider);
-    facts.place = "attachment " + std::to_string(number);
+    facts.label = "attachment " + std::to_string(number);
     std::string name;
-    if (log_.Read(facts.place, "GetFileName", facts.provider->GetFileName(name))) {
+    if (log_.Read(facts.label, "GetFileName", facts.provider->GetFileName(name))) {
         facts.names.push_back(name);
     }
     if (facts.names.empty() || rules_.Uses(Field::kAttachmentName)) {
-        if (log_.Read(facts.place, "GetName", facts.provider->GetName(name))) {
+        if (log_.Read(facts.label, "GetName", facts.provider->GetName(name))) {
             facts.names.push_back(name);
         }
     }
-    if (!facts.names.empty()) facts.place += " \"" + facts.names.front() + '"';
+    if (!facts.names.empty()) facts.label += " \"" + facts.names.front() + '"';
     if (rules_.Uses(Field::kAttachmentType)) {
-        log_.Read(facts.place, "GetMimeTag", facts.provider->GetMimeTag(facts.type));
+        log_.Read(facts.label, "GetMimeTag", facts.provider->GetMimeTag(facts.type));
     }
-    facts.hits = Search(*facts.provider, facts.place);
+    facts.hits = Search(*facts.provider, facts.label);
     return facts;
 }
 
-ContentHits FactsGatherer::Search(IPropertyProvider& provider, std::string_view place) {
+ContentHits FactsGatherer::Search(IPropertyProvider& provider, std::string_view label) {
     ContentScan scan(search_);
-    reader_.Read(provider, place, [&](std::span<const std::byte> piece) { scan.Feed(piece); });
+    reader_.Read(provider, label, [&](std::span<const std::byte> piece) { scan.Feed(piece); });
     ContentHits hits = scan.Hits();
-    Report(hits, place);
+    Report(hits, label);
     return hits;
 }
 
-ContentHits FactsGatherer::SearchRichText(IPropertyProvider& provider, std::string_view place) {
-    // As written and as shown: what is no RTF for a reader of mail may still be read as text.
+ContentHits FactsGatherer::SearchRichText(IPropertyProvider& provider, std::string_view label) {
+    // Both the markup and the text are searched: a mail reader shows malformed RTF as plain text.
     ContentScan written(search_);
     ContentScan shown(search_);
     RtfText filter;
     std::vector<std::byte> text;
-    reader_.Read(provider, place, [&](std::span<const std::byte> piece) {
+    reader_.Read(provider, label, [&](std::span<const std::byte> piece) {
         text.clear();
         filter.Feed(piece, text);
         written.Feed(piece);
@@ -165,12 +166,12 @@ ContentHits FactsGatherer::SearchRichText(IPropertyProvider& provider, std::stri
     });
     ContentHits hits = written.Hits();
     hits.Add(shown.Hits());
-    Report(hits, place);
+    Report(hits, label);
     return hits;
 }
 
-void FactsGatherer::Report(const ContentHits& hits, std::string_view place) {
-    if (hits.infected) log_.Found("EICAR test string in " + std::string(place));
+void FactsGatherer::Report(const ContentHits& hits, std::string_view label) {
+    if (hits.infected) log_.Found("EICAR test string in " + std::string(label));
 }
 
 }  // namespace reference_product

@@ -1,6 +1,6 @@
 #pragma once
 
-// Everything about one message that rules are decided by.
+// The facts about one message by which rules are decided.
 
 #include <string>
 #include <string_view>
@@ -15,33 +15,36 @@
 
 namespace reference_product {
 
+// The facts about one attachment.
 struct AttachmentFacts {
     vek::RefPtr<plugins::mail_processing::IPropertyProvider> provider;
-    std::string place;               // what reports call it: attachment 1 "a.zip"
+    std::string label;               // its name in reports: attachment 1 "a.zip"
     std::vector<std::string> names;  // the file name first, when there is one
     std::string type;
     ContentHits hits;
 };
 
+// The facts about a message and its attachments.
 struct MessageFacts {
     std::string summary;
     std::vector<std::string> senders;  // every form in which the message names its sender
     std::u16string subject;
-    bool subject_known = false;             // it was read, or the message has none
+    bool subject_known = false;             // read, or known to be missing
     std::vector<std::string> header_lines;  // unfolded
     ContentHits bodies;
-    bool has_html_body = false;  // one that is not empty
+    bool has_html_body = false;  // and it is not empty
     std::vector<AttachmentFacts> attachments;
 };
 
-// Asks the message for what `rules` look at, and reads its contents.
+// Asks a message for the facts that its rules look at, and reads its contents. For one thread.
 class FactsGatherer {
 public:
-    // All of them must outlive the gatherer.
+    // Each argument must outlive the gatherer.
     FactsGatherer(const RuleSet& rules, const ContentSearch& search, ContentReader& reader,
                   CallbackLog& log) noexcept
         : rules_(rules), search_(search), reader_(reader), log_(log) {}
 
+    // Raises only for want of memory: failures of the message's operations go to the log.
     MessageFacts Gather(plugins::mail_processing::IMailMessage& message);
 
 private:
@@ -54,9 +57,9 @@ private:
     void GatherBodies(IMailMessage& message, MessageFacts& facts);
     void GatherAttachments(IMailMessage& message, MessageFacts& facts);
     AttachmentFacts GatherAttachment(vek::RefPtr<IPropertyProvider> provider, std::size_t number);
-    ContentHits Search(IPropertyProvider& provider, std::string_view place);
-    ContentHits SearchRichText(IPropertyProvider& provider, std::string_view place);
-    void Report(const ContentHits& hits, std::string_view place);
+    ContentHits Search(IPropertyProvider& provider, std::string_view label);
+    ContentHits SearchRichText(IPropertyProvider& provider, std::string_view label);
+    void Report(const ContentHits& hits, std::string_view label);
 
     const RuleSet& rules_;
     const ContentSearch& search_;

@@ -79,7 +79,7 @@ void PatternScan::Feed(std::span<const std::byte> piece) {
 }
 
 void PatternScan::Mark(std::uint32_t node) {
-    // A marked node's suffixes are marked too: each node is walked once in a whole scan.
+    // A marked node's suffixes are marked, too, so a whole scan walks each node once.
     for (; node != PatternSet::kRoot && !marked_[node]; node = patterns_.nodes_[node].output) {
         marked_[node] = true;
         for (std::uint32_t index = patterns_.nodes_[node].pattern; index != PatternSet::kNone;

@@ -12,11 +12,11 @@
 
 namespace reference_product {
 
-// The texts that are looked for, as an automaton (Aho and Corasick's). Immutable: any number of
-// scans may use one set, from any threads.
+// The patterns as an Aho-Corasick automaton. Immutable: any number of scans may use one set, from
+// any threads.
 class PatternSet {
 public:
-    enum class Letters { kExact, kFolded };  // kFolded: ASCII letters are alike in both cases
+    enum class Letters { kExact, kFolded };  // kFolded ignores the case of ASCII letters
 
     // An empty pattern is never found.
     PatternSet(std::span<const std::string> patterns, Letters letters);
@@ -29,10 +29,10 @@ private:
     static constexpr std::uint32_t kRoot = 0;
     static constexpr std::uint32_t kNone = UINT32_MAX;
 
-    // Children are a list, not a table, so that the memory is linear in the texts. The root, which
-    // is where a scan spends its time, has a table of its own.
+    // Children are a list, not a table, so that the memory is linear in the patterns. The root,
+    // where a scan spends its time, has a table of its own.
     struct Node {
-        std::uint32_t first_child = kRoot;  // the root is nobody's child: it means none
+        std::uint32_t first_child = kRoot;  // kRoot ends the list: no node has it as a child
         std::uint32_t next_sibling = kRoot;
         std::uint32_t failure = kRoot;  // the longest proper suffix that is a node
         std::uint32_t output = kRoot;   // the nearest suffix that ends a pattern
@@ -48,18 +48,18 @@ private:
     std::array<std::uint8_t, 256> fold_{};
     std::array<std::uint32_t, 256> from_root_{};
     std::vector<Node> nodes_{1};
-    std::vector<std::uint32_t> same_;  // by pattern: another one with the same text
+    std::vector<std::uint32_t> same_;  // by pattern: another pattern with the same text
 };
 
-// One content's way through a PatternSet, which must outlive it.
+// Searches one content, which arrives in pieces. The PatternSet must outlive it.
 class PatternScan {
 public:
     explicit PatternScan(const PatternSet& patterns);
 
-    // The next piece of the content, of any size.
+    // Takes the next piece of the content, of any size.
     void Feed(std::span<const std::byte> piece);
 
-    // By the index of the pattern.
+    // Tells by the index of the pattern whether it was found so far.
     const std::vector<bool>& found() const noexcept { return found_; }
 
 private:

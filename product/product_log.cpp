@@ -8,7 +8,6 @@
 #include "product/state/text_file.h"
 #include "vek/platform/append_file.h"
 #include "vek/platform/clock.h"
-#include "vek/trace/time_text.h"
 
 namespace reference_product {
 namespace {
@@ -24,8 +23,8 @@ public:
         try {
             auto& clock = vek::platform::TheClock();
             std::string entry;
-            vek::trace::AppendDateAndTime(entry,
-                                          vek::platform::ToCalendar(clock.ToLocal(clock.UtcNow())));
+            vek::platform::AppendDateAndTime(
+                entry, vek::platform::ToCalendar(clock.ToLocal(clock.UtcNow())));
             entry.append("  ").append(text);
             if (!text.ends_with('\n')) entry += '\n';
             const std::lock_guard guard(lock_);

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the product tells whoever runs it.
+// The product's log, for the person who runs it.
 
 #include <filesystem>
 #include <functional>
@@ -8,11 +8,11 @@
 
 namespace reference_product {
 
-// Takes one thing that happened, in one line or several. Called from any thread; raises nothing.
+// A function that takes one log entry of one or more lines. Any thread may call it; raises nothing.
 using Log = std::function<void(std::string_view)>;
 
-// A log file that is added to; each entry begins with the local date and time. It is open for as
-// long as the log is used. Raises std::runtime_error that names the file.
+// Opens a log file at its end; each entry begins with the local date and time. The file stays open
+// while the Log is kept. Raises std::runtime_error that names the file.
 Log OpenLog(const std::filesystem::path& file);
 
 }  // namespace reference_product

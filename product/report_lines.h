@@ -21,19 +21,19 @@ struct NumberedReport {
     ScanReport report;
 };
 
-// One line, ended. Bytes that are no UTF-8 become U+FFFD.
+// Gives one line with its end. Bytes that are not UTF-8 become U+FFFD.
 std::string ToReportLine(const NumberedReport& report);
 
-// Raises std::exception for anything else.
+// Parses such a line. Raises std::exception for a malformed one.
 NumberedReport ParseReportLine(std::string_view line);
 
-// Free-threaded.
+// Writes the reports of a process to its file. Any thread may call it.
 class ReportWriter {
 public:
-    // Begins the file anew. Raises std::runtime_error that names it.
+    // Replaces the file by an empty one. Raises std::runtime_error that names it.
     explicit ReportWriter(const std::filesystem::path& file);
 
-    // Writes the line before it returns, and gives its number. Raises std::runtime_error.
+    // Writes the line before it returns, and gives the report's number. Raises std::runtime_error.
     std::uint32_t Write(ScanReport report);
 
 private:
@@ -42,14 +42,14 @@ private:
     std::uint32_t written_ = 0;
 };
 
-// Reads a file that may still grow.
+// Reads a file that may still grow. For one thread.
 class ReportReader {
 public:
-    // What is in the file now is passed over. The file need not be there yet.
+    // Skips the reports that are in the file now. The file may be missing still.
     explicit ReportReader(std::filesystem::path file);
 
-    // The next report; nothing when its line is not there, or not there in full. Raises
-    // std::exception for a line that is no report.
+    // Gives the next report, or nothing while its line is missing or incomplete. Raises
+    // std::exception for a malformed line.
     std::optional<NumberedReport> Next();
 
 private:

@@ -7,7 +7,7 @@
 namespace reference_product {
 namespace {
 
-// Longer words than the format's longest are cut: only short ones are looked at.
+// Control words are kept up to this length; the ones that matter are far shorter.
 constexpr std::size_t kLongestWord = 32;
 
 bool IsLetter(char letter) {

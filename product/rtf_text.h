@@ -9,11 +9,11 @@
 
 namespace reference_product {
 
-// Takes a document in pieces and gives its text, without the control words and groups. Texts of
-// the document's tables (fonts, styles) are given too: that does not matter to a search.
+// Extracts the text of one document, which arrives in pieces, without control words and groups. It
+// also gives the texts of the document's tables (fonts, styles), which a search tolerates.
 class RtfText {
 public:
-    // Appends the text of the next piece.
+    // Appends the text of the next piece to `text`.
     void Feed(std::span<const std::byte> piece, std::vector<std::byte>& text);
 
 private:

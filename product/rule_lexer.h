@@ -6,31 +6,32 @@
 
 namespace reference_product {
 
-// Raised where a rule stops making sense.
+// Raised at the token that does not fit the form of a rule.
 struct RuleSyntaxError {
     std::size_t column;
     std::string expected;
     std::string found;
 };
 
+// A token of a rule's line.
 struct RuleToken {
     enum class Kind { kWord, kNumber, kText, kComma, kEnd };
 
     Kind kind = Kind::kEnd;
     std::size_t column = 1;
-    std::string_view source;  // as it is written in the line
-    std::string text;         // of kText: with the escapes resolved
+    std::string_view source;  // its part of the line
+    std::string text;         // for kText, with the escapes resolved
 };
 
-// The token as an error names it: quoted, shortened, in printable ASCII.
+// Gives the token's name in errors: quoted, shortened, in printable ASCII.
 std::string Display(const RuleToken& token);
 
-// Splits one line, which must outlive it, into tokens. A `#` outside of a text ends the line.
+// Splits a line, which must outlive it, into tokens. A `#` outside of a text ends the line.
 class RuleLexer {
 public:
     explicit RuleLexer(std::string_view line) noexcept : line_(line) {}
 
-    // At the end of the line, gives kEnd again and again. Raises RuleSyntaxError.
+    // Gives the next token, kEnd at the end of the line and ever after. Raises RuleSyntaxError.
     RuleToken Next();
 
 private:

@@ -25,7 +25,7 @@ bool MeetsAny(const Condition& condition, const std::vector<std::string>& texts)
     return std::ranges::any_of(texts, [&](const auto& text) { return Meets(condition, text); });
 }
 
-// A view of one message, and of one of its attachments for the conditions on attachments.
+// Judges conditions on one message, those on attachments by `attachment`.
 struct Judge {
     const MessageFacts& facts;
     const std::string& subject;

@@ -11,12 +11,12 @@ namespace reference_product {
 // A rule that applies to a message.
 struct RuleMatch {
     const Rule* rule = nullptr;
-    // The attachments that its attachment actions are for, by index: those that meet all of its
-    // attachment conditions, or all attachments if it has none.
+    // The indices of the attachments that its attachment actions change: those that meet all of its
+    // attachment conditions; all attachments for a rule without such conditions.
     std::vector<std::size_t> attachments;
 };
 
-// In the order of the rules. The result points into `rules`.
+// Gives the rules that apply, in their order. The result points into `rules`.
 std::vector<RuleMatch> MatchRules(const RuleSet& rules, bool incoming, const MessageFacts& facts);
 
 }  // namespace reference_product

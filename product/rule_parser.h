@@ -13,10 +13,10 @@ namespace reference_product {
 // Parses one line of a rules file.
 class RuleParser {
 public:
-    // The texts that the rule searches contents for are appended to `content_texts`.
+    // Parse appends the texts that the rule searches contents for to `content_texts`.
     RuleParser(std::string_view line, std::vector<std::string>& content_texts);
 
-    // Nothing for a line without a rule. Raises RuleSyntaxError.
+    // Gives nothing for a line without a rule. Raises RuleSyntaxError.
     std::optional<Rule> Parse();
 
 private:

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the product's rules say. The form of a rules file is in rules.md.
+// The rules by which the scanner treats mail. rules.md describes the form of a rules file.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,9 +11,10 @@
 
 namespace reference_product {
 
+// The messages that a rule is for.
 enum class Event { kBoth, kIncoming, kOutgoing };
 
-// What a condition looks at.
+// The part of a message that a condition looks at.
 enum class Field {
     kSender,
     kSubject,
@@ -24,19 +25,22 @@ enum class Field {
     kAttachmentContent
 };
 
+// The way in which a condition compares the part with its text.
 enum class Comparison { kContains, kIs, kMatches };
 
+// One condition of a rule.
 struct Condition {
     bool negated = false;
     Field field = Field::kSubject;
     Comparison comparison = Comparison::kContains;
     std::string text;
-    // For kBody and kAttachmentContent: which of RuleSet::content_texts it is.
+    // The text's index in RuleSet::content_texts, for kBody and kAttachmentContent.
     std::size_t content_text = 0;
 
     bool OnAttachment() const noexcept { return field >= Field::kAttachmentName; }
 };
 
+// The kinds of changes that a rule can ask for.
 enum class ActionKind {
     kSetSubject,
     kSetProperty,
@@ -48,29 +52,32 @@ enum class ActionKind {
     kReplaceAttachment
 };
 
+// One change that a rule asks for.
 struct Action {
     ActionKind kind = ActionKind::kSetSubject;
-    std::uint32_t tag = 0;  // of kSetProperty: a MAPI tag of type PT_STRING8 (mapidefs.h)
+    std::uint32_t tag = 0;  // for kSetProperty, a MAPI tag of type PT_STRING8 (mapidefs.h)
     std::string text;
 };
 
+// A line of a rules file.
 struct Rule {
     std::size_t line = 0;
     Event event = Event::kBoth;
-    std::vector<Condition> conditions;  // all of them must hold; none: every message
+    std::vector<Condition> conditions;  // all must hold; empty for "any"
     std::vector<Action> actions;
 };
 
+// The rules of a file, in its order.
 struct RuleSet {
     std::vector<Rule> rules;
     std::vector<std::string> content_texts;
 
-    // Whether any condition looks at `field`.
+    // Tells whether any condition looks at `field`.
     bool Uses(Field field) const noexcept;
 };
 
-// A line that is no rule. Lines and columns count from 1, columns in bytes; both are 0 when it is
-// the file that cannot be used.
+// A malformed line. Lines and columns count from 1, columns in bytes; both are 0 when the whole
+// file cannot be used.
 struct RuleError {
     std::string file;
     std::size_t line = 0;
@@ -82,16 +89,17 @@ struct RuleError {
 // "rules.txt:3:14: expected 'contains', 'is' or 'matches', found 'has'"
 std::string ToText(const RuleError& error);
 
+// The result of parsing a file.
 struct ParsedRules {
-    RuleSet rules;                  // of the lines that are right
+    RuleSet rules;                  // of the well-formed lines
     std::vector<RuleError> errors;  // at most one for each line, in order
 };
 
-// `file` is the name that errors carry. Raises only for want of memory, whatever `text` holds.
+// Parses the text of a rules file; errors carry the name `file`. Raises only for want of memory,
+// whatever `text` holds.
 ParsedRules ParseRules(std::string_view text, std::string_view file);
 
-// The same of a file's content; a file that cannot be read, or is longer than 1 MiB, gives one
-// error.
+// Reads and parses a file. One that cannot be read, or is longer than 1 MiB, gives one error.
 ParsedRules LoadRules(const std::filesystem::path& file);
 
 }  // namespace reference_product

@@ -18,7 +18,7 @@ std::string ToText(const ScanReport& report) {
     text += report.infected ? ": infected\n" : ": clean\n";
     for (const std::string& finding : report.findings) text += "  found: " + finding + '\n';
     for (const std::string& change : report.changes) text += "  changed: " + change + '\n';
-    for (const std::string& place : report.not_offered) text += "  not offered: " + place + '\n';
+    for (const std::string& part : report.not_offered) text += "  not offered: " + part + '\n';
     for (const ScanFailure& failure : report.failures) {
         text += "  failed: " + failure.operation + ", result=" + Hex(failure.code) + '\n';
     }

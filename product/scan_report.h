@@ -1,6 +1,6 @@
 #pragma once
 
-// What one check found, did and cost.
+// The report of one check: its findings, its changes and its cost.
 
 #include <chrono>
 #include <cstdint>
@@ -11,28 +11,30 @@
 
 namespace reference_product {
 
+// An operation of the message that failed.
 struct ScanFailure {
-    std::string operation;  // with what it was called on: "attachment 1 \"a.zip\": OpenStream"
+    std::string operation;  // after its part of the message: "attachment 1 \"a.zip\": OpenStream"
     vek::result_t code = vek::result::kOk;
 };
 
+// Everything that a check has to tell.
 struct ScanReport {
     bool incoming = false;
     std::string summary;  // the message's header summary, in the code page of its store
-    // The first failure that left a content unread or a wanted change undone, else kOk.
+    // The code of the first failure that left a content unread or a change undone, else kOk.
     vek::result_t result = vek::result::kOk;
     bool infected = false;
     std::vector<std::string> findings;
-    std::vector<std::string> changes;  // those that were made
+    std::vector<std::string> changes;  // only those that succeeded
     std::vector<ScanFailure> failures;
-    // What is of a kind that scanners are not offered, such as "attachment 2": no failure.
+    // The parts that the plug-in does not offer to scanners, such as "attachment 2".
     std::vector<std::string> not_offered;
     std::uint32_t callbacks = 0;   // operations called on the message and its parts
     std::uint64_t bytes_read = 0;  // of bodies and attachments
     std::chrono::microseconds time{0};
 };
 
-// For people: several lines, each ended.
+// Gives the report for people: several lines, each with its end.
 std::string ToText(const ScanReport& report);
 
 }  // namespace reference_product

@@ -1,7 +1,6 @@
 #pragma once
 
-// The stand-in scanner: looks at one message through the interfaces it is offered by, and rewrites
-// it through them.
+// The scanner: reads and rewrites a message through the interfaces that the plug-in offers.
 
 #include "private_include/common/mail_message.h"
 #include "product/content_search.h"
@@ -10,7 +9,7 @@
 
 namespace reference_product {
 
-// Immutable: checks may run on any threads, several at once.
+// Checks messages by rules. Immutable: checks may run on any threads, several at once.
 class ScannerEngine {
 public:
     // Without rules, it looks for the EICAR test string alone.
@@ -19,9 +18,9 @@ public:
     ScannerEngine(const ScannerEngine&) = delete;
     ScannerEngine& operator=(const ScannerEngine&) = delete;
 
-    // Checks one message and does what the findings demand. Works with whatever part of the
-    // message's operations is implemented. Nothing of the message is held when it returns.
-    // Raises only for want of memory: what the message's operations answer is in the report.
+    // Checks one message and makes the changes that the findings demand, also where some of the
+    // message's operations are not implemented. Nothing of the message is held when it returns.
+    // Raises only for want of memory: failures of the message's operations are in the report.
     ScanReport Check(bool incoming, plugins::mail_processing::IMailMessage& message) const;
 
 private:

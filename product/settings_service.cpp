@@ -3,12 +3,13 @@
 #include <utility>
 
 #include "product/state/strict_json.h"
+#include "vek/core/border.h"
 #include "vek/core/current_exception.h"
 
 namespace reference_product {
 namespace {
 
-// Members keep the order in which people know them.
+// Members keep their order, so that the file stays readable.
 using Json = nlohmann::ordered_json;
 using plugins::product::MailPluginSettings;
 using plugins::product::MailSettings;
@@ -53,14 +54,12 @@ SettingsService::SettingsService(std::filesystem::path file, Log log)
     : log_(log), file_(std::move(file), Parse, std::move(log)) {}
 
 vek::result_t SettingsService::GetSettings(MailPluginSettings& settings) noexcept {
-    try {
+    return vek::AtBorder([&] {
         std::shared_ptr<const MailPluginSettings> current;
         const vek::result_t code = file_.Get(current);
         if (current) settings = *current;
         return code;
-    } catch (...) {
-        return vek::CurrentExceptionResult();
-    }
+    });
 }
 
 vek::result_t SettingsService::SetUserSettings(const MailSettings& settings) noexcept {

@@ -9,11 +9,11 @@
 
 namespace reference_product {
 
-// The settings of a file, as settings.json shows them: every field must be there and no other.
-// "policySettings" is null while no policy is in force. Free-threaded.
+// Serves the settings of a file like settings.json: every field must be there and no other.
+// "policySettings" is null while no policy is in force. Any thread may call it.
 //
-// A file that is missing gives kNotFound, one that is not understood kInvalidType, and the caller's
-// record stays as it was. Neither is written over: the user's switches go into a good file alone.
+// A missing file gives kNotFound, a malformed one kInvalidType, and the caller's record stays as it
+// was. Neither is overwritten: the user's switches go only into a well-formed file.
 class SettingsService final : public vek::ObjectImpl<plugins::product::IProductSettings> {
 public:
     SettingsService(std::filesystem::path file, Log log);

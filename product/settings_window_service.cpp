@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 
 namespace reference_product {
 
@@ -11,13 +11,10 @@ SettingsWindowService::SettingsWindowService(Log log) : log_(std::move(log)) {}
 
 vek::result_t SettingsWindowService::Open(std::uint32_t process_id) noexcept {
     const std::uint32_t times = ++times_opened_;
-    try {
+    return vek::AtBorder([&] {
         log_("settings window opened for process " + std::to_string(process_id) + ", time " +
              std::to_string(times));
-        return vek::result::kOk;
-    } catch (...) {
-        return vek::CurrentExceptionResult();
-    }
+    });
 }
 
 }  // namespace reference_product

@@ -9,7 +9,8 @@
 
 namespace reference_product {
 
-// Has no window to show: the log tells that it was opened. Free-threaded.
+// Stands in for the settings window: it shows none and logs that it was opened. Any thread may call
+// it.
 class SettingsWindowService final : public vek::ObjectImpl<plugins::product::ISettingsWindow> {
 public:
     explicit SettingsWindowService(Log log);

@@ -11,21 +11,21 @@ namespace reference_product {
 // A decimal digit of ASCII, whatever the locale.
 inline bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }
 
-// A text with a place for the old text, the first `placeholder` in it. Without one, it is the new
-// text itself. Views only.
+// A form: its first `placeholder` stands for the old text. A form without one is the new text
+// itself. It views its arguments, which must outlive it.
 template <class Char>
 class TextForm {
 public:
     using View = std::basic_string_view<Char>;
 
     TextForm(View form, View placeholder) {
-        const auto place = form.find(placeholder);
-        fixed_ = place == View::npos;
-        before_ = form.substr(0, place);
-        if (!fixed_) after_ = form.substr(place + placeholder.size());
+        const auto at = form.find(placeholder);
+        fixed_ = at == View::npos;
+        before_ = form.substr(0, at);
+        if (!fixed_) after_ = form.substr(at + placeholder.size());
     }
 
-    // The old text, if `text` has the form; else `text`.
+    // Gives the old text in a `text` that has the form; else `text` itself.
     View Peel(View text) const {
         const bool has_form = !fixed_ && text.size() >= before_.size() + after_.size() &&
                               text.starts_with(before_) && text.ends_with(after_);
@@ -33,6 +33,7 @@ public:
         return text.substr(before_.size(), text.size() - before_.size() - after_.size());
     }
 
+    // Gives the form with `text` in place of the placeholder.
     std::basic_string<Char> Fill(View text) const {
         std::basic_string<Char> filled(before_);
         if (!fixed_) filled.append(text).append(after_);
@@ -45,8 +46,8 @@ private:
     bool fixed_ = false;
 };
 
-// Puts `text` into the forms, one after the other. A message is checked again each time it is
-// read: what an earlier check put there comes off first, so that texts do not grow.
+// Puts `text` into the forms, one after the other. What an earlier check put there comes off first:
+// a message is checked each time it is read, and its texts must not grow.
 template <class Char>
 std::basic_string<Char> Refill(std::span<const std::basic_string<Char>> forms,
                                std::basic_string_view<Char> placeholder,

@@ -22,7 +22,7 @@ bool ContainsFolded(std::string_view text, std::string_view part) noexcept {
 bool MatchesWildcard(std::string_view text, std::string_view pattern) noexcept {
     std::size_t at = 0;
     std::size_t in_pattern = 0;
-    // Only the last star is ever retried: whatever an earlier one took can be taken by it.
+    // Only the last star is retried: it can take whatever an earlier one would.
     std::size_t star = std::string_view::npos;
     std::size_t star_text = 0;
     while (at < text.size()) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// Comparisons of short texts. ASCII letters are alike in both cases; other bytes are compared as
-// they are, so the code page of a text does not matter to a pattern written in ASCII.
+// Comparisons of short texts, without regard to the case of ASCII letters. Other bytes are compared
+// as they are, so the code page of a text does not matter to a pattern in ASCII.
 
 #include <string_view>
 
@@ -15,8 +15,7 @@ bool EqualsFolded(std::string_view text, std::string_view other) noexcept;
 
 bool ContainsFolded(std::string_view text, std::string_view part) noexcept;
 
-// `*` in the pattern stands for any bytes, none included, `?` for exactly one. The whole text must
-// match.
+// Matches the whole text. `*` in the pattern stands for any number of bytes, `?` for exactly one.
 bool MatchesWildcard(std::string_view text, std::string_view pattern) noexcept;
 
 }  // namespace reference_product

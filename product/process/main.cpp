@@ -1,11 +1,10 @@
-// The stand-in product's program: serves the scanner and the product's other services until it is
+// The reference product's program: serves the scanner and the product's other services until it is
 // told to stop. Exit codes are those of product_process.h.
 
 #include <exception>
 #include <iostream>
 
 #include "product/process/product_process.h"
-#include "product/process/remote_server.h"
 #include "product/process/stop_signal.h"
 
 namespace {
@@ -20,8 +19,7 @@ ExitCode Run(std::span<char* const> arguments) {
     }
     if (options->stop) return StopProduct(options->folder, std::chrono::seconds(10));
     StopSignal signal;
-    return RunProduct(*options, ServeRemotely,
-                      [&](std::chrono::milliseconds time) { return signal.Wait(time); });
+    return RunProduct(*options, [&](std::chrono::milliseconds time) { return signal.Wait(time); });
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 
 namespace reference_product {
 
-// What the product's program was told. Files that were not named lie in the folder.
+// The command line of the product's program. Files that it does not name lie in the folder.
 struct ProductOptions {
-    bool stop = false;  // stop the one that runs, instead of running
+    bool stop = false;  // stop the running process instead of becoming it
     std::filesystem::path folder;
     std::filesystem::path rules;      // sample.rules
     std::filesystem::path settings;   // settings.json
@@ -19,7 +19,7 @@ struct ProductOptions {
     std::filesystem::path reports;    // reports.jsonl
 };
 
-// Nothing for arguments that cannot be understood. `arguments` are those after the program's name.
+// Gives nothing for malformed arguments. `arguments` lack the program's name.
 std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments);
 
 void PrintUsage(std::ostream& out);

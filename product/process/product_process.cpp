@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "common/remoting/remote_interfaces.h"
 #include "product/in_process_product.h"
 #include "product/localization_service.h"
 #include "product/mail_scanner.h"
@@ -15,16 +16,19 @@
 #include "product/state/run_folder.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/object.h"
-#include "vek/core/result_format.h"
+#include "vek/core/result_text.h"
 #include "vek/platform/thread.h"
+#include "vek/remoting/server.h"
 
 namespace reference_product {
 namespace {
 
-// How soon a request to stop is seen.
+namespace remoting = vek::remoting;
+
+// The pause between two looks at the folder for a request to stop.
 constexpr std::chrono::milliseconds kLookAround{50};
 
-// How long checks under way are waited for. With nobody left to call they end by themselves.
+// The longest wait for checks under way. They end by themselves, as their callers are gone.
 constexpr std::chrono::seconds kLastChecks{5};
 
 std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
@@ -35,7 +39,7 @@ std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rul
     return std::make_shared<ScannerEngine>(std::move(parsed.rules));
 }
 
-// Makes the process known while it can be reached.
+// Names the process in the folder for as long as it can be reached.
 class Publication {
 public:
     Publication(const RunFolder& folder, const RunningProduct& self)
@@ -52,7 +56,7 @@ private:
 };
 
 vek::RefPtr<InProcessProduct> MakeServices(const ProductOptions& options, const Log& log) {
-    // The scanner keeps them: a caller may keep that longer than it is served.
+    // Owned by the scanner, which a caller may keep longer than the server lives.
     auto reports = std::make_shared<ReportWriter>(options.reports);
     const auto scanner = vek::MakeObject<MailScanner>(
         LoadEngine(options.rules), [log, reports](const ScanReport& report) {
@@ -69,7 +73,51 @@ vek::RefPtr<InProcessProduct> MakeServices(const ProductOptions& options, const 
     return services;
 }
 
-// A file that cannot be understood is that of no process: it is replaced.
+// Gives the services to every process that connects.
+class Master final : public remoting::MasterObject {
+public:
+    explicit Master(vek::RefPtr<plugins::IServiceLocator> locator) noexcept
+        : locator_(std::move(locator)) {}
+
+    // The process runs until it is told to stop, whoever is connected.
+    vek::result_t Lock() noexcept override { return vek::result::kOk; }
+    void Unlock() noexcept override {}
+
+    vek::result_t GetServiceLocator(
+        vek::RefPtr<plugins::IServiceLocator>& locator) noexcept override {
+        locator = locator_;
+        return vek::result::kOk;
+    }
+
+private:
+    const vek::RefPtr<plugins::IServiceLocator> locator_;
+};
+
+// Lets processes of this user reach `locator`, at the local id of this process. The log is told who
+// comes and goes.
+std::unique_ptr<remoting::Server> Serve(vek::RefPtr<plugins::IServiceLocator> locator,
+                                        const Log& log) {
+    remoting::ServerConfig config;
+    config.endpoint.local_id = vek::platform::CurrentProcessId();
+    config.connection.factories = plugins::remoting::RemoteInterfaces();
+    config.connection.master = std::make_shared<Master>(std::move(locator));
+    config.on_connected = [log](std::uint32_t process_id) {
+        log("connected: process " + std::to_string(process_id));
+    };
+    config.on_disconnected = [log](std::uint32_t process_id, vek::result_t reason) {
+        std::string line = "disconnected: process " + std::to_string(process_id) + ", ";
+        vek::AppendResult(line, reason);
+        log(line);
+    };
+    std::unique_ptr<remoting::Server> server;
+    const vek::result_t code = remoting::Server::Start(std::move(config), server);
+    if (vek::Succeeded(code)) return server;
+    std::string text = "it cannot be reached by other processes, ";
+    vek::AppendResult(text, code);
+    throw std::runtime_error(text);
+}
+
+// Tells whether a process runs in the folder. A malformed file names none and will be replaced.
 bool IsServed(const RunFolder& folder) noexcept {
     try {
         return folder.Running().has_value();
@@ -78,16 +126,10 @@ bool IsServed(const RunFolder& folder) noexcept {
     }
 }
 
-void ServeUntilStopped(const ProductOptions& options, const Serve& serve, const WaitForSignal& wait,
+void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
                        const RunFolder& folder, const Log& log) {
-    const auto services = MakeServices(options, log);
-    std::unique_ptr<ProductServer> server;
-    if (const vek::result_t code = serve(services, log, server); vek::Failed(code)) {
-        std::string text = "it cannot be reached by other processes, ";
-        vek::AppendResult(text, code);
-        throw std::runtime_error(text);
-    }
-    const auto address = server->address();
+    const auto server = Serve(MakeServices(options, log), log);
+    const remote::Endpoint address = server->endpoint();
     const std::uint32_t id = vek::platform::CurrentProcessId();
     const RunningProduct self{id, ProcessStart(id).value_or(0), address.local_id, address.tcp_port};
     const Publication publication(folder, self);
@@ -98,8 +140,8 @@ void ServeUntilStopped(const ProductOptions& options, const Serve& serve, const 
     log("stopping");
 }
 
-// Waits for what was served to be let go of: a process must not end under its threads. Gives how
-// many objects more there are than `before`; any of them is a fault.
+// Waits until the served objects are released: a process must not end under its threads. Gives the
+// number of objects beyond `before` that are left; any is a fault.
 std::uint32_t AwaitRelease(std::uint32_t before) {
     const auto deadline = std::chrono::steady_clock::now() + kLastChecks;
     std::uint32_t now = vek::LiveObjectCount();
@@ -112,7 +154,7 @@ std::uint32_t AwaitRelease(std::uint32_t before) {
 
 }  // namespace
 
-ExitCode RunProduct(const ProductOptions& options, const Serve& serve, const WaitForSignal& wait) {
+ExitCode RunProduct(const ProductOptions& options, const WaitForSignal& wait) {
     try {
         std::filesystem::create_directories(options.folder);
         const RunFolder folder(options.folder);
@@ -123,7 +165,7 @@ ExitCode RunProduct(const ProductOptions& options, const Serve& serve, const Wai
                 return ExitCode::kRunsAlready;
             }
             const std::uint32_t before = vek::LiveObjectCount();
-            ServeUntilStopped(options, serve, wait, folder, log);
+            ServeUntilStopped(options, wait, folder, log);
             log("objects left: " + std::to_string(AwaitRelease(before)));
             log("stopped");
             return ExitCode::kStopped;

@@ -6,28 +6,27 @@
 #include <functional>
 
 #include "product/process/product_options.h"
-#include "product/product_server.h"
 
 namespace reference_product {
 
-// What the product's program ends with.
+// The exit codes of the product's program.
 enum class ExitCode : int {
-    kStopped = 0,      // it was stopped as asked; with --stop: none runs now
+    kStopped = 0,      // stopped as asked; with --stop: no process runs now
     kCannotStart = 1,  // the log or the error output says why
     kUsage = 2,
     kRunsAlready = 3,  // another process serves this folder
-    kDoesNotStop = 4,  // with --stop: it was asked to, and still runs
+    kDoesNotStop = 4,  // with --stop: the process was asked to stop and still runs
 };
 
-// Waits for a signal to stop; false when the time is over.
+// A function that waits for a signal to stop; false when the time is over.
 using WaitForSignal = std::function<bool(std::chrono::milliseconds)>;
 
-// Offers the services until a signal or a request stops it. What happens is logged: start, stop,
-// whatever the server tells, and each check with what was found, changed and failed.
-ExitCode RunProduct(const ProductOptions& options, const Serve& serve, const WaitForSignal& wait);
+// Offers the services to processes of this user until a signal or a request stops it. The log gets
+// start and stop, connections, and each check with what was found, changed and failed.
+ExitCode RunProduct(const ProductOptions& options, const WaitForSignal& wait);
 
-// Asks the process that runs in the folder to stop, and waits `patience` for its end. Raises
-// std::exception when it cannot be asked.
+// Asks the process that runs in the folder to stop, and waits at most `patience` for its end.
+// Raises std::exception when the request cannot be written.
 ExitCode StopProduct(const std::filesystem::path& folder, std::chrono::milliseconds patience);
 
 }  // namespace reference_product

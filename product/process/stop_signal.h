@@ -5,8 +5,8 @@
 
 namespace reference_product {
 
-// Takes what the user or the system sends to stop the process: SIGINT and SIGTERM, or Ctrl-C and
-// Ctrl-Break on Windows. One for a process, made before it has other threads.
+// Takes the signals to stop the process: SIGINT and SIGTERM, or Ctrl-C and Ctrl-Break on Windows.
+// A process has one, made before its other threads.
 class StopSignal {
 public:
     StopSignal();
@@ -14,7 +14,7 @@ public:
     StopSignal(const StopSignal&) = delete;
     StopSignal& operator=(const StopSignal&) = delete;
 
-    // Waits for it, on the thread that made this; false when the time is over.
+    // Waits for a signal, on the thread that made this object; false when the time is over.
     bool Wait(std::chrono::milliseconds time);
 
 private:

@@ -10,7 +10,7 @@ struct StopSignal::State {
     sigset_t previous;
 };
 
-// Blocked signals wait to be taken; threads made later have them blocked as well.
+// A blocked signal stays pending until it is waited for. Threads made later inherit the mask.
 StopSignal::StopSignal() : state_(std::make_unique<State>()) {
     ::sigemptyset(&state_->taken);
     ::sigaddset(&state_->taken, SIGINT);

@@ -25,7 +25,7 @@ struct StopSignal::State {
 StopSignal::StopSignal() : state_(std::make_unique<State>()) {
     if (!state_->event) throw std::runtime_error("no event for the console's signals");
     stop_event = state_->event.get();
-    // A process without a console has no such handler and is stopped by request alone.
+    // Fails in a process without a console, which is stopped by request alone.
     ::SetConsoleCtrlHandler(&OnConsoleEvent, TRUE);
 }
 

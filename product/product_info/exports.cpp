@@ -1,15 +1,12 @@
 #include "product/product_info/factory.h"
 #include "product/product_info/module_folder.h"
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 #include "vek/core/ref_ptr.h"
 
 extern "C" vek::result_t vekGetObjectFactory(vek::interface_id_t id, void** factory) {
     using namespace reference_product;
     if (factory == nullptr) return vek::result::kInvalidArgument;
     *factory = nullptr;
-    try {
-        return vek::MakeObject<InfoFactory>(ModuleFolder())->QueryInterface(id, factory);
-    } catch (...) {
-        return vek::CurrentExceptionResult();
-    }
+    return vek::AtBorder(
+        [&] { return vek::MakeObject<InfoFactory>(ModuleFolder())->QueryInterface(id, factory); });
 }

@@ -20,7 +20,8 @@ using plugins::product_info::IProductValues;
 using plugins::product_info::IRemoteObject;
 using plugins::product_info::RemoteAddress;
 
-// The border: nothing is raised into the plug-in. What files hold is the usual trouble.
+// The border to the plug-in. Unlike AtBorder it takes an exception without a code for a malformed
+// file.
 template <class Answer>
 vek::result_t Run(Answer&& answer) noexcept {
     try {

@@ -7,9 +7,9 @@
 
 namespace reference_product {
 
-// Makes what the information library offers, for the product of one folder. Its values are the
-// texts in the folder's product_info.json, its remote object is where the running process says
-// (run_folder.h). Files are read for each question. One that is not understood gives kInvalidType.
+// Makes the objects of the information library for the product in one folder: its values, which
+// are the texts in product_info.json, and the address of its running process (run_folder.h). Each
+// call reads the file anew; a malformed one gives kInvalidType. Any thread may call it.
 class InfoFactory final : public vek::ObjectImpl<plugins::product_info::IObjectFactory> {
 public:
     explicit InfoFactory(std::filesystem::path folder);

@@ -4,8 +4,8 @@
 
 namespace reference_product {
 
-// The folder of the module that this code is part of: the program, or the library when it is in
-// one. Empty when the system does not tell.
+// Gives the folder of the module that this code is linked into, a program or a library. Empty when
+// the system does not tell.
 std::filesystem::path ModuleFolder();
 
 }  // namespace reference_product

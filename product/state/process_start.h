@@ -5,8 +5,9 @@
 
 namespace reference_product {
 
-// When the process `id` was started, in a count of the system's own: with it a process is told from
-// a later one that was given the same id. Nothing when there is no such process, or it has ended.
+// Gives the start of the process `id` in units of the system's own, which tell it from a later
+// process with the same id. Nothing when no such process runs; one that has ended but is still
+// known to the system does not run.
 std::optional<std::uint64_t> ProcessStart(std::uint32_t id);
 
 }  // namespace reference_product

@@ -44,7 +44,7 @@ std::optional<RunningProduct> Read(const std::filesystem::path& path) {
     }
 }
 
-// Whether the file names `product`; false for one that cannot be understood.
+// Tells whether the file names `product`; a malformed file does not.
 bool Names(const std::filesystem::path& path, const RunningProduct& product) noexcept {
     try {
         return Read(path) == product;

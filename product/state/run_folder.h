@@ -1,10 +1,10 @@
 #pragma once
 
-// The folder of a product: what its process and others tell each other there.
+// The folder through which a product's process and other processes find each other.
 //
-//   running.json  the process that runs and where it can be reached; written when it is ready,
+//   running.json  names the running process and its address; written when the process is ready,
 //                 removed when it stops
-//   stop.json     asks the process it names to stop
+//   stop.json     asks the process that it names to stop
 
 #include <cstdint>
 #include <filesystem>
@@ -16,30 +16,30 @@ namespace reference_product {
 struct RunningProduct {
     std::uint32_t process_id = 0;
     std::uint64_t started = 0;   // its ProcessStart
-    std::uint32_t local_id = 0;  // where it is reached: this, or when it is zero
-    std::uint16_t tcp_port = 0;  // this port
+    std::uint32_t local_id = 0;  // its address; zero means that tcp_port is
+    std::uint16_t tcp_port = 0;
 
     bool operator==(const RunningProduct&) const = default;
 };
 
-// Holds nothing: what it says is what the folder holds at the time. May be used from any thread and
-// from several processes.
+// Reads and writes the folder's files. It keeps nothing in memory; any thread of any process may
+// use one.
 class RunFolder {
 public:
     explicit RunFolder(std::filesystem::path folder);
 
-    // The process that runs now; nothing when there is none, whatever an earlier one that was not
-    // stopped in order has left. Raises std::exception for a file that no product wrote.
+    // Gives the process that runs now, or nothing. The file of a process that ended without
+    // removing it does not count. Raises std::exception for a malformed file.
     std::optional<RunningProduct> Running() const;
 
-    // For the product's process: makes itself known, and unknown again unless another process has
-    // taken its place meanwhile. The first raises std::runtime_error.
+    // For the product's process: writes running.json, and removes both files unless they name
+    // another process by now. Publish raises std::runtime_error.
     void Publish(const RunningProduct& self) const;
     void Withdraw(const RunningProduct& self) const noexcept;
 
-    // Asks `product` to stop. Raises std::runtime_error.
+    // Writes stop.json. Raises std::runtime_error.
     void RequestStop(const RunningProduct& product) const;
-    // Whether `self` was asked to.
+    // Tells whether stop.json names `self`.
     bool StopRequested(const RunningProduct& self) const noexcept;
 
 private:
@@ -47,7 +47,7 @@ private:
     const std::filesystem::path stop_;
 };
 
-// Whether the process still runs.
+// Tells whether the process still runs.
 bool IsAlive(const RunningProduct& product);
 
 }  // namespace reference_product

@@ -1,7 +1,7 @@
 #pragma once
 
-// JSON that people may have edited: what is not as expected raises std::exception with a text that
-// says so.
+// Checks of JSON that people may have edited. Each raises std::exception with a text that names the
+// fault.
 
 #include <algorithm>
 #include <initializer_list>

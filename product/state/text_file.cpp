@@ -10,7 +10,7 @@
 namespace reference_product {
 namespace {
 
-// Where a file that somebody reads cannot be replaced, it can be a moment later.
+// Windows does not replace a file while it is read: so try again for a moment.
 std::error_code Rename(const std::filesystem::path& from, const std::filesystem::path& to) {
     std::error_code error;
     for (int attempt = 0; attempt < 50; ++attempt) {
@@ -21,8 +21,8 @@ std::error_code Rename(const std::filesystem::path& from, const std::filesystem:
     return error;
 }
 
-// Nothing when there is none. While another process puts it in its place, a file may be there and
-// cannot be opened.
+// Gives nothing when there is no such file. A file that another process is just replacing may exist
+// and not open: so try again for a moment.
 std::optional<std::ifstream> Open(const std::filesystem::path& path) {
     for (int attempt = 0; attempt < 20; ++attempt) {
         std::ifstream file(path, std::ios::binary);
@@ -53,7 +53,7 @@ std::optional<std::string> ReadTextFile(const std::filesystem::path& path) {
         file->read(piece.data(), piece.size());
         text.append(piece.data(), static_cast<std::size_t>(file->gcount()));
     }
-    // A folder can be opened, too, where the system lets it.
+    // Some systems let a folder be opened like a file.
     if (!file->eof() && text.size() <= kLongestTextFile)
         throw std::runtime_error(PathText(path) + ": cannot be read");
     if (text.size() > kLongestTextFile) throw std::runtime_error(PathText(path) + ": too long");

@@ -10,17 +10,18 @@
 
 namespace reference_product {
 
+// The longest file that is read, in bytes.
 inline constexpr std::size_t kLongestTextFile = 1 << 20;
 
-// A path in UTF-8, and the other way round.
+// Convert a path to UTF-8 and back.
 std::string PathText(const std::filesystem::path& path);
 std::filesystem::path PathOf(std::string_view text);
 
-// The whole file, or nothing when there is none. Raises std::runtime_error that names the file when
-// it cannot be read or is longer than kLongestTextFile.
+// Reads the whole file; gives nothing when it does not exist. Raises std::runtime_error that names
+// the file when it cannot be read or is longer than kLongestTextFile.
 std::optional<std::string> ReadTextFile(const std::filesystem::path& path);
 
-// Writes a file beside `path` and renames it: whoever reads meanwhile sees the old content or the
+// Writes a file beside `path` and renames it, so that a reader sees either the old content or the
 // new one, whole. One writer at a time. Raises std::runtime_error that names the file.
 void ReplaceTextFile(const std::filesystem::path& path, std::string_view text);
 

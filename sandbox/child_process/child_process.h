@@ -8,22 +8,23 @@
 
 namespace sandbox {
 
-// A program of this build's. Killed when destroyed.
+// A started program, killed with its owner. One thread at a time may use it.
 class ChildProcess {
 public:
     virtual ~ChildProcess() = default;
     virtual void Kill() = 0;
-    // Waits for its end; gives its exit code. Once, and not for one that was killed.
+    // Waits for the end and gives the exit code. To be called once, and not after Kill.
     virtual int Wait() = 0;
 };
 
-// The folder of the program that runs.
+// The folder of the running program.
 std::filesystem::path ProgramFolder();
 
-// `program` without the suffix that programs have.
+// Starts the program at the path `program`, which lacks the suffix that Windows' programs have.
 std::unique_ptr<ChildProcess> StartProgram(const std::filesystem::path& program,
                                            const std::vector<std::string>& arguments);
 
+// Starts a program that lies beside the running one.
 inline std::unique_ptr<ChildProcess> StartBeside(const std::string& program,
                                                  const std::string& argument) {
     return StartProgram(ProgramFolder() / program, {argument});

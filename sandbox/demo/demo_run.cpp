@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "mapi/entry_id.h"
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
 #include "product/state/text_file.h"
@@ -26,16 +27,6 @@ namespace {
 namespace mail_processing = plugins::mail_processing;
 namespace tag = plugins::mapi::tag;
 using reference_product::ScanReport;
-
-std::u16string Hex(std::string_view entry_id) {
-    std::u16string hex;
-    for (char c : entry_id) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex.push_back(u"0123456789ABCDEF"[byte >> 4]);
-        hex.push_back(u"0123456789ABCDEF"[byte & 0xF]);
-    }
-    return hex;
-}
 
 // The names in the scanner's reports of those attachments that are messages.
 std::vector<std::string> EmbeddedMessages(const outlook::MessageRecord& message) {
@@ -88,7 +79,7 @@ public:
 
         const auto start = std::chrono::steady_clock::now();
         if (received) {
-            processor_->ProcessMessageByEntryId(Hex(entry_id));
+            processor_->ProcessMessageByEntryId(plugins::mapi::EntryIdToHex(entry_id));
         } else {
             processor_->ProcessMessage(mapi_.OpenMessage(entry_id).get(), false, false);
         }

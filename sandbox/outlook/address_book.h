@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "sandbox/outlook/message_store.h"
+#include "sandbox/outlook/open_entry.h"
 #include "sandbox/outlook/property_object.h"
 
 namespace sandbox::outlook {
@@ -33,7 +34,11 @@ public:
         : PropertyObject(std::move(runtime), Access::kReadOnly), store_(std::move(store)) {}
 
     HRESULT STDMETHODCALLTYPE OpenEntry(ULONG size, ENTRYID* entry_id, const IID* id, ULONG flags,
-                                        ULONG* type, IUnknown** out) final;
+                                        ULONG* type, IUnknown** out) final {
+        return Enter(Call::kOpenAddressEntry, [&] {
+            return OpenUserEntry(runtime(), *store_, {size, entry_id, id, flags, type, out});
+        });
+    }
 
     HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG, ENTRYID*, ULONG, ENTRYID*, ULONG,
                                               ULONG*) final {

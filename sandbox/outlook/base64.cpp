@@ -58,7 +58,7 @@ std::optional<std::string> DecodeBase64(std::string_view text) {
             bytes.push_back(static_cast<char>(group >> bits & 0xFF));
         }
     }
-    // What padding stands for is zero.
+    // The bits that padding stands for are zero.
     if ((group & ((1u << bits) - 1)) != 0) return std::nullopt;
     return bytes;
 }

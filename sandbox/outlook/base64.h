@@ -8,7 +8,7 @@ namespace sandbox::outlook {
 
 std::string EncodeBase64(std::string_view bytes);
 
-// Nothing for what is not base64 with its padding.
+// Nullopt unless the text is base64 with its padding.
 std::optional<std::string> DecodeBase64(std::string_view text);
 
 }  // namespace sandbox::outlook

@@ -18,11 +18,11 @@ public:
         bool writable;
     };
 
-    // Takes the bytes at each commit. What it refers to, it keeps alive.
+    // Takes the bytes at each commit. It keeps alive the objects that it refers to.
     using Sink = std::function<HRESULT(const Content& bytes)>;
 
-    // Begins with `bytes`, which others may have as well. What is written is dropped unless it is
-    // committed; without a sink it is the stream's alone.
+    // Begins with `bytes`, which others may share. Written bytes are dropped unless they are
+    // committed; without a sink they stay in the stream.
     ByteStream(std::shared_ptr<Runtime> runtime, Content bytes, Mode mode, Sink sink = {});
 
     HRESULT STDMETHODCALLTYPE Read(void* buffer, ULONG size, ULONG* read) final;
@@ -46,8 +46,8 @@ public:
 private:
     // All of them, with zeros where only the size was set.
     const Content& Bytes();
-    // Whether nobody else has the bytes, so that they may be changed where they are. The two below
-    // change a copy where somebody has.
+    // Whether the bytes are not shared, and may be changed where they are. The two below change a
+    // copy of shared ones.
     bool IsOwn() const { return own_ != nullptr && own_.use_count() == 2; }  // both are ours
     void Replace(std::uint64_t from, std::string_view bytes);
     void Resize(std::uint64_t size);

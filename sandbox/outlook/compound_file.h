@@ -12,16 +12,16 @@
 
 namespace sandbox::outlook {
 
-// A storage with `content`, for reading. What is stored stays as it is.
+// Opens `content` as a storage for reading. The content itself stays as it is.
 HRESULT OpenStorage(std::shared_ptr<Runtime> runtime, const StorageNode& content, IStorage** out);
 
-// What the bytes of a compound file hold. Raises std::runtime_error when they are none.
+// Reads the content of a compound file. Raises std::runtime_error for other bytes.
 std::shared_ptr<StorageNode> ReadCompoundFile(std::string_view bytes);
 
 // A copy of an element's name as STATSTG gives it away.
 WCHAR* NewElementName(std::u16string_view name);
 
-// Frees such a name.
+// Owns such a name.
 class ElementName {
 public:
     explicit ElementName(WCHAR* name) : name_(name) {}

@@ -2,9 +2,14 @@
 #include <new>
 
 #include "sandbox/outlook/compound_file.h"
+#include "sandbox/outlook/entry_points.h"
 #include "sandbox/outlook/memory_storage.h"
 
 namespace sandbox::outlook {
+
+plugins::mapi::OleFunctions EntryPoints::Ole() {
+    return {&CreateStream, &CreateLockBytes, &CreateDocfile};
+}
 
 HRESULT OpenStorage(std::shared_ptr<Runtime> runtime, const StorageNode& content, IStorage** out) {
     return GiveTo(out, vek::MakeObject<MemoryStorage>(std::move(runtime), CopyNodes(content),

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "mapi/ole_functions.h"
+#include "sandbox/outlook/entry_points.h"
 #include "sandbox/outlook/storage_transfer.h"
 // The order matters: it needs windows.h.
 #include <ole2.h>
@@ -19,6 +20,8 @@ HRESULT OpenOnBytes(ILockBytes& bytes, IStorage** out) {
 }
 
 }  // namespace
+
+plugins::mapi::OleFunctions EntryPoints::Ole() { return mapi::SystemOleFunctions(); }
 
 HRESULT OpenStorage(std::shared_ptr<Runtime>, const StorageNode& content, IStorage** out) {
     const mapi::OleFunctions ole = mapi::SystemOleFunctions();

@@ -15,7 +15,7 @@ constexpr std::size_t kHeaderSize = 16;
 constexpr std::uint32_t kCompressed = 0x75465A4C;
 constexpr std::uint32_t kStored = 0x414C454D;
 
-// What the window holds at the start of every compressed text.
+// The content of the window at the start of every compressed text.
 constexpr std::string_view kPreset =
     "{\\rtf1\\ansi\\mac\\deff0\\deftab720{\\fonttbl;}{\\f0\\fnil \\froman \\fswiss \\fmodern "
     "\\fscript \\fdecor MS Sans SerifSymbolArialTimes New RomanCourier{\\colortbl\\red0\\green0"
@@ -127,7 +127,7 @@ public:
         int tries = kTries;
         for (std::uint32_t found = heads_[Key(at)];
              found != kNone && at - found < kWindow && tries-- > 0; found = previous_[found]) {
-            // Without overlap, so that every reader agrees on what is referred to.
+            // Without overlap, so that every reader finds the same bytes.
             const std::size_t limit = std::min(longest, at - found);
             std::size_t length = 0;
             while (length < limit && text_[found + length] == text_[at + length]) ++length;

@@ -12,7 +12,7 @@
 
 namespace sandbox::outlook {
 
-// What was to be uncompressed is no compressed RTF.
+// Raised for bytes that are not compressed RTF.
 class BadCompressedRtf : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -17,7 +17,7 @@ namespace {
 
 std::atomic<MapiSubsystem*> current{nullptr};
 
-// What MAPIFreeBuffer returns for a buffer it does not know.
+// The result of MAPIFreeBuffer for a buffer that it does not know.
 constexpr ULONG kFreeFailed = static_cast<ULONG>(MAPI_E_CALL_FAILED);
 
 // The border of every entry point.

@@ -25,8 +25,8 @@ struct EntryPoints {
     static HRESULT WINAPI WrapCompressedRtfStream(IStream* compressed, ULONG flags,
                                                   IStream** plain);
 
-    // What MAPI's objects are copied into: the system's OLE, or this stand-in's where there is
-    // none.
+    // Memory streams and storages: those of the system's OLE, or this stand-in's where there is no
+    // OLE.
     static plugins::mapi::OleFunctions Ole();
     static HRESULT WINAPI CreateStream(void* memory, BOOL delete_on_release, IStream** stream);
     static HRESULT WINAPI CreateLockBytes(void* memory, BOOL delete_on_release, ILockBytes** bytes);

@@ -18,8 +18,8 @@ public:
     // Memory that lives as long as the buffer `first`, which Allocate gave. Raises std::bad_alloc.
     void* AllocateMore(std::size_t size, void* first);
 
-    // Frees the chain. False for what Allocate never gave or what was freed before: nothing is
-    // done then, but it is counted. Null is fine.
+    // Frees the chain. A pointer that Allocate never gave or that was freed before is only counted,
+    // and the answer is false. Null is fine.
     bool Free(void* first);
 
     std::size_t LiveBuffers() const;
@@ -37,7 +37,7 @@ private:
     std::size_t bad_frees_ = 0;
 };
 
-// A buffer on its way to the caller: freed unless it is handed over.
+// Owns a buffer until it is handed over to the caller.
 class OwnedBuffer {
 public:
     OwnedBuffer(MapiMemory& memory, std::size_t size)

@@ -33,8 +33,7 @@ public:
     MapiMemory& memory() { return runtime_->memory(); }
     Distortion& distortion() { return runtime_->distortion(); }
 
-    // For the host: what it has open itself. To open it is no call that is counted or fails as
-    // planned.
+    // Open objects for the host itself. These calls are not counted and do not fail as planned.
     // `flags` are those of OpenEntry; null when the message is not there.
     vek::RefPtr<IMessage> OpenMessage(const std::string& entry_id, ULONG flags = MAPI_BEST_ACCESS);
     // Not in the store before its first save.
@@ -42,7 +41,7 @@ public:
     vek::RefPtr<IMAPISession> OpenSession();
     vek::RefPtr<IMsgStore> OpenStore();
 
-    // COM objects that somebody still holds.
+    // How many COM objects are still referenced.
     std::uint32_t live_objects() const { return runtime_->live_objects(); }
     // Calls of an object's methods from a thread that it does not belong to.
     std::uint32_t foreign_calls() const { return runtime_->foreign_calls(); }

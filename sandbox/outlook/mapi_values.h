@@ -12,12 +12,12 @@
 
 namespace sandbox::outlook {
 
-// Something that has properties, kept or computed.
+// An object that has properties, kept or computed.
 class PropertySource {
 public:
     // `tag` is a kept tag (KeptTag).
     virtual std::optional<PropertyValue> Get(ULONG tag) const = 0;
-    // Kept tags of all there is.
+    // The kept tags of all properties.
     virtual std::vector<ULONG> Tags() const = 0;
 
 protected:
@@ -33,7 +33,7 @@ ULONG ShownTag(ULONG kept_tag, ULONG flags);
 bool FillValues(MapiMemory& memory, void* first, const PropertySource& source,
                 std::span<const ULONG> tags, ULONG flags, SPropValue* values);
 
-// Nothing for a type that is not kept here or a value that points nowhere.
+// Nullopt for a type that is not kept here and for a text or binary without storage.
 std::optional<PropertyValue> TakeValue(const SPropValue& value);
 
 }  // namespace sandbox::outlook

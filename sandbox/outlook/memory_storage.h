@@ -7,7 +7,7 @@
 
 namespace sandbox::outlook {
 
-// A structured storage in memory. What is written to a stream of it shows at the stream's commit.
+// A structured storage in memory. Bytes written to a stream of it show at the stream's commit.
 class MemoryStorage final : public ComObject<IStorage, iid::kStorage> {
 public:
     enum class Mode { kReading, kWriting };
@@ -46,7 +46,7 @@ public:
     HRESULT STDMETHODCALLTYPE SetStateBits(DWORD, DWORD) final { return Unsupported(); }
 
 private:
-    // Null when there is none.
+    // Null when there is no such element.
     std::shared_ptr<StorageNode> Find(const WCHAR* name) const;
     // S_OK when an element may be opened or made as `mode` says.
     HRESULT CheckMode(DWORD mode) const;

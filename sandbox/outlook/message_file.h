@@ -8,10 +8,10 @@
 
 namespace sandbox::outlook {
 
-// Message files as message_format.md describes them. What is wrong with one is raised as
+// Message files as message_format.md describes them. An error in one is raised as
 // std::runtime_error with the file's name, the place in it and what is expected there.
 
-// `name` is what errors call the text.
+// Errors call the text `name`.
 MessageRecord ParseMessage(std::string_view json, const std::string& name);
 
 // Bytes of a text that are not UTF-8 are written as U+FFFD.

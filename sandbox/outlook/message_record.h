@@ -38,7 +38,7 @@ struct MessageRecord {
     AttachmentRecord* FindAttachment(ULONG number);
 };
 
-// What a property shows, kept or computed. Computed are an attachment's number and size (that of
+// The value of a property, kept or computed. Computed are an attachment's number and size (that of
 // all its properties, an embedded message with its own), a message's entry id (it has none while
 // `entry_id` is empty) and whether it has attachments.
 std::optional<PropertyValue> GetProperty(const AttachmentRecord& attachment, ULONG tag);

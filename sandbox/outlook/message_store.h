@@ -12,8 +12,8 @@
 
 namespace sandbox::outlook {
 
-// What is saved: messages and address book entries by entry id (bytes). What an open message has
-// changed is not here until it is saved. Free-threaded.
+// The saved messages and address book entries, by entry id (bytes). Changes of an open message
+// arrive here when it is saved. Free-threaded.
 class MessageStore {
 public:
     using Saved = std::shared_ptr<const MessageRecord>;
@@ -22,16 +22,16 @@ public:
     // new one.
     std::string Add(MessageRecord message);
 
-    // Stores a message under `entry_id`, in place of what was there. The entries that it brings
+    // Stores a message under `entry_id`, in place of an earlier one. The entries that it brings
     // join the address book.
     void Put(std::string entry_id, MessageRecord message);
 
-    // The same, but only if `expected` is still what is stored there (null for nothing).
+    // The same, but only if `expected` is still stored there (null for no message).
     bool PutIf(const std::string& entry_id, const Saved& expected, Saved message);
 
     bool Remove(std::string_view entry_id);
 
-    // What is saved under that id, unaffected by later saves. Null when there is no such message.
+    // The message saved under that id, unaffected by later saves. Null when there is none.
     Saved Find(std::string_view entry_id) const;
 
     std::vector<std::string> EntryIds() const;

@@ -15,7 +15,7 @@ constexpr ULONG KeptTag(ULONG tag) {
 // Properties by tag, in the order of the tags.
 class PropertyBag {
 public:
-    // Null when there is none of that id and type; narrow and wide texts are one type.
+    // Null when no property has that id and type; narrow and wide texts are one type.
     const PropertyValue* Find(ULONG tag) const {
         const auto found = values_.find(KeptTag(tag));
         return found == values_.end() ? nullptr : &found->second;

@@ -13,7 +13,7 @@ std::vector<ULONG> ShownTags(const PropertyHolder& holder, ULONG flags) {
     return tags;
 }
 
-// Collects what could not be done for single properties.
+// Collects the problems of single properties.
 class Problems {
 public:
     void Add(std::size_t index, ULONG tag, HRESULT code) {

@@ -9,11 +9,11 @@ namespace sandbox::outlook {
 // How far an open object can be used.
 enum class Access { kClosed, kReadOnly, kReadWrite };
 
-// What stands behind IMAPIProp: an open object with its working copy of the properties.
+// An open object with its working copy of the properties, behind IMAPIProp.
 class PropertyHolder : public PropertySource {
 public:
-    // Changes the working copy: sets the property, or removes it for no value. Gives
-    // MAPI_E_COMPUTED, MAPI_E_NO_ACCESS, or MAPI_E_NOT_FOUND for a removal of nothing.
+    // Sets the property in the working copy; without a value, removes it. Answers MAPI_E_COMPUTED,
+    // MAPI_E_NO_ACCESS, or MAPI_E_NOT_FOUND when there is nothing to remove.
     virtual HRESULT Put(ULONG tag, std::optional<PropertyValue> value) = 0;
 
     // Carries the working copy to where it came from.
@@ -21,7 +21,7 @@ public:
 
     virtual Access access() const = 0;
 
-    // What OpenProperty(`tag`) serves as a stream, the tag itself unless it stands for another.
+    // The tag of the property that OpenProperty(`tag`) serves as a stream, usually `tag` itself.
     virtual ULONG StreamTag(ULONG tag) const { return tag; }
 
     // OpenProperty for anything but a stream.
@@ -33,11 +33,11 @@ protected:
     ~PropertyHolder() = default;
 };
 
-// The access that an object opened with `flags` has, when what contains it gives `most`.
+// The access that an object opened with `flags` has inside a container with the access `most`.
 // MAPI_MODIFY that cannot be had is refused by the caller.
 Access AccessFor(ULONG flags, Access most);
 
-// What SaveChanges(`flags`) leaves of the access.
+// The access that is left after SaveChanges(`flags`).
 Access AccessAfterSave(ULONG flags);
 
 // The bodies of IMAPIProp's methods over a holder.

@@ -93,7 +93,7 @@ protected:
     PropertyObject(std::shared_ptr<Runtime> runtime, Access access)
         : Base(std::move(runtime)), access_(access) {}
 
-    // As Enter, for what an object that was closed by saving no longer does.
+    // As Enter, for calls that an object refuses once a save has closed it.
     template <class Body>
     HRESULT EnterOpen(Call kind, Body&& body) noexcept {
         return this->Enter(kind, [&]() -> HRESULT {

@@ -8,7 +8,7 @@
 namespace sandbox::outlook {
 
 // The body of OpenProperty for IID_IStream: a text or a binary of `holder`, which is part of
-// `owner`, as a stream that keeps `owner` alive. What is written shows in the open object at the
+// `owner`, as a stream that keeps `owner` alive. Written bytes show in the open object at the
 // next commit.
 HRESULT OpenStream(std::shared_ptr<Runtime> runtime, vek::RefPtr<IUnknown> owner,
                    PropertyHolder& holder, ULONG tag, ULONG options, ULONG flags, IUnknown** out);

@@ -34,7 +34,7 @@ public:
     // Of any other type, 0 otherwise.
     std::int64_t number() const { return number_; }
 
-    // In bytes; 8 for what is not a text or a binary.
+    // In bytes; 8 for other types than texts and binaries.
     std::size_t Size() const { return content_ ? content_->size() : sizeof number_; }
 
     friend bool operator==(const PropertyValue& a, const PropertyValue& b) {

@@ -12,8 +12,8 @@
 
 namespace sandbox::outlook {
 
-// What all objects of one subsystem share. Every object holds it, so that one that is released
-// late finds it still there. Free-threaded.
+// The state that all objects of one subsystem share. Every object holds it, so that one that is
+// released late still finds it. Free-threaded.
 class Runtime {
 public:
     FaultPlan& faults() { return faults_; }
@@ -22,14 +22,23 @@ public:
 
     // Every method of an object that belongs to the thread `owner` comes through here: counts the
     // call, asks the plan, and takes note when the caller is another thread.
-    HRESULT Enter(Call kind, std::thread::id owner);
+    HRESULT Enter(Call kind, std::thread::id owner) {
+        if (owner != std::this_thread::get_id()) ++foreign_calls_;
+        return faults_.Enter(kind);
+    }
 
     std::uint32_t live_objects() const { return live_objects_; }
     std::uint32_t foreign_calls() const { return foreign_calls_; }
 
     // The flags of each SaveChanges, in their order.
-    std::vector<ULONG> save_flags() const;
-    void NoteSave(ULONG flags);
+    std::vector<ULONG> save_flags() const {
+        const std::lock_guard lock(mutex_);
+        return save_flags_;
+    }
+    void NoteSave(ULONG flags) {
+        const std::lock_guard lock(mutex_);
+        save_flags_.push_back(flags);
+    }
 
 private:
     friend class LiveObject;

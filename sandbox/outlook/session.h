@@ -8,8 +8,8 @@
 
 namespace sandbox::outlook {
 
-// A session on the store. After Logoff it opens nothing more. Free-threaded, as MAPI's are; what it
-// opens belongs to the thread that asked.
+// A session on the store. After Logoff it opens nothing more. Free-threaded, as MAPI's are; the
+// objects that it opens belong to the thread that asked.
 class Session final : public ComObject<IMAPISession, iid::kSession> {
 public:
     Session(std::shared_ptr<Runtime> runtime, std::shared_ptr<MessageStore> store)

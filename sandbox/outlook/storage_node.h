@@ -18,13 +18,13 @@ struct StorageNode {
 // A copy that shares no node, only bytes.
 std::shared_ptr<StorageNode> CopyNodes(const StorageNode& node);
 
-// The bytes of all its streams.
+// The sum of the bytes of all its streams.
 std::size_t SizeOf(const StorageNode& node);
 
 // One to 31 units, none of them zero or one of / \ : ! (IStorage's rule).
 bool IsElementName(std::u16string_view name);
 
-// Storages inside storages; what is read has no more.
+// How deep storages are nested at most in content that is read.
 inline constexpr int kDeepestStorage = 32;
 
 // A storage as one row of bytes: "STG1" and its elements. An element is a byte, 1 for a stream and

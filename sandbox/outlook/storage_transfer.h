@@ -1,6 +1,6 @@
 #pragma once
 
-// Between a storage's data and an IStorage, whoever made it.
+// Copies between a storage's data and any IStorage.
 
 #include <string>
 #include <string_view>
@@ -14,7 +14,7 @@ namespace sandbox::outlook {
 std::basic_string<WCHAR> ToWide(std::u16string_view name);
 std::u16string FromWide(const WCHAR* name);
 
-// How elements are opened and made: nobody else has them.
+// The modes in which elements are opened and made: exclusively.
 inline constexpr DWORD kReadElement = STGM_READ | STGM_SHARE_EXCLUSIVE;
 inline constexpr DWORD kWriteElement = STGM_READWRITE | STGM_SHARE_EXCLUSIVE;
 

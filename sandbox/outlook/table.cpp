@@ -22,7 +22,7 @@ private:
     const std::size_t row_;
 };
 
-// A row set on its way to the caller: each row is a buffer of its own, and so is the set.
+// Owns a row set until it is handed over: each row is a buffer of its own, and so is the set.
 class OwnedRows {
 public:
     OwnedRows(MapiMemory& memory, std::size_t capacity)

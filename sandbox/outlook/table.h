@@ -9,7 +9,7 @@
 
 namespace sandbox::outlook {
 
-// What a table shows, as it is at the moment.
+// The rows behind a table, as they are at the moment.
 class TableRows {
 public:
     virtual ~TableRows() = default;

@@ -52,7 +52,6 @@ struct Product final : vek::platform::LibraryLoader {
     }
 
     struct Loaded final : vek::platform::Library {
-        using Symbol = vek::platform::DynamicLibrary::Symbol;
         Loaded() { ++current->libraries; }
         ~Loaded() override { --current->libraries; }
         Symbol Find(const char* name) const noexcept override {

@@ -19,10 +19,11 @@ namespace plugins::mail_processing {
 using vek::RefPtr;
 using vek::result_t;
 
-// What an operation works on, and what it gave.
+// The mail that an operation works on, and the value that it gave.
 struct Scan {
     static constexpr const char* kUntouched = "(untouched)";
-    static constexpr std::uint32_t kReadWrite = access_mode::kRead | access_mode::kWrite;
+    static constexpr std::uint32_t kRead = access_mode::kRead,
+                                   kReadWrite = kRead | access_mode::kWrite;
     struct None {
         bool operator==(const None&) const = default;
     };
@@ -85,7 +86,7 @@ struct Scan {
     static result_t Write(IDataStream& stream, std::uint32_t& written) {
         return stream.Write(std::as_bytes(std::span("{\\rtf1 new text}", 16)), written);
     }
-    // Opened anew when it is tried again: what a failed commit left must not be what is opened.
+    // Opened anew when it is tried again: the stream of a failed commit must not come back.
     result_t Overwrite(const RefPtr<IPropertyProvider>& provider) {
         return On<None>(provider, [](IPropertyProvider& it, None&) {
             RefPtr<IDataStream> stream;
@@ -98,7 +99,7 @@ struct Scan {
         });
     }
 
-    // What operations work on; null where it cannot be had.
+    // The objects that operations work on; null where they cannot be had.
     RefPtr<IMailMessage> Mail() { return mail; }
     RefPtr<IPropertyProvider> Body() { return Made(&IMailMessage::GetPlainBody); }
     RefPtr<IPropertyProvider> Rich() { return Made(&IMailMessage::GetRichBody); }
@@ -165,6 +166,7 @@ enum class Rule {
 
 struct Operation {
     const char* name;
+    const char* value;  // with an undisturbed message; null where that is tested elsewhere
     result_t (*run)(Scan&);
     Rule rule = Rule::kPasses;
 };
@@ -178,65 +180,70 @@ inline std::span<const Operation> Operations() {
     using u32 = std::uint32_t;
     using u64 = std::uint64_t;
     static constexpr Operation kAll[] = {
-        {"GetHeaderSummary", Of<&S::Mail, &M::GetHeaderSummary>},
-        {"GetMessageHash", Of<&S::Mail, &M::GetMessageHash>, Rule::kIfItOpens},
-        {"GetSender", Of<&S::Mail, &M::GetSender>},
-        {"GetSenderSmtpAddress", Of<&S::Mail, &M::GetSenderSmtpAddress>, Rule::kAddress},
-        {"GetSentRepresenting", Of<&S::Mail, &M::GetSentRepresenting>},
-        {"GetSenderName", Of<&S::Mail, &M::GetSenderName>},
-        {"GetSentRepresentingName", Of<&S::Mail, &M::GetSentRepresentingName>},
-        {"GetToRecipients", Of<&S::Mail, &M::GetToRecipients>},
-        {"GetDisplayTo", Of<&S::Mail, &M::GetDisplayTo>},
-        {"GetCcRecipients", Of<&S::Mail, &M::GetCcRecipients>},
-        {"GetDisplayCc", Of<&S::Mail, &M::GetDisplayCc>},
-        {"GetSubject", Of<&S::Mail, &M::GetSubject>},
-        {"GetTime", Of<&S::Mail, &M::GetTime>},
-        {"GetInternetMessageId", Of<&S::Mail, &M::GetInternetMessageId>},
-        {"GetTransportHeaders", Of<&S::Mail, &M::GetTransportHeaders>},
-        {"GetPlainBody", Of<&S::Mail, &M::GetPlainBody>, Rule::kBody},
-        {"GetHtmlBody", Of<&S::Mail, &M::GetHtmlBody>, Rule::kBody},
-        {"GetRichBody", Of<&S::Mail, &M::GetRichBody>, Rule::kBody},
-        {"GetAttachments", Of<&S::Mail, &M::GetAttachments>},
-        {"SetSubject", [](S& s) { return s.Do(s.mail, &M::SetSubject, u"new"); }},
-        {"AppendNotice", [](S& s) { return s.Do<u32>(s.mail, &M::AppendNotice, "Hey"); },
+        {"GetHeaderSummary", "[From:Ann][Subject:Hello][Time:2024/03/05 09:07:02]",
+         Of<&S::Mail, &M::GetHeaderSummary>},
+        {"GetMessageHash", nullptr, Of<&S::Mail, &M::GetMessageHash>, Rule::kIfItOpens},
+        {"GetSender", "\"Ann\" <SMTP:ann@example.com>", Of<&S::Mail, &M::GetSender>},
+        {"GetSmtpAddress", "ann@real.example.com", Of<&S::Mail, &M::GetSenderSmtpAddress>,
+         Rule::kAddress},
+        {"GetSentRepresenting", "\"Boss\" <:>", Of<&S::Mail, &M::GetSentRepresenting>},
+        {"GetSenderName", "Ann", Of<&S::Mail, &M::GetSenderName>},
+        {"GetSentName", "Boss", Of<&S::Mail, &M::GetSentRepresentingName>},
+        {"GetToRecipients", "\"Bob\" <SMTP:bob@example.com>; \"Di\" <SMTP:bob@example.com>; ",
+         Of<&S::Mail, &M::GetToRecipients>},
+        {"GetDisplayTo", "Bob", Of<&S::Mail, &M::GetDisplayTo>},
+        {"GetCcRecipients", "\"Cy\" <SMTP:bob@example.com>; ", Of<&S::Mail, &M::GetCcRecipients>},
+        {"GetDisplayCc", "Cy", Of<&S::Mail, &M::GetDisplayCc>},
+        {"GetSubject", "Hello", Of<&S::Mail, &M::GetSubject>},
+        {"GetTime", "2024/03/05 09:07:02", Of<&S::Mail, &M::GetTime>},
+        {"GetInternetMessageId", "<1@example.com>", Of<&S::Mail, &M::GetInternetMessageId>},
+        {"GetTransportHeaders", "A: b\r\nContent-Type: text/plain\r\n",
+         Of<&S::Mail, &M::GetTransportHeaders>},
+        {"GetPlainBody", "object", Of<&S::Mail, &M::GetPlainBody>, Rule::kBody},
+        {"GetHtmlBody", "object", Of<&S::Mail, &M::GetHtmlBody>, Rule::kBody},
+        {"GetRichBody", "object", Of<&S::Mail, &M::GetRichBody>, Rule::kBody},
+        {"GetAttachments", "object", Of<&S::Mail, &M::GetAttachments>},
+        {"SetSubject", "", [](S& s) { return s.Do(s.mail, &M::SetSubject, u"new"); }},
+        {"AppendNotice", "0", [](S& s) { return s.Do<u32>(s.mail, &M::AppendNotice, "Hey"); },
          Rule::kNotice},
-        {"SetProperty", [](S& s) { return s.Do(s.mail, &M::SetProperty, 0x0C1A001Eu, "X"); }},
-        {"SetHeader", [](S& s) { return s.Do(s.mail, &M::SetHeader, "A: new"); }},
-        {"AddHeader", [](S& s) { return s.Do(s.mail, &M::AddHeader, "B: new"); }},
-        {"body Delete", Of<&S::Body, &P::Delete>},
-        {"body OpenStream", [](S& s) { return s.Open(s.Body(), access_mode::kRead); }},
-        {"body OpenStream to write", [](S& s) { return s.Open(s.Body(), S::kReadWrite); }},
-        {"rich body OpenStream", [](S& s) { return s.Open(s.Rich(), access_mode::kRead); }},
-        {"rich body OpenStream to write", [](S& s) { return s.Open(s.Rich(), S::kReadWrite); }},
-        {"body GetName", Of<&S::Body, &P::GetName>},
-        {"body GetFileName", Of<&S::Body, &P::GetFileName>},
-        {"body GetMimeTag", Of<&S::Body, &P::GetMimeTag>},
-        {"body GetSize", Of<&S::Body, &P::GetSize>},
-        {"body Rename", [](S& s) { return s.Do(s.Body(), &P::Rename, "x"); }},
-        {"stream Read", [](S& s) { return s.ReadAll(s.BodyStream()); }},
-        {"rich stream Read", [](S& s) { return s.ReadAll(s.RichStream()); }},
-        {"stream Write", [](S& s) { return s.On<u32>(s.BodyStream(), S::Write); }},
-        {"stream Seek",
+        {"SetProperty", "", [](S& s) { return s.Do(s.mail, &M::SetProperty, 0x0C1A001Eu, "X"); }},
+        {"SetHeader", "", [](S& s) { return s.Do(s.mail, &M::SetHeader, "A: new"); }},
+        {"AddHeader", "", [](S& s) { return s.Do(s.mail, &M::AddHeader, "B: new"); }},
+        {"body Delete", "", Of<&S::Body, &P::Delete>},
+        {"body to read", "object", [](S& s) { return s.Open(s.Body(), S::kRead); }},
+        {"body to write", "object", [](S& s) { return s.Open(s.Body(), S::kReadWrite); }},
+        {"rich to read", "object", [](S& s) { return s.Open(s.Rich(), S::kRead); }},
+        {"rich to write", "object", [](S& s) { return s.Open(s.Rich(), S::kReadWrite); }},
+        {"body GetName", "PlainBody", Of<&S::Body, &P::GetName>},
+        {"body GetFileName", S::kUntouched, Of<&S::Body, &P::GetFileName>},
+        {"body GetMimeTag", S::kUntouched, Of<&S::Body, &P::GetMimeTag>},
+        {"body GetSize", "0", Of<&S::Body, &P::GetSize>},
+        {"body Rename", S::kUntouched, [](S& s) { return s.Do(s.Body(), &P::Rename, "x"); }},
+        {"stream Read", "plain text", [](S& s) { return s.ReadAll(s.BodyStream()); }},
+        {"rich Read", "{\\rtf1 some old text}", [](S& s) { return s.ReadAll(s.RichStream()); }},
+        {"stream Write", "16", [](S& s) { return s.On<u32>(s.BodyStream(), S::Write); }},
+        {"stream Seek", "4",
          [](S& s) { return s.Do<u64>(s.BodyStream(), &D::Seek, 4, SeekOrigin::kStart); }},
-        {"stream GetSize", Of<&S::BodyStream, &D::GetSize>},
-        {"stream SetSize", [](S& s) { return s.Do(s.BodyStream(), &D::SetSize, 3u); }},
-        {"body overwritten", [](S& s) { return s.Overwrite(s.Body()); }},
-        {"rich body overwritten", [](S& s) { return s.Overwrite(s.Rich()); }},
-        {"Next", Next<1>},
-        {"Next, an OLE attachment", Next<2>, Rule::kIfItOpens},
-        {"Next, at the end", Next<3>, Rule::kIfItOpens},
-        {"Reset", Of<&S::Attachments, &E::Reset>},
-        {"Find", [](S& s) { return s.Do<RefPtr<P>>(s.Attachments(), &E::Find, u"Data"); }},
-        {"attachment Delete", Of<&S::First, &P::Delete>},
-        {"attachment OpenStream", [](S& s) { return s.Open(s.First(), access_mode::kRead); }},
-        {"OLE attachment OpenStream", [](S& s) { return s.Open(s.Ole(), S::kReadWrite); },
+        {"stream GetSize", "10", Of<&S::BodyStream, &D::GetSize>},
+        {"stream SetSize", "", [](S& s) { return s.Do(s.BodyStream(), &D::SetSize, 3u); }},
+        {"body overwritten", "", [](S& s) { return s.Overwrite(s.Body()); }},
+        {"rich overwritten", "", [](S& s) { return s.Overwrite(s.Rich()); }},
+        {"Next", "object", Next<1>},
+        {"Next, an OLE object", "object", Next<2>, Rule::kIfItOpens},
+        {"Next, at the end", "null", Next<3>, Rule::kIfItOpens},
+        {"Reset", "", Of<&S::Attachments, &E::Reset>},
+        {"Find", "object",
+         [](S& s) { return s.Do<RefPtr<P>>(s.Attachments(), &E::Find, u"Data"); }},
+        {"file Delete", "", Of<&S::First, &P::Delete>},
+        {"file to read", "object", [](S& s) { return s.Open(s.First(), S::kRead); }},
+        {"OLE to write", "object", [](S& s) { return s.Open(s.Ole(), S::kReadWrite); },
          Rule::kIfItOpens},
-        {"attachment GetName", Of<&S::First, &P::GetName>},
-        {"attachment GetFileName", Of<&S::First, &P::GetFileName>},
-        {"attachment GetMimeTag", Of<&S::First, &P::GetMimeTag>},
-        {"attachment GetSize", Of<&S::First, &P::GetSize>},
-        {"attachment Rename", [](S& s) { return s.Do(s.First(), &P::Rename, "x"); }},
-        {"attachment overwritten", [](S& s) { return s.Overwrite(s.First()); }},
+        {"file GetName", "Data", Of<&S::First, &P::GetName>},
+        {"file GetFileName", "data.txt", Of<&S::First, &P::GetFileName>},
+        {"file GetMimeTag", "text/plain", Of<&S::First, &P::GetMimeTag>},
+        {"file GetSize", "37", Of<&S::First, &P::GetSize>},
+        {"file Rename", "", [](S& s) { return s.Do(s.First(), &P::Rename, "x"); }},
+        {"file overwritten", "", [](S& s) { return s.Overwrite(s.First()); }},
     };
     return kAll;
 }

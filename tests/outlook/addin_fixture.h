@@ -3,6 +3,7 @@
 #include <atomic>
 #include <thread>
 
+#include "mapi/entry_id.h"
 #include "outlook/message_age.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
@@ -53,10 +54,7 @@ protected:
     FakeItemPtr NewItem() {
         auto item = std::make_shared<FakeItem>(calls_);
         const std::string id = mapi_.store().Add(*mapi_.store().Find(entry_id_));
-        for (const char byte : id) {
-            item->entry_id += u"0123456789ABCDEF"[static_cast<unsigned char>(byte) >> 4];
-            item->entry_id += u"0123456789ABCDEF"[byte & 0xF];
-        }
+        item->entry_id = mapi::EntryIdToHex(id);
         item->open = [this, id] { return mapi_.OpenMessage(id); };
         item->created = LocalOleDate(clock_) - 1;
         return item;

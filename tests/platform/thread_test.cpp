@@ -42,10 +42,8 @@ TEST(Thread, IsWaitedForAsOftenAndByAsManyAsLike) {
     EXPECT_EQ(thread->id(), id);
     EXPECT_NE(id, CurrentThreadId());
     EXPECT_EQ(thread->Terminate(), system_error::kNone);
-}
 
-TEST(Thread, GoesOnWithoutItsOwner) {
-    Stage stage;
+    // Without its owner a thread goes on.
     TheSystem().StartThread([&stage] {
         WaitFor(stage.go.get());
         stage.started->Set();

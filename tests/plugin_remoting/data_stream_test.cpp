@@ -74,41 +74,37 @@ struct Twins {
 
     bool Do(std::mt19937& random) {
         const auto below = [&](std::size_t limit) { return random() % limit; };
-        result_t a = 0;
-        result_t b = 0;
+        const auto same = [&](auto use) { return use(remote) == use(local); };
         switch (below(8)) {
-            case 0: {
-                const byte_vector data = Pattern(below(5000));
-                std::uint32_t x = 0, y = 0;
-                a = remote.Write(data, x);
-                b = local.Write(data, y);
-                return a == b && x == y;
-            }
-            case 1: {
-                const auto origin = static_cast<SeekOrigin>(below(3));
-                const auto offset = static_cast<std::int64_t>(below(200000)) - 60000;
-                std::uint64_t x = 0, y = 0;
-                a = remote.Seek(offset, origin, x);
-                b = local.Seek(offset, origin, y);
-                return a == b && x == y;
-            }
-            case 2: {
-                std::uint64_t x = 0, y = 0;
-                if (below(6) == 0) {
-                    const auto size = below(300000);
-                    a = remote.SetSize(size);
-                    b = local.SetSize(size);
-                }
-                return a == b && remote.GetSize(x) == local.GetSize(y) && x == y;
-            }
-            default: {
-                const std::size_t size = below(4) == 0 ? below(100000) : below(3000);
-                byte_vector x(size), y(size);
-                std::uint32_t got_x = 0, got_y = 0;
-                a = remote.Read(x, got_x);
-                b = local.Read(y, got_y);
-                return a == b && got_x == got_y && x == y;
-            }
+            case 0:
+                return same([data = Pattern(below(5000))](IDataStream& stream) {
+                    std::uint32_t count = 0;
+                    const result_t code = stream.Write(data, count);
+                    return std::pair(code, count);
+                });
+            case 1:
+                return same([origin = static_cast<SeekOrigin>(below(3)),
+                             offset = static_cast<std::int64_t>(below(200000)) -
+                                      60000](IDataStream& stream) {
+                    std::uint64_t position = 0;
+                    const result_t code = stream.Seek(offset, origin, position);
+                    return std::pair(code, position);
+                });
+            case 2:
+                return same([cut = below(6) == 0, to = below(300000)](IDataStream& stream) {
+                    std::uint64_t size = 0;
+                    if (cut) stream.SetSize(to);
+                    const result_t code = stream.GetSize(size);
+                    return std::pair(code, size);
+                });
+            default:
+                return same(
+                    [size = below(4) == 0 ? below(100000) : below(3000)](IDataStream& stream) {
+                        byte_vector bytes(size);
+                        std::uint32_t count = 0;
+                        const result_t code = stream.Read(bytes, count);
+                        return std::tuple(code, count, std::move(bytes));
+                    });
         }
     }
 };
@@ -128,7 +124,7 @@ TEST(DataStreamProxy, AnswersAsTheStreamItself) {
                   result::kOk);
         ASSERT_EQ(one.client->registry().CreateProxy(IDataStream::kInterfaceId,
                                                      std::make_shared<remoting::StubReference>(
-                                                         remoting::Place{one.client, handle}),
+                                                         remoting::StubAddress{one.client, handle}),
                                                      second.put_void()),
                   result::kOk);
         const auto near_first = vek::MakeObject<MemoryStream>(near);

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <thread>
 
+#include "mapi/entry_id.h"
 #include "processing/async_processor.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
@@ -73,15 +74,6 @@ struct AsyncProduct {
                 .observer = observer};
     }
 };
-
-// An entry id as the object model writes it.
-inline std::u16string ToHex(std::string_view bytes) {
-    std::u16string hex;
-    for (const char c : bytes)
-        for (const int digit : {static_cast<unsigned char>(c) >> 4, c & 0xF})
-            hex.push_back(u"0123456789ABCDEF"[digit]);
-    return hex;
-}
 
 inline std::string Told(int number, const std::string& what, std::u16string_view id = u"") {
     return std::to_string(number) + ' ' + what + ' ' + vek::ToUtf8(id);

@@ -32,7 +32,7 @@ protected:
     AsyncEnvironment Environment(int stop_ms = 60'000) {
         return product_.Environment(functions_, system_, tracer_, stop_ms);
     }
-    std::u16string NewMessage() { return tests::ToHex(mapi_.store().Add({})); }
+    std::u16string NewMessage() { return plugins::mapi::EntryIdToHex(mapi_.store().Add({})); }
     std::string LastLine() { return tracer_->lines().back(); }
 
     tests::FaultySystem system_;

@@ -30,7 +30,7 @@ TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed
         returned.Raise();
         return vek::result::kOk;
     };
-    const std::u16string id = tests::ToHex(outlook.store().Add({}));
+    const std::u16string id = plugins::mapi::EntryIdToHex(outlook.store().Add({}));
     auto& system = vek::platform::TheSystem();
     {
         AsyncProcessor processor(product.Environment(functions, system, tracer, 50));

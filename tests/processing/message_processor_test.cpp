@@ -148,7 +148,7 @@ TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSupplie
         EXPECT_EQ(mail.GetSubject(subject), result::kOk);
         return mail.SetSubject(u"[checked] " + subject);
     };
-    const std::u16string hex = tests::ToHex(entry_id_);
+    const std::u16string hex = plugins::mapi::EntryIdToHex(entry_id_);
     const auto background = Processor();
     EXPECT_EQ(CodeOf([&] { background->ProcessMessageByEntryId(hex); }), 1u) << "no session yet";
     background->LogonBackgroundSession();
@@ -168,6 +168,13 @@ TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSupplie
     EXPECT_EQ(Saved(tests::tag::kSubjectW), "[checked] [checked] Hello");
     EXPECT_EQ(CodeOf([&] { supplied->ProcessMessageByEntryId(u"00"); }),
               static_cast<std::uint32_t>(MAPI_E_NOT_FOUND));
+}
+
+TEST(EntryId, TakesDigitsOfEitherCaseAndOthersAsZero) {
+    const std::pair<std::u16string_view, std::u16string> kCases[] = {
+        {u"00fFA9", u"00FFA9"}, {u"zz", u"00"}, {u"1z2", u"10"}, {u"g", u""}};
+    for (const auto& [hex, bytes] : kCases)
+        EXPECT_EQ(mapi::EntryIdToHex(mapi::EntryIdFromHex(hex)), bytes);
 }
 
 TEST_F(MessageProcessorTest, TwoChecksAtOnceNeverMixAndAThousandLeaveNothing) {

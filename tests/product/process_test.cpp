@@ -5,10 +5,13 @@
 #include <map>
 #include <thread>
 
+#include "product/process/product_process.h"
 #include "product/rules.h"
 #include "product/scanner_engine.h"
+#include "product/state/process_start.h"
 #include "tests/model/disturbed_mail.h"
 #include "tests/product/product_folder.h"
+#include "vek/platform/thread.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -25,30 +28,24 @@ when attachment-type is "image/png" do delete-attachment
 
 constexpr std::string_view kFailure = "300 CheckResultFailedException";
 
-// What a message holds, by place.
-using Content = std::map<std::string, std::optional<outlook::PropertyValue>>;
-
-void Add(const outlook::PropertyBag& properties, const std::string& place, Content& content) {
-    for (const auto& [property, value] : properties)
-        content.emplace(place + std::to_string(property), value);
-}
+// The properties of a message, by the number of the attachment (0: the message's own) and the tag.
+using Content = std::map<std::pair<std::size_t, ULONG>, std::optional<outlook::PropertyValue>>;
 
 Content ContentOf(const outlook::MessageRecord& record) {
     Content content;
-    Add(record.properties, "", content);
+    for (const auto& [tag, value] : record.properties) content[{0, tag}] = value;
     for (const auto& each : record.attachments)
-        Add(each.properties, std::to_string(each.number) + " ", content);
+        for (const auto& [tag, value] : each.properties) content[{each.number + 1, tag}] = value;
     return content;
 }
 
-// What is different, as it is in `after`.
+// Gives the properties of `after` that are not those of `before`, and nothing for lost ones.
 Content Difference(const Content& before, const Content& after) {
-    Content changes;
-    for (const auto& [place, value] : after)
-        if (const auto old = before.find(place); old == before.end() || old->second != value)
-            changes.emplace(place, value);
-    for (const auto& [place, value] : before)
-        if (!after.contains(place)) changes.emplace(place, std::nullopt);
+    Content changes = after;
+    for (const auto& [property, value] : before) {
+        const auto found = changes.try_emplace(property).first;
+        if (found->second == value) changes.erase(found);
+    }
     return changes;
 }
 
@@ -107,33 +104,25 @@ TEST_F(SecondProcess, ChangesMessagesAsOneInThisProcessDoes) {
     other.join();
     EXPECT_EQ(tracer_->Count(kFailure), 0u);
     EXPECT_EQ(product_process_.Logged("  connected: process"), 1);
+    EXPECT_EQ(product_process_.Logged("  check "), 7);
     EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
 }
 
 TEST_F(SecondProcess, MayEndAtAnyMomentAndComeBack) {
-    enum End { kKilled, kKilledMeanwhile, kStopped };
     const struct {
         const char* when;
         std::optional<outlook_call> call;  // in this one of the check; none: before the check
         std::uint32_t nth = 1;
-        End end = kKilled;
+        bool stopped = false;  // not killed
     } kStages[] = {
         {"before connecting", {}},
         {"at rest", {}},
-        {"stopped at rest", {}, 1, kStopped},
+        {"stopped at rest", {}, 1, true},
         {"the first answer", outlook_call::kGetProps},
-        {"opening a stream", outlook_call::kOpenProperty},
         {"a stream is open", outlook_call::kStreamRead, 2},
-        {"a stream is open, stopped", outlook_call::kStreamRead, 2, kStopped},
-        {"the enumerator is open", outlook_call::kQueryRows},
-        {"opening an attachment", outlook_call::kOpenAttach},
-        {"the scanner is busy", outlook_call::kStreamRead, 10, kKilledMeanwhile},
-        {"the first change", outlook_call::kSetProps},
-        {"changing a header", outlook_call::kSetProps, 3},
-        {"changing a header, stopped", outlook_call::kSetProps, 3, kStopped},
+        {"a stream is open, stopped", outlook_call::kStreamRead, 2, true},
+        {"changing a header, stopped", outlook_call::kSetProps, 3, true},
         {"writing an attachment", outlook_call::kStreamWrite},
-        {"its end", outlook_call::kStreamCommit},
-        {"renaming it", outlook_call::kSetProps, 4},
         {"deleting the third", outlook_call::kDeleteAttach},
         {"the notice", outlook_call::kStreamWrite, 3},
     };
@@ -144,67 +133,42 @@ TEST_F(SecondProcess, MayEndAtAnyMomentAndComeBack) {
         ASSERT_TRUE(product_process_.Start());
         if (&stage != kStages) {
             EXPECT_EQ(Check(*processor_), whole_) << "by the one that came back";
-            EXPECT_EQ(tracer_->Count(kFailure), failures);
         }
-        std::thread meanwhile;
-        bool ended = false;
         const auto end = [&] {
-            ended = true;
-            if (stage.end == kStopped) {
-                EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
-            } else if (stage.end == kKilled) {
-                product_process_.Kill();
-            } else {
-                meanwhile = std::thread([&] { product_process_.Kill(); });
-                // At the latest.
-                mapi_.faults().RunAtNth(outlook_call::kSetProps, 1, [&] { meanwhile.join(); });
-            }
+            EXPECT_TRUE(stage.stopped ? product_process_.Stop() : product_process_.Kill());
         };
-        if (stage.call) {
-            mapi_.faults().RunAtNth(*stage.call, stage.nth, end);
-        } else {
-            end();
-        }
+        stage.call ? mapi_.faults().RunAtNth(*stage.call, stage.nth, end) : end();
         const Content now = Check(*processor_);
-        if (meanwhile.joinable()) meanwhile.join();
-        EXPECT_TRUE(ended);
         EXPECT_EQ(tracer_->Count(kFailure), ++failures);
         EXPECT_EQ(mapi_.live_objects(), 0u);
         EXPECT_EQ(mapi_.memory().LiveBuffers(), 0u);
         // Nothing is half done, and what was done until an earlier moment is done until this one.
-        for (const auto& [place, value] : now) EXPECT_EQ(whole_.at(place), value) << place;
-        for (const auto& [place, value] : changed) EXPECT_TRUE(now.contains(place)) << place;
+        for (const auto& [property, value] : now) EXPECT_EQ(whole_.at(property), value);
+        for (const auto& change : changed) EXPECT_TRUE(now.contains(change.first));
         changed = now;
         mapi_.faults().Clear();
     }
     EXPECT_GT(changed.size(), whole_.size() / 2);
-    ASSERT_TRUE(product_process_.Start());
-    EXPECT_EQ(Check(*processor_), whole_);
-    EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
 }
 
-TEST_F(SecondProcess, LetsGoOfAPlugInThatIsKilled) {
-    ASSERT_TRUE(product_process_.Start());
-    int gone = 0;
-    for (const std::string& place :
-         {std::string("idle"), std::to_string(static_cast<int>(outlook_call::kGetProps)),
-          std::to_string(static_cast<int>(outlook_call::kStreamRead)),
-          std::to_string(static_cast<int>(outlook_call::kOpenAttach)),
-          std::to_string(static_cast<int>(outlook_call::kSetProps))}) {
-        SCOPED_TRACE(place);
-        const std::filesystem::path reached = product_process_.library() + ".reached";
-        const auto peer = sandbox::StartProgram(sandbox::ProgramFolder() / "plugin_peer",
-                                                {product_process_.library(), place});
-        ASSERT_TRUE(product_process_.Soon([&] { return exists(reached); }));
-        peer->Kill();
-        ++gone;
-        EXPECT_TRUE(product_process_.Soon([&] {
-            return product_process_.Logged("disconnected: process") == gone;
-        })) << product_process_.log();
-        remove(reached);
-        EXPECT_EQ(Check(*processor_), whole_) << "for another";
-    }
-    EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
+TEST(ProductProcess, SaysWhyItDoesNotRun) {
+    using namespace reference_product;
+    tests::ProductFolder product("no rule\n");
+    const std::filesystem::path path = PathOf(product.path());
+    EXPECT_EQ(product.Launch({"--stop"})->Wait(), 2);  // where?
+    EXPECT_EQ(product.Launch({"--folder", product.path()})->Wait(), 1);
+    ReplaceTextFile(path / "sample.rules", kRules);
+    ASSERT_TRUE(product.Start());
+    EXPECT_EQ(product.Launch({"--folder", product.path()})->Wait(), 3);
+    EXPECT_TRUE(product.Stop()) << product.log();
+    EXPECT_FALSE(exists(path / "running.json") || exists(path / "stop.json"));
+    EXPECT_EQ(StopProduct(path, {}), ExitCode::kStopped);
+
+    const std::uint32_t id = vek::platform::CurrentProcessId();  // a process that does not stop
+    const RunningProduct self{id, ProcessStart(id).value(), 42, 0};
+    RunFolder(path).Publish(self);
+    EXPECT_EQ(StopProduct(path, std::chrono::milliseconds(1)), ExitCode::kDoesNotStop);
+    EXPECT_TRUE(RunFolder(path).StopRequested(self));
 }
 
 }  // namespace

@@ -30,16 +30,20 @@ public:
     // Whether it can be reached afterwards.
     bool Start() {
         const reference_product::RunFolder folder(folder_.path());
-        process_ = sandbox::StartProgram(folder_.path() / "mlxo_product", {"--folder", path()});
+        process_ = Launch({"--folder", path()});
         return Soon([&] { return folder.Running().has_value(); });
     }
-    void Kill() { process_->Kill(); }
+    bool Kill() { return process_->Kill(), true; }
     // Whether it went in order, and has let go of everything.
     bool Stop() {
-        const auto request =
-            sandbox::StartProgram(folder_.path() / "mlxo_product", {"--folder", path(), "--stop"});
-        return request->Wait() == 0 && process_->Wait() == 0 && log().ends_with("  stopped\n") &&
+        return Launch({"--folder", path(), "--stop"})->Wait() == 0 && process_->Wait() == 0 &&
+               log().ends_with("  stopped\n") &&
                Logged("objects left: 0\n") == Logged("  stopped\n");
+    }
+
+    // Starts the product's program.
+    std::unique_ptr<sandbox::ChildProcess> Launch(const std::vector<std::string>& arguments) const {
+        return sandbox::StartProgram(folder_.path() / "mlxo_product", arguments);
     }
 
     std::string path() const { return Utf8(folder_.path()); }

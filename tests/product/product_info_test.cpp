@@ -6,7 +6,7 @@
 #include "product/state/text_file.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
-#include "vek/core/exception.h"
+#include "vek/core/border.h"
 #include "vek/platform/thread.h"
 
 namespace reference_product {
@@ -15,19 +15,13 @@ namespace {
 namespace result = vek::result;
 using namespace plugins::product_info;
 
-// A product whose real library lies in a folder of its own.
+// A product whose real library lies in a folder of its own, and whose process is this one.
 struct Installed {
     Installed() { std::filesystem::copy_file(MLXO_PRODUCT_LIBRARY, PathOf(library)); }
 
-    vek::result_t Address(RemoteAddress& address) {
-        try {
-            address = FindProduct(environment);
-            return result::kOk;
-        } catch (const vek::CodeCarrier& exception) {
-            return exception.code();
-        }
+    vek::result_t Find() {
+        return vek::AtBorder([&] { address = FindProduct(environment); });
     }
-
     void Write(const char* file, std::string_view text) {
         ReplaceTextFile(folder.path() / file, text);
     }
@@ -35,93 +29,88 @@ struct Installed {
     const tests::TemporaryFolder folder;
     const std::string library =
         tests::Utf8(folder.path() / std::filesystem::path(MLXO_PRODUCT_LIBRARY).filename());
-    tests::InstalledAt place{library};
+    tests::InstalledAt registry{library};
     const std::shared_ptr<tests::RecordingTracer> tracer =
         std::make_shared<tests::RecordingTracer>();
-    const LibraryEnvironment environment{vek::platform::TheLibraryLoader(), place, tracer};
+    const LibraryEnvironment environment{vek::platform::TheLibraryLoader(), registry, tracer};
+    const std::uint32_t id = vek::platform::CurrentProcessId();
+    const std::uint64_t started = ProcessStart(id).value();
+    RemoteAddress address{};
 };
 
 TEST(ProductInfoLibrary, SaysWhereTheProcessIsWhileItRuns) {
-    const std::uint32_t id = vek::platform::CurrentProcessId();
-    const RunningProduct self{id, ProcessStart(id).value(), 0, 4711};
+    Installed product;
+    const RunningProduct self{product.id, product.started, 0, 4711};
     RunningProduct ended = self, another = self;
     ended.process_id = 0x7FFFFFFC;
     another.started += 1;
-    Installed product;
     const RunFolder folder(product.folder.path());
 
-    RemoteAddress address{};
-    EXPECT_EQ(product.Address(address), result::kNotReady);
+    EXPECT_EQ(product.Find(), result::kNotReady);
     for (const RunningProduct& stale : {ended, another}) {
         folder.Publish(stale);
-        EXPECT_EQ(product.Address(address), result::kNotReady);
+        EXPECT_EQ(product.Find(), result::kNotReady);
     }
     folder.Publish(self);
-    EXPECT_EQ(product.Address(address), result::kOk);
-    EXPECT_EQ(address.local_id, 0u);
-    EXPECT_EQ(address.tcp_port, 4711);
-    EXPECT_EQ(address.process_id, id);
+    EXPECT_EQ(product.Find(), result::kOk);
+    EXPECT_EQ(product.address.local_id, 0u);
+    EXPECT_EQ(product.address.tcp_port, 4711);
+    EXPECT_EQ(product.address.process_id, product.id);
 
     folder.Withdraw(another);  // an older process leaves the newer one's file
     EXPECT_EQ(folder.Running(), self);
     folder.Withdraw(self);
-    EXPECT_EQ(product.Address(address), result::kNotReady);
+    EXPECT_EQ(product.Find(), result::kNotReady);
 }
 
 TEST(ProductInfoLibrary, TakesNoAddressFromABrokenFile) {
     Installed product;
-    const std::uint32_t id = vek::platform::CurrentProcessId();
-    const std::string start = std::to_string(ProcessStart(id).value());
-    const std::string process = R"({"process_id": )" + std::to_string(id) + R"(, "started": )";
-    const std::string good = process + start + R"(, "local_id": 1, "tcp_port": 0})";
-    std::vector<std::string> broken{
-        process + start + R"(, "local_id": 0, "tcp_port": 0})",
-        process + start + R"(, "local_id": 1, "tcp_port": 65536})",
-        process + start + R"(, "local_id": -1, "tcp_port": 0})",
-        process + start + R"(, "local_id": 1.5, "tcp_port": 0})",
-        process + start + R"(, "local_id": 4294967296, "tcp_port": 0})",
-        process + start + R"(, "local_id": "1", "tcp_port": 0})",
-        process + start + R"(, "local_id": 1, "tcp_port": 0, "more": 0})",
-        process + R"(null, "local_id": 1, "tcp_port": 0})",
-        good + "x",
-        std::string(100, '\0'),
-        std::string(50000, '['),
-        good + std::string(kLongestTextFile, ' '),
-        "[1, 2, 3, 4]",
-        "\xFF\xFE",
-    };
+    const std::string process = R"({"process_id": )" + std::to_string(product.id);
+    const std::string begin = process + R"(, "started": )" + std::to_string(product.started);
+    const std::string good = begin + R"(, "local_id": 1, "tcp_port": 0})";
+    std::vector<std::string> broken{good + "x", good + std::string(kLongestTextFile, ' '),
+                                    std::string(50000, '['), "[1, 2, 3, 4]", "\xFF\xFE"};
+    for (const char* address :
+         {"0, 'tcp_port': 0", "1, 'tcp_port': 65536", "-1, 'tcp_port': 0", "1.5, 'tcp_port': 0",
+          "4294967296, 'tcp_port': 0", "'1', 'tcp_port': 0", "1, 'tcp_port': 0, 'more': 0"}) {
+        broken.push_back(begin + R"(, "local_id": )" + address + "}");
+        std::ranges::replace(broken.back(), '\'', '"');
+    }
     for (std::size_t length = 0; length < good.size(); length += 9)  // half written
         broken.push_back(good.substr(0, length));
-    RemoteAddress address{};
     for (const std::string& text : broken) {
         product.Write("running.json", text);
-        EXPECT_EQ(product.Address(address), result::kInvalidType) << text.substr(0, 100);
-        EXPECT_EQ(address.process_id, 0u);
+        EXPECT_EQ(product.Find(), result::kInvalidType) << text.substr(0, 100);
     }
     product.Write("running.json", good);
-    EXPECT_EQ(product.Address(address), result::kOk);
+    EXPECT_EQ(product.Find(), result::kOk);
 }
 
 TEST(InstalledProduct, GivesTheValuesOfTheLibrary) {
     const std::string longer(1000, 'x');
-    const struct {
-        std::string file, name;
-        std::optional<std::string> expected;
-    } kCases[] = {{R"({"TraceRoot": "%QZAppData%/trace"})", "TraceRoot", "%QZAppData%/trace"},
-                  {R"({"TraceRoot": ""})", "TraceRoot", ""},
-                  {R"({"TraceRoot": ")" + longer + "\"}", "TraceRoot", longer},
-                  {R"({"TraceRoot": "a"})", "DataRoot", {}},
-                  {R"({"TraceRoot": 5})", "TraceRoot", {}},
-                  {R"(["TraceRoot"])", "TraceRoot", {}},
-                  {R"({"TraceRoot": "a")", "TraceRoot", {}}};
+    const std::pair<std::string, std::optional<std::string>> kCases[] = {
+        {R"({"TraceRoot": "%QZAppData%/trace"})", "%QZAppData%/trace"},
+        {R"({"TraceRoot": ""})", ""},
+        {R"({"TraceRoot": ")" + longer + "\"}", longer},
+        {R"({"DataRoot": "a"})", {}},
+        {R"({"TraceRoot": 5})", {}},
+        {R"(["TraceRoot"])", {}},
+        {R"({"TraceRoot": "a")", {}}};
     Installed product;
     const InstalledProduct info(product.environment);
     EXPECT_EQ(info.Value("TraceRoot"), std::nullopt);  // no file
-    for (const auto& row : kCases) {
-        product.Write("product_info.json", row.file);
-        EXPECT_EQ(info.Value(row.name), row.expected) << row.file;
+    for (const auto& [file, expected] : kCases) {
+        product.Write("product_info.json", file);
+        EXPECT_EQ(info.Value("TraceRoot"), expected) << file;
     }
     EXPECT_EQ(product.tracer->Count("500 Product information: "), 5u);
+
+    product.Write("product_info.json", R"({"TraceRoot": "%QZAppData%/a %QZAppData%"})");
+    EXPECT_EQ(Folder(info, kTraceRoot), std::nullopt);
+    const tests::ScopedEnvironment variable("QZAppData", "C:/Data");
+    EXPECT_EQ(Folder(info, kTraceRoot), "C:/Data/a %QZAppData%");
+    EXPECT_EQ(Folder(info, kDataRoot), std::nullopt);
+    EXPECT_EQ(ExpandRoot("D:/%QZAppData%"), "D:/%QZAppData%");
 }
 
 }  // namespace

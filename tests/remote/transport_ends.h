@@ -3,13 +3,20 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "remote/transport.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <sys/eventfd.h>
+#include <unistd.h>
+#endif
 
 namespace tests {
 
@@ -23,24 +30,32 @@ inline std::string Text(remote::bytes_t bytes) {
 // Something that happens on another thread.
 class Signal {
 public:
-    void Set() {
-        const std::lock_guard guard(lock_);
-        set_ = true;
-        changed_.notify_all();
-    }
+    void Set() { set_ = true; }
+    bool IsSet() const { return set_; }
     // False when it has not happened in 10 s.
     bool Wait() {
-        std::unique_lock guard(lock_);
-        return changed_.wait_for(guard, std::chrono::seconds(10), [this] { return set_; });
+        for (int i = 0; i < 5000 && !set_; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return set_;
     }
 
 private:
-    std::mutex lock_;
-    std::condition_variable changed_;
-    bool set_ = false;
+    std::atomic<bool> set_{false};
 };
 
-// Answers text with text.
+// Signals the event and closes the handle.
+inline void SetAndClose(remote::handle_t event) {
+#ifdef _WIN32
+    ::SetEvent(reinterpret_cast<HANDLE>(event));
+    ::CloseHandle(reinterpret_cast<HANDLE>(event));
+#else
+    ::eventfd_write(static_cast<int>(event), 1);
+    ::close(static_cast<int>(event));
+#endif
+}
+
+// Answers text with text. Signals the events that it gets, and sends those in `events`.
 class TextHandler final : public remote::RequestHandler {
 public:
     using answer_t = std::function<std::string(const std::string&)>;
@@ -49,6 +64,7 @@ public:
 
     void HandleRequest(remote::RpcProtocolProcessorIn& request,
                        remote::ReplySender& reply) noexcept override {
+        for (const remote::handle_t event : request.handles()) SetAndClose(event);
         const std::string text = answer_(Text(request.GetCallData()));
         if (text == "no reply") return;
         const std::array<remote::bytes_t, 1> pieces{Bytes(text)};
@@ -56,28 +72,37 @@ public:
         // A wrong one, where it is asked for.
         packet.SetCallIdentification(request.call_id() + (text == "wrong id"), 0);
         packet.SetCallData(pieces);
+        if (!events.empty()) packet.SetFileHandles(events);
         reply.Send(packet);
     }
 
     void OnTransportClosed(vek::result_t reason) noexcept override {
-        reason_ = reason;
-        ++closed_;
-        signal_.Set();
+        reason_ = closed_.IsSet() ? vek::result::kUnexpected : reason;  // once
+        closed_.Set();
     }
 
-    bool WaitClosed() { return signal_.Wait(); }
-    int closed() const { return closed_; }
-    vek::result_t reason() const { return reason_; }
+    // The reason for the transport's end, when it has come.
+    vek::result_t Closed() { return closed_.Wait() ? reason_.load() : vek::result::kOk; }
+
+    std::vector<remote::handle_t> events;
 
 private:
     const answer_t answer_;
-    std::atomic<int> closed_{0};
     std::atomic<vek::result_t> reason_{0};
-    Signal signal_;
+    Signal closed_;
 };
 
+// Accepts a peer: `handler` serves it, and `transport` reaches it.
+template <class Handler>
+remote::AcceptPeer Keep(std::shared_ptr<remote::Transport>& transport, const Handler& handler) {
+    return [&](std::shared_ptr<remote::Transport> made) {
+        transport = std::move(made);
+        return handler;
+    };
+}
+
 inline vek::result_t Call(remote::Transport& transport, std::string_view text,
-                          std::string& answer) {
+                          std::string* answer = nullptr) {
     const std::array<remote::bytes_t, 2> pieces{Bytes(text.substr(0, text.size() / 2)),
                                                 Bytes(text.substr(text.size() / 2))};
     remote::RpcProtocolProcessorOut request;
@@ -85,17 +110,14 @@ inline vek::result_t Call(remote::Transport& transport, std::string_view text,
     request.SetCallData(pieces);
     remote::RpcProtocolProcessorIn reply;
     const vek::result_t code = transport.SendReceive(request, reply);
-    if (vek::Succeeded(code)) {
-        const remote::bytes_t data = reply.GetCallData();
-        answer.assign(reinterpret_cast<const char*>(data.data()), data.size());
-    }
+    if (vek::Succeeded(code) && answer != nullptr) *answer = Text(reply.GetCallData());
     return code;
 }
 
 // The answer, or "failed".
 inline std::string Ask(remote::Transport& transport, std::string_view text) {
-    std::string answer;
-    if (vek::Failed(Call(transport, text, answer))) answer = "failed";
+    std::string answer = "failed";
+    Call(transport, text, &answer);
     return answer;
 }
 

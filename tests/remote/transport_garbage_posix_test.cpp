@@ -1,21 +1,24 @@
 // Peers that do not keep to what is agreed.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 #include "remote/socket/address_posix.h"
+#include "remote/socket/channel_posix.h"
 #include "remote/socket/frame_posix.h"
-#include "remote/socket/lane_posix.h"
 #include "tests/remote/transport_ends.h"
 #include "vek/platform/thread.h"
 
 namespace {
 
 namespace result = vek::result;
+using enum remote::FrameKind;
 using remote::FrameKind;
 using tests::TextHandler;
 using vek::platform::Descriptor;
@@ -35,11 +38,15 @@ void SendRaw(int socket, std::string_view bytes) {
               static_cast<ssize_t>(bytes.size()));
 }
 
-FrameKind ReceiveKind(int socket) {
+// The verdict that comes in a frame of `kind`.
+vek::result_t ReceiveVerdict(int socket, FrameKind kind) {
     remote::LimitReceiving(socket, kSoon);
     remote::Frame frame;
-    EXPECT_EQ(remote::ReceiveFrame(socket, 1000, frame), remote::Receiving::kFrame);
-    return frame.kind;
+    vek::result_t verdict = result::kUnexpected;
+    EXPECT_EQ(remote::ReceiveFrame(socket, remote::kVerdictSize, frame), remote::Receiving::kFrame);
+    EXPECT_EQ(frame.kind, kind);
+    EXPECT_TRUE(remote::ReadVerdict(frame, verdict));
+    return verdict;
 }
 
 // Whether the other end closes within some seconds, whatever it sends before.
@@ -54,11 +61,7 @@ bool IsClosed(int socket) {
 class Garbage : public ::testing::Test {
 protected:
     Garbage() {
-        const auto accept = [this](std::shared_ptr<remote::Transport> made) {
-            const std::lock_guard guard(lock);
-            served.push_back(std::move(made));
-            return handler;
-        };
+        const auto accept = tests::Keep(served, handler);
         EXPECT_EQ(remote::Listen(endpoint, accept, {}, listener), result::kOk);
     }
     ~Garbage() override {
@@ -72,104 +75,131 @@ protected:
     Descriptor Connect() const {
         Descriptor control;
         EXPECT_EQ(remote::ConnectTo(endpoint, kSoon, control), result::kOk);
-        EXPECT_EQ(ReceiveKind(control.get()), FrameKind::kWelcome);
+        EXPECT_EQ(ReceiveVerdict(control.get(), kWelcome), result::kOk);
         return control;
     }
 
-    // Gives this end of a lane that is served.
-    static Descriptor NewLane(int control) {
-        Descriptor here;
-        Descriptor there;
+    // Gives this end of a new channel.
+    static Descriptor NewChannel(const Descriptor& control, vek::result_t verdict = result::kOk) {
+        Descriptor here, there;
         EXPECT_EQ(remote::MakePair(here, there), result::kOk);
         const std::array<int, 1> sent{there.get()};
-        remote::SendFrame(control, FrameKind::kNewLane, {}, {}, sent);
+        remote::SendFrame(control.get(), kNewChannel, {}, {}, sent);
+        EXPECT_EQ(ReceiveVerdict(here.get(), kWelcome), verdict);
         return here;
     }
 
     const remote::Endpoint endpoint{vek::platform::CurrentProcessId() + (1u << 31), 0};
     const std::shared_ptr<TextHandler> handler =
-        std::make_shared<TextHandler>([](const std::string& text) { return text; });
-    std::mutex lock;
-    std::vector<std::shared_ptr<remote::Transport>> served;
+        std::make_shared<TextHandler>([this](const std::string& text) {
+            if (text == "wait") ++waiting, release.Wait();
+            return text;
+        });
+    std::atomic<int> waiting{0};
+    tests::Signal release;
+    std::shared_ptr<remote::Transport> served;
     std::unique_ptr<remote::Listener> listener;
 };
 
-TEST_F(Garbage, OnTheControlSocketEndsTheConnection) {
-    for (const std::string& bytes :
-         {std::string("GET / HTTP/1.1\r\n"), std::string("abc"), RawFrame(0, FrameKind::kNewLane),
-          RawFrame(0, FrameKind::kRequest), RawFrame(0xFFFFFFFF, FrameKind::kNewLane)}) {
+TEST_F(Garbage, EndsTheConnection) {
+    const std::string on_control[] = {"GET / HTTP/1.1\r\n", "abc", RawFrame(0, kNewChannel),
+                                      RawFrame(0, kRequest), RawFrame(0xFFFFFFFF, kNewChannel)};
+    const std::string on_channel[] = {"abc",
+                                      RawFrame(4, kReply, "abcd"),
+                                      RawFrame(0x7FFFFFFF, kRequest),
+                                      RawFrame(2, kRequest, "abcd"),
+                                      RawFrame(400, kRequest, "abcd"),
+                                      RawFrame(4, static_cast<FrameKind>(77), "abcd")};
+    const auto expect_end = [](const Descriptor& control, int socket, const std::string& bytes) {
+        SendRaw(socket, bytes);
+        ::shutdown(socket, SHUT_WR);
+        EXPECT_TRUE(IsClosed(socket) && IsClosed(control.get())) << bytes;
+    };
+    for (const std::string& bytes : on_control) {
         const Descriptor control = Connect();
-        SendRaw(control.get(), bytes);
-        ::shutdown(control.get(), SHUT_WR);
-        EXPECT_TRUE(IsClosed(control.get())) << bytes;
+        expect_end(control, control.get(), bytes);
     }
-    // A descriptor that is no lane.
-    const Descriptor control = Connect();
-    std::array<int, 2> pipe;
-    ASSERT_EQ(::pipe(pipe.data()), 0);
-    remote::SendFrame(control.get(), FrameKind::kNewLane, {}, {}, pipe);
-    remote::SendFrame(control.get(), FrameKind::kNewLane, {}, {}, std::span(pipe).first(1));
-    for (const int end : pipe) ::close(end);
-    EXPECT_TRUE(IsClosed(control.get()));
-}
-
-TEST_F(Garbage, OnALaneEndsTheConnection) {
-    for (const std::string& bytes :
-         {RawFrame(4, FrameKind::kReply, "abcd"), RawFrame(0x7FFFFFFF, FrameKind::kRequest),
-          RawFrame(2, FrameKind::kRequest, "abcd"), RawFrame(400, FrameKind::kRequest, "abcd"),
-          RawFrame(4, static_cast<FrameKind>(77), "abcd"), std::string("abc")}) {
+    for (const std::string& bytes : on_channel) {
         const Descriptor control = Connect();
-        const Descriptor lane = NewLane(control.get());
-        EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kWelcome);
-        SendRaw(lane.get(), bytes);
-        ::shutdown(lane.get(), SHUT_WR);
-        EXPECT_TRUE(IsClosed(lane.get())) << bytes;
-        EXPECT_TRUE(IsClosed(control.get())) << bytes;
+        expect_end(control, NewChannel(control).get(), bytes);
+    }
+    // Descriptors that are no channel: another kind of file, a socket of nobody's, two at once.
+    const Descriptor file(::open("/dev/null", O_RDWR));
+    const Descriptor unconnected(::socket(AF_UNIX, SOCK_STREAM, 0));
+    Descriptor here, there;
+    EXPECT_EQ(remote::MakePair(here, there), result::kOk);
+    const std::vector<int> sent[] = {{file.get()}, {unconnected.get()}, {here.get(), there.get()}};
+    for (const auto& descriptors : sent) {
+        const Descriptor control = Connect();
+        remote::SendFrame(control.get(), kNewChannel, {}, {}, descriptors);
+        EXPECT_TRUE(IsClosed(control.get()));
     }
 }
 
 TEST_F(Garbage, InAPacketIsAnswered) {
     const Descriptor control = Connect();
-    const Descriptor lane = NewLane(control.get());
-    EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kWelcome);
-    SendRaw(lane.get(), RawFrame(4, FrameKind::kRequest, "abcd"));
-    EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kNoReply);
+    const Descriptor channel = NewChannel(control);
+    // The second has a handle whose descriptor did not come.
+    const std::string handle("\xEC\xED\x30\x03\3\0\x0C\0\1\0\0\0\0\0\0\0\5\0\0\0", 20);
+    const std::pair<std::string, vek::result_t> cases[] = {
+        {RawFrame(4, kRequest, "abcd"), result::kInvalidSignature},
+        {RawFrame(20, kRequest, handle), result::kUnexpected}};
+    for (const auto& [bytes, code] : cases) {
+        SendRaw(channel.get(), bytes);
+        EXPECT_EQ(ReceiveVerdict(channel.get(), kNoReply), code);
+    }
 }
 
-TEST_F(Garbage, MoreLanesThanAllowedAreRefused) {
+TEST_F(Garbage, MoreChannelsThanAllowedAreRefused) {
     const Descriptor control = Connect();
-    std::vector<Descriptor> lanes;
-    for (std::size_t i = 0; i < remote::kMaxLanes + 1; ++i) {
-        lanes.push_back(NewLane(control.get()));
-        vek::result_t verdict = result::kOk;
-        remote::Frame frame;
-        EXPECT_EQ(remote::ReceiveFrame(lanes.back().get(), 8, frame), remote::Receiving::kFrame);
-        EXPECT_TRUE(remote::ReadVerdict(frame, verdict));
-        EXPECT_EQ(vek::Succeeded(verdict), i < remote::kMaxLanes);
+    std::vector<Descriptor> channels;
+    for (std::size_t i = 0; i < remote::kMaxChannels; ++i) channels.push_back(NewChannel(control));
+    NewChannel(control, result::kInsufficientResources);
+}
+
+std::ptrdiff_t OpenDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+}
+
+TEST_F(Garbage, IsNotLeftByManyCallsAtOnce) {
+    std::shared_ptr<remote::Transport> client;
+    ASSERT_EQ(remote::ConnectTransport(endpoint, handler, {}, client), result::kOk);
+    const std::ptrdiff_t before = OpenDescriptors();
+    constexpr int kCalls = 40;  // each on a channel, which is two descriptors here
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < kCalls; ++i) {
+        threads.emplace_back([&] { EXPECT_EQ(tests::Ask(*client, "wait"), "wait"); });
     }
+    while (waiting != kCalls) std::this_thread::yield();
+    release.Set();
+    threads.clear();
+    const auto end = std::chrono::steady_clock::now() + kSoon;
+    while (OpenDescriptors() > before + kCalls && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+    EXPECT_LE(OpenDescriptors(), before + kCalls);
 }
 
 TEST_F(Garbage, AsAReplyEndsTheCall) {
     const remote::Endpoint raw{endpoint.local_id + 1, 0};
-    for (const std::string& bytes :
-         {RawFrame(4, FrameKind::kNewLane, "abcd"), RawFrame(0xFFFFFFFF, FrameKind::kReply),
-          RawFrame(1u << 27, FrameKind::kReply, "abcd"), std::string()}) {
+    for (const std::string& bytes : {RawFrame(4, kNewChannel, "abcd"), RawFrame(0xFFFFFFFF, kReply),
+                                     RawFrame(1u << 27, kReply, "abcd"), std::string()}) {
         Descriptor socket;
         ASSERT_EQ(remote::ListenAt(raw, socket), result::kOk);
         std::thread peer([&] {
             const Descriptor control(::accept(socket.get(), nullptr, nullptr));
-            remote::SendVerdict(control.get(), FrameKind::kWelcome, result::kOk);
+            remote::SendVerdict(control.get(), kWelcome, result::kOk);
             remote::Frame frame;
             remote::ReceiveFrameWithDescriptors(control.get(), 0, frame);
-            const Descriptor lane = std::move(frame.descriptors.at(0));
-            remote::SendVerdict(lane.get(), FrameKind::kWelcome, result::kOk);
-            EXPECT_EQ(ReceiveKind(lane.get()), FrameKind::kRequest);
-            SendRaw(lane.get(), bytes);
+            const Descriptor channel = std::move(frame.descriptors.at(0));
+            remote::SendVerdict(channel.get(), kWelcome, result::kOk);
+            EXPECT_EQ(remote::ReceiveFrame(channel.get(), 1000, frame), remote::Receiving::kFrame);
+            SendRaw(channel.get(), bytes);
         });
         std::shared_ptr<remote::Transport> client;
         EXPECT_EQ(remote::ConnectTransport(raw, handler, {}, client), result::kOk);
-        std::string answer;
-        EXPECT_EQ(tests::Call(*client, "hello", answer), result::kRemoteCallFailed);
+        EXPECT_EQ(tests::Call(*client, "hello"), result::kRemoteCallFailed);
         EXPECT_FALSE(client->IsOpen());
         peer.join();
     }

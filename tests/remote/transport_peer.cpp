@@ -21,13 +21,10 @@ int main(int, char** arguments) {
     });
     std::unique_ptr<remote::Listener> listener;
     if (argument.starts_with("listen")) {
-        const auto accept = [&](std::shared_ptr<remote::Transport> made) {
-            transport = std::move(made);
-            return handler;
-        };
+        const auto accept = tests::Keep(transport, handler);
         if (vek::Failed(remote::Listen(endpoint, accept, {}, listener))) return 1;
     } else if (vek::Failed(remote::ConnectTransport(endpoint, handler, {}, transport))) {
         return 2;
     }
-    return handler->WaitClosed() ? 0 : 3;
+    return handler->Closed() != vek::result::kOk ? 0 : 3;
 }

@@ -1,18 +1,94 @@
 #pragma once
 
+// Two ends of a connection in one process, whose features are not agreed yet: each call is handed
+// to the other end on the caller's thread, through real packets.
+
 #include <gmock/gmock.h>
 
-#include "tests/remoting/loopback.h"
+#include "remote/transport.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/remoting/describe.h"
-#include "vek/remoting/service_locator_remote.h"
 
 namespace tests {
 
+using byte_vector = std::vector<std::byte>;
 using vek::RefPtr;
 using vek::result_t;
 namespace remoting = vek::remoting;
 namespace result = vek::result;
+
+// Keeps the packet that it is given to send.
+struct PacketKeeper final : remote::ReplySender {
+    result_t Send(remote::RpcProtocolProcessorOut& out) noexcept override {
+        ++count;
+        packet.resize(static_cast<std::size_t>(out.PacketSize()));
+        EXPECT_EQ(out.ConstructPacket(packet), result::kOk);
+        return result::kOk;
+    }
+    byte_vector packet;
+    int count = 0;
+};
+
+class Loopback final : public remote::Transport {
+public:
+    // What may be done to a packet on its way; true loses the peer instead.
+    using Tamper = std::function<bool(byte_vector& packet)>;
+
+    explicit Loopback(std::weak_ptr<remote::RequestHandler> own) : own_(std::move(own)) {}
+
+    static void Join(const std::shared_ptr<Loopback>& a, const std::shared_ptr<Loopback>& b) {
+        a->peer_ = b;
+        b->peer_ = a;
+    }
+
+    result_t SendReceive(remote::RpcProtocolProcessorOut& request,
+                         remote::RpcProtocolProcessorIn& reply) noexcept override {
+        const auto peer = peer_.lock();
+        if (!open_ || !peer) return result::kNotReady;
+        if (vek::Failed(refusal)) return refusal;
+        PacketKeeper sent, answer;
+        sent.Send(request);
+        if (tamper_request && tamper_request(sent.packet)) return result::kRemoteCallFailed;
+        const result_t served = peer->Serve(sent.packet, answer);
+        if (vek::Failed(served)) return served;
+        if (tamper_reply && tamper_reply(answer.packet)) return result::kRemoteCallFailed;
+        return reply.ParsePacket(answer.packet);
+    }
+    bool SupportsFiles() const noexcept override { return supports_files; }
+    result_t SendReceiveWithFiles(remote::RpcProtocolProcessorOut& request,
+                                  remote::RpcProtocolProcessorIn& reply) noexcept override {
+        handles.assign(request.file_handles().begin(), request.file_handles().end());
+        return SendReceive(request, reply);
+    }
+    void Close(result_t reason) noexcept override {
+        if (!open_.exchange(false)) return;
+        if (const auto peer = peer_.lock()) peer->Close(result::kRemoteCallFailed);
+        if (const auto own = own_.lock()) own->OnTransportClosed(reason);
+    }
+    bool IsOpen() const noexcept override { return open_; }
+    std::uint32_t peer_process_id() const noexcept override { return 1; }
+
+    // Hands a request to this end.
+    result_t Serve(const byte_vector& packet, PacketKeeper& answer) {
+        const auto own = own_.lock();
+        remote::RpcProtocolProcessorIn in;
+        if (!own) return result::kRemoteCallFailed;
+        const result_t parsed = in.ParsePacket(remote::bytes_t(packet));
+        if (vek::Succeeded(parsed)) own->HandleRequest(in, answer);
+        return parsed;
+    }
+
+    Tamper tamper_request;
+    Tamper tamper_reply;
+    result_t refusal = result::kOk;  // a failure is what requests are refused with, unseen
+    bool supports_files = false;
+    std::vector<remote::handle_t> handles;  // the last that were to be sent
+
+private:
+    std::weak_ptr<remote::RequestHandler> own_;
+    std::weak_ptr<Loopback> peer_;
+    std::atomic<bool> open_{true};
+};
 
 // Offers one object as every service it has.
 class OneServiceLocator final : public vek::ObjectImpl<vek::IServiceLocator> {
@@ -26,33 +102,30 @@ private:
     RefPtr<vek::IObject> service_;
 };
 
-class TestMaster final : public remoting::MasterObject {
-public:
+struct TestMaster final : remoting::MasterObject {
     explicit TestMaster(RefPtr<vek::IObject> service)
-        : locator_(vek::MakeObject<OneServiceLocator>(std::move(service))) {}
+        : locator(vek::MakeObject<OneServiceLocator>(std::move(service))) {}
     result_t Lock() noexcept override {
-        ++locks;
+        if (vek::Succeeded(lock_result)) ++locks;
         return lock_result;
     }
     void Unlock() noexcept override { --locks; }
-    result_t GetServiceLocator(RefPtr<vek::IServiceLocator>& locator) noexcept override {
-        if (vek::Succeeded(locator_result)) locator = locator_;
+    result_t GetServiceLocator(RefPtr<vek::IServiceLocator>& out) noexcept override {
+        if (vek::Succeeded(locator_result)) out = locator;
         return locator_result;
     }
 
     std::atomic<int> locks = 0;
     result_t lock_result = result::kOk;
     result_t locator_result = result::kOk;
-
-private:
-    RefPtr<vek::IServiceLocator> locator_;
+    RefPtr<vek::IServiceLocator> locator;
 };
 
-// A client and a server, joined, whose features are not agreed yet.
 struct Pair {
     Pair(std::shared_ptr<const remoting::ProxyStubFactories> factories,
-         RefPtr<vek::IObject> service, remoting::ProtocolFeatures client_features = {1, 1, 1, 1},
-         std::function<std::unique_ptr<remoting::SequenceGenerator>()> generator = {}) {
+         RefPtr<vek::IObject> service,
+         remoting::ProtocolFeatures client_features = remoting::kAllFeatures)
+        : master(std::make_shared<TestMaster>(std::move(service))) {
         remoting::ConnectionConfig config;
         config.factories = std::move(factories);
         config.features = client_features;
@@ -61,23 +134,18 @@ struct Pair {
         EXPECT_EQ(remoting::Connection::Create(config, client), result::kOk);
         config.features = remoting::kAllFeatures;
         config.tracer = server_trace;
-        config.master = master = std::make_shared<TestMaster>(std::move(service));
-        config.make_generator = std::move(generator);
+        config.master = master;
         config.on_closed = [this](result_t reason) { server_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, server), result::kOk);
-        Join();
+        client_wire = std::make_shared<Loopback>(client);
+        server_wire = std::make_shared<Loopback>(server);
+        Loopback::Join(client_wire, server_wire);
+        client->Attach(client_wire);
+        server->Attach(server_wire);
     }
     ~Pair() {
         client->Close(result::kOk);
         server->Close(result::kOk);
-    }
-
-    void Join() {
-        const auto own = std::make_shared<Loopback>(client);
-        const auto other = std::make_shared<Loopback>(server);
-        Loopback::Join(own, other);
-        client->Attach(client_wire = own);
-        server->Attach(server_wire = other);
     }
 
     // The service, as the client sees it.
@@ -98,7 +166,7 @@ struct Pair {
         remoting::Rope rope;
         rope.Append(data);
         remoting::Reply raw;
-        const result_t result = client->SendReceive(target, rope, raw);
+        const result_t result = client->sender().SendReceive(target, rope, raw);
         reply.assign(raw.data.begin(), raw.data.end());
         return result;
     }

@@ -74,12 +74,12 @@ TEST(RecoveringService, IsFoundAnewAfterARestart) {
         [source](RefPtr<vek::IServiceLocator>& found) { return source->Locate(found); },
         IMailScanner::kInterfaceId);
     RefPtr<vek::IObject> one, other;
-    remoting::Place place, same;
+    remoting::StubAddress address, same;
     ASSERT_EQ(service.Find(one), result::kOk);
     ASSERT_EQ(service.Find(other), result::kOk);
-    EXPECT_EQ(service.Adopt(std::move(one), place), result::kOk);
+    EXPECT_EQ(service.Adopt(std::move(one), address), result::kOk);
     EXPECT_EQ(service.Adopt(std::move(other), same), result::kOk);
-    EXPECT_EQ(same.handle, place.handle);
+    EXPECT_EQ(same.handle, address.handle);
 
     void* nothing = nullptr;
     EXPECT_EQ(locator->GetInterface(0x7777, nullptr, &nothing), result::kInterfaceNotSupported);

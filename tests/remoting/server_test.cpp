@@ -1,14 +1,11 @@
 // A server and its clients over the system's own transport.
 
-#include <gmock/gmock.h>
-
 #include <thread>
 
 #include "common/remoting/remote_interfaces.h"
-#include "product/in_process_product.h"
 #include "product/mail_scanner.h"
 #include "tests/product/fake_message.h"
-#include "tests/remote/transport_ends.h"
+#include "tests/remoting/pair_fixture.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
 
@@ -17,10 +14,6 @@ namespace {
 
 using plugins::mail_processing::IMailMessage;
 using plugins::mail_processing::IMailScanner;
-using vek::RefPtr;
-using vek::result_t;
-namespace remoting = vek::remoting;
-namespace result = vek::result;
 
 // Each call of the message from another thread: on the one that serves the check, and on one that
 // does not.
@@ -33,21 +26,6 @@ result_t LookFromTwoThreads(bool, IMailMessage& message) {
     if (here != there) code = result::kUnexpected;
     return vek::Failed(code) ? code : message.SetSubject(here + u"!");
 }
-
-class Master final : public remoting::MasterObject {
-public:
-    result_t Lock() noexcept override {
-        ++locks;
-        return result::kOk;
-    }
-    void Unlock() noexcept override { --locks; }
-    result_t GetServiceLocator(RefPtr<vek::IServiceLocator>& locator) noexcept override {
-        locator = vek::MakeObject<reference_product::InProcessProduct>(
-            vek::MakeObject<reference_product::ScriptedScanner>(LookFromTwoThreads));
-        return result::kOk;
-    }
-    std::atomic<int> locks = 0;
-};
 
 struct RemotingServer : testing::Test {
     RemotingServer() {
@@ -74,7 +52,8 @@ struct RemotingServer : testing::Test {
         EXPECT_TRUE(condition());
     }
 
-    const std::shared_ptr<Master> master = std::make_shared<Master>();
+    const std::shared_ptr<TestMaster> master = std::make_shared<TestMaster>(RefPtr<IMailScanner>(
+        vek::MakeObject<reference_product::ScriptedScanner>(LookFromTwoThreads)));
     std::unique_ptr<remoting::Server> server;
 };
 

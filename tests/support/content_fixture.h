@@ -4,6 +4,7 @@
 
 #include "model/mail_message_impl.h"
 #include "tests/support/mail_fixture.h"
+#include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
 
@@ -16,6 +17,7 @@ protected:
     void TearDown() override { Close(); }
 
     void OpenMail() {
+        Close();
         mail_ = vek::MakeObject<MailMessageImpl>(mapi_.OpenMessage(entry_id_), mapi_.OpenSession(),
                                                  functions_, tracer_, owner_, clock_);
     }
@@ -24,6 +26,21 @@ protected:
         one_.reset();
         all_.reset();
         mail_.reset();
+    }
+
+    // The text that a reading operation gives, or its code as "0x...".
+    template <class Object, class Interface, class Text>
+    static std::string TextOf(const vek::RefPtr<Object>& object,
+                              vek::result_t (Interface::*operation)(Text&) noexcept) {
+        Text value{};
+        const vek::result_t code = (object.get()->*operation)(value);
+        std::string text;
+        if (vek::Failed(code)) {
+            vek::trace::AppendPiece(text, vek::trace::Hex(code));
+        } else {
+            vek::trace::AppendPiece(text, value);
+        }
+        return text;
     }
 
     vek::result_t OpenStream(std::uint32_t access, std::uint32_t mode = 0) {

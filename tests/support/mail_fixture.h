@@ -63,10 +63,11 @@ protected:
         change(record);
         mapi_.store().Put(entry_id_, std::move(record));
     }
+    void Set(ULONG property, const outlook::PropertyValue& value) {
+        Edit([&](auto& record) { record.properties.Set(property, value); });
+    }
     void Set(ULONG property, std::string text) {
-        Edit([&](auto& record) {
-            record.properties.Set(property, outlook::PropertyValue::Text(std::move(text)));
-        });
+        Set(property, outlook::PropertyValue::Text(std::move(text)));
     }
     void Erase(ULONG property) {
         Edit([&](auto& record) { record.properties.Erase(property); });

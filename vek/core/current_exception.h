@@ -1,6 +1,7 @@
 #pragma once
 
-// The one conversion of the current exception that borders use.
+// Conversions of the exception that is being handled. A border around a body is written with
+// AtBorder (border.h); these are for a handler that does more.
 
 #include <string>
 
@@ -8,9 +9,9 @@
 
 namespace vek {
 
-// To be called in a catch block. An exception with a code of its own gives that code, want of
-// memory gives kOutOfMemory, anything else kUnknownException. The result is always a failure: a
-// code that is none is reported as kUnexpected.
+// To be called in a catch block. A CodeCarrier gives its code, std::bad_alloc kOutOfMemory, any
+// other exception kUnknownException. The result is always a failure: kUnexpected stands for a
+// carried code that says success.
 result_t CurrentExceptionResult() noexcept;
 
 // To be called in a catch block: the display text of a framework exception, the what() of a

@@ -2,29 +2,30 @@
 
 #include "vek/core/result_text.h"
 #include "vek/core/text.h"
+#include "vek/core/throw.h"
 
 namespace vek {
 namespace {
 
 // Raises only for want of memory.
 wide_string_t BuildDisplayText(const Exception& exception) {
-    const SourceLocation& place = exception.place();
+    const SourceLocation& location = exception.location();
     wide_string_t text(ToUtf16(exception.what()));
     text.append(u" - ").append(exception.Description().view());
-    text.append(u". At ").append(ToUtf16(place.file));
-    text.append(u"(").append(ToUtf16(std::to_string(place.line))).append(u") ");
+    text.append(u". At ").append(ToUtf16(location.file));
+    text.append(u"(").append(ToUtf16(std::to_string(location.line))).append(u") ");
     return text;
 }
 
 }  // namespace
 
-Exception::Exception(SourceLocation place, wide_string_t message,
+Exception::Exception(SourceLocation location, wide_string_t message,
                      std::unique_ptr<ExceptionDetail> detail) noexcept
-    : place_(place), message_(std::move(message)), detail_(std::move(detail)) {}
+    : location_(location), message_(std::move(message)), detail_(std::move(detail)) {}
 
 Exception::Exception(const Exception& other)
     : std::exception(other),
-      place_(other.place_),
+      location_(other.location_),
       reserved_(other.reserved_),
       message_(other.message_),
       detail_(other.detail_ ? other.detail_->Clone() : nullptr) {}
@@ -49,5 +50,11 @@ std::string NarrowDisplayText(const Exception& exception) noexcept {
         return {};
     }
 }
+
+void ThrowResult(result_t code, SourceLocation location) {
+    throw ResultCodeException(location, code);
+}
+
+void ThrowBadQueryInterface(SourceLocation location) { throw BadQueryInterfaceException(location); }
 
 }  // namespace vek

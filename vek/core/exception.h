@@ -1,9 +1,7 @@
 #pragma once
 
-// The exception family. Inside, failure is one of these; borders turn the current exception into
-// a result code (current_exception.h).
-//
-// Raise with the functions of throw.h, which take the place of the throwing statement.
+// The exception family. Inside the process a failure is one of these; a border turns the current
+// exception into a result code (border.h). The functions of throw.h raise them.
 
 #include <cstdint>
 #include <exception>
@@ -17,8 +15,8 @@
 
 namespace vek {
 
-// Whatever the raiser wants to travel with an exception. Copied with it, never shared, and not
-// shown in the display text.
+// A value that whoever raises an exception attaches to it. It is copied with the exception, never
+// shared, and not shown in the display text.
 class ExceptionDetail {
 public:
     virtual ~ExceptionDetail() = default;
@@ -30,7 +28,7 @@ class Exception : public std::exception {
 public:
     static constexpr const char* kClassName = "Exception";
 
-    explicit Exception(SourceLocation place, wide_string_t message = {},
+    explicit Exception(SourceLocation location, wide_string_t message = {},
                        std::unique_ptr<ExceptionDetail> detail = nullptr) noexcept;
     Exception(const Exception& other);
     Exception& operator=(const Exception& other);
@@ -41,18 +39,18 @@ public:
     // The class's own unqualified name, constant text.
     const char* what() const noexcept override { return kClassName; }
 
-    // What went wrong, for the display text. Raises only for want of memory.
+    // Says what went wrong, for the display text. Raises only for want of memory.
     virtual wide_string_t Description() const { return message_; }
 
     virtual std::unique_ptr<Exception> Clone() const { return std::make_unique<Exception>(*this); }
     [[noreturn]] virtual void Rethrow() const { throw *this; }
 
-    const SourceLocation& place() const noexcept { return place_; }
+    const SourceLocation& location() const noexcept { return location_; }
     const wide_string_t& message() const noexcept { return message_; }
     const ExceptionDetail* detail() const noexcept { return detail_.get(); }
 
 private:
-    SourceLocation place_;
+    SourceLocation location_;
     std::uint32_t reserved_ = 0;
     wide_string_t message_;
     std::unique_ptr<ExceptionDetail> detail_;
@@ -72,7 +70,7 @@ private:
     const Derived& self() const noexcept { return static_cast<const Derived&>(*this); }
 };
 
-// An exception that has a code of its own to be reported with: a result code or an HRESULT.
+// An exception that carries the code it is reported with: a result code or an HRESULT.
 class CodeCarrier {
 public:
     virtual std::uint32_t code() const noexcept = 0;
@@ -81,13 +79,14 @@ protected:
     ~CodeCarrier() = default;
 };
 
+// A failure that has a result code.
 class ResultCodeException : public ExceptionBase<ResultCodeException, Exception>,
                             public CodeCarrier {
 public:
     static constexpr const char* kClassName = "ResultCodeException";
 
-    ResultCodeException(SourceLocation place, result_t code, wide_string_t message = {}) noexcept
-        : ExceptionBase(place, std::move(message)), code_(code) {}
+    ResultCodeException(SourceLocation location, result_t code, wide_string_t message = {}) noexcept
+        : ExceptionBase(location, std::move(message)), code_(code) {}
 
     // The text of the result code.
     wide_string_t Description() const override;
@@ -143,18 +142,21 @@ public:
 
 namespace contract {
 
+// A caller broke a precondition.
 class RequireViolation : public ExceptionBase<RequireViolation, Exception> {
 public:
     static constexpr const char* kClassName = "RequireViolation";
     using ExceptionBase::ExceptionBase;
 };
 
+// A function broke its postcondition.
 class EnsureViolation : public ExceptionBase<EnsureViolation, Exception> {
 public:
     static constexpr const char* kClassName = "EnsureViolation";
     using ExceptionBase::ExceptionBase;
 };
 
+// An object broke its invariant.
 class InvariantViolation : public ExceptionBase<InvariantViolation, Exception> {
 public:
     static constexpr const char* kClassName = "InvariantViolation";
@@ -174,11 +176,12 @@ public:
 
 }  // namespace datetime
 
-// The text an exception is traced and reported with: class name, " - ", description, ". At ",
-// file, "(", line, ") ". Empty when there is no memory for it.
+// Gives the text with which an exception is traced and reported: class name, " - ", description,
+// ". At ", file, "(", line, ") ". Empty when there is no memory for it.
 wide_string_t DisplayText(const Exception& exception) noexcept;
 
-// The same in UTF-8; "<Exception display text conversion error>" when it cannot be converted.
+// Gives the display text in UTF-8; "<Exception display text conversion error>" when it cannot be
+// converted.
 std::string NarrowDisplayText(const Exception& exception) noexcept;
 
 }  // namespace vek

@@ -13,12 +13,13 @@ class FunctionRef;
 // allocation, and must not outlive what it refers to.
 template <class Result, class... Arguments>
 class FunctionRef<Result(Arguments...)> {
-public:
     template <class Callable>
-    requires(!std::is_same_v<std::remove_cvref_t<Callable>, FunctionRef> &&
-             std::is_invocable_r_v<Result, Callable&, Arguments...>)
-        FunctionRef(Callable&& callable)
-    noexcept
+    static constexpr bool kAccepts = !std::is_same_v<std::remove_cvref_t<Callable>, FunctionRef> &&
+                                     std::is_invocable_r_v<Result, Callable&, Arguments...>;
+
+public:
+    template <class Callable, std::enable_if_t<kAccepts<Callable>, int> = 0>
+    FunctionRef(Callable&& callable) noexcept
         : object_(const_cast<void*>(static_cast<const void*>(std::addressof(callable)))),
           call_([](void* object, Arguments... arguments) -> Result {
               return (*static_cast<std::remove_reference_t<Callable>*>(object))(

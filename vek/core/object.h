@@ -21,7 +21,7 @@ struct IObject {
     // Every object answers to this id with its root.
     static constexpr interface_id_t kInterfaceId = 0;
 
-    // Both return the new count.
+    // Each returns the new count.
     virtual std::uint32_t AddRef() noexcept = 0;
     virtual std::uint32_t Release() noexcept = 0;
 
@@ -33,7 +33,8 @@ protected:
     ~IObject() = default;
 };
 
-// How many counted objects of this module are alive: the module may be unloaded at zero.
+// Counts the objects of this module that are alive: the module may be unloaded at zero. Any thread
+// may call it.
 std::uint32_t LiveObjectCount() noexcept;
 
 // Counts its owner among the module's live objects. Held as a member, so that an object is

@@ -31,9 +31,9 @@ public:
     RefPtr(const RefPtr& other) noexcept : RefPtr(Share(other.object_)) {}
     RefPtr(RefPtr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
 
-    template <class U>
-    requires std::is_convertible_v<U*, T*> RefPtr(RefPtr<U> other)
-    noexcept : object_(other.detach()) {}
+    // Converts to a base's pointer.
+    template <class U, std::enable_if_t<std::is_convertible_v<U*, T*>, int> = 0>
+    RefPtr(RefPtr<U> other) noexcept : object_(other.detach()) {}
 
     RefPtr& operator=(RefPtr other) noexcept {
         std::swap(object_, other.object_);

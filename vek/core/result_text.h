@@ -6,14 +6,15 @@
 // All functions may be called from any thread; the texts are constant and live for ever.
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "vek/core/result.h"
 
 namespace vek {
 
-// The text of a code of the general or the platform facility. A code of any other facility is
-// looked for, in vain, in the general table.
+// Gives the text of a code of the general or the platform facility. A code of any other facility
+// reads as an unknown one of the general table.
 std::u16string_view ResultText(result_t code) noexcept;
 
 // A text in constant storage.
@@ -32,5 +33,9 @@ narrow_text_t TaskSchedulerText(result_t code) noexcept;
 narrow_text_t SettingsStorageText(result_t code) noexcept;
 narrow_text_t ServiceManagerText(result_t code) noexcept;
 narrow_text_t LoaderText(result_t code) noexcept;
+
+// Appends a code in the form it has in traces, "result=0x80000046 (Invalid argument)", in UTF-8.
+// The code's facility picks the table. Raises only for want of memory.
+void AppendResult(std::string& out, result_t code);
 
 }  // namespace vek

@@ -4,7 +4,7 @@
 
 namespace vek {
 
-// Gives a process's services by the id of their interface. Free-threaded.
+// Gives a process's services by the id of their interface. Any thread may call it.
 struct IServiceLocator : IObject {
     static constexpr interface_id_t kInterfaceId = 0x68E33FCA;
 

@@ -4,7 +4,7 @@
 
 namespace vek {
 
-// A place in the source. `file` is constant text, relative to the source tree.
+// A statement in the source. `file` is constant text, relative to the source tree.
 //
 // std::source_location would serve, but Clang 14 does not have it; GCC, Clang and MSVC all have
 // these two built-in functions.
@@ -12,9 +12,9 @@ struct SourceLocation {
     const char* file;
     std::uint32_t line;
 
-    // As a default argument: the place of the call.
+    // As a default argument, gives the statement that makes the call.
     static constexpr SourceLocation Here(const char* file = __builtin_FILE(),
-                                      std::uint32_t line = __builtin_LINE()) noexcept {
+                                         std::uint32_t line = __builtin_LINE()) noexcept {
         return {file, line};
     }
 };

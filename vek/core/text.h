@@ -1,7 +1,12 @@
 #pragma once
 
-// Conversions between the two text forms inside: UTF-8 (std::string) and UTF-16 (char16_t).
+// Conversions between the two text forms inside, UTF-8 (std::string) and UTF-16 (char16_t), and
+// numbers as hexadecimal text. Functions may be called from any thread and raise only for want of
+// memory.
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,12 +17,23 @@ namespace vek {
 // single unit (its three-byte form), so nothing is lost and nothing fails.
 void AppendUtf8(std::string& out, std::u16string_view text);
 
+// Converts as AppendUtf8 does.
 std::string ToUtf8(std::u16string_view text);
 
-// As ToUtf8, but nothing for a text with an unpaired surrogate.
+// Gives nothing for a text with an unpaired surrogate, else what ToUtf8 gives.
 std::optional<std::string> ToUtf8Strict(std::u16string_view text);
 
-// Malformed bytes each become U+FFFD.
+// Each malformed byte becomes U+FFFD.
 std::u16string ToUtf16(std::string_view text);
+
+// Gives the eight lowercase hexadecimal digits of `number`, leading zeros included.
+template <class Char>
+constexpr std::array<Char, 8> HexDigits(std::uint32_t number) noexcept {
+    std::array<Char, 8> digits{};
+    for (std::size_t i = digits.size(); i-- > 0; number >>= 4) {
+        digits[i] = static_cast<Char>("0123456789abcdef"[number & 0xF]);
+    }
+    return digits;
+}
 
 }  // namespace vek

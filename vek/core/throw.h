@@ -1,25 +1,28 @@
 #pragma once
 
-// The throw functions: each captures the file and line of the statement that calls it.
+// The throw functions: each captures the file and line of the statement that calls it. Any thread
+// may call them.
 
 #include "vek/core/exception.h"
 
 namespace vek {
 
-[[noreturn]] void ThrowResult(result_t code, SourceLocation place = SourceLocation::Here());
+// Raises ResultCodeException.
+[[noreturn]] void ThrowResult(result_t code, SourceLocation location = SourceLocation::Here());
 
-[[noreturn]] void ThrowBadQueryInterface(SourceLocation place = SourceLocation::Here());
+// Raises BadQueryInterfaceException.
+[[noreturn]] void ThrowBadQueryInterface(SourceLocation location = SourceLocation::Here());
 
 // Raises CheckFailedException unless `condition` holds.
-inline void Check(bool condition, SourceLocation place = SourceLocation::Here()) {
+inline void Check(bool condition, SourceLocation location = SourceLocation::Here()) {
     if (!condition) [[unlikely]]
-        throw CheckFailedException(place);
+        throw CheckFailedException(location);
 }
 
 // Raises CheckResultFailedException with `code` when it is a failure.
-inline void CheckResult(result_t code, SourceLocation place = SourceLocation::Here()) {
+inline void CheckResult(result_t code, SourceLocation location = SourceLocation::Here()) {
     if (Failed(code)) [[unlikely]]
-        throw CheckResultFailedException(place, code);
+        throw CheckResultFailedException(location, code);
 }
 
 }  // namespace vek

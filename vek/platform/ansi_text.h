@@ -8,11 +8,11 @@
 
 namespace vek::platform {
 
-// Both convert all of `text`, NULs included; what is no character becomes a replacement. They may
-// be called from any thread.
+// Both convert all of `text`, NULs included, and may be called from any thread. A malformed byte
+// becomes a replacement character.
 std::string AnsiToUtf8(std::string_view text);
 
-// What the code page does not have becomes its nearest or its default character.
+// A character that the code page lacks becomes the nearest that it has, or its default character.
 std::string Utf8ToAnsi(std::string_view text);
 
 }  // namespace vek::platform

@@ -3,16 +3,14 @@
 #include <cstdint>
 #include <string_view>
 
+#include "vek/platform/native_handle.h"
+
 namespace vek::platform {
 
-// A file that is only written at its end. Others may read, rename and delete it meanwhile.
+// A file that is only written at its end, or none. Others may read, rename and delete it
+// meanwhile. One thread at a time may use an object.
 class AppendFile {
 public:
-    AppendFile() noexcept = default;
-    AppendFile(AppendFile&& other) noexcept;
-    AppendFile& operator=(AppendFile&& other) noexcept;
-    ~AppendFile();
-
     // Opens the file at `path` (UTF-8) or creates it, for its owner alone where the system's
     // default is not that already. On failure the result is empty; LastError() says why.
     static AppendFile Open(std::string_view path);
@@ -24,15 +22,10 @@ public:
     // The bytes in the file now; zero when the system does not tell.
     std::uint64_t Size() const noexcept;
 
-    explicit operator bool() const noexcept { return handle_ != kNoHandle; }
+    explicit operator bool() const noexcept { return static_cast<bool>(handle_); }
 
 private:
-    // Both a HANDLE and a descriptor that are none have this value.
-    static constexpr std::intptr_t kNoHandle = -1;
-
-    explicit AppendFile(std::intptr_t handle) noexcept : handle_(handle) {}
-
-    std::intptr_t handle_ = kNoHandle;
+    NativeHandle handle_;
 };
 
 }  // namespace vek::platform

@@ -6,23 +6,10 @@
 
 #include <cerrno>
 #include <string>
-#include <utility>
 
 #include "vek/platform/errno_posix.h"
 
 namespace vek::platform {
-
-AppendFile::AppendFile(AppendFile&& other) noexcept
-    : handle_(std::exchange(other.handle_, kNoHandle)) {}
-
-AppendFile& AppendFile::operator=(AppendFile&& other) noexcept {
-    std::swap(handle_, other.handle_);
-    return *this;
-}
-
-AppendFile::~AppendFile() {
-    if (*this) ::close(static_cast<int>(handle_));
-}
 
 AppendFile AppendFile::Open(std::string_view path) {
     // Temporary folders are everyone's: a link laid there beforehand is not followed.
@@ -30,11 +17,13 @@ AppendFile AppendFile::Open(std::string_view path) {
         std::string(path).c_str(),
         O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
     if (descriptor < 0) FailWith(errno);
-    return AppendFile(descriptor);
+    AppendFile file;
+    file.handle_ = NativeHandle(descriptor);
+    return file;
 }
 
 bool AppendFile::Append(std::string_view bytes) noexcept {
-    const ssize_t taken = ::write(static_cast<int>(handle_), bytes.data(), bytes.size());
+    const ssize_t taken = ::write(static_cast<int>(handle_.get()), bytes.data(), bytes.size());
     if (taken == static_cast<ssize_t>(bytes.size())) return true;
     FailWith(taken < 0 ? errno : EIO);
     return false;
@@ -42,7 +31,7 @@ bool AppendFile::Append(std::string_view bytes) noexcept {
 
 std::uint64_t AppendFile::Size() const noexcept {
     struct stat status;
-    if (::fstat(static_cast<int>(handle_), &status) != 0) return 0;
+    if (::fstat(static_cast<int>(handle_.get()), &status) != 0) return 0;
     return static_cast<std::uint64_t>(status.st_size);
 }
 

@@ -1,6 +1,9 @@
+#include "vek/platform/calendar.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <string_view>
 
 #include "vek/core/exception.h"
 #include "vek/platform/clock.h"
@@ -18,6 +21,13 @@ constexpr filetime_t kEndTicks =
     static_cast<filetime_t>(std::chrono::duration_cast<ticks_t>(kEnd - kEpoch).count());
 
 constexpr std::int64_t kTicksPerMinute = 600'000'000;
+
+// Appends `separator` and two digits.
+void AppendField(std::string& text, std::string_view separator, unsigned value) {
+    text += separator;
+    text += static_cast<char>('0' + value / 10);
+    text += static_cast<char>('0' + value % 10);
+}
 
 }  // namespace
 
@@ -38,10 +48,28 @@ CalendarTime ToCalendar(filetime_t time) {
             static_cast<std::uint16_t>(clock.subseconds().count())};
 }
 
+void AppendDateAndTime(std::string& text, const CalendarTime& time) {
+    text += std::to_string(time.year);
+    AppendField(text, "-", time.month);
+    AppendField(text, "-", time.day);
+    AppendField(text, " ", time.hour);
+    AppendField(text, ":", time.minute);
+    AppendField(text, ":", time.second);
+}
+
+void AppendTimeOfDay(std::string& text, const CalendarTime& time) {
+    AppendField(text, "", time.hour);
+    AppendField(text, ":", time.minute);
+    AppendField(text, ":", time.second);
+    text += '.';
+    text += static_cast<char>('0' + time.millisecond / 100);
+    AppendField(text, "", time.millisecond % 100u);
+}
+
 filetime_t Clock::ToLocal(filetime_t utc) noexcept {
     const std::int64_t offset = UtcOffsetMinutes() * kTicksPerMinute;
     const auto distance = static_cast<filetime_t>(std::abs(offset));
-    // Nothing wraps around: a time that is none stays none.
+    // The sum is clamped, so that an impossible time does not become a possible one.
     if (offset < 0) return utc - std::min(utc, distance);
     return utc + std::min(~filetime_t{0} - utc, distance);
 }

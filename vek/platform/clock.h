@@ -2,24 +2,12 @@
 
 #include <cstdint>
 
+#include "vek/platform/calendar.h"
+
 namespace vek::platform {
 
-// A time as Windows' FILETIME counts it: 100 ns units since 1 January 1601, in UTC or local.
-using filetime_t = std::uint64_t;
-
-// 1 January 1970, from which other systems count.
-inline constexpr filetime_t kUnixEpoch = 116'444'736'000'000'000;
-
-// A time taken apart; month and day start at 1.
-struct CalendarTime {
-    std::uint16_t year, month, day, hour, minute, second, millisecond;
-};
-
-// Raises vek::datetime::TimeSystemError for a time beyond the year 30827, the last that a
-// SYSTEMTIME can hold.
-CalendarTime ToCalendar(filetime_t time);
-
-// What decides by time takes one of these.
+// The time as code that decides by it sees it: a test passes a clock of its own. Any thread may
+// call the operations.
 class Clock {
 public:
     virtual ~Clock() = default;
@@ -27,12 +15,14 @@ public:
     // Milliseconds since the system started, wrapping after 49.7 days.
     virtual std::uint32_t TickCount() noexcept = 0;
 
+    // The time now, in UTC.
     virtual filetime_t UtcNow() noexcept = 0;
 
     // Minutes to add to UTC for local time as it is now, daylight saving included. Applied to
     // other times too, as FileTimeToLocalFileTime does.
     virtual std::int32_t UtcOffsetMinutes() noexcept = 0;
 
+    // Gives the local time of `utc`, clamped to what a filetime_t can hold.
     filetime_t ToLocal(filetime_t utc) noexcept;
 };
 

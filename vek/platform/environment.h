@@ -5,7 +5,8 @@
 
 namespace vek::platform {
 
-// The value of an environment variable in UTF-8, or nothing when it is not set.
+// Gives the value of an environment variable in UTF-8, or nothing when it is not set. No thread
+// may change the environment meanwhile.
 std::optional<std::string> GetEnvironment(const char* name);
 
 }  // namespace vek::platform

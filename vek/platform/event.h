@@ -21,7 +21,8 @@ class Event {
 public:
     virtual ~Event() = default;
 
-    // Both give kNone or why it failed, which is also the thread's LastError().
+    // Signals the event, or takes the signal away. Each gives kNone or the error, which is also the
+    // thread's LastError().
     virtual system_error_t Set() noexcept = 0;
     virtual system_error_t Reset() noexcept = 0;
 

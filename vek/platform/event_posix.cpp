@@ -1,12 +1,14 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <limits>
 #include <new>
 
-#include "vek/platform/deadline_posix.h"
 #include "vek/platform/descriptor_posix.h"
 #include "vek/platform/errno_posix.h"
 #include "vek/platform/native.h"
@@ -58,6 +60,29 @@ private:
     Descriptor descriptor_;
     EventKind kind_;
     std::atomic<std::uint32_t> sets_{0};
+};
+
+// The end of a wait, counted from when it is made.
+class Deadline {
+public:
+    explicit Deadline(std::chrono::milliseconds timeout) noexcept
+        : infinite_(timeout.count() < 0), end_(clock::now() + std::min(timeout, kLongest)) {}
+
+    // The milliseconds left as poll takes them: a part counts as a whole one, -1 is no limit.
+    int Left() const noexcept {
+        if (infinite_) return -1;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - clock::now());
+        return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    }
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    // The longest that poll takes, 24 days.
+    static constexpr std::chrono::milliseconds kLongest{std::numeric_limits<int>::max()};
+
+    bool infinite_;
+    clock::time_point end_;
 };
 
 WaitResult FailedWait(int error) noexcept {

@@ -3,9 +3,9 @@
 #include <array>
 #include <new>
 
+#include "vek/platform/handle_win32.h"
 #include "vek/platform/kernel_event_win32.h"
 #include "vek/platform/native.h"
-#include "vek/platform/time_out_win32.h"
 
 namespace vek::platform {
 namespace native {

@@ -1,29 +1,31 @@
 #pragma once
 
+// Kernel objects: who owns their handles, and how long they are waited for.
+
 #include <windows.h>
 
-#include <utility>
+#include <algorithm>
+#include <chrono>
+
+#include "vek/platform/unique_resource.h"
 
 namespace vek::platform {
 
-// Owns a kernel object's handle, or none (null).
-class UniqueHandle {
-public:
-    explicit UniqueHandle(HANDLE value = nullptr) noexcept : value_(value) {}
-    UniqueHandle(UniqueHandle&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
-    UniqueHandle& operator=(UniqueHandle&& other) noexcept {
-        std::swap(value_, other.value_);
-        return *this;
-    }
-    ~UniqueHandle() {
-        if (value_ != nullptr) ::CloseHandle(value_);
-    }
-
-    HANDLE get() const noexcept { return value_; }
-    explicit operator bool() const noexcept { return value_ != nullptr; }
-
-private:
-    HANDLE value_;
+struct HandleTraits {
+    using value_t = HANDLE;
+    static value_t None() noexcept { return nullptr; }
+    static void Close(value_t handle) noexcept { ::CloseHandle(handle); }
 };
+
+// Owns a kernel object's handle.
+using UniqueHandle = UniqueResource<HandleTraits>;
+
+// A wait's limit in the form that Windows takes; negative is INFINITE. A limit that is too long
+// for a DWORD is cut to the longest that is not INFINITE.
+inline DWORD ToTimeOut(std::chrono::milliseconds timeout) noexcept {
+    if (timeout.count() < 0) return INFINITE;
+    return static_cast<DWORD>(
+        std::min<std::chrono::milliseconds::rep>(timeout.count(), INFINITE - 1));
+}
 
 }  // namespace vek::platform

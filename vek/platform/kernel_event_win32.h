@@ -5,6 +5,7 @@
 
 namespace vek::platform {
 
+// An Event over a handle of the kernel's.
 class KernelEvent final : public Event {
 public:
     explicit KernelEvent(UniqueHandle handle) noexcept : handle_(std::move(handle)) {}

@@ -4,18 +4,21 @@
 #include <memory>
 #include <string_view>
 
-#include "vek/platform/dynamic_library.h"
+#include "vek/platform/system_error.h"
 
 namespace vek::platform {
 
-// A loaded library, unloaded with its owner.
+// A loaded library, unloaded with its owner. Any thread may look symbols up.
 class Library {
 public:
+    using Symbol = void (*)();
+
     virtual ~Library() = default;
 
-    // Null when the library does not export it; LastError() says why.
-    virtual DynamicLibrary::Symbol Find(const char* name) const noexcept = 0;
-    virtual DynamicLibrary::Symbol FindOrdinal(std::uint16_t ordinal) const noexcept = 0;
+    // Each gives null when the library does not export it; LastError() says why. Only Windows has
+    // ordinals; elsewhere the answer is null.
+    virtual Symbol Find(const char* name) const noexcept = 0;
+    virtual Symbol FindOrdinal(std::uint16_t ordinal) const noexcept = 0;
 };
 
 // Loads libraries. A seam: a test passes a loader whose libraries lack what they should have.
@@ -24,7 +27,7 @@ public:
     virtual ~LibraryLoader() = default;
 
     // `path` is UTF-8: a path, or a bare name that the system searches for. On failure gives
-    // null; LastError() says why.
+    // null; LastError() says why. Any thread may call it; raises only for want of memory.
     virtual std::unique_ptr<Library> Load(std::string_view path) = 0;
 };
 

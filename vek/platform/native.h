@@ -1,6 +1,7 @@
 #pragma once
 
-// What System offers, as each operating system does it. For system.cpp; others take a System.
+// The operating system's side of System, one implementation for each. Only system.cpp and these
+// implementations include it; everything else takes a System.
 
 #include <chrono>
 #include <functional>

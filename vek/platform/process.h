@@ -12,12 +12,12 @@ namespace vek::platform {
 // the system does not tell.
 std::string CurrentProcessName();
 
-// When a process started, or what could not be had to tell it.
+// The time when a process started, or the step that failed to find it.
 struct ProcessStart {
     enum class Missing {
         kNothing,
         kSystemVersion,  // which decides how the process is asked
-        kProcess,        // there is none, or it may not be asked
+        kProcess,        // no such process, or it may not be asked
         kTime,
     };
     Missing missing;
@@ -25,7 +25,7 @@ struct ProcessStart {
     filetime_t time;       // UTC; the same to whoever asks
 };
 
-// Any thread may call it.
+// Finds when a process started. Any thread may call it.
 ProcessStart StartOfProcess(std::uint32_t process_id) noexcept;
 
 }  // namespace vek::platform

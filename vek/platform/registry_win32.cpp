@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "vek/platform/unique_resource.h"
 #include "vek/platform/wide_win32.h"
 
 namespace vek::platform {
@@ -13,30 +14,28 @@ HKEY RootKey(RegistryRoot root) noexcept {
     return root == RegistryRoot::kLocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
 }
 
-class Key {
-public:
-    Key(RegistryRoot root, std::string_view path, REGSAM access)
-        : error_(RegOpenKeyExW(RootKey(root), ToWide(path).c_str(), 0, access, &key_)) {}
-    ~Key() {
-        if (error_ == ERROR_SUCCESS) RegCloseKey(key_);
-    }
-    Key(const Key&) = delete;
-    Key& operator=(const Key&) = delete;
-
-    HKEY get() const noexcept { return key_; }
-    system_error_t error() const noexcept { return static_cast<system_error_t>(error_); }
-
-private:
-    HKEY key_ = nullptr;
-    LSTATUS error_;
+struct KeyTraits {
+    using value_t = HKEY;
+    static value_t None() noexcept { return nullptr; }
+    static void Close(value_t key) noexcept { ::RegCloseKey(key); }
 };
+
+using Key = UniqueResource<KeyTraits>;
+
+system_error_t OpenKey(RegistryRoot root, std::string_view path, REGSAM access, Key& key) {
+    HKEY opened = nullptr;
+    const LSTATUS status = ::RegOpenKeyExW(RootKey(root), ToWide(path).c_str(), 0, access, &opened);
+    key = Key(opened);
+    return static_cast<system_error_t>(status);
+}
 
 class SystemRegistry final : public Registry {
 public:
     system_error_t ReadText(RegistryRoot root, std::string_view key, std::string_view name,
                             std::string& value) override {
-        const Key opened(root, key, KEY_READ);
-        if (opened.error() != system_error::kNone) return opened.error();
+        Key opened;
+        const system_error_t error = OpenKey(root, key, KEY_READ, opened);
+        if (error != system_error::kNone) return error;
         const std::wstring wide_name = ToWide(name);
         constexpr DWORD kTexts =
             RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_RT_REG_MULTI_SZ | RRF_NOEXPAND;
@@ -60,8 +59,9 @@ public:
 
     system_error_t WriteText(RegistryRoot root, std::string_view key, std::string_view name,
                              std::string_view value) override {
-        const Key opened(root, key, KEY_SET_VALUE);
-        if (opened.error() != system_error::kNone) return opened.error();
+        Key opened;
+        const system_error_t error = OpenKey(root, key, KEY_SET_VALUE, opened);
+        if (error != system_error::kNone) return error;
         const std::wstring text = ToWide(value);
         const auto size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
         return static_cast<system_error_t>(
@@ -71,8 +71,9 @@ public:
 
     system_error_t DeleteValue(RegistryRoot root, std::string_view key,
                                std::string_view name) override {
-        const Key opened(root, key, KEY_SET_VALUE);
-        if (opened.error() != system_error::kNone) return opened.error();
+        Key opened;
+        const system_error_t error = OpenKey(root, key, KEY_SET_VALUE, opened);
+        if (error != system_error::kNone) return error;
         return static_cast<system_error_t>(RegDeleteValueW(opened.get(), ToWide(name).c_str()));
     }
 };

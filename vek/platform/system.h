@@ -1,7 +1,7 @@
 #pragma once
 
 // The seam to those system calls whose failure has consequences that callers promise: a test
-// passes a System that fails on demand.
+// passes a System that fails on demand. Any thread may call the operations.
 
 #include <functional>
 
@@ -10,6 +10,7 @@
 
 namespace vek::platform {
 
+// Events and threads.
 class System {
 public:
     virtual ~System() = default;

@@ -22,8 +22,8 @@ inline constexpr system_error_t kProcedureNotFound = 127;
 inline constexpr system_error_t kNoSystemResources = 1450;
 }  // namespace system_error
 
-// What the last failing call of the platform layer on this thread reported (GetLastError on
-// Windows, errno translated elsewhere).
+// Gives the error of the calling thread's last failed call of the platform layer: GetLastError on
+// Windows, errno translated elsewhere.
 system_error_t LastError() noexcept;
 void SetLastError(system_error_t error) noexcept;
 

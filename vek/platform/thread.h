@@ -9,8 +9,9 @@
 
 namespace vek::platform {
 
-// A running or ended thread. Destroying it lets a thread that still runs go on by itself and
-// gives the handle back: owners that must outlive their thread wait first.
+// A running or ended thread. Destroying the object gives the handle back and lets a thread that
+// still runs go on: an owner that must outlive its thread waits first. Any thread may call the
+// operations.
 class Thread {
 public:
     virtual ~Thread() = default;
@@ -25,6 +26,7 @@ public:
     virtual std::uint32_t id() const noexcept = 0;
 };
 
+// The system's ids of the caller.
 std::uint32_t CurrentThreadId() noexcept;
 std::uint32_t CurrentProcessId() noexcept;
 

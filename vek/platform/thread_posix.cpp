@@ -17,7 +17,7 @@
 namespace vek::platform {
 namespace {
 
-// What a thread and its owner share.
+// The state that a thread and its owner share.
 struct State {
     std::function<void()> body;
     std::unique_ptr<Event> ended;
@@ -120,7 +120,7 @@ public:
         const WaitStatus status = native::WaitAny({&ended, 1}, timeout).status;
         if (status == WaitStatus::kSignalled) {
             Reap();
-            ended->Set();  // for the others that wait
+            ended->Set();  // another wait may be under way
         }
         return status;
     }

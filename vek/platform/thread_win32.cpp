@@ -8,7 +8,6 @@
 
 #include "vek/platform/handle_win32.h"
 #include "vek/platform/native.h"
-#include "vek/platform/time_out_win32.h"
 
 namespace vek::platform {
 namespace {

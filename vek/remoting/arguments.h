@@ -30,7 +30,7 @@ result_t UntilFailure(Tuple& tuple, Step step) {
     return result;
 }
 
-// One flag after another against the parameters that they are of.
+// Compares null flags with the parameters they belong to, one after another.
 class FlagCheck {
 public:
     explicit FlagCheck(const NullFlags& flags) noexcept : flags_(flags) {}
@@ -43,15 +43,16 @@ private:
     bool agrees_ = true;
 };
 
+// The caller's arguments of a method with the parameters P.
 template <class... P>
-class SentArguments final : public ProxyArguments {
+class ProxyArgumentsOf final : public ProxyArguments {
 public:
-    explicit SentArguments(P... arguments) : sent_(static_cast<P>(arguments)...) {
+    explicit ProxyArgumentsOf(P... arguments) : parameters_(static_cast<P>(arguments)...) {
         if constexpr (sizeof...(P) > 0) {
-            ForEach(sent_, [&](auto& parameter) {
+            ForEach(parameters_, [&](auto& parameter) {
                 if constexpr (std::is_same_v<std::remove_reference_t<decltype(parameter)>,
-                                             Parameter<void**>::Sent>) {
-                    parameter.Ask(std::get<0>(std::tie(arguments...)));
+                                             Parameter<void**>::ProxySide>) {
+                    parameter.SetRequestedId(std::get<0>(std::tie(arguments...)));
                 }
             });
         }
@@ -59,31 +60,31 @@ public:
 
     result_t MarshalInputs(Connection& connection) override {
         connection_ = &connection;
-        return UntilFailure(sent_, [&](auto& p) { return p.Marshal(connection); });
+        return UntilFailure(parameters_, [&](auto& p) { return p.Marshal(connection); });
     }
     void SerializeInputs(serialization::Writer& writer) override {
-        ForEach(sent_, [&](auto& p) { p.Serialize(writer); });
+        ForEach(parameters_, [&](auto& p) { p.Serialize(writer); });
     }
     void CollectInputFlags(NullFlags& flags) const override {
-        ForEach(sent_, [&](auto& p) {
+        ForEach(parameters_, [&](auto& p) {
             if constexpr (std::remove_reference_t<decltype(p)>::kInInterface) flags.Add(p.IsNull());
         });
     }
-    void InputsArrived() noexcept override {
-        ForEach(sent_, [](auto& p) { p.Arrived(); });
+    void InputsDelivered() noexcept override {
+        ForEach(parameters_, [](auto& p) { p.MarkDelivered(); });
     }
     std::size_t OutputInterfaces() const noexcept override {
-        return (std::size_t{Parameter<P>::Sent::kOutInterface} + ... + 0);
+        return (std::size_t{Parameter<P>::ProxySide::kOutInterface} + ... + 0);
     }
     void DeserializeOutputs(serialization::Reader& reader) override {
         answer_ = reader.Read<result_t>();
         if (Failed(answer_)) return;
-        ForEach(sent_, [&](auto& p) { p.Deserialize(reader, *connection_); });
+        ForEach(parameters_, [&](auto& p) { p.Deserialize(reader, *connection_); });
         CheckCounts(reader, std::index_sequence_for<P...>());
     }
     result_t CheckOutputFlags(const NullFlags& flags) const noexcept override {
         FlagCheck check(flags);
-        ForEach(sent_, [&](auto& p) {
+        ForEach(parameters_, [&](auto& p) {
             if constexpr (std::remove_reference_t<decltype(p)>::kOutInterface) {
                 check.Compare(p.IsNull());
             }
@@ -91,10 +92,10 @@ public:
         return check.result();
     }
     result_t DemarshalOutputs(Connection& connection) override {
-        return UntilFailure(sent_, [&](auto& p) { return p.Demarshal(connection); });
+        return UntilFailure(parameters_, [&](auto& p) { return p.Demarshal(connection); });
     }
     result_t Commit() noexcept override {
-        if (Succeeded(answer_)) ForEach(sent_, [](auto& p) { p.Commit(); });
+        if (Succeeded(answer_)) ForEach(parameters_, [](auto& p) { p.Commit(); });
         return answer_;
     }
 
@@ -104,8 +105,8 @@ private:
         (
             [&] {
                 if constexpr (std::is_same_v<P, std::span<std::byte>>) {
-                    const auto count = std::get<Index + 1>(sent_).value();
-                    if (!std::get<Index>(sent_).IsFilledBy(count)) {
+                    const auto count = std::get<Index + 1>(parameters_).value();
+                    if (!std::get<Index>(parameters_).IsFilledBy(count)) {
                         reader.Fail(result::kInvalidSize);
                     }
                 }
@@ -113,29 +114,30 @@ private:
             ...);
     }
 
-    std::tuple<typename Parameter<P>::Sent...> sent_;
+    std::tuple<typename Parameter<P>::ProxySide...> parameters_;
     Connection* connection_ = nullptr;
     result_t answer_ = result::kUnexpected;
 };
 
-// `Call` takes the object and the parameters and gives the method's result.
+// The arguments that a stub calls a method with the parameters P with. `Call` takes the object and
+// the parameters and gives the method's result.
 template <class Object, class Call, class... P>
-class ReceivedArguments final : public StubArguments {
+class StubArgumentsOf final : public StubArguments {
 public:
-    ReceivedArguments(Object& object, Connection& connection, Call call)
+    StubArgumentsOf(Object& object, Connection& connection, Call call)
         : object_(object), connection_(connection), call_(call) {
-        Link(std::index_sequence_for<P...>());
+        BindFillCounts(std::index_sequence_for<P...>());
     }
 
     std::size_t InputInterfaces() const noexcept override {
-        return (std::size_t{Parameter<P>::Received::kInInterface} + ... + 0);
+        return (std::size_t{Parameter<P>::StubSide::kInInterface} + ... + 0);
     }
     void DeserializeInputs(serialization::Reader& reader) override {
-        ForEach(received_, [&](auto& p) { p.Deserialize(reader, connection_); });
+        ForEach(parameters_, [&](auto& p) { p.Deserialize(reader, connection_); });
     }
     result_t CheckInputFlags(const NullFlags& flags) const noexcept override {
         FlagCheck check(flags);
-        ForEach(received_, [&](auto& p) {
+        ForEach(parameters_, [&](auto& p) {
             if constexpr (std::remove_reference_t<decltype(p)>::kInInterface) {
                 check.Compare(p.IsNull());
             }
@@ -143,62 +145,65 @@ public:
         return check.result();
     }
     result_t DemarshalInputs(Connection& connection) override {
-        AskByFirst(std::index_sequence_for<P...>());
-        return UntilFailure(received_, [&](auto& p) { return p.Demarshal(connection); });
+        BindRequestedIds(std::index_sequence_for<P...>());
+        return UntilFailure(parameters_, [&](auto& p) { return p.Demarshal(connection); });
     }
     void Invoke() override {
         struct InputsGivenBack {
-            ReceivedArguments& self;
+            StubArgumentsOf& self;
             ~InputsGivenBack() {
-                ForEach(self.received_, [](auto& p) { p.ReleaseInput(); });
+                ForEach(self.parameters_, [](auto& p) { p.ReleaseInput(); });
             }
         } const given_back{*this};
-        answer_ = std::apply([&](auto&... p) { return call_(object_, p.Pass()...); }, received_);
+        answer_ =
+            std::apply([&](auto&... p) { return call_(object_, p.Argument()...); }, parameters_);
     }
     result_t MarshalOutputs(Connection& connection) override {
         if (Failed(answer_)) return result::kOk;
-        return UntilFailure(received_, [&](auto& p) { return p.Marshal(connection); });
+        return UntilFailure(parameters_, [&](auto& p) { return p.Marshal(connection); });
     }
     void SerializeOutputs(serialization::Writer& writer) override {
         writer.Write(answer_);
         if (Failed(answer_)) return;
-        ForEach(received_, [&](auto& p) { p.Serialize(writer); });
+        ForEach(parameters_, [&](auto& p) { p.Serialize(writer); });
     }
     void CollectOutputFlags(NullFlags& flags) const override {
-        ForEach(received_, [&](auto& p) {
+        ForEach(parameters_, [&](auto& p) {
             if constexpr (std::remove_reference_t<decltype(p)>::kOutInterface) {
                 flags.Add(Failed(answer_) || p.IsNull());
             }
         });
     }
-    void OutputsArrived() noexcept override {
-        ForEach(received_, [](auto& p) { p.Arrived(); });
+    void OutputsDelivered() noexcept override {
+        ForEach(parameters_, [](auto& p) { p.MarkDelivered(); });
     }
 
 private:
     template <std::size_t I>
     using ParameterAt = std::tuple_element_t<I, std::tuple<P...>>;
 
-    // A range that is filled finds out how far from the parameter after it.
+    // Storage to fill is filled as far as the parameter after it says.
     template <std::size_t... Index>
-    void Link(std::index_sequence<Index...>) {
+    void BindFillCounts(std::index_sequence<Index...>) {
         (
             [&] {
                 if constexpr (std::is_same_v<ParameterAt<Index>, std::span<std::byte>>) {
                     static_assert(std::is_same_v<ParameterAt<Index + 1>, std::uint32_t&>);
-                    std::get<Index>(received_).FilledBy(std::get<Index + 1>(received_).value());
+                    std::get<Index>(parameters_)
+                        .BindFillCount(std::get<Index + 1>(parameters_).value());
                 }
             }(),
             ...);
     }
 
+    // An interface that is asked for by id has that of the first parameter.
     template <std::size_t... Index>
-    void AskByFirst(std::index_sequence<Index...>) {
+    void BindRequestedIds(std::index_sequence<Index...>) {
         (
             [&] {
                 if constexpr (std::is_same_v<ParameterAt<Index>, void**>) {
                     static_assert(std::is_same_v<ParameterAt<0>, interface_id_t>);
-                    std::get<Index>(received_).Ask(std::get<0>(received_).value());
+                    std::get<Index>(parameters_).SetRequestedId(std::get<0>(parameters_).value());
                 }
             }(),
             ...);
@@ -207,7 +212,7 @@ private:
     Object& object_;
     Connection& connection_;
     Call call_;
-    std::tuple<typename Parameter<P>::Received...> received_;
+    std::tuple<typename Parameter<P>::StubSide...> parameters_;
     result_t answer_ = result::kUnexpected;
 };
 

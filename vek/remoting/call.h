@@ -1,6 +1,6 @@
 #pragma once
 
-// What a call says of itself, before its arguments.
+// The heads of requests and replies, which precede the arguments.
 //
 //     request   stub handle (u64, 0: the connection itself), interface id (u32), method id (u16),
 //               method attributes (u16), released handles (list of u64), request data
@@ -47,6 +47,7 @@ inline constexpr method_id_t kOldServiceLocator = 0;
 inline constexpr method_id_t kServiceLocator = 1;
 }  // namespace service_call
 
+// Names the method that a request calls, and the object it calls it of.
 struct CallTarget {
     stub_handle_t handle = kNoHandle;
     interface_id_t interface_id = 0;
@@ -81,6 +82,7 @@ private:
     bytes_t bytes_;
 };
 
+// The heads as they were read; `released` views the bytes they were read from.
 struct RequestHeader {
     CallTarget target;
     ReleasedList released;

@@ -1,9 +1,10 @@
 #include "vek/remoting/connection.h"
 
-#include <mutex>
-
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
+#include "vek/remoting/call_frame.h"
 #include "vek/remoting/incoming_processor.h"
+#include "vek/remoting/marshalling.h"
+#include "vek/remoting/service_calls.h"
 #include "vek/trace/line.h"
 
 namespace vek::remoting {
@@ -13,34 +14,27 @@ using trace::Hex;
 
 result_t Connection::Create(ConnectionConfig config,
                             std::shared_ptr<Connection>& connection) noexcept {
-    try {
+    return AtBorder([&] {
         auto made = std::make_shared<Connection>(Key{}, std::move(config));
         const result_t result = made->Init();
         if (Succeeded(result)) connection = std::move(made);
         return result;
-    } catch (...) {
-        return CurrentExceptionResult();
-    }
+    });
 }
 
-Connection::Connection(Key, ConnectionConfig config) : config_(std::move(config)) {}
+Connection::Connection(Key, ConnectionConfig config)
+    : config_(std::move(config)), releases_(config_.tracer), master_lock_(config_.master) {}
 
-Connection::~Connection() {
-    if (transport_) transport_->Close(result::kOk);
-    End();
-}
+Connection::~Connection() { Close(result::kOk); }
 
 template <class Step>
 result_t Connection::InitStep(const char* failure, Step step) noexcept {
-    try {
-        step();
-        return result::kOk;
-    } catch (...) {
-        const result_t result = CurrentExceptionResult();
+    const result_t result = AtBorder(step);
+    if (Failed(result)) {
         trace::Write(config_.tracer, trace::level::kError, "VEK remoting: Error ", failure,
                      " in Connection(0x", Address(this), " )::Init(). res = ", Hex(result));
-        return result;
     }
+    return result;
 }
 
 result_t Connection::Init() noexcept {
@@ -49,42 +43,61 @@ result_t Connection::Init() noexcept {
                                                 : std::make_unique<CountingGenerator>();
         registry_ =
             std::make_unique<StubRegistry>(config_.factories, std::move(generator), config_.tracer);
+        features_ = std::make_unique<FeatureAgreement>(config_.features, config_.required,
+                                                       *registry_, NameOf(this), config_.tracer);
     });
     if (Failed(result)) return result;
     result = InitStep("initializing the processor of incoming messages",
                       [this] { incoming_ = std::make_unique<IncomingProcessor>(*this); });
     if (Failed(result)) return result;
-    return InitStep("creating a generator of unique request numbers",
-                    [this] { request_numbers_ = std::make_unique<std::atomic<std::uint64_t>>(0); });
+    return InitStep("creating a generator of unique request numbers", [this] {
+        sender_ = std::make_unique<CallSender>(transport_, releases_, *registry_, *features_,
+                                               config_.tracer);
+    });
 }
 
 void Connection::Attach(std::shared_ptr<remote::Transport> transport) noexcept {
-    const std::lock_guard guard(lock_);
-    if (ended_) return;  // it was lost before it could be attached
-    transport_ = std::move(transport);
-    attached_ = transport_.get();
-    open_ = true;
+    transport_.Attach(std::move(transport));
 }
 
-bool Connection::IsOpen() const noexcept {
-    const auto* const transport = this->transport();
-    return open_ && transport != nullptr && transport->IsOpen();
+result_t Connection::GetServiceLocator(RefPtr<IServiceLocator>& locator) noexcept {
+    stub_handle_t given = kNoHandle;
+    result_t result = AtBorder([&] { return RequestServiceLocator(*this, given); });
+    if (Failed(result)) return result;
+    result = AtBorder([&] {
+        IncomingHandle handle(*this);
+        handle.Set(given);
+        auto object = std::make_shared<StubReference>(StubAddress{shared_from_this(), given});
+        handle.Take();
+        return registry_->CreateProxy(IServiceLocator::kInterfaceId, std::move(object),
+                                      locator.put_void());
+    });
+    if (Failed(result)) {
+        trace::Write(config_.tracer, trace::level::kError,
+                     "VEK remoting: GetServiceLocator: Cannot create a proxy for IServiceLocator, "
+                     "err = ",
+                     Hex(result));
+    }
+    return result;
 }
 
-std::uint32_t Connection::peer_process_id() const noexcept {
-    const auto* const transport = this->transport();
-    return transport != nullptr ? transport->peer_process_id() : 0;
+void Connection::ReleaseProxy(stub_handle_t handle) noexcept {
+    if (!registry_->MayReleaseProxy(handle) || transport_.get() == nullptr) return;
+    sender_->CountChange();
+    CallFrame* const frame = CallFrame::Current(releases_);
+    if (frame == nullptr || !frame->Release(handle)) releases_.Add({&handle, 1});
 }
 
 void Connection::Close(result_t reason) noexcept {
     // The transport reports its end to OnTransportClosed.
-    if (auto* const transport = this->transport()) transport->Close(reason);
+    transport_.Close(reason);
     End();
 }
 
+std::uint64_t Connection::requests_served() const noexcept { return incoming_->requests_served(); }
+
 void Connection::HandleRequest(remote::RpcProtocolProcessorIn& request,
                                remote::ReplySender& reply) noexcept {
-    ++requests_served_;
     incoming_->Process(request, reply);
 }
 
@@ -99,33 +112,11 @@ void Connection::OnTransportClosed(result_t reason) noexcept {
 }
 
 void Connection::End() noexcept {
-    bool unlock = false;
-    {
-        const std::lock_guard guard(lock_);
-        ended_ = true;
-        open_ = false;
-        unlock = std::exchange(master_locked_, false);
-    }
+    transport_.End();
+    releases_.Close();
+    if (features_) features_->End();
     if (registry_) registry_->Close();
-    if (unlock) config_.master->Unlock();
-}
-
-result_t Connection::LockMasterObject() noexcept {
-    {
-        const std::lock_guard guard(lock_);
-        if (ended_) return result::kRemoteCallFailed;
-        if (master_locked_) return result::kOk;
-    }
-    const result_t result = config_.master->Lock();
-    if (Failed(result)) return result;
-    bool surplus;
-    {
-        const std::lock_guard guard(lock_);
-        surplus = ended_ || master_locked_;
-        if (!surplus) master_locked_ = true;
-    }
-    if (surplus) config_.master->Unlock();
-    return result::kOk;
+    master_lock_.End();
 }
 
 }  // namespace vek::remoting

@@ -17,6 +17,7 @@
 #include <array>
 #include <cstddef>
 
+#include "vek/core/service_locator.h"
 #include "vek/remoting/proxy.h"
 #include "vek/remoting/proxy_stub_factory.h"
 
@@ -26,7 +27,7 @@ namespace vek::remoting {
 template <class I>
 struct RemoteInterface;
 
-// Serves one method.
+// Serves calls of one method: takes the arguments as the method's type says, calls it, replies.
 template <auto Method>
 struct MethodStub;
 
@@ -36,8 +37,8 @@ struct MethodStub<Method> {
         const auto call = [](I& target, P... arguments) {
             return (target.*Method)(static_cast<P>(arguments)...);
         };
-        ReceivedArguments<I, decltype(call), P...> arguments(static_cast<I&>(object),
-                                                             invocation.connection(), call);
+        StubArgumentsOf<I, decltype(call), P...> arguments(static_cast<I&>(object),
+                                                           invocation.connection(), call);
         InvokeAbstractedMethod6(invocation, arguments);
     }
 };
@@ -126,3 +127,10 @@ const ProxyStubFactory* FactoryOf() noexcept {
         static constexpr auto kMethods = std::to_array<MethodDescription>(               \
             {VEK_FOR_EACH(VEK_REMOTE_METHOD_DESCRIPTION, __VA_ARGS__)});                 \
     };
+
+namespace vek::remoting {
+
+// The one remote interface that connections themselves need.
+VEK_REMOTE_INTERFACE(IServiceLocator, (GetInterface, method_attribute::kReadsOnly))
+
+}  // namespace vek::remoting

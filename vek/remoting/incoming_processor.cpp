@@ -1,10 +1,8 @@
 #include "vek/remoting/incoming_processor.h"
 
 #include "vek/core/current_exception.h"
+#include "vek/remoting/call_frame.h"
 #include "vek/remoting/connection.h"
-#include "vek/remoting/invocation.h"
-#include "vek/remoting/received_handles.h"
-#include "vek/remoting/service_calls.h"
 #include "vek/remoting/special_methods.h"
 #include "vek/trace/line.h"
 
@@ -14,8 +12,9 @@ namespace level = trace::level;
 
 void IncomingProcessor::Process(remote::RpcProtocolProcessorIn& request,
                                 remote::ReplySender& sender) noexcept {
+    ++requests_served_;
     const ReceivedHandles handles(request);
-    ServingFrame frame(connection_, request.call_id());
+    CallFrame frame(connection_.releases(), request.call_id());
     ReplyPort reply(connection_, frame, request, sender);
     serialization::Reader reader(request.GetCallData());
     const RequestHeader header = ReadRequestHeader(reader);
@@ -41,15 +40,15 @@ void IncomingProcessor::Process(remote::RpcProtocolProcessorIn& request,
 
 result_t IncomingProcessor::Release(const ReleasedList& released) noexcept {
     if (released.size() == 0) return result::kOk;
-    if (!connection_.features_synchronized()) return result::kNotInitialized;
-    return connection_.ReleaseStubs(released);
+    if (!connection_.registry().synchronized()) return result::kNotInitialized;
+    return connection_.registry().ReleaseStubs(released);
 }
 
 void IncomingProcessor::Route(const CallTarget& target, bytes_t data, ReplyPort& reply) {
     if (target.handle == kNoHandle) {
-        return SendReceiveStub(connection_, target.method_id, data, reply);
+        return service_calls_.SendReceiveStub(target.method_id, data, reply);
     }
-    if (!connection_.features_synchronized()) {
+    if (!connection_.registry().synchronized()) {
         trace::Write(connection_.tracer(), level::kError,
                      "VEK remoting: a call came before the protocol features were agreed", target);
         return reply.Refuse(result::kNotInitialized);

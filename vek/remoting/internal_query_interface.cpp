@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 #include "vek/remoting/connection.h"
 #include "vek/remoting/local_interfaces.h"
 #include "vek/remoting/marshalling.h"
@@ -14,8 +14,9 @@ namespace level = trace::level;
 
 namespace {
 
-result_t Query(const Place& place, interface_id_t own_id, interface_id_t id, void** out) {
-    Connection& connection = *place.connection;
+result_t QueryPeer(const StubAddress& address, interface_id_t own_id, interface_id_t id,
+                   void** out) {
+    Connection& connection = *address.connection;
     const trace::TracerPtr& tracer = connection.tracer();
 
     serialization::Writer writer;
@@ -23,14 +24,14 @@ result_t Query(const Place& place, interface_id_t own_id, interface_id_t id, voi
     Rope request;
     request.Append(writer.Pieces());
     Reply reply;
-    const CallTarget target{place.handle | kStubFlag, own_id, method_id::kQueryInterface,
+    const CallTarget target{address.handle | kStubFlag, own_id, method_id::kQueryInterface,
                             method_attribute::kReadsOnly};
-    result_t result = connection.SendReceive(target, request, reply);
+    result_t result = connection.sender().SendReceive(target, request, reply);
     if (Failed(result)) {
         trace::Write(tracer, level::kError,
                      "VEK remoting, InternalQueryInterface: Cannot send a request to remote party, "
                      "errCode = ",
-                     Hex(result), ", handle = ", place.handle, ", queried interface = ", Hex(id));
+                     Hex(result), ", handle = ", address.handle, ", queried interface = ", Hex(id));
         return Facility(result) == facility::kRemoting ? result : result::kRemoteCallFailed;
     }
 
@@ -66,7 +67,7 @@ result_t Query(const Place& place, interface_id_t own_id, interface_id_t id, voi
         trace::Write(tracer, level::kError,
                      "VEK remoting, InternalQueryInterface: Cannot create a proxy for a queried "
                      "interface, errCode = ",
-                     Hex(result), ", handle = ", place.handle, ", queried interface = ", Hex(id),
+                     Hex(result), ", handle = ", address.handle, ", queried interface = ", Hex(id),
                      ", facet handle = ", handle);
     }
     return result;
@@ -74,17 +75,13 @@ result_t Query(const Place& place, interface_id_t own_id, interface_id_t id, voi
 
 }  // namespace
 
-result_t InternalQueryInterface(const Place& place, interface_id_t own_id, interface_id_t id,
-                                void** out) noexcept {
+result_t InternalQueryInterface(const StubAddress& address, interface_id_t own_id,
+                                interface_id_t id, void** out) noexcept {
     *out = nullptr;
     if (std::ranges::find(kLocalInterfaces, id) != kLocalInterfaces.end()) {
         return result::kNotSupported;
     }
-    try {
-        return Query(place, own_id, id, out);
-    } catch (...) {
-        return CurrentExceptionResult();
-    }
+    return AtBorder([&] { return QueryPeer(address, own_id, id, out); });
 }
 
 }  // namespace vek::remoting

@@ -7,7 +7,7 @@
 
 namespace vek::remoting {
 
-ReplyPort::ReplyPort(Connection& connection, ServingFrame& frame,
+ReplyPort::ReplyPort(Connection& connection, CallFrame& frame,
                      const remote::RpcProtocolProcessorIn& request,
                      remote::ReplySender& sender) noexcept
     : connection_(connection), frame_(frame), request_(request), sender_(sender) {}
@@ -42,7 +42,7 @@ void ReplyPort::Refuse(result_t code) noexcept {
 
 result_t ReplyPort::DoSend(result_t delivery, const Rope& data) {
     serialization::Writer header;
-    frame_.AddReleased(connection_.TakeReleased());
+    frame_.AddFromQueue();
     WriteReplyHeader(header, delivery, frame_.released());
     Rope whole;
     whole.Append(header.Pieces());

@@ -2,18 +2,18 @@
 
 #include "remote/transport.h"
 #include "vek/remoting/call.h"
+#include "vek/remoting/call_frame.h"
 #include "vek/remoting/rope.h"
-#include "vek/remoting/serving.h"
 
 namespace vek::remoting {
 
 class Connection;
 
-// Answers one request, once. When nobody has, the destructor says that there was no answer.
+// Answers one request, once. The destructor refuses a request that was not answered.
 class ReplyPort {
 public:
     // All of them must outlive the port.
-    ReplyPort(Connection& connection, ServingFrame& frame,
+    ReplyPort(Connection& connection, CallFrame& frame,
               const remote::RpcProtocolProcessorIn& request, remote::ReplySender& sender) noexcept;
     ~ReplyPort();
     ReplyPort(const ReplyPort&) = delete;
@@ -28,13 +28,13 @@ private:
     result_t DoSend(result_t delivery, const Rope& data);
 
     Connection& connection_;
-    ServingFrame& frame_;
+    CallFrame& frame_;
     const remote::RpcProtocolProcessorIn& request_;
     remote::ReplySender& sender_;
     bool sent_ = false;
 };
 
-// One request to a method, on its way to the object.
+// One request to a method of an object: its target, its data and the way to answer it.
 class Invocation {
 public:
     Invocation(Connection& connection, const CallTarget& target, bytes_t data, ReplyPort& reply)

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "vek/core/current_exception.h"
 #include "vek/remoting/call_priority.h"
+#include "vek/remoting/call_steps.h"
 #include "vek/remoting/connection.h"
 #include "vek/trace/line.h"
 
@@ -14,71 +14,37 @@ namespace level = trace::level;
 
 namespace {
 
-// One call's way through the steps. Each step gives a code and has traced its failure.
+// One call on the side of the object.
 class StubCall {
 public:
     StubCall(const Invocation& invocation, StubArguments& arguments) noexcept
         : invocation_(invocation),
           arguments_(arguments),
           tracer_(invocation.connection().tracer()),
-          with_flags_(invocation.connection().registry().uses_null_flags()) {}
+          with_flags_(invocation.connection().registry().uses_null_flags()),
+          steps_(tracer_, invocation.target()) {}
 
     result_t Run() noexcept {
-        result_t result = TakeInputs();
-        if (Failed(result)) return result;
-        result = Invoke();
-        if (Failed(result)) return result;
-        return SendOutputs();
+        TakeInputs();
+        steps_.Run([this] { Invoke(); });
+        SendOutputs();
+        return steps_.result();
     }
 
 private:
-    // Runs one step; its failure is traced under `text`.
-    template <class Step>
-    result_t Take(const char* text, Step step) noexcept {
-        result_t result;
-        try {
-            result = step();
-        } catch (...) {
-            result = CurrentExceptionResult();
-        }
-        if (Failed(result)) {
-            trace::Write(tracer_, level::kError, text, Hex(result), invocation_.target());
-        }
-        return result;
-    }
-
-    result_t TakePriority(serialization::Reader& reader) noexcept {
-        trace::Write(tracer_, level::kRemotingDetail,
-                     "VEK remoting, InvokeAbstractedMethod6: priority flag detected in method.");
-        priority_.emplace(DeserializeFromRope(reader));
-        if (Failed(reader.result())) {
-            trace::Write(tracer_, level::kError,
-                         "priority.DeserializeFromRope(reader) result = ", Hex(reader.result()));
-            trace::Write(tracer_, level::kError,
-                         "VEK remoting, InvokeAbstractedMethod6: cannot deserialize priority");
-        }
-        return reader.result();
-    }
-
-    result_t TakeInputs() noexcept {
-        bytes_t data = invocation_.data();
-        serialization::Reader head(data);
-        result_t result = result::kOk;
-        if ((invocation_.target().attributes & method_attribute::kPriority) != 0) {
-            result = TakePriority(head);
-            if (Failed(result)) return result;
-            data = data.subspan(head.consumed());
-        }
+    void TakeInputs() noexcept {
+        bytes_t data = invocation_.data();  // without priority and flags, once those are read
         NullFlags flags;
-        if (with_flags_) {
-            result = Take(
-                "VEK remoting, InvokeAbstractedMethod6: Failed to read the array of null argument "
-                "flags, errCode = ",
-                [&] { return flags.TakeFromEnd(data, arguments_.InputInterfaces()); });
-            if (Failed(result)) return result;
-        }
+        steps_.Run([&] { return TakePriority(data); });
+        steps_.Run(
+            "VEK remoting, InvokeAbstractedMethod6: Failed to read the array of null argument "
+            "flags, errCode = ",
+            [&] {
+                return with_flags_ ? flags.TakeFromEnd(data, arguments_.InputInterfaces())
+                                   : result::kOk;
+            });
         serialization::Reader reader(data);
-        result = Take(
+        steps_.Run(
             "VEK remoting, InvokeAbstractedMethod6: Failed to deserialize input arguments, "
             "errCode = ",
             [&] {
@@ -86,75 +52,85 @@ private:
                 if (Failed(reader.result()) || !with_flags_) return reader.result();
                 return arguments_.CheckInputFlags(flags);
             });
-        if (Failed(result)) return result;
-        if (reader.left() != 0) {
-            const std::size_t size = invocation_.data().size();
-            trace::Write(tracer_, level::kError,
-                         "VEK remoting, InvokeAbstractedMethod6: Deserialization of input "
-                         "arguments consumed",
-                         size - reader.left(), " bytes, while data size is ", size, " bytes");
-            return result::kInvalidSize;
-        }
-        return Take(
+        steps_.Run([&] { return CheckConsumed(reader.left()); });
+        steps_.Run(
             "VEK remoting, InvokeAbstractedMethod6: Failed to demarshal input arguments, "
             "errCode = ",
-            [&] { return arguments_.DemarshalInputs(invocation_.connection()); });
+            [this] { return arguments_.DemarshalInputs(invocation_.connection()); });
     }
 
-    result_t Invoke() noexcept {
+    // Takes the priority off the head of `data` and serves the rest of the call in its scope.
+    result_t TakePriority(bytes_t& data) noexcept {
+        if ((invocation_.target().attributes & method_attribute::kPriority) == 0) {
+            return result::kOk;
+        }
+        trace::Write(tracer_, level::kRemotingDetail,
+                     "VEK remoting, InvokeAbstractedMethod6: priority flag detected in method.");
+        serialization::Reader reader(data);
+        priority_.emplace(DeserializeFromRope(reader));
+        if (Failed(reader.result())) {
+            trace::Write(tracer_, level::kError,
+                         "priority.DeserializeFromRope(reader) result = ", Hex(reader.result()));
+            trace::Write(tracer_, level::kError,
+                         "VEK remoting, InvokeAbstractedMethod6: cannot deserialize priority");
+        }
+        data = data.subspan(reader.consumed());
+        return reader.result();
+    }
+
+    result_t CheckConsumed(std::size_t left) const noexcept {
+        if (left == 0) return result::kOk;
+        const std::size_t size = invocation_.data().size();
+        trace::Write(tracer_, level::kError,
+                     "VEK remoting, InvokeAbstractedMethod6: Deserialization of input arguments "
+                     "consumed",
+                     size - left, " bytes, while data size is ", size, " bytes");
+        return result::kInvalidSize;
+    }
+
+    void Invoke() {
         try {
             arguments_.Invoke();
-            return result::kOk;
         } catch (...) {
             trace::Write(
                 tracer_, level::kError,
                 "VEK remoting, InvokeAbstractedMethod6: Invoked method has thrown an exception");
             trace::WriteCurrentException(tracer_);
-            return CurrentExceptionResult();
+            throw;
         }
     }
 
-    result_t SendOutputs() noexcept {
+    void SendOutputs() noexcept {
         serialization::Writer writer;
-        result_t result = Take(
+        steps_.Run(
             "VEK remoting, InvokeAbstractedMethod6: Failed to marshal output arguments, errCode = ",
-            [&] { return arguments_.MarshalOutputs(invocation_.connection()); });
-        if (Failed(result)) return result;
-        result = Take(
+            [this] { return arguments_.MarshalOutputs(invocation_.connection()); });
+        steps_.Run(
             "VEK remoting, InvokeAbstractedMethod6: Failed to serialize output arguments, "
             "errCode = ",
+            [&] { arguments_.SerializeOutputs(writer); });
+        steps_.Run(
+            "VEK remoting, InvokeAbstractedMethod6: Failed to append a collection of null "
+            "flags to the serialized out-arguments, errCode = ",
             [&] {
-                arguments_.SerializeOutputs(writer);
-                return result::kOk;
+                if (!with_flags_) return;
+                NullFlags flags;
+                arguments_.CollectOutputFlags(flags);
+                flags.Serialize(writer);
             });
-        if (Failed(result)) return result;
-        if (with_flags_) {
-            result = Take(
-                "VEK remoting, InvokeAbstractedMethod6: Failed to append a collection of null "
-                "flags to the serialized out-arguments, errCode = ",
-                [&] {
-                    NullFlags flags;
-                    arguments_.CollectOutputFlags(flags);
-                    flags.Serialize(writer);
-                    return result::kOk;
-                });
-            if (Failed(result)) return result;
-        }
-        try {
+        steps_.Run([&] {
             Rope rope;
             rope.Append(writer.Pieces());
-            result = invocation_.reply().Send(rope);
-        } catch (...) {
-            result = CurrentExceptionResult();
-        }
-        if (Succeeded(result)) arguments_.OutputsArrived();
-        return result;
+            return invocation_.reply().Send(rope);
+        });
+        steps_.Run([this] { arguments_.OutputsDelivered(); });
     }
 
     const Invocation& invocation_;
     StubArguments& arguments_;
     const trace::TracerPtr& tracer_;
     const bool with_flags_;
+    CallSteps steps_;
     std::optional<CallPriorityScope> priority_;
 };
 

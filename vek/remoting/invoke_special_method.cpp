@@ -51,7 +51,7 @@ void InvokeQuery(IObject& object, const Invocation& invocation) {
     writer.Write(handle.get());
     Rope rope;
     rope.Append(writer.Pieces());
-    if (Succeeded(invocation.reply().Send(rope))) handle.Arrived();
+    if (Succeeded(invocation.reply().Send(rope))) handle.MarkDelivered();
 }
 
 }  // namespace

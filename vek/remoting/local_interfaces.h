@@ -11,12 +11,12 @@ namespace vek::remoting {
 inline constexpr std::array<interface_id_t, 6> kLocalInterfaces = {
     0x6EF3329B, 0x1EBC8213, 0x2F49A170, 0x3D9008F7, 0x7B28A942, 0x9CCA5603};
 
-// What every proxy answers to: where the object behind it is.
+// Every proxy has this interface: it gives the stub behind the proxy.
 struct IProxy : IObject {
     static constexpr interface_id_t kInterfaceId = 0x5E1D33C7;
 
-    // Where the object behind this proxy is now; a failing code when it cannot be reached.
-    virtual result_t Reach(Place& place) noexcept = 0;
+    // Gives the stub that stands for the proxy's object now; a failing code when there is none.
+    virtual result_t Resolve(StubAddress& address) noexcept = 0;
 
 protected:
     ~IProxy() = default;

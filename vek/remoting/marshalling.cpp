@@ -1,6 +1,6 @@
 #include "vek/remoting/marshalling.h"
 
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 #include "vek/remoting/local_interfaces.h"
 #include "vek/trace/line.h"
 
@@ -15,9 +15,10 @@ namespace {
 stub_handle_t PeersHandle(const Connection& connection, IObject* object) noexcept {
     RefPtr<IProxy> proxy;
     if (Failed(object->QueryInterface(IProxy::kInterfaceId, proxy.put_void()))) return kNoHandle;
-    Place place;
-    if (Failed(proxy->Reach(place)) || place.connection.get() != &connection) return kNoHandle;
-    return place.handle;
+    StubAddress address;
+    if (Failed(proxy->Resolve(address)) || address.connection.get() != &connection)
+        return kNoHandle;
+    return address.handle;
 }
 
 }  // namespace
@@ -54,14 +55,12 @@ result_t Demarshal(Connection& connection, interface_id_t id, IncomingHandle& ha
 
     result_t result = result::kInvalidHandle;
     if ((value & kReservedBits & ~kObjectFlag) == 0) {
-        try {
+        result = AtBorder([&] {
             auto reference =
-                std::make_shared<StubReference>(Place{connection.shared_from_this(), value});
+                std::make_shared<StubReference>(StubAddress{connection.shared_from_this(), value});
             handle.Take();
-            result = connection.registry().CreateProxy(id, std::move(reference), object);
-        } catch (...) {
-            result = CurrentExceptionResult();
-        }
+            return connection.registry().CreateProxy(id, std::move(reference), object);
+        });
     }
     if (Failed(result)) {
         trace::Write(connection.tracer(), level::kError,

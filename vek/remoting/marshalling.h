@@ -4,6 +4,7 @@
 
 #include "vek/core/object.h"
 #include "vek/remoting/connection.h"
+#include "vek/remoting/remote_object.h"
 
 namespace vek::remoting {
 
@@ -26,7 +27,7 @@ public:
     // Names a stub of the peer's.
     void Return(stub_handle_t handle) noexcept { handle_ = handle | kStubFlag; }
 
-    void Arrived() noexcept { made_stub_ = false; }
+    void MarkDelivered() noexcept { made_stub_ = false; }
     stub_handle_t get() const noexcept { return handle_; }
 
 private:
@@ -52,6 +53,24 @@ public:
 private:
     Connection& connection_;
     stub_handle_t handle_ = kNoHandle;
+};
+
+// The object behind an ordinary proxy: a stub of one connection, released with this reference.
+class StubReference final : public RemoteObject {
+public:
+    explicit StubReference(StubAddress address) noexcept : address_(std::move(address)) {}
+    ~StubReference() override { address_.connection->ReleaseProxy(address_.handle); }
+    StubReference(const StubReference&) = delete;
+    StubReference& operator=(const StubReference&) = delete;
+
+    result_t Resolve(StubAddress& address) noexcept override {
+        address = address_;
+        return result::kOk;
+    }
+    bool Recover(const StubAddress&) noexcept override { return false; }
+
+private:
+    const StubAddress address_;
 };
 
 // Gives the peer a handle for `object`, which is the interface `id`; null gives no handle.

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <memory>
+#include <mutex>
+
 #include "vek/core/ref_ptr.h"
 #include "vek/core/service_locator.h"
 
 namespace vek::remoting {
 
-// What a process offers to its peers. Every connection that handed out the service locator keeps
-// it locked, so that the process does not go down under them. Any thread may call it.
+// A process as its peers use it: keeps running while it is locked, and offers its services. Every
+// connection that handed out the service locator keeps it locked. Any thread may call it.
 class MasterObject {
 public:
     virtual ~MasterObject() = default;
@@ -16,6 +19,30 @@ public:
     virtual void Unlock() noexcept = 0;
 
     virtual result_t GetServiceLocator(RefPtr<IServiceLocator>& locator) noexcept = 0;
+};
+
+// One connection's lock on the master object: taken once, given back at the connection's end. Any
+// thread may call it; the master is called without the lock.
+class MasterLock {
+public:
+    // `master` may be null: then there is nothing to lock.
+    explicit MasterLock(std::shared_ptr<MasterObject> master) noexcept
+        : master_(std::move(master)) {}
+    ~MasterLock() { End(); }
+    MasterLock(const MasterLock&) = delete;
+    MasterLock& operator=(const MasterLock&) = delete;
+
+    MasterObject* master() const noexcept { return master_.get(); }
+
+    // Gives what the master answers, or kOk when it is locked already; kRemoteCallFailed after End.
+    result_t Lock() noexcept;
+    void End() noexcept;
+
+private:
+    const std::shared_ptr<MasterObject> master_;
+    std::mutex lock_;  // guards what follows
+    bool locked_ = false;
+    bool ended_ = false;
 };
 
 }  // namespace vek::remoting

@@ -1,8 +1,8 @@
 #pragma once
 
-// How each kind of parameter of a remote method travels. A kind has two classes: Sent on the side
-// of the caller, Received on the side of the object. Which kind a parameter is follows from its
-// type:
+// How each kind of parameter of a remote method travels. A kind has two classes: ProxySide holds
+// the caller's argument, StubSide the one that the object is called with. The parameter's type says
+// of which kind it is:
 //
 //     number, enumeration, bool          in
 //     std::string_view, u16string_view   in
@@ -12,9 +12,8 @@
 //     T& (T of the above by value)       out, given on success alone
 //     I**                                out, with a reference; may be null
 //     void**                             the same; the method's first parameter is the interface id
-//     std::span<std::byte>               out; the next parameter (std::uint32_t&) says how much of
-//     it
-//                                        was filled
+//     std::span<std::byte>               out; the next parameter (std::uint32_t&) is the number of
+//                                        bytes that were filled
 //     range_t<T>&                        in and out
 //     const void*                        reserved: always null, does not travel
 
@@ -28,9 +27,22 @@
 
 #include "vek/remoting/marshalling.h"
 #include "vek/remoting/null_flags.h"
-#include "vek/remoting/range.h"
 #include "vek/serialization/values.h"
 #include "vek/trace/line.h"
+
+namespace vek {
+
+// A range of storage that belongs to the caller. Passed by reference it is an in-out argument: the
+// callee may change what is in it and make it shorter, but must neither let it point elsewhere nor
+// make it longer.
+template <class T>
+struct range_t {
+    static_assert(std::is_trivially_copyable_v<T>);
+    T* data = nullptr;
+    std::size_t size = 0;  // in elements
+};
+
+}  // namespace vek
 
 namespace vek::remoting {
 
@@ -38,19 +50,19 @@ namespace vek::remoting {
 // allocate. Proxies of what may be longer ask in pieces.
 inline constexpr std::size_t kMaxOutBytes = std::size_t{1} << 20;
 
-// What most kinds have nothing to do in.
-struct SentBase {
+// The steps of a call, for kinds that have nothing to do in them.
+struct ProxySideBase {
     static constexpr bool kInInterface = false;
     static constexpr bool kOutInterface = false;
     result_t Marshal(Connection&) noexcept { return result::kOk; }
     void Serialize(serialization::Writer&) {}
-    void Arrived() noexcept {}
+    void MarkDelivered() noexcept {}
     void Deserialize(serialization::Reader&, Connection&) {}
     result_t Demarshal(Connection&) noexcept { return result::kOk; }
     void Commit() noexcept {}
 };
 
-struct ReceivedBase {
+struct StubSideBase {
     static constexpr bool kInInterface = false;
     static constexpr bool kOutInterface = false;
     void Deserialize(serialization::Reader&, Connection&) {}
@@ -58,7 +70,7 @@ struct ReceivedBase {
     void ReleaseInput() noexcept {}
     result_t Marshal(Connection&) { return result::kOk; }
     void Serialize(serialization::Writer&) {}
-    void Arrived() noexcept {}
+    void MarkDelivered() noexcept {}
 };
 
 template <class P>
@@ -68,21 +80,21 @@ struct Parameter;
 
 template <class P, class Storage>
 struct InParameter {
-    class Sent : public SentBase {
+    class ProxySide : public ProxySideBase {
     public:
-        explicit Sent(P value) : value_(value) {}
+        explicit ProxySide(P value) : value_(value) {}
         void Serialize(serialization::Writer& writer) { serialization::Serialize(writer, value_); }
 
     private:
         P value_;
     };
 
-    class Received : public ReceivedBase {
+    class StubSide : public StubSideBase {
     public:
         void Deserialize(serialization::Reader& reader, Connection&) {
             serialization::Deserialize(reader, value_);
         }
-        P Pass() noexcept { return value_; }
+        P Argument() noexcept { return value_; }
         const Storage& value() const noexcept { return value_; }
 
     private:
@@ -91,8 +103,10 @@ struct InParameter {
 };
 
 template <class P>
-requires(std::integral<P> || std::is_enum_v<P>) struct Parameter<P> : InParameter<P, P> {
-};
+concept Scalar = std::integral<P> || std::is_enum_v<P>;
+
+template <Scalar P>
+struct Parameter<P> : InParameter<P, P> {};
 template <>
 struct Parameter<std::string_view> : InParameter<std::string_view, std::string_view> {};
 template <>
@@ -106,10 +120,13 @@ struct Parameter<const T&> : InParameter<const T&, T> {};
 // --- Out, by value.
 
 template <class T>
-requires(!std::is_const_v<T>) struct Parameter<T&> {
-    class Sent : public SentBase {
+concept Mutable = !std::is_const_v<T>;
+
+template <Mutable T>
+struct Parameter<T&> {
+    class ProxySide : public ProxySideBase {
     public:
-        explicit Sent(T& target) noexcept : target_(target) {}
+        explicit ProxySide(T& target) noexcept : target_(target) {}
         void Deserialize(serialization::Reader& reader, Connection&) {
             serialization::Deserialize(reader, value_);
         }
@@ -121,9 +138,9 @@ requires(!std::is_const_v<T>) struct Parameter<T&> {
         T value_{};
     };
 
-    class Received : public ReceivedBase {
+    class StubSide : public StubSideBase {
     public:
-        T& Pass() noexcept { return value_; }
+        T& Argument() noexcept { return value_; }
         void Serialize(serialization::Writer& writer) { serialization::Serialize(writer, value_); }
         const T& value() const noexcept { return value_; }
 
@@ -136,9 +153,9 @@ requires(!std::is_const_v<T>) struct Parameter<T&> {
 
 template <>
 struct Parameter<std::span<std::byte>> {
-    class Sent : public SentBase {
+    class ProxySide : public ProxySideBase {
     public:
-        explicit Sent(std::span<std::byte> target) noexcept : target_(target) {}
+        explicit ProxySide(std::span<std::byte> target) noexcept : target_(target) {}
 
         // More than kMaxOutBytes is refused here, before it is there.
         result_t Marshal(Connection&) noexcept {
@@ -162,16 +179,16 @@ struct Parameter<std::span<std::byte>> {
         bytes_t filled_;  // in the reply
     };
 
-    class Received : public ReceivedBase {
+    class StubSide : public StubSideBase {
     public:
         void Deserialize(serialization::Reader& reader, Connection&) {
             size_ = reader.Read<std::uint32_t>();
             if (size_ > kMaxOutBytes) return reader.Fail(result::kInvalidSize);
             storage_ = room_.Add(size_);
         }
-        std::span<std::byte> Pass() noexcept { return {storage_, size_}; }
-        // How much of it the method has filled.
-        void FilledBy(const std::uint32_t& filled) noexcept { filled_ = &filled; }
+        std::span<std::byte> Argument() noexcept { return {storage_, size_}; }
+        // `filled` is where the method says how much of it was filled.
+        void BindFillCount(const std::uint32_t& filled) noexcept { filled_ = &filled; }
         void Serialize(serialization::Writer& writer) {
             serialization::Serialize(writer,
                                      bytes_t(storage_, std::min<std::size_t>(*filled_, size_)));
@@ -189,9 +206,9 @@ struct Parameter<std::span<std::byte>> {
 
 template <class T>
 struct Parameter<range_t<T>&> {
-    class Sent : public SentBase {
+    class ProxySide : public ProxySideBase {
     public:
-        explicit Sent(range_t<T>& range) noexcept : range_(range) {}
+        explicit ProxySide(range_t<T>& range) noexcept : range_(range) {}
         void Serialize(serialization::Writer& writer) {
             serialization::Serialize(writer,
                                      bytes_t(std::as_bytes(std::span(range_.data, range_.size))));
@@ -212,7 +229,7 @@ struct Parameter<range_t<T>&> {
         bytes_t changed_;  // in the reply
     };
 
-    class Received : public ReceivedBase {
+    class StubSide : public StubSideBase {
     public:
         void Deserialize(serialization::Reader& reader, Connection&) {
             bytes_t bytes;
@@ -223,7 +240,7 @@ struct Parameter<range_t<T>&> {
             if (!bytes.empty()) std::memcpy(storage_.get(), bytes.data(), bytes.size());
             range_ = {storage_.get(), size_};
         }
-        range_t<T>& Pass() noexcept { return range_; }
+        range_t<T>& Argument() noexcept { return range_; }
         result_t Marshal(Connection& connection) noexcept {
             const char* const wrong =
                 range_.data != storage_.get() ? "VEK remoting: An in-out parameter of the "
@@ -256,16 +273,16 @@ concept Interface = std::derived_from<I, IObject>;
 
 template <Interface I>
 struct Parameter<I*> {
-    class Sent : public SentBase {
+    class ProxySide : public ProxySideBase {
     public:
         static constexpr bool kInInterface = true;
-        explicit Sent(I* object) noexcept : object_(object) {}
+        explicit ProxySide(I* object) noexcept : object_(object) {}
         result_t Marshal(Connection& connection) {
             handle_.emplace(connection.registry());
             return remoting::Marshal(connection, I::kInterfaceId, object_, *handle_);
         }
         void Serialize(serialization::Writer& writer) { writer.Write(handle_->get()); }
-        void Arrived() noexcept { handle_->Arrived(); }
+        void MarkDelivered() noexcept { handle_->MarkDelivered(); }
         bool IsNull() const noexcept { return object_ == nullptr; }
 
     private:
@@ -273,7 +290,7 @@ struct Parameter<I*> {
         std::optional<OutgoingHandle> handle_;
     };
 
-    class Received : public ReceivedBase {
+    class StubSide : public StubSideBase {
     public:
         static constexpr bool kInInterface = true;
         void Deserialize(serialization::Reader& reader, Connection& connection) {
@@ -284,7 +301,7 @@ struct Parameter<I*> {
         result_t Demarshal(Connection& connection) noexcept {
             return remoting::Demarshal(connection, I::kInterfaceId, *handle_, object_.put_void());
         }
-        I* Pass() noexcept { return object_.get(); }
+        I* Argument() noexcept { return object_.get(); }
         void ReleaseInput() noexcept { object_.reset(); }
 
     private:
@@ -294,20 +311,20 @@ struct Parameter<I*> {
 };
 
 // An out parameter whose interface is known when the call is made.
-class OutInterfaceSent : public SentBase {
+class OutInterfaceProxySide : public ProxySideBase {
 public:
     static constexpr bool kOutInterface = true;
 
-    OutInterfaceSent(interface_id_t id, void** target) noexcept : id_(id), target_(target) {
+    OutInterfaceProxySide(interface_id_t id, void** target) noexcept : id_(id), target_(target) {
         if (target_ != nullptr) *target_ = nullptr;
     }
-    OutInterfaceSent(const OutInterfaceSent&) = delete;
-    OutInterfaceSent& operator=(const OutInterfaceSent&) = delete;
-    ~OutInterfaceSent() {
+    OutInterfaceProxySide(const OutInterfaceProxySide&) = delete;
+    OutInterfaceProxySide& operator=(const OutInterfaceProxySide&) = delete;
+    ~OutInterfaceProxySide() {
         if (object_ != nullptr) static_cast<IObject*>(object_)->Release();
     }
 
-    void Ask(interface_id_t id) noexcept { id_ = id; }
+    void SetRequestedId(interface_id_t id) noexcept { id_ = id; }
     result_t Marshal(Connection&) const noexcept {
         return target_ == nullptr ? result::kInvalidArgument : result::kOk;
     }
@@ -328,18 +345,18 @@ private:
     void* object_ = nullptr;
 };
 
-class OutInterfaceReceived : public ReceivedBase {
+class OutInterfaceStubSide : public StubSideBase {
 public:
     static constexpr bool kOutInterface = true;
 
-    explicit OutInterfaceReceived(interface_id_t id) noexcept : id_(id) {}
-    OutInterfaceReceived(const OutInterfaceReceived&) = delete;
-    OutInterfaceReceived& operator=(const OutInterfaceReceived&) = delete;
-    ~OutInterfaceReceived() {
+    explicit OutInterfaceStubSide(interface_id_t id) noexcept : id_(id) {}
+    OutInterfaceStubSide(const OutInterfaceStubSide&) = delete;
+    OutInterfaceStubSide& operator=(const OutInterfaceStubSide&) = delete;
+    ~OutInterfaceStubSide() {
         if (object_ != nullptr) static_cast<IObject*>(object_)->Release();
     }
 
-    void Ask(interface_id_t id) noexcept { id_ = id; }
+    void SetRequestedId(interface_id_t id) noexcept { id_ = id; }
     bool IsNull() const noexcept { return !handle_ || handle_->get() == kNoHandle; }
     result_t Marshal(Connection& connection) {
         handle_.emplace(connection.registry());
@@ -353,8 +370,8 @@ public:
         return result;
     }
     void Serialize(serialization::Writer& writer) { writer.Write(handle_->get()); }
-    void Arrived() noexcept {
-        if (handle_) handle_->Arrived();
+    void MarkDelivered() noexcept {
+        if (handle_) handle_->MarkDelivered();
     }
 
 protected:
@@ -369,24 +386,25 @@ private:
 // A pointer to an interface and one to its base are the same: an interface has no other base.
 template <Interface I>
 struct Parameter<I**> {
-    struct Sent : OutInterfaceSent {
-        explicit Sent(I** target) noexcept
-            : OutInterfaceSent(I::kInterfaceId, reinterpret_cast<void**>(target)) {}
+    struct ProxySide : OutInterfaceProxySide {
+        explicit ProxySide(I** target) noexcept
+            : OutInterfaceProxySide(I::kInterfaceId, reinterpret_cast<void**>(target)) {}
     };
-    struct Received : OutInterfaceReceived {
-        Received() noexcept : OutInterfaceReceived(I::kInterfaceId) {}
-        I** Pass() noexcept { return reinterpret_cast<I**>(storage()); }
+    struct StubSide : OutInterfaceStubSide {
+        StubSide() noexcept : OutInterfaceStubSide(I::kInterfaceId) {}
+        I** Argument() noexcept { return reinterpret_cast<I**>(storage()); }
     };
 };
 
 template <>
 struct Parameter<void**> {
-    struct Sent : OutInterfaceSent {
-        explicit Sent(void** target) noexcept : OutInterfaceSent(IObject::kInterfaceId, target) {}
+    struct ProxySide : OutInterfaceProxySide {
+        explicit ProxySide(void** target) noexcept
+            : OutInterfaceProxySide(IObject::kInterfaceId, target) {}
     };
-    struct Received : OutInterfaceReceived {
-        Received() noexcept : OutInterfaceReceived(IObject::kInterfaceId) {}
-        void** Pass() noexcept { return storage(); }
+    struct StubSide : OutInterfaceStubSide {
+        StubSide() noexcept : OutInterfaceStubSide(IObject::kInterfaceId) {}
+        void** Argument() noexcept { return storage(); }
     };
 };
 
@@ -394,9 +412,9 @@ struct Parameter<void**> {
 
 template <>
 struct Parameter<const void*> {
-    class Sent : public SentBase {
+    class ProxySide : public ProxySideBase {
     public:
-        explicit Sent(const void* value) noexcept : value_(value) {}
+        explicit ProxySide(const void* value) noexcept : value_(value) {}
         result_t Marshal(Connection&) const noexcept {
             return value_ == nullptr ? result::kOk : result::kInvalidArgument;
         }
@@ -404,8 +422,8 @@ struct Parameter<const void*> {
     private:
         const void* value_;
     };
-    struct Received : ReceivedBase {
-        const void* Pass() noexcept { return nullptr; }
+    struct StubSide : StubSideBase {
+        const void* Argument() noexcept { return nullptr; }
     };
 };
 

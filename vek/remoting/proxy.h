@@ -11,7 +11,7 @@
 
 namespace vek::remoting {
 
-// What every proxy of interface I is built on. A method of a proxy returns what the object answered
+// The base of every proxy of interface I. A method of a proxy returns what the object answered
 // or why it could not be asked, leaves the outputs alone on failure, and raises nothing. It may be
 // called from any thread.
 template <class I>
@@ -20,32 +20,33 @@ public:
     explicit ProxyBase(std::shared_ptr<RemoteObject> object) noexcept
         : object_(std::move(object)) {}
 
-    result_t Reach(Place& place) noexcept override { return object_->Reach(place); }
+    result_t Resolve(StubAddress& address) noexcept override { return object_->Resolve(address); }
 
 protected:
     // Calls the method `id` with parameters of the types P. A call that a lost peer certainly never
-    // got is made once more when the object can be reached anew.
+    // got is made once more when the object can be resolved anew.
     template <class... P>
-    result_t Call(method_id_t id, method_attributes_t attributes, P... arguments) noexcept {
+    result_t Call(method_id_t id, method_attributes_t attributes, P... values) noexcept {
         for (bool again = false;; again = true) {
-            Place place;
-            const result_t reached = object_->Reach(place);
-            if (Failed(reached)) return reached;
-            const CallTarget target{place.handle | kStubFlag, I::kInterfaceId, id, attributes};
-            SentArguments<P...> sent(static_cast<P>(arguments)...);
+            StubAddress address;
+            const result_t resolved = object_->Resolve(address);
+            if (Failed(resolved)) return resolved;
+            const CallTarget target{address.handle | kStubFlag, I::kInterfaceId, id, attributes};
+            ProxyArgumentsOf<P...> arguments(static_cast<P>(values)...);
             bool delivered = true;
-            const result_t result = SyncMethodProxy5(place, target, sent, delivered);
-            if (Succeeded(result) || delivered || again || !object_->Recover(place)) return result;
+            const result_t result = SyncMethodProxy5(address, target, arguments, delivered);
+            if (Succeeded(result) || delivered || again || !object_->Recover(address))
+                return result;
         }
     }
 
     RemoteObject& object() const noexcept { return *object_; }
 
     result_t QueryFurther(interface_id_t id, void** out) noexcept override {
-        Place place;
-        const result_t reached = object_->Reach(place);
-        if (Failed(reached)) return reached;
-        return InternalQueryInterface(place, I::kInterfaceId, id, out);
+        StubAddress address;
+        const result_t resolved = object_->Resolve(address);
+        if (Failed(resolved)) return resolved;
+        return InternalQueryInterface(address, I::kInterfaceId, id, out);
     }
 
 private:

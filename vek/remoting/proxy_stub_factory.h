@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -40,10 +41,17 @@ struct ProxyStubFactory {
 class ProxyStubFactories {
 public:
     // The factories must outlive this table; of two for one interface the first counts.
-    explicit ProxyStubFactories(std::vector<const ProxyStubFactory*> factories);
+    explicit ProxyStubFactories(std::vector<const ProxyStubFactory*> factories)
+        : factories_(std::move(factories)) {
+        std::ranges::stable_sort(factories_, {}, &ProxyStubFactory::interface_id);
+    }
 
     // Null for an interface that does not travel.
-    const ProxyStubFactory* Find(interface_id_t id) const noexcept;
+    const ProxyStubFactory* Find(interface_id_t id) const noexcept {
+        const auto found =
+            std::ranges::lower_bound(factories_, id, {}, &ProxyStubFactory::interface_id);
+        return found != factories_.end() && (*found)->interface_id == id ? *found : nullptr;
+    }
 
 private:
     std::vector<const ProxyStubFactory*> factories_;  // by ascending id

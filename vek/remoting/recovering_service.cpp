@@ -11,17 +11,17 @@ namespace vek::remoting {
 RecoveringService::RecoveringService(LocatorSource source, interface_id_t id)
     : source_(std::move(source)), id_(id) {}
 
-result_t RecoveringService::Reach(Place& place) noexcept {
+result_t RecoveringService::Resolve(StubAddress& address) noexcept {
     {
         const std::lock_guard guard(lock_);
-        if (place_.connection && place_.connection->IsOpen()) {
-            place = place_;
+        if (address_.connection && address_.connection->IsOpen()) {
+            address = address_;
             return result::kOk;
         }
     }
     RefPtr<IObject> service;
     const result_t result = Find(service);
-    return Failed(result) ? result : Adopt(std::move(service), place);
+    return Failed(result) ? result : Adopt(std::move(service), address);
 }
 
 result_t RecoveringService::Find(RefPtr<IObject>& service) const noexcept {
@@ -30,25 +30,27 @@ result_t RecoveringService::Find(RefPtr<IObject>& service) const noexcept {
     return Failed(result) ? result : locator->GetInterface(id_, nullptr, service.put_void());
 }
 
-result_t RecoveringService::Adopt(RefPtr<IObject> service, Place& place) noexcept {
+result_t RecoveringService::Adopt(RefPtr<IObject> service, StubAddress& address) noexcept {
     RefPtr<IProxy> proxy;
     if (!service || Failed(service->QueryInterface(IProxy::kInterfaceId, proxy.put_void()))) {
         return result::kNotSupported;
     }
-    Place found;
-    const result_t result = proxy->Reach(found);
+    StubAddress found;
+    const result_t result = proxy->Resolve(found);
     if (Failed(result)) return result;
     const std::lock_guard guard(lock_);
     // Of two that recover at once the later takes what the earlier has kept, whose stub is in use.
-    if (!place_.connection || !place_.connection->IsOpen()) {
-        std::swap(place_, found);  // what was there goes when the lock is no longer held
+    if (!address_.connection || !address_.connection->IsOpen()) {
+        std::swap(address_, found);  // what was there goes when the lock is no longer held
         std::swap(service_, service);
     }
-    place = place_;
+    address = address_;
     return result::kOk;
 }
 
-bool RecoveringService::Recover(const Place& place) noexcept { return !place.connection->IsOpen(); }
+bool RecoveringService::Recover(const StubAddress& address) noexcept {
+    return !address.connection->IsOpen();
+}
 
 RecoveringLocator::RecoveringLocator(LocatorSource source,
                                      std::shared_ptr<const ProxyStubFactories> factories)
@@ -66,8 +68,8 @@ result_t RecoveringLocator::GetInterface(interface_id_t id, const void* reserved
         if (Failed(result)) return result;
         const ProxyStubFactory* factory = factories_->Find(id);
         if (factory == nullptr) return result::kNotSupported;
-        Place place;
-        result = object->Adopt(found, place);
+        StubAddress address;
+        result = object->Adopt(found, address);
         if (result == result::kNotSupported) {
             *service = found.detach();
             return result::kOk;

@@ -20,20 +20,20 @@ class RecoveringService final : public RemoteObject {
 public:
     RecoveringService(LocatorSource source, interface_id_t id);
 
-    result_t Reach(Place& place) noexcept override;
-    bool Recover(const Place& place) noexcept override;
+    result_t Resolve(StubAddress& address) noexcept override;
+    bool Recover(const StubAddress& address) noexcept override;
 
     // Asks the process for the service.
     result_t Find(RefPtr<IObject>& service) const noexcept;
     // Keeps what Find gave. kNotSupported for an object of this process.
-    result_t Adopt(RefPtr<IObject> service, Place& place) noexcept;
+    result_t Adopt(RefPtr<IObject> service, StubAddress& address) noexcept;
 
 private:
     const LocatorSource source_;
     const interface_id_t id_;
     platform::RecursiveLock lock_;  // guards what follows
-    Place place_;
-    RefPtr<IObject> service_;  // owns the stub at place_
+    StubAddress address_;
+    RefPtr<IObject> service_;  // owns the stub at address_
 };
 
 // Gives services that recover: proxies that need not be asked for again when the process that

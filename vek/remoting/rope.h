@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "remote/packet/handle_transfer.h"
+#include "remote/packet/rpc_protocol_processor_in.h"
 #include "vek/core/result.h"
+#include "vek/platform/native_handle.h"
 #include "vek/remoting/call.h"
 #include "vek/serialization/inline_vector.h"
 
@@ -16,13 +18,14 @@ enum class stream_ids : std::uint8_t {
     Handles,      // kernel handles
 };
 
-// One request or reply as nodes of data, each a view of bytes that somebody else keeps until the
-// rope is sent or done with.
+// One request or reply as nodes of data, each a view of bytes that its maker keeps until the rope
+// was sent.
 class Rope {
 public:
     // Raises std::bad_alloc.
     void Append(bytes_t node) { nodes_.Append(node); }
     void Append(std::span<const bytes_t> nodes) { nodes_.Append(nodes); }
+    // A handle of this process, which stays the caller's; the peer gets one of its own.
     void AppendHandle(remote::handle_t handle) { handles_.push_back(handle); }
 
     bool Has(stream_ids stream) const noexcept {
@@ -34,6 +37,24 @@ public:
 private:
     serialization::InlineVector<bytes_t, 6> nodes_;
     std::vector<remote::handle_t> handles_;
+};
+
+// Closes the kernel handles that came with a packet when it has been dealt with. None of the
+// interfaces here takes any: a peer that sends them must not fill this process with handles.
+class ReceivedHandles {
+public:
+    explicit ReceivedHandles(const remote::RpcProtocolProcessorIn& packet) noexcept
+        : packet_(packet) {}
+    ~ReceivedHandles() {
+        for (const remote::handle_t handle : packet_.handles()) {
+            platform::CloseNativeHandle(handle);
+        }
+    }
+    ReceivedHandles(const ReceivedHandles&) = delete;
+    ReceivedHandles& operator=(const ReceivedHandles&) = delete;
+
+private:
+    const remote::RpcProtocolProcessorIn& packet_;
 };
 
 }  // namespace vek::remoting

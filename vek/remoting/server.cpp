@@ -4,7 +4,7 @@
 #include <mutex>
 #include <vector>
 
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
 
@@ -50,7 +50,7 @@ struct Server::State : std::enable_shared_from_this<State> {
         });
     }
 
-    // What those who are told raise is theirs.
+    // Calls one of the configured callbacks; an exception of its is traced and dropped.
     template <class Call>
     void Tell(Call call) noexcept {
         try {
@@ -68,7 +68,7 @@ struct Server::State : std::enable_shared_from_this<State> {
 };
 
 result_t Server::Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept {
-    try {
+    return AtBorder([&] {
         auto state = std::make_shared<State>(std::move(config));
         std::unique_ptr<Server> made(new Server(state));
         const result_t result = remote::Listen(
@@ -82,9 +82,7 @@ result_t Server::Start(ServerConfig config, std::unique_ptr<Server>& server) noe
         if (Failed(result)) return result;
         server = std::move(made);
         return result::kOk;
-    } catch (...) {
-        return CurrentExceptionResult();
-    }
+    });
 }
 
 Server::Server(std::shared_ptr<State> state) noexcept : state_(std::move(state)) {}
@@ -108,7 +106,7 @@ std::size_t Server::connection_count() const noexcept {
 result_t ConnectToServer(const remote::Endpoint& endpoint, ConnectionConfig config,
                          const remote::TransportConfig& transport_config,
                          std::shared_ptr<Connection>& connection) noexcept {
-    try {
+    return AtBorder([&] {
         std::shared_ptr<Connection> made;
         result_t result = Connection::Create(std::move(config), made);
         if (Failed(result)) return result;
@@ -118,9 +116,7 @@ result_t ConnectToServer(const remote::Endpoint& endpoint, ConnectionConfig conf
         made->Attach(std::move(transport));
         connection = std::move(made);
         return result::kOk;
-    } catch (...) {
-        return CurrentExceptionResult();
-    }
+    });
 }
 
 }  // namespace vek::remoting

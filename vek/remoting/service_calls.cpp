@@ -9,18 +9,17 @@ namespace vek::remoting {
 using trace::Hex;
 namespace level = trace::level;
 
-namespace {
-
 // Makes the stub by which the peer reaches this end's services.
-result_t CreateServiceLocatorStub(Connection& connection, OutgoingHandle& handle) {
-    const trace::TracerPtr& tracer = connection.tracer();
-    if (!connection.config().master) {
+result_t ServiceCalls::CreateServiceLocatorStub(OutgoingHandle& handle) {
+    const trace::TracerPtr& tracer = connection_.tracer();
+    MasterLock& lock = connection_.master_lock();
+    if (lock.master() == nullptr) {
         trace::Write(tracer, level::kError,
                      "VEK remoting: Server failed to get its service locator. err = ",
                      Hex(result::kNotFound));
         return result::kNotFound;
     }
-    result_t result = connection.LockMasterObject();
+    result_t result = lock.Lock();
     if (Failed(result)) {
         trace::Write(tracer, level::kError,
                      "VEK remoting: LockMasterObject failed in CreateServiceLocatorStub with "
@@ -29,7 +28,7 @@ result_t CreateServiceLocatorStub(Connection& connection, OutgoingHandle& handle
         return result;
     }
     RefPtr<IServiceLocator> locator;
-    result = connection.config().master->GetServiceLocator(locator);
+    result = lock.master()->GetServiceLocator(locator);
     if (Succeeded(result) && !locator) result = result::kNotFound;
     if (Failed(result)) {
         trace::Write(tracer, level::kError,
@@ -40,61 +39,69 @@ result_t CreateServiceLocatorStub(Connection& connection, OutgoingHandle& handle
     if (Failed(result)) {
         trace::Write(tracer, level::kError,
                      "VEK remoting: CreateStub failed for IServiceLocator in SendReceiveStub(",
-                     NameOf(&connection), ") with err = ", Hex(result));
+                     NameOf(&connection_), ") with err = ", Hex(result));
     }
     return result;
 }
 
-void ServeServiceLocator(Connection& connection, bytes_t data, ReplyPort& reply) {
-    const trace::TracerPtr& tracer = connection.tracer();
+// Reads the peer's request and agrees the features. A failure has refused the request.
+result_t ServiceCalls::AgreeFeatures(bytes_t data, ReplyPort& reply) {
+    const trace::TracerPtr& tracer = connection_.tracer();
     serialization::Reader reader(data);
     ProtocolFeatures peer;
     DeserializeFeatures(reader, peer);
     const auto wanted = reader.Read<interface_id_t>();
     if (Failed(reader.result())) {
-        trace::Write(tracer, level::kError, "VEK remoting: SendReceiveStub(", NameOf(&connection),
+        trace::Write(tracer, level::kError, "VEK remoting: SendReceiveStub(", NameOf(&connection_),
                      ") cannot deserialize a feature list received from the peer. Bytes received "
                      "= ",
                      data.size());
-        return reply.Refuse(reader.result());
+        reply.Refuse(reader.result());
+        return reader.result();
     }
     trace::Write(tracer, level::kRemotingDetail, "VEK remoting: SendReceiveStub(",
-                 NameOf(&connection),
+                 NameOf(&connection_),
                  ") has received a protocol feature list from the peer. Peer features = ", peer);
 
-    const result_t agreed = connection.SynchronizeWithPeerFeatures(peer);
-    if (connection.CountLocatorRequest() > 1) {
+    const result_t agreed = connection_.features().SynchronizeWithPeerFeatures(peer);
+    if (++locator_requests_ > 1) {
         trace::Write(tracer, level::kRemotingDetail, "VEK remoting: SendReceiveStub(",
-                     NameOf(&connection),
+                     NameOf(&connection_),
                      ") has received more than one extended request for feature synchronization. "
-                     "Probably, some harmless races on the other side of the connection.");
+                     "Probably, some harmless races on the other side of the connection_.");
     }
     if (Failed(agreed)) {
         trace::Write(tracer, level::kError,
-                     "VEK remoting: Incoming new request to SendReceiveStub(", NameOf(&connection),
+                     "VEK remoting: Incoming new request to SendReceiveStub(", NameOf(&connection_),
                      ") for a service locator came from an incompatible peer. Connection will be "
                      "closed.");
         reply.Refuse(result::kInvalidVersion);
-        return connection.Close(result::kInvalidVersion);
+        connection_.Close(result::kInvalidVersion);
+        return result::kInvalidVersion;
     }
-    if (wanted != IServiceLocator::kInterfaceId) {
-        return reply.Refuse(result::kInterfaceNotSupported);
-    }
+    if (wanted == IServiceLocator::kInterfaceId) return result::kOk;
+    reply.Refuse(result::kInterfaceNotSupported);
+    return result::kInterfaceNotSupported;
+}
+
+void ServiceCalls::ServeServiceLocator(bytes_t data, ReplyPort& reply) {
+    const trace::TracerPtr& tracer = connection_.tracer();
+    if (Failed(AgreeFeatures(data, reply))) return;
 
     serialization::Writer writer;
     try {
-        SerializeFeatures(writer, connection.config().features);
+        SerializeFeatures(writer, connection_.config().features);
     } catch (...) {
         trace::Write(tracer, level::kError, "VEK remoting: Internal coding error. SendReceiveStub(",
-                     NameOf(&connection),
+                     NameOf(&connection_),
                      ") failed to serialize desired protocol features. "
                      "Features = ",
-                     connection.config().features,
+                     connection_.config().features,
                      ", buffer capacity = ", kFeatureListPrefixSize + kFeatureListSize);
         throw;
     }
-    OutgoingHandle handle(connection.registry());
-    const result_t result = CreateServiceLocatorStub(connection, handle);
+    OutgoingHandle handle(connection_.registry());
+    const result_t result = CreateServiceLocatorStub(handle);
     if (Failed(result)) return reply.Refuse(result);
     writer.Write(handle.get());
     Rope rope;
@@ -104,25 +111,23 @@ void ServeServiceLocator(Connection& connection, bytes_t data, ReplyPort& reply)
                      "VEK remoting: cannot place GetLocator response into reply packet");
         return;
     }
-    handle.Arrived();
+    handle.MarkDelivered();
 }
 
-}  // namespace
-
-void SendReceiveStub(Connection& connection, method_id_t call_id, bytes_t data, ReplyPort& reply) {
+void ServiceCalls::SendReceiveStub(method_id_t call_id, bytes_t data, ReplyPort& reply) {
     switch (call_id) {
         case service_call::kServiceLocator:
-            return ServeServiceLocator(connection, data, reply);
+            return ServeServiceLocator(data, reply);
         case service_call::kOldServiceLocator:
-            trace::Write(connection.tracer(), level::kError,
+            trace::Write(connection_.tracer(), level::kError,
                          "VEK remoting: Incoming old request to SendReceiveStub(",
-                         NameOf(&connection),
+                         NameOf(&connection_),
                          ") for a service locator came from an incompatible old peer. Connection "
                          "will be closed.");
             reply.Refuse(result::kInvalidVersion);
-            return connection.Close(result::kInvalidVersion);
+            return connection_.Close(result::kInvalidVersion);
         default:
-            trace::Write(connection.tracer(), level::kError,
+            trace::Write(connection_.tracer(), level::kError,
                          "VEK remoting: Unknown service call id = ", call_id);
             return reply.Refuse(result::kMethodNotFound);
     }

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "vek/core/current_exception.h"
+#include "vek/core/border.h"
 #include "vek/remoting/local_interfaces.h"
 #include "vek/trace/line.h"
 
@@ -38,11 +38,7 @@ void StubRegistry::ApplyFeatures(const ProtocolFeatures& features) noexcept {
 result_t StubRegistry::CreateStub(interface_id_t id, IObject* object,
                                   stub_handle_t& handle) noexcept {
     handle = kNoHandle;
-    try {
-        return DoCreateStub(id, object, handle);
-    } catch (...) {
-        return CurrentExceptionResult();
-    }
+    return AtBorder([&] { return DoCreateStub(id, object, handle); });
 }
 
 result_t StubRegistry::DoCreateStub(interface_id_t id, IObject* object, stub_handle_t& handle) {
@@ -98,17 +94,25 @@ bool StubRegistry::ReleaseStub(stub_handle_t handle) noexcept {
     return !released.empty();
 }
 
+result_t StubRegistry::ReleaseStubs(const ReleasedList& released) noexcept {
+    if (released.size() > kMaxStubs) return result::kInvalidSize;
+    std::size_t unknown = 0;
+    released.ForEach([&](stub_handle_t handle) {
+        if (!ReleaseStub(handle)) ++unknown;
+    });
+    if (unknown != 0) {
+        trace::Write(tracer_, trace::level::kError,
+                     "VEK remoting: the peer released handles that are no stub's: ", unknown);
+    }
+    return result::kOk;
+}
+
 result_t StubRegistry::CreateProxy(interface_id_t id, std::shared_ptr<RemoteObject> object,
                                    void** proxy) noexcept {
     *proxy = nullptr;
     const ProxyStubFactory* factory = factories_->Find(id);
     if (factory == nullptr) return result::kNotSupported;
-    try {
-        factory->make_proxy(std::move(object), proxy);
-        return result::kOk;
-    } catch (...) {
-        return CurrentExceptionResult();
-    }
+    return AtBorder([&] { factory->make_proxy(std::move(object), proxy); });
 }
 
 bool StubRegistry::MayReleaseProxy(stub_handle_t handle) const noexcept {

@@ -22,7 +22,8 @@ struct Stub {
     const ProxyStubFactory* factory;
 };
 
-// The stubs of one connection. Operations may be called from any thread.
+// The stubs of one connection. Operations may be called from any thread; the lock is held for the
+// table alone, never while an object is called or destroyed.
 class StubRegistry {
 public:
     // A peer that makes this end keep more stubs than this is refused the next one.
@@ -34,6 +35,8 @@ public:
 
     void ApplyFeatures(const ProtocolFeatures& features) noexcept;
     bool eliminates_proxy_loops() const noexcept { return proxy_loop_elimination_; }
+    // Whether the features have been applied: the peer may call objects from then on.
+    bool synchronized() const noexcept { return synchronized_.load(std::memory_order_acquire); }
     bool uses_null_flags() const noexcept { return null_argument_flags_; }
 
     // Makes a stub for the interface `id`, which `object` is, and gives the handle by which the
@@ -47,6 +50,10 @@ public:
 
     // False when there is none.
     bool ReleaseStub(stub_handle_t handle) noexcept;
+
+    // Releases stubs that the peer has let go; handles that are no stub's are traced. kInvalidSize
+    // for more of them than there can be stubs.
+    result_t ReleaseStubs(const ReleasedList& released) noexcept;
 
     // Makes a proxy of interface `id` for `object`. kNotSupported for an interface that does not
     // travel.

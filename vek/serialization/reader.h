@@ -1,6 +1,5 @@
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <cstring>
 
@@ -17,10 +16,9 @@ public:
     explicit Reader(bytes_t bytes) noexcept : bytes_(bytes) {}
 
     // kBufferTooSmall when fewer bytes are left than it takes.
-    template <class Number>
-    requires(std::integral<Number> && !std::same_as<Number, bool>) Number Read()
-    noexcept {
-        Number number{};
+    template <Number T>
+    T Read() noexcept {
+        T number{};
         const bytes_t bytes = ReadBytes(sizeof number);
         if (bytes.size() == sizeof number) std::memcpy(&number, bytes.data(), sizeof number);
         return number;

@@ -6,7 +6,6 @@
 //     bool                   one byte, 0 or 1
 //     text, bytes            length (u32, in bytes or UTF-16 units), then the content
 //     optional               one byte, 0 or 1, then the value when it is 1
-//     list                   number of elements (u32), then the elements
 //     record                 type id (u32), then the fields in their order
 //
 // A record is a class with `static constexpr std::uint32_t kTypeId` and `kFields`, a tuple of
@@ -18,16 +17,12 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
-#include <vector>
 
 #include "vek/core/throw.h"
 #include "vek/serialization/reader.h"
 #include "vek/serialization/writer.h"
 
 namespace vek::serialization {
-
-template <class T>
-concept Number = std::integral<T> && !std::same_as<T, bool>;
 
 template <class T>
 concept Enumeration = std::is_enum_v<T>;
@@ -77,8 +72,6 @@ inline void Serialize(Writer& writer, std::u16string_view text) {
 
 template <class T>
 void Serialize(Writer& writer, const std::optional<T>& value);
-template <class T>
-void Serialize(Writer& writer, const std::vector<T>& values);
 
 template <Record T>
 void Serialize(Writer& writer, const T& record) {
@@ -90,12 +83,6 @@ template <class T>
 void Serialize(Writer& writer, const std::optional<T>& value) {
     Serialize(writer, value.has_value());
     if (value) Serialize(writer, *value);
-}
-
-template <class T>
-void Serialize(Writer& writer, const std::vector<T>& values) {
-    WriteCount(writer, values.size());
-    for (const T& value : values) Serialize(writer, value);
 }
 
 // --- Reading. Failures are left in the reader: kBufferTooSmall, or kInvalidType for what cannot be
@@ -145,8 +132,6 @@ inline void Deserialize(Reader& reader, std::u16string& text) {
 
 template <class T>
 void Deserialize(Reader& reader, std::optional<T>& value);
-template <class T>
-void Deserialize(Reader& reader, std::vector<T>& values);
 
 template <Record T>
 void Deserialize(Reader& reader, T& record) {
@@ -160,16 +145,6 @@ void Deserialize(Reader& reader, std::optional<T>& value) {
     Deserialize(reader, present);
     value.reset();
     if (present) Deserialize(reader, value.emplace());
-}
-
-template <class T>
-void Deserialize(Reader& reader, std::vector<T>& values) {
-    values.clear();
-    // One at a time: the number is the sender's word, the content is what counts.
-    for (auto count = reader.Read<std::uint32_t>(); count > 0 && Succeeded(reader.result());
-         --count) {
-        Deserialize(reader, values.emplace_back());
-    }
 }
 
 }  // namespace vek::serialization

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <cstring>
 
@@ -17,8 +16,8 @@ public:
     // Ranges from this length on are viewed: below, a copy costs less than a piece of its own.
     static constexpr std::size_t kViewedFrom = 1024;
 
-    template <class Number>
-    requires(std::integral<Number> && !std::same_as<Number, bool>) void Write(Number number) {
+    template <Number T>
+    void Write(T number) {
         std::memcpy(copied_.Add(sizeof number), &number, sizeof number);
         size_ += sizeof number;
     }

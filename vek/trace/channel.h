@@ -4,7 +4,7 @@
 
 namespace vek::trace {
 
-// Where trace lines go. Free-threaded: lines of several threads are never mixed.
+// Takes trace lines. Any thread may call it; lines of several threads are never mixed.
 class Channel {
 public:
     virtual ~Channel() = default;

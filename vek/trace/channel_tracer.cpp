@@ -6,7 +6,6 @@
 
 #include "vek/platform/thread.h"
 #include "vek/trace/line.h"
-#include "vek/trace/time_text.h"
 
 namespace vek::trace {
 
@@ -20,7 +19,7 @@ void ChannelTracer::Write(level_t level, std::string_view text) noexcept {
         constexpr std::size_t kPrefixRoom = 40;
         std::string line;
         line.reserve(kPrefixRoom + text.size());
-        AppendTimeOfDay(line, platform::ToCalendar(clock_.ToLocal(clock_.UtcNow())));
+        platform::AppendTimeOfDay(line, platform::ToCalendar(clock_.ToLocal(clock_.UtcNow())));
         line += '\t';
         AppendPiece(line, platform::CurrentThreadId());
         line += '\t';

@@ -10,17 +10,16 @@
 
 #include "vek/platform/thread.h"
 #include "vek/trace/line.h"
-#include "vek/trace/time_text.h"
 
 namespace vek::trace {
 namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
 
-// How long a file that failed is left alone, in milliseconds.
+// A file that failed is left alone for so long, in milliseconds.
 constexpr std::uint32_t kRetryPause = 60'000;
 
-// A footer has less.
+// Room for a footer, in bytes; it takes less.
 constexpr std::uint64_t kFooterRoom = 64;
 
 std::filesystem::path ToPath(std::string_view utf8) {
@@ -104,7 +103,7 @@ void FileChannel::Close() noexcept {
     if (!file_) return;
     try {
         std::string footer = "End of trace file, local time: ";
-        AppendDateAndTime(footer, platform::ToCalendar(clock_.ToLocal(clock_.UtcNow())));
+        platform::AppendDateAndTime(footer, platform::ToCalendar(clock_.ToLocal(clock_.UtcNow())));
         footer += kLineEnd;
         Put(footer);
     } catch (...) {  // NOLINT(bugprone-empty-catch): the file is closed without a footer
@@ -130,9 +129,9 @@ std::string FileChannel::Header() const {
     std::string line = "OXW TRACE FILE\t Tracer version: ";
     line += options_.version;
     line += "  UTC time: ";
-    AppendDateAndTime(line, platform::ToCalendar(utc));
+    platform::AppendDateAndTime(line, platform::ToCalendar(utc));
     line += "  Local time: ";
-    AppendDateAndTime(line, platform::ToCalendar(clock_.ToLocal(utc)));
+    platform::AppendDateAndTime(line, platform::ToCalendar(clock_.ToLocal(utc)));
     line += " (UTC";
     line += offset < 0 ? '-' : '+';
     AppendPiece(line, std::abs(offset) / 60);

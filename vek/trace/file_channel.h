@@ -25,14 +25,14 @@ public:
         std::uint64_t max_size = 16 << 20;  // in bytes, header and footer included
     };
 
-    // A smaller bound counts as this.
+    // A smaller max_size counts as this.
     static constexpr std::uint64_t kLeastMaxSize = 4096;
 
-    // Opens the file. To one that exists it adds. `clock` outlives the channel.
+    // Opens the file, at the end if it exists. `clock` outlives the channel.
     explicit FileChannel(Options options, platform::Clock& clock = platform::TheClock());
     ~FileChannel() override;
 
-    // A line of more than half the size bound is cut to that.
+    // Cuts a line that is longer than half the size bound.
     void Append(std::string_view line) noexcept override;
 
 private:

@@ -4,7 +4,6 @@
 #include <charconv>
 
 #include "vek/core/current_exception.h"
-#include "vek/core/hex.h"
 #include "vek/core/text.h"
 
 namespace vek::trace {

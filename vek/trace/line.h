@@ -40,9 +40,13 @@ void AppendPiece(std::string& line, Address address);
 void AppendPiece(std::string& line, std::int64_t number);
 void AppendPiece(std::string& line, std::uint64_t number);
 
-template <std::integral Number>
-requires(!std::same_as<Number, bool> && !std::same_as<Number, char> &&
-         !std::same_as<Number, char16_t>) void AppendPiece(std::string& line, Number number) {
+// Integers are written in decimal; a truth value or a character is not taken for one.
+template <class Type>
+concept DecimalNumber = std::integral<Type> && !std::same_as<Type, bool> &&
+                        !std::same_as<Type, char> && !std::same_as<Type, char16_t>;
+
+template <DecimalNumber Number>
+void AppendPiece(std::string& line, Number number) {
     if constexpr (std::signed_integral<Number>) {
         AppendPiece(line, static_cast<std::int64_t>(number));
     } else {
@@ -50,8 +54,8 @@ requires(!std::same_as<Number, bool> && !std::same_as<Number, char> &&
     }
 }
 
-// What Write does with a line that is taken. Kept out of its callers, whose ordinary way is
-// another.
+// Builds and writes a line that the tracer takes, for Write. Kept out of line: most lines are not
+// taken, and their callers stay small.
 template <class... Pieces>
 [[gnu::cold, gnu::noinline]] void WriteTaken(const TracerPtr& tracer, level_t level,
                                              const Pieces&... pieces) noexcept {

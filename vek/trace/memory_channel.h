@@ -9,7 +9,7 @@
 
 namespace vek::trace {
 
-// Keeps the last lines in memory.
+// Keeps the last lines in memory. Any thread may call the operations.
 class MemoryChannel final : public Channel {
 public:
     // Keeps lines of at most `max_size` bytes together; older ones are dropped.
@@ -17,7 +17,7 @@ public:
 
     void Append(std::string_view line) noexcept override;
 
-    // What was kept: a line that announces this channel, the lines, a line that ends the output.
+    // Gives a line that announces this channel, the lines kept, and a line that ends the output.
     std::string Text() const;
 
 private:

@@ -1,6 +1,6 @@
 #pragma once
 
-// The tracer: decides by level whether a line is written at all.
+// The tracer's interface, the levels, and the process's own tracer.
 
 #include <cstdint>
 #include <memory>
@@ -20,13 +20,13 @@ inline constexpr level_t kDetail = 700;    // routine decisions and progress
 inline constexpr level_t kRemotingDetail = 800;
 }  // namespace level
 
-// Operations may be called from any thread; none raises.
+// Decides by level whether a line is written at all. Any thread may call it; nothing is raised.
 class Tracer {
 public:
     virtual ~Tracer() = default;
 
-    // Whether a line of this level would be written. Ask before building a text, or use Write of
-    // line.h, which does.
+    // Tells whether a line of this level would be written. Ask before building a text, or use
+    // Write of line.h, which does.
     virtual bool IsEnabled(level_t level) const noexcept = 0;
 
     // Appends one line. `text` is UTF-8 without an end of line. A level that is not enabled
@@ -34,7 +34,7 @@ public:
     virtual void Write(level_t level, std::string_view text) noexcept = 0;
 };
 
-// Empty when no tracer is configured, which counts as "not enabled".
+// Empty when no tracer is configured; then no level is enabled.
 using TracerPtr = std::shared_ptr<Tracer>;
 
 inline bool IsEnabled(const TracerPtr& tracer, level_t level) noexcept {

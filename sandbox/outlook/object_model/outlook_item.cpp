@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "mapi/entry_id.h"
 #include "mapi/property_tags.h"
 #include "sandbox/outlook/open_message.h"
 #include "vek/core/text.h"
@@ -23,16 +24,7 @@ OpenMessage& Opened(IMessage& message) { return static_cast<OpenMessage&>(messag
 
 }  // namespace
 
-std::u16string HexOf(std::string_view entry_id) {
-    std::u16string hex;
-    hex.reserve(2 * entry_id.size());
-    for (const char c : entry_id) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex.push_back(u"0123456789ABCDEF"[byte >> 4]);
-        hex.push_back(u"0123456789ABCDEF"[byte & 0xF]);
-    }
-    return hex;
-}
+std::u16string HexOf(std::string_view entry_id) { return plugins::mapi::EntryIdToHex(entry_id); }
 
 OutlookItem::OutlookItem(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi,
                          std::string entry_id, Traits traits)

@@ -15,9 +15,9 @@ DataStreamProxy::DataStreamProxy(std::shared_ptr<vek::remoting::RemoteObject> ob
     : Remote(std::move(object)) {}
 
 std::uint64_t DataStreamProxy::ChangeCount() const noexcept {
-    vek::remoting::Place place;
-    if (Failed(object().Reach(place))) return std::numeric_limits<std::uint64_t>::max();
-    return place.connection->change_count();
+    vek::remoting::StubAddress address;
+    if (Failed(object().Resolve(address))) return std::numeric_limits<std::uint64_t>::max();
+    return address.connection->sender().change_count();
 }
 
 std::span<const std::byte> DataStreamProxy::unread() const noexcept {

@@ -2,9 +2,8 @@
 
 #include <cstddef>
 #include <memory>
-#include <vector>
 
-#include "common/remoting/mail_remote.h"
+#include "common/remoting/interface_descriptions.h"
 
 namespace plugins::remoting {
 
@@ -32,7 +31,7 @@ public:
 private:
     using Remote = vek::remoting::Proxy<plugins::mail_processing::IDataStream>;
 
-    // Counts changes made through the connection; a number of its own when it cannot be reached.
+    // Changes made through the connection so far; a number beyond all when it cannot be reached.
     std::uint64_t ChangeCount() const noexcept;
     std::span<const std::byte> unread() const noexcept;
     bool AheadIsGood() const noexcept;
@@ -41,15 +40,15 @@ private:
     vek::result_t GoBack() noexcept;
     // Reads from the other process into all of `buffer`, or up to the end.
     vek::result_t ReadThrough(std::span<std::byte> buffer, std::size_t& read) noexcept;
-    // The same for the beginning of what it keeps.
+    // Fills the storage below from the other process and gives its beginning to `buffer`.
     vek::result_t ReadAhead(std::span<std::byte> buffer, std::size_t& read) noexcept;
 
     std::unique_ptr<std::byte[]> ahead_;
-    std::size_t capacity_ = 0;
-    std::size_t filled_ = 0;
-    std::size_t taken_ = 0;
-    bool at_end_ = false;  // nothing follows what was read ahead
-    std::uint64_t change_count_ = 0;
+    std::size_t capacity_ = 0;        // of ahead_
+    std::size_t filled_ = 0;          // of that, by the last read
+    std::size_t taken_ = 0;           // of that, by the caller
+    bool at_end_ = false;             // nothing follows what was read ahead
+    std::uint64_t change_count_ = 0;  // when it was read
     std::size_t next_ahead_ = kFirstAhead;
 };
 

@@ -1,9 +1,7 @@
 #include "common/remoting/remote_interfaces.h"
 
 #include "common/remoting/data_stream_proxy.h"
-#include "common/remoting/mail_remote.h"
-#include "common/remoting/product_remote.h"
-#include "vek/remoting/service_locator_remote.h"
+#include "common/remoting/interface_descriptions.h"
 
 namespace plugins::remoting {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "vek/core/hex.h"
+#include "vek/core/text.h"
 #include "vek/platform/error_info.h"
 
 namespace plugins::helpers {
@@ -26,15 +26,15 @@ vek::wide_string_t HResultCodeException::Description() const {
     return text;
 }
 
-void ThrowHResult(hresult_t hr, vek::SourceLocation place) {
-    throw HResultCodeException(place, hr);
+void ThrowHResult(hresult_t hr, vek::SourceLocation location) {
+    throw HResultCodeException(location, hr);
 }
 
-void ThrowLastError(vek::SourceLocation place) {
+void ThrowLastError(vek::SourceLocation location) {
     const auto error = vek::platform::LastError();
     const bool known = error != vek::platform::system_error::kNone;
     ThrowHResult(known ? HResultFromWin32(error) : static_cast<hresult_t>(kUnspecifiedFailure),
-                 place);
+                 location);
 }
 
 }  // namespace plugins::helpers

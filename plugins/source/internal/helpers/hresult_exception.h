@@ -1,7 +1,7 @@
 #pragma once
 
-// How the plug-in's code that faces COM and MAPI reports a failed call: with an exception that
-// carries the call's HRESULT and the place that raised it.
+// The exception with which the plug-in's code that faces COM and MAPI reports a failed call. It
+// carries the call's HRESULT and the source location that raised it.
 //
 // All functions may be called from any thread.
 
@@ -17,14 +17,15 @@ namespace plugins::helpers {
 // Windows' HRESULT, which is a long there. Negative is failure.
 using hresult_t = std::int32_t;
 
+// A COM or MAPI call failed.
 class HResultCodeException : public vek::ExceptionBase<HResultCodeException, vek::Exception>,
                              public vek::CodeCarrier {
 public:
     static constexpr const char* kClassName = "HResultCodeException";
 
-    HResultCodeException(vek::SourceLocation place, hresult_t hr,
+    HResultCodeException(vek::SourceLocation location, hresult_t hr,
                          vek::wide_string_t message = {}) noexcept
-        : ExceptionBase(place, std::move(message)), hr_(hr) {}
+        : ExceptionBase(location, std::move(message)), hr_(hr) {}
     HResultCodeException(const char* file, std::uint32_t line, hresult_t hr) noexcept
         : HResultCodeException(vek::SourceLocation{file, line}, hr) {}
 
@@ -48,27 +49,28 @@ constexpr hresult_t HResultFromWin32(vek::platform::system_error_t error) noexce
     return static_cast<hresult_t>(kFailure | kFacilityWin32 | (error & 0xFFFFu));
 }
 
+// Raises HResultCodeException with `hr`.
 [[noreturn]] void ThrowHResult(hresult_t hr,
-                               vek::SourceLocation place = vek::SourceLocation::Here());
+                               vek::SourceLocation location = vek::SourceLocation::Here());
 
-// Raises with the calling thread's last system error; with E_FAIL when there is none, for a
-// caller that has seen a failure must never report success.
-[[noreturn]] void ThrowLastError(vek::SourceLocation place = vek::SourceLocation::Here());
+// Raises HResultCodeException with the calling thread's last system error, or with E_FAIL when
+// none is set: a caller that has seen a failure must never report success.
+[[noreturn]] void ThrowLastError(vek::SourceLocation location = vek::SourceLocation::Here());
 
-// Raises when `hr` is a failure. Success codes other than S_OK pass.
-inline void CheckHResult(hresult_t hr, vek::SourceLocation place = vek::SourceLocation::Here()) {
+// Raises HResultCodeException when `hr` is a failure. Success codes other than S_OK pass.
+inline void CheckHResult(hresult_t hr, vek::SourceLocation location = vek::SourceLocation::Here()) {
     if (hr < 0) [[unlikely]]
-        ThrowHResult(hr, place);
+        ThrowHResult(hr, location);
 }
 
-// The same for a call that gives an object, which must then be there: one that claims success and
-// gives none raises vek::ResultCodeException kUnexpected.
+// Checks a call that gives an object. A call that reports success and gives no object raises
+// vek::ResultCodeException kUnexpected.
 template <class Pointer>
 void CheckGiven(hresult_t hr, const Pointer& object,
-                vek::SourceLocation place = vek::SourceLocation::Here()) {
-    CheckHResult(hr, place);
+                vek::SourceLocation location = vek::SourceLocation::Here()) {
+    CheckHResult(hr, location);
     if (!object) [[unlikely]]
-        vek::ThrowResult(vek::result::kUnexpected, place);
+        vek::ThrowResult(vek::result::kUnexpected, location);
 }
 
 }  // namespace plugins::helpers

@@ -23,7 +23,7 @@ enum class EventNamespace {
 // descriptor definition language): a peer may run as anyone.
 inline constexpr char16_t kProcessEventSecurity[] = u"D:(A;;GA;;;WD)S:(ML;;NW;;;LW)";
 
-// The name of the event of the process `process_id`, which StartOfProcess has told `start` of: the
+// Gives the name of the event of the process `process_id`, whose start time is in `start`: the
 // namespace, then two FNV-1a hashes in hexadecimal, the first with at least sixteen digits. Both
 // begin with the published offset basis. The first is over the start time (8 bytes) and the id (4
 // bytes), the second over the id and the start time, all little-endian.
@@ -34,8 +34,8 @@ vek::result_t ProcessEventName(std::uint32_t process_id, const vek::platform::Pr
                                std::string& name) noexcept;
 
 // Opens the manual-reset event of a running process, or creates it, not signalled. Gives the codes
-// of ProcessEventName, kAccessDenied or kUnexpected when the system refuses, and kNotSupported
-// where events have no names.
+// of ProcessEventName, and kAccessDenied or kUnexpected when the system refuses. Windows alone has
+// events with names: nothing implements this elsewhere.
 vek::result_t OpenProcessEvent(std::uint32_t process_id, EventNamespace space,
                                const vek::trace::TracerPtr& tracer,
                                std::unique_ptr<vek::platform::Event>& event) noexcept;

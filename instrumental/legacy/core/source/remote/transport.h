@@ -112,8 +112,11 @@ public:
     virtual Endpoint endpoint() const noexcept = 0;
 };
 
-// kAccessDenied, "Already exists" (0x80010105) or another platform code when the endpoint cannot be
-// had.
+// "Already exists": somebody listens there.
+inline constexpr vek::result_t kEndpointTaken = 0x80010105;
+
+// Gives a listener at `endpoint`. kAccessDenied, kEndpointTaken or another platform code when the
+// endpoint cannot be had.
 vek::result_t Listen(const Endpoint& endpoint, AcceptPeer accept, const TransportConfig& config,
                      std::unique_ptr<Listener>& listener) noexcept;
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "remote/packet/packet_io.h"
-#include "remote/traced_result.h"
 #include "vek/trace/line.h"
 
 namespace remote {

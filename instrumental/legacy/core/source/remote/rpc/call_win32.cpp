@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "remote/rpc/this_thread_win32.h"
-
 namespace remote {
 namespace {
 
@@ -19,6 +17,48 @@ bool IsWine() noexcept {
 void ForgetCancel() noexcept {
     static const bool none = IsWine();
     if (!none) Guarded([] { ::RpcTestCancel(); });
+}
+
+HANDLE OpenThisThread() noexcept {
+    HANDLE thread = nullptr;
+    ::DuplicateHandle(::GetCurrentProcess(), ::GetCurrentThread(), ::GetCurrentProcess(), &thread,
+                      0, FALSE, DUPLICATE_SAME_ACCESS);
+    return thread;
+}
+
+void WINAPI Close(void* thread) { ::CloseHandle(thread); }
+
+// A handle for each thread that has asked for it. Not in a thread_local object: to run destructors
+// of those, the runtime library wants the loader's lock within one of its own, and an ending thread
+// takes the two the other way round.
+class ThreadHandles {
+public:
+    ThreadHandles() noexcept : slot_(::FlsAlloc(Close)) {}
+    ~ThreadHandles() {
+        if (slot_ != FLS_OUT_OF_INDEXES) ::FlsFree(slot_);  // closes all of them
+    }
+    ThreadHandles(const ThreadHandles&) = delete;
+    ThreadHandles& operator=(const ThreadHandles&) = delete;
+
+    HANDLE Get() noexcept {
+        if (slot_ == FLS_OUT_OF_INDEXES) return nullptr;
+        if (void* const kept = ::FlsGetValue(slot_)) return kept;
+        const HANDLE thread = OpenThisThread();
+        if (thread == nullptr || ::FlsSetValue(slot_, thread) != FALSE) return thread;
+        ::CloseHandle(thread);
+        return nullptr;
+    }
+
+private:
+    const DWORD slot_;
+};
+
+// A handle of the calling thread that others can use while the thread lives; null when the system
+// gives none. It stays the system's to close. Kept, because to make one is a good part of what a
+// small call costs.
+HANDLE ThisThread() noexcept {
+    static ThreadHandles handles;
+    return handles.Get();
 }
 
 }  // namespace

@@ -8,8 +8,12 @@
 #include <mutex>
 #include <vector>
 
-#include "remote/rpc/guard_win32.h"
 #include "vek/core/result.h"
+
+// Calls `call(argument)`. Gives the code of the RPC exception that ended it, or 0. Other structured
+// exceptions pass. What is between must have nothing to be destroyed. Failures of RPC are
+// structured exceptions, which only the C compiler can catch: guard_win32.c.
+extern "C" unsigned long RemoteGuardedCall(void (*call)(void*), void* argument);
 
 namespace remote {
 

@@ -1,4 +1,4 @@
-#include "remote/rpc/guard_win32.h"
+// Implements RemoteGuardedCall, which call_win32.h declares.
 
 #include <windows.h>
 
@@ -27,6 +27,7 @@ __attribute__((noinline, noclone)) static void Run(void (*call)(void*), void* ar
     __except1;
 }
 
+unsigned long RemoteGuardedCall(void (*call)(void*), void* argument);
 unsigned long RemoteGuardedCall(void (*call)(void*), void* argument) {
     volatile int done = 0;
     Run(call, argument, &done);

@@ -10,16 +10,13 @@
 #include <mutex>
 #include <string>
 
-#include "remote/accept_gate.h"
 #include "remote/endpoint.h"
+#include "remote/establish.h"
 #include "vek/core/result.h"
 
 namespace remote {
 
 class RpcConnection;
-
-// "Already exists".
-inline constexpr vek::result_t kEndpointTaken = 0x80010105;
 
 // Operations may be called from any thread.
 class RpcServer {

@@ -15,9 +15,6 @@
 
 namespace remote {
 
-// "Already exists".
-inline constexpr vek::result_t kEndpointTaken = 0x80010105;
-
 // Takes the name. kAccessDenied, kEndpointTaken or kInsufficientResources.
 vek::result_t ListenAt(const Endpoint& endpoint, vek::platform::Descriptor& socket);
 

@@ -1,14 +1,19 @@
+// A connection's end and its calls.
+
 #include "remote/socket/connection_posix.h"
 
 #include <sys/socket.h>
 
-#include "vek/trace/line.h"
+#include <array>
+
+#include "remote/socket/address_posix.h"
+#include "remote/socket/handle_transfer_posix.h"
 
 namespace remote {
 namespace {
 
 namespace result = vek::result;
-namespace trace = vek::trace;
+using vek::platform::Descriptor;
 
 std::string_view TextOf(Receiving received) noexcept {
     switch (received) {
@@ -30,53 +35,105 @@ std::string_view TextOf(Receiving received) noexcept {
 
 }  // namespace
 
-SocketConnection::SocketConnection(vek::platform::Descriptor control, std::uint32_t peer_process_id,
+SocketConnection::SocketConnection(Descriptor control, std::uint32_t peer_process_id,
                                    const TransportConfig& config)
-    : control_(std::move(control)),
-      peer_process_id_(peer_process_id),
-      tracer_(config.tracer),
-      adopt_handles_(config.adopt_handles) {}
+    : PeerConnection(config, peer_process_id), control_(std::move(control)) {}
 
-bool SocketConnection::Open(std::weak_ptr<RequestHandler> handler) noexcept {
-    {
-        const std::lock_guard guard(state_lock_);
-        if (state_ == State::kNew) {
-            handler_ = std::move(handler);
-            state_ = State::kOpen;
-            state_.notify_all();
-            return true;
-        }
-    }
-    if (const auto told = handler.lock()) told->OnTransportClosed(reason_);
-    return false;
-}
-
-void SocketConnection::Close(vek::result_t reason) noexcept { End(reason, "it is closed"); }
-
-void SocketConnection::End(vek::result_t reason, std::string_view why) noexcept {
-    std::shared_ptr<RequestHandler> handler;
-    {
-        const std::lock_guard guard(state_lock_);
-        if (state_ == State::kClosed) return;
-        state_ = State::kClosed;
-        state_.notify_all();
-        reason_ = reason;
-        handler = handler_.lock();
-    }
-    trace::Write(tracer_, trace::level::kRemoting, "rmt\tTransport to process ", peer_process_id_,
-                 " has ended: ", why, ", result = ", trace::Hex(reason));
-    ::shutdown(control_.get(), SHUT_RDWR);
+void SocketConnection::OnEnded(Ending) noexcept {
+    ::shutdown(control(), SHUT_RDWR);
     pool_.End();
     calling_.End();
     serving_.End();
-    if (handler) handler->OnTransportClosed(reason);
-}
-
-vek::result_t SocketConnection::Lose(std::string_view why) noexcept {
-    End(result::kRemoteCallFailed, why);
-    return result::kRemoteCallFailed;
 }
 
 vek::result_t SocketConnection::Lose(Receiving received) noexcept { return Lose(TextOf(received)); }
+
+vek::result_t SocketConnection::Call(RpcProtocolProcessorOut& request,
+                                     RpcProtocolProcessorIn& reply) {
+    if (!IsOpen()) return result::kNotReady;
+    if (SocketChannel* const channel = SocketCallFrame::ChannelTo(*this)) {
+        return Exchange(*channel, request, reply);
+    }
+    channel_ptr_t channel;
+    const vek::result_t taken =
+        pool_.Take([this](channel_ptr_t& made) { return OpenChannel(made); }, channel);
+    if (vek::Failed(taken)) return taken;
+    const vek::result_t code = Exchange(*channel, request, reply);
+    if (!pool_.GiveBack(channel)) calling_.Remove(channel);
+    return code;
+}
+
+// Gives one end of a new pair of sockets to the peer.
+vek::result_t SocketConnection::OpenChannel(channel_ptr_t& channel) {
+    Descriptor here;
+    Descriptor there;
+    if (const auto code = MakePair(here, there); vek::Failed(code)) return code;
+    const auto made = std::make_shared<SocketChannel>(std::move(here));
+    if (!calling_.Add(made)) return IsOpen() ? result::kInsufficientResources : result::kNotReady;
+
+    const std::array<int, 1> descriptors{there.get()};
+    Sending sent;
+    {
+        const std::lock_guard guard(control_lock_);
+        sent = SendFrame(control(), FrameKind::kNewChannel, {}, {}, descriptors);
+    }
+    there = Descriptor();
+    vek::result_t verdict = result::kInsufficientResources;
+    if (sent == Sending::kSent) {
+        Frame frame;
+        const Receiving received = ReceiveFrame(made->socket(), kVerdictSize, frame);
+        if (received != Receiving::kFrame) {
+            Lose(received);
+            return result::kNotReady;
+        }
+        if (frame.kind != FrameKind::kWelcome || !ReadVerdict(frame, verdict)) {
+            Lose(Receiving::kFrame);
+            return result::kNotReady;
+        }
+    } else if (sent == Sending::kLost) {
+        Lose(Receiving::kEnded);
+        return result::kNotReady;
+    }
+    if (vek::Failed(verdict)) {
+        calling_.Remove(made);
+        return verdict;
+    }
+    channel = made;
+    return result::kOk;
+}
+
+vek::result_t SocketConnection::Exchange(SocketChannel& channel, RpcProtocolProcessorOut& request,
+                                         RpcProtocolProcessorIn& reply) {
+    vek::result_t failure = result::kOk;
+    switch (SendPacket(channel.socket(), FrameKind::kRequest, request, failure)) {
+        case Sending::kSent:
+            break;
+        case Sending::kNotBegun:
+            return failure;
+        case Sending::kLost:
+            // An incomplete request cannot have been carried out.
+            Lose(Receiving::kEnded);
+            return result::kNotReady;
+    }
+    for (;;) {
+        Frame frame(budget());
+        const Receiving received = ReceiveOnChannel(channel.socket(), frame);
+        if (received != Receiving::kFrame) return Lose(received);
+        if (frame.kind != FrameKind::kRequest) return TakeReply(frame, request, reply);
+        if (!ServeRequest(channel, frame)) return Lose(Receiving::kEnded);
+    }
+}
+
+vek::result_t SocketConnection::TakeReply(Frame& frame, const RpcProtocolProcessorOut& request,
+                                          RpcProtocolProcessorIn& reply) {
+    if (frame.kind == FrameKind::kNoReply) {
+        vek::result_t verdict = result::kOk;
+        if (!ReadVerdict(frame, verdict)) return Lose(Receiving::kMalformed);
+        return vek::Failed(verdict) ? verdict : result::kUnexpected;
+    }
+    if (frame.kind != FrameKind::kReply) return Lose(Receiving::kFrame);
+    PosixHandleTransfer transfer(std::move(frame.descriptors));
+    return ReadReply(request, std::move(frame.body), transfer, reply);
+}
 
 }  // namespace remote

@@ -1,79 +1,98 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <string_view>
 
+#include "remote/peer_connection.h"
+#include "remote/socket/channel_posix.h"
 #include "remote/socket/frame_posix.h"
-#include "remote/socket/lane_pool_posix.h"
-#include "remote/socket/lane_posix.h"
-#include "remote/transport.h"
 #include "vek/platform/descriptor_posix.h"
 
 namespace remote {
 
-// One peer: a control socket, on which nothing but new lanes is said and whose end is the end of
-// the peer, and the lanes of both directions. Either side opens the lanes that it calls on. The
-// threads that serve the peer share this object with the transport.
-class SocketConnection final : public std::enable_shared_from_this<SocketConnection> {
+// A peer over sockets: a control socket, on which nothing but new channels is said and whose end is
+// the end of the peer, and the channels of both directions. Either side opens the channels that it
+// calls on.
+class SocketConnection final : public PeerConnection,
+                               public std::enable_shared_from_this<SocketConnection> {
 public:
     SocketConnection(vek::platform::Descriptor control, std::uint32_t peer_process_id,
                      const TransportConfig& config);
 
-    // From now on `handler` serves. False when closed before: the handler has been told.
-    bool Open(std::weak_ptr<RequestHandler> handler) noexcept;
-
-    // Takes in the peer's lanes from when this is open until the peer is gone. The body of a thread
-    // of its own.
+    // Takes in the peer's channels from when this is open until the peer is gone. The body of a
+    // thread of its own.
     void WatchControl() noexcept;
 
-    vek::result_t Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply);
-    void Close(vek::result_t reason) noexcept;
-    bool IsOpen() const noexcept { return state_ == State::kOpen; }
+    vek::result_t Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply) override;
+    bool SupportsFiles() const noexcept override { return true; }
 
-    int control() const noexcept { return control_.get(); }
-    std::uint32_t peer_process_id() const noexcept { return peer_process_id_; }
-
-private:
-    enum class State { kNew, kOpen, kClosed };
-
-    // Calls.
-    vek::result_t OpenLane(lane_ptr_t& lane);
-    vek::result_t Exchange(SocketLane& lane, RpcProtocolProcessorOut& request,
-                           RpcProtocolProcessorIn& reply);
-    vek::result_t ReadReply(Frame& frame, std::uint32_t call_id, RpcProtocolProcessorIn& reply);
-
-    // Service.
-    void TakeInLane(vek::platform::Descriptor socket);
-    void ServeLane(const lane_ptr_t& lane) noexcept;
-    // False when the lane is of no more use.
-    bool ServeRequest(SocketLane& lane, Frame& frame) noexcept;
-    // Gives why there is no reply.
-    vek::result_t HandleRequest(Frame& frame, ReplySender& reply) noexcept;
-
-    void End(vek::result_t reason, std::string_view why) noexcept;
-    // Give what a call is to return whose request was on its way.
-    vek::result_t Lose(std::string_view why) noexcept;
+    using PeerConnection::Lose;
     vek::result_t Lose(Receiving received) noexcept;
 
+private:
+    // Calls.
+    vek::result_t OpenChannel(channel_ptr_t& channel);
+    vek::result_t Exchange(SocketChannel& channel, RpcProtocolProcessorOut& request,
+                           RpcProtocolProcessorIn& reply);
+    vek::result_t TakeReply(Frame& frame, const RpcProtocolProcessorOut& request,
+                            RpcProtocolProcessorIn& reply);
+
+    // Service.
+    void TakeInChannel(vek::platform::Descriptor socket);
+    void ServeChannel(const channel_ptr_t& channel) noexcept;
+    // False when the channel is of no more use.
+    bool ServeRequest(SocketChannel& channel, Frame& frame) noexcept;
+
+    void OnEnded(Ending ending) noexcept override;
+    int control() const noexcept { return control_.get(); }
+
     const vek::platform::Descriptor control_;
-    const std::uint32_t peer_process_id_;
-    const vek::trace::TracerPtr tracer_;
-    const bool adopt_handles_;
-
     std::mutex control_lock_;  // one frame at a time
-    LanePool pool_;
-    LaneSet calling_;
-    LaneSet serving_;
-    std::atomic<std::uint32_t> served_{0};
-    ByteBudget budget_{0};
+    ChannelPool pool_;
+    ChannelSet calling_;
+    ChannelSet serving_;
+};
 
-    std::mutex state_lock_;
-    std::atomic<State> state_{State::kNew};
-    std::weak_ptr<RequestHandler> handler_;  // set before the first request
-    vek::result_t reason_ = vek::result::kOk;
+// Marks that this thread serves a request of a peer: until it has been replied to, the channel on
+// which it came is this thread's to call the peer on, who waits at the other end of it.
+class SocketCallFrame {
+public:
+    SocketCallFrame(const SocketConnection& connection, SocketChannel& channel) noexcept
+        : connection_(connection), channel_(channel), outer_(innermost_) {
+        innermost_ = this;
+    }
+    ~SocketCallFrame() { innermost_ = outer_; }
+    SocketCallFrame(const SocketCallFrame&) = delete;
+    SocketCallFrame& operator=(const SocketCallFrame&) = delete;
+
+    // The channel on which this thread can call the peer of `connection`, or null.
+    static SocketChannel* ChannelTo(const SocketConnection& connection) noexcept {
+        for (const auto* frame = innermost_; frame != nullptr; frame = frame->outer_) {
+            if (&frame->connection_ == &connection) {
+                return frame->replied_ ? nullptr : &frame->channel_;
+            }
+        }
+        return nullptr;
+    }
+
+    // How many requests this thread serves, one within the other.
+    static std::uint32_t Depth() noexcept {
+        std::uint32_t depth = 0;
+        for (const auto* frame = innermost_; frame != nullptr; frame = frame->outer_) ++depth;
+        return depth;
+    }
+
+    bool replied() const noexcept { return replied_; }
+    void set_replied() noexcept { replied_ = true; }
+
+private:
+    static thread_local SocketCallFrame* innermost_;
+
+    const SocketConnection& connection_;
+    SocketChannel& channel_;
+    SocketCallFrame* const outer_;
+    bool replied_ = false;
 };
 
 }  // namespace remote

@@ -6,6 +6,10 @@
 //     kind (u16)
 //     zero (u16)
 //     a packet for a request and a reply, a verdict for a welcome and for no reply, else nothing
+//
+// Both ends are on one machine and share its byte order.
+
+#include <sys/socket.h>
 
 #include <cstdint>
 #include <span>
@@ -13,21 +17,45 @@
 
 #include "remote/byte_budget.h"
 #include "remote/packet/packet_buffer.h"
-#include "remote/packet/rpc_block.h"
+#include "remote/packet/rpc_protocol_processor_out.h"
 #include "vek/core/result.h"
 #include "vek/platform/descriptor_posix.h"
 
 namespace remote {
 
 enum class FrameKind : std::uint16_t {
-    kWelcome = 1,  // to whoever has connected, and on a new lane: whether it is served
-    kNewLane = 2,  // on the control socket, with the descriptor of the lane
+    kWelcome = 1,     // to whoever has connected, and on a new channel: whether it is served
+    kNewChannel = 2,  // on the control socket, with the descriptor of the channel
     kRequest = 3,
     kReply = 4,
     kNoReply = 5,      // instead of a reply
     kDescriptors = 6,  // the next frame brings descriptors, and is sent when a welcome has come
 };
 
+struct FrameHead {
+    std::uint32_t size;
+    FrameKind kind;
+    std::uint16_t zero;
+};
+inline constexpr std::size_t kFrameHeadSize = 8;
+static_assert(sizeof(FrameHead) == kFrameHeadSize);
+
+// Tells a peer that speaks this from another by its first bytes.
+inline constexpr std::uint32_t kVerdictSignature = 0x314C4D56;
+
+// The body of a frame that says a result.
+struct Verdict {
+    std::uint32_t signature;
+    vek::result_t result;
+};
+inline constexpr std::uint64_t kVerdictSize = 8;
+static_assert(sizeof(Verdict) == kVerdictSize);
+
+// The kernel takes no more descriptors with one message (SCM_MAX_FD of its net/scm.h).
+inline constexpr std::size_t kMaxDescriptors = 253;
+inline constexpr std::size_t kControlSize = CMSG_SPACE(sizeof(int) * kMaxDescriptors);
+
+// A frame that has been received.
 struct Frame {
     Frame() noexcept = default;
     // What it brings is part of `budget` as long as the frame exists.
@@ -52,7 +80,15 @@ Sending SendFrame(int socket, FrameKind kind, bytes_t head, std::span<const byte
 // Sends one whose body is in `frame` already, behind room for the head: for short ones, which cost
 // less so than gathered.
 Sending SendFrame(int socket, FrameKind kind, std::span<std::byte> frame) noexcept;
-inline constexpr std::size_t kFrameHeadSize = 8;
+
+// Sends `packet` and the descriptors that it has. `failure` says why when it was not begun:
+// kInvalidSize, kInsufficientResources or kOutOfMemory.
+Sending SendPacket(int socket, FrameKind kind, RpcProtocolProcessorOut& packet,
+                   vek::result_t& failure) noexcept;
+
+// Sends a verdict: whether a process or a channel is taken in, or why there is no reply. Does not
+// wait: there is room for it, unless the peer keeps none.
+Sending SendVerdict(int socket, FrameKind kind, vek::result_t verdict) noexcept;
 
 enum class Receiving {
     kFrame,
@@ -71,13 +107,10 @@ Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept;
 // The same for one that may have descriptors, which costs the system more.
 Receiving ReceiveFrameWithDescriptors(int socket, std::uint64_t limit, Frame& frame) noexcept;
 
-// A frame that says a result: what a process thinks of a lane, or why there is no reply. Does not
-// wait: there is room for it, unless the peer keeps none.
-Sending SendVerdict(int socket, FrameKind kind, vek::result_t verdict) noexcept;
+// Waits for the next frame on a channel, with the descriptors that it announces.
+Receiving ReceiveOnChannel(int socket, Frame& frame) noexcept;
 
 // The result that a frame of SendVerdict says. False when its content is something else.
 bool ReadVerdict(const Frame& frame, vek::result_t& verdict) noexcept;
-
-inline constexpr std::uint64_t kVerdictSize = 8;
 
 }  // namespace remote

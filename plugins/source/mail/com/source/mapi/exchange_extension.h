@@ -29,7 +29,7 @@ inline constexpr ULONG kMajorMask = 0xFFFF0000;
 inline constexpr ULONG kMinorMask = 0x0000FFFF;
 }  // namespace exch_version
 
-// What the client offers to its extensions.
+// The client, as its extensions see it.
 struct IExchExtCallback : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetVersion(ULONG* version, ULONG flags) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetWindow(HWND* window) = 0;
@@ -58,16 +58,19 @@ struct IExchExtCallback : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE ChooseFolder() = 0;
 };
 
+// An extension. The client asks it for the event interfaces below.
 struct IExchExt : IUnknown {
     // S_OK keeps the extension in the context, S_FALSE drops it.
     virtual HRESULT STDMETHODCALLTYPE Install(IExchExtCallback* callback, ULONG context,
                                               ULONG flags) = 0;
 };
 
+// Told of mail that arrives.
 struct IExchExtSessionEvents : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE OnDelivery(IExchExtCallback* callback) = 0;
 };
 
+// Told of a message that is opened, written or sent in a window.
 struct IExchExtMessageEvents : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE OnRead(IExchExtCallback* callback) = 0;
     virtual HRESULT STDMETHODCALLTYPE OnReadComplete(IExchExtCallback* callback, ULONG flags) = 0;

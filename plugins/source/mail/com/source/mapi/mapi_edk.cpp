@@ -1,12 +1,15 @@
 #include "mapi/mapi_edk.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "internal/helpers/hresult_exception.h"
-#include "mapi/component_path.h"
 #include "vek/core/throw.h"
+#include "vek/platform/ansi_text.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mapi {
@@ -21,11 +24,84 @@ using vek::platform::Registry;
 using vek::platform::RegistryRoot;
 
 constexpr std::string_view kClientsKey = "SOFTWARE\\Clients\\Mail";
-constexpr std::string_view kDefaultValue = "";
-constexpr std::string_view kOutlook = "Microsoft Outlook";
+constexpr std::string_view kOutlookKey = "Software\\Clients\\Mail\\Microsoft Outlook";
+constexpr std::string_view kLongPathPrefix = "\\\\?\\";
 
-// RPC_E_CHANGED_MODE of winerror.h: the thread has COM in another mode already.
-constexpr HRESULT kChangedMode = static_cast<HRESULT>(0x80010106u);
+// FGetComponentPath of mapistub.dll: the path of an installed component for one locale.
+using GetComponentPath = BOOL(WINAPI*)(char* component, char* qualifier, char* path,
+                                       DWORD path_size, BOOL install);
+
+constexpr std::size_t kPathSize = 260;
+
+std::unique_ptr<Library> LoadStub(const MapiEnvironment& environment) {
+    auto stub = environment.libraries.Load("mapistub.dll");
+    if (stub == nullptr) {
+        trace::Write(environment.tracer, kDetail, "Can't load mapistub. Try mapi32");
+        stub = environment.libraries.Load("mapi32.dll");
+    }
+    if (stub == nullptr) helpers::ThrowLastError();
+    return stub;
+}
+
+vek::platform::system_error_t Read(const MapiEnvironment& environment, std::string_view name,
+                                   std::string& value) {
+    return environment.registry.ReadText(vek::platform::RegistryRoot::kLocalMachine, kOutlookKey,
+                                         name, value);
+}
+
+struct Locale {
+    std::string_view value_name;
+    std::string_view success;
+};
+constexpr std::array kLocales{
+    Locale{"MSIApplicationLCID", "Get path succeeded for msiComponentId and msiApplicationLcid"},
+    Locale{"MSIOfficeLCID", "Get path succeeded for msiComponentId and msiOfficeLCID"}};
+
+// With the prefix the system takes a path as it stands, so only one that is plain may have it.
+std::string WithLongPathPrefix(const std::string& path) {
+    const bool has_drive = path.size() > 2 && path[1] == ':' && path[2] == '\\';
+    if (!has_drive || path.find('/') != std::string::npos) return path;
+    return std::string(kLongPathPrefix).append(path);
+}
+
+// The component's path in UTF-8, empty when there is none for that locale. The texts are
+// changeable because the function takes them so.
+std::string PathFor(GetComponentPath get_path, std::string& component, std::string& locale) {
+    std::array<char, kPathSize> path{};
+    if (!get_path(component.data(), locale.data(), path.data(), static_cast<DWORD>(path.size()),
+                  TRUE)) {
+        return {};
+    }
+    const auto end = std::find(path.begin(), path.end(), '\0');
+    return vek::platform::AnsiToUtf8({path.data(), static_cast<std::size_t>(end - path.begin())});
+}
+
+// The path of the MAPI library that the installed Outlook has recorded, with the prefix that
+// lifts the length limit of paths. Raises helpers::HResultCodeException, or
+// vek::ResultCodeException kNotFound when the record leads nowhere.
+std::string FindMapiLibrary(const MapiEnvironment& environment) {
+    const auto stub = LoadStub(environment);
+    const auto get_path = reinterpret_cast<GetComponentPath>(stub->Find("FGetComponentPath"));
+    if (get_path == nullptr) helpers::ThrowLastError();
+
+    std::string component;
+    helpers::CheckHResult(
+        helpers::HResultFromWin32(Read(environment, "MSIComponentID", component)));
+    component = vek::platform::Utf8ToAnsi(component);
+
+    for (const Locale& kind : kLocales) {
+        // One of the two locales is enough.
+        std::string locale;
+        if (Read(environment, kind.value_name, locale) != vek::platform::system_error::kNone)
+            continue;
+        locale = vek::platform::Utf8ToAnsi(locale);
+        const std::string path = PathFor(get_path, component, locale);
+        if (path.empty()) continue;
+        trace::Write(environment.tracer, kDetail, kind.success);
+        return WithLongPathPrefix(path);
+    }
+    vek::ThrowResult(vek::result::kNotFound);
+}
 
 // Ordinals of the functions that some MAPI libraries export without a name.
 enum class Ordinal : std::uint16_t {
@@ -68,13 +144,20 @@ MapiFunctions ResolveAll(const Library& library, const trace::TracerPtr& tracer)
     return table;
 }
 
+// The table and the library that it points into.
 struct LoadedMapi {
     std::unique_ptr<Library> library;
     MapiFunctions functions;
 };
 
-// Makes Outlook the default mail client and puts the previous one back. What the registry refuses
-// is traced and no more: MAPI is tried all the same.
+constexpr std::string_view kDefaultValue = "";
+constexpr std::string_view kOutlook = "Microsoft Outlook";
+
+// RPC_E_CHANGED_MODE of winerror.h: the thread has COM in another mode already.
+constexpr HRESULT kChangedMode = static_cast<HRESULT>(0x80010106u);
+
+// Makes Outlook the default mail client and puts the previous one back. A refusal of the registry
+// is only traced: MAPI is tried all the same.
 class OutlookAsDefaultClient {
 public:
     explicit OutlookAsDefaultClient(const MapiEnvironment& environment)
@@ -87,7 +170,7 @@ public:
             return;
         }
         if (!had_client_ && error != system_error::kFileNotFound) {
-            // What cannot be read could not be put back.
+            // A client that cannot be read cannot be put back either.
             trace::Write(tracer_, kWarning, "Cannot read default client. Error: ", error);
             return;
         }

@@ -11,7 +11,7 @@
 
 namespace plugins::mapi {
 
-// What loading works with. All of it outlives what is loaded.
+// The parts of the system that loading uses. They outlive the loaded table.
 struct MapiEnvironment {
     vek::platform::LibraryLoader& libraries = vek::platform::TheLibraryLoader();
     vek::platform::Registry& registry = vek::platform::TheRegistry();

@@ -31,7 +31,7 @@ struct MapiFunctions {
     HRESULT(WINAPI* wrap_compressed_rtf_stream)
     (IStream* compressed, ULONG flags, IStream** plain) = nullptr;
 
-    // What MAPI's objects are copied into.
+    // Memory streams and storages, to copy MAPI's objects into.
     OleFunctions ole;
 };
 

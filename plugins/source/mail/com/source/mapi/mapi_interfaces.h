@@ -1,7 +1,8 @@
 #pragma once
 
 // The MAPI, COM and structured storage declarations: the toolchain's own on Windows, elsewhere
-// the subset that is called here, with the same names, order, values and signatures.
+// the subset that is called here. Names, values, signatures and the order of methods are the
+// platform's, and so are not named as the rest of this tree names things.
 //
 // Without UNICODE, LPTSTR is char* in both builds. WCHAR is wchar_t on Windows and char16_t
 // elsewhere, both of 16 bits; texts are copied from the one to the other.
@@ -16,7 +17,10 @@
 #include <mapix.h>
 #include <objidl.h>
 #else
-#include "mapi/mapi_native.h"
+#include "mapi/mapi_native_codes.h"
+#include "mapi/mapi_native_com.h"
+#include "mapi/mapi_native_objects.h"
+#include "mapi/mapi_native_properties.h"
 #endif
 
 namespace plugins::mapi {

@@ -2,21 +2,20 @@
 
 // Owners of what MAPI allocates.
 
-#include <memory>
-
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
 
 namespace plugins::mapi {
 
-// A buffer that MAPIFreeBuffer gives back. `functions` outlives it.
-template <class T>
-class Buffer {
+// Owns a T that MAPI gave through an out parameter, and gives it back with the function of the
+// table that kFree names. `functions` outlives it.
+template <class T, auto kFree>
+class MapiOwned {
 public:
-    explicit Buffer(const MapiFunctions& functions) noexcept : functions_(functions) {}
-    ~Buffer() { reset(); }
-    Buffer(const Buffer&) = delete;
-    Buffer& operator=(const Buffer&) = delete;
+    explicit MapiOwned(const MapiFunctions& functions) noexcept : functions_(functions) {}
+    ~MapiOwned() { reset(); }
+    MapiOwned(const MapiOwned&) = delete;
+    MapiOwned& operator=(const MapiOwned&) = delete;
 
     T* get() const noexcept { return data_; }
     T* operator->() const noexcept { return data_; }
@@ -31,7 +30,7 @@ public:
 
 private:
     void reset() noexcept {
-        if (data_ != nullptr) functions_.free_buffer(data_);
+        if (data_ != nullptr) (functions_.*kFree)(data_);
         data_ = nullptr;
     }
 
@@ -39,12 +38,11 @@ private:
     T* data_ = nullptr;
 };
 
-// A property tag array of one tag, as GetProps and DeleteProps take it.
-inline SPropTagArray OneTag(ULONG tag) noexcept {
-    SPropTagArray tags{};
-    tags.cValues = 1;
-    tags.aulPropTag[0] = tag;
-    return tags;
-}
+// A buffer, freed with MAPIFreeBuffer.
+template <class T>
+using Buffer = MapiOwned<T, &MapiFunctions::free_buffer>;
+
+// The rows of a table, freed with FreeProws.
+using RowSet = MapiOwned<SRowSet, &MapiFunctions::free_prows>;
 
 }  // namespace plugins::mapi

@@ -2,7 +2,7 @@
 
 // Result codes, as winerror.h and mapicode.h have them.
 
-#include "mapi/mapi_native_base.h"
+#include "mapi/mapi_native_com.h"
 
 constexpr bool SUCCEEDED(HRESULT code) noexcept { return code >= 0; }
 constexpr bool FAILED(HRESULT code) noexcept { return code < 0; }

@@ -14,7 +14,7 @@ ULONG Count(std::size_t size) noexcept {
     return static_cast<ULONG>(std::min<std::size_t>(size, std::numeric_limits<ULONG>::max()));
 }
 
-std::size_t Taken(HRESULT result, ULONG count, std::size_t size, vek::SourceLocation place) {
+std::size_t CheckedCount(HRESULT result, ULONG count, std::size_t size, vek::SourceLocation place) {
     helpers::CheckHResult(result, place);
     if (count > size) vek::ThrowResult(vek::result::kUnexpected, place);
     return count;
@@ -25,13 +25,13 @@ std::size_t Taken(HRESULT result, ULONG count, std::size_t size, vek::SourceLoca
 std::size_t Read(IStream& stream, std::span<std::byte> bytes, vek::SourceLocation place) {
     ULONG count = 0;
     const HRESULT result = stream.Read(bytes.data(), Count(bytes.size()), &count);
-    return Taken(result, count, bytes.size(), place);
+    return CheckedCount(result, count, bytes.size(), place);
 }
 
 std::size_t Write(IStream& stream, std::span<const std::byte> bytes, vek::SourceLocation place) {
     ULONG count = 0;
     const HRESULT result = stream.Write(bytes.data(), Count(bytes.size()), &count);
-    return Taken(result, count, bytes.size(), place);
+    return CheckedCount(result, count, bytes.size(), place);
 }
 
 std::size_t ReadFully(IStream& stream, std::span<std::byte> bytes, vek::SourceLocation place) {

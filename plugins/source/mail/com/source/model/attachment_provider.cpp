@@ -6,9 +6,9 @@
 #include "internal/helpers/hresult_exception.h"
 #include "mapi/interface_ids.h"
 #include "mapi/property_tags.h"
-#include "model/hand_out.h"
 #include "model/ole_storage_adapter.h"
-#include "model/smime.h"
+#include "model/protected_message.h"
+#include "model/return_interface.h"
 #include "model/stream_adapter.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
@@ -20,14 +20,10 @@ namespace trace = vek::trace;
 namespace tag = mapi::tag;
 using trace::level::kDetail;
 
-constexpr bool AsksForWriting(std::uint32_t access) noexcept {
-    return (access & access_mode::kWrite) != 0;
-}
-
 }  // namespace
 
 AttachmentProvider::State AttachmentProvider::OpenAttachment(const trace::TracerPtr& tracer,
-                                                             const MessagePart& message,
+                                                             const MessageContext& message,
                                                              ULONG number) {
     vek::RefPtr<IAttach> attachment;
     helpers::CheckGiven(
@@ -39,7 +35,7 @@ AttachmentProvider::State AttachmentProvider::OpenAttachment(const trace::Tracer
 }
 
 AttachmentProvider::AttachmentProvider(std::shared_ptr<OwnerThread> owner, trace::TracerPtr tracer,
-                                       const MessagePart& message, ULONG number)
+                                       const MessageContext& message, ULONG number)
     : tracer_(std::move(tracer)),
       number_(number),
       state_(std::move(owner), OpenAttachment(tracer_, message, number)) {
@@ -57,11 +53,7 @@ void AttachmentProvider::CheckMethod() {
 
 vek::RefPtr<IDataStream> AttachmentProvider::Open(std::uint32_t access, std::uint32_t mode) {
     trace::Write(tracer_, kDetail, "Request attachment IO");
-    if (AsksForWriting(access) && IsEncryptedOrSigned(*state_->message.accessor)) {
-        trace::Write(tracer_, kDetail,
-                     "Write request blocked, because the message is encrypted or signed");
-        vek::ThrowResult(vek::result::kNotSupported);
-    }
+    RefuseWritingIfProtected(*state_->message.accessor, access, tracer_);
     vek::RefPtr<IDataStream> stream;
     switch (state_->attachment->GetProperty<std::int32_t>(tag::kAttachMethod)) {
         case ATTACH_BY_VALUE:
@@ -87,7 +79,7 @@ vek::RefPtr<IDataStream> AttachmentProvider::OpenOle(std::uint32_t access, std::
         trace::Write(tracer_, kDetail, "Stream initialized by DATA_BIN");
         return Adapt(std::move(stream));
     }
-    if (AsksForWriting(access)) {
+    if ((access & access_mode::kWrite) != 0) {
         trace::Write(tracer_, kDetail, "Write request blocked, because it's an OLE attachment");
         vek::ThrowResult(vek::result::kNotSupported);
     }
@@ -124,7 +116,7 @@ vek::result_t AttachmentProvider::Delete() noexcept {
 
 vek::result_t AttachmentProvider::OpenStream(std::uint32_t access, std::uint32_t mode,
                                              IDataStream** stream) noexcept {
-    return HandOut<IDataStream>(state_.owner(), stream, [&] { return Open(access, mode); });
+    return ReturnInterface<IDataStream>(state_.owner(), stream, [&] { return Open(access, mode); });
 }
 
 const std::string& AttachmentProvider::FileName() {

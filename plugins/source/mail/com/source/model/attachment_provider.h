@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "model/message_part.h"
+#include "model/message_context.h"
 #include "model/owner_thread.h"
 #include "private_include/common/mail_message.h"
 #include "vek/trace/tracer.h"
@@ -16,7 +16,7 @@ public:
     // vek::ResultCodeException kNotSupported for an embedded message and for attachments by
     // reference, helpers::HResultCodeException for one that cannot be opened or read.
     AttachmentProvider(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
-                       const MessagePart& message, ULONG number);
+                       const MessageContext& message, ULONG number);
 
     vek::result_t Delete() noexcept override;
     // Writing is refused (kNotSupported) in encrypted and signed messages, and where an OLE
@@ -32,11 +32,11 @@ public:
 
 private:
     struct State {
-        MessagePart message;
+        MessageContext message;
         std::shared_ptr<PropertiesAccessor> attachment;
     };
 
-    static State OpenAttachment(const vek::trace::TracerPtr& tracer, const MessagePart& message,
+    static State OpenAttachment(const vek::trace::TracerPtr& tracer, const MessageContext& message,
                                 ULONG number);
     void CheckMethod();
     vek::RefPtr<IDataStream> Open(std::uint32_t access, std::uint32_t mode);

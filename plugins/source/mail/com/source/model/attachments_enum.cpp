@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "internal/helpers/hresult_exception.h"
-#include "mapi/mapi_memory.h"
+#include "mapi/one_property.h"
 #include "mapi/property_tags.h"
 #include "mapi/table_rows.h"
 #include "model/attachment_provider.h"
-#include "model/hand_out.h"
+#include "model/return_interface.h"
 #include "vek/core/throw.h"
 
 namespace plugins::mail_processing {
@@ -20,7 +20,7 @@ void SeekToStart(IMAPITable& table, vek::SourceLocation place = vek::SourceLocat
 
 }  // namespace
 
-AttachmentsEnum::State AttachmentsEnum::OpenTable(MessagePart message) {
+AttachmentsEnum::State AttachmentsEnum::OpenTable(MessageContext message) {
     vek::RefPtr<IMAPITable> table;
     helpers::CheckGiven(message.message->GetAttachmentTable(0, table.put()), table);
     SPropTagArray columns = mapi::OneTag(mapi::tag::kAttachNum);
@@ -30,14 +30,15 @@ AttachmentsEnum::State AttachmentsEnum::OpenTable(MessagePart message) {
 }
 
 AttachmentsEnum::AttachmentsEnum(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
-                                 MessagePart message)
+                                 MessageContext message)
     : tracer_(std::move(tracer)), state_(std::move(owner), OpenTable(std::move(message))) {}
 
 vek::RefPtr<IPropertyProvider> AttachmentsEnum::TakeNext() {
     mapi::RowSet rows(*state_->message.functions);
     helpers::CheckHResult(state_->table->QueryRows(1, 0, rows.put()));
-    if (rows.rows().empty()) return nullptr;
-    const SPropValue* number = mapi::ColumnValue(rows.rows().front(), 0, mapi::tag::kAttachNum);
+    if (mapi::Rows(rows).empty()) return nullptr;
+    const SPropValue* number =
+        mapi::ColumnValue(mapi::Rows(rows).front(), 0, mapi::tag::kAttachNum);
     if (number == nullptr) vek::ThrowResult(vek::result::kPropertyNotFound);
     return vek::MakeObject<AttachmentProvider>(state_.shared_owner(), tracer_, state_->message,
                                                static_cast<ULONG>(number->Value.l));
@@ -63,7 +64,7 @@ vek::result_t AttachmentsEnum::Reset() noexcept {
 
 vek::result_t AttachmentsEnum::Find(std::u16string_view name,
                                     IPropertyProvider** provider) noexcept {
-    return HandOut<IPropertyProvider>(state_.owner(), provider, [&] {
+    return ReturnInterface<IPropertyProvider>(state_.owner(), provider, [&] {
         std::basic_string<WCHAR> wide(name.begin(), name.end());
         SPropValue value{};
         value.ulPropTag = mapi::tag::kDisplayNameW;

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "model/message_part.h"
+#include "model/message_context.h"
 #include "model/owner_thread.h"
 #include "private_include/common/mail_message.h"
 
@@ -13,7 +13,7 @@ class AttachmentsEnum final : public vek::ObjectImpl<IAttachmentsEnum> {
 public:
     // Owner thread. Raises helpers::HResultCodeException when the table cannot be read.
     AttachmentsEnum(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
-                    MessagePart message);
+                    MessageContext message);
 
     // Fails with kNotSupported at an embedded message or an attachment by reference, and goes on
     // behind it with the next call.
@@ -24,11 +24,11 @@ public:
 
 private:
     struct State {
-        MessagePart message;
+        MessageContext message;
         vek::RefPtr<IMAPITable> table;
     };
 
-    static State OpenTable(MessagePart message);
+    static State OpenTable(MessageContext message);
     // Null at the end.
     vek::RefPtr<IPropertyProvider> TakeNext();
 

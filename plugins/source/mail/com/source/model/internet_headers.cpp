@@ -1,12 +1,7 @@
 #include "model/internet_headers.h"
 
 #include <algorithm>
-#include <array>
-#include <optional>
 
-#include "mapi/property_tags.h"
-#include "model/ascii.h"
-#include "model/smime.h"
 #include "vek/core/throw.h"
 
 namespace plugins::mail_processing {
@@ -26,7 +21,7 @@ public:
     explicit Lines(std::string_view text) noexcept : rest_(text) {}
     bool empty() const noexcept { return rest_.empty(); }
 
-    // The next line with its end, or the rest where there is none.
+    // The next line with its line end; the last one may have none.
     std::string_view Take() noexcept {
         const std::size_t end = rest_.find(kLineEnd);
         const auto line =
@@ -38,21 +33,6 @@ public:
 private:
     std::string_view rest_;
 };
-
-// The content type as the store or the headers have it, in lower case.
-std::optional<std::string> ContentType(PropertiesAccessor& message) {
-    if (const auto* stored = message.TryGetProperty<std::string>(mapi::tag::kContentTypeA)) {
-        return AsciiLower(*stored);
-    }
-    const auto* headers = message.TryGetProperty<std::string>(mapi::tag::kTransportMessageHeadersA);
-    if (headers == nullptr) return std::nullopt;
-    const std::string lower = AsciiLower(*headers);
-    const std::size_t start = lower.find("content-type:");
-    if (start == std::string::npos) return std::nullopt;
-    const std::size_t end = lower.find('\n', start);
-    if (end == std::string::npos) return std::nullopt;
-    return lower.substr(start, end - start);
-}
 
 }  // namespace
 
@@ -87,18 +67,6 @@ std::string AppendHeader(std::string_view headers, std::string_view line) {
     result.reserve(headers.size() + line.size() + 3 * kLineEnd.size());
     result.append(headers).append(kLineEnd).append(line).append(kLineEnd).append(kLineEnd);
     return result;
-}
-
-bool AllowsNotice(PropertiesAccessor& message) {
-    if (IsEncryptedOrSigned(message)) return true;
-    const std::optional<std::string> type = ContentType(message);
-    if (!type) return false;
-    static constexpr std::array<std::string_view, 3> kWrapped = {"/signed", "/encrypted",
-                                                                 "/x-pkcs7"};
-    for (std::string_view part : kWrapped) {
-        if (type->find(part) != std::string::npos) return false;
-    }
-    return true;
 }
 
 }  // namespace plugins::mail_processing

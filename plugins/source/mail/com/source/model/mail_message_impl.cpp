@@ -4,12 +4,12 @@
 
 #include "mapi/property_tags.h"
 #include "model/attachments_enum.h"
-#include "model/hand_out.h"
-#include "model/header_summary.h"
 #include "model/internet_headers.h"
 #include "model/message_hash.h"
+#include "model/message_texts.h"
 #include "model/notice.h"
-#include "model/recipients.h"
+#include "model/protected_message.h"
+#include "model/return_interface.h"
 #include "model/stream_property_provider.h"
 #include "vek/trace/line.h"
 
@@ -26,9 +26,9 @@ MailMessageImpl::MailMessageImpl(vek::RefPtr<IMessage> message, vek::RefPtr<IMAP
                                  vek::platform::Clock& clock)
     : tracer_(std::move(tracer)),
       state_(std::move(owner),
-             State{std::move(session), MessagePart{message, functions, &clock,
-                                                   std::make_shared<PropertiesAccessor>(
-                                                       message, functions, tracer_, clock)}}) {}
+             State{std::move(session), MessageContext{message, functions, &clock,
+                                                      std::make_shared<PropertiesAccessor>(
+                                                          message, functions, tracer_, clock)}}) {}
 
 vek::result_t MailMessageImpl::GetHeaderSummary(std::string& summary) noexcept {
     return RunOnOwner(state_.owner(), [&] { summary = HeaderSummary(*message().accessor); });
@@ -125,7 +125,7 @@ vek::result_t MailMessageImpl::GetRichBody(IPropertyProvider** body) noexcept {
 }
 
 vek::result_t MailMessageImpl::GetAttachments(IAttachmentsEnum** attachments) noexcept {
-    return HandOut<IAttachmentsEnum>(state_.owner(), attachments, [&] {
+    return ReturnInterface<IAttachmentsEnum>(state_.owner(), attachments, [&] {
         return vek::MakeObject<AttachmentsEnum>(state_.shared_owner(), tracer_, message());
     });
 }
@@ -165,7 +165,7 @@ vek::result_t MailMessageImpl::AddHeader(std::string_view line) noexcept {
 }
 
 vek::result_t MailMessageImpl::GetBody(std::uint32_t property, IPropertyProvider** body) noexcept {
-    return HandOut<IPropertyProvider>(state_.owner(), body, [&] {
+    return ReturnInterface<IPropertyProvider>(state_.owner(), body, [&] {
         return vek::MakeObject<StreamPropertyProvider>(
             state_.shared_owner(), tracer_, message().functions, message().accessor, property);
     });

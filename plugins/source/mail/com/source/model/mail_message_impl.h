@@ -4,7 +4,7 @@
 
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
-#include "model/message_part.h"
+#include "model/message_context.h"
 #include "model/owner_thread.h"
 #include "model/properties_accessor.h"
 #include "private_include/common/mail_message.h"
@@ -53,10 +53,10 @@ private:
     // Released from the last to the first.
     struct State {
         vek::RefPtr<IMAPISession> session;
-        MessagePart message;
+        MessageContext message;
     };
 
-    MessagePart& message() noexcept { return state_->message; }
+    MessageContext& message() noexcept { return state_->message; }
     vek::result_t GetBody(std::uint32_t property, IPropertyProvider** body) noexcept;
     // The Internet headers, empty when missing; valid until they are set.
     std::string_view Headers();

@@ -6,8 +6,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "model/little_endian.h"
-
 namespace plugins::mail_processing {
 namespace {
 

@@ -10,9 +10,8 @@
 #include "mapi/mapi_streams.h"
 #include "mapi/property_tags.h"
 #include "mapi/table_rows.h"
-#include "model/header_summary.h"
-#include "model/little_endian.h"
 #include "model/md5.h"
+#include "model/message_texts.h"
 #include "private_include/common/mail_message.h"
 #include "vek/trace/line.h"
 
@@ -41,7 +40,7 @@ void AppendIdentity(Bytes& out, PropertiesAccessor& message) {
     out.insert(out.end(), bytes.begin(), bytes.end());
 }
 
-// A body that does not open as a stream adds nothing: the message has none.
+// A body that does not open as a stream counts as missing and adds nothing.
 void AppendBodySize(Bytes& out, PropertiesAccessor& message, ULONG tag, std::string_view text,
                     const trace::TracerPtr& tracer) {
     vek::RefPtr<IStream> stream;
@@ -63,9 +62,9 @@ void AppendAttachmentSizes(Bytes& out, const mapi::MapiFunctions& functions, IMe
     helpers::CheckGiven(message.GetAttachmentTable(0, table.put()), table);
     mapi::RowSet rows(functions);
     mapi::QueryAllRows(functions, *table, kColumns, rows);
-    if (rows.rows().empty()) trace::Write(tracer, kDetail, "No attachments");
+    if (mapi::Rows(rows).empty()) trace::Write(tracer, kDetail, "No attachments");
 
-    for (const SRow& row : rows.rows()) {
+    for (const SRow& row : mapi::Rows(rows)) {
         const SPropValue* number = mapi::ColumnValue(row, 0, kColumns[0]);
         const SPropValue* size = mapi::ColumnValue(row, 1, kColumns[1]);
         if (number == nullptr || size == nullptr) continue;

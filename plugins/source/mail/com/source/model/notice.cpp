@@ -18,19 +18,19 @@ namespace {
 
 constexpr std::string_view kRule = "\r\n---------------------\r\n";
 constexpr std::string_view kHtmlEnd = "</html>";
-// More than what stands around a notice.
+// Room for the rule and the tags around a notice.
 constexpr std::size_t kAround = 64;
 
-// A property is no larger, whatever its stream says.
+// MAPI properties have no more bytes. A stream that claims more lies.
 constexpr std::uint64_t kLargestBody = std::numeric_limits<std::int32_t>::max();
-// Nor is memory taken for what a stream only says.
+// Memory for larger bodies is taken as they arrive, not on the word of their stream.
 constexpr std::uint64_t kReservedAtOnce = std::uint64_t{64} << 20;
 
 void Write(IStream& stream, std::string_view bytes) {
     vek::Check(mapi::Write(stream, std::as_bytes(std::span(bytes))) == bytes.size());
 }
 
-// The last piece of a body with the notice in it.
+// Inserts the notice into `piece`, the last one of the body `tag`.
 std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notice) {
     const std::size_t html_end = AsciiLower(piece).find(kHtmlEnd);
     const bool html = html_end != std::string::npos || tag == mapi::tag::kBodyHtmlA;
@@ -45,12 +45,12 @@ std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notic
     return result;
 }
 
-// Gives the size of the copy.
+// Copies the body `tag` and inserts the notice near its end. Returns the size of the copy.
 std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::string_view notice) {
     const std::uint64_t size = mapi::Size(source);
     vek::Check(size <= kLargestBody);
     std::vector<char> buffer(NoticeChunkSize(size) + 1);
-    // Makes room at once: a stream that grows piece by piece moves what it holds every time.
+    // Makes room at once: a stream that grows piece by piece moves its bytes every time.
     mapi::SetSize(target, std::min(size, kReservedAtOnce) + notice.size() + kAround);
     const auto bytes = std::as_writable_bytes(std::span(buffer));
     std::uint64_t total = 0;
@@ -65,7 +65,7 @@ std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::s
         vek::Check(piece.find(notice) == std::string_view::npos);
         const std::string last = WithNotice(piece, tag, notice);
         Write(target, last);
-        // What a stream has beyond its size would be lost with the replaced body.
+        // Replacing the body would lose the bytes that a stream has beyond its stated size.
         vek::Check(mapi::Read(source, bytes) == 0);
         return total - piece.size() + last.size();
     }
@@ -99,7 +99,7 @@ void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, UL
     std::uint64_t size = 0;
     {
         const auto source = message.GetStreamProperty(tag, access_mode::kRead, 0);
-        // The kept stream may stand where its last user left it.
+        // The accessor's kept stream stands where its last user left it.
         mapi::Seek(*source, 0, STREAM_SEEK_SET);
         size = CopyWithNotice(*source, *content, tag, notice);
     }
@@ -108,7 +108,8 @@ void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, UL
         Replace(*target, *content, size);
     } catch (...) {
         target->Revert();
-        // Not every stream can: nobody is to go on with this one and commit what it holds.
+        // Most streams cannot revert. A later user would commit the half written bytes with his
+        // own if the accessor gave him this stream again.
         message.ForgetStream();
         throw;
     }

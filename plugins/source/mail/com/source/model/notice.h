@@ -12,9 +12,10 @@ namespace plugins::mail_processing {
 // The size of the pieces in which a body of `size` bytes is copied.
 std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept;
 
-// Puts `notice` near the end of the body `tag`, which is replaced as a whole; a body that already
-// ends with the notice is left as it is and fails. Raises helpers::HResultCodeException and
-// vek::CheckFailedException; nothing is committed then.
+// Inserts `notice` near the end of the body `tag` by replacing the body as a whole, and marks the
+// message as changed. Raises vek::CheckFailedException for an empty body, for one that ends with
+// the notice already and for a stream that contradicts itself, and helpers::HResultCodeException
+// when MAPI fails; the body is then as it was. Called on the thread that owns the message.
 void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, ULONG tag,
                   std::string_view notice);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The thread that owns a message, as the mail model sees it: calls run there, and what belongs to
-// the message is released there.
+// The thread that owns a message, as the mail model sees it: MAPI calls run there, and MAPI
+// references are released there.
 
 #include <list>
 #include <memory>
@@ -14,7 +14,7 @@
 
 namespace plugins::mail_processing {
 
-// What is released on the owner thread.
+// References that have to be given back on the owner thread.
 class OwnedState {
 public:
     virtual ~OwnedState() = default;
@@ -22,6 +22,9 @@ public:
     virtual void Release() noexcept = 0;
 };
 
+// Runs calls on the thread that owns a message, for objects that other threads use, and keeps the
+// references that have to be given back there until the check ends. The message processor's
+// dispatcher implements it.
 class OwnerThread {
 public:
     virtual ~OwnerThread() = default;
@@ -32,15 +35,15 @@ public:
     // hand-over itself fails.
     virtual vek::result_t Invoke(vek::FunctionRef<void()> call) = 0;
 
-    // Both owner thread only. What is kept and not dropped is released by ReleaseAll.
+    // Keeps `state` for ReleaseAll, until the ticket is dropped. Both owner thread only.
     using Ticket = std::list<std::shared_ptr<OwnedState>>::iterator;
     Ticket Keep(std::shared_ptr<OwnedState> state) {
         return kept_.insert(kept_.end(), std::move(state));
     }
     void Drop(Ticket ticket) noexcept { kept_.erase(ticket); }
 
-    // Owner thread only, after the last call: releases, newest first, what callers elsewhere
-    // have not given back, so that no foreign thread ever touches the message.
+    // Owner thread only, after the last call: releases the states that are still kept, newest
+    // first, so that no other thread ever touches the message.
     void ReleaseAll() noexcept {
         while (!kept_.empty()) {
             const std::shared_ptr<OwnedState> last = std::move(kept_.back());

@@ -5,7 +5,7 @@
 
 #include "internal/helpers/hresult_exception.h"
 #include "mapi/interface_ids.h"
-#include "mapi/mapi_memory.h"
+#include "mapi/one_property.h"
 #include "mapi/property_tags.h"
 #include "private_include/common/mail_message.h"
 #include "vek/trace/line.h"
@@ -59,7 +59,7 @@ PropertiesAccessor::~PropertiesAccessor() {
 
 const PropertyValue* PropertiesAccessor::Read(ULONG tag) {
     const auto found = cache_.find(tag);
-    if (found == cache_.end()) return Ask(tag);
+    if (found == cache_.end()) return Fetch(tag);
     const Entry& entry = found->second;
     if (entry.status == vek::result::kOk) return &entry.value;
     if (entry.status != vek::result::kPropertyNotFound && vek::Failed(entry.status)) {
@@ -68,13 +68,11 @@ const PropertyValue* PropertiesAccessor::Read(ULONG tag) {
     return nullptr;
 }
 
-const PropertyValue* PropertiesAccessor::Ask(ULONG tag) {
+const PropertyValue* PropertiesAccessor::Fetch(ULONG tag) {
     trace::Write(tracer_, kDetail, "Get property ", trace::Hex(tag));
-    SPropTagArray tags = mapi::OneTag(tag);
-    ULONG count = 0;
-    mapi::Buffer<SPropValue> property(*functions_);
-    helpers::CheckHResult(object_->GetProps(&tags, 0, &count, property.put()));
-    if (count == 0 || !property) vek::ThrowResult(vek::result::kUnexpected);
+    const mapi::OneProperty read(*functions_, *object_, tag);
+    const SPropValue* const property = read.given();
+    if (property == nullptr) vek::ThrowResult(vek::result::kUnexpected);
 
     if (PROP_TYPE(property->ulPropTag) == PT_ERROR) {
         const HRESULT error = property->Value.err;

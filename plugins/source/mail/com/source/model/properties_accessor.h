@@ -20,7 +20,7 @@ namespace plugins::mail_processing {
 // attachment. Reads each property at most once, remembers that it is missing too, keeps what it
 // writes in step, and saves once.
 //
-// Used on the thread that owns the object alone. Operations raise helpers::HResultCodeException
+// Only the thread that owns the object uses it. Operations raise helpers::HResultCodeException
 // when MAPI fails and vek::ResultCodeException otherwise; the memory is then unchanged. A property
 // that is changed behind the accessor's back is not seen.
 class PropertiesAccessor {
@@ -58,7 +58,8 @@ public:
         return *value;
     }
 
-    // `tag` is of a narrow string; others raise kInvalidArgument.
+    // Write a text up to its first NUL. `tag` must be of a narrow text (PT_STRING8); others raise
+    // kInvalidArgument.
     void SetProperty(ULONG tag, std::string_view value);
     void SetSubject(std::u16string_view subject);
     void DeleteProperty(ULONG tag);
@@ -67,10 +68,10 @@ public:
     // kept and given again for the same tag and modes, wherever it then stands.
     vek::RefPtr<IStream> GetStreamProperty(ULONG tag, std::uint32_t access, std::uint32_t mode);
 
-    // Drops the kept stream, for one that holds what must not be committed.
+    // Drops the kept stream, so that nobody commits the bytes that a failure left in it.
     void ForgetStream() noexcept { stream_.reset(); }
 
-    // Opens another interface of the property, without memory.
+    // Opens the property as the interface `iid`, which is not kept.
     void OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
                       vek::RefPtr<IUnknown>& object);
 
@@ -93,10 +94,10 @@ private:
     };
 
     const PropertyValue* Read(ULONG tag);
-    const PropertyValue* Ask(ULONG tag);
+    const PropertyValue* Fetch(ULONG tag);
     template <class Text>
     void Write(SPropValue& property, Text&& value);
-    // A text has two tags, narrow and wide: what is known of the other is out of date.
+    // A text has a narrow and a wide tag. Changing the one makes the memory of the other stale.
     void ForgetOtherText(ULONG tag);
 
     const vek::trace::TracerPtr tracer_;

@@ -19,7 +19,7 @@ using PropertyValue = std::variant<std::string, std::u16string, std::int32_t, st
 // The local time of `utc` as yyyy/mm/dd hh:mm:ss.
 std::string TimeText(vek::platform::filetime_t utc, vek::platform::Clock& clock);
 
-// Takes the value out of MAPI's form. Raises vek::ResultCodeException kInvalidType for a type the
+// Copies a value out of MAPI's form. Raises vek::ResultCodeException kInvalidType for a type the
 // mail model does not read, and for a text or binary without storage.
 PropertyValue FromMapi(const SPropValue& property, vek::platform::Clock& clock);
 

@@ -14,7 +14,7 @@ namespace {
 namespace trace = vek::trace;
 using trace::level::kDetail;
 
-// What the interface's 32-bit counts reach; a longer buffer is served in part.
+// The interface counts in 32 bits: of a longer buffer the first part is served.
 template <class Byte>
 std::span<Byte> Countable(std::span<Byte> bytes) noexcept {
     constexpr std::size_t kMax = std::numeric_limits<std::uint32_t>::max();
@@ -75,7 +75,7 @@ vek::result_t StreamAdapter::SetSize(std::uint64_t size) noexcept {
 vek::result_t StreamAdapter::Commit() noexcept {
     return RunOnOwner(state_.owner(), [&] {
         const HRESULT result = state_->stream->Commit(STGC_DEFAULT);
-        // What a failed commit leaves may be half of the old and half of the new.
+        // A failed commit may leave a mixture of the old and the new bytes in the stream.
         if (FAILED(result)) state_->accessor->ForgetStream();
         helpers::CheckHResult(result);
     });

@@ -5,8 +5,8 @@
 #include "internal/helpers/hresult_exception.h"
 #include "mapi/mapi_streams.h"
 #include "mapi/property_tags.h"
-#include "model/hand_out.h"
-#include "model/smime.h"
+#include "model/protected_message.h"
+#include "model/return_interface.h"
 #include "model/stream_adapter.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
@@ -58,11 +58,7 @@ StreamPropertyProvider::StreamPropertyProvider(std::shared_ptr<OwnerThread> owne
 }
 
 vek::RefPtr<IStream> StreamPropertyProvider::Open(std::uint32_t access, std::uint32_t mode) {
-    if ((access & access_mode::kWrite) != 0 && IsEncryptedOrSigned(*state_->accessor)) {
-        trace::Write(tracer_, kDetail,
-                     "Write request blocked, because the message is encrypted or signed");
-        vek::ThrowResult(vek::result::kNotSupported);
-    }
+    RefuseWritingIfProtected(*state_->accessor, access, tracer_);
     vek::RefPtr<IStream> stream = state_->accessor->GetStreamProperty(tag_, access, mode);
     if (tag_ != mapi::tag::kRtfCompressed) return stream;
 
@@ -86,7 +82,7 @@ vek::result_t StreamPropertyProvider::Delete() noexcept {
 
 vek::result_t StreamPropertyProvider::OpenStream(std::uint32_t access, std::uint32_t mode,
                                                  IDataStream** stream) noexcept {
-    return HandOut<IDataStream>(state_.owner(), stream, [&] {
+    return ReturnInterface<IDataStream>(state_.owner(), stream, [&] {
         return vek::MakeObject<StreamAdapter>(state_.shared_owner(), tracer_, Open(access, mode),
                                               state_->accessor);
     });
@@ -100,17 +96,19 @@ vek::result_t StreamPropertyProvider::GetName(std::string& name) noexcept {
     });
 }
 
-vek::result_t StreamPropertyProvider::GetFileName(std::string&) noexcept { return Lacking(); }
+vek::result_t StreamPropertyProvider::GetFileName(std::string&) noexcept {
+    return NoSuchProperty();
+}
 
-vek::result_t StreamPropertyProvider::GetMimeTag(std::string&) noexcept { return Lacking(); }
+vek::result_t StreamPropertyProvider::GetMimeTag(std::string&) noexcept { return NoSuchProperty(); }
 
 vek::result_t StreamPropertyProvider::GetSize(std::uint32_t& size) noexcept {
     return RunOnOwner(state_.owner(), [&] { size = 0; });
 }
 
-vek::result_t StreamPropertyProvider::Rename(std::string_view) noexcept { return Lacking(); }
+vek::result_t StreamPropertyProvider::Rename(std::string_view) noexcept { return NoSuchProperty(); }
 
-vek::result_t StreamPropertyProvider::Lacking() noexcept {
+vek::result_t StreamPropertyProvider::NoSuchProperty() noexcept {
     const vek::result_t reached = RunOnOwner(state_.owner(), [] {});
     return vek::Failed(reached) ? reached : vek::result::kPropertyNotFound;
 }

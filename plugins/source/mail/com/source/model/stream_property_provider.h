@@ -38,8 +38,9 @@ private:
         std::shared_ptr<PropertiesAccessor> accessor;
     };
 
-    // The answer of what a body does not have, while the check lasts.
-    vek::result_t Lacking() noexcept;
+    // Answers an operation for a property that bodies do not have: kPropertyNotFound while the
+    // check lasts, the failure to reach the owner thread after it.
+    vek::result_t NoSuchProperty() noexcept;
     vek::RefPtr<IStream> Open(std::uint32_t access, std::uint32_t mode);
 
     const vek::trace::TracerPtr tracer_;

@@ -80,7 +80,7 @@ vek::result_t InvokeDispatcher::Report() noexcept {
     } catch (const helpers::HResultCodeException& exception) {
         if (static_cast<HRESULT>(exception.code()) == MAPI_E_NOT_FOUND) {
             vek::trace::Write(tracer_, vek::trace::level::kWarning, "MAPI_E_NOT_FOUND at",
-                              exception.place().file, " line", exception.place().line);
+                              exception.location().file, " line", exception.location().line);
             return vek::result::kPropertyNotFound;
         }
     } catch (...) {  // reported below, as the others are

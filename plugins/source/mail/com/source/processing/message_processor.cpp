@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "internal/helpers/hresult_exception.h"
+#include "mapi/entry_id.h"
 #include "mapi/interface_ids.h"
 #include "model/mail_message_impl.h"
 #include "processing/check_worker.h"
-#include "processing/entry_id.h"
 #include "processing/invoke_dispatcher.h"
 #include "processing/waiting.h"
 #include "vek/core/current_exception.h"
@@ -156,7 +156,7 @@ vek::result_t MessageProcessor::CheckByEntryId(std::u16string_view hex_entry_id)
     const vek::RefPtr<IMAPISession> session = TakeSession(true);
     vek::Check(static_cast<bool>(session));
 
-    std::vector<std::byte> entry_id = EntryIdFromHex(hex_entry_id);
+    std::vector<std::byte> entry_id = mapi::EntryIdFromHex(hex_entry_id);
     ULONG object_type = 0;
     vek::RefPtr<IUnknown> object;
     helpers::CheckHResult(session->OpenEntry(

@@ -1,0 +1,122 @@
+#pragma once
+
+// The part of a transport that does not depend on what carries its packets: how it opens and ends,
+// who serves its requests, and what a request or a reply must be to be passed on. The transports
+// over sockets and over the RPC runtime add the carrying.
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string_view>
+
+#include "remote/byte_budget.h"
+#include "remote/packet/packet_buffer.h"
+#include "remote/transport.h"
+#include "vek/core/function_ref.h"
+
+namespace remote {
+
+// One peer. It is new until it is opened, and ends once: by Close on this side or by Lose. The
+// threads that serve the peer share it with the PeerTransport. Any thread, unless said otherwise.
+class PeerConnection {
+public:
+    virtual ~PeerConnection() = default;
+    PeerConnection(const PeerConnection&) = delete;
+    PeerConnection& operator=(const PeerConnection&) = delete;
+
+    // As Transport::SendReceive and Transport::SupportsFiles; Call may raise.
+    virtual vek::result_t Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply) = 0;
+    virtual bool SupportsFiles() const noexcept = 0;
+
+    // From now on `handler` serves. False when it has ended before: the handler has been told. To
+    // be called once.
+    bool Open(std::weak_ptr<RequestHandler> handler) noexcept;
+
+    void Close(vek::result_t reason) noexcept { End(reason, Ending::kClosed, "it is closed"); }
+
+    // Ends it because the peer has gone or does not keep to what is agreed; `why` is traced. Gives
+    // what a call returns whose request was on its way.
+    vek::result_t Lose(std::string_view why) noexcept;
+
+    bool IsOpen() const noexcept { return state_ == State::kOpen; }
+    std::uint32_t peer_process_id() const noexcept { return peer_process_id_; }
+
+protected:
+    enum class Ending { kClosed, kLost };
+
+    explicit PeerConnection(const TransportConfig& config, std::uint32_t peer_process_id = 0)
+        : tracer_(config.tracer),
+          adopt_handles_(config.adopt_handles),
+          peer_process_id_(peer_process_id) {}
+
+    void set_peer_process_id(std::uint32_t id) noexcept { peer_process_id_ = id; }
+    const vek::trace::TracerPtr& tracer() const noexcept { return tracer_; }
+    ByteBudget& budget() noexcept { return budget_; }
+
+    // Blocks while the connection is new.
+    void AwaitOpening();
+
+    // Parses the packet of a request that is to be served.
+    using request_parser_t = vek::FunctionRef<vek::result_t(RpcProtocolProcessorIn& request)>;
+
+    // Hands one request over to the handler, unless the peer has too many or this one is nested
+    // `too_deep`. Gives why the handler was not called.
+    vek::result_t HandleRequest(bool too_deep, request_parser_t parse, HandleTransfer& transfer,
+                                ReplySender& sender) noexcept;
+
+    // Reads the reply to `request`. One to another request loses the peer.
+    vek::result_t ReadReply(const RpcProtocolProcessorOut& request, PacketBuffer packet,
+                            HandleTransfer& transfer, RpcProtocolProcessorIn& reply) noexcept;
+
+private:
+    enum class State { kNew, kOpen, kEnded };
+
+    void End(vek::result_t reason, Ending ending, std::string_view why) noexcept;
+
+    // Ends every wait for the peer. Called once, before the handler is told.
+    virtual void OnEnded(Ending ending) noexcept = 0;
+
+    const vek::trace::TracerPtr tracer_;
+    const bool adopt_handles_;
+    std::atomic<std::uint32_t> peer_process_id_;
+    std::atomic<std::uint32_t> served_{0};
+    ByteBudget budget_{0};
+
+    std::mutex state_lock_;
+    std::atomic<State> state_{State::kNew};
+    std::condition_variable left_new_;
+    std::weak_ptr<RequestHandler> handler_;  // set before the first request is served
+    vek::result_t reason_ = vek::result::kOk;
+};
+
+// A connection as its user holds it, who ends it by letting it go.
+class PeerTransport final : public Transport {
+public:
+    explicit PeerTransport(std::shared_ptr<PeerConnection> connection) noexcept
+        : connection_(std::move(connection)) {}
+    ~PeerTransport() override { Close(vek::result::kRemoteCallFailed); }
+
+    bool Open(std::weak_ptr<RequestHandler> handler) noexcept {
+        return connection_->Open(std::move(handler));
+    }
+
+    vek::result_t SendReceive(RpcProtocolProcessorOut& request,
+                              RpcProtocolProcessorIn& reply) noexcept override;
+    bool SupportsFiles() const noexcept override { return connection_->SupportsFiles(); }
+    vek::result_t SendReceiveWithFiles(RpcProtocolProcessorOut& request,
+                                       RpcProtocolProcessorIn& reply) noexcept override {
+        return SendReceive(request, reply);
+    }
+    void Close(vek::result_t reason) noexcept override { connection_->Close(reason); }
+    bool IsOpen() const noexcept override { return connection_->IsOpen(); }
+    std::uint32_t peer_process_id() const noexcept override {
+        return connection_->peer_process_id();
+    }
+
+private:
+    const std::shared_ptr<PeerConnection> connection_;
+};
+
+}  // namespace remote

@@ -1,0 +1,84 @@
+#pragma once
+
+// A channel is a connected socket on which one of two processes calls the other. There is one
+// thread at each end and at any time it is the turn of one of them, so that neither needs a lock or
+// a thread in between: a call costs what its bytes cost. While one end waits for a reply, the other
+// may make calls of its own, which are served within.
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "vek/core/function_ref.h"
+#include "vek/core/result.h"
+#include "vek/platform/descriptor_posix.h"
+
+namespace remote {
+
+// A process takes in at most this many channels of a peer, and opens no more.
+inline constexpr std::size_t kMaxChannels = 128;
+
+// This process's end of a channel.
+class SocketChannel {
+public:
+    explicit SocketChannel(vek::platform::Descriptor socket) noexcept
+        : socket_(std::move(socket)) {}
+
+    int socket() const noexcept { return socket_.get(); }
+
+    // Whoever waits at either end is told that the channel has ended. Any thread.
+    void End() noexcept;
+
+private:
+    const vek::platform::Descriptor socket_;
+};
+
+using channel_ptr_t = std::shared_ptr<SocketChannel>;
+
+// The channels of one direction, so that they can be ended together. Any thread.
+class ChannelSet {
+public:
+    // False when there are kMaxChannels or the set has been ended.
+    bool Add(const channel_ptr_t& channel);
+    void Remove(const channel_ptr_t& channel) noexcept;
+    void End() noexcept;
+
+private:
+    std::mutex lock_;
+    std::vector<channel_ptr_t> channels_;
+    bool ended_ = false;
+};
+
+// The channels on which this process calls. Any thread.
+class ChannelPool {
+public:
+    ChannelPool() { idle_.reserve(kMaxIdle); }
+
+    // Opens one more. Called without a lock, by several threads at once.
+    using opener_t = vek::FunctionRef<vek::result_t(channel_ptr_t& channel)>;
+
+    // Gives a channel that nobody else uses: an idle one, or else a new one; waits for one to
+    // become idle when no more can be opened. kNotReady once ended, the opener's code when there is
+    // none to wait for.
+    vek::result_t Take(opener_t open, channel_ptr_t& channel);
+
+    // Gives back what Take gave. False when the pool does not keep it: there are more idle ones
+    // than are worth their threads.
+    bool GiveBack(const channel_ptr_t& channel) noexcept;
+
+    // Nobody waits any more.
+    void End() noexcept;
+
+private:
+    // A channel that waits for its next call costs a thread in the peer.
+    static constexpr std::size_t kMaxIdle = 8;
+
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::vector<channel_ptr_t> idle_;
+    std::size_t taken_ = 0;  // those being opened too
+    bool ended_ = false;
+};
+
+}  // namespace remote

@@ -1,0 +1,182 @@
+// How connections over sockets come about.
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+#include "remote/establish.h"
+#include "remote/socket/address_posix.h"
+#include "remote/socket/connection_posix.h"
+#include "vek/core/border.h"
+#include "vek/platform/system.h"
+
+namespace remote {
+namespace {
+
+using vek::platform::Descriptor;
+namespace result = vek::result;
+
+constexpr std::chrono::seconds kConnectTimeout{3};
+using deadline_t = std::chrono::steady_clock::time_point;
+
+struct Welcome {
+    FrameHead head;
+    Verdict verdict;
+};
+static_assert(sizeof(Welcome) == sizeof(FrameHead) + sizeof(Verdict));
+
+// As recv with `deadline`, over interruptions.
+bool ReceiveBy(deadline_t deadline, int socket, std::span<std::byte> bytes) noexcept {
+    while (!bytes.empty()) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        LimitReceiving(socket, left);
+        const ssize_t received = ::recv(socket, bytes.data(), bytes.size(), 0);
+        if (received < 0 && errno == EINTR) continue;
+        if (received <= 0) return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(received));
+    }
+    LimitReceiving(socket, std::chrono::milliseconds{0});
+    return true;
+}
+
+// Waits to be taken in.
+vek::result_t AwaitWelcome(int socket, deadline_t deadline) noexcept {
+    Welcome welcome{};
+    if (!ReceiveBy(deadline, socket, std::as_writable_bytes(std::span(&welcome, 1)))) {
+        return result::kNotReady;
+    }
+    if (welcome.head.size != sizeof(Verdict) || welcome.head.kind != FrameKind::kWelcome ||
+        welcome.head.zero != 0 || welcome.verdict.signature != kVerdictSignature) {
+        return result::kInvalidSignature;
+    }
+    return vek::Failed(welcome.verdict.result) ? result::kAccessDenied : result::kOk;
+}
+
+// Before a process that lacks descriptors or threads tries again.
+constexpr std::chrono::milliseconds kPause{50};
+
+// A port that the system chooses is one of these (the range that RFC 6335 leaves to such use).
+constexpr std::uint16_t kFirstPort = 49152;
+
+// Takes in whoever has connected, who is told by a welcome. Gives the connection, or null.
+std::shared_ptr<SocketConnection> TakeIn(Descriptor control, const AcceptPeer& accept,
+                                         const TransportConfig& config) {
+    const int socket = control.get();
+    const std::uint32_t peer = PeerProcess(socket);
+    if (!IsPeerAllowed(socket, config.peer_check)) {
+        SendVerdict(socket, FrameKind::kWelcome, RefusePeer(peer, "it may not connect", config));
+        return nullptr;
+    }
+    auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);
+    const auto transport = std::make_shared<PeerTransport>(connection);
+    const vek::result_t admitted = AdmitPeer(transport, accept, config);
+    // One that has been closed meanwhile sees that its socket is.
+    if (admitted != result::kNotReady) SendVerdict(socket, FrameKind::kWelcome, admitted);
+    if (vek::Succeeded(admitted)) return connection;
+    connection->Lose("it is not accepted");
+    return nullptr;
+}
+
+class SocketListener final : public Listener {
+public:
+    SocketListener(const Endpoint& endpoint, Descriptor socket, std::shared_ptr<AcceptGate> gate)
+        : endpoint_(endpoint), socket_(std::move(socket)), gate_(std::move(gate)) {}
+
+    ~SocketListener() override {
+        ::shutdown(socket_.get(), SHUT_RDWR);  // ends the wait in accept
+        if (thread_) thread_->Wait(vek::platform::kInfinite);
+        gate_->Close();
+    }
+
+    bool Start() {
+        thread_ = vek::platform::TheSystem().StartThread([this] { Accept(); });
+        return thread_ != nullptr;
+    }
+
+    Endpoint endpoint() const noexcept override { return endpoint_; }
+
+private:
+    void Accept() noexcept {
+        for (;;) {
+            Descriptor peer(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            if (!peer && errno == EINVAL) return;  // shut down
+            if (!peer || !StartService(std::move(peer))) std::this_thread::sleep_for(kPause);
+        }
+    }
+
+    // On a thread of its own: a peer's taking in is no concern of the others.
+    bool StartService(Descriptor peer) noexcept {
+        const vek::result_t started = vek::AtBorder([&] {
+            auto shared = std::make_shared<Descriptor>(std::move(peer));
+            const auto thread = vek::platform::TheSystem().StartThread(
+                [gate = gate_, shared]() mutable { Serve(std::move(gate), std::move(*shared)); });
+            return thread ? result::kOk : result::kInsufficientResources;
+        });
+        return vek::Succeeded(started);
+    }
+
+    static void Serve(std::shared_ptr<AcceptGate> gate, Descriptor peer) noexcept {
+        std::shared_ptr<SocketConnection> connection;
+        // After a failure the peer sees its socket closed.
+        static_cast<void>(vek::AtBorder([&] {
+            gate->Enter([&](const AcceptPeer& accept, const TransportConfig& config) {
+                connection = TakeIn(std::move(peer), accept, config);
+            });
+        }));
+        gate.reset();
+        if (connection) connection->WatchControl();
+    }
+
+    const Endpoint endpoint_;
+    const Descriptor socket_;
+    const std::shared_ptr<AcceptGate> gate_;
+    std::unique_ptr<vek::platform::Thread> thread_;
+};
+
+vek::result_t Claim(Endpoint& endpoint, Descriptor& socket) {
+    if (endpoint.local_id != 0 || endpoint.tcp_port != 0) return ListenAt(endpoint, socket);
+    vek::result_t code = result::kInsufficientResources;
+    for (std::uint32_t port = kFirstPort; port <= UINT16_MAX; ++port) {
+        endpoint.tcp_port = static_cast<std::uint16_t>(port);
+        code = ListenAt(endpoint, socket);
+        if (code != kEndpointTaken) break;
+    }
+    return code;
+}
+
+}  // namespace
+
+vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& config,
+                            std::shared_ptr<PeerTransport>& transport) {
+    const deadline_t deadline = std::chrono::steady_clock::now() + kConnectTimeout;
+    Descriptor control;
+    if (const auto code = ConnectTo(endpoint, kConnectTimeout, control); vek::Failed(code)) {
+        return code;
+    }
+    if (!IsPeerAllowed(control.get(), config.peer_check)) return result::kAccessDenied;
+    if (const auto code = AwaitWelcome(control.get(), deadline); vek::Failed(code)) return code;
+
+    const std::uint32_t peer = PeerProcess(control.get());
+    const auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);
+    transport = std::make_shared<PeerTransport>(connection);
+    return vek::platform::TheSystem().StartThread([connection] { connection->WatchControl(); })
+               ? result::kOk
+               : result::kInsufficientResources;
+}
+
+vek::result_t ListenForPeers(const Endpoint& endpoint, std::shared_ptr<AcceptGate> gate,
+                             std::unique_ptr<Listener>& listener) {
+    Endpoint claimed = endpoint;
+    Descriptor socket;
+    if (const auto code = Claim(claimed, socket); vek::Failed(code)) return code;
+    auto made = std::make_unique<SocketListener>(claimed, std::move(socket), std::move(gate));
+    if (!made->Start()) return result::kInsufficientResources;
+    listener = std::move(made);
+    return result::kOk;
+}
+
+}  // namespace remote

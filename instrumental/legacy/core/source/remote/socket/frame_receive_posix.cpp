@@ -1,0 +1,196 @@
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "remote/socket/frame_posix.h"
+#include "remote/transport.h"
+
+namespace remote {
+namespace {
+
+using vek::platform::Descriptor;
+
+// Read together with the head.
+constexpr std::size_t kFirstRead = std::size_t{8} << 10;
+
+// What a length that the peer claims is believed without seeing the bytes.
+constexpr std::size_t kFirstCapacity = kUnclaimedSize;
+
+// The bytes of a body as they come.
+class Body {
+public:
+    ~Body() { std::free(bytes_); }
+    Body() = default;
+    Body(const Body&) = delete;
+    Body& operator=(const Body&) = delete;
+
+    bool Reserve(std::size_t capacity) noexcept {
+        void* const grown = std::realloc(bytes_, std::max<std::size_t>(capacity, 1));
+        if (grown == nullptr) return false;
+        bytes_ = static_cast<std::byte*>(grown);
+        capacity_ = capacity;
+        return true;
+    }
+
+    std::byte* data() const noexcept { return bytes_; }
+    std::size_t capacity() const noexcept { return capacity_; }
+
+    PacketBuffer Take(std::size_t size) noexcept {
+        return PacketBuffer(std::exchange(bytes_, nullptr), size);
+    }
+
+private:
+    std::byte* bytes_ = nullptr;
+    std::size_t capacity_ = 0;
+};
+
+// False when some were lost or there is no memory for them; those that arrived are owned anyway.
+bool TakeDescriptors(const msghdr& message, std::vector<Descriptor>& descriptors) noexcept {
+    bool whole = (message.msg_flags & MSG_CTRUNC) == 0;
+    auto* const first = const_cast<msghdr*>(&message);
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
+         part = CMSG_NXTHDR(first, part)) {
+        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) continue;
+        const std::size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+        for (std::size_t i = 0; i < count; ++i) {
+            int value;
+            std::memcpy(&value, CMSG_DATA(part) + i * sizeof value, sizeof value);
+            Descriptor owned(value);
+            try {
+                descriptors.push_back(std::move(owned));
+            } catch (const std::bad_alloc&) {
+                whole = false;
+            }
+        }
+    }
+    return whole;
+}
+
+// As recv, over interruptions.
+ssize_t Receive(int socket, void* bytes, std::size_t size) noexcept {
+    ssize_t received;
+    do {
+        received = ::recv(socket, bytes, size, MSG_WAITALL);
+    } while (received < 0 && errno == EINTR);
+    return received;
+}
+
+// Reads the rest of something of which `have` bytes are there.
+bool Complete(int socket, std::byte* bytes, std::size_t have, std::size_t size) noexcept {
+    while (have < size) {
+        const ssize_t received = Receive(socket, bytes + have, size - have);
+        if (received <= 0) return false;
+        have += static_cast<std::size_t>(received);
+    }
+    return true;
+}
+
+Receiving ReceiveRest(int socket, Body& body, std::size_t have, std::size_t size,
+                      ByteClaim& claim) noexcept {
+    for (;;) {
+        const std::size_t capacity = body.capacity();
+        if (!Complete(socket, body.data(), have, capacity)) return Receiving::kLost;
+        if (capacity == size) return Receiving::kFrame;
+        have = capacity;
+        const std::size_t larger = std::min(size, capacity * 2);
+        if (!claim.Grow(larger)) return Receiving::kTooMuch;
+        if (!body.Reserve(larger)) return Receiving::kNoMemory;
+    }
+}
+
+// Most frames come whole with one call of the system, and their size is known only then.
+struct FirstRead {
+    alignas(FrameHead) std::byte bytes[sizeof(FrameHead) + kFirstRead];
+
+    static std::size_t Size(std::uint64_t limit) noexcept {
+        return sizeof(FrameHead) +
+               static_cast<std::size_t>(std::min<std::uint64_t>(kFirstRead, limit));
+    }
+};
+
+Receiving AtEnd(ssize_t received) noexcept {
+    return received == 0 || errno == ECONNRESET ? Receiving::kEnded : Receiving::kLost;
+}
+
+// Reads the rest of a frame that has begun.
+Receiving Finish(int socket, std::uint64_t limit, FirstRead& first, ssize_t received,
+                 Frame& frame) noexcept {
+    std::size_t have = static_cast<std::size_t>(received);
+    if (have < sizeof(FrameHead)) {
+        if (!Complete(socket, first.bytes, have, sizeof(FrameHead))) return Receiving::kLost;
+        have = sizeof(FrameHead);
+    }
+    have -= sizeof(FrameHead);
+    FrameHead head;
+    std::memcpy(&head, first.bytes, sizeof head);
+    // On a channel the peer waits for an answer to each frame, so nothing can have come behind it.
+    if (head.size > limit || have > head.size || head.zero != 0) return Receiving::kMalformed;
+    Body body;
+    if (!body.Reserve(std::min<std::size_t>(head.size, kFirstCapacity))) {
+        return Receiving::kNoMemory;
+    }
+    std::memcpy(body.data(), first.bytes + sizeof head, have);
+    if (have < head.size) {
+        const Receiving rest = ReceiveRest(socket, body, have, head.size, frame.claim);
+        if (rest != Receiving::kFrame) return rest;
+    }
+    frame.kind = head.kind;
+    frame.body = body.Take(head.size);
+    return Receiving::kFrame;
+}
+
+}  // namespace
+
+Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept {
+    FirstRead first;
+    const std::size_t size = first.Size(limit);
+    ssize_t received;
+    do {
+        received = ::recv(socket, first.bytes, size, 0);
+    } while (received < 0 && errno == EINTR);
+    return received > 0 ? Finish(socket, limit, first, received, frame) : AtEnd(received);
+}
+
+Receiving ReceiveFrameWithDescriptors(int socket, std::uint64_t limit, Frame& frame) noexcept {
+    FirstRead first;
+    iovec part{first.bytes, first.Size(limit)};
+    alignas(cmsghdr) std::byte control[kControlSize];
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    ssize_t received;
+    do {
+        received = ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
+    } while (received < 0 && errno == EINTR);
+    if (received <= 0) return AtEnd(received);
+    if (!TakeDescriptors(message, frame.descriptors)) return Receiving::kMalformed;
+    return Finish(socket, limit, first, received, frame);
+}
+
+Receiving ReceiveOnChannel(int socket, Frame& frame) noexcept {
+    const Receiving received = ReceiveFrame(socket, kMaxPacketSize, frame);
+    if (received != Receiving::kFrame || frame.kind != FrameKind::kDescriptors) return received;
+    if (SendVerdict(socket, FrameKind::kWelcome, vek::result::kOk) != Sending::kSent) {
+        return Receiving::kLost;
+    }
+    return ReceiveFrameWithDescriptors(socket, kMaxPacketSize, frame);
+}
+
+bool ReadVerdict(const Frame& frame, vek::result_t& verdict) noexcept {
+    Verdict said;
+    if (frame.body.size() != sizeof said || !frame.descriptors.empty()) return false;
+    std::memcpy(&said, frame.body.data(), sizeof said);
+    verdict = said.result;
+    return said.signature == kVerdictSignature;
+}
+
+}  // namespace remote

@@ -1,0 +1,202 @@
+// The wire is a contract: the numbers of the methods, and the bytes of a documented check.
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "common/remoting/interface_descriptions.h"
+#include "common/remoting/remote_interfaces.h"
+#include "product/mail_scanner.h"
+#include "tests/product/fake_message.h"
+#include "tests/remoting/pair_fixture.h"
+
+namespace tests {
+namespace {
+
+using namespace plugins::mail_processing;
+using namespace plugins::product;
+
+// Something to call a method with.
+template <class P>
+struct Sample {
+    std::remove_cvref_t<P> value{};
+    P get() { return static_cast<P>(value); }
+};
+template <class T>
+struct Sample<T**> {
+    T* value = nullptr;
+    T** get() { return &value; }
+};
+
+struct MethodNumbers : testing::Test {
+    MethodNumbers() {
+        pair.client_wire->tamper_request = [this](byte_vector& packet) {
+            // Its call data starts with the block that comes last.
+            remoting::bytes_t data(packet);
+            vek::serialization::Reader reader(data.subspan(4 + 12 + 4));
+            called = remoting::ReadRequestHeader(reader).target;
+            return true;
+        };
+    }
+
+    // Calls a method by its name; its slot, which compilers of both builds keep in the pointer to
+    // it, and what goes over the wire must be of that number.
+    template <class I, class... P, bool kNoThrow>
+    void Expect(I& proxy, std::size_t number, char kind,
+                result_t (I::*method)(P...) noexcept(kNoThrow)) {
+        std::uintptr_t slot;
+        std::memcpy(&slot, &method, sizeof slot);
+        EXPECT_EQ(slot, 1 + number * sizeof(void*)) << "method " << number;
+        std::tuple<Sample<P>...> samples;
+        std::apply([&](auto&... sample) { static_cast<void>((proxy.*method)(sample.get()...)); },
+                   samples);
+        EXPECT_EQ(called.method_id, number);
+        EXPECT_EQ(called.interface_id, I::kInterfaceId);
+        EXPECT_EQ(called.attributes, kind == 'r' ? remoting::method_attribute::kReadsOnly : 0)
+            << "method " << number;
+    }
+
+    // `kinds` has an r for each method that only reads, and a w for each other.
+    template <class I, class... Method>
+    void Expect(vek::interface_id_t id, std::string_view kinds, Method... methods) {
+        SCOPED_TRACE(remoting::RemoteInterface<I>::kName);
+        EXPECT_EQ(I::kInterfaceId, id);
+        const auto* const factory = plugins::remoting::RemoteInterfaces()->Find(id);
+        ASSERT_TRUE(factory != nullptr);
+        EXPECT_EQ(factory->methods.size(), sizeof...(methods));
+        RefPtr<I> proxy;
+        remoting::FactoryOf<I>()->make_proxy(
+            std::make_shared<remoting::StubReference>(remoting::StubAddress{pair.client, 5}),
+            proxy.put_void());
+        std::size_t index = 0;
+        ((Expect(*proxy, 3 + index, kinds[index], methods), ++index), ...);
+    }
+
+    Pair pair{plugins::remoting::RemoteInterfaces(), nullptr};
+    remoting::CallTarget called;
+};
+
+TEST_F(MethodNumbers, AreTheSlotsOfTheInterfaces) {
+    using S = IDataStream;
+    Expect<S>(0x652A26D7, "rwrrww", &S::Read, &S::Write, &S::Seek, &S::GetSize, &S::SetSize,
+              &S::Commit);
+    using P = IPropertyProvider;
+    Expect<P>(0x2541E3A7, "wwrrrrw", &P::Delete, &P::OpenStream, &P::GetName, &P::GetFileName,
+              &P::GetMimeTag, &P::GetSize, &P::Rename);
+    using A = IAttachmentsEnum;
+    Expect<A>(A::kInterfaceId, "rrr", &A::Next, &A::Reset, &A::Find);
+    using M = IMailMessage;
+    Expect<M>(0xAA79D81B, "rrrrrrrrrrrrrrrrrrrwwwww", &M::GetHeaderSummary, &M::GetMessageHash,
+              &M::GetSender, &M::GetSenderSmtpAddress, &M::GetSentRepresenting, &M::GetSenderName,
+              &M::GetSentRepresentingName, &M::GetToRecipients, &M::GetDisplayTo,
+              &M::GetCcRecipients, &M::GetDisplayCc, &M::GetSubject, &M::GetTime,
+              &M::GetInternetMessageId, &M::GetTransportHeaders, &M::GetPlainBody, &M::GetHtmlBody,
+              &M::GetRichBody, &M::GetAttachments, &M::SetSubject, &M::AppendNotice,
+              &M::SetProperty, &M::SetHeader, &M::AddHeader);
+    Expect<IMailScanner>(0x492B374D, "w", &IMailScanner::CheckMessage);
+    Expect<IProductSettings>(0xAF86C16C, "rw", &IProductSettings::GetSettings,
+                             &IProductSettings::SetUserSettings);
+    using L = ILocalization;
+    Expect<L>(L::kInterfaceId, "rrr", &L::GetText, &L::ResolveResource, &L::IsRightToLeft);
+    Expect<ISettingsWindow>(ISettingsWindow::kInterfaceId, "w", &ISettingsWindow::Open);
+    Expect<vek::IServiceLocator>(0x68E33FCA, "r", &vek::IServiceLocator::GetInterface);
+}
+
+constexpr int kAnything = -1;  // stands for any number of bytes
+
+struct Message {
+    char way = '>';  // or '<', to the plug-in
+    std::vector<int> bytes;
+};
+
+// The messages of the page about remoting, in their order.
+std::vector<Message> DocumentedCheck() {
+    std::vector<Message> messages;
+    std::ifstream page(MLXO_REMOTING_PAGE);
+    bool inside = false;
+    for (std::string line; std::getline(page, line);) {
+        if (line.starts_with("## ")) inside = line.starts_with("## A check on the wire");
+        if (!inside || line.empty() || std::strchr("<> ", line[0]) == nullptr) continue;
+        if (line[0] != ' ') messages.emplace_back().way = line[0];
+        line.erase(0, line.find_first_not_of("<> "));
+        std::istringstream words(line.substr(0, line.find("  ")));
+        for (std::string word; words >> word;) {
+            if (word == "...") {
+                messages.back().bytes.push_back(kAnything);
+            } else if (word.size() == 2 && std::isxdigit(word[0]) && std::isxdigit(word[1])) {
+                messages.back().bytes.push_back(std::stoi(word, nullptr, 16));
+            } else {
+                break;
+            }
+        }
+    }
+    if (!messages.empty()) {  // the first is shown with the head of its frame
+        auto& first = messages.front().bytes;
+        first.erase(first.begin(), first.begin() + 8);
+    }
+    for (Message& message : messages) {  // a part of a message alone
+        if (message.bytes.front() == kAnything) message.bytes.push_back(kAnything);
+    }
+    return messages;
+}
+
+bool Matches(std::span<const int> shown, std::span<const std::byte> sent) {
+    if (shown.empty()) return sent.empty();
+    if (shown[0] != kAnything) {
+        return !sent.empty() && shown[0] == std::to_integer<int>(sent[0]) &&
+               Matches(shown.subspan(1), sent.subspan(1));
+    }
+    return Matches(shown.subspan(1), sent) || (!sent.empty() && Matches(shown, sent.subspan(1)));
+}
+
+TEST(DocumentedBytes, AreThoseOfTheSettings) {
+    vek::serialization::Writer writer;
+    Serialize(writer, MailPluginSettings{true, false, {}, {1, 0, 2}});
+    constexpr unsigned char kBytes[] = {0x1C, 0xE8, 0x71, 0x3B, 1, 0, 0, 0x5C, 0x85, 0x80, 0x66, 1,
+                                        0,    0,    0,    0,    0, 0, 0, 2,    0,    0,    0};
+    EXPECT_TRUE(std::ranges::equal(writer.Pieces()[0], std::as_bytes(std::span(kBytes))));
+}
+
+TEST(DocumentedBytes, AreThoseOfACheck) {
+    Pair pair(plugins::remoting::RemoteInterfaces(),
+              RefPtr<IMailScanner>(vek::MakeObject<reference_product::MailScanner>(
+                  std::make_shared<reference_product::ScannerEngine>())));
+    std::vector<std::pair<char, byte_vector>> sent;
+    const auto keep = [&](char way) {
+        return [&sent, way](byte_vector& packet) {
+            sent.emplace_back(way, packet);
+            return false;
+        };
+    };
+    pair.client_wire->tamper_request = pair.server_wire->tamper_reply = keep('>');
+    pair.server_wire->tamper_request = pair.client_wire->tamper_reply = keep('<');
+    {
+        const auto message = vek::MakeObject<reference_product::FakeMessage>();
+        message->subject = u"Minutes of Monday's site meeting";
+        message->plain.emplace().content = "Tom,\r\n\r\n" + std::string(265, 'x');
+        RefPtr<vek::IServiceLocator> locator;
+        RefPtr<IMailScanner> scanner;
+        ASSERT_EQ(pair.client->GetServiceLocator(locator), result::kOk);
+        ASSERT_EQ(locator->GetInterface(IMailScanner::kInterfaceId, nullptr, scanner.put_void()),
+                  result::kOk);
+        EXPECT_EQ(scanner->CheckMessage(6626, true, message.get()), result::kOk);
+    }
+    EXPECT_EQ(sent.size(), 2 * (2 + 1 + 10u));
+
+    auto next = sent.begin();
+    const auto documented = DocumentedCheck();
+    ASSERT_EQ(documented.size(), 16u);
+    for (std::size_t i = 0; i < documented.size(); ++i) {
+        next = std::find_if(next, sent.end(), [&](const auto& message) {
+            return message.first == documented[i].way &&
+                   Matches(documented[i].bytes, message.second);
+        });
+        ASSERT_TRUE(next != sent.end()) << "message " << i << " of the page was not sent";
+        ++next;
+    }
+}
+
+}  // namespace
+}  // namespace tests

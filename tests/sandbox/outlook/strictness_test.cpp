@@ -1,0 +1,109 @@
+// Where the stand-in could forgive a mistake that Outlook does not, it must not: the tests of the
+// mail model rely on that.
+
+#include <thread>
+
+#include "mapi/interface_ids.h"
+#include "sandbox/outlook/compressed_rtf.h"
+#include "tests/support/mail_fixture.h"
+
+namespace sandbox::outlook {
+namespace {
+
+namespace tag = plugins::mapi::tag;
+
+using StrictnessTest = ::tests::MailFixture;
+
+vek::RefPtr<IStream> Open(IMAPIProp& object, ULONG flags, HRESULT expected = S_OK) {
+    vek::RefPtr<IUnknown> stream;
+    EXPECT_EQ(object.OpenProperty(tag::kBodyA, &plugins::mapi::iid::kStream, STGM_READWRITE, flags,
+                                  stream.put()),
+              expected);
+    return vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(stream.detach()));
+}
+
+TEST_F(StrictnessTest, WrittenBytesNeedACommitAndASave) {
+    const auto message = mapi_.OpenMessage(entry_id_);
+    EXPECT_EQ(Open(*message, 0)->Write("x", 1, nullptr), STG_E_ACCESSDENIED);
+    for (const bool commits : {false, true}) {
+        const auto stream = Open(*message, MAPI_MODIFY);
+        ASSERT_EQ(stream->Write("PLAIN", 5, nullptr), S_OK);
+        if (commits) {
+            EXPECT_EQ(stream->Commit(STGC_DEFAULT), S_OK);
+        }
+        EXPECT_TRUE(FAILED(stream->Revert()));
+        EXPECT_EQ(Saved(tag::kBodyA), "plain text");
+        ASSERT_EQ(message->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
+        EXPECT_EQ(Saved(tag::kBodyA), commits ? "PLAIN text" : "plain text");
+    }
+    const auto other = mapi_.OpenMessage(entry_id_);
+    ASSERT_EQ(message->SaveChanges(0), S_OK);
+    EXPECT_EQ(other->SaveChanges(0), MAPI_E_OBJECT_CHANGED) << "without FORCE_SAVE";
+    Open(*mapi_.OpenMessage(entry_id_, 0), MAPI_MODIFY, MAPI_E_NO_ACCESS);
+}
+
+TEST_F(StrictnessTest, AttachmentsNeedTwoSavesAndKeepTheirNumbers) {
+    Edit([](auto& record) {
+        for (int i = 0; i < 3; ++i) record.AddAttachment({});
+    });
+    const auto message = mapi_.OpenMessage(entry_id_);
+    const auto is_stored = [&] {
+        const auto record = mapi_.store().Find(entry_id_);
+        return record->attachments.front().properties.Find(tag::kAttachMethod) != nullptr;
+    };
+    vek::RefPtr<IAttach> attachment;
+    ASSERT_EQ(message->OpenAttach(0, nullptr, MAPI_BEST_ACCESS, attachment.put()), S_OK);
+    SPropValue value{};
+    value.ulPropTag = tag::kAttachMethod;
+    ASSERT_EQ(attachment->SetProps(1, &value, nullptr), S_OK);
+    ASSERT_EQ(attachment->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
+    EXPECT_FALSE(is_stored()) << "saved in the message only";
+    ASSERT_EQ(message->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
+    EXPECT_TRUE(is_stored());
+
+    vek::RefPtr<IMAPITable> table;
+    ASSERT_EQ(message->GetAttachmentTable(0, table.put()), S_OK);
+    SPropTagArray columns{1, {tag::kAttachNum}};
+    ASSERT_EQ(table->SetColumns(&columns, 0), S_OK);
+    const auto next = [&] {
+        SRowSet* rows = nullptr;
+        EXPECT_EQ(table->QueryRows(1, 0, &rows), S_OK);
+        const LONG number = rows->cRows != 0 ? rows->aRow[0].lpProps->Value.l : -1;
+        functions_->free_prows(rows);
+        return number;
+    };
+    EXPECT_EQ(next(), 0);
+    ASSERT_EQ(message->DeleteAttach(0, 0, nullptr, 0), S_OK);
+    EXPECT_EQ(message->DeleteAttach(0, 0, nullptr, 0), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(attachment->SaveChanges(0), MAPI_E_OBJECT_DELETED);
+    EXPECT_EQ(next(), 1) << "a deleted row takes no other's turn";
+}
+
+TEST_F(StrictnessTest, CountsWhatIsForeignLeftOrFreedTwice) {
+    outlook::MapiMemory memory;
+    void* const buffer = memory.Allocate(8);
+    EXPECT_EQ(memory.LiveBuffers(), 1u);
+    EXPECT_TRUE(memory.Free(buffer));
+    EXPECT_FALSE(memory.Free(buffer));
+    EXPECT_EQ(memory.BadFrees(), 1u);
+    outlook::Runtime runtime;
+    std::thread([&] { runtime.Enter(Call::kGetProps, std::thread::id()); }).join();
+    EXPECT_EQ(runtime.foreign_calls(), 1u);
+}
+
+TEST_F(StrictnessTest, RichTextIsTheStoresOwnFormat) {
+    // An example of the published algorithm.
+    const unsigned char example[] = {0x1A, 0,   0,    0,    0x1C, 0,    0,   0,    'L',  'Z',
+                                     'F',  'u', 0xE2, 0xD4, 0x4B, 0x51, 'A', 0,    0x04, ' ',
+                                     'W',  'X', 'Y',  'Z',  0x0D, 'n',  '}', 0x01, 0x0E, 0xB0};
+    const auto bytes = std::as_bytes(std::span(example));
+    EXPECT_EQ(UncompressRtf(bytes), "{\\rtf1 WXYZWXYZWXYZWXYZWXYZ}");
+    for (const std::size_t at : {0u, 8u, 12u, 20u}) {  // size, kind, checksum, contents
+        std::vector<std::byte> damaged(bytes.begin(), bytes.end());
+        damaged[at] ^= std::byte{1};
+        EXPECT_THROW(UncompressRtf(damaged), BadCompressedRtf) << at;
+    }
+}
+
+}  // namespace
+}  // namespace sandbox::outlook

@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sstream>
+#include <thread>
+
+#include "tests/support/fake_clock.h"
+#include "tests/support/temporary_folder.h"
+#include "vek/platform/thread.h"
+#include "vek/trace/file_channel.h"
+#include "vek/trace/file_tracer.h"
+#include "vek/trace/line.h"
+
+namespace {
+
+using namespace vek::trace;
+namespace fs = std::filesystem;
+
+const std::uint32_t kProcess = vek::platform::CurrentProcessId();
+
+class FileChannelTest : public ::testing::Test {
+protected:
+    std::unique_ptr<FileChannel> NewChannel() {
+        return std::make_unique<FileChannel>(FileChannel::Options{tests::Utf8(path_), "1.2.3.4", 1},
+                                             clock_);
+    }
+    std::string Text() const { return tests::ReadFile(path_); }
+    std::string OldText() const { return tests::ReadFile(old_); }
+
+    static constexpr std::uint64_t kBound = FileChannel::kLeastMaxSize;
+
+    tests::FakeClock clock_;
+    tests::TemporaryFolder folder_;
+    const fs::path path_ = folder_.path() / u8"tr\u00E4ce.log";
+    const fs::path old_ = folder_.path() / u8"tr\u00E4ce.log.old";
+};
+
+TEST_F(FileChannelTest, BeginsWithAHeaderAndEndsWithAFooter) {
+    std::ostringstream process;
+    process << kProcess << "(0x" << std::hex << kProcess << ")\r\n";
+    const struct {
+        std::int32_t offset;
+        std::string local, zone;
+    } cases[] = {
+        {0, "2024-03-05 21:07:09", "+0:0"},
+        {330, "2024-03-06 02:37:09", "+5:30"},
+        {-30, "2024-03-05 20:37:09", "-0:30"},
+    };
+    std::string expected;
+    for (const auto& [offset, local, zone] : cases) {
+        clock_.offset_minutes = offset;
+        const auto channel = NewChannel();
+        channel->Append("line\r\n");
+        expected += "OXW TRACE FILE\t Tracer version: 1.2.3.4  UTC time: 2024-03-05 21:07:09";
+        expected += "  Local time: " + local + " (UTC" + zone + ")  PID: " + process.str();
+        EXPECT_EQ(Text(), expected += "line\r\n");  // nothing waits for the file to be closed
+        expected += "End of trace file, local time: " + local + "\r\n";
+    }
+    EXPECT_EQ(Text(), expected);
+}
+
+TEST_F(FileChannelTest, AFullFileIsKeptBesideTheNewOne) {
+    auto channel = NewChannel();
+    std::string all;
+    for (int i = 0; i < 300; ++i) {
+        const std::string line = std::to_string(i).append(" of a line of middling length\r\n");
+        channel->Append(line);
+        all += line;
+        EXPECT_LE(Text().size(), kBound);
+    }
+    EXPECT_LE(OldText().size(), kBound);
+    EXPECT_GT(OldText().size(), kBound - 200);
+    const std::regex edges("(OXW|End of)[^\n]*\n");
+    EXPECT_TRUE(all.ends_with(std::regex_replace(OldText() + Text(), edges, "")));
+
+    channel->Append(std::string(kBound / 2 - 3, 'x') + "\xE2\x82\xAC\r\n");
+    channel->Append("next\r\n");
+    EXPECT_TRUE(Text().ends_with("xx\r\nnext\r\n"));  // cut between two characters
+    channel.reset();
+    EXPECT_LE(Text().size(), kBound);
+}
+
+TEST_F(FileChannelTest, AFileThatCannotBeOpenedIsTriedOnceAMinute) {
+    clock_.ticks = 0xFFFFFFF0;  // wraps meanwhile
+    fs::remove(folder_.path());
+    const auto channel = NewChannel();
+    fs::create_directory(folder_.path());
+    for (int i = 0; i < 60'000; ++i, ++clock_.ticks) channel->Append("lost\r\n");
+    EXPECT_FALSE(fs::exists(path_));
+    channel->Append("kept\r\n");
+    EXPECT_TRUE(Text().starts_with("OXW"));
+    EXPECT_TRUE(Text().ends_with(")\r\nkept\r\n"));
+}
+
+TEST_F(FileChannelTest, AFileThatCannotBeRenamedDoesNotGrow) {
+    fs::create_directories(old_ / "not empty");
+    const auto channel = NewChannel();
+    for (int minute = 0; minute < 3; ++minute, clock_.ticks += 60'000) {
+        for (int i = 0; i < 300; ++i) channel->Append("a line that is soon lost\r\n");
+        EXPECT_LE(Text().size(), kBound);
+        EXPECT_TRUE(Text().ends_with("21:07:09\r\n"));
+    }
+    fs::remove_all(old_);
+    channel->Append("kept\r\n");
+    EXPECT_TRUE(Text().ends_with("\r\nkept\r\n"));
+    EXPECT_NE(OldText().find("soon lost"), std::string::npos);
+}
+
+TEST(FileTracer, GivesWholeLinesInAFileOfTheProcess) {
+    const tests::TemporaryFolder folder;
+    FileTracerConfig config{.folder = "", .name = "mlxo", .version = "1"};
+    const std::string name = "mlxo.vek_tests." + std::to_string(kProcess) + ".log";
+    EXPECT_EQ(TraceLocation(config), tests::Utf8(fs::temp_directory_path() / name));
+
+    const fs::path path = folder.path() / u8"\u00FC" / "deep" / name;
+    config.folder = tests::Utf8(path.parent_path());
+    config.level = level::kError;
+    config.max_size = 70'000;  // one rotation happens meanwhile
+    constexpr int kWriters = 4, kLines = 500;
+    {
+        const TracerPtr tracer = OpenFileTracer(config);
+        std::vector<std::thread> threads;
+        for (int writer = 0; writer < kWriters; ++writer) {
+            threads.emplace_back([&, writer] {
+                for (int i = 0; i < kLines; ++i) {
+                    Write(tracer, level::kError, writer, " ", i, " abcdefghijklmnopqrstuvwxyz");
+                    Write(tracer, level::kWarning, "not taken");
+                }
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+    }
+    const std::string text = tests::ReadFile(fs::path(path) += ".old") + tests::ReadFile(path);
+    const std::regex line("[0-9:.]{12}\t\\d+\t300\t(\\d) (\\d+) abcdefghijklmnopqrstuvwxyz\r\n");
+    int next[kWriters] = {};
+    for (std::sregex_iterator found(text.begin(), text.end(), line), end; found != end; ++found)
+        EXPECT_EQ((*found)[2], std::to_string(next[std::stoi((*found)[1])]++));
+    for (const int count : next) EXPECT_EQ(count, kLines);
+}
+
+}  // namespace

@@ -1,0 +1,157 @@
+#include "vek/remoting/call_sender.h"
+
+#include "vek/core/border.h"
+#include "vek/remoting/call_frame.h"
+#include "vek/trace/line.h"
+
+namespace vek::remoting {
+
+namespace level = trace::level;
+
+// The same steps report themselves under two names.
+struct CallSender::Texts {
+    const char* cannot_place;
+    const char* cannot_unwrap;
+};
+
+namespace {
+
+// Counts a call that may change something, when it starts and when it has ended.
+class ChangeMark {
+public:
+    ChangeMark(CallSender& sender, const CallTarget& target) noexcept
+        : sender_((target.attributes & method_attribute::kReadsOnly) == 0 ? &sender : nullptr) {
+        if (sender_ != nullptr) sender_->CountChange();
+    }
+    ~ChangeMark() {
+        if (sender_ != nullptr) sender_->CountChange();
+    }
+    ChangeMark(const ChangeMark&) = delete;
+    ChangeMark& operator=(const ChangeMark&) = delete;
+
+private:
+    CallSender* const sender_;
+};
+
+// Handles that were let go, on their way with a request. Those of a request that was never sent
+// wait for the next.
+class PendingReleases {
+public:
+    PendingReleases(ReleaseQueue& queue, CallFrame* frame, const Reply& reply)
+        : queue_(queue), reply_(reply), handles_(queue.TakeAll()) {
+        if (frame == nullptr) return;
+        const released_t own = frame->TakeReleased();
+        handles_.insert(handles_.end(), own.begin(), own.end());
+    }
+    ~PendingReleases() {
+        if (!reply_.delivered) queue_.Add(handles_);
+    }
+    PendingReleases(const PendingReleases&) = delete;
+    PendingReleases& operator=(const PendingReleases&) = delete;
+
+    const released_t& handles() const noexcept { return handles_; }
+
+private:
+    ReleaseQueue& queue_;
+    const Reply& reply_;
+    released_t handles_;
+};
+
+}  // namespace
+
+result_t CallSender::SendReceive(const CallTarget& target, const Rope& request,
+                                 Reply& reply) noexcept {
+    static constexpr Texts kTexts{"VEK remoting: cannot place data in out packet",
+                                  "VEK remoting: cannot unwrap reply"};
+    return Exchange(kTexts, target, request, reply);
+}
+
+result_t CallSender::DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,
+                                            Reply& reply) noexcept {
+    static constexpr Texts kTexts{
+        "VEK remoting, DoSendReceiveWithRopes: cannot place data in out packet",
+        "VEK remoting, DoSendReceiveWithRopes: cannot unwrap reply"};
+    return Exchange(kTexts, target, request, reply);
+}
+
+result_t CallSender::Exchange(const Texts& texts, const CallTarget& target, const Rope& request,
+                              Reply& reply) noexcept {
+    const ChangeMark mark(*this, target);
+    reply.delivered = false;
+    return AtBorder([&] { return DoExchange(texts, target, request, reply); });
+}
+
+result_t CallSender::DoExchange(const Texts& texts, const CallTarget& target, const Rope& request,
+                                Reply& reply) {
+    CallFrame* const frame = CallFrame::Current(releases_);
+    const PendingReleases released(releases_, frame, reply);
+
+    serialization::Writer header;
+    WriteRequestHeader(header, target, released.handles());
+    Rope whole;
+    whole.Append(header.Pieces());
+    whole.Append(request.nodes());
+
+    remote::RpcProtocolProcessorOut packet(tracer_);
+    packet.SetCallIdentification(NextCallId(), frame != nullptr ? frame->call_id() : 0);
+    result_t result = packet.SetCallData(whole.nodes());
+    if (Succeeded(result) && packet.PacketSize() > remote::kMaxPacketSize) {
+        result = result::kInvalidSize;
+    }
+    if (Failed(result)) {
+        trace::Write(tracer_, level::kError, texts.cannot_place);
+        return result;
+    }
+    result = Transmit(packet, request, reply);
+    if (Failed(result)) return result;
+
+    serialization::Reader reader(reply.packet.GetCallData());
+    const ReplyHeader reply_header = ReadReplyHeader(reader);
+    result = reader.result();
+    if (!reply.packet.has_call_data() || Failed(result)) {
+        trace::Write(tracer_, level::kError, texts.cannot_unwrap);
+        return Failed(result) ? result : result::kInvalidSize;
+    }
+    reply.registry = &registry_;
+    reply.released = reply_header.released;
+    reply.data = reader.ReadBytes(reader.left());
+    return reply_header.delivery;
+}
+
+result_t CallSender::Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request,
+                              Reply& reply) {
+    auto* const transport = transport_.get();
+    if (transport == nullptr) return result::kRemoteCallFailed;
+    result_t result;
+    if (!request.Has(stream_ids::Handles)) {
+        result = transport->SendReceive(packet, reply.packet);
+    } else {
+        if (features_.effective().transferFileHandles == 0 || !transport->SupportsFiles()) {
+            trace::Write(tracer_, level::kError,
+                         "VEK remoting: Transport does not support SendReceiveWithFiles.");
+            return result::kNotSupported;
+        }
+        result = packet.SetFileHandles(request.handles());
+        if (Failed(result)) {
+            trace::Write(tracer_, level::kError,
+                         "VEK remoting: cannot place handles in out packet");
+            return result;
+        }
+        result = transport->SendReceiveWithFiles(packet, reply.packet);
+    }
+    if (result == result::kNotReady) return result::kRemoteCallFailed;
+    // A peer that has too much to do has not looked at it.
+    reply.delivered = result != result::kInsufficientResources;
+    return result;
+}
+
+// Never 0, which stands for "no call".
+std::uint32_t CallSender::NextCallId() noexcept {
+    std::uint32_t id;
+    do {
+        id = static_cast<std::uint32_t>(++request_number_);
+    } while (id == 0);
+    return id;
+}
+
+}  // namespace vek::remoting

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "vek/remoting/attached_transport.h"
+#include "vek/remoting/call.h"
+#include "vek/remoting/feature_agreement.h"
+#include "vek/remoting/release_queue.h"
+#include "vek/remoting/rope.h"
+#include "vek/remoting/stub_registry.h"
+
+namespace vek::remoting {
+
+// The peer's answer to one call; owns its bytes. When it goes, the kernel handles that came with it
+// are closed and the stubs that the peer has let go are released: not before, since one of them may
+// be what the reply gives.
+struct Reply {
+    Reply() = default;
+    ~Reply() {
+        if (registry != nullptr) static_cast<void>(registry->ReleaseStubs(released));
+    }
+    Reply(const Reply&) = delete;
+    Reply& operator=(const Reply&) = delete;
+
+    remote::RpcProtocolProcessorIn packet;
+    ReceivedHandles handles{packet};
+    bytes_t data;           // the reply data, in `packet`
+    ReleasedList released;  // in `packet`
+    StubRegistry* registry = nullptr;
+    bool delivered = true;  // false: the request certainly never reached the peer
+};
+
+// Sends the calls of one connection. Operations may be called from any thread, several at once, and
+// none raises; it has no lock of its own.
+class CallSender {
+public:
+    // All of them belong to the connection and must outlive the sender.
+    CallSender(const AttachedTransport& transport, ReleaseQueue& releases, StubRegistry& registry,
+               const FeatureAgreement& features, const trace::TracerPtr& tracer) noexcept
+        : transport_(transport),
+          releases_(releases),
+          registry_(registry),
+          features_(features),
+          tracer_(tracer) {}
+
+    // Sends a request, with the handles that wait to be let go, and waits for its reply. The nodes
+    // must stay as they are meanwhile. The code says whether the request was served; the object's
+    // answer is in the reply. Handles of a request that never reached the peer wait again.
+    result_t SendReceive(const CallTarget& target, const Rope& request, Reply& reply) noexcept;
+    // The same for calls of proxies, which carry no kernel handles.
+    result_t DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,
+                                    Reply& reply) noexcept;
+
+    // Counts the calls to the peer that may change what it would answer to others, twice each: when
+    // it starts and when it has ended. What was read while the number stood still is still so.
+    std::uint64_t change_count() const noexcept { return change_count_; }
+    void CountChange() noexcept { ++change_count_; }
+
+    std::uint64_t requests_sent() const noexcept { return request_number_; }
+
+private:
+    struct Texts;
+    result_t Exchange(const Texts& texts, const CallTarget& target, const Rope& request,
+                      Reply& reply) noexcept;
+    result_t DoExchange(const Texts& texts, const CallTarget& target, const Rope& request,
+                        Reply& reply);
+    result_t Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request, Reply& reply);
+    std::uint32_t NextCallId() noexcept;
+
+    const AttachedTransport& transport_;
+    ReleaseQueue& releases_;
+    StubRegistry& registry_;
+    const FeatureAgreement& features_;
+    const trace::TracerPtr& tracer_;
+    std::atomic<std::uint64_t> request_number_{0};
+    std::atomic<std::uint64_t> change_count_{0};
+};
+
+}  // namespace vek::remoting

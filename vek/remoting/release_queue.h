@@ -1,0 +1,51 @@
+#pragma once
+
+#include <mutex>
+#include <new>
+#include <span>
+#include <utility>
+
+#include "vek/remoting/call.h"
+#include "vek/trace/line.h"
+#include "vek/trace/tracer.h"
+
+namespace vek::remoting {
+
+// Handles of proxies that have died, until the peer is told with the next message of the
+// connection. Operations may be called from any thread; the lock is held for none but the queue.
+class ReleaseQueue {
+public:
+    explicit ReleaseQueue(trace::TracerPtr tracer) noexcept : tracer_(std::move(tracer)) {}
+
+    // Handles that there is no memory for stay with the peer until the connection ends; those that
+    // come after Close are dropped.
+    void Add(std::span<const stub_handle_t> handles) noexcept {
+        try {
+            const std::lock_guard guard(lock_);
+            if (!closed_) handles_.insert(handles_.end(), handles.begin(), handles.end());
+        } catch (const std::bad_alloc&) {
+            trace::WriteCurrentException(tracer_);
+        }
+    }
+
+    // Gives the handles that wait and forgets them.
+    released_t TakeAll() noexcept {
+        const std::lock_guard guard(lock_);
+        return std::exchange(handles_, {});
+    }
+
+    // The connection has ended, and the peer's stubs with it.
+    void Close() noexcept {
+        const std::lock_guard guard(lock_);
+        closed_ = true;
+        handles_.clear();
+    }
+
+private:
+    const trace::TracerPtr tracer_;
+    std::mutex lock_;  // guards what follows
+    released_t handles_;
+    bool closed_ = false;
+};
+
+}  // namespace vek::remoting
