@@ -36,7 +36,7 @@ protected:
             body();
             return 0;
         } catch (const helpers::HResultCodeException& exception) {
-            place_ = exception.place().file;
+            place_ = exception.location().file;
             return exception.code();
         }
     }

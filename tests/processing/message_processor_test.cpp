@@ -171,6 +171,13 @@ TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSupplie
               static_cast<std::uint32_t>(MAPI_E_NOT_FOUND));
 }
 
+TEST(EntryId, TakesDigitsOfEitherCaseAndOthersAsZero) {
+    const std::pair<std::u16string_view, std::u16string> kCases[] = {
+        {u"00fFA9", u"00FFA9"}, {u"zz", u"00"}, {u"1z2", u"10"}, {u"g", u""}};
+    for (const auto& [hex, bytes] : kCases)
+        EXPECT_EQ(mapi::EntryIdToHex(mapi::EntryIdFromHex(hex)), bytes);
+}
+
 TEST_F(MessageProcessorTest, TwoChecksAtOnceNeverMixAndAThousandLeaveNothing) {
     const auto processor = Processor();
     script_ = [](bool incoming, IMailMessage& mail) {

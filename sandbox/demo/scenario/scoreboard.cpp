@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "vek/core/result_format.h"
+#include "vek/core/result_text.h"
 
 namespace sandbox::demo {
 namespace {
