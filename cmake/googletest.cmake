@@ -1,7 +1,9 @@
 # GoogleTest is built from Debian's source package for every target alike.
 set(MLXO_GOOGLETEST_DIR /usr/src/googletest CACHE PATH "GoogleTest's source tree")
 if(NOT EXISTS ${MLXO_GOOGLETEST_DIR}/CMakeLists.txt)
-    message(FATAL_ERROR "GoogleTest's sources are not in ${MLXO_GOOGLETEST_DIR}: run scripts/install-tools")
+    message(
+        FATAL_ERROR
+            "GoogleTest's sources are not in ${MLXO_GOOGLETEST_DIR}: run scripts/install-tools")
 endif()
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 set(BUILD_GMOCK ON CACHE BOOL "" FORCE)

@@ -18,19 +18,20 @@ set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
 
 add_library(mlxo_options INTERFACE)
 target_compile_features(mlxo_options INTERFACE cxx_std_20)
-target_include_directories(mlxo_options INTERFACE
-    ${PROJECT_SOURCE_DIR}
-    ${PROJECT_SOURCE_DIR}/instrumental/legacy/core/source
-    ${PROJECT_SOURCE_DIR}/plugins/source
-    ${PROJECT_SOURCE_DIR}/plugins/source/mail/com/source)
-target_compile_options(mlxo_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
-    # Traces name source files: relative to the tree, wherever it was built.
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+target_include_directories(
+    mlxo_options
+    INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/instrumental/legacy/core/source
+              ${PROJECT_SOURCE_DIR}/plugins/source
+              ${PROJECT_SOURCE_DIR}/plugins/source/mail/com/source)
+target_compile_options(
+    mlxo_options
+    INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+              # Traces name source files: relative to the tree, wherever it was built.
+              -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(WIN32)
     # Windows 7 is the oldest host.
-    target_compile_definitions(mlxo_options INTERFACE
-        _WIN32_WINNT=0x0601 WINVER=0x0601 NOMINMAX WIN32_LEAN_AND_MEAN)
+    target_compile_definitions(mlxo_options INTERFACE _WIN32_WINNT=0x0601 WINVER=0x0601 NOMINMAX
+                                                      WIN32_LEAN_AND_MEAN)
 endif()
 
 find_package(Threads REQUIRED)
@@ -70,7 +71,7 @@ function(mlxo_room name)
         add_library(${name} STATIC ${ROOM_SOURCES})
         target_link_libraries(${name} PUBLIC mlxo_options ${ROOM_DEPENDS})
         mlxo_precompile(${name} REUSE_FROM standard_headers)
-    else()  # headers alone
+    else() # headers alone
         add_library(${name} INTERFACE)
         target_link_libraries(${name} INTERFACE mlxo_options ${ROOM_DEPENDS})
     endif()

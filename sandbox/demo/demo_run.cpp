@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "mapi/entry_id.h"
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
 #include "product/state/text_file.h"

@@ -5,17 +5,22 @@
 #include <map>
 #include <thread>
 
+#include "processing/message_processor.h"
+#include "product/in_process_product.h"
+#include "product/mail_scanner.h"
 #include "product/process/product_process.h"
 #include "product/rules.h"
 #include "product/scanner_engine.h"
 #include "product/state/process_start.h"
-#include "tests/model/disturbed_mail.h"
 #include "tests/product/product_folder.h"
+#include "tests/support/installed_product.h"
+#include "tests/support/mail_fixture.h"
 #include "vek/platform/thread.h"
 
 namespace plugins::mail_processing {
 namespace {
 
+namespace outlook = sandbox::outlook;
 using outlook_call = outlook::Call;
 using std::chrono::steady_clock;
 
@@ -49,25 +54,35 @@ Content Difference(const Content& before, const Content& after) {
     return changes;
 }
 
-class SecondProcess : public DisturbedMail {
+class SecondProcess : public tests::MailFixture {
 protected:
     SecondProcess() {
-        Edit([](outlook::MessageRecord& record) {
-            outlook::PropertyBag image;
-            image.Set(mapi::tag::kAttachMethod, outlook::PropertyValue::Long(ATTACH_BY_VALUE));
-            image.Set(mapi::tag::kAttachMimeTagA, outlook::PropertyValue::Text("image/png"));
-            image.Set(mapi::tag::kAttachDataBin,
-                      outlook::PropertyValue::Binary(std::string(2 << 20, 'x')));
-            record.AddAttachment(std::move(image));
-        });
+        Set(mapi::tag::kBodyHtmlA, "<html>text</html>");
+        Set(mapi::tag::kTransportMessageHeadersA, "A: b\r\nContent-Type: text/plain\r\n");
+        Attach("text/plain", ATTACH_BY_VALUE, "content");
+        Attach("text/plain", ATTACH_OLE, "content");
+        Attach("image/png", ATTACH_BY_VALUE, std::string(2 << 20, 'x'));
         before_ = *mapi_.store().Find(entry_id_);
-        script_ = [](bool incoming, IMailMessage& mail) {
-            const reference_product::ScannerEngine engine(
-                reference_product::ParseRules(kRules, "").rules);
-            return engine.Check(incoming, mail).result;
-        };
-        whole_ = Check(*Processor(services_));
+        using namespace reference_product;
+        const auto product = vek::MakeObject<InProcessProduct>(vek::MakeObject<MailScanner>(
+            std::make_shared<ScannerEngine>(ParseRules(kRules, "").rules)));
+        loader::ServiceAccess services{[&](vek::RefPtr<ILoader>& loader) {
+            loader = product;
+            return vek::result::kOk;
+        }};
+        whole_ = Check(*Processor(services));
         EXPECT_GE(whole_.size(), 8u);
+    }
+
+    void Attach(const char* type, LONG method, std::string content) {
+        Edit([&](outlook::MessageRecord& record) {
+            outlook::PropertyBag data;
+            data.Set(mapi::tag::kAttachMethod, outlook::PropertyValue::Long(method));
+            data.Set(mapi::tag::kAttachMimeTagA, outlook::PropertyValue::Text(type));
+            data.Set(mapi::tag::kAttachFilenameA, outlook::PropertyValue::Text("data.txt"));
+            data.Set(mapi::tag::kAttachDataBin, outlook::PropertyValue::Binary(std::move(content)));
+            record.AddAttachment(std::move(data));
+        });
     }
 
     std::shared_ptr<MessageProcessor> Processor(loader::ServiceAccess& services) {
@@ -86,6 +101,7 @@ protected:
         return Difference(ContentOf(before_), ContentOf(*saved));
     }
 
+    outlook::MessageRecord before_;
     Content whole_;  // by a product in this process
     tests::ProductFolder product_process_{kRules};
     tests::InstalledAt installed_{product_process_.library()};

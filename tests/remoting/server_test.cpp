@@ -3,9 +3,10 @@
 #include <thread>
 
 #include "common/remoting/remote_interfaces.h"
+#include "processing/message_processor.h"
 #include "product/mail_scanner.h"
-#include "tests/product/fake_message.h"
 #include "tests/remoting/pair_fixture.h"
+#include "tests/support/mail_fixture.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
 
@@ -27,7 +28,18 @@ result_t LookFromTwoThreads(bool, IMailMessage& message) {
     return vek::Failed(code) ? code : message.SetSubject(here + u"!");
 }
 
-struct RemotingServer : testing::Test {
+// The other end of a connection as the process's loader.
+struct ConnectionLoader final : vek::ObjectImpl<plugins::ILoader> {
+    explicit ConnectionLoader(remoting::Connection& connection) {
+        EXPECT_EQ(connection.GetServiceLocator(locator), result::kOk);
+    }
+    result_t GetInterface(vek::interface_id_t id, void** object) noexcept override {
+        return locator->QueryInterface(id, object);
+    }
+    RefPtr<vek::IServiceLocator> locator;
+};
+
+struct RemotingServer : MailFixture {
     RemotingServer() {
         remoting::ServerConfig config;
         config.endpoint.local_id = vek::platform::CurrentProcessId();
@@ -62,20 +74,21 @@ TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
     for (int client = 0; client < 4; ++client) {
         threads.emplace_back([this] {
             const auto connection = Connect();
-            RefPtr<vek::IServiceLocator> locator;
-            RefPtr<IMailScanner> scanner;
-            ASSERT_EQ(connection->GetServiceLocator(locator), result::kOk);
-            ASSERT_EQ(
-                locator->GetInterface(IMailScanner::kInterfaceId, nullptr, scanner.put_void()),
-                result::kOk);
+            plugins::loader::ServiceAccess services{[&](RefPtr<plugins::ILoader>& loader) {
+                loader = vek::MakeObject<ConnectionLoader>(*connection);
+                return result::kOk;
+            }};
             std::vector<std::thread> callers;
             for (int caller = 0; caller < 3; ++caller) {
                 callers.emplace_back([&] {
+                    const auto processor = plugins::mail_processing::MessageProcessor::Create(
+                        nullptr, functions_, nullptr,
+                        {vek::platform::TheSystem(), clock_, services, tracer_});
                     for (int round = 0; round < 10; ++round) {
-                        const auto message = vek::MakeObject<reference_product::FakeMessage>();
-                        message->subject = u"s";
-                        EXPECT_EQ(scanner->CheckMessage(1, true, message.get()), result::kOk);
-                        EXPECT_EQ(message->subject, u"s!");
+                        const std::string id = mapi_.store().Add(*mapi_.store().Find(entry_id_));
+                        processor->ProcessMessage(mapi_.OpenMessage(id).get(), true, false);
+                        const auto saved = mapi_.store().Find(id);
+                        EXPECT_EQ(*saved->properties.Find(tag::kSubjectW)->content(), "Hello!");
                     }
                 });
             }

@@ -9,8 +9,8 @@
 #include "common/remoting/interface_descriptions.h"
 #include "common/remoting/remote_interfaces.h"
 #include "product/mail_scanner.h"
-#include "tests/product/fake_message.h"
 #include "tests/remoting/pair_fixture.h"
+#include "tests/support/content_fixture.h"
 
 namespace tests {
 namespace {
@@ -151,7 +151,9 @@ bool Matches(std::span<const int> shown, std::span<const std::byte> sent) {
     return Matches(shown.subspan(1), sent) || (!sent.empty() && Matches(shown, sent.subspan(1)));
 }
 
-TEST(DocumentedBytes, AreThoseOfTheSettings) {
+using DocumentedBytes = ContentFixture;
+
+TEST_F(DocumentedBytes, AreThoseOfTheSettings) {
     vek::serialization::Writer writer;
     Serialize(writer, MailPluginSettings{true, false, {}, {1, 0, 2}});
     constexpr unsigned char kBytes[] = {0x1C, 0xE8, 0x71, 0x3B, 1, 0, 0, 0x5C, 0x85, 0x80, 0x66, 1,
@@ -159,7 +161,7 @@ TEST(DocumentedBytes, AreThoseOfTheSettings) {
     EXPECT_TRUE(std::ranges::equal(writer.Pieces()[0], std::as_bytes(std::span(kBytes))));
 }
 
-TEST(DocumentedBytes, AreThoseOfACheck) {
+TEST_F(DocumentedBytes, AreThoseOfACheck) {
     Pair pair(plugins::remoting::RemoteInterfaces(),
               RefPtr<IMailScanner>(vek::MakeObject<reference_product::MailScanner>(
                   std::make_shared<reference_product::ScannerEngine>())));
@@ -173,15 +175,15 @@ TEST(DocumentedBytes, AreThoseOfACheck) {
     pair.client_wire->tamper_request = pair.server_wire->tamper_reply = keep('>');
     pair.server_wire->tamper_request = pair.client_wire->tamper_reply = keep('<');
     {
-        const auto message = vek::MakeObject<reference_product::FakeMessage>();
-        message->subject = u"Minutes of Monday's site meeting";
-        message->plain.emplace().content = "Tom,\r\n\r\n" + std::string(265, 'x');
+        Set(tag::kSubjectW, "Minutes of Monday's site meeting");
+        Set(tag::kBodyA, "Tom,\r\n\r\n" + std::string(265, 'x'));
+        OpenMail();
         RefPtr<vek::IServiceLocator> locator;
         RefPtr<IMailScanner> scanner;
         ASSERT_EQ(pair.client->GetServiceLocator(locator), result::kOk);
         ASSERT_EQ(locator->GetInterface(IMailScanner::kInterfaceId, nullptr, scanner.put_void()),
                   result::kOk);
-        EXPECT_EQ(scanner->CheckMessage(6626, true, message.get()), result::kOk);
+        EXPECT_EQ(scanner->CheckMessage(6626, true, mail_.get()), result::kOk);
     }
     EXPECT_EQ(sent.size(), 2 * (2 + 1 + 10u));
 

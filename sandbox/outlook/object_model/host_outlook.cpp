@@ -1,5 +1,6 @@
 #include "sandbox/outlook/object_model/host_outlook.h"
 
+#include "mapi/entry_id.h"
 #include "sandbox/outlook/object_model/exchange_callback.h"
 #include "vek/platform/clock.h"
 
