@@ -121,8 +121,8 @@ void ReadAttachmentDispatched(benchmark::State& state) {
 }
 BENCHMARK(ReadAttachmentDispatched)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
 
-// The floor of the dispatched read: the store's stream is read by the thread that it belongs to, and
-// each read is asked for and answered by an event.
+// The floor of the dispatched read: the store's stream is read by the thread that it belongs to,
+// and each read is asked for and answered by an event.
 void ReadStoreStreamHandedOver(benchmark::State& state) {
     const bench::OneProcessor pinned;
     auto& system = platform::TheSystem();

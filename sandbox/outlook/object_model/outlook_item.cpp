@@ -23,7 +23,6 @@ OpenMessage& Opened(IMessage& message) { return static_cast<OpenMessage&>(messag
 
 }  // namespace
 
-
 OutlookItem::OutlookItem(std::shared_ptr<ObjectModel> model, MapiSubsystem& mapi,
                          std::string entry_id, Traits traits)
     : model_(std::move(model)),
