@@ -111,13 +111,13 @@ struct Twins {
 
 TEST(DataStreamProxy, AnswersAsTheStreamItself) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
-        const auto far = std::make_shared<byte_vector>(Pattern(250000));
-        const auto near = std::make_shared<byte_vector>(*far);
+        const auto remote_side = std::make_shared<byte_vector>(Pattern(250000));
+        const auto own_side = std::make_shared<byte_vector>(*remote_side);
         // Two streams over one content: what one writes the other reads.
         Pair one(plugins::remoting::RemoteInterfaces(),
-                 RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(far)));
+                 RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(remote_side)));
         const auto first = one.Service<IDataStream>();
-        const auto other = vek::MakeObject<MemoryStream>(far);
+        const auto other = vek::MakeObject<MemoryStream>(remote_side);
         RefPtr<IDataStream> second;
         remoting::stub_handle_t handle;
         ASSERT_EQ(one.server->registry().CreateStub(IDataStream::kInterfaceId, other.get(), handle),
@@ -127,15 +127,15 @@ TEST(DataStreamProxy, AnswersAsTheStreamItself) {
                                                          remoting::StubAddress{one.client, handle}),
                                                      second.put_void()),
                   result::kOk);
-        const auto near_first = vek::MakeObject<MemoryStream>(near);
-        const auto near_second = vek::MakeObject<MemoryStream>(near);
+        const auto near_first = vek::MakeObject<MemoryStream>(own_side);
+        const auto near_second = vek::MakeObject<MemoryStream>(own_side);
         std::mt19937 random(seed);
         for (int step = 0; step < 300; ++step) {
             Twins twins =
                 random() % 3 != 0 ? Twins{*first, *near_first} : Twins{*second, *near_second};
             ASSERT_TRUE(twins.Do(random)) << "seed " << seed << ", step " << step;
         }
-        ASSERT_EQ(*far, *near);
+        ASSERT_EQ(*remote_side, *own_side);
     }
 }
 
