@@ -32,8 +32,8 @@ struct ProtocolFeatures {
 // The abilities that this tree's ends announce.
 inline constexpr ProtocolFeatures kAllFeatures{1, 1, 1, 1};
 
-// Gives the abilities that both ends have. kInvalidVersion when a byte of either is neither 0 nor 1, or a feature of
-// `required` is missing: the ends cannot work together.
+// Gives the abilities that both ends have. kInvalidVersion when a byte of either is neither 0 nor
+// 1, or a feature of `required` is missing: the ends cannot work together.
 result_t CalculateEffectiveFeatures(const ProtocolFeatures& mine, const ProtocolFeatures& peer,
                                     const ProtocolFeatures& required,
                                     ProtocolFeatures& effective) noexcept;
