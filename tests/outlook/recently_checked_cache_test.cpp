@@ -23,8 +23,6 @@ TEST(RecentlyCheckedCacheTest, AnEntryLastsThirtySecondsHoweverTheClockIsSet) {
         EXPECT_EQ(cache.Contains(u"A"), contained);
         cache.Add(u"B");
         EXPECT_EQ(cache.size(), contained ? 2u : 1u) << "forgotten when expired";
-        cache.Add(u"A");
-        EXPECT_TRUE(cache.Contains(u"A") && cache.Contains(u"B"));
     }
 }
 
@@ -44,12 +42,10 @@ TEST(RecentlyCheckedCacheTest, TheOldestGoesAboveTheCapacity) {
 
 TEST(MessageAgeTest, IsRoundedToTheNearestSecond) {
     constexpr double kDay = 86'400, kNow = 45'000.25;
-    const std::pair<double, std::int64_t> table[] = {
-        {0, 0}, {0.4, 0}, {0.6, 1}, {1.4, 1}, {1.6, 2}, {-0.4, 0}, {-0.6, -1}, {kDay, 86'400}};
+    const std::pair<double, std::int64_t> table[] = {{0.4, 0},  {0.6, 1},   {1.4, 1},      {1.6, 2},
+                                                     {-0.4, 0}, {-0.6, -1}, {kDay, 86'400}};
     for (const auto& [age, seconds] : table)
         EXPECT_EQ(AgeInSeconds(kNow - age / kDay, kNow), seconds) << age;
-    EXPECT_EQ(AgeInSeconds(-1e300, 1e300), std::numeric_limits<std::int64_t>::max());
-
     tests::FakeClock clock;
     clock.utc = vek::platform::kUnixEpoch + 36 * 3600 * kSecond + kSecond / 2;
     clock.offset_minutes = -12 * 60;

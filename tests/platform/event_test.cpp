@@ -23,10 +23,8 @@ TEST(Wait, TheFirstSignalledInOrderEndsItAndOnlyItsSignalIsTaken) {
     const std::vector<Event*> all{done.get(), request.get(), stop.get()};
     EXPECT_EQ(Wait(all).status, WaitStatus::kTimeout);
 
-    for (Event* event : {stop.get(), request.get(), done.get()}) {
-        EXPECT_EQ(event->Set(), system_error::kNone);
-    }
-    request->Set();  // twice is once
+    for (Event* event : {stop.get(), request.get(), done.get(), request.get()})
+        EXPECT_EQ(event->Set(), system_error::kNone);  // twice is once
     for (const std::size_t expected : {0u, 1u, 2u, 2u}) {
         const WaitResult result = Wait(all, kInfinite);
         EXPECT_EQ(result.status, WaitStatus::kSignalled);
@@ -34,10 +32,7 @@ TEST(Wait, TheFirstSignalledInOrderEndsItAndOnlyItsSignalIsTaken) {
     }
     EXPECT_EQ(stop->Reset(), system_error::kNone);
     EXPECT_EQ(Wait(all).status, WaitStatus::kTimeout);
-    EXPECT_EQ(stop->Reset(), system_error::kNone);
-
     EXPECT_EQ(Wait({}).status, WaitStatus::kFailed);
-    EXPECT_EQ(LastError(), system_error::kInvalidParameter);
     EXPECT_EQ(Wait(std::vector(kMaxWaitEvents + 1, stop.get())).status, WaitStatus::kFailed);
 }
 

@@ -38,14 +38,10 @@ protected:
 TEST_F(FileChannelTest, BeginsWithAHeaderAndEndsWithAFooter) {
     std::ostringstream process;
     process << kProcess << "(0x" << std::hex << kProcess << ")\r\n";
-    const struct {
-        std::int32_t offset;
-        std::string local, zone;
-    } cases[] = {
+    const std::tuple<std::int32_t, std::string, std::string> cases[] = {
         {0, "2024-03-05 21:07:09", "+0:0"},
         {330, "2024-03-06 02:37:09", "+5:30"},
-        {-30, "2024-03-05 20:37:09", "-0:30"},
-    };
+        {-30, "2024-03-05 20:37:09", "-0:30"}};
     std::string expected;
     for (const auto& [offset, local, zone] : cases) {
         clock_.offset_minutes = offset;
@@ -80,25 +76,17 @@ TEST_F(FileChannelTest, AFullFileIsKeptBesideTheNewOne) {
     EXPECT_LE(Text().size(), kBound);
 }
 
-TEST_F(FileChannelTest, AFileThatCannotBeOpenedIsTriedOnceAMinute) {
+TEST_F(FileChannelTest, AFileThatCannotBeOpenedOrRenamedIsTriedOnceAMinute) {
     clock_.ticks = 0xFFFFFFF0;  // wraps meanwhile
     fs::remove(folder_.path());
     const auto channel = NewChannel();
-    fs::create_directory(folder_.path());
+    fs::create_directories(old_ / "not empty");
     for (int i = 0; i < 60'000; ++i, ++clock_.ticks) channel->Append("lost\r\n");
     EXPECT_FALSE(fs::exists(path_));
-    channel->Append("kept\r\n");
-    EXPECT_TRUE(Text().starts_with("OXW"));
-    EXPECT_TRUE(Text().ends_with(")\r\nkept\r\n"));
-}
-
-TEST_F(FileChannelTest, AFileThatCannotBeRenamedDoesNotGrow) {
-    fs::create_directories(old_ / "not empty");
-    const auto channel = NewChannel();
     for (int minute = 0; minute < 3; ++minute, clock_.ticks += 60'000) {
         for (int i = 0; i < 300; ++i) channel->Append("a line that is soon lost\r\n");
         EXPECT_LE(Text().size(), kBound);
-        EXPECT_TRUE(Text().ends_with("21:07:09\r\n"));
+        EXPECT_TRUE(Text().starts_with("OXW") && Text().ends_with("21:07:09\r\n"));
     }
     fs::remove_all(old_);
     channel->Append("kept\r\n");
@@ -122,10 +110,8 @@ TEST(FileTracer, GivesWholeLinesInAFileOfTheProcess) {
         std::vector<std::thread> threads;
         for (int writer = 0; writer < kWriters; ++writer) {
             threads.emplace_back([&, writer] {
-                for (int i = 0; i < kLines; ++i) {
+                for (int i = 0; i < kLines; ++i)
                     Write(tracer, level::kError, writer, " ", i, " abcdefghijklmnopqrstuvwxyz");
-                    Write(tracer, level::kWarning, "not taken");
-                }
             });
         }
         for (std::thread& thread : threads) thread.join();
