@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <cstring>
-#include <new>
 #include <optional>
 #include <thread>
 
@@ -23,6 +21,7 @@ using mail_processing::IMailScanner;
 using product_info::RemoteAddress;
 using reference_product::InProcessProduct;
 using vek::result_t;
+using View = std::string_view;
 
 // The answer of each step on the way to the product.
 struct Plan {
@@ -43,25 +42,23 @@ vek::RefPtr<InProcessProduct> NewProduct() {
 // The product of a plan. The library's export has no context: it serves `current`.
 struct Product final : vek::platform::LibraryLoader {
     explicit Product(Plan wanted) { Install(std::move(wanted)); }
-
     void Install(Plan wanted) {
-        installed.reset();
-        plan = std::move(wanted);
-        installed.emplace(plan.path);
         current = this;
+        plan = std::move(wanted);
+        installed.reset();
+        installed.emplace(plan.path);
     }
 
     struct Loaded final : vek::platform::Library {
         Loaded() { ++current->libraries; }
         ~Loaded() override { --current->libraries; }
         Symbol Find(const char* name) const noexcept override {
-            const bool known = std::strcmp(name, "vekGetObjectFactory") == 0;
-            return current->plan.exported && known ? reinterpret_cast<Symbol>(&GetFactory)
-                                                   : nullptr;
+            const bool exported = current->plan.exported && name == View("vekGetObjectFactory");
+            return exported ? reinterpret_cast<Symbol>(&GetFactory) : nullptr;
         }
         Symbol FindOrdinal(std::uint16_t) const noexcept override { return nullptr; }
     };
-    std::unique_ptr<vek::platform::Library> Load(std::string_view path) override {
+    std::unique_ptr<vek::platform::Library> Load(View path) override {
         return plan.library && path == plan.path ? std::make_unique<Loaded>() : nullptr;
     }
 
@@ -69,7 +66,7 @@ struct Product final : vek::platform::LibraryLoader {
         ~Info() override { EXPECT_GT(current->libraries, 0); }  // its code is in there
         result_t CreateObject(const char* name, vek::interface_id_t id,
                               void** object) noexcept override {
-            if (std::strcmp(name, "ai_loader_remote_object") != 0) return result::kInvalidArgument;
+            if (name != View("ai_loader_remote_object")) return result::kInvalidArgument;
             const bool gives = vek::Succeeded(current->plan.object) && current->plan.gives_object;
             return gives ? QueryInterface(id, object) : current->plan.object;
         }
@@ -109,9 +106,9 @@ struct Product final : vek::platform::LibraryLoader {
 // The scanner tells the connections apart.
 std::pair<result_t, vek::RefPtr<IMailScanner>> Ask(ILoader& loader) {
     vek::RefPtr<IServiceLocator> locator;
+    vek::RefPtr<IMailScanner> scanner;
     result_t code = loader.GetInterface(0x68E33FCA, locator.put_void());
     EXPECT_EQ(vek::Succeeded(code), static_cast<bool>(locator));
-    vek::RefPtr<IMailScanner> scanner;
     if (locator)
         code = locator->GetInterface(IMailScanner::kInterfaceId, nullptr, scanner.put_void());
     return {code, scanner};
@@ -142,16 +139,13 @@ TEST(ProductLoader, NamesEachFailureAndConnectsOnceItIsMended) {
         Plan plan;
         row.spoil(plan);
         Product product(plan);
-        {
-            const auto loader = product.MakeLoader();
-            for (std::size_t attempt = 1; attempt <= 2; ++attempt) {
-                EXPECT_EQ(Ask(*loader).first, row.expected);
-                EXPECT_EQ(product.tracer->Count("500 Product is not reached: "), attempt);
-            }
-            EXPECT_EQ(product.libraries, 0);
-            product.Install({});
-            EXPECT_EQ(Ask(*loader).first, result::kOk);
-        }
+        auto loader = product.MakeLoader();
+        for (int attempt = 0; attempt < 2; ++attempt) EXPECT_EQ(Ask(*loader).first, row.expected);
+        EXPECT_EQ(product.libraries, 0);
+        product.Install({});
+        EXPECT_EQ(Ask(*loader).first, result::kOk);
+        EXPECT_EQ(product.tracer->Count("500 Product is not reached: "), 2u);
+        loader.reset();
         EXPECT_EQ(product.libraries, 0);
     }
 }
@@ -192,8 +186,7 @@ struct Master final : vek::remoting::MasterObject {
     result_t Lock() noexcept override { return result::kOk; }
     void Unlock() noexcept override {}
     result_t GetServiceLocator(vek::RefPtr<IServiceLocator>& locator) noexcept override {
-        locator = NewProduct();
-        return result::kOk;
+        return locator = NewProduct(), result::kOk;
     }
 };
 

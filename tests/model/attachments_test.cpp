@@ -1,11 +1,10 @@
 #include "sandbox/outlook/compound_file.h"
-#include "tests/support/content_fixture.h"
+#include "tests/support/mail_fixture.h"
 
 namespace plugins::mail_processing {
 namespace {
 
 using sandbox::outlook::AttachmentRecord;
-using sandbox::outlook::PropertyValue;
 using sandbox::outlook::StorageNode;
 using vek::result_t;
 namespace tag = mapi::tag;
@@ -18,17 +17,28 @@ protected:
     void Add(ULONG method, const std::string& name,
              const std::function<void(AttachmentRecord&)>& change = {}) {
         Edit([&](auto& record) {
-            AttachmentRecord& added = record.AddAttachment({});
-            added.properties.Set(tag::kAttachMethod,
-                                 PropertyValue::Long(static_cast<std::int32_t>(method)));
-            added.properties.Set(tag::kDisplayNameA, PropertyValue::Text(name));
+            AttachmentRecord& added = record.AddAttachment(
+                Bag({{tag::kAttachMethod, Value::Long(static_cast<std::int32_t>(method))},
+                     {tag::kDisplayNameA, Text(name)}}));
             if (change) change(added);
         });
     }
     void AddFile(const std::string& name, const std::string& content) {
         Add(ATTACH_BY_VALUE, name, [&](auto& added) {
-            added.properties.Set(tag::kAttachDataBin, PropertyValue::Binary(content));
+            added.properties.Set(tag::kAttachDataBin, Value::Binary(content));
         });
+    }
+    void AddStorage() {
+        Add(ATTACH_OLE, "storage", [](auto& added) { added.storage = Storage(); });
+    }
+    // The content of an OLE object that is a storage only.
+    static std::shared_ptr<StorageNode> Storage() {
+        auto root = std::make_shared<StorageNode>();
+        for (const char16_t* name : {u"CONTENTS", u"\1Ole"}) {
+            auto& node = root->inside[name] = std::make_shared<StorageNode>();
+            node->bytes = std::make_shared<const std::string>(5000, 'x');
+        }
+        return root;
     }
     void Open() {
         OpenMail();
@@ -62,18 +72,15 @@ TEST_F(AttachmentsTest, TheMethodDecidesWhatIsReached) {
     };
     for (const auto& each : cases) Add(each.method, std::to_string(each.method));
     Open();
-    for (int pass = 0; pass < 2; ++pass) {
-        for (const auto& each : cases) {
-            SCOPED_TRACE(each.method);
-            EXPECT_EQ(Next(), each.next);
-            if (!one_) continue;
-            EXPECT_EQ(Name(), std::to_string(each.method));
-            EXPECT_EQ(OpenStream(kRead), each.opened);
-        }
-        EXPECT_EQ(Next(), result::kOk);
-        EXPECT_FALSE(one_);
-        EXPECT_EQ(all_->Reset(), result::kOk);
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.method);
+        EXPECT_EQ(Next(), each.next);
+        if (!one_) continue;
+        EXPECT_EQ(Name(), std::to_string(each.method));
+        EXPECT_EQ(OpenStream(kRead), each.opened);
     }
+    EXPECT_EQ(Next(), result::kOk);
+    EXPECT_FALSE(one_) << "the end";
 }
 
 TEST_F(AttachmentsTest, IsFoundByItsDisplayName) {
@@ -97,9 +104,7 @@ TEST_F(AttachmentsTest, NamesFallBackFromOneToTheNext) {
                                                    {tag::kAttachLongFilenameA, "long.html"},
                                                    {tag::kAttachFilenameA, "SHORT.HTM"}};
     for (const auto& [property, name] : names)
-        Edit([&](auto& record) {
-            record.attachments[0].properties.Set(property, PropertyValue::Text(name));
-        });
+        Edit([&](auto& record) { record.attachments[0].properties.Set(property, Text(name)); });
     for (const auto& [property, name] : names) {
         Open();
         ASSERT_EQ(Next(), result::kOk);
@@ -118,7 +123,6 @@ TEST_F(AttachmentsTest, WhatIsChangedIsSavedWithItsLastUser) {
     Open();
     ASSERT_EQ(all_->Find(u"c.txt", one_.put()), result::kOk);
     EXPECT_EQ(one_->Delete(), result::kOk);
-    EXPECT_EQ(tracer_->Count("700 Delete attach 2"), 1u);
     EXPECT_EQ(one_->Delete(), kMapiNotFound);
     EXPECT_EQ(mapi_.store().Find(entry_id_)->attachments.size(), 3u);
     Open();
@@ -146,53 +150,30 @@ TEST_F(AttachmentsTest, WhatIsChangedIsSavedWithItsLastUser) {
     EXPECT_EQ(OpenStream(kRead), result::kOk);
 }
 
-// The content of an OLE object that is a storage only.
-std::shared_ptr<StorageNode> Storage() {
-    auto root = std::make_shared<StorageNode>();
-    for (const char16_t* name : {u"CONTENTS", u"\1Ole"}) {
-        auto& node = root->inside[name] = std::make_shared<StorageNode>();
-        node->bytes = std::make_shared<const std::string>(5000, 'x');
-    }
-    return root;
-}
-
 TEST_F(AttachmentsTest, AnOleObjectIsReadOnOneOfThreeRoads) {
-    const struct {
-        const char* what;
-        result_t written;
-        std::size_t by_object, by_bytes, blocked;  // traces of a probe, a read and a write
-    } cases[] = {{"object", result::kOk, 3, 0, 0},
-                 {"binary", result::kOk, 0, 3, 0},
-                 {"storage", result::kNotSupported, 0, 0, 1}};
-    for (const auto& each : cases) {
-        SCOPED_TRACE(each.what);
+    const std::pair<const char*, result_t> cases[] = {
+        {"object", result::kOk}, {"binary", result::kOk}, {"storage", result::kNotSupported}};
+    for (const auto& [what, written] : cases) {
+        SCOPED_TRACE(what);
         Edit([](auto& record) { record.attachments.clear(); });
-        Add(ATTACH_OLE, each.what, [&](auto& added) {
-            added.binary_only = each.by_bytes != 0;
-            if (each.blocked != 0) {
-                added.storage = Storage();
-            } else {
-                added.properties.Set(tag::kAttachDataBin, PropertyValue::Binary(each.what));
-            }
-        });
-        tracer_ = std::make_shared<tests::RecordingTracer>();
+        if (vek::Failed(written)) {
+            AddStorage();
+        } else {
+            Add(ATTACH_OLE, what, [&](auto& added) {
+                added.binary_only = what[0] == 'b';
+                added.properties.Set(tag::kAttachDataBin, Value::Binary(what));
+            });
+        }
         Open();
         ASSERT_EQ(Next(), result::kOk);
         ASSERT_EQ(OpenStream(kRead), result::kOk);
-        EXPECT_EQ(Read(6) == std::string_view(each.what).substr(0, 6), each.blocked == 0);
-        EXPECT_EQ(OpenStream(kReadWrite), each.written);
-        EXPECT_EQ(tracer_->Count("700 Stream initialized by DATA_OBJ"), each.by_object);
-        EXPECT_EQ(tracer_->Count("700 Stream initialized by DATA_BIN"), each.by_bytes);
-        EXPECT_EQ(tracer_->Count("700 Write request blocked, because it's an OLE attachment"),
-                  each.blocked);
-        const std::size_t opened = 3 - each.blocked + each.by_object + each.by_bytes;
-        EXPECT_EQ(tracer_->Count("700 Stream initialized"), opened);
-        Close();
+        EXPECT_EQ(Read(6) == what, !vek::Failed(written));
+        EXPECT_EQ(OpenStream(kReadWrite), written);
     }
 }
 
 TEST_F(AttachmentsTest, AStorageIsReadOnceAsACompoundFile) {
-    Add(ATTACH_OLE, "chart", [](auto& added) { added.storage = Storage(); });
+    AddStorage();
     Open();
     ASSERT_EQ(Next(), result::kOk);
     ASSERT_EQ(OpenStream(kRead), result::kOk);
@@ -204,8 +185,6 @@ TEST_F(AttachmentsTest, AStorageIsReadOnceAsACompoundFile) {
     const std::string content = first + Read(size - size / 2);
     EXPECT_EQ(content.size(), size);
     EXPECT_EQ(Read(), "");
-    EXPECT_EQ(tracer_->Count("700 bytes read: "), 3u);
-    EXPECT_EQ(tracer_->Count("700 Get size result: " + std::to_string(size)), 1u);
     EXPECT_EQ(Write("x"), result::kAccessDenied);
     EXPECT_EQ(stream_->SetSize(0), result::kAccessDenied);
     EXPECT_EQ(stream_->Commit(), result::kOk);
@@ -218,20 +197,17 @@ TEST_F(AttachmentsTest, AStorageIsReadOnceAsACompoundFile) {
 }
 
 TEST_F(AttachmentsTest, AStorageThatCannotBeCopiedIsNotReached) {
-    constexpr result_t kDiskError = 0x80040116;
-    Add(ATTACH_OLE, "chart", [](auto& added) { added.storage = Storage(); });
+    AddStorage();
     Open();
     const std::uint32_t before = mapi_.faults().Total();
     ASSERT_EQ(Next(), result::kOk);
-    const std::uint32_t calls = mapi_.faults().Total() - before;
     std::uint32_t reached = 0;
-    for (std::uint32_t nth = 1; nth <= calls; ++nth) {
-        one_.reset();
+    for (std::uint32_t nth = mapi_.faults().Total() - before; nth > 0; --nth) {
         ASSERT_EQ(all_->Reset(), result::kOk);
         mapi_.faults().FailNthOfAll(nth, MAPI_E_DISK_ERROR);
         const result_t code = Next();
-        if (code != kDiskError) ++reached;
-        EXPECT_TRUE(code == kDiskError || code == result::kOk) << nth << ": " << code;
+        if (code == result::kOk) ++reached;
+        EXPECT_TRUE(code == 0x80040116 || code == result::kOk) << nth << ": " << code;
         mapi_.faults().Clear();
     }
     EXPECT_EQ(reached, 2u) << "the storage opens where the two streams do not";

@@ -22,10 +22,9 @@ protected:
 };
 
 TEST_F(PropertiesAccessorTest, ReadsEachTypeOnceAndRemembersWhatIsMissing) {
-    using sandbox::outlook::PropertyValue;
-    Set(tag::kSenderEntryId, PropertyValue::Binary(std::string("\1\0\2", 3)));
-    Set(0x30080006, PropertyValue::Currency(-5'000'000'000));
-    Set(0x0E060003, PropertyValue::Long(-7));
+    Set(tag::kSenderEntryId, Value::Binary(std::string("\1\0\2", 3)));
+    Set(0x30080006, Value::Currency(-5'000'000'000));
+    Set(0x0E060003, Value::Long(-7));
     const auto accessor = Open();
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(accessor->GetProperty<std::string>(tag::kSubjectA), "Hello");
@@ -41,8 +40,6 @@ TEST_F(PropertiesAccessorTest, ReadsEachTypeOnceAndRemembersWhatIsMissing) {
                   vek::result::kInvalidType);
     }
     EXPECT_EQ(Calls(outlook_call::kGetProps), 7u);
-    EXPECT_EQ(tracer_->Count("700 Get property 0x0037001e"), 1u);
-    EXPECT_EQ(tracer_->Count("700 Property not found for id: 0x0e04001e"), 1u);
 }
 
 TEST_F(PropertiesAccessorTest, KeepsItsMemoryInStepAndSavesOnce) {
@@ -68,10 +65,6 @@ TEST_F(PropertiesAccessorTest, KeepsItsMemoryInStepAndSavesOnce) {
     EXPECT_THAT(mapi_.save_flags(), ElementsAre(6u)) << "nothing left to save the second time";
     EXPECT_EQ(Saved(tag::kSubjectW) + Saved(tag::kSenderNameA) + Saved(tag::kBodyA),
               "Gr\u00FC\u00DFeBob(none)");
-    for (const char* line :
-         {"Set property 0x0037001f value: Gr\u00FC\u00DFe", "Set property 0x0c1a001e value: Bob",
-          "Delete property 0x1000001e", "Process property save"})
-        EXPECT_EQ(tracer_->Count(line), 1u) << line;
 }
 
 TEST_F(PropertiesAccessorTest, SavesWithItsEndAndTracesAFailureOfThat) {
@@ -92,25 +85,21 @@ TEST_F(PropertiesAccessorTest, SavesWithItsEndAndTracesAFailureOfThat) {
 TEST_F(PropertiesAccessorTest, KeepsTheLastStreamForTheSameTagAndModes) {
     const struct {
         std::uint32_t access, mode;
-        std::string modes;
-        bool opens;
-    } cases[] = {{1, 0, "accessMode: 0x00000000 openMode: 0x00000000", true},
-                 {1, 4, "accessMode: 0x00000000 openMode: 0x00000000", false},
-                 {2, 0, "accessMode: 0x00000001 openMode: 0x00000001", true},
-                 {3, 0, "accessMode: 0x00000002 openMode: 0x00000001", true},
-                 {3, 2, "accessMode: 0x00000002 openMode: 0x00000003", true},
-                 {1, 0, "accessMode: 0x00000000 openMode: 0x00000000", true}};
+        std::string flags;  // of OpenProperty
+        bool opens = true;
+    } cases[] = {{1, 0, "0 openMode: 0x00000000"}, {1, 4, "0 openMode: 0x00000000", false},
+                 {2, 0, "1 openMode: 0x00000001"}, {3, 0, "2 openMode: 0x00000001"},
+                 {3, 2, "2 openMode: 0x00000003"}, {1, 0, "0 openMode: 0x00000000"}};
     const auto accessor = Open();
     vek::RefPtr<IStream> last;
     for (const auto& each : cases) {
         const auto stream = accessor->GetStreamProperty(tag::kBodyA, each.access, each.mode);
-        EXPECT_EQ(stream == last, !each.opens) << each.modes;
+        EXPECT_EQ(stream == last, !each.opens) << each.flags;
         EXPECT_EQ(tracer_->lines()[tracer_->lines().size() - (each.opens ? 1 : 2)],
-                  "700 Get stream property 0x1000001e " + each.modes);
+                  "700 Get stream property 0x1000001e accessMode: 0x0000000" + each.flags);
         last = stream;
     }
     EXPECT_EQ(Calls(outlook_call::kOpenProperty), 5u);
-    EXPECT_EQ(tracer_->Count("700 Get stream from cache"), 1u);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 #include <thread>
 
@@ -9,7 +10,7 @@
 #include "product/mail_scanner.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
-#include "tests/support/recording_observer.h"
+#include "vek/core/text.h"
 #include "vek/platform/flag.h"
 
 namespace tests {
@@ -33,6 +34,57 @@ struct OutlookRegistry final : vek::platform::Registry {
         ADD_FAILURE() << "the default mail client is changed";
         return vek::platform::system_error::kAccessDenied;
     }
+};
+
+// What an observer is told: "3 queued 00FF", "3 begun 00FF", "3 ended 0 00FF", "4 skipped 1 0
+// 00FF", the last with the reason's number and the code.
+using plugins::mail_processing::ObservedCheck, plugins::mail_processing::SkipReason;
+inline std::string Told(const ObservedCheck& check, const std::string& what) {
+    return std::to_string(check.number) + ' ' + what + ' ' + vek::ToUtf8(check.entry_id);
+}
+inline std::string Ended(const ObservedCheck& check, vek::result_t code) {
+    return Told(check, "ended " + std::to_string(code));
+}
+inline std::string Skipped(const ObservedCheck& check, SkipReason reason, vek::result_t code = 0) {
+    const std::string why = std::to_string(static_cast<int>(reason));
+    return Told(check, "skipped " + why + ' ' + std::to_string(code));
+}
+
+// Keeps what it is told.
+class RecordingObserver final : public plugins::mail_processing::CheckObserver {
+public:
+    using Check = ObservedCheck;
+    void OnQueued(const Check& it) noexcept override { Note(Told(it, "queued")); }
+    void OnBegun(const Check& it) noexcept override { Note(Told(it, "begun")); }
+    void OnEnded(const Check& it, vek::result_t code) noexcept override { Note(Ended(it, code)); }
+    void OnSkipped(const Check& it, SkipReason reason, vek::result_t code) noexcept override {
+        Note(Skipped(it, reason, code));
+    }
+
+    // Waits until something was told that begins so and was not taken.
+    void WaitFor(std::string_view beginning) {
+        std::unique_lock guard(lock_);
+        changed_.wait(guard, [&] {
+            return std::ranges::any_of(
+                told_, [&](const std::string& each) { return each.starts_with(beginning); });
+        });
+    }
+
+    std::vector<std::string> Take() {
+        const std::lock_guard guard(lock_);
+        return std::exchange(told_, {});
+    }
+
+private:
+    void Note(const std::string& told) {
+        const std::lock_guard guard(lock_);
+        told_.push_back(told);
+        changed_.notify_all();
+    }
+
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::vector<std::string> told_;
 };
 
 // The product and the surroundings that the processors work with.
@@ -73,16 +125,5 @@ struct AsyncProduct {
                 .observer = observer};
     }
 };
-
-inline std::string Told(int number, const std::string& what, std::u16string_view id = u"") {
-    return std::to_string(number) + ' ' + what + ' ' + vek::ToUtf8(id);
-}
-inline std::string Ended(int number, vek::result_t code, std::u16string_view id = u"") {
-    return Told(number, "ended " + std::to_string(code), id);
-}
-inline std::string Skipped(int number, plugins::mail_processing::SkipReason reason,
-                           std::u16string_view id, vek::result_t code = 0) {
-    return Told(number, RecordingObserver::SkipText(reason, code), id);
-}
 
 }  // namespace tests

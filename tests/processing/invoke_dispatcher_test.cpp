@@ -1,9 +1,8 @@
 #include "processing/invoke_dispatcher.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <functional>
-#include <optional>
 #include <thread>
 
 #include "internal/helpers/hresult_exception.h"
@@ -15,7 +14,6 @@
 namespace plugins::mail_processing {
 namespace {
 
-using ::testing::HasSubstr;
 using vek::platform::EventKind;
 using vek::platform::WaitStatus;
 namespace result = vek::result;
@@ -31,12 +29,10 @@ protected:
         dispatcher_.Serve(*done_);
         thread.join();
     }
-    std::uint32_t CodeOf(const std::function<void()>& body) {
+    static std::uint32_t CodeOf(const std::function<void()>& body) {
         try {
-            body();
-            return 0;
+            return body(), 0;
         } catch (const helpers::HResultCodeException& exception) {
-            place_ = exception.location().file;
             return exception.code();
         }
     }
@@ -45,7 +41,6 @@ protected:
     std::shared_ptr<tests::RecordingTracer> tracer_ = std::make_shared<tests::RecordingTracer>();
     std::unique_ptr<vek::platform::Event> done_ = system_.NewEvent(EventKind::kAutoReset);
     InvokeDispatcher dispatcher_{tracer_, system_};
-    std::string place_;
 };
 
 TEST_F(InvokeDispatcherTest, RunsCallsOnTheOwnerOneAtATime) {
@@ -71,20 +66,18 @@ TEST_F(InvokeDispatcherTest, GivesTheCodeOfWhatACallRaises) {
     const struct {
         std::function<void()> call;
         vek::result_t result;
-        const char* line;
-    } cases[] = {{[] { helpers::ThrowHResult(MAPI_E_NOT_FOUND); }, result::kPropertyNotFound,
-                  "500 MAPI_E_NOT_FOUND attests/processing/invoke_dispatcher_test.cpp line"},
-                 {[] { helpers::ThrowHResult(MAPI_E_NO_ACCESS); }, 0x80070005,
-                  "300 HResultCodeException - HRESULT=0x80070005"},
-                 {[] { throw std::bad_alloc(); }, result::kOutOfMemory, "300 std::bad_alloc"},
-                 {[] { throw 1; }, result::kUnknownException, "300 Unknown exception"}};
+    } cases[] = {
+        {[] { helpers::ThrowHResult(MAPI_E_NOT_FOUND); }, result::kPropertyNotFound},
+        {[] { helpers::ThrowHResult(MAPI_E_NO_ACCESS); }, 0x80070005},
+        {[] { throw std::bad_alloc(); }, result::kOutOfMemory},
+        {[] { throw 1; }, result::kUnknownException},
+        {[] {}, result::kOk},
+    };
     ServeWhile([&] {
         for (const auto& each : cases) EXPECT_EQ(dispatcher_.Invoke(each.call), each.result);
-        EXPECT_EQ(dispatcher_.Invoke([] {}), result::kOk) << "after failures";
     });
-    const auto lines = tracer_->lines();
-    ASSERT_EQ(lines.size(), std::size(cases));
-    for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_THAT(lines[i], HasSubstr(cases[i].line));
+    EXPECT_EQ(tracer_->Count("500 MAPI_E_NOT_FOUND at"), 1u);
+    EXPECT_EQ(tracer_->Count("300 "), 3u) << "the other failures";
 }
 
 TEST_F(InvokeDispatcherTest, AnswersAFailureToCallsThatTheOwnerHasNotBegunWhenItLeaves) {
@@ -114,48 +107,31 @@ TEST_F(InvokeDispatcherTest, AnOwnerThatIsGoneAnswersNobodyNotEvenFromWithinACal
 }
 
 TEST_F(InvokeDispatcherTest, RaisesAFailingHandOverInTheCallerAndLeavesNoCallBehind) {
+    using System = tests::FaultySystem;
     const struct {
-        std::atomic<int> tests::FaultySystem::*fail;
+        std::atomic<int> System::*fail;
         WaitStatus status;
         std::uint32_t code;
-    } kCases[] = {
-        {&tests::FaultySystem::fail_set, {}, tests::FaultySystem::kErrorHResult},
-        {&tests::FaultySystem::fail_wait, WaitStatus::kFailed, tests::FaultySystem::kErrorHResult},
-        {&tests::FaultySystem::fail_wait, WaitStatus::kAbandoned, 0x80010106}};
+    } kCases[] = {{&System::fail_set, {}, System::kErrorHResult},
+                  {&System::fail_wait, WaitStatus::kFailed, System::kErrorHResult},
+                  {&System::fail_wait, WaitStatus::kAbandoned, 0x80010106}};
     for (const auto& row : kCases) {
         InvokeDispatcher dispatcher(tracer_, system_);
-        std::thread([&] {  // the owner does not wait yet
-            system_.wait_failure = row.status;
-            system_.*row.fail = 1;
-            EXPECT_EQ(CodeOf([&] { dispatcher.Invoke([] { ADD_FAILURE(); }); }), row.code);
-        })
-            .join();
+        vek::platform::Flag may_serve;
         int ran = 0;
-        std::thread next([&] {
+        std::thread caller([&] {
+            system_.wait_failure = row.status;
+            system_.*row.fail = 1;  // the owner does not wait yet
+            EXPECT_EQ(CodeOf([&] { dispatcher.Invoke([] { ADD_FAILURE(); }); }), row.code);
+            may_serve.Raise();
             EXPECT_EQ(dispatcher.Invoke([&] { ++ran; }), result::kOk);
             done_->Set();
         });
+        may_serve.Wait();
         dispatcher.Serve(*done_);
-        next.join();
+        caller.join();
         EXPECT_EQ(ran, 1);
     }
-}
-
-TEST_F(InvokeDispatcherTest, RaisesWhatFailsForTheOwner) {
-    for (const auto& [status, code] :
-         {std::pair{WaitStatus::kFailed, tests::FaultySystem::kErrorHResult},
-          std::pair{WaitStatus::kAbandoned, std::uint32_t{0x800702DF}}}) {
-        system_.wait_failure = status;
-        system_.fail_wait = 1;
-        EXPECT_EQ(CodeOf([&] { dispatcher_.Serve(*done_); }), code);
-        EXPECT_THAT(place_, HasSubstr("invoke_dispatcher"));
-    }
-    // A reply that cannot be signalled; the call has run, and its caller is answered.
-    InvokeDispatcher dispatcher(tracer_, system_);
-    std::thread caller(
-        [&] { EXPECT_EQ(dispatcher.Invoke([&] { system_.fail_set = 1; }), result::kOk); });
-    EXPECT_EQ(CodeOf([&] { dispatcher.Serve(*done_); }), tests::FaultySystem::kErrorHResult);
-    caller.join();
 }
 
 }  // namespace

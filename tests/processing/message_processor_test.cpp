@@ -17,22 +17,15 @@ namespace result = vek::result;
 
 class MessageProcessorTest : public tests::MailFixture {
 protected:
-    ~MessageProcessorTest() override {
-        EXPECT_EQ(system_.live_events, 0);
-        EXPECT_EQ(system_.live_threads, 0);
-    }
-
     std::shared_ptr<MessageProcessor> Processor(IMAPISession* session = nullptr) {
         return MessageProcessor::Create(nullptr, functions_, session,
                                         {system_, clock_, product_.services, tracer_, observer_});
     }
 
     // The code of what is raised; 1 for an exception without one.
-    template <class Call>
-    std::uint32_t CodeOf(const Call& call) {
+    static std::uint32_t CodeOf(const std::function<void()>& call) {
         try {
-            call();
-            return 0;
+            return call(), 0;
         } catch (const vek::Exception& exception) {
             const auto* carrier = dynamic_cast<const vek::CodeCarrier*>(&exception);
             return carrier == nullptr ? 1 : carrier->code();
@@ -49,24 +42,6 @@ protected:
     tests::RecordingObserver& observer_ = product_.observer;
 };
 
-TEST_F(MessageProcessorTest, TheScannersChangesAreInTheStoreWhenItReturns) {
-    std::thread::id scanner_thread;
-    bool incoming_seen = true;
-    script_ = [&](bool incoming, IMailMessage& mail) {
-        scanner_thread = std::this_thread::get_id();
-        incoming_seen = incoming;
-        return mail.SetSubject(u"changed");
-    };
-    EXPECT_EQ(Check(*Processor(), kOutgoing), 0u);
-    EXPECT_NE(scanner_thread, std::this_thread::get_id());
-    EXPECT_FALSE(incoming_seen);
-    EXPECT_EQ(Saved(tests::tag::kSubjectW), "changed");
-    EXPECT_THAT(mapi_.logon_flags(), ElementsAre(ULONG{0x20}));
-    EXPECT_EQ(tracer_->lines().front(), "700 => ProcessMessage");
-    EXPECT_EQ(tracer_->lines().back(), "700 <= ProcessMessage");
-    EXPECT_THAT(observer_.Take(), ElementsAre("1 begun ", Ended(1, 0)));
-}
-
 TEST_F(MessageProcessorTest, AFailingCheckIsOneErrorLineAndLeavesTheMessage) {
     const auto processor = Processor();
     product_.product->FailLoader(0xA6460009);
@@ -74,11 +49,10 @@ TEST_F(MessageProcessorTest, AFailingCheckIsOneErrorLineAndLeavesTheMessage) {
     product_.product->FailLoader(result::kOk);
     script_ = [](bool, IMailMessage&) -> vek::result_t { return 0x80000051; };
     EXPECT_EQ(Check(*processor), 0u);
-    EXPECT_EQ(tracer_->Count("300 CheckResultFailedException"), 2u);
     EXPECT_EQ(tracer_->Count("300 "), 2u);
     EXPECT_THAT(mapi_.save_flags(), testing::IsEmpty());
-    EXPECT_THAT(observer_.Take(),
-                ElementsAre("1 begun ", Ended(1, 0xA6460009), "2 begun ", Ended(2, 0x80000051)));
+    EXPECT_THAT(observer_.Take(), ElementsAre("1 begun ", Ended({1}, 0xA6460009), "2 begun ",
+                                              Ended({2}, 0x80000051)));
 }
 
 TEST_F(MessageProcessorTest, WhatTheSystemRefusesIsRaisedBeforeTheScannerIsCalled) {
@@ -93,7 +67,7 @@ TEST_F(MessageProcessorTest, WhatTheSystemRefusesIsRaisedBeforeTheScannerIsCalle
     EXPECT_EQ(Check(*processor), tests::FaultySystem::kErrorHResult);
     mapi_.faults().FailNth(outlook_call::kLogonEx, 1, MAPI_E_NO_ACCESS);
     EXPECT_EQ(Check(*processor), 0x80070005u);
-    EXPECT_EQ(observer_.Take().back(), Ended(5, 0x80070005));
+    EXPECT_EQ(observer_.Take().back(), Ended({5}, 0x80070005));
     EXPECT_EQ(CodeOf([&] { processor->ProcessMessage(nullptr, kIncoming, kForeground); }), 1u);
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(Check(*processor), 0u);
@@ -103,32 +77,34 @@ TEST_F(MessageProcessorTest, WhatTheSystemRefusesIsRaisedBeforeTheScannerIsCalle
 TEST_F(MessageProcessorTest, AFailingEventOrWaitLeavesNoWorkerBehind) {
     script_ = [&](bool, IMailMessage& mail) {
         std::u16string subject;
-        const vek::result_t code = mail.GetSubject(subject);
-        EXPECT_TRUE(vek::Failed(code));
-        return code;
+        EXPECT_TRUE(vek::Failed(mail.GetSubject(subject)));
+        return result::kOk;
     };
     system_.fail_wait_on_thread = vek::platform::CurrentThreadId();  // the worker waits as well
     system_.fail_wait = 1;
     EXPECT_EQ(Check(*Processor()), tests::FaultySystem::kErrorHResult);
     script_ = [&](bool, IMailMessage&) {
-        system_.fail_set = 1;  // the worker's next: the done event
-        return result::kOk;
+        return system_.fail_set = 1, result::kOk;  // the worker's next: the done event
     };
     EXPECT_EQ(Check(*Processor()), 0u);
 }
 
-TEST_F(MessageProcessorTest, WhatTheScannerKeepsAnswersWithAFailureAndHoldsNothingOfTheMessage) {
+TEST_F(MessageProcessorTest, SavesTheScannersChangesAndLetsItKeepNothingOfTheMessage) {
     vek::RefPtr<IMailMessage> kept;
     vek::RefPtr<IPropertyProvider> body;
     vek::RefPtr<IDataStream> stream;
-    script_ = [&](bool, IMailMessage& mail) {
+    script_ = [&, caller = std::this_thread::get_id()](bool incoming, IMailMessage& mail) {
+        EXPECT_NE(std::this_thread::get_id(), caller);
+        EXPECT_FALSE(incoming);
         kept = vek::RefPtr<IMailMessage>::Share(&mail);
-        EXPECT_EQ(mail.SetSubject(u"kept"), result::kOk);
+        EXPECT_EQ(mail.SetSubject(u"changed"), result::kOk);
         EXPECT_EQ(mail.GetPlainBody(body.put()), result::kOk);
         return body->OpenStream(access_mode::kRead, 0, stream.put());
     };
-    EXPECT_EQ(Check(*Processor()), 0u);
-    EXPECT_EQ(Saved(tests::tag::kSubjectW), "kept") << "saved although still referred to";
+    EXPECT_EQ(Check(*Processor(), kOutgoing), 0u);
+    EXPECT_THAT(observer_.Take(), ElementsAre("1 begun ", Ended({1}, 0)));
+    EXPECT_THAT(mapi_.logon_flags(), ElementsAre(ULONG{0x20}));
+    EXPECT_EQ(Saved(tests::tag::kSubjectW), "changed") << "although it is still referred to";
     EXPECT_EQ(mapi_.live_objects(), 0u);
     const auto ask = [&] {
         std::u16string subject;
@@ -156,8 +132,6 @@ TEST_F(MessageProcessorTest, EntryIdsAreOpenedInTheBackgroundSessionOrTheSupplie
     background->ProcessMessageByEntryId(hex);
     EXPECT_THAT(mapi_.logon_flags(), ElementsAre(ULONG{0x200020}));
     EXPECT_EQ(background->LogoffBackgroundSession(), S_OK);
-    EXPECT_EQ(tracer_->Count("700 Logoff background session. result: 0x00000000"), 1u);
-
     const auto session = mapi_.OpenSession();
     const auto supplied = Processor(session.get());
     supplied->LogonBackgroundSession();
@@ -176,30 +150,6 @@ TEST(EntryId, TakesDigitsOfEitherCaseAndOthersAsZero) {
         {u"00fFA9", u"00FFA9"}, {u"zz", u"00"}, {u"1z2", u"10"}, {u"g", u""}};
     for (const auto& [hex, bytes] : kCases)
         EXPECT_EQ(mapi::EntryIdToHex(mapi::EntryIdFromHex(hex)), bytes);
-}
-
-TEST_F(MessageProcessorTest, TwoChecksAtOnceNeverMixAndAThousandLeaveNothing) {
-    const auto processor = Processor();
-    script_ = [](bool incoming, IMailMessage& mail) {
-        std::u16string subject;
-        EXPECT_EQ(mail.GetSubject(subject), result::kOk);
-        EXPECT_EQ(subject, incoming ? u"first" : u"second");
-        return mail.SetProperty(0x3FFF001E, incoming ? "1" : "2");
-    };
-    const auto check = [&](bool incoming) {
-        sandbox::outlook::MessageRecord record = *mapi_.store().Find(entry_id_);
-        record.properties.Set(tests::tag::kSubjectW,
-                              sandbox::outlook::PropertyValue::Text(incoming ? "first" : "second"));
-        const std::string id = mapi_.store().Add(std::move(record));
-        for (int i = 0; i < 500; ++i)
-            processor->ProcessMessage(mapi_.OpenMessage(id).get(), incoming, kForeground);
-        const auto saved = mapi_.store().Find(id);
-        EXPECT_EQ(*saved->properties.Find(0x3FFF001E)->content(), incoming ? "1" : "2");
-    };
-    std::thread other([&] { check(false); });
-    check(true);
-    other.join();
-    EXPECT_EQ(mapi_.live_objects(), 0u);
 }
 
 }  // namespace

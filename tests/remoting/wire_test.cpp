@@ -10,7 +10,7 @@
 #include "common/remoting/remote_interfaces.h"
 #include "product/mail_scanner.h"
 #include "tests/remoting/pair_fixture.h"
-#include "tests/support/content_fixture.h"
+#include "tests/support/mail_fixture.h"
 
 namespace tests {
 namespace {

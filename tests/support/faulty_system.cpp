@@ -1,23 +1,26 @@
 #include "tests/support/faulty_system.h"
 
+#include <algorithm>
 #include <array>
-#include <vector>
 
 namespace tests {
 namespace {
 
 using namespace vek::platform;
 
-class CountedEvent final : public Event {
+// Counts itself while it lives.
+struct Counted {
+    explicit Counted(std::atomic<int>& live) : live_(live) { ++live_; }
+    ~Counted() { --live_; }
+    std::atomic<int>& live_;
+};
+
+class CountedEvent final : public Event, Counted {
 public:
     CountedEvent(FaultySystem& system, std::unique_ptr<Event> event)
-        : system_(system), event_(std::move(event)) {
-        ++system_.live_events;
-    }
-    ~CountedEvent() override { --system_.live_events; }
+        : Counted(system.live_events), system_(system), event_(std::move(event)) {}
     system_error_t Set() noexcept override {
-        if (!FaultySystem::Fails(system_.fail_set)) return event_->Set();
-        return FaultySystem::kError;
+        return FaultySystem::Fails(system_.fail_set) ? FaultySystem::kError : event_->Set();
     }
     system_error_t Reset() noexcept override { return event_->Reset(); }
     std::intptr_t handle() const noexcept override { return event_->handle(); }
@@ -28,24 +31,17 @@ private:
     const std::unique_ptr<Event> event_;
 };
 
-class CountedThread final : public Thread {
+class CountedThread final : public Thread, Counted {
 public:
     CountedThread(FaultySystem& system, std::unique_ptr<Thread> thread)
-        : system_(system), thread_(std::move(thread)) {
-        ++system_.live_threads;
+        : Counted(system.live_threads), thread_(std::move(thread)) {}
+    WaitStatus Wait(std::chrono::milliseconds limit) noexcept override {
+        return thread_->Wait(limit);
     }
-    ~CountedThread() override { --system_.live_threads; }
-    WaitStatus Wait(std::chrono::milliseconds timeout) noexcept override {
-        return thread_->Wait(timeout);
-    }
-    system_error_t Terminate() noexcept override {
-        if (!FaultySystem::Fails(system_.fail_terminate)) return thread_->Terminate();
-        return FaultySystem::kError;
-    }
+    system_error_t Terminate() noexcept override { return thread_->Terminate(); }
     std::uint32_t id() const noexcept override { return thread_->id(); }
 
 private:
-    FaultySystem& system_;
     const std::unique_ptr<Thread> thread_;
 };
 
@@ -65,13 +61,11 @@ std::unique_ptr<Event> FaultySystem::NewEvent(EventKind kind) {
 WaitResult FaultySystem::WaitAny(std::span<Event* const> events,
                                  std::chrono::milliseconds timeout) noexcept {
     const std::uint32_t thread = fail_wait_on_thread;
-    if ((thread == 0 || thread == vek::platform::CurrentThreadId()) && Fails(fail_wait)) {
-        return {wait_failure, 0};
-    }
+    if ((thread == 0 || thread == CurrentThreadId()) && Fails(fail_wait)) return {wait_failure, 0};
     std::array<Event*, kMaxWaitEvents> real{};
-    for (std::size_t i = 0; i < events.size(); ++i) {
-        real[i] = static_cast<const CountedEvent*>(events[i])->real();
-    }
+    std::ranges::transform(events, real.begin(), [](const Event* event) {
+        return static_cast<const CountedEvent*>(event)->real();
+    });
     return TheSystem().WaitAny(std::span(real).first(events.size()), timeout);
 }
 

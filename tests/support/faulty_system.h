@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 
 #include "vek/platform/system.h"
@@ -7,20 +9,20 @@
 namespace tests {
 
 // The operating system with failures on demand: the nth call of a kind from now on fails. Counts
-// what is alive.
+// what is alive, of which its end leaves nothing.
 class FaultySystem final : public vek::platform::System {
 public:
+    ~FaultySystem() override {
+        EXPECT_EQ(live_events, 0) << "events left";
+        EXPECT_EQ(live_threads, 0) << "threads left";
+    }
+
     // 1 is the next call; 0 is never.
-    std::atomic<int> fail_new_event{0};
-    std::atomic<int> fail_start_thread{0};
-    std::atomic<int> fail_terminate{0};
-    std::atomic<int> fail_set{0};
-    std::atomic<int> fail_wait{0};
+    std::atomic<int> fail_new_event{0}, fail_start_thread{0}, fail_set{0}, fail_wait{0};
     std::atomic<std::uint32_t> fail_wait_on_thread{0};  // 0: whichever thread waits
     vek::platform::WaitStatus wait_failure = vek::platform::WaitStatus::kFailed;
 
-    std::atomic<int> live_events{0};
-    std::atomic<int> live_threads{0};
+    std::atomic<int> live_events{0}, live_threads{0};
 
     std::unique_ptr<vek::platform::Event> NewEvent(vek::platform::EventKind kind) override;
     vek::platform::WaitResult WaitAny(std::span<vek::platform::Event* const> events,

@@ -11,25 +11,24 @@ namespace tests {
 // While it lives, a product is installed whose information library is at `path`; for an empty path
 // there is none. On Windows the registry says so to those that are given it.
 class InstalledAt final : public vek::platform::Registry {
+    using Error = vek::platform::system_error_t;
+    using Root = vek::platform::RegistryRoot;
+    using View = std::string_view;
+
 public:
     explicit InstalledAt(const std::string& path)
         : path_(path), variable_("MLXO_PRODUCT_INFO", path) {}
 
-    vek::platform::system_error_t ReadText(vek::platform::RegistryRoot root, std::string_view key,
-                                           std::string_view name, std::string& value) override {
+    Error ReadText(Root root, View key, View name, std::string& value) override {
         // The user's, where the machine has none.
-        if (root != vek::platform::RegistryRoot::kCurrentUser || path_.empty() ||
-            key != "SOFTWARE\\QZ\\Mail Plugin" || name != "ProductInfo")
+        if (root != Root::kCurrentUser || path_.empty() || key != "SOFTWARE\\QZ\\Mail Plugin" ||
+            name != "ProductInfo")
             return vek::platform::system_error::kFileNotFound;
         value = path_;
         return vek::platform::system_error::kNone;
     }
-    vek::platform::system_error_t WriteText(vek::platform::RegistryRoot, std::string_view,
-                                            std::string_view, std::string_view) override {
-        return vek::platform::system_error::kAccessDenied;
-    }
-    vek::platform::system_error_t DeleteValue(vek::platform::RegistryRoot, std::string_view,
-                                              std::string_view) override {
+    Error WriteText(Root, View, View, View) override { return DeleteValue({}, {}, {}); }
+    Error DeleteValue(Root, View, View) override {
         return vek::platform::system_error::kAccessDenied;
     }
 
