@@ -92,36 +92,36 @@ protected:
     const remote::Endpoint endpoint{vek::platform::CurrentProcessId() + (1u << 31), 0};
     const std::shared_ptr<TextHandler> handler =
         std::make_shared<TextHandler>([this](const std::string& text) {
-            if (text == "wait") ++waiting, release.Wait();
+            if (text == "wait") ++waiting, tests::WaitUntil([this] { return release.load(); });
             return text;
         });
     std::atomic<int> waiting{0};
-    tests::Signal release;
+    std::atomic<bool> release{false};
     std::shared_ptr<remote::Transport> served;
     std::unique_ptr<remote::Listener> listener;
 };
 
 TEST_F(Garbage, EndsTheConnection) {
-    const std::string on_control[] = {"GET / HTTP/1.1\r\n", "abc", RawFrame(0, kNewChannel),
-                                      RawFrame(0, kRequest), RawFrame(0xFFFFFFFF, kNewChannel)};
-    const std::string on_channel[] = {"abc",
-                                      RawFrame(4, kReply, "abcd"),
-                                      RawFrame(0x7FFFFFFF, kRequest),
-                                      RawFrame(2, kRequest, "abcd"),
-                                      RawFrame(400, kRequest, "abcd"),
-                                      RawFrame(4, static_cast<FrameKind>(77), "abcd")};
-    const auto expect_end = [](const Descriptor& control, int socket, const std::string& bytes) {
+    const std::pair<bool, std::string> cases[] = {
+        // whether on a channel
+        {false, "GET / HTTP/1.1\r\n"},
+        {false, "abc"},
+        {false, RawFrame(0, kNewChannel)},
+        {false, RawFrame(0, kRequest)},
+        {false, RawFrame(0xFFFFFFFF, kNewChannel)},
+        {true, "abc"},
+        {true, RawFrame(4, kReply, "abcd")},
+        {true, RawFrame(0x7FFFFFFF, kRequest)},
+        {true, RawFrame(2, kRequest, "abcd")},
+        {true, RawFrame(400, kRequest, "abcd")},
+        {true, RawFrame(4, static_cast<FrameKind>(77), "abcd")}};
+    for (const auto& [on_channel, bytes] : cases) {
+        const Descriptor control = Connect();
+        const Descriptor channel = on_channel ? NewChannel(control) : Descriptor();
+        const int socket = on_channel ? channel.get() : control.get();
         SendRaw(socket, bytes);
         ::shutdown(socket, SHUT_WR);
         EXPECT_TRUE(IsClosed(socket) && IsClosed(control.get())) << bytes;
-    };
-    for (const std::string& bytes : on_control) {
-        const Descriptor control = Connect();
-        expect_end(control, control.get(), bytes);
-    }
-    for (const std::string& bytes : on_channel) {
-        const Descriptor control = Connect();
-        expect_end(control, NewChannel(control).get(), bytes);
     }
     // Descriptors that are no channel: another kind of file, a socket of nobody's, two at once.
     const Descriptor file(::open("/dev/null", O_RDWR));
@@ -171,14 +171,10 @@ TEST_F(Garbage, IsNotLeftByManyCallsAtOnce) {
     for (int i = 0; i < kCalls; ++i) {
         threads.emplace_back([&] { EXPECT_EQ(tests::Ask(*client, "wait"), "wait"); });
     }
-    while (waiting != kCalls) std::this_thread::yield();
-    release.Set();
+    EXPECT_TRUE(tests::WaitUntil([&] { return waiting == kCalls; }));
+    release = true;
     threads.clear();
-    const auto end = std::chrono::steady_clock::now() + kSoon;
-    while (OpenDescriptors() > before + kCalls && std::chrono::steady_clock::now() < end) {
-        std::this_thread::yield();
-    }
-    EXPECT_LE(OpenDescriptors(), before + kCalls);
+    EXPECT_TRUE(tests::WaitUntil([&] { return OpenDescriptors() <= before + kCalls; }));
 }
 
 TEST_F(Garbage, AsAReplyEndsTheCall) {

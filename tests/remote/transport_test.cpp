@@ -13,6 +13,7 @@ namespace result = vek::result;
 using tests::Ask;
 using tests::Call;
 using tests::TextHandler;
+using tests::WaitUntil;
 
 remote::Endpoint NewEndpoint() {
     static std::atomic<std::uint32_t> count{0};
@@ -74,11 +75,11 @@ TEST(Transport, ServesCallsWithinCallsAndRefusesEndlessOnes) {
 }
 
 TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
-    tests::Signal release;
+    std::atomic<bool> release{false};
     std::atomic<int> waiting{0};
     Ends ends([&](const std::string& text) {
         ++waiting;
-        release.Wait();
+        WaitUntil([&] { return release.load(); });
         --waiting;
         return text;
     });
@@ -87,7 +88,7 @@ TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
         threads.emplace_back(
             [&] { EXPECT_EQ(Call(*ends.client, "wait"), result::kRemoteCallFailed); });
     }
-    while (waiting != 3) std::this_thread::yield();
+    EXPECT_TRUE(WaitUntil([&] { return waiting == 3; }));
     ends.client->Close(result::kInvalidVersion);
     ends.client->Close(result::kOk);
     threads.clear();
@@ -96,8 +97,8 @@ TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
     EXPECT_FALSE(ends.server->IsOpen());
     EXPECT_EQ(Call(*ends.client, "late"), result::kNotReady);
     EXPECT_EQ(Call(*ends.server, "late"), result::kNotReady);
-    release.Set();
-    while (waiting != 0) std::this_thread::yield();  // they use what is destroyed now
+    release = true;
+    EXPECT_TRUE(WaitUntil([&] { return waiting == 0; }));  // they use what is destroyed now
 }
 
 TEST(Transport, SaysWhyThereIsNoReply) {
@@ -172,22 +173,20 @@ TEST(Transport, NoticesThatThePeerIsKilled) {
             const auto handler = std::make_shared<TextHandler>(Echo);
             std::shared_ptr<remote::Transport> transport;
             std::unique_ptr<remote::Listener> listener;
-            tests::Signal connected;
+            std::atomic<bool> connected{false};
             const auto accept = [&](std::shared_ptr<remote::Transport> made) {
                 transport = std::move(made);
-                connected.Set();
+                connected = true;
                 return handler;
             };
             ASSERT_TRUE(listens || vek::Succeeded(remote::Listen(endpoint, accept, {}, listener)));
             const auto peer =
                 sandbox::StartBeside("transport_peer", (listens ? "listen:" : "connect:") +
                                                            std::to_string(endpoint.local_id));
-            for (int i = 0; listens && transport == nullptr && i < 1000; ++i) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-                remote::ConnectTransport(endpoint, handler, {}, transport);
-            }
-            ASSERT_TRUE(listens || connected.Wait());
-            while (!transport->IsOpen()) std::this_thread::yield();
+            ASSERT_TRUE(WaitUntil([&] {
+                if (listens) remote::ConnectTransport(endpoint, handler, {}, transport);
+                return listens ? transport != nullptr : connected && transport->IsOpen();
+            }));
 
             EXPECT_EQ(Ask(*transport, "back there"), "there");
             EXPECT_NE(transport->peer_process_id(), vek::platform::CurrentProcessId());

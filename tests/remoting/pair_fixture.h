@@ -129,11 +129,10 @@ struct Pair {
         remoting::ConnectionConfig config;
         config.factories = std::move(factories);
         config.features = client_features;
-        config.tracer = client_trace;
+        config.tracer = std::make_shared<RecordingTracer>(800);
         config.on_closed = [this](result_t reason) { client_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, client), result::kOk);
         config.features = remoting::kAllFeatures;
-        config.tracer = server_trace;
         config.master = master;
         config.on_closed = [this](result_t reason) { server_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, server), result::kOk);
@@ -171,8 +170,6 @@ struct Pair {
         return result;
     }
 
-    std::shared_ptr<RecordingTracer> client_trace = std::make_shared<RecordingTracer>(800);
-    std::shared_ptr<RecordingTracer> server_trace = std::make_shared<RecordingTracer>(800);
     std::shared_ptr<TestMaster> master;
     std::shared_ptr<remoting::Connection> client;
     std::shared_ptr<remoting::Connection> server;

@@ -23,24 +23,17 @@ private:
     int& count_;
 };
 
-// A server that can be started and stopped.
-struct ComingAndGoing {
-    result_t Locate(RefPtr<vek::IServiceLocator>& locator) {
-        return pair ? pair->client->GetServiceLocator(locator) : result::kNotReady;
-    }
-    void Start(int& count) {
-        pair.emplace(plugins::remoting::RemoteInterfaces(),
-                     RefPtr<IMailScanner>(vek::MakeObject<CountingScanner>(count)));
-    }
-
-    std::optional<Pair> pair;
-};
-
 TEST(RecoveringService, IsFoundAnewAfterARestart) {
-    const auto source = std::make_shared<ComingAndGoing>();
-    const auto locator = vek::MakeObject<remoting::RecoveringLocator>(
-        [source](RefPtr<vek::IServiceLocator>& found) { return source->Locate(found); },
-        plugins::remoting::RemoteInterfaces());
+    std::optional<Pair> server;  // while it runs
+    const auto start = [&](int& count) {
+        server.emplace(plugins::remoting::RemoteInterfaces(),
+                       RefPtr<IMailScanner>(vek::MakeObject<CountingScanner>(count)));
+    };
+    const auto locate = [&](RefPtr<vek::IServiceLocator>& locator) {
+        return server ? server->client->GetServiceLocator(locator) : result::kNotReady;
+    };
+    const auto locator =
+        vek::MakeObject<remoting::RecoveringLocator>(locate, plugins::remoting::RemoteInterfaces());
     RefPtr<IMailScanner> scanner;
     const auto look = [&] {
         return locator->GetInterface(IMailScanner::kInterfaceId, nullptr, scanner.put_void());
@@ -48,31 +41,29 @@ TEST(RecoveringService, IsFoundAnewAfterARestart) {
     EXPECT_EQ(look(), result::kNotReady);
 
     int first = 0, second = 0;
-    source->Start(first);
+    start(first);
     ASSERT_EQ(look(), result::kOk);
     EXPECT_EQ(scanner->CheckMessage(1, true, nullptr), result::kOk);
 
-    source->pair->client->Close(result::kRemoteCallFailed);
-    source->pair.reset();
+    server->client->Close(result::kRemoteCallFailed);
+    server.reset();
     EXPECT_EQ(scanner->CheckMessage(1, true, nullptr), result::kNotReady);
-    source->Start(second);
+    start(second);
     EXPECT_EQ(scanner->CheckMessage(1, true, nullptr), result::kOk);
 
     // Lost between the call's start and its delivery: made once more, and only once.
-    source->pair->client_wire->tamper_request = [&](byte_vector&) {
-        source->pair->client->Close(result::kRemoteCallFailed);
+    server->client_wire->tamper_request = [&](byte_vector&) {
+        server->client->Close(result::kRemoteCallFailed);
         return true;
     };
     EXPECT_EQ(scanner->CheckMessage(1, true, nullptr), result::kRemoteCallFailed);
-    source->Start(second);
+    start(second);
     EXPECT_EQ(scanner->CheckMessage(1, true, nullptr), result::kOk);
     EXPECT_EQ(first, 1);
     EXPECT_EQ(second, 2);
 
     // Two that recover at once use one stub.
-    remoting::RecoveringService service(
-        [source](RefPtr<vek::IServiceLocator>& found) { return source->Locate(found); },
-        IMailScanner::kInterfaceId);
+    remoting::RecoveringService service(locate, IMailScanner::kInterfaceId);
     RefPtr<vek::IObject> one, other;
     remoting::StubAddress address, same;
     ASSERT_EQ(service.Find(one), result::kOk);

@@ -7,6 +7,7 @@
 #include "product/mail_scanner.h"
 #include "tests/remoting/pair_fixture.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/wait_until.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
 
@@ -57,13 +58,6 @@ struct RemotingServer : MailFixture {
         return connection;
     }
 
-    static void WaitUntil(const std::function<bool()>& condition) {
-        for (int i = 0; i < 500 && !condition(); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_TRUE(condition());
-    }
-
     const std::shared_ptr<TestMaster> master = std::make_shared<TestMaster>(RefPtr<IMailScanner>(
         vek::MakeObject<reference_product::ScriptedScanner>(LookFromTwoThreads)));
     std::unique_ptr<remoting::Server> server;
@@ -97,7 +91,7 @@ TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    WaitUntil([this] { return server->connection_count() == 0 && master->locks == 0; });
+    EXPECT_TRUE(WaitUntil([&] { return server->connection_count() + master->locks == 0u; }));
 }
 
 TEST_F(RemotingServer, GoesDownUnderItsClients) {
@@ -105,7 +99,7 @@ TEST_F(RemotingServer, GoesDownUnderItsClients) {
     RefPtr<vek::IServiceLocator> locator;
     ASSERT_EQ(connection->GetServiceLocator(locator), result::kOk);
     server.reset();
-    WaitUntil([&] { return !connection->IsOpen(); });
+    EXPECT_TRUE(WaitUntil([&] { return !connection->IsOpen(); }));
     void* service = nullptr;
     EXPECT_EQ(locator->GetInterface(IMailScanner::kInterfaceId, nullptr, &service),
               result::kRemoteCallFailed);
