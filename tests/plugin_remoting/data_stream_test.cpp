@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <random>
 
-#include "common/remoting/remote_interfaces.h"
 #include "private_include/common/mail_message.h"
 #include "tests/remoting/pair_fixture.h"
 
@@ -89,7 +88,7 @@ TEST(DataStreamProxy, AnswersAsTheStreamItself) {
         const auto far = std::make_shared<byte_vector>(Pattern(250000));
         const auto near = std::make_shared<byte_vector>(*far);
         // Two streams over one content: what one writes the other reads.
-        Pair pair(plugins::remoting::RemoteInterfaces(), nullptr);
+        Pair pair(nullptr);
         RefPtr<IDataStream> remote[2], local[2];
         for (int i = 0; i < 2; ++i) {
             pair.master->locator = vek::MakeObject<OneServiceLocator>(
@@ -109,30 +108,29 @@ TEST(DataStreamProxy, AnswersAsTheStreamItself) {
 }
 
 TEST(DataStreamProxy, CrossesTheBorderSeldom) {
-    struct Case {
-        std::size_t size, piece, calls;
-    };
-    for (const Case& c : {Case{10u << 20, 64u << 10, 20}, Case{10u << 20, 1000, 20},
-                          Case{100, 64u << 10, 1}, Case{10u << 20, 10u << 20, 11}}) {
+    const std::size_t cases[][3] = {{10u << 20, 64u << 10, 20},
+                                    {10u << 20, 1000, 20},
+                                    {100, 64u << 10, 1},
+                                    {10u << 20, 10u << 20, 11}};
+    for (const auto& [size, piece_size, calls] : cases) {
         Pair pair(
-            plugins::remoting::RemoteInterfaces(),
             RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(std::make_shared<byte_vector>())));
         const auto stream = pair.Service<IDataStream>();
-        const byte_vector content = Pattern(c.size);
+        const byte_vector content = Pattern(size);
         std::uint32_t count = 0;
         std::uint64_t position = 0;
         EXPECT_EQ(stream->Write(content, count), result::kOk);
-        EXPECT_EQ(count, c.size);
+        EXPECT_EQ(count, size);
         EXPECT_EQ(stream->Seek(0, SeekOrigin::kStart, position), result::kOk);
 
         const auto before = pair.client->requests_sent();
-        byte_vector piece(c.piece), all;
+        byte_vector piece(piece_size), all;
         do {
             ASSERT_EQ(stream->Read(piece, count), result::kOk);
             all.insert(all.end(), piece.begin(), piece.begin() + count);
         } while (count == piece.size());
         EXPECT_TRUE(all == content);
-        EXPECT_LE(pair.client->requests_sent() - before, c.calls) << c.piece;
+        EXPECT_LE(pair.client->requests_sent() - before, calls) << piece_size;
     }
 }
 

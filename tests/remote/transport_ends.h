@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <atomic>
 #include <functional>
@@ -9,6 +11,7 @@
 
 #include "remote/transport.h"
 #include "tests/support/wait_until.h"
+#include "vek/platform/thread.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -104,5 +107,32 @@ inline std::string Ask(remote::Transport& transport, std::string_view text) {
     Call(transport, text, &answer);
     return answer;
 }
+
+inline remote::Endpoint NewEndpoint() {
+    static std::atomic<std::uint32_t> count{0};
+    return {vek::platform::CurrentProcessId() + (++count << 22), 0};
+}
+
+inline std::string Echo(const std::string& text) { return text; }
+
+// A listener with what has connected to it, and a transport to it from the same process.
+struct Ends {
+    explicit Ends(TextHandler::answer_t server_answer = Echo,
+                  TextHandler::answer_t client_answer = Echo,
+                  remote::Endpoint endpoint = NewEndpoint())
+        : server_handler(std::make_shared<TextHandler>(std::move(server_answer))),
+          client_handler(std::make_shared<TextHandler>(std::move(client_answer))) {
+        const auto accept = Keep(server, server_handler);
+        EXPECT_EQ(remote::Listen(endpoint, accept, {}, listener), vek::result::kOk);
+        EXPECT_EQ(remote::ConnectTransport(listener->endpoint(), client_handler, {}, client),
+                  vek::result::kOk);
+    }
+
+    std::shared_ptr<TextHandler> server_handler;
+    std::shared_ptr<TextHandler> client_handler;
+    std::shared_ptr<remote::Transport> server;
+    std::shared_ptr<remote::Transport> client;
+    std::unique_ptr<remote::Listener> listener;
+};
 
 }  // namespace tests

@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "common/remoting/interface_descriptions.h"
-#include "common/remoting/remote_interfaces.h"
 #include "product/mail_scanner.h"
 #include "tests/remoting/pair_fixture.h"
 #include "tests/support/content_fixture.h"
@@ -74,7 +73,7 @@ struct MethodNumbers : testing::Test {
         ((Expect(*proxy, 3 + index, kinds[index], methods), ++index), ...);
     }
 
-    Pair pair{plugins::remoting::RemoteInterfaces(), nullptr};
+    Pair pair{nullptr};
     remoting::CallTarget called;
 };
 
@@ -142,9 +141,8 @@ TEST_F(DocumentedBytes, AreThoseOfTheSettings) {
 }
 
 TEST_F(DocumentedBytes, AreThoseOfACheck) {
-    Pair pair(plugins::remoting::RemoteInterfaces(),
-              RefPtr<IMailScanner>(vek::MakeObject<reference_product::MailScanner>(
-                  std::make_shared<reference_product::ScannerEngine>())));
+    Pair pair(RefPtr<IMailScanner>(vek::MakeObject<reference_product::MailScanner>(
+        std::make_shared<reference_product::ScannerEngine>())));
     std::vector<Message> sent;
     const auto keep = [&](char way) {
         return [&sent, way](byte_vector& packet) {
