@@ -21,7 +21,6 @@ struct IEcho : vek::IObject {
     virtual result_t Reverse(vek::range_t<std::uint16_t>& range, bool elsewhere) noexcept = 0;
     virtual result_t Exchange(IEcho* in, IEcho** out) noexcept = 0;
     virtual result_t CallBack(IEcho* other, std::uint32_t depth, std::uint32_t& end) noexcept = 0;
-    virtual result_t Urgency(std::uint8_t& priority) noexcept = 0;
     virtual result_t Refuse(bool raise, std::string& text, IEcho** out) = 0;
 
 protected:
@@ -34,11 +33,11 @@ struct ISecret : vek::IObject {  // has no factory
 }  // namespace tests
 
 namespace vek::remoting {
-VEK_REMOTE_INTERFACE(tests::IEcho, (Add, method_attribute::kReadsOnly),
+VEK_REMOTE_INTERFACE(tests::IEcho,
+                     (Add, method_attribute::kReadsOnly | method_attribute::kPriority),
                      (Copy, method_attribute::kNone), (Fill, method_attribute::kNone),
                      (Reverse, method_attribute::kNone), (Exchange, method_attribute::kNone),
-                     (CallBack, method_attribute::kNone), (Urgency, method_attribute::kPriority),
-                     (Refuse, method_attribute::kNone))
+                     (CallBack, method_attribute::kNone), (Refuse, method_attribute::kNone))
 }  // namespace vek::remoting
 
 namespace tests {
@@ -48,7 +47,7 @@ class Echo final
     : public vek::ObjectImpl<IEcho, vek::IServiceLocator, ISecret, remoting::ICustomMarshal> {
 public:
     result_t Add(std::uint8_t a, bool b, std::int64_t& sum) noexcept override {
-        sum = a + (b ? 1 : 0);
+        sum = a + (b ? 1 : 0) + 1000 * static_cast<int>(remoting::CurrentCallPriority());
         return result::kFalse;
     }
     result_t Copy(std::string_view a, std::u16string_view b, const Record& c, std::string& x,
@@ -77,10 +76,6 @@ public:
     result_t CallBack(IEcho* other, std::uint32_t depth, std::uint32_t& end) noexcept override {
         end = depth;
         return depth == 0 ? result::kOk : other->CallBack(this, depth - 1, end);
-    }
-    result_t Urgency(std::uint8_t& priority) noexcept override {
-        priority = static_cast<std::uint8_t>(remoting::CurrentCallPriority());
-        return result::kOk;
     }
     result_t Refuse(bool raise, std::string& text, IEcho** out) override {
         if (raise) vek::ThrowResult(result::kAccessDenied);
@@ -131,7 +126,7 @@ TEST_F(Calls, ArgumentsArriveAsTheyWereSent) {
         }
         std::int64_t sum = 0;
         EXPECT_EQ(pair.echo->Add(200, true, sum), result::kFalse);
-        EXPECT_EQ(sum, 201);
+        EXPECT_EQ(sum, 1000 * static_cast<int>(remoting::CallPriority::kNormal) + 201);
 
         byte_vector storage(10, std::byte{0xEE});
         std::uint32_t filled = 0;
@@ -147,10 +142,9 @@ TEST_F(Calls, ArgumentsArriveAsTheyWereSent) {
         EXPECT_EQ(pair.echo->Reverse(range, false), result::kOk);
         EXPECT_TRUE(range.data == numbers && range.size == 2 && numbers[0] == 3);
 
-        std::uint8_t priority = 0;
         const remoting::CallPriorityScope urgent(remoting::CallPriority::kHigh);
-        EXPECT_EQ(pair.echo->Urgency(priority), result::kOk);
-        EXPECT_EQ(priority, static_cast<std::uint8_t>(remoting::CallPriority::kHigh));
+        EXPECT_EQ(pair.echo->Add(200, false, sum), result::kFalse);
+        EXPECT_EQ(sum, 1000 * static_cast<int>(remoting::CallPriority::kHigh) + 200);
     }
     EXPECT_EQ(remoting::CurrentCallPriority(), remoting::CallPriority::kNormal);
 }
@@ -252,21 +246,21 @@ TEST_F(Calls, MalformedCallsAreRefused) {
         {{own + 77, iid, 1000, 0}, 4, bad},                         // a query of no object
         {{own + 77, iid, 3, 0}, 0, bad},                            // no object
         {{own + 77, iid, 1, 0}, 0, bad},                            // a release of no object
-        {{proxy, iid, 3, 2}, 3, bad},                               // as the proxy knows it
+        {{proxy, iid, 3, 3}, 4, bad},                               // as the proxy knows it
         {{own, vek::IServiceLocator::kInterfaceId, 3, 0}, 1, bad},  // another interface
-        {{own, iid, 11, 0}, 0, result::kMethodNotFound},            // the method after the last
+        {{own, iid, 10, 0}, 0, result::kMethodNotFound},            // the method after the last
         {{own, iid, 2, 0}, 0, result::kMethodNotFound},             // a method of the base
-        {{own, iid, 3, 1}, 3, bad},                                 // other attributes
-        {{own, iid, 3, 2}, 0, bad},                                 // no flags
-        {{own, iid, 3, 2}, 2, result::kBufferTooSmall},             // too short
-        {{own, iid, 3, 2}, 7, result::kInvalidSize},                // too long
-        {{own, iid, 9, 1}, 0, result::kBufferTooSmall},             // no priority
+        {{own, iid, 3, 2}, 4, bad},                                 // other attributes
+        {{own, iid, 3, 3}, 0, result::kBufferTooSmall},             // no priority
+        {{own, iid, 3, 3}, 1, bad},                                 // no flags
+        {{own, iid, 3, 3}, 3, result::kBufferTooSmall},             // too short
+        {{own, iid, 3, 3}, 8, result::kInvalidSize},                // too long
         {{0, 0, 2, 0}, 0, result::kMethodNotFound},                 // no service call
     };
     for (const auto& [target, size, code] : cases) {
         EXPECT_EQ(pair.Raw(target, byte_vector(size)), code) << target.method_id << ", " << size;
     }
-    EXPECT_EQ(pair.Raw({own, iid, 9, 1}, {std::byte{3}, std::byte{0}}), bad);
+    EXPECT_EQ(pair.Raw({own, iid, 3, 3}, byte_vector(4, std::byte{3})), bad);
     std::int64_t sum = 0;
     EXPECT_EQ(pair.echo->Add(1, false, sum), result::kFalse) << "the next call works";
     EXPECT_EQ(pair.Raw({own, 0, 1, 0}), result::kOk) << "a proper release";

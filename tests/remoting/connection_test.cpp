@@ -3,7 +3,6 @@
 
 #include "tests/remoting/pair_fixture.h"
 #include "vek/remoting/call_frame.h"
-#include "vek/remoting/invocation.h"
 
 namespace tests {
 namespace {
@@ -164,24 +163,6 @@ TEST(CallSender, RepeatsReleasesThatNeverArrived) {
         // What may have arrived is not said again.
         EXPECT_EQ(pair.server->registry().size(), refusal == result::kRemoteCallFailed ? 1u : 0u);
         EXPECT_EQ(pair.client->sender().change_count(), before + 1 + 2 * 2);
-    }
-}
-
-TEST(ReplyPort, AnswersOnceWhateverHappens) {
-    Pair pair(nullptr);
-    remoting::CallFrame frame(pair.server->releases(), 1);
-    const remote::RpcProtocolProcessorIn request;
-    for (const auto delivery : {result::kOk, result::kUnexpected}) {  // nothing was sent
-        PacketKeeper sender;
-        {
-            remoting::ReplyPort reply(*pair.server, frame, request, sender);
-            EXPECT_TRUE(delivery != result::kOk || reply.Send({}) == result::kOk);
-        }
-        EXPECT_EQ(sender.count, 1);
-        remote::RpcProtocolProcessorIn answer;
-        ASSERT_EQ(answer.ParsePacket(remote::bytes_t(sender.packet)), result::kOk);
-        vek::serialization::Reader reader(answer.GetCallData());
-        EXPECT_EQ(remoting::ReadReplyHeader(reader).delivery, delivery);
     }
 }
 

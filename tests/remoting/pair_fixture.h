@@ -55,6 +55,7 @@ public:
         if (!server) return result::kRemoteCallFailed;
         EXPECT_EQ(in.ParsePacket(remote::bytes_t(sent.packet)), result::kOk);
         server->HandleRequest(in, answer);
+        EXPECT_EQ(answer.count, 1) << "every request is answered once";
         if (tamper_reply && tamper_reply(answer.packet)) return result::kRemoteCallFailed;
         return reply.ParsePacket(answer.packet);
     }

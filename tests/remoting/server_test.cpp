@@ -90,7 +90,7 @@ TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_TRUE(WaitUntil([&] { return server->connection_count() + master->locks == 0u; }));
+    EXPECT_TRUE(WaitUntil([&] { return server->connection_count() == 0 && master->locks == 0; }));
 }
 
 TEST_F(RemotingServer, GoesDownUnderItsClients) {
