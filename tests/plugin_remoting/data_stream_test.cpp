@@ -85,16 +85,16 @@ std::tuple<result_t, std::uint64_t, byte_vector> Do(IDataStream& stream, std::mt
 
 TEST(DataStreamProxy, AnswersAsTheStreamItself) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
-        const auto far = std::make_shared<byte_vector>(Pattern(250000));
-        const auto near = std::make_shared<byte_vector>(*far);
+        const auto distant = std::make_shared<byte_vector>(Pattern(250000));
+        const auto own = std::make_shared<byte_vector>(*distant);
         // Two streams over one content: what one writes the other reads.
         Pair pair(nullptr);
         RefPtr<IDataStream> remote[2], local[2];
         for (int i = 0; i < 2; ++i) {
             pair.master->locator = vek::MakeObject<OneServiceLocator>(
-                RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(far)));
+                RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(distant)));
             remote[i] = pair.Service<IDataStream>();
-            local[i] = vek::MakeObject<MemoryStream>(near);
+            local[i] = vek::MakeObject<MemoryStream>(own);
         }
         std::mt19937 random(seed);
         for (int step = 0; step < 300; ++step) {
@@ -103,7 +103,7 @@ TEST(DataStreamProxy, AnswersAsTheStreamItself) {
                 << "seed " << seed << ", step " << step;
             random.discard(4);
         }
-        ASSERT_EQ(*far, *near);
+        ASSERT_EQ(*distant, *own);
     }
 }
 

@@ -12,6 +12,7 @@
 #include "tests/support/fake_clock.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/core/current_exception.h"
+#include "vek/core/object.h"
 
 namespace tests {
 

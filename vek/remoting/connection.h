@@ -24,7 +24,7 @@ struct ConnectionConfig {
     ProtocolFeatures features = kAllFeatures;  // what this end announces
     ProtocolFeatures required{};               // without these the peer is refused
     std::shared_ptr<const ProxyStubFactories> factories;
-    // What this end offers; null for an end that offers nothing of itself.
+    // The object that this end offers; null for an end that only calls.
     std::shared_ptr<MasterObject> master;
     // Called once when the connection has come to its end, on any thread.
     std::function<void(result_t reason)> on_closed;

@@ -11,7 +11,7 @@ namespace level = trace::level;
 
 namespace {
 
-// What the object answers, and the stub of what it gave.
+// Queries the object and makes a stub of the interface that it gives.
 result_t Query(IObject& object, interface_id_t id, Connection& connection, OutgoingHandle& handle) {
     RefPtr<IObject> found;
     result_t result = object.QueryInterface(id, found.put_void());

@@ -362,8 +362,8 @@ public:
         handle_.emplace(connection.registry());
         const result_t result =
             remoting::Marshal(connection, id_, static_cast<IObject*>(object_), *handle_);
-        // What goes home is let go now, so that the release rides on the reply: the peer takes note
-        // of it when it has the object.
+        // An object of the peer's is released now, so that the release rides on the reply: the peer
+        // takes note of it when it has the object.
         if (Succeeded(result) && IsStubHandle(handle_->get())) {
             static_cast<IObject*>(std::exchange(object_, nullptr))->Release();
         }

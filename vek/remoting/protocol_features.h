@@ -10,8 +10,8 @@
 
 namespace vek::remoting {
 
-// What an end of a connection can do. One byte each, 0 or 1, in this order in memory and on the
-// wire.
+// The abilities of one end of a connection: one byte each, 0 or 1, in this order in memory and on
+// the wire.
 struct ProtocolFeatures {
     // A handle that comes back to the end whose object it is gives the object itself.
     std::uint8_t proxyLoopElimination = 0;
@@ -29,11 +29,11 @@ struct ProtocolFeatures {
     bool operator==(const ProtocolFeatures&) const = default;
 };
 
-// What this tree's ends announce.
+// The abilities that this tree's ends announce.
 inline constexpr ProtocolFeatures kAllFeatures{1, 1, 1, 1};
 
-// What both ends can do. kInvalidVersion when a byte of either is neither 0 nor 1, or a feature of
-// `required` is missing: the ends cannot work together.
+// Gives the abilities that both ends have. kInvalidVersion when a byte of either is neither 0 nor
+// 1, or a feature of `required` is missing: the ends cannot work together.
 result_t CalculateEffectiveFeatures(const ProtocolFeatures& mine, const ProtocolFeatures& peer,
                                     const ProtocolFeatures& required,
                                     ProtocolFeatures& effective) noexcept;

@@ -12,7 +12,7 @@ namespace vek::remoting {
 struct ServerConfig {
     remote::Endpoint endpoint;
     remote::TransportConfig transport;
-    // What every connection is made with; its on_closed is not used.
+    // Every connection is made with this; its on_closed is not used.
     ConnectionConfig connection;
     // Told of peers that came and went, on any thread, several at once, the last of them perhaps
     // after the server was destroyed. May be empty.

@@ -37,7 +37,7 @@ public:
 
     std::uint64_t size() const noexcept { return size_; }
 
-    // What was written, in order. Valid until the next write.
+    // The bytes written, in order. Valid until the next write.
     std::span<const bytes_t> Pieces() {
         pieces_.clear();
         if (!viewed_.empty()) {

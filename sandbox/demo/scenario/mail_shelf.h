@@ -37,7 +37,7 @@ struct ScenarioMessage {
     int checks = 0;       // that were seen
 };
 
-// Those messages. Nothing here is for more than one thread at a time.
+// The messages of a scenario. For one thread at a time.
 class Mailbox {
 public:
     ScenarioMessage& Add(const std::string& mail, std::string entry_id);

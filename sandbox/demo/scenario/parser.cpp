@@ -144,7 +144,7 @@ void TakeSwitches(Words& words, std::span<const std::string_view> names, Scenari
 
 constexpr std::array<std::string_view, 5> kSwitches = {
     "checkOnDelivery", "checkOnRead", "checkOnSend", "isPluginEnabled", "checkIncomingOnly"};
-// Those that a policy has.
+// The switches of a policy.
 constexpr std::span<const std::string_view> kPolicySwitches(kSwitches.data(), 3);
 
 void TakeProduct(Words& words, ScenarioEvent& event) {

@@ -42,7 +42,7 @@ constexpr std::uint64_t MaskWords(std::uint64_t handle_count) noexcept {
 }
 constexpr std::uint32_t MaskBit(std::size_t handle) noexcept { return 1u << (handle % 32); }
 
-// What follows the count in a handle block.
+// The size of a handle block behind its count, in bytes.
 constexpr std::uint64_t MaskAndValuesSize(std::uint64_t handle_count) noexcept {
     return sizeof(std::uint32_t) * (MaskWords(handle_count) + handle_count);
 }

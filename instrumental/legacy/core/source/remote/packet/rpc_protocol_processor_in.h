@@ -41,8 +41,8 @@ public:
     // when they are prepared already.
     vek::result_t PrepareHandles(HandleTransfer& transfer, bool adopt) noexcept;
 
-    // Those that PrepareHandles made, in the sender's order. The caller of PrepareHandles owns
-    // them.
+    // The handles that PrepareHandles made, in the sender's order. The caller of PrepareHandles
+    // owns them.
     std::span<const handle_t> handles() const noexcept;
 
 private:

@@ -21,7 +21,7 @@ constexpr std::uint64_t FileHandlesSize(std::uint64_t count) noexcept {
     return sizeof(uint32_t) + MaskAndValuesSize(count);
 }
 
-// Whatever else the packet has, its size is then a u32.
+// With call data of at most this size every packet's size is a u32.
 constexpr std::uint64_t kMaxCallData =
     UINT32_MAX - (sizeof rpc_block_tag::Signature + 3 * kBlockHeadSize + kIdentificationSize +
                   rpc_block_info::MaxSize);
@@ -86,7 +86,7 @@ std::uint64_t RpcProtocolProcessorOut::HeadSize() const noexcept {
 
 vek::result_t RpcProtocolProcessorOut::ConstructPacket(std::span<std::byte> packet,
                                                        HandleTransfer* transfer) noexcept {
-    // What is pushed for a packet that cannot be sent would stay open in the peer.
+    // Handles pushed for a packet that cannot be sent would stay open in the peer.
     if (packet.size() < PacketSize()) transfer = nullptr;
     std::byte* buffer = packet.data();
     std::size_t size = packet.size();

@@ -46,8 +46,8 @@ public:
     vek::result_t ConstructHead(std::span<std::byte> buffer,
                                 HandleTransfer* transfer = nullptr) noexcept;
 
-    // What each handle is in the peer, by the last packet written; 0xFFFFFFFF for one that could
-    // not be pushed.
+    // The value of each handle in the peer, by the last packet written; 0xFFFFFFFF for one that
+    // could not be pushed.
     const std::vector<std::uint32_t>& transferred() const noexcept;
 
 private:

@@ -24,7 +24,7 @@ RPC_STATUS Guarded(Call call) noexcept {
         RemoteGuardedCall([](void* body) { (*static_cast<Call*>(body))(); }, &call));
 }
 
-// What a transport's operation returns for the status of an RPC function or call.
+// The result of a transport's operation for the status of an RPC function or call.
 vek::result_t ResultOf(RPC_STATUS status) noexcept;
 
 // Whether the peer is of no more use after a call that ended so.

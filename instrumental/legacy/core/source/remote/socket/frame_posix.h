@@ -1,6 +1,6 @@
 #pragma once
 
-// What travels on a socket between two processes:
+// The frames that travel on a socket between two processes:
 //
 //     size (u32): of what follows the head
 //     kind (u16)
@@ -58,7 +58,7 @@ inline constexpr std::size_t kControlSize = CMSG_SPACE(sizeof(int) * kMaxDescrip
 // A frame that has been received.
 struct Frame {
     Frame() noexcept = default;
-    // What it brings is part of `budget` as long as the frame exists.
+    // The frame's bytes count against `budget` for as long as it exists.
     explicit Frame(ByteBudget& budget) noexcept : claim(&budget) {}
 
     FrameKind kind{};

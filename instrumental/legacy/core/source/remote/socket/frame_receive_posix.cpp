@@ -20,7 +20,7 @@ using vek::platform::Descriptor;
 // Read together with the head.
 constexpr std::size_t kFirstRead = std::size_t{8} << 10;
 
-// What a length that the peer claims is believed without seeing the bytes.
+// A length that the peer claims is believed up to this size before the bytes are there.
 constexpr std::size_t kFirstCapacity = kUnclaimedSize;
 
 // The bytes of a body as they come.

@@ -10,12 +10,12 @@
 
 namespace plugins::com {
 
-// Those who are told of an object's events, each under a cookie. `Listener` is a pointer, owning or
-// not. On the thread of the events.
+// The listeners of an object's events, each under a cookie. `Listener` is a pointer, owning or not.
+// On the thread of the events.
 //
 // Listeners may come, go and cause further events from within an event: each event is told, in the
 // order of their coming, to those who were there when it began and still are when their turn comes.
-// Whoever fires holds the list meanwhile.
+// The caller of Fire holds the list meanwhile.
 template <class Listener>
 class Listeners {
 public:

@@ -23,8 +23,8 @@ public:
     // The value under the tag that was asked for; null when there is an error in its place.
     const SPropValue* value() const noexcept;
 
-    // What the object gave, which may be an error (PT_ERROR) or of another type; null when it gave
-    // nothing.
+    // The value that the object gave, perhaps an error (PT_ERROR) or of another type; null when it
+    // gave none.
     const SPropValue* given() const noexcept { return count_ != 0 ? buffer_.get() : nullptr; }
 
 private:

@@ -9,7 +9,7 @@ namespace plugins::mail_processing {
 
 class ItemEventHandler;
 
-// Who is told of the events of items.
+// Is told of the events of items; the add-in implements it.
 class ItemNotifications {
 public:
     // Connects this to the notifications of `handler`, which the connection keeps alive. Ending it

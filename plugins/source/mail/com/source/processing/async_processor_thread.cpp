@@ -194,7 +194,7 @@ std::optional<QueuedMessage> AsyncWork::TakeMessage() {
     return message;
 }
 
-// Whatever goes wrong costs this message its check and no other.
+// A failure costs this message its check and no other.
 void AsyncWork::Process(QueuedMessage message) noexcept {
     const CurrentMessage current(*this, std::move(message));
     PendingCheck pending(observer_, current.check());
