@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <random>
 
-#include "common/remoting/remote_interfaces.h"
 #include "private_include/common/mail_message.h"
 #include "tests/remoting/pair_fixture.h"
 
@@ -11,39 +10,33 @@ namespace tests {
 namespace {
 
 using plugins::mail_processing::IDataStream;
-using plugins::mail_processing::IPropertyProvider;
 using plugins::mail_processing::SeekOrigin;
 
-// A stream over byte_vector that others may share.
+// A stream over bytes that others may share.
 class MemoryStream final : public vek::ObjectImpl<IDataStream> {
 public:
     explicit MemoryStream(std::shared_ptr<byte_vector> content) : content_(std::move(content)) {}
 
     result_t Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept override {
-        const std::size_t left = content_->size() - std::min(position_, content_->size());
-        read = static_cast<std::uint32_t>(std::min(left, buffer.size()));
-        std::copy_n(
-            content_->begin() + static_cast<std::ptrdiff_t>(std::min(position_, content_->size())),
-            read, buffer.begin());
+        const auto left = std::span(*content_).subspan(std::min(position_, content_->size()));
+        read = static_cast<std::uint32_t>(std::min(left.size(), buffer.size()));
+        std::copy_n(left.begin(), read, buffer.begin());
         position_ += read;
         return result::kOk;
     }
     result_t Write(std::span<const std::byte> data, std::uint32_t& written) noexcept override {
-        if (position_ + data.size() > content_->size()) content_->resize(position_ + data.size());
-        std::copy(data.begin(), data.end(),
-                  content_->begin() + static_cast<std::ptrdiff_t>(position_));
+        content_->resize(std::max(position_ + data.size(), content_->size()));
+        std::ranges::copy(data, content_->begin() + static_cast<std::ptrdiff_t>(position_));
         position_ += data.size();
         written = static_cast<std::uint32_t>(data.size());
         return result::kOk;
     }
     result_t Seek(std::int64_t offset, SeekOrigin origin,
                   std::uint64_t& position) noexcept override {
-        const std::int64_t base = origin == SeekOrigin::kStart ? 0
-                                  : origin == SeekOrigin::kCurrent
-                                      ? static_cast<std::int64_t>(position_)
-                                      : static_cast<std::int64_t>(content_->size());
-        if (base + offset < 0) return result::kInvalidArgument;
-        position = position_ = static_cast<std::size_t>(base + offset);
+        const std::size_t bases[] = {0, position_, content_->size()};
+        const auto target = static_cast<std::int64_t>(bases[static_cast<int>(origin)]) + offset;
+        if (target < 0) return result::kInvalidArgument;
+        position = position_ = static_cast<std::size_t>(target);
         return result::kOk;
     }
     result_t GetSize(std::uint64_t& size) noexcept override {
@@ -67,99 +60,77 @@ byte_vector Pattern(std::size_t size) {
     return content;
 }
 
-// Does the same to two streams and compares what they answer.
-struct Twins {
-    IDataStream& remote;
-    IDataStream& local;
-
-    bool Do(std::mt19937& random) {
-        const auto below = [&](std::size_t limit) { return random() % limit; };
-        const auto same = [&](auto use) { return use(remote) == use(local); };
-        switch (below(8)) {
-            case 0:
-                return same([data = Pattern(below(5000))](IDataStream& stream) {
-                    std::uint32_t count = 0;
-                    const result_t code = stream.Write(data, count);
-                    return std::pair(code, count);
-                });
-            case 1:
-                return same([origin = static_cast<SeekOrigin>(below(3)),
-                             offset = static_cast<std::int64_t>(below(200000)) -
-                                      60000](IDataStream& stream) {
-                    std::uint64_t position = 0;
-                    const result_t code = stream.Seek(offset, origin, position);
-                    return std::pair(code, position);
-                });
-            case 2:
-                return same([cut = below(6) == 0, to = below(300000)](IDataStream& stream) {
-                    std::uint64_t size = 0;
-                    if (cut) stream.SetSize(to);
-                    const result_t code = stream.GetSize(size);
-                    return std::pair(code, size);
-                });
-            default:
-                return same(
-                    [size = below(4) == 0 ? below(100000) : below(3000)](IDataStream& stream) {
-                        byte_vector bytes(size);
-                        std::uint32_t count = 0;
-                        const result_t code = stream.Read(bytes, count);
-                        return std::tuple(code, count, std::move(bytes));
-                    });
-        }
+// What a stream answers to the operation that `random` chooses: the same one for the same state.
+std::tuple<result_t, std::uint64_t, byte_vector> Do(IDataStream& stream, std::mt19937 random) {
+    const auto below = [&](std::size_t limit) { return random() % limit; };
+    const auto kind = below(8);
+    result_t code = result::kOk;
+    std::uint32_t count = 0;
+    std::uint64_t place = 0;
+    byte_vector bytes;
+    if (kind == 0) {
+        code = stream.Write(Pattern(below(5000)), count);
+    } else if (kind == 1) {
+        const auto origin = static_cast<SeekOrigin>(below(3));
+        code = stream.Seek(static_cast<std::int64_t>(below(200000)) - 60000, origin, place);
+    } else if (kind == 2) {
+        if (below(6) == 0) code = stream.SetSize(below(300000));
+        stream.GetSize(place);
+    } else {
+        bytes.resize(below(4) == 0 ? below(100000) : below(3000));
+        code = stream.Read(bytes, count);
     }
-};
+    return {code, place + count, std::move(bytes)};
+}
 
 TEST(DataStreamProxy, AnswersAsTheStreamItself) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
-        const auto remote_side = std::make_shared<byte_vector>(Pattern(250000));
-        const auto own_side = std::make_shared<byte_vector>(*remote_side);
+        const auto distant = std::make_shared<byte_vector>(Pattern(250000));
+        const auto own = std::make_shared<byte_vector>(*distant);
         // Two streams over one content: what one writes the other reads.
-        Pair one(plugins::remoting::RemoteInterfaces(),
-                 RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(remote_side)));
-        const auto first = one.Service<IDataStream>();
-        const auto other = vek::MakeObject<MemoryStream>(remote_side);
-        RefPtr<IDataStream> second;
-        remoting::stub_handle_t handle;
-        ASSERT_EQ(one.server->registry().CreateStub(IDataStream::kInterfaceId, other.get(), handle),
-                  result::kOk);
-        ASSERT_EQ(one.client->registry().CreateProxy(IDataStream::kInterfaceId,
-                                                     std::make_shared<remoting::StubReference>(
-                                                         remoting::StubAddress{one.client, handle}),
-                                                     second.put_void()),
-                  result::kOk);
-        const auto near_first = vek::MakeObject<MemoryStream>(own_side);
-        const auto near_second = vek::MakeObject<MemoryStream>(own_side);
+        Pair pair(nullptr);
+        RefPtr<IDataStream> remote[2], local[2];
+        for (int i = 0; i < 2; ++i) {
+            pair.master->locator = vek::MakeObject<OneServiceLocator>(
+                RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(distant)));
+            remote[i] = pair.Service<IDataStream>();
+            local[i] = vek::MakeObject<MemoryStream>(own);
+        }
         std::mt19937 random(seed);
         for (int step = 0; step < 300; ++step) {
-            Twins twins =
-                random() % 3 != 0 ? Twins{*first, *near_first} : Twins{*second, *near_second};
-            ASSERT_TRUE(twins.Do(random)) << "seed " << seed << ", step " << step;
+            const int which = random() % 3 == 0 ? 1 : 0;
+            ASSERT_TRUE(Do(*remote[which], random) == Do(*local[which], random))
+                << "seed " << seed << ", step " << step;
+            random.discard(4);
         }
-        ASSERT_EQ(*remote_side, *own_side);
+        ASSERT_EQ(*distant, *own);
     }
 }
 
 TEST(DataStreamProxy, CrossesTheBorderSeldom) {
-    struct Case {
-        std::size_t size, piece, calls;
-    };
-    for (const Case& c : {Case{10u << 20, 64u << 10, 20}, Case{10u << 20, 1000, 20},
-                          Case{100, 64u << 10, 1}, Case{10u << 20, 10u << 20, 11}}) {
-        Pair pair(plugins::remoting::RemoteInterfaces(),
-                  RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(
-                      std::make_shared<byte_vector>(Pattern(c.size)))));
+    const std::size_t cases[][3] = {{10u << 20, 64u << 10, 20},
+                                    {10u << 20, 1000, 20},
+                                    {100, 64u << 10, 1},
+                                    {10u << 20, 10u << 20, 11}};
+    for (const auto& [size, piece_size, calls] : cases) {
+        Pair pair(
+            RefPtr<vek::IObject>(vek::MakeObject<MemoryStream>(std::make_shared<byte_vector>())));
         const auto stream = pair.Service<IDataStream>();
+        const byte_vector content = Pattern(size);
+        std::uint32_t count = 0;
+        std::uint64_t position = 0;
+        EXPECT_EQ(stream->Write(content, count), result::kOk);
+        EXPECT_EQ(count, size);
+        EXPECT_EQ(stream->Seek(0, SeekOrigin::kStart, position), result::kOk);
+
         const auto before = pair.client->requests_sent();
-        byte_vector piece(c.piece);
-        std::size_t total = 0;
-        std::uint32_t read = 1;
-        while (read > 0) {
-            ASSERT_EQ(stream->Read(piece, read), result::kOk);
-            total += read;
-            if (read < piece.size()) break;
-        }
-        EXPECT_EQ(total, c.size);
-        EXPECT_LE(pair.client->requests_sent() - before, c.calls) << c.piece;
+        byte_vector piece(piece_size), all;
+        do {
+            ASSERT_EQ(stream->Read(piece, count), result::kOk);
+            all.insert(all.end(), piece.begin(), piece.begin() + count);
+        } while (count == piece.size());
+        EXPECT_TRUE(all == content);
+        EXPECT_LE(pair.client->requests_sent() - before, calls) << piece_size;
     }
 }
 

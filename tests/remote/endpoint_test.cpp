@@ -31,9 +31,9 @@ TEST(Endpoint, NamesTheEventOfAProcess) {
               result::kAccessDenied);
     EXPECT_EQ(ProcessEventName(7, {Missing::kTime, 6, 0}, {}, nullptr, name), result::kUnexpected);
 
-    const platform::ProcessStart own = platform::StartOfProcess(platform::CurrentProcessId());
+    const auto own = platform::StartOfProcess(platform::CurrentProcessId()).time;
     constexpr platform::filetime_t kSecond = 10'000'000;  // what a clock's rounding may take
-    EXPECT_LT(platform::TheClock().UtcNow() + kSecond - own.time, 3600 * kSecond);
+    EXPECT_LT(platform::TheClock().UtcNow() + kSecond - own, 3600 * kSecond);
     EXPECT_EQ(platform::StartOfProcess(0x7FFFFFF0).missing, Missing::kProcess);
 }
 

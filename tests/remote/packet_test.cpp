@@ -7,7 +7,6 @@
 #include "remote/byte_budget.h"
 #include "remote/packet/rpc_protocol_processor_in.h"
 #include "remote/packet/rpc_protocol_processor_out.h"
-#include "tests/support/recording_tracer.h"
 
 namespace remote {
 namespace {
@@ -15,7 +14,6 @@ namespace {
 namespace result = vek::result;
 using packet_t = std::vector<std::byte>;
 using ::testing::ElementsAre;
-using tests::RecordingTracer;
 using vek::platform::system_error_t;
 
 // Two hexadecimal digits a byte; blanks are for the reader.
@@ -45,74 +43,52 @@ std::string Summary(const RpcProtocolProcessorIn& in) {
     return text.str();
 }
 
-TEST(PacketRead, RefusesMalformedPackets) {
+TEST(PacketRead, TakesWhatItKnowsAndRefusesMalformedPackets) {
     const struct {
-        const char* hex;
-        vek::result_t code;
+        std::string hex, summary;
+        vek::result_t code = result::kOk;
         std::size_t zeros = 0;  // that follow, in bytes
     } cases[] = {
-        {"eded3003", result::kInvalidSignature},
-        {"eced3003 01", result::kBufferTooSmall},
-        {"eced3003 0200 0800 0100000002000000 0100 0001", result::kInvalidSize, 0xFF},
-        // Not at the expense of the next block.
-        {"eced3003 0200 0400 01000000 0700 0400 02000000", result::kBufferTooSmall},
-        {"eced3003 0300 0800 01000000 00000000 0700 0400 00000000", result::kBufferTooSmall},
-        {"eced3003 0300 0700 01000000 000000", result::kInvalidSignature},
-        {"eced3003 0300 ffff 02000000 00000000", result::kInvalidSignature},
-        // Would do in 32 bits.
-        {"eced3003 0300 0c00 e2830f3e 00000000 00000000", result::kInvalidSignature},
-        // More handles than a block of a size of its own holds, though the bytes are there.
-        {"eced3003 0300 ffff 0e3e0000", result::kInvalidSignature, 4 * (15886 + 497)},
-    };
-    for (const auto& [start, code, zeros] : cases) {
-        std::string hex = start;
-        hex.append(2 * zeros, '0');
-        for (const bool in_place : {false, true}) {
-            RpcProtocolProcessorIn processor;
-            EXPECT_EQ(Parse(processor, hex, in_place), code) << hex;
-            EXPECT_EQ(Summary(processor), "");  // what was read before does not stay
-        }
-    }
-}
-
-TEST(PacketRead, TakesWhatItKnows) {
-    const std::pair<std::string, std::string> cases[] = {
         // The last of a kind.
         {"eced3003 0300 0400 00000000 0100 0200 0102 0200 0800 0100000002000000 0100 0100 04 "
          "0200 0800 0300000004000000",
          "data 4 3<4 handles"},
         {"eced3003", ""},
         {"eced3003 0700 0300 010203 0100 0200 aabb", "data 170 187 "},
+        {"eded3003", "", result::kInvalidSignature},
         {"eced3003 0200 0c00 01000080 02000000 ffffffff 0100 0000", "data 2147483649<2"},
+        {"eced3003 01", "", result::kBufferTooSmall},
         {"eced3003 0100 ffff 0200 0800", "data 2 0 8 0 "},
+        {"eced3003 0200 0800 0100000002000000 0100 0001", "", result::kInvalidSize, 0xFF},
+        // Not at the expense of the next block.
+        {"eced3003 0200 0400 01000000 0700 0400 02000000", "", result::kBufferTooSmall},
+        {"eced3003 0300 0800 01000000 00000000 0700 0400 00000000", "", result::kBufferTooSmall},
+        {"eced3003 0300 0700 01000000 000000", "", result::kInvalidSignature},
+        {"eced3003 0300 ffff 02000000 00000000", "", result::kInvalidSignature},
+        // Would do in 32 bits.
+        {"eced3003 0300 0c00 e2830f3e 00000000 00000000", "", result::kInvalidSignature},
+        // More handles than a block of a size of its own holds, though the bytes are there.
+        {"eced3003 0300 ffff 0e3e0000", "", result::kInvalidSignature, 4 * (15886 + 497)},
     };
     for (const bool in_place : {false, true}) {
         RpcProtocolProcessorIn processor;  // nothing of one packet is there in the next
-        for (const auto& [hex, summary] : cases) {
-            ASSERT_EQ(Parse(processor, hex, in_place), result::kOk);
-            EXPECT_EQ(Summary(processor), summary);
+        for (const auto& [start, summary, code, zeros] : cases) {
+            const std::string hex = start + std::string(2 * zeros, '0');
+            EXPECT_EQ(Parse(processor, hex, in_place), code) << start;
+            EXPECT_EQ(Summary(processor), summary) << start;
         }
     }
 }
 
 TEST(PacketRead, IsBoundedInWhatAPeerMakesOfIt) {
-    std::string many = "eced3003";
-    for (int i = 0; i < 1000; ++i) many += "0900 0000";
-    const auto tracer = std::make_shared<RecordingTracer>();
-    RpcProtocolProcessorIn processor(tracer);
-    EXPECT_EQ(Parse(processor, many, false), result::kOk);
-    EXPECT_EQ(tracer->lines().size(), 8u) << "blocks that it does not know";
-
     ByteBudget budget{0};
-    {
+    for (int again = 0; again < 2; ++again) {
         ByteClaim first(&budget), second(&budget);
         EXPECT_TRUE(first.Grow(kMaxHeldBytes - 1));
         EXPECT_FALSE(second.Grow(2));
         EXPECT_TRUE(second.Grow(1));
         EXPECT_FALSE(second.Grow(2));
-        EXPECT_EQ(budget, kMaxHeldBytes);
     }
-    EXPECT_EQ(budget, 0u);
 }
 
 // The peer's handles are this process's plus 1000. The `failing`th operation (from 1) fails.
@@ -140,7 +116,7 @@ struct FakeTransfer final : HandleTransfer {
     }
 };
 
-TEST(PacketWrite, WritesItsBlocksInOrder) {
+TEST(PacketWrite, WritesItsBlocksInOrderIfTheyFit) {
     const packet_t data = FromHex("a1a2a3");
     const bytes_t pieces[] = {bytes_t(data).first(1), {}, bytes_t(data).last(2)};
     const handle_t handles[] = {5, -2};
@@ -158,11 +134,6 @@ TEST(PacketWrite, WritesItsBlocksInOrder) {
                               "0100 0300 a1a2a3"));
     EXPECT_THAT(out.transferred(), ElementsAre(1005u, 0xFFFFFFFFu));
 
-    packet_t head(out.HeadSize());
-    transfer.failing = 2;
-    ASSERT_EQ(out.ConstructHead(head, &transfer), result::kOk);
-    EXPECT_EQ(head, packet_t(packet.begin(), packet.end() - 3));
-
     // Into too short a buffer, of each length, and nothing is pushed for no packet.
     transfer = {};
     for (std::size_t size = 0; size < packet.size(); ++size) {
@@ -173,65 +144,33 @@ TEST(PacketWrite, WritesItsBlocksInOrder) {
                   packet.size() - size);
     }
     EXPECT_TRUE(transfer.open.empty());
-}
-
-TEST(PacketWrite, IsReadBack) {
-    const std::vector<handle_t> handles(33, -3);
-    for (const std::size_t size : {0, 0xFFFE, 0xFFFF, 0x10000}) {
-        const packet_t data(size, std::byte{7});
-        const bytes_t piece = data;
-        RpcProtocolProcessorOut out;
-        out.SetFileHandles(handles);
-        out.SetCallData({&piece, 1});
-        packet_t packet(out.PacketSize());
-        FakeTransfer transfer;
-        transfer.failing = 33;
-        ASSERT_EQ(out.ConstructPacket(packet, &transfer), result::kOk);
-        EXPECT_EQ(packet.at(156 - 2), static_cast<std::byte>(std::min<std::size_t>(size, 0xFFFF)));
-        RpcProtocolProcessorIn in;
-        ASSERT_EQ(in.ParsePacket(packet), result::kOk);
-        EXPECT_TRUE(std::ranges::equal(in.GetCallData(), data));
-        ASSERT_EQ(in.PrepareHandles(transfer, true), result::kOk);
-        EXPECT_EQ(in.handles()[0], -3 + 1000);
-        EXPECT_EQ(in.handles()[32], -3 - 1000);  // not pushed
-    }
-}
-
-TEST(PacketWrite, RefusesWhatAPacketCannotHold) {
-    RpcProtocolProcessorOut out;
-    const std::vector<handle_t> handles(15886);
-    EXPECT_EQ(out.SetFileHandles(handles), result::kInvalidSize);
-    EXPECT_EQ(out.SetFileHandles(std::span(handles).first(15885)), result::kOk);
-    const packet_t data(1 << 20);
-    const std::vector<bytes_t> pieces(4096, data);  // 4 GiB
-    EXPECT_EQ(out.SetCallData(pieces), result::kInvalidSize);
-    EXPECT_EQ(out.SetCallData(std::span(pieces).first(4095)), result::kOk);
+    const std::vector<handle_t> many(15886);
+    EXPECT_EQ(out.SetFileHandles(many), result::kInvalidSize);
+    EXPECT_EQ(out.SetFileHandles(std::span(many).first(15885)), result::kOk);
 }
 
 TEST(PacketHandle, IsPreparedWithAllOthersOrNot) {
     // Two of the sender's own, one that it has pushed, and one more of its own.
     const auto packet =
         FromHex("eced3003 0300 1800 04000000 04000000 e9030000 ea030000 07000000 feffffff");
-    for (const bool adopt : {false, true}) {
-        for (const bool can_push : {false, true}) {
-            for (int failing = 0; failing < 5; ++failing) {
-                RpcProtocolProcessorIn in;
-                ASSERT_EQ(in.ParsePacket(packet), result::kOk);
-                FakeTransfer transfer;
-                transfer.failing = failing;
-                transfer.can_push = can_push;
-                const auto code = in.PrepareHandles(transfer, adopt);
-                if (!can_push || (failing != 0 && failing < (adopt ? 4 : 5))) {
-                    EXPECT_EQ(code, result::kUnexpected);
-                    EXPECT_TRUE(transfer.open.empty() && in.handles().empty());
-                    continue;
-                }
-                // The second time nothing is left to do.
-                EXPECT_EQ(in.PrepareHandles(transfer, !adopt), result::kOk);
-                EXPECT_THAT(in.handles(), ElementsAre(1, 2, adopt ? 7 : -7, -1002));
-                EXPECT_EQ(transfer.open.size(), adopt ? 3u : 4u);
-            }
+    for (int way = 0; way < 20; ++way) {
+        const bool adopt = way % 2 != 0, can_push = way / 2 % 2 != 0;
+        const int failing = way / 4;
+        RpcProtocolProcessorIn in;
+        ASSERT_EQ(in.ParsePacket(packet), result::kOk);
+        FakeTransfer transfer;
+        transfer.failing = failing;
+        transfer.can_push = can_push;
+        const auto code = in.PrepareHandles(transfer, adopt);
+        if (!can_push || (failing != 0 && failing < (adopt ? 4 : 5))) {
+            EXPECT_EQ(code, result::kUnexpected);
+            EXPECT_TRUE(transfer.open.empty() && in.handles().empty());
+            continue;
         }
+        // The second time nothing is left to do.
+        EXPECT_EQ(in.PrepareHandles(transfer, !adopt), result::kOk);
+        EXPECT_THAT(in.handles(), ElementsAre(1, 2, adopt ? 7 : -7, -1002));
+        EXPECT_EQ(transfer.open.size(), adopt ? 3u : 4u);
     }
 }
 

@@ -1,15 +1,17 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "remote/transport.h"
+#include "tests/support/wait_until.h"
+#include "vek/platform/thread.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -26,23 +28,6 @@ inline remote::bytes_t Bytes(std::string_view text) {
 inline std::string Text(remote::bytes_t bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
-
-// Something that happens on another thread.
-class Signal {
-public:
-    void Set() { set_ = true; }
-    bool IsSet() const { return set_; }
-    // False when it has not happened in 10 s.
-    bool Wait() {
-        for (int i = 0; i < 5000 && !set_; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        return set_;
-    }
-
-private:
-    std::atomic<bool> set_{false};
-};
 
 // Signals the event and closes the handle.
 inline void SetAndClose(remote::handle_t event) {
@@ -77,19 +62,21 @@ public:
     }
 
     void OnTransportClosed(vek::result_t reason) noexcept override {
-        reason_ = closed_.IsSet() ? vek::result::kUnexpected : reason;  // once
-        closed_.Set();
+        reason_ = closed_ ? vek::result::kUnexpected : reason;  // once
+        closed_ = true;
     }
 
     // The reason for the transport's end, when it has come.
-    vek::result_t Closed() { return closed_.Wait() ? reason_.load() : vek::result::kOk; }
+    vek::result_t Closed() const {
+        return WaitUntil([this] { return closed_.load(); }) ? reason_.load() : vek::result::kOk;
+    }
 
     std::vector<remote::handle_t> events;
 
 private:
     const answer_t answer_;
     std::atomic<vek::result_t> reason_{0};
-    Signal closed_;
+    std::atomic<bool> closed_{false};
 };
 
 // Accepts a peer: `handler` serves it, and `transport` reaches it.
@@ -120,5 +107,32 @@ inline std::string Ask(remote::Transport& transport, std::string_view text) {
     Call(transport, text, &answer);
     return answer;
 }
+
+inline remote::Endpoint NewEndpoint() {
+    static std::atomic<std::uint32_t> count{0};
+    return {vek::platform::CurrentProcessId() + (++count << 22), 0};
+}
+
+inline std::string Echo(const std::string& text) { return text; }
+
+// A listener with what has connected to it, and a transport to it from the same process.
+struct Ends {
+    explicit Ends(TextHandler::answer_t server_answer = Echo,
+                  TextHandler::answer_t client_answer = Echo,
+                  remote::Endpoint endpoint = NewEndpoint())
+        : server_handler(std::make_shared<TextHandler>(std::move(server_answer))),
+          client_handler(std::make_shared<TextHandler>(std::move(client_answer))) {
+        const auto accept = Keep(server, server_handler);
+        EXPECT_EQ(remote::Listen(endpoint, accept, {}, listener), vek::result::kOk);
+        EXPECT_EQ(remote::ConnectTransport(listener->endpoint(), client_handler, {}, client),
+                  vek::result::kOk);
+    }
+
+    std::shared_ptr<TextHandler> server_handler;
+    std::shared_ptr<TextHandler> client_handler;
+    std::shared_ptr<remote::Transport> server;
+    std::shared_ptr<remote::Transport> client;
+    std::unique_ptr<remote::Listener> listener;
+};
 
 }  // namespace tests

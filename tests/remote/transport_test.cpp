@@ -12,38 +12,16 @@ namespace {
 namespace result = vek::result;
 using tests::Ask;
 using tests::Call;
+using tests::Echo;
+using tests::Ends;
+using tests::NewEndpoint;
 using tests::TextHandler;
-
-remote::Endpoint NewEndpoint() {
-    static std::atomic<std::uint32_t> count{0};
-    return {vek::platform::CurrentProcessId() + (++count << 22), 0};
-}
-
-std::string Echo(const std::string& text) { return text; }
-
-// A listener with what has connected to it, and a transport to it from the same process.
-struct Ends {
-    explicit Ends(TextHandler::answer_t server_answer = Echo,
-                  TextHandler::answer_t client_answer = Echo,
-                  remote::Endpoint endpoint = NewEndpoint())
-        : server_handler(std::make_shared<TextHandler>(std::move(server_answer))),
-          client_handler(std::make_shared<TextHandler>(std::move(client_answer))) {
-        const auto accept = tests::Keep(server, server_handler);
-        EXPECT_EQ(remote::Listen(endpoint, accept, {}, listener), result::kOk);
-        EXPECT_EQ(remote::ConnectTransport(listener->endpoint(), client_handler, {}, client),
-                  result::kOk);
-    }
-
-    std::shared_ptr<TextHandler> server_handler;
-    std::shared_ptr<TextHandler> client_handler;
-    std::shared_ptr<remote::Transport> server;
-    std::shared_ptr<remote::Transport> client;
-    std::unique_ptr<remote::Listener> listener;
-};
+using tests::WaitUntil;
 
 TEST(Transport, CarriesPacketsOfEverySizeBothWays) {
     Ends ends;
-    for (const std::size_t size : {0u, 1u, 64u, 8150u, 8192u, 70'000u, 5'000'000u}) {
+    for (const std::size_t size :
+         {0u, 1u, 64u, 8150u, 8192u, 65'534u, 65'535u, 65'536u, 5'000'000u}) {
         std::string text(size, 'x');
         for (std::size_t i = 0; i < size; i += 61) text[i] = static_cast<char>(i);
         for (auto* end : {&ends.client, &ends.server}) EXPECT_TRUE(Ask(**end, text) == text);
@@ -74,11 +52,11 @@ TEST(Transport, ServesCallsWithinCallsAndRefusesEndlessOnes) {
 }
 
 TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
-    tests::Signal release;
+    std::atomic<bool> release{false};
     std::atomic<int> waiting{0};
     Ends ends([&](const std::string& text) {
         ++waiting;
-        release.Wait();
+        WaitUntil([&] { return release.load(); });
         --waiting;
         return text;
     });
@@ -87,7 +65,7 @@ TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
         threads.emplace_back(
             [&] { EXPECT_EQ(Call(*ends.client, "wait"), result::kRemoteCallFailed); });
     }
-    while (waiting != 3) std::this_thread::yield();
+    EXPECT_TRUE(WaitUntil([&] { return waiting == 3; }));
     ends.client->Close(result::kInvalidVersion);
     ends.client->Close(result::kOk);
     threads.clear();
@@ -96,8 +74,8 @@ TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
     EXPECT_FALSE(ends.server->IsOpen());
     EXPECT_EQ(Call(*ends.client, "late"), result::kNotReady);
     EXPECT_EQ(Call(*ends.server, "late"), result::kNotReady);
-    release.Set();
-    while (waiting != 0) std::this_thread::yield();  // they use what is destroyed now
+    release = true;
+    EXPECT_TRUE(WaitUntil([&] { return waiting == 0; }));  // they use what is destroyed now
 }
 
 TEST(Transport, SaysWhyThereIsNoReply) {
@@ -166,41 +144,38 @@ TEST(Transport, CarriesHandlesWithRequestAndReply) {
 
 // The other process, connected whichever way, is killed at rest and in a call.
 TEST(Transport, NoticesThatThePeerIsKilled) {
-    for (const bool listens : {false, true}) {
-        for (const bool in_call : {false, true}) {
-            const remote::Endpoint endpoint = NewEndpoint();
-            const auto handler = std::make_shared<TextHandler>(Echo);
-            std::shared_ptr<remote::Transport> transport;
-            std::unique_ptr<remote::Listener> listener;
-            tests::Signal connected;
-            const auto accept = [&](std::shared_ptr<remote::Transport> made) {
-                transport = std::move(made);
-                connected.Set();
-                return handler;
-            };
-            ASSERT_TRUE(listens || vek::Succeeded(remote::Listen(endpoint, accept, {}, listener)));
-            const auto peer =
-                sandbox::StartBeside("transport_peer", (listens ? "listen:" : "connect:") +
-                                                           std::to_string(endpoint.local_id));
-            for (int i = 0; listens && transport == nullptr && i < 1000; ++i) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-                remote::ConnectTransport(endpoint, handler, {}, transport);
-            }
-            ASSERT_TRUE(listens || connected.Wait());
-            while (!transport->IsOpen()) std::this_thread::yield();
+    for (int way = 0; way < 4; ++way) {
+        const bool listens = way % 2 != 0, in_call = way / 2 != 0;
+        const remote::Endpoint endpoint = NewEndpoint();
+        const auto handler = std::make_shared<TextHandler>(Echo);
+        std::shared_ptr<remote::Transport> transport;
+        std::unique_ptr<remote::Listener> listener;
+        std::atomic<bool> connected{false};
+        const auto accept = [&](std::shared_ptr<remote::Transport> made) {
+            transport = std::move(made);
+            connected = true;
+            return handler;
+        };
+        ASSERT_TRUE(listens || vek::Succeeded(remote::Listen(endpoint, accept, {}, listener)));
+        const auto peer =
+            sandbox::StartBeside("transport_peer", (listens ? "listen:" : "connect:") +
+                                                       std::to_string(endpoint.local_id));
+        ASSERT_TRUE(WaitUntil([&] {
+            if (listens) remote::ConnectTransport(endpoint, handler, {}, transport);
+            return listens ? transport != nullptr : connected && transport->IsOpen();
+        }));
 
-            EXPECT_EQ(Ask(*transport, "back there"), "there");
-            EXPECT_NE(transport->peer_process_id(), vek::platform::CurrentProcessId());
-            std::thread caller([&] {
-                const auto code = in_call ? Call(*transport, "hang") : result::kRemoteCallFailed;
-                EXPECT_EQ(code, result::kRemoteCallFailed);
-            });
-            if (in_call) std::this_thread::sleep_for(std::chrono::milliseconds(200));
-            peer->Kill();
-            caller.join();
-            EXPECT_EQ(handler->Closed(), result::kRemoteCallFailed);
-            EXPECT_EQ(Call(*transport, "late"), result::kNotReady);
-        }
+        EXPECT_EQ(Ask(*transport, "back there"), "there");
+        EXPECT_NE(transport->peer_process_id(), vek::platform::CurrentProcessId());
+        std::thread caller([&] {
+            const auto code = in_call ? Call(*transport, "hang") : result::kRemoteCallFailed;
+            EXPECT_EQ(code, result::kRemoteCallFailed);
+        });
+        if (in_call) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        peer->Kill();
+        caller.join();
+        EXPECT_EQ(handler->Closed(), result::kRemoteCallFailed);
+        EXPECT_EQ(Call(*transport, "late"), result::kNotReady);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include "common/remoting/remote_interfaces.h"
 #include "remote/transport.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/remoting/describe.h"
@@ -49,16 +50,19 @@ public:
         PacketKeeper sent, answer;
         sent.Send(request);
         if (tamper_request && tamper_request(sent.packet)) return result::kRemoteCallFailed;
-        const result_t served = peer->Serve(sent.packet, answer);
-        if (vek::Failed(served)) return served;
+        const auto server = peer->own_.lock();
+        remote::RpcProtocolProcessorIn in;
+        if (!server) return result::kRemoteCallFailed;
+        EXPECT_EQ(in.ParsePacket(remote::bytes_t(sent.packet)), result::kOk);
+        server->HandleRequest(in, answer);
+        EXPECT_EQ(answer.count, 1) << "every request is answered once";
         if (tamper_reply && tamper_reply(answer.packet)) return result::kRemoteCallFailed;
         return reply.ParsePacket(answer.packet);
     }
-    bool SupportsFiles() const noexcept override { return supports_files; }
-    result_t SendReceiveWithFiles(remote::RpcProtocolProcessorOut& request,
-                                  remote::RpcProtocolProcessorIn& reply) noexcept override {
-        handles.assign(request.file_handles().begin(), request.file_handles().end());
-        return SendReceive(request, reply);
+    bool SupportsFiles() const noexcept override { return false; }
+    result_t SendReceiveWithFiles(remote::RpcProtocolProcessorOut&,
+                                  remote::RpcProtocolProcessorIn&) noexcept override {
+        return result::kNotSupported;
     }
     void Close(result_t reason) noexcept override {
         if (!open_.exchange(false)) return;
@@ -68,21 +72,9 @@ public:
     bool IsOpen() const noexcept override { return open_; }
     std::uint32_t peer_process_id() const noexcept override { return 1; }
 
-    // Hands a request to this end.
-    result_t Serve(const byte_vector& packet, PacketKeeper& answer) {
-        const auto own = own_.lock();
-        remote::RpcProtocolProcessorIn in;
-        if (!own) return result::kRemoteCallFailed;
-        const result_t parsed = in.ParsePacket(remote::bytes_t(packet));
-        if (vek::Succeeded(parsed)) own->HandleRequest(in, answer);
-        return parsed;
-    }
-
     Tamper tamper_request;
     Tamper tamper_reply;
     result_t refusal = result::kOk;  // a failure is what requests are refused with, unseen
-    bool supports_files = false;
-    std::vector<remote::handle_t> handles;  // the last that were to be sent
 
 private:
     std::weak_ptr<remote::RequestHandler> own_;
@@ -122,18 +114,18 @@ struct TestMaster final : remoting::MasterObject {
 };
 
 struct Pair {
-    Pair(std::shared_ptr<const remoting::ProxyStubFactories> factories,
-         RefPtr<vek::IObject> service,
-         remoting::ProtocolFeatures client_features = remoting::kAllFeatures)
+    explicit Pair(RefPtr<vek::IObject> service,
+                  remoting::ProtocolFeatures client_features = remoting::kAllFeatures,
+                  std::shared_ptr<const remoting::ProxyStubFactories> factories =
+                      plugins::remoting::RemoteInterfaces())
         : master(std::make_shared<TestMaster>(std::move(service))) {
         remoting::ConnectionConfig config;
         config.factories = std::move(factories);
         config.features = client_features;
-        config.tracer = client_trace;
+        config.tracer = std::make_shared<RecordingTracer>(800);
         config.on_closed = [this](result_t reason) { client_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, client), result::kOk);
         config.features = remoting::kAllFeatures;
-        config.tracer = server_trace;
         config.master = master;
         config.on_closed = [this](result_t reason) { server_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, server), result::kOk);
@@ -161,18 +153,14 @@ struct Pair {
         return service;
     }
 
-    // Hands raw call data to the server and gives the raw reply data.
-    result_t Raw(const remoting::CallTarget& target, const byte_vector& data, byte_vector& reply) {
+    // Hands raw call data to the server.
+    result_t Raw(const remoting::CallTarget& target, const byte_vector& data = {}) {
         remoting::Rope rope;
         rope.Append(data);
-        remoting::Reply raw;
-        const result_t result = client->sender().SendReceive(target, rope, raw);
-        reply.assign(raw.data.begin(), raw.data.end());
-        return result;
+        remoting::Reply reply;
+        return client->sender().SendReceive(target, rope, reply);
     }
 
-    std::shared_ptr<RecordingTracer> client_trace = std::make_shared<RecordingTracer>(800);
-    std::shared_ptr<RecordingTracer> server_trace = std::make_shared<RecordingTracer>(800);
     std::shared_ptr<TestMaster> master;
     std::shared_ptr<remoting::Connection> client;
     std::shared_ptr<remoting::Connection> server;

@@ -1,13 +1,15 @@
-// A server and its clients over the system's own transport.
+// A server and its clients over the system's own transport, and services that outlive their server.
 
 #include <thread>
 
-#include "common/remoting/remote_interfaces.h"
 #include "processing/message_processor.h"
 #include "product/mail_scanner.h"
 #include "tests/remoting/pair_fixture.h"
+#include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/wait_until.h"
 #include "vek/platform/thread.h"
+#include "vek/remoting/recovering_service.h"
 #include "vek/remoting/server.h"
 
 namespace tests {
@@ -15,17 +17,15 @@ namespace {
 
 using plugins::mail_processing::IMailMessage;
 using plugins::mail_processing::IMailScanner;
+using plugins::product::IProductSettings;
 
 // Each call of the message from another thread: on the one that serves the check, and on one that
 // does not.
 result_t LookFromTwoThreads(bool, IMailMessage& message) {
     std::u16string here, there;
-    result_t code = message.GetSubject(here);
-    std::thread([&] {
-        if (vek::Failed(message.GetSubject(there))) code = result::kUnexpected;
-    }).join();
-    if (here != there) code = result::kUnexpected;
-    return vek::Failed(code) ? code : message.SetSubject(here + u"!");
+    message.GetSubject(here);
+    std::thread([&] { message.GetSubject(there); }).join();
+    return here == there ? message.SetSubject(here + u"!") : result::kUnexpected;
 }
 
 // The other end of a connection as the process's loader.
@@ -55,13 +55,6 @@ struct RemotingServer : MailFixture {
         EXPECT_EQ(remoting::ConnectToServer(server->endpoint(), std::move(config), {}, connection),
                   result::kOk);
         return connection;
-    }
-
-    static void WaitUntil(const std::function<bool()>& condition) {
-        for (int i = 0; i < 500 && !condition(); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_TRUE(condition());
     }
 
     const std::shared_ptr<TestMaster> master = std::make_shared<TestMaster>(RefPtr<IMailScanner>(
@@ -97,7 +90,7 @@ TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    WaitUntil([this] { return server->connection_count() == 0 && master->locks == 0; });
+    EXPECT_TRUE(WaitUntil([&] { return server->connection_count() == 0 && master->locks == 0; }));
 }
 
 TEST_F(RemotingServer, GoesDownUnderItsClients) {
@@ -105,13 +98,57 @@ TEST_F(RemotingServer, GoesDownUnderItsClients) {
     RefPtr<vek::IServiceLocator> locator;
     ASSERT_EQ(connection->GetServiceLocator(locator), result::kOk);
     server.reset();
-    WaitUntil([&] { return !connection->IsOpen(); });
+    EXPECT_TRUE(WaitUntil([&] { return !connection->IsOpen(); }));
     void* service = nullptr;
     EXPECT_EQ(locator->GetInterface(IMailScanner::kInterfaceId, nullptr, &service),
               result::kRemoteCallFailed);
     std::shared_ptr<remoting::Connection> none;
     EXPECT_EQ(remoting::ConnectToServer({vek::platform::CurrentProcessId(), 0}, {}, {}, none),
               result::kNotReady);
+}
+
+TEST(RecoveringService, IsFoundAnewAfterARestart) {
+    const auto answer = [](FakeSettings::Record&) { return result::kOk; };
+    const auto first = vek::MakeObject<FakeSettings>(answer);
+    const auto second = vek::MakeObject<FakeSettings>(answer);
+    std::optional<Pair> server;  // while it runs
+    const auto locate = [&](RefPtr<vek::IServiceLocator>& locator) {
+        return server ? server->client->GetServiceLocator(locator) : result::kNotReady;
+    };
+    const auto locator =
+        vek::MakeObject<remoting::RecoveringLocator>(locate, plugins::remoting::RemoteInterfaces());
+    RefPtr<IProductSettings> settings;
+    FakeSettings::Record record;
+    const auto look = [&] {
+        return locator->GetInterface(IProductSettings::kInterfaceId, nullptr, settings.put_void());
+    };
+    EXPECT_EQ(look(), result::kNotReady);
+
+    server.emplace(first);
+    ASSERT_EQ(look(), result::kOk);
+    EXPECT_EQ(settings->GetSettings(record), result::kOk);
+
+    server->client->Close(result::kRemoteCallFailed);
+    server.reset();
+    EXPECT_EQ(settings->GetSettings(record), result::kNotReady);
+    server.emplace(second);
+    EXPECT_EQ(settings->GetSettings(record), result::kOk);
+
+    // Lost between the call's start and its delivery: made once more, and only once.
+    server->client_wire->tamper_request = [&](byte_vector&) {
+        server->client->Close(result::kRemoteCallFailed);
+        return true;
+    };
+    EXPECT_EQ(settings->GetSettings(record), result::kRemoteCallFailed);
+    server.emplace(second);
+    EXPECT_EQ(settings->GetSettings(record), result::kOk);
+    EXPECT_EQ(first->asked, 1);
+    EXPECT_EQ(second->asked, 2);
+
+    void* nothing = nullptr;
+    EXPECT_EQ(locator->GetInterface(0x7777, nullptr, &nothing), result::kInterfaceNotSupported);
+    EXPECT_EQ(locator->GetInterface(IProductSettings::kInterfaceId, &nothing, &nothing),
+              result::kInvalidArgument);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "common/remoting/interface_descriptions.h"
-#include "common/remoting/remote_interfaces.h"
 #include "product/mail_scanner.h"
 #include "tests/remoting/pair_fixture.h"
 #include "tests/support/mail_fixture.h"
@@ -74,7 +73,7 @@ struct MethodNumbers : testing::Test {
         ((Expect(*proxy, 3 + index, kinds[index], methods), ++index), ...);
     }
 
-    Pair pair{plugins::remoting::RemoteInterfaces(), nullptr};
+    Pair pair{nullptr};
     remoting::CallTarget called;
 };
 
@@ -104,51 +103,31 @@ TEST_F(MethodNumbers, AreTheSlotsOfTheInterfaces) {
     Expect<vek::IServiceLocator>(0x68E33FCA, "r", &vek::IServiceLocator::GetInterface);
 }
 
-constexpr int kAnything = -1;  // stands for any number of bytes
+// A message: '>' to the product or '<' to the plug-in, and its bytes as hexadecimal text.
+using Message = std::pair<char, std::string>;
 
-struct Message {
-    char way = '>';  // or '<', to the plug-in
-    std::vector<int> bytes;
-};
-
-// The messages of the page about remoting, in their order.
+// The messages of the page about remoting, in their order; "..." is a pattern there.
 std::vector<Message> DocumentedCheck() {
     std::vector<Message> messages;
     std::ifstream page(MLXO_REMOTING_PAGE);
-    bool inside = false;
-    for (std::string line; std::getline(page, line);) {
-        if (line.starts_with("## ")) inside = line.starts_with("## A check on the wire");
-        if (!inside || line.empty() || std::strchr("<> ", line[0]) == nullptr) continue;
-        if (line[0] != ' ') messages.emplace_back().way = line[0];
+    std::string line, word;
+    while (std::getline(page, line) && line != "## A check on the wire") continue;
+    while (std::getline(page, line) && !line.starts_with("## ")) {
+        if (line.empty() || std::strchr("<> ", line[0]) == nullptr) continue;
+        if (line[0] != ' ') messages.emplace_back(line[0], "");
         line.erase(0, line.find_first_not_of("<> "));
-        std::istringstream words(line.substr(0, line.find("  ")));
-        for (std::string word; words >> word;) {
-            if (word == "...") {
-                messages.back().bytes.push_back(kAnything);
-            } else if (word.size() == 2 && std::isxdigit(word[0]) && std::isxdigit(word[1])) {
-                messages.back().bytes.push_back(std::stoi(word, nullptr, 16));
-            } else {
-                break;
-            }
+        std::string& bytes = messages.back().second;
+        for (std::istringstream words(line.substr(0, line.find("  "))); words >> word;) {
+            const bool is_byte = word.size() == 2 && std::isxdigit(word[0]) != 0;
+            if (!is_byte && word != "...") break;
+            bytes += is_byte ? word + ' ' : ".*";
         }
     }
-    if (!messages.empty()) {  // the first is shown with the head of its frame
-        auto& first = messages.front().bytes;
-        first.erase(first.begin(), first.begin() + 8);
+    for (auto& [way, bytes] : messages) {
+        if (bytes.starts_with(".")) bytes += ".*";  // a part of a message alone
     }
-    for (Message& message : messages) {  // a part of a message alone
-        if (message.bytes.front() == kAnything) message.bytes.push_back(kAnything);
-    }
+    if (!messages.empty()) messages[0].second.erase(0, 8 * 3);  // the head of its frame
     return messages;
-}
-
-bool Matches(std::span<const int> shown, std::span<const std::byte> sent) {
-    if (shown.empty()) return sent.empty();
-    if (shown[0] != kAnything) {
-        return !sent.empty() && shown[0] == std::to_integer<int>(sent[0]) &&
-               Matches(shown.subspan(1), sent.subspan(1));
-    }
-    return Matches(shown.subspan(1), sent) || (!sent.empty() && Matches(shown, sent.subspan(1)));
 }
 
 using DocumentedBytes = ContentFixture;
@@ -162,13 +141,17 @@ TEST_F(DocumentedBytes, AreThoseOfTheSettings) {
 }
 
 TEST_F(DocumentedBytes, AreThoseOfACheck) {
-    Pair pair(plugins::remoting::RemoteInterfaces(),
-              RefPtr<IMailScanner>(vek::MakeObject<reference_product::MailScanner>(
-                  std::make_shared<reference_product::ScannerEngine>())));
-    std::vector<std::pair<char, byte_vector>> sent;
+    Pair pair(RefPtr<IMailScanner>(vek::MakeObject<reference_product::MailScanner>(
+        std::make_shared<reference_product::ScannerEngine>())));
+    std::vector<Message> sent;
     const auto keep = [&](char way) {
         return [&sent, way](byte_vector& packet) {
-            sent.emplace_back(way, packet);
+            std::string& text = sent.emplace_back(way, "").second;
+            for (const std::byte byte : packet) {
+                char digits[4];
+                std::snprintf(digits, sizeof digits, "%02X ", std::to_integer<unsigned>(byte));
+                text += digits;
+            }
             return false;
         };
     };
@@ -190,12 +173,12 @@ TEST_F(DocumentedBytes, AreThoseOfACheck) {
     auto next = sent.begin();
     const auto documented = DocumentedCheck();
     ASSERT_EQ(documented.size(), 16u);
-    for (std::size_t i = 0; i < documented.size(); ++i) {
-        next = std::find_if(next, sent.end(), [&](const auto& message) {
-            return message.first == documented[i].way &&
-                   Matches(documented[i].bytes, message.second);
+    for (const auto& [way, bytes] : documented) {
+        next = std::find_if(next, sent.end(), [&, way = way, bytes = bytes](const auto& message) {
+            return message.first == way &&
+                   testing::Value(message.second, testing::MatchesRegex(bytes));
         });
-        ASSERT_TRUE(next != sent.end()) << "message " << i << " of the page was not sent";
+        ASSERT_TRUE(next != sent.end()) << "not sent: " << bytes;
         ++next;
     }
 }
