@@ -13,10 +13,10 @@
 #include "product/mail_scanner.h"
 #include "sandbox/outlook/object_model/exchange_callback.h"
 #include "sandbox/outlook/object_model/host_outlook.h"
+#include "tests/processing/async_fixture.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/faulty_system.h"
 #include "tests/support/mail_fixture.h"
-#include "tests/support/recording_observer.h"
 #include "vek/core/text.h"
 
 namespace plugins::mail_processing {
