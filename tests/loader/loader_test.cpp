@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <optional>
+#include <memory>
 #include <thread>
 
 #include "common/loader/product_loader.h"
@@ -46,7 +46,7 @@ struct Product final : vek::platform::LibraryLoader {
         current = this;
         plan = std::move(wanted);
         installed.reset();
-        installed.emplace(plan.path);
+        installed = std::make_unique<tests::InstalledAt>(plan.path);
     }
 
     struct Loaded final : vek::platform::Library {
@@ -97,7 +97,7 @@ struct Product final : vek::platform::LibraryLoader {
     static inline Product* current;
     Plan plan;
     std::function<void()> during_connect;
-    std::optional<tests::InstalledAt> installed;
+    std::unique_ptr<tests::InstalledAt> installed;
     std::shared_ptr<tests::RecordingTracer> tracer = std::make_shared<tests::RecordingTracer>();
     std::atomic<int> libraries{0}, connects{0};
     std::atomic<bool> alive{true};
