@@ -145,6 +145,8 @@ void MessageEvents::OnItemAdd(ConnectedAddin& connection, const ItemPtr& item) {
                                    "It is not new mail item. Skip it: ", entry_id);
         }
         connection.Trace("Process item as new mail: ", entry_id);
+        // The handling of new mail tells of each id, so of none.
+        if (entry_id.empty()) check.Skip(SkipReason::kNoEntryId);
         check.HandOn();
         const vek::trace::Scope scope(connection.tracer(), "OnNewMailEx");
         OnNewMailEx(connection, &entry_id);
