@@ -6,7 +6,7 @@ import importlib.util
 import sys
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+ROOT = Path(__file__).resolve().parents[3]
 SAMPLES = ROOT / "sandbox/mail"
 CONVERTER = ROOT / "sandbox/outlook/eml.py"
 COMPARE = ROOT / "scripts/compare-mail"
