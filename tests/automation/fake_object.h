@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "com/com_object.h"
-#include "com/ole_values.h"
+#include "com/ole_values_win32.h"
 
 namespace tests {
 
