@@ -4,7 +4,7 @@
 #include <olectl.h>
 
 #include "automation/automation_ids.h"
-#include "com/connection_point.h"
+#include "com/connection_point_win32.h"
 #include "tests/automation/fake_object.h"
 
 namespace {

@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "automation/automation_ids.h"
 #include "com/com_object.h"
-#include "com/ole_values.h"
+#include "com/ole_values_win32.h"
 
 namespace tests {
 

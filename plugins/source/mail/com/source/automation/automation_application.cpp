@@ -3,7 +3,7 @@
 #include "automation/automation_ids.h"
 #include "automation/automation_item.h"
 #include "com/border.h"
-#include "com/event_connection.h"
+#include "com/event_connection_win32.h"
 #include "com/query.h"
 
 namespace plugins::mail_processing::automation {

@@ -4,7 +4,7 @@
 #include <initializer_list>
 #include <utility>
 
-#include "com/ole_values.h"
+#include "com/ole_values_win32.h"
 
 namespace plugins::mail_processing::automation {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "com/subscribers.h"
+#include "com/subscribers_win32.h"
 #include "object_model/exchange_events.h"
 
 namespace plugins::mail_processing::automation {

@@ -1,4 +1,4 @@
-#include "com/ole_values.h"
+#include "com/ole_values_win32.h"
 
 #include "internal/helpers/hresult_exception.h"
 #include "vek/platform/bstr_win32.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "com/listeners.h"
-#include "com/ole_values.h"
+#include "com/ole_values_win32.h"
 
 namespace plugins::com {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "com/ole_values.h"
+#include "com/ole_values_win32.h"
 
 namespace plugins::com {
 

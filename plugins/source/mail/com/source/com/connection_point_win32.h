@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "com/subscribers.h"
+#include "com/subscribers_win32.h"
 
 // The order matters: it needs windows.h.
 #include <ocidl.h>

@@ -1,4 +1,4 @@
-#include "com/event_connection.h"
+#include "com/event_connection_win32.h"
 
 #include <ocidl.h>
 

@@ -1,4 +1,4 @@
-#include "com/subscribers.h"
+#include "com/subscribers_win32.h"
 
 #include <olectl.h>
 

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "com/event_arguments.h"
+#include "com/event_arguments_win32.h"
 #include "object_model/object_model.h"
 
 namespace plugins::com {

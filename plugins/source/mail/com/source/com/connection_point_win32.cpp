@@ -1,4 +1,4 @@
-#include "com/connection_point.h"
+#include "com/connection_point_win32.h"
 
 #include <olectl.h>
 

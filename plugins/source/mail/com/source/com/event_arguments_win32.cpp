@@ -1,4 +1,4 @@
-#include "com/event_arguments.h"
+#include "com/event_arguments_win32.h"
 
 #include "internal/helpers/hresult_exception.h"
 
