@@ -13,9 +13,11 @@ int main(int, char** arguments) {
     const remote::Endpoint endpoint{static_cast<std::uint32_t>(std::strtoul(id, nullptr, 10)), 0};
 
     std::shared_ptr<remote::Transport> transport;
+    // A request may be here before the connection is known to whom it was made for.
+    std::atomic<bool> connected{argument.starts_with("listen")};
     const auto handler = std::make_shared<tests::TextHandler>([&](const std::string& text) {
         if (text == "hang") std::this_thread::sleep_for(std::chrono::hours(1));
-        if (text.starts_with("back "))
+        if (text.starts_with("back ") && tests::WaitUntil([&] { return connected.load(); }))
             return tests::Ask(*transport, std::string_view(text).substr(5));
         return text;
     });
@@ -26,5 +28,6 @@ int main(int, char** arguments) {
     } else if (vek::Failed(remote::ConnectTransport(endpoint, handler, {}, transport))) {
         return 2;
     }
+    connected = true;
     return handler->Closed() != vek::result::kOk ? 0 : 3;
 }

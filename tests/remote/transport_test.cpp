@@ -80,8 +80,12 @@ TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {
 
 TEST(Transport, SaysWhyThereIsNoReply) {
     Ends* served = nullptr;
+    std::atomic<bool> is_gone{false};
     Ends ends([&](const std::string& text) {
-        if (text == "let go") served->server.reset();
+        if (text == "let go") {
+            served->server.reset();
+            is_gone = true;
+        }
         return text;
     });
     served = &ends;
@@ -89,6 +93,7 @@ TEST(Transport, SaysWhyThereIsNoReply) {
     EXPECT_TRUE(ends.client->IsOpen());
     EXPECT_EQ(Call(*ends.client, "let go"), result::kRemoteCallFailed);
     EXPECT_EQ(ends.client_handler->Closed(), result::kRemoteCallFailed);
+    EXPECT_TRUE(WaitUntil([&] { return is_gone.load(); }));
 
     Ends others;
     others.server_handler.reset();
