@@ -45,8 +45,7 @@ struct Product final : vek::platform::LibraryLoader {
     void Install(Plan wanted) {
         current = this;
         plan = std::move(wanted);
-        installed.reset();
-        installed = std::make_unique<tests::InstalledAt>(plan.path);
+        installed.Move(plan.path);
     }
 
     struct Loaded final : vek::platform::Library {
@@ -82,7 +81,7 @@ struct Product final : vek::platform::LibraryLoader {
 
     vek::RefPtr<ILoader> MakeLoader() {
         return vek::MakeObject<loader::ProductLoader>(
-            product_info::LibraryEnvironment{*this, *installed, tracer},
+            product_info::LibraryEnvironment{*this, installed, tracer},
             [this](const RemoteAddress& address, loader::ProductConnection& connection) {
                 ++connects;
                 EXPECT_EQ(address.local_id, plan.where.local_id);
@@ -97,7 +96,7 @@ struct Product final : vek::platform::LibraryLoader {
     static inline Product* current;
     Plan plan;
     std::function<void()> during_connect;
-    std::unique_ptr<tests::InstalledAt> installed;
+    tests::InstalledAt installed{""};
     std::shared_ptr<tests::RecordingTracer> tracer = std::make_shared<tests::RecordingTracer>();
     std::atomic<int> libraries{0}, connects{0};
     std::atomic<bool> alive{true};

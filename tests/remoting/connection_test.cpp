@@ -32,7 +32,8 @@ TEST(FeatureAgreement, IsWhatBothEndsCanAndNeedForGood) {
                  {{2, 1, 1, 1}, all, none, none}};
     for (const auto& c : cases) {
         Registry stubs;
-        remoting::FeatureAgreement features(c.mine, c.required, stubs, vek::trace::Hex(1), nullptr);
+        const auto trace = std::make_shared<RecordingTracer>();
+        remoting::FeatureAgreement features(c.mine, c.required, stubs, vek::trace::Hex(1), trace);
         const bool agreed = c.effective != none;
         for (const ProtocolFeatures& peer : {c.peer, agreed ? all : c.peer}) {
             EXPECT_EQ(features.SynchronizeWithPeerFeatures(peer),
@@ -40,6 +41,7 @@ TEST(FeatureAgreement, IsWhatBothEndsCanAndNeedForGood) {
             EXPECT_EQ(features.effective(), c.effective);
             EXPECT_TRUE(features.synchronized() == agreed && stubs.synchronized() == agreed);
             EXPECT_EQ(stubs.eliminates_proxy_loops(), c.effective.proxyLoopElimination != 0);
+            EXPECT_EQ(trace->Count("New features ignored"), agreed && peer == all && c.peer != all);
         }
     }
     Registry stubs;
@@ -163,6 +165,23 @@ TEST(CallSender, RepeatsReleasesThatNeverArrived) {
         // What may have arrived is not said again.
         EXPECT_EQ(pair.server->registry().size(), refusal == result::kRemoteCallFailed ? 1u : 0u);
         EXPECT_EQ(pair.client->sender().change_count(), before + 1 + 2 * 2);
+    }
+}
+
+TEST(CallSender, SendsKernelHandlesWhereBothEndsCan) {
+    for (const bool agreed : {true, false}) {
+        for (const bool supported : {true, false}) {
+            Pair pair(nullptr, {1, agreed, 1, 1});
+            RefPtr<vek::IServiceLocator> locator;
+            ASSERT_EQ(pair.client->GetServiceLocator(locator), result::kOk);
+            pair.client_wire->supports_files = supported;
+            remoting::Rope rope;
+            rope.AppendHandle(-3);
+            remoting::Reply reply;
+            EXPECT_EQ(pair.client->sender().SendReceive({0, 0, 2, 0}, rope, reply),
+                      agreed && supported ? result::kMethodNotFound : result::kNotSupported);
+            EXPECT_EQ(pair.client_wire->handles_sent, agreed && supported ? 1u : 0u);
+        }
     }
 }
 

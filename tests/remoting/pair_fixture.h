@@ -59,10 +59,11 @@ public:
         if (tamper_reply && tamper_reply(answer.packet)) return result::kRemoteCallFailed;
         return reply.ParsePacket(answer.packet);
     }
-    bool SupportsFiles() const noexcept override { return false; }
-    result_t SendReceiveWithFiles(remote::RpcProtocolProcessorOut&,
-                                  remote::RpcProtocolProcessorIn&) noexcept override {
-        return result::kNotSupported;
+    bool SupportsFiles() const noexcept override { return supports_files; }
+    result_t SendReceiveWithFiles(remote::RpcProtocolProcessorOut& request,
+                                  remote::RpcProtocolProcessorIn& reply) noexcept override {
+        handles_sent += request.file_handles().size();
+        return SendReceive(request, reply);
     }
     void Close(result_t reason) noexcept override {
         if (!open_.exchange(false)) return;
@@ -72,6 +73,8 @@ public:
     bool IsOpen() const noexcept override { return open_; }
     std::uint32_t peer_process_id() const noexcept override { return 1; }
 
+    bool supports_files = false;
+    std::size_t handles_sent = 0;
     Tamper tamper_request;
     Tamper tamper_reply;
     result_t refusal = result::kOk;  // a failure is what requests are refused with, unseen

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "tests/support/scoped_environment.h"
@@ -16,8 +17,13 @@ class InstalledAt final : public vek::platform::Registry {
     using View = std::string_view;
 
 public:
-    explicit InstalledAt(const std::string& path)
-        : path_(path), variable_("MLXO_PRODUCT_INFO", path) {}
+    explicit InstalledAt(const std::string& path) { Move(path); }
+
+    void Move(const std::string& path) {
+        path_ = path;
+        variable_.reset();
+        variable_ = std::make_unique<ScopedEnvironment>("MLXO_PRODUCT_INFO", path);
+    }
 
     Error ReadText(Root root, View key, View name, std::string& value) override {
         // The user's, where the machine has none.
@@ -33,8 +39,8 @@ public:
     }
 
 private:
-    const std::string path_;
-    const ScopedEnvironment variable_;
+    std::string path_;
+    std::unique_ptr<ScopedEnvironment> variable_;
 };
 
 }  // namespace tests
