@@ -63,7 +63,7 @@ public:
     }
 
     bool Connect() {
-        addin_.emplace(host_, services_, clock_, nullptr);
+        addin_.emplace(host_, services_, clock_, nullptr, plugins::mail_processing::NoObserver());
         return SUCCEEDED(addin_->Connect());
     }
 
