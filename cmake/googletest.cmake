@@ -8,3 +8,8 @@ endif()
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
 add_subdirectory(${MLXO_GOOGLETEST_DIR} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+# Built soonest so.
+foreach(library IN ITEMS gtest gmock)
+    target_compile_options(${library}
+                           PRIVATE -O0 $<$<BOOL:${MLXO_FUZZERS}>:-fno-sanitize=fuzzer-no-link>)
+endforeach()

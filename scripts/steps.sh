@@ -21,8 +21,13 @@ show_tail() {
 
 # build_preset PRESET [TARGET...]: configures when that was not done yet, or when the presets
 # changed since, or anew when the tree was moved or copied; whether anything is to be built is for
-# ninja to know.
+# ninja to know. A second call waits until the first is done.
 build_preset() {
+    mkdir -p -- "$root/build"
+    (flock 9 && build_alone "$@" 9>&-) 9>"$root/build/$1.lock"
+}
+
+build_alone() {
     local preset=$1 folder=$root/build/$1 configured=$root/build/$1/configured
     shift
     if [[ -f $folder/CMakeCache.txt ]] &&

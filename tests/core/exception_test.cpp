@@ -55,7 +55,8 @@ TEST(Exception, KeepsTypeAndFieldsWhenClonedAndRethrown) {
                                                                 : "Not found";
         const std::string text = name + " - " + description + ". At vek/some/file.cpp(4294967295) ";
         const auto expect_same = [&, &original = original](const vek::Exception& copy) {
-            EXPECT_EQ(typeid(copy), typeid(*original));
+            const vek::Exception& raised = *original;
+            EXPECT_EQ(typeid(copy), typeid(raised));
             EXPECT_EQ(vek::NarrowDisplayText(copy), text);
             EXPECT_EQ(copy.detail() == nullptr, original->detail() == nullptr);
             EXPECT_TRUE(copy.detail() == nullptr || copy.detail() != original->detail());
@@ -93,7 +94,7 @@ TEST(Border, TurnsExceptionsIntoFailuresAndTexts) {
         {std::make_exception_ptr(5), result::kUnknownException, "Unknown exception"},
     };
     for (const auto& [raised, expected, text] : cases) {
-        const auto raise = [&] {
+        const auto raise = [&raised = raised, &text = text] {
             try {
                 std::rethrow_exception(raised);
             } catch (...) {

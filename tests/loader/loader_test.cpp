@@ -155,6 +155,7 @@ TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
     void* object = &product;
     EXPECT_EQ(loader->GetInterface(0x492B374D, &object), result::kNotFound);
     EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(loader->GetInterface(0x68E33FCA, nullptr), result::kInvalidArgument);
     EXPECT_EQ(product.connects, 0);
 
     const auto first = Ask(*loader).second;

@@ -103,15 +103,19 @@ TEST_F(AttachmentsTest, NamesFallBackFromOneToTheNext) {
     const std::pair<ULONG, std::string> names[] = {{tag::kDisplayNameA, "Shown"},
                                                    {tag::kAttachLongFilenameA, "long.html"},
                                                    {tag::kAttachFilenameA, "SHORT.HTM"}};
-    for (const auto& [property, name] : names)
-        Edit([&](auto& record) { record.attachments[0].properties.Set(property, Text(name)); });
+    for (const auto& each : names)
+        Edit([&](auto& record) {
+            record.attachments[0].properties.Set(each.first, Text(each.second));
+        });
     for (const auto& [property, name] : names) {
         Open();
         ASSERT_EQ(Next(), result::kOk);
         EXPECT_EQ(Name(), name);
         EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetFileName),
                   name == "Shown" ? "long.html" : name);
-        Edit([&](auto& record) { record.attachments[0].properties.Erase(property); });
+        Edit([&property = property](auto& record) {
+            record.attachments[0].properties.Erase(property);
+        });
     }
     Open();
     ASSERT_EQ(Next(), result::kOk);
@@ -159,7 +163,7 @@ TEST_F(AttachmentsTest, AnOleObjectIsReadOnOneOfThreeRoads) {
         if (vek::Failed(written)) {
             AddStorage();
         } else {
-            Add(ATTACH_OLE, what, [&](auto& added) {
+            Add(ATTACH_OLE, what, [&what = what](auto& added) {
                 added.binary_only = what[0] == 'b';
                 added.properties.Set(tag::kAttachDataBin, Value::Binary(what));
             });

@@ -290,12 +290,13 @@ protected:
                 if (std::string_view(name).size() > 3) continue;
                 row.Set(tag::kEmailAddressA, Text("bob@example.com"));
             }
-            for (const LONG method : {ATTACH_BY_VALUE, ATTACH_OLE})
-                record.AddAttachment(Bag({{tag::kAttachMethod, Value::Long(method)},
-                                          {tag::kAttachDataBin, Value::Binary("content")},
-                                          {tag::kDisplayNameA, Text("Data")},
-                                          {tag::kAttachFilenameA, Text("data.txt")},
-                                          {tag::kAttachMimeTagA, Text("text/plain")}}));
+            for (const ULONG method : {ULONG{ATTACH_BY_VALUE}, ULONG{ATTACH_OLE}})
+                record.AddAttachment(
+                    Bag({{tag::kAttachMethod, Value::Long(static_cast<LONG>(method))},
+                         {tag::kAttachDataBin, Value::Binary("content")},
+                         {tag::kDisplayNameA, Text("Data")},
+                         {tag::kAttachFilenameA, Text("data.txt")},
+                         {tag::kAttachMimeTagA, Text("text/plain")}}));
         });
         mapi_.store().PutUser("ann", Bag({{tag::kSmtpAddressA, Text("ann@real.example.com")}}));
         before_ = *mapi_.store().Find(entry_id_);

@@ -17,6 +17,7 @@
 #include "tests/support/fake_settings.h"
 #include "tests/support/faulty_system.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/wait_until.h"
 #include "vek/core/text.h"
 
 namespace plugins::mail_processing {
@@ -80,11 +81,7 @@ protected:
         const std::size_t ended = tracer_->Count(kEnded);
         ASSERT_EQ(addin_->OnConnection(*host_), S_OK);
         host_->Quit();
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        while (tracer_->Count(kEnded) == ended) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the thread does not end";
-            std::this_thread::yield();
-        }
+        ASSERT_TRUE(tests::WaitUntil([&] { return tracer_->Count(kEnded) != ended; }));
     }
     static constexpr std::string_view kStarted = "Async processor thread started successfully";
     void Disconnect() { addin_->OnDisconnection(); }

@@ -8,9 +8,9 @@ namespace tests {
 // Waits for what another thread does. False when it was not done in 10 s.
 template <class Condition>
 bool WaitUntil(const Condition& condition) {
-    for (int i = 0; i < 5000; ++i) {
+    for (int i = 0; i < 10000; ++i) {
         if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return false;
 }
