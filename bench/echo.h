@@ -45,8 +45,8 @@ public:
 }  // namespace bench
 
 namespace vek::remoting {
-VEK_REMOTE_INTERFACE(bench::IEcho, (Echo, method_attribute::kReadsOnly),
-                     (Fill, method_attribute::kReadsOnly))
+VEK_REMOTE_INTERFACE(bench::IEcho, (Echo, method_attribute::kNone),
+                     (Fill, method_attribute::kNone))
 }
 
 namespace bench {

@@ -1,6 +1,5 @@
 // A whole check by a scanner in another process that reads all of a message with ten attachments:
-// against the bare exchanges that it cannot do without, and against the same check with streams
-// that do not read ahead.
+// against the bare exchanges that it cannot do without.
 
 #include <benchmark/benchmark.h>
 
@@ -25,7 +24,8 @@ namespace outlook = sandbox::outlook;
 
 constexpr std::uint32_t kAttachments = 10;
 constexpr std::uint32_t kAttachmentSize = 1u << 20;
-constexpr std::size_t kReadSize = std::size_t{64} << 10;
+constexpr std::uint32_t kReadSize = 64u << 10;
+constexpr std::uint32_t kFullReads = kAttachments * (kAttachmentSize / kReadSize);
 
 // The size of a request, or of a reply without content.
 constexpr std::uint32_t kSmall = 64;
@@ -52,20 +52,10 @@ vek::result_t ReadEverything(bool, IMailMessage& message) {
     return total == kAttachments * kAttachmentSize ? vek::result::kOk : vek::result::kUnexpected;
 }
 
-// As RemoteInterfaces, but a read of a stream crosses the border each time.
-bench::Factories WithoutReadAhead() {
-    using vek::remoting::FactoryOf;
-    return std::make_shared<const vek::remoting::ProxyStubFactories>(std::vector{
-        FactoryOf<vek::IServiceLocator>(), FactoryOf<IMailScanner>(), FactoryOf<IMailMessage>(),
-        FactoryOf<IPropertyProvider>(), FactoryOf<IAttachmentsEnum>(), FactoryOf<IDataStream>()});
-}
-
-const remote::Endpoint kReadingAhead = bench::OwnEndpoint();
-const remote::Endpoint kReadingAsAsked = {kReadingAhead.local_id + (1u << 24), 0};
+const remote::Endpoint kEndpoint = bench::OwnEndpoint();
 const bench::OtherProcess kOther([] {
     const auto scanner = vek::MakeObject<reference_product::ScriptedScanner>(ReadEverything);
-    bench::Serve(kReadingAhead, plugins::remoting::RemoteInterfaces(), scanner);
-    bench::Serve(kReadingAsAsked, WithoutReadAhead(), scanner);
+    bench::Serve(kEndpoint, plugins::remoting::RemoteInterfaces(), scanner);
 });
 
 // Passes each check on and keeps its result.
@@ -101,12 +91,12 @@ struct Mail {
     vek::RefPtr<IMessage> message;
 };
 
-// Has a message checked by the scanner at an endpoint.
+// Has a message checked by the scanner in the other process.
 class Checks {
 public:
-    Checks(Mail& mail, const remote::Endpoint& endpoint)
+    explicit Checks(Mail& mail)
         : message_(mail.message),
-          client_(endpoint, plugins::remoting::RemoteInterfaces()),
+          client_(kEndpoint, plugins::remoting::RemoteInterfaces()),
           scanner_(vek::MakeObject<WatchedScanner>(client_.Service<IMailScanner>())),
           processor_(MessageProcessor::Create(
               nullptr,
@@ -141,15 +131,15 @@ private:
 
 void RemoteCheck(benchmark::State& state) {
     Mail mail;
-    Checks checks(mail, kReadingAhead);
+    Checks checks(mail);
     const auto crossings = static_cast<std::uint32_t>(checks.CountCrossings());
     if (crossings == 0) return state.SkipWithError("the check failed");
-    // As many bare exchanges as there are crossings. One for each attachment brings its bytes.
+    // As many bare exchanges as there are crossings; those of full reads bring their bytes.
     bench::BareRounds small(kOther, 0, {kSmall, kSmall});
-    bench::BareRounds large(kOther, 1, {kSmall, kSmall + kAttachmentSize});
+    bench::BareRounds large(kOther, 1, {kSmall, kSmall + kReadSize});
     const auto bare = [&] {
         for (std::uint32_t i = 0; i < crossings; ++i) {
-            if (!(i < kAttachments ? large : small).Next()) return false;
+            if (!(i < kFullReads ? large : small).Next()) return false;
         }
         return true;
     };
@@ -159,22 +149,7 @@ void RemoteCheck(benchmark::State& state) {
 }
 BENCHMARK(RemoteCheck)->UseManualTime()->Iterations(1);
 
-void RemoteCheckReadingAhead(benchmark::State& state) {
-    Mail mail;
-    Checks ahead(mail, kReadingAhead);
-    Checks as_asked(mail, kReadingAsAsked);
-    state.counters["crossings"] = static_cast<double>(ahead.CountCrossings());
-    state.counters["crossings_as_asked"] = static_cast<double>(as_asked.CountCrossings());
-    bench::MeasureInTurns(
-        state, kOther, [&] { return ahead.Check(); }, [&] { return as_asked.Check(); });
-}
-BENCHMARK(RemoteCheckReadingAhead)->UseManualTime()->Iterations(1);
-
 const bench::Ratio kCheck("25 checks of ten 1 MiB attachments, to bare exchanges of the bytes",
                           "RemoteCheck/iterations:1/manual_time", 2.0);
-// On one processor a crossing takes little beside the bytes: what is saved is their number, each of
-// which wakes the other process. It must not cost more.
-const bench::Ratio kReadAhead("the same checks, to checks without reading ahead",
-                              "RemoteCheckReadingAhead/iterations:1/manual_time", 1.1);
 
 }  // namespace

@@ -164,20 +164,29 @@ TEST_F(NoticeTest, GoesInOnceNearTheEndOfBodiesOfAnySize) {
     EXPECT_EQ(NoticeChunkSize(8192), 4046u);
     EXPECT_EQ(NoticeChunkSize(std::uint64_t{1} << 32), 4096u) << "no division by zero";
     Set(tag::kMessageClassA, "IPM.Note.SMIME");
-    for (const std::size_t size : {1u, 4095u, 4096u, 4097u, 8191u, 8192u, 70'000u}) {
-        const std::string body(size, 'x');
+    const std::string notice(79, '!'), inserted = std::string("<br>") + kRule + "<br>\r\n" + notice;
+    // A size, and how much of the HTML body is behind its end tag.
+    const std::pair<std::size_t, std::size_t> cases[] = {
+        {1, 0},     {4095, 0},    {4096, 4000}, {4097, 0},    {8118, 92},
+        {8191, 50}, {8192, 91}, {12'300, 9},  {70'000, 80}, {400'000, 0}};
+    for (const auto& [size, behind] : cases) {
+        // A notice that is quoted further up does not count.
+        const std::string body =
+            size > 5000 ? notice + std::string(size - 79, 'x') : std::string(size, 'x');
+        const std::string tail = "</HTML>" + std::string(behind, 'y');
+        const std::string html = body.substr(0, body.size() - std::min(size, tail.size()));
         Set(tag::kBodyA, body);
-        Set(tag::kBodyHtmlA, "<p>" + body);
+        Set(tag::kBodyHtmlA, html + tail);
         OpenMail();
         // The kept stream of a body that was read stands at its end.
         ASSERT_EQ(mail_->GetHtmlBody(one_.put()), result::kOk);
         ASSERT_EQ(OpenStream(kRead), result::kOk);
         Read(100'000);
         std::uint32_t outcome = 0;
-        for (int i = 0; i < 2; ++i) EXPECT_EQ(mail_->AppendNotice("Beware", outcome), result::kOk);
+        for (int i = 0; i < 2; ++i) EXPECT_EQ(mail_->AppendNotice(notice, outcome), result::kOk);
         Close();
-        EXPECT_EQ(Saved(tag::kBodyA), body + kRule + "Beware") << size;
-        EXPECT_EQ(Saved(tag::kBodyHtmlA), "<p>" + body + "<br>" + kRule + "<br>\r\nBeware") << size;
+        EXPECT_TRUE(Saved(tag::kBodyA) == body + kRule + notice) << size;
+        EXPECT_TRUE(Saved(tag::kBodyHtmlA) == html + inserted + tail) << size;
     }
 }
 

@@ -33,8 +33,7 @@ struct ISecret : vek::IObject {  // has no factory
 }  // namespace tests
 
 namespace vek::remoting {
-VEK_REMOTE_INTERFACE(tests::IEcho,
-                     (Add, method_attribute::kReadsOnly | method_attribute::kPriority),
+VEK_REMOTE_INTERFACE(tests::IEcho, (Add, method_attribute::kPriority),
                      (Copy, method_attribute::kNone), (Fill, method_attribute::kNone),
                      (Reverse, method_attribute::kNone), (Exchange, method_attribute::kNone),
                      (CallBack, method_attribute::kNone), (Refuse, method_attribute::kNone))
@@ -246,21 +245,21 @@ TEST_F(Calls, MalformedCallsAreRefused) {
         {{own + 77, iid, 1000, 0}, 4, bad},                         // a query of no object
         {{own + 77, iid, 3, 0}, 0, bad},                            // no object
         {{own + 77, iid, 1, 0}, 0, bad},                            // a release of no object
-        {{proxy, iid, 3, 3}, 4, bad},                               // as the proxy knows it
+        {{proxy, iid, 3, 1}, 4, bad},                               // as the proxy knows it
         {{own, vek::IServiceLocator::kInterfaceId, 3, 0}, 1, bad},  // another interface
         {{own, iid, 10, 0}, 0, result::kMethodNotFound},            // the method after the last
         {{own, iid, 2, 0}, 0, result::kMethodNotFound},             // a method of the base
         {{own, iid, 3, 2}, 4, bad},                                 // other attributes
-        {{own, iid, 3, 3}, 0, result::kBufferTooSmall},             // no priority
-        {{own, iid, 3, 3}, 1, bad},                                 // no flags
-        {{own, iid, 3, 3}, 3, result::kBufferTooSmall},             // too short
-        {{own, iid, 3, 3}, 8, result::kInvalidSize},                // too long
+        {{own, iid, 3, 1}, 0, result::kBufferTooSmall},             // no priority
+        {{own, iid, 3, 1}, 1, bad},                                 // no flags
+        {{own, iid, 3, 1}, 3, result::kBufferTooSmall},             // too short
+        {{own, iid, 3, 1}, 8, result::kInvalidSize},                // too long
         {{0, 0, 2, 0}, 0, result::kMethodNotFound},                 // no service call
     };
     for (const auto& [target, size, code] : cases) {
         EXPECT_EQ(pair.Raw(target, byte_vector(size)), code) << target.method_id << ", " << size;
     }
-    EXPECT_EQ(pair.Raw({own, iid, 3, 3}, byte_vector(4, std::byte{3})), bad);
+    EXPECT_EQ(pair.Raw({own, iid, 3, 1}, byte_vector(4, std::byte{3})), bad);
     std::int64_t sum = 0;
     EXPECT_EQ(pair.echo->Add(1, false, sum), result::kFalse) << "the next call works";
     EXPECT_EQ(pair.Raw({own, 0, 1, 0}), result::kOk) << "a proper release";

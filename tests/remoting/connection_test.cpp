@@ -154,9 +154,7 @@ TEST(CallSender, RepeatsReleasesThatNeverArrived) {
         Pair pair(nullptr);
         RefPtr<vek::IServiceLocator> locator;
         ASSERT_EQ(pair.client->GetServiceLocator(locator), result::kOk);
-        const auto before = pair.client->sender().change_count();
         locator.reset();
-        EXPECT_GT(pair.client->sender().change_count(), before);
         pair.client_wire->refusal = refusal;
         EXPECT_EQ(pair.Raw({0, 0, 2, 0}), busy ? refusal : result::kRemoteCallFailed);
         pair.client_wire->refusal = result::kOk;
@@ -164,7 +162,6 @@ TEST(CallSender, RepeatsReleasesThatNeverArrived) {
         EXPECT_EQ(pair.Raw({0, 0, 2, 0}), result::kMethodNotFound);
         // What may have arrived is not said again.
         EXPECT_EQ(pair.server->registry().size(), refusal == result::kRemoteCallFailed ? 1u : 0u);
-        EXPECT_EQ(pair.client->sender().change_count(), before + 1 + 2 * 2);
     }
 }
 

@@ -43,8 +43,7 @@ struct MethodNumbers : testing::Test {
     // Calls a method by its name; its slot, which compilers of both builds keep in the pointer to
     // it, and what goes over the wire must be of that number.
     template <class I, class... P, bool kNoThrow>
-    void Expect(I& proxy, std::size_t number, char kind,
-                result_t (I::*method)(P...) noexcept(kNoThrow)) {
+    void Expect(I& proxy, std::size_t number, result_t (I::*method)(P...) noexcept(kNoThrow)) {
         std::uintptr_t slot;
         std::memcpy(&slot, &method, sizeof slot);
         EXPECT_EQ(slot, 1 + number * sizeof(void*)) << "method " << number;
@@ -53,13 +52,11 @@ struct MethodNumbers : testing::Test {
                    samples);
         EXPECT_EQ(called.method_id, number);
         EXPECT_EQ(called.interface_id, I::kInterfaceId);
-        EXPECT_EQ(called.attributes, kind == 'r' ? remoting::method_attribute::kReadsOnly : 0)
-            << "method " << number;
+        EXPECT_EQ(called.attributes, remoting::method_attribute::kNone) << "method " << number;
     }
 
-    // `kinds` has an r for each method that only reads, and a w for each other.
     template <class I, class... Method>
-    void Expect(vek::interface_id_t id, std::string_view kinds, Method... methods) {
+    void Expect(vek::interface_id_t id, Method... methods) {
         SCOPED_TRACE(remoting::RemoteInterface<I>::kName);
         EXPECT_EQ(I::kInterfaceId, id);
         const auto* const factory = plugins::remoting::RemoteInterfaces()->Find(id);
@@ -70,7 +67,7 @@ struct MethodNumbers : testing::Test {
             std::make_shared<remoting::StubReference>(remoting::StubAddress{pair.client, 5}),
             proxy.put_void());
         std::size_t index = 0;
-        ((Expect(*proxy, 3 + index, kinds[index], methods), ++index), ...);
+        ((Expect(*proxy, 3 + index, methods), ++index), ...);
     }
 
     Pair pair{nullptr};
@@ -79,28 +76,27 @@ struct MethodNumbers : testing::Test {
 
 TEST_F(MethodNumbers, AreTheSlotsOfTheInterfaces) {
     using S = IDataStream;
-    Expect<S>(0x652A26D7, "rwrrww", &S::Read, &S::Write, &S::Seek, &S::GetSize, &S::SetSize,
-              &S::Commit);
+    Expect<S>(0x652A26D7, &S::Read, &S::Write, &S::Seek, &S::GetSize, &S::SetSize, &S::Commit);
     using P = IPropertyProvider;
-    Expect<P>(0x2541E3A7, "wwrrrrw", &P::Delete, &P::OpenStream, &P::GetName, &P::GetFileName,
-              &P::GetMimeTag, &P::GetSize, &P::Rename);
+    Expect<P>(0x2541E3A7, &P::Delete, &P::OpenStream, &P::GetName, &P::GetFileName, &P::GetMimeTag,
+              &P::GetSize, &P::Rename);
     using A = IAttachmentsEnum;
-    Expect<A>(A::kInterfaceId, "rrr", &A::Next, &A::Reset, &A::Find);
+    Expect<A>(A::kInterfaceId, &A::Next, &A::Reset, &A::Find);
     using M = IMailMessage;
-    Expect<M>(0xAA79D81B, "rrrrrrrrrrrrrrrrrrrwwwww", &M::GetHeaderSummary, &M::GetMessageHash,
-              &M::GetSender, &M::GetSenderSmtpAddress, &M::GetSentRepresenting, &M::GetSenderName,
+    Expect<M>(0xAA79D81B, &M::GetHeaderSummary, &M::GetMessageHash, &M::GetSender,
+              &M::GetSenderSmtpAddress, &M::GetSentRepresenting, &M::GetSenderName,
               &M::GetSentRepresentingName, &M::GetToRecipients, &M::GetDisplayTo,
               &M::GetCcRecipients, &M::GetDisplayCc, &M::GetSubject, &M::GetTime,
               &M::GetInternetMessageId, &M::GetTransportHeaders, &M::GetPlainBody, &M::GetHtmlBody,
               &M::GetRichBody, &M::GetAttachments, &M::SetSubject, &M::AppendNotice,
               &M::SetProperty, &M::SetHeader, &M::AddHeader);
-    Expect<IMailScanner>(0x492B374D, "w", &IMailScanner::CheckMessage);
-    Expect<IProductSettings>(0xAF86C16C, "rw", &IProductSettings::GetSettings,
+    Expect<IMailScanner>(0x492B374D, &IMailScanner::CheckMessage);
+    Expect<IProductSettings>(0xAF86C16C, &IProductSettings::GetSettings,
                              &IProductSettings::SetUserSettings);
     using L = ILocalization;
-    Expect<L>(L::kInterfaceId, "rrr", &L::GetText, &L::ResolveResource, &L::IsRightToLeft);
-    Expect<ISettingsWindow>(ISettingsWindow::kInterfaceId, "w", &ISettingsWindow::Open);
-    Expect<vek::IServiceLocator>(0x68E33FCA, "r", &vek::IServiceLocator::GetInterface);
+    Expect<L>(L::kInterfaceId, &L::GetText, &L::ResolveResource, &L::IsRightToLeft);
+    Expect<ISettingsWindow>(ISettingsWindow::kInterfaceId, &ISettingsWindow::Open);
+    Expect<vek::IServiceLocator>(0x68E33FCA, &vek::IServiceLocator::GetInterface);
 }
 
 // A message: '>' to the product or '<' to the plug-in, and its bytes as hexadecimal text.

@@ -29,8 +29,6 @@ namespace method_attribute {
 inline constexpr method_attributes_t kNone = 0;
 // The call carries a priority.
 inline constexpr method_attributes_t kPriority = 1;
-// It changes nothing that another call could read: what was read ahead stays good.
-inline constexpr method_attributes_t kReadsOnly = 2;
 }  // namespace method_attribute
 
 namespace method_id {

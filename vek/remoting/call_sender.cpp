@@ -16,23 +16,6 @@ struct CallSender::Texts {
 
 namespace {
 
-// Counts a call that may change something, when it starts and when it has ended.
-class ChangeMark {
-public:
-    ChangeMark(CallSender& sender, const CallTarget& target) noexcept
-        : sender_((target.attributes & method_attribute::kReadsOnly) == 0 ? &sender : nullptr) {
-        if (sender_ != nullptr) sender_->CountChange();
-    }
-    ~ChangeMark() {
-        if (sender_ != nullptr) sender_->CountChange();
-    }
-    ChangeMark(const ChangeMark&) = delete;
-    ChangeMark& operator=(const ChangeMark&) = delete;
-
-private:
-    CallSender* const sender_;
-};
-
 // Handles that were let go, on their way with a request. Those of a request that was never sent
 // wait for the next.
 class PendingReleases {
@@ -76,7 +59,6 @@ result_t CallSender::DoSendReceiveWithRopes(const CallTarget& target, const Rope
 
 result_t CallSender::Exchange(const Texts& texts, const CallTarget& target, const Rope& request,
                               Reply& reply) noexcept {
-    const ChangeMark mark(*this, target);
     reply.delivered = false;
     return AtBorder([&] { return DoExchange(texts, target, request, reply); });
 }

@@ -52,11 +52,6 @@ public:
     result_t DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,
                                     Reply& reply) noexcept;
 
-    // Counts the calls to the peer that may change what it would answer to others, twice each: when
-    // it starts and when it has ended. What was read while the number stood still is still so.
-    std::uint64_t change_count() const noexcept { return change_count_; }
-    void CountChange() noexcept { ++change_count_; }
-
     std::uint64_t requests_sent() const noexcept { return request_number_; }
 
 private:
@@ -74,7 +69,6 @@ private:
     const FeatureAgreement& features_;
     const trace::TracerPtr& tracer_;
     std::atomic<std::uint64_t> request_number_{0};
-    std::atomic<std::uint64_t> change_count_{0};
 };
 
 }  // namespace vek::remoting

@@ -83,7 +83,6 @@ result_t Connection::GetServiceLocator(RefPtr<IServiceLocator>& locator) noexcep
 
 void Connection::ReleaseProxy(stub_handle_t handle) noexcept {
     if (!registry_->MayReleaseProxy(handle) || transport_.get() == nullptr) return;
-    sender_->CountChange();
     CallFrame* const frame = CallFrame::Current(releases_);
     if (frame == nullptr || !frame->Release(handle)) releases_.Add({&handle, 1});
 }

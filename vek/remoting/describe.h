@@ -131,6 +131,6 @@ const ProxyStubFactory* FactoryOf() noexcept {
 namespace vek::remoting {
 
 // The one remote interface that connections themselves need.
-VEK_REMOTE_INTERFACE(IServiceLocator, (GetInterface, method_attribute::kReadsOnly))
+VEK_REMOTE_INTERFACE(IServiceLocator, (GetInterface, method_attribute::kNone))
 
 }  // namespace vek::remoting

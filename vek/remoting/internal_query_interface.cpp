@@ -25,7 +25,7 @@ result_t QueryPeer(const StubAddress& address, interface_id_t own_id, interface_
     request.Append(writer.Pieces());
     Reply reply;
     const CallTarget target{address.handle | kStubFlag, own_id, method_id::kQueryInterface,
-                            method_attribute::kReadsOnly};
+                            method_attribute::kNone};
     result_t result = connection.sender().SendReceive(target, request, reply);
     if (Failed(result)) {
         trace::Write(tracer, level::kError,

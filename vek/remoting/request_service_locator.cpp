@@ -18,8 +18,7 @@ result_t RequestServiceLocator(Connection& connection, stub_handle_t& handle) {
     Rope request;
     request.Append(writer.Pieces());
     Reply reply;
-    const CallTarget target{kNoHandle, 0, service_call::kServiceLocator,
-                            method_attribute::kReadsOnly};
+    const CallTarget target{kNoHandle, 0, service_call::kServiceLocator, method_attribute::kNone};
     result_t result = connection.sender().SendReceive(target, request, reply);
     if (Failed(result)) {
         trace::Write(tracer, level::kError, "VEK remoting: ORPC Connection(", NameOf(&connection),

@@ -4,6 +4,7 @@
 #include <limits>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "internal/helpers/hresult_exception.h"
@@ -18,8 +19,12 @@ namespace {
 
 constexpr std::string_view kRule = "\r\n---------------------\r\n";
 constexpr std::string_view kHtmlEnd = "</html>";
-// Room for the rule and the tags around a notice.
-constexpr std::size_t kAround = 64;
+constexpr std::string_view kBeforeRule = "<br>";
+constexpr std::string_view kAfterRule = "<br>\r\n";
+// The most that goes in with a notice.
+constexpr std::size_t kAround = kBeforeRule.size() + kRule.size() + kAfterRule.size();
+
+constexpr std::uint32_t kPage = 4096;
 
 // MAPI properties have no more bytes. A stream that claims more lies.
 constexpr std::uint64_t kLargestBody = std::numeric_limits<std::int32_t>::max();
@@ -38,12 +43,37 @@ std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notic
     std::string result;
     result.reserve(piece.size() + notice.size() + kAround);
     result.append(piece.substr(0, at));
-    if (html) result.append("<br>");
+    if (html) result.append(kBeforeRule);
     result.append(kRule);
-    if (html) result.append("<br>\r\n");
+    if (html) result.append(kAfterRule);
     result.append(notice).append(piece.substr(at));
     return result;
 }
+
+// The last bytes of a text that comes in pieces.
+class TextEnd {
+public:
+    // Keeps the last `length` bytes of a text of `size` bytes.
+    TextEnd(std::size_t length, std::uint64_t size)
+        : length_(length), from_(size - std::min<std::uint64_t>(size, length)) {}
+
+    void Append(std::string_view piece) {
+        const std::uint64_t before = std::exchange(seen_, seen_ + piece.size());
+        if (seen_ <= from_) return;
+        kept_ += piece.substr(static_cast<std::size_t>(from_ - std::min(from_, before)));
+    }
+    // After the last piece.
+    bool Contains(std::string_view text) const noexcept {
+        const std::size_t more = kept_.size() - std::min(kept_.size(), length_);
+        return std::string_view(kept_).substr(more).find(text) != std::string_view::npos;
+    }
+
+private:
+    const std::size_t length_;
+    const std::uint64_t from_;  // where the end begins, as far as the size is true
+    std::uint64_t seen_ = 0;
+    std::string kept_;
+};
 
 // Copies the body `tag` and inserts the notice near its end. Returns the size of the copy.
 std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::string_view notice) {
@@ -53,16 +83,20 @@ std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::s
     // Makes room at once: a stream that grows piece by piece moves its bytes every time.
     mapi::SetSize(target, std::min(size, kReservedAtOnce) + notice.size() + kAround);
     const auto bytes = std::as_writable_bytes(std::span(buffer));
+    // A notice that was inserted stands within the last piece of the text as it was then, which is
+    // before the last piece of the longer text. One that is further away is quoted.
+    TextEnd end(kPage + 1 + kAround + notice.size(), size);
     std::uint64_t total = 0;
     for (;;) {
         const std::string_view piece(buffer.data(), mapi::ReadFully(source, bytes));
         vek::Check(!piece.empty());
         total += piece.size();
+        end.Append(piece);
         if (total < size) {
             Write(target, piece);
             continue;
         }
-        vek::Check(piece.find(notice) == std::string_view::npos);
+        vek::Check(!end.Contains(notice));
         const std::string last = WithNotice(piece, tag, notice);
         Write(target, last);
         // Replacing the body would lose the bytes that a stream has beyond its stated size.
@@ -87,7 +121,6 @@ void Replace(IStream& target, IStream& content, std::uint64_t size) {
 }  // namespace
 
 std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept {
-    constexpr std::uint32_t kPage = 4096;
     const auto low = static_cast<std::uint32_t>(size);
     if (size <= kPage || low < kPage) return kPage;
     return (low - 100) / (low >> 12);
