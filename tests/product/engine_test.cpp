@@ -153,7 +153,9 @@ TEST_F(ScannerEngineTest, DoesWhatRulesSay) {
     Attach("a.exe", "secret");
     Attach("b.zip", "zip");
     Attach("c.txt", "a long secret of many words");
-    EXPECT_EQ(Check(kRules).result, result::kOk);
+    const ScanReport report = Check(kRules);
+    EXPECT_EQ(report.result, result::kOk);
+    EXPECT_THAT(report.changes, testing::Contains("attachment 1 \"a.exe\" deleted"));
     EXPECT_EQ(Saved(0x3FFF001E), "v");
     // Notice and headers are there once.
     const std::string headers = Saved(tag::kTransportMessageHeadersA) + Saved(tag::kBodyHtmlA);

@@ -89,6 +89,7 @@ TEST(ProductInfoLibrary, TakesNoAddressFromABrokenFile) {
 TEST(InstalledProduct, GivesTheValuesOfTheLibrary) {
     const std::pair<std::string, std::optional<std::string>> kCases[] = {
         {R"({"TraceRoot": "%QZAppData%/trace"})", "%QZAppData%/trace"},
+        {R"({"TraceRoot": ")" + std::string(300, 'a') + "\"}", std::string(300, 'a')},
         {R"({"TraceRoot": ""})", ""},
         {R"({"TraceRoot": 5})", {}},
         {R"({"TraceRoot": "a")", {}}};
