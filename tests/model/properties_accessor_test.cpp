@@ -1,5 +1,6 @@
 #include "model/properties_accessor.h"
 
+#include "mapi/one_property.h"
 #include "private_include/common/mail_message.h"
 #include "tests/support/mail_fixture.h"
 
@@ -23,6 +24,7 @@ protected:
 
 TEST_F(PropertiesAccessorTest, ReadsEachTypeOnceAndRemembersWhatIsMissing) {
     Set(tag::kSenderEntryId, Value::Binary(std::string("\1\0\2", 3)));
+    Set(0x30090102, Value::Binary("1"));
     Set(0x30080006, Value::Currency(-5'000'000'000));
     Set(0x0E060003, Value::Long(-7));
     const auto accessor = Open();
@@ -33,13 +35,18 @@ TEST_F(PropertiesAccessorTest, ReadsEachTypeOnceAndRemembersWhatIsMissing) {
         EXPECT_EQ(accessor->GetProperty<std::int64_t>(0x30080006), -5'000'000'000);
         EXPECT_EQ(accessor->GetProperty<bool>(tag::kHasAttach), false);
         EXPECT_EQ(accessor->GetProperty<std::vector<std::byte>>(tag::kSenderEntryId).size(), 3u);
+        EXPECT_EQ(accessor->GetProperty<std::vector<std::byte>>(0x30090102).size(), 1u);
         EXPECT_EQ(accessor->TryGetProperty<std::string>(tag::kDisplayToA), nullptr);
         EXPECT_EQ(CodeOf([&] { accessor->GetProperty<std::string>(tag::kDisplayToA); }),
                   vek::result::kNotFound);
         EXPECT_EQ(CodeOf([&] { accessor->TryGetProperty<bool>(tag::kSubjectA); }),
                   vek::result::kInvalidType);
     }
-    EXPECT_EQ(Calls(outlook_call::kGetProps), 7u);
+    EXPECT_EQ(Calls(outlook_call::kGetProps), 8u);
+
+    const auto message = mapi_.OpenMessage(entry_id_);
+    EXPECT_NE(mapi::OneProperty(*functions_, *message, tag::kSubjectA).value(), nullptr);
+    EXPECT_EQ(mapi::OneProperty(*functions_, *message, tag::kDisplayToA).value(), nullptr);
 }
 
 TEST_F(PropertiesAccessorTest, KeepsItsMemoryInStepAndSavesOnce) {

@@ -41,6 +41,9 @@ TEST(Clock, LocalTimeIsOneThatATimeCanBe) {
 }
 
 TEST(Clock, TheSystemsAgreesWithTheStandardLibrarys) {
+#ifndef _WIN32  // where the zone is no matter of the environment
+    const tests::ScopedEnvironment zone("TZ", "EST5");
+#endif
     const filetime_t utc = TheClock().UtcNow();
     const auto seconds = static_cast<std::time_t>((utc - kUnixEpoch) / 10'000'000);
     EXPECT_LE(std::time(nullptr) - seconds, 1);
@@ -84,7 +87,9 @@ TEST(LibraryLoader, FindsWhatALibraryExports) {
     auto library = loader.Load("msvcrt.dll");
     if (!library) library = loader.Load("libc.so.6");
     ASSERT_NE(library, nullptr);
+    SetLastError(system_error_t{5});
     EXPECT_NE(library->Find("malloc"), nullptr);
+    EXPECT_EQ(LastError(), system_error_t{5});
     EXPECT_EQ(library->Find("no such symbol"), nullptr);
     EXPECT_EQ(LastError(), system_error::kProcedureNotFound);
     EXPECT_EQ(library->FindOrdinal(0xFFFF), nullptr);

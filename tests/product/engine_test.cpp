@@ -155,6 +155,7 @@ TEST_F(ScannerEngineTest, DoesWhatRulesSay) {
     Attach("c.txt", "a long secret of many words");
     const ScanReport report = Check(kRules);
     EXPECT_EQ(report.result, result::kOk);
+    EXPECT_THAT(report.findings, testing::Contains("the rule in line 2 applies"));
     EXPECT_THAT(report.changes, testing::Contains("attachment 1 \"a.exe\" deleted"));
     EXPECT_EQ(Saved(0x3FFF001E), "v");
     // Notice and headers are there once.

@@ -259,6 +259,7 @@ TEST_F(Calls, MalformedCallsAreRefused) {
     for (const auto& [target, size, code] : cases) {
         EXPECT_EQ(pair.Raw(target, byte_vector(size)), code) << target.method_id << ", " << size;
     }
+    EXPECT_EQ(pair.Raw({own, iid, 3, 1}, byte_vector{std::byte{3}, {}, {}, {}}), bad) << "priority";
     EXPECT_EQ(pair.Raw({own, iid, 3, 1}, byte_vector(4, std::byte{3})), bad);
     std::int64_t sum = 0;
     EXPECT_EQ(pair.echo->Add(1, false, sum), result::kFalse) << "the next call works";
@@ -292,6 +293,16 @@ TEST_F(Calls, MalformedRepliesFailTheCall) {
         std::int64_t sum = 5;
         EXPECT_EQ(pair.echo->Add(1, false, sum), code) << cut;
         EXPECT_EQ(sum, 5);
+    }
+    // A query's reply ends with 4 bytes of result and 8 of a handle that is not the peer's to give.
+    for (const int handle : {0x00, 0xC0}) {
+        pair.client_wire->tamper_reply = [handle](byte_vector& packet) {
+            std::fill(packet.end() - 12, packet.end() - 1, std::byte{});
+            packet.back() = static_cast<std::byte>(handle);
+            return false;
+        };
+        void* other = nullptr;
+        EXPECT_EQ(pair.echo->QueryInterface(0x10000003, &other), result::kInvalidHandle);
     }
     pair.client_wire->tamper_reply = nullptr;
 }
