@@ -18,6 +18,7 @@ ByteStream::ByteStream(std::shared_ptr<Runtime> runtime, Content bytes, Mode mod
       mode_(mode),
       sink_(std::move(sink)),
       bytes_(std::move(bytes)),
+      committed_(mode_.reverts ? bytes_ : nullptr),
       size_(bytes_->size()) {}
 
 const Content& ByteStream::Bytes() {
@@ -88,6 +89,7 @@ HRESULT ByteStream::Write(const void* bytes, ULONG size, ULONG* written) {
         if (size != 0) {
             Replace(position_, {static_cast<const char*>(bytes), size});
             position_ += size;
+            if (const HRESULT code = WriteThrough(); FAILED(code)) return code;
         }
         if (written != nullptr) *written = size;
         return S_OK;
@@ -96,6 +98,9 @@ HRESULT ByteStream::Write(const void* bytes, ULONG size, ULONG* written) {
 
 HRESULT ByteStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) {
     return Enter(Call::kStreamSeek, [&]() -> HRESULT {
+        if (mode_.in_sequence) return E_NOTIMPL;
+        const bool to_start = origin == STREAM_SEEK_SET && move.QuadPart == 0;
+        if (mode_.restarts_only && !to_start) return STG_E_INVALIDFUNCTION;
         std::uint64_t base = 0;
         switch (origin) {
             case STREAM_SEEK_SET:
@@ -122,10 +127,12 @@ HRESULT ByteStream::Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) 
 
 HRESULT ByteStream::SetSize(ULARGE_INTEGER size) {
     return Enter(Call::kStreamSetSize, [&]() -> HRESULT {
+        if (mode_.in_sequence) return E_NOTIMPL;
         if (!mode_.writable) return STG_E_ACCESSDENIED;
+        if (mode_.restarts_only && size.QuadPart != 0) return STG_E_INVALIDFUNCTION;
         if (size.QuadPart > kLargestStream) return STG_E_MEDIUMFULL;
         Resize(size.QuadPart);
-        return S_OK;
+        return WriteThrough();
     });
 }
 
@@ -150,12 +157,32 @@ HRESULT ByteStream::CopyTo(IStream* target, ULARGE_INTEGER size, ULARGE_INTEGER*
 }
 
 HRESULT ByteStream::Commit(DWORD) {
-    return Enter(Call::kStreamCommit,
-                 [&]() -> HRESULT { return mode_.writable && sink_ ? sink_(Bytes()) : S_OK; });
+    return Enter(Call::kStreamCommit, [&]() -> HRESULT {
+        if (!mode_.writable || !sink_) return S_OK;
+        const HRESULT code = sink_(Bytes());
+        if (SUCCEEDED(code) && mode_.reverts) {
+            committed_ = bytes_;
+            own_.reset();
+        }
+        return code;
+    });
+}
+
+HRESULT ByteStream::Revert() {
+    return Enter(Call::kUnsupported, [&]() -> HRESULT {
+        if (mode_.in_sequence) return E_NOTIMPL;
+        if (!mode_.reverts) return MAPI_E_NO_SUPPORT;
+        bytes_ = committed_;
+        own_.reset();
+        size_ = bytes_->size();
+        position_ = 0;
+        return WriteThrough();
+    });
 }
 
 HRESULT ByteStream::Stat(STATSTG* stat, DWORD) {
     return Enter(Call::kStreamStat, [&]() -> HRESULT {
+        if (mode_.in_sequence) return E_NOTIMPL;
         if (stat == nullptr) return STG_E_INVALIDPOINTER;
         *stat = {};  // no stream here has a name
         stat->type = STGTY_STREAM;

@@ -7,7 +7,10 @@
 
 namespace sandbox::outlook {
 
-MapiSubsystem::MapiSubsystem() { EntryPoints::Attach(this); }
+MapiSubsystem::MapiSubsystem(const StoreTraits& traits)
+    : runtime_(std::make_shared<Runtime>(traits)) {
+    EntryPoints::Attach(this);
+}
 
 MapiSubsystem::~MapiSubsystem() { EntryPoints::Detach(); }
 

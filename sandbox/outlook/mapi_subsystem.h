@@ -19,7 +19,7 @@ namespace sandbox::outlook {
 // Free-threaded. The objects that come out of it belong to the thread that opened them.
 class MapiSubsystem {
 public:
-    MapiSubsystem();
+    explicit MapiSubsystem(const StoreTraits& traits = kPlainStore);
     ~MapiSubsystem();
     MapiSubsystem(const MapiSubsystem&) = delete;
     MapiSubsystem& operator=(const MapiSubsystem&) = delete;
@@ -28,6 +28,7 @@ public:
     // MAPILogonEx before MAPIInitialize.
     static plugins::mapi::MapiFunctions Functions();
 
+    const StoreTraits& traits() const { return runtime_->traits(); }
     MessageStore& store() { return *store_; }
     FaultPlan& faults() { return runtime_->faults(); }
     MapiMemory& memory() { return runtime_->memory(); }
@@ -56,7 +57,7 @@ public:
 private:
     friend struct EntryPoints;
 
-    const std::shared_ptr<Runtime> runtime_ = std::make_shared<Runtime>();
+    const std::shared_ptr<Runtime> runtime_;
     const std::shared_ptr<MessageStore> store_ = std::make_shared<MessageStore>();
 
     mutable std::mutex mutex_;

@@ -28,11 +28,13 @@ private:
 }  // namespace
 
 OpenAttachment::OpenAttachment(std::shared_ptr<Runtime> runtime, vek::RefPtr<OpenMessage> message,
-                               AttachmentRecord record, Kind kind, Access access)
+                               AttachmentRecord record, Kind kind, Access access,
+                               std::shared_ptr<void> open_mark)
     : PropertyObject(std::move(runtime), access),
       message_(std::move(message)),
       record_(std::move(record)),
-      kind_(kind) {}
+      kind_(kind),
+      open_mark_(std::move(open_mark)) {}
 
 HRESULT OpenAttachment::PutMessage(std::shared_ptr<const MessageRecord> message) {
     if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;

@@ -16,7 +16,8 @@ public:
     enum class Kind { kExisting, kNew };
 
     OpenAttachment(std::shared_ptr<Runtime> runtime, vek::RefPtr<OpenMessage> message,
-                   AttachmentRecord record, Kind kind, Access access);
+                   AttachmentRecord record, Kind kind, Access access,
+                   std::shared_ptr<void> open_mark);
 
     // An embedded message's save.
     HRESULT PutMessage(std::shared_ptr<const MessageRecord> message);
@@ -36,6 +37,7 @@ private:
     const vek::RefPtr<OpenMessage> message_;
     AttachmentRecord record_;
     Kind kind_;
+    const std::shared_ptr<void> open_mark_;
 };
 
 }  // namespace sandbox::outlook

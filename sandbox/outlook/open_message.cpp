@@ -88,6 +88,7 @@ OpenMessage::OpenMessage(std::shared_ptr<Runtime> runtime, std::unique_ptr<Messa
 HRESULT OpenMessage::GetAttachmentTable(ULONG flags, IMAPITable** table) {
     return EnterOpen(Call::kGetAttachmentTable, [&]() -> HRESULT {
         if (table == nullptr) return MAPI_E_INVALID_PARAMETER;
+        if ((flags & ~MAPI_UNICODE) != 0) return MAPI_E_UNKNOWN_FLAGS;
         auto rows = std::make_unique<AttachmentRows>(vek::RefPtr<OpenMessage>::Share(this));
         return GiveTo(table, vek::MakeObject<Table>(runtime(), std::move(rows), flags));
     });
@@ -96,6 +97,7 @@ HRESULT OpenMessage::GetAttachmentTable(ULONG flags, IMAPITable** table) {
 HRESULT OpenMessage::GetRecipientTable(ULONG flags, IMAPITable** table) {
     return EnterOpen(Call::kGetRecipientTable, [&]() -> HRESULT {
         if (table == nullptr) return MAPI_E_INVALID_PARAMETER;
+        if ((flags & ~MAPI_UNICODE) != 0) return MAPI_E_UNKNOWN_FLAGS;
         auto rows = std::make_unique<RecipientRows>(vek::RefPtr<OpenMessage>::Share(this));
         return GiveTo(table, vek::MakeObject<Table>(runtime(), std::move(rows), flags));
     });
@@ -112,7 +114,8 @@ HRESULT OpenMessage::OpenAttach(ULONG number, const IID* id, ULONG flags, IAttac
         if (record == nullptr) return MAPI_E_NOT_FOUND;
         return GiveTo(attachment, vek::MakeObject<OpenAttachment>(
                                       runtime(), vek::RefPtr<OpenMessage>::Share(this), *record,
-                                      OpenAttachment::Kind::kExisting, AccessFor(flags, access())));
+                                      OpenAttachment::Kind::kExisting, AccessFor(flags, access()),
+                                      NoteOpen(number)));
     });
 }
 
@@ -127,7 +130,7 @@ HRESULT OpenMessage::CreateAttach(const IID* id, ULONG, ULONG* number, IAttach**
         return GiveTo(attachment,
                       vek::MakeObject<OpenAttachment>(
                           runtime(), vek::RefPtr<OpenMessage>::Share(this), std::move(record),
-                          OpenAttachment::Kind::kNew, Access::kReadWrite));
+                          OpenAttachment::Kind::kNew, Access::kReadWrite, NoteOpen(*number)));
     });
 }
 
@@ -136,10 +139,17 @@ HRESULT OpenMessage::DeleteAttach(ULONG number, ULONG, IMAPIProgress*, ULONG) {
         if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
         const AttachmentRecord* const record = record_.FindAttachment(number);
         if (record == nullptr) return MAPI_E_NOT_FOUND;
+        if (runtime()->traits().guards_attachments && open_attachments_->contains(number))
+            return MAPI_E_NO_ACCESS;
         record_.attachments.erase(record_.attachments.begin() +
                                   (record - record_.attachments.data()));
         return S_OK;
     });
+}
+
+std::shared_ptr<void> OpenMessage::NoteOpen(ULONG number) {
+    const auto place = open_attachments_->insert(number);
+    return {nullptr, [open = open_attachments_, place](void*) { open->erase(place); }};
 }
 
 HRESULT OpenMessage::SaveAttachment(const AttachmentRecord& attachment, bool is_new) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 
 #include "sandbox/outlook/message_record.h"
@@ -50,8 +51,13 @@ public:
     HRESULT Save(ULONG flags) final;
 
 private:
+    // Notes that the attachment is open, for as long as the entry lives.
+    std::shared_ptr<void> NoteOpen(ULONG number);
+
     const std::unique_ptr<MessageHome> home_;
     MessageRecord record_;
+    const std::shared_ptr<std::multiset<ULONG>> open_attachments_ =
+        std::make_shared<std::multiset<ULONG>>();
 };
 
 // Opens a message of the store, `flags` as for OpenEntry. Null when it is not there.

@@ -37,8 +37,28 @@ private:
     std::vector<SPropProblem> problems_;
 };
 
-HRESULT CheckWritable(const PropertyHolder& holder) {
-    return holder.access() == Access::kReadWrite ? S_OK : MAPI_E_NO_ACCESS;
+// Whether the properties of `tags` may be changed by their values.
+HRESULT CheckWritable(const Runtime& runtime, PropertyHolder& holder, std::span<const ULONG> tags) {
+    if (holder.access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
+    const bool open = runtime.traits().guards_streams && std::ranges::any_of(tags, [&](ULONG tag) {
+                          return holder.streams().IsOpen(KeptTag(tag));
+                      });
+    return open ? MAPI_E_NO_ACCESS : S_OK;
+}
+
+// Takes back values that are too large for GetProps.
+bool RefuseLargeValues(const PropertyHolder& holder, std::size_t large, std::span<SPropValue> all) {
+    bool complete = true;
+    for (SPropValue& value : all) {
+        const ULONG type = PROP_TYPE(value.ulPropTag);
+        if (type != PT_STRING8 && type != PT_UNICODE && type != PT_BINARY) continue;
+        const auto held = holder.Get(KeptTag(value.ulPropTag));
+        if (!held || held->content()->size() < large) continue;
+        value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_ERROR);
+        value.Value.err = MAPI_E_NOT_ENOUGH_MEMORY;
+        complete = false;
+    }
+    return complete;
 }
 
 }  // namespace
@@ -62,8 +82,9 @@ SPropTagArray* GiveTags(MapiMemory& memory, std::span<const ULONG> tags) {
     return array;
 }
 
-HRESULT GetProps(MapiMemory& memory, const PropertyHolder& holder, const SPropTagArray* tags,
+HRESULT GetProps(Runtime& runtime, const PropertyHolder& holder, const SPropTagArray* tags,
                  ULONG flags, ULONG* count, SPropValue** values) {
+    MapiMemory& memory = runtime.memory();
     if (count == nullptr || values == nullptr) return MAPI_E_INVALID_PARAMETER;
     if (tags != nullptr && tags->cValues == 0) return MAPI_E_INVALID_PARAMETER;
     std::vector<ULONG> all;
@@ -77,7 +98,9 @@ HRESULT GetProps(MapiMemory& memory, const PropertyHolder& holder, const SPropTa
     }
     OwnedBuffer buffer(memory, wanted.size() * sizeof(SPropValue));
     auto* const given = static_cast<SPropValue*>(buffer.get());
-    const bool complete = FillValues(memory, buffer.get(), holder, wanted, flags, given);
+    bool complete = FillValues(memory, buffer.get(), holder, wanted, flags, given);
+    if (!RefuseLargeValues(holder, runtime.traits().large_value, {given, wanted.size()}))
+        complete = false;
     *count = static_cast<ULONG>(wanted.size());
     *values = static_cast<SPropValue*>(buffer.detach());
     return complete ? S_OK : MAPI_W_ERRORS_RETURNED;
@@ -90,10 +113,12 @@ HRESULT GetPropList(MapiMemory& memory, const PropertyHolder& holder, ULONG flag
     return S_OK;
 }
 
-HRESULT SetProps(MapiMemory& memory, PropertyHolder& holder, ULONG count, const SPropValue* values,
+HRESULT SetProps(Runtime& runtime, PropertyHolder& holder, ULONG count, const SPropValue* values,
                  SPropProblemArray** problems) {
     if (count == 0 || values == nullptr) return MAPI_E_INVALID_PARAMETER;
-    if (const HRESULT code = CheckWritable(holder); FAILED(code)) return code;
+    std::vector<ULONG> tags;
+    for (const SPropValue& value : std::span(values, count)) tags.push_back(value.ulPropTag);
+    if (const HRESULT code = CheckWritable(runtime, holder, tags); FAILED(code)) return code;
     Problems found;
     for (const SPropValue& value : std::span(values, count)) {
         std::optional<PropertyValue> taken = TakeValue(value);
@@ -102,21 +127,22 @@ HRESULT SetProps(MapiMemory& memory, PropertyHolder& holder, ULONG count, const 
         if (FAILED(code))
             found.Add(static_cast<std::size_t>(&value - values), value.ulPropTag, code);
     }
-    found.Give(memory, problems);
+    found.Give(runtime.memory(), problems);
     return S_OK;
 }
 
-HRESULT DeleteProps(MapiMemory& memory, PropertyHolder& holder, const SPropTagArray* tags,
+HRESULT DeleteProps(Runtime& runtime, PropertyHolder& holder, const SPropTagArray* tags,
                     SPropProblemArray** problems) {
     if (tags == nullptr || tags->cValues == 0) return MAPI_E_INVALID_PARAMETER;
-    if (const HRESULT code = CheckWritable(holder); FAILED(code)) return code;
-    Problems found;
     const ULONG* const first = tags->aulPropTag;
+    const std::span all(first, tags->cValues);
+    if (const HRESULT code = CheckWritable(runtime, holder, all); FAILED(code)) return code;
+    Problems found;
     for (std::size_t i = 0; i != tags->cValues; ++i) {
         const HRESULT code = holder.Put(first[i], std::nullopt);
         if (FAILED(code)) found.Add(i, first[i], code);
     }
-    found.Give(memory, problems);
+    found.Give(runtime.memory(), problems);
     return S_OK;
 }
 

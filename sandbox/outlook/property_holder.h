@@ -1,13 +1,44 @@
 #pragma once
 
+#include <map>
+#include <memory>
 #include <optional>
 
 #include "sandbox/outlook/mapi_values.h"
+#include "sandbox/outlook/runtime.h"
 
 namespace sandbox::outlook {
 
 // How far an open object can be used.
 enum class Access { kClosed, kReadOnly, kReadWrite };
+
+class ByteStream;
+
+// The streams of one object's properties that are still referenced, by the ids of the properties.
+class OpenStreams {
+public:
+    bool IsOpen(ULONG tag) const { return streams_->contains(PROP_ID(tag)); }
+    // The first of a property's streams; null when none is open.
+    ByteStream* First(ULONG tag) const {
+        const auto found = streams_->find(PROP_ID(tag));
+        return found != streams_->end() ? *found->second : nullptr;
+    }
+
+    // Counts a stream for as long as the entry lives. The stream is known once it has been made.
+    using Entry = std::shared_ptr<ByteStream*>;
+    Entry Add(ULONG tag) {
+        auto stream = std::make_unique<ByteStream*>(nullptr);
+        const auto place = streams_->emplace(PROP_ID(tag), stream.get());
+        return {stream.release(), [streams = streams_, place](ByteStream** gone) {
+                    streams->erase(place);
+                    delete gone;
+                }};
+    }
+
+private:
+    using Streams = std::multimap<ULONG, ByteStream**>;
+    const std::shared_ptr<Streams> streams_ = std::make_shared<Streams>();
+};
 
 // An open object with its working copy of the properties, behind IMAPIProp.
 class PropertyHolder : public PropertySource {
@@ -29,8 +60,13 @@ public:
         return MAPI_E_INTERFACE_NOT_SUPPORTED;
     }
 
+    OpenStreams& streams() { return streams_; }
+
 protected:
     ~PropertyHolder() = default;
+
+private:
+    OpenStreams streams_;
 };
 
 // The access that an object opened with `flags` has inside a container with the access `most`.
@@ -41,13 +77,13 @@ Access AccessFor(ULONG flags, Access most);
 Access AccessAfterSave(ULONG flags);
 
 // The bodies of IMAPIProp's methods over a holder.
-HRESULT GetProps(MapiMemory& memory, const PropertyHolder& holder, const SPropTagArray* tags,
+HRESULT GetProps(Runtime& runtime, const PropertyHolder& holder, const SPropTagArray* tags,
                  ULONG flags, ULONG* count, SPropValue** values);
 HRESULT GetPropList(MapiMemory& memory, const PropertyHolder& holder, ULONG flags,
                     SPropTagArray** tags);
-HRESULT SetProps(MapiMemory& memory, PropertyHolder& holder, ULONG count, const SPropValue* values,
+HRESULT SetProps(Runtime& runtime, PropertyHolder& holder, ULONG count, const SPropValue* values,
                  SPropProblemArray** problems);
-HRESULT DeleteProps(MapiMemory& memory, PropertyHolder& holder, const SPropTagArray* tags,
+HRESULT DeleteProps(Runtime& runtime, PropertyHolder& holder, const SPropTagArray* tags,
                     SPropProblemArray** problems);
 
 // A copy of a list of tags in a buffer of its own.

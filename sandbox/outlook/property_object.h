@@ -34,7 +34,7 @@ public:
                                        SPropValue** values) final {
         return EnterOpen(Call::kGetProps, [&]() -> HRESULT {
             const HRESULT code =
-                outlook::GetProps(this->memory(), *this, tags, flags, count, values);
+                outlook::GetProps(*this->runtime(), *this, tags, flags, count, values);
             const auto& distort = this->runtime()->distortion().values;
             if (SUCCEEDED(code) && distort) distort(*values, *count);
             return code;
@@ -61,13 +61,13 @@ public:
     HRESULT STDMETHODCALLTYPE SetProps(ULONG count, SPropValue* values,
                                        SPropProblemArray** problems) final {
         return EnterOpen(Call::kSetProps, [&] {
-            return outlook::SetProps(this->memory(), *this, count, values, problems);
+            return outlook::SetProps(*this->runtime(), *this, count, values, problems);
         });
     }
 
     HRESULT STDMETHODCALLTYPE DeleteProps(SPropTagArray* tags, SPropProblemArray** problems) final {
         return EnterOpen(Call::kDeleteProps, [&] {
-            return outlook::DeleteProps(this->memory(), *this, tags, problems);
+            return outlook::DeleteProps(*this->runtime(), *this, tags, problems);
         });
     }
 

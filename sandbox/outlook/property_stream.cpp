@@ -62,13 +62,30 @@ HRESULT OpenStream(std::shared_ptr<Runtime> runtime, vek::RefPtr<IUnknown> owner
     } else {
         return MAPI_E_NOT_FOUND;
     }
-    const ByteStream::Mode mode{(options & kAccessMask) != STGM_WRITE, writing};
-    auto sink = [owner = std::move(owner), &holder, tag](const Content& bytes) {
+    const StoreTraits& traits = runtime->traits();
+    using SecondStream = StoreTraits::SecondStream;
+    if (traits.second_stream != SecondStream::kOpened && holder.streams().IsOpen(KeptTag(tag))) {
+        ByteStream* const first = holder.streams().First(KeptTag(tag));
+        if (traits.second_stream == SecondStream::kRefused || first->writable())
+            return MAPI_E_NO_ACCESS;
+        return GiveTo(out, vek::RefPtr<ByteStream>::Share(first));
+    }
+    const ByteStream::Mode mode{.readable = (options & kAccessMask) != STGM_WRITE,
+                                .writable = writing,
+                                .restarts_only = traits.streams_restart_only,
+                                .writes_through = traits.writes_through,
+                                .reverts = traits.reverts};
+    auto entry = holder.streams().Add(KeptTag(tag));
+    auto sink = [owner = std::move(owner), &holder, tag, entry](const Content& bytes) {
         return holder.Put(tag, Kept(tag, bytes));
     };
-    return GiveTo(
-        out, vek::MakeObject<ByteStream>(std::move(runtime), Shown(tag, std::move(content)), mode,
-                                         std::move(sink)));
+    if (creating && traits.writes_through) {
+        if (const HRESULT code = sink(content); FAILED(code)) return code;
+    }
+    auto stream = vek::MakeObject<ByteStream>(std::move(runtime), Shown(tag, std::move(content)),
+                                              mode, std::move(sink));
+    *entry = stream.get();
+    return GiveTo(out, std::move(stream));
 }
 
 }  // namespace sandbox::outlook

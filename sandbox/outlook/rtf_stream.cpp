@@ -57,7 +57,9 @@ HRESULT WrapRtfStream(std::shared_ptr<Runtime> runtime, IStream* compressed, ULO
     auto sink = [inner = vek::RefPtr<IStream>::Share(compressed)](const Content& content) {
         return WriteAll(*inner, CompressRtf(*content));
     };
-    const ByteStream::Mode mode{true, (flags & MAPI_MODIFY) != 0};
+    const ByteStream::Mode mode{.readable = true,
+                                .writable = (flags & MAPI_MODIFY) != 0,
+                                .in_sequence = runtime->traits().rtf_in_sequence};
     return GiveTo(plain,
                   vek::MakeObject<ByteStream>(std::move(runtime),
                                               std::make_shared<const std::string>(std::move(text)),

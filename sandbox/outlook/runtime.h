@@ -9,6 +9,7 @@
 #include "sandbox/outlook/distortion.h"
 #include "sandbox/outlook/fault_plan.h"
 #include "sandbox/outlook/mapi_memory.h"
+#include "sandbox/outlook/store_traits.h"
 
 namespace sandbox::outlook {
 
@@ -16,6 +17,9 @@ namespace sandbox::outlook {
 // released late still finds it. Free-threaded.
 class Runtime {
 public:
+    explicit Runtime(const StoreTraits& traits = kPlainStore) : traits_(traits) {}
+
+    const StoreTraits& traits() const { return traits_; }
     FaultPlan& faults() { return faults_; }
     MapiMemory& memory() { return memory_; }
     Distortion& distortion() { return distortion_; }
@@ -43,6 +47,7 @@ public:
 private:
     friend class LiveObject;
 
+    const StoreTraits traits_;
     FaultPlan faults_;
     MapiMemory memory_;
     Distortion distortion_;

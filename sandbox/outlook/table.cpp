@@ -6,20 +6,29 @@
 
 #include "sandbox/outlook/property_bag.h"
 #include "sandbox/outlook/property_holder.h"
+#include "vek/core/text.h"
 
 namespace sandbox::outlook {
 namespace {
 
 class RowView final : public PropertySource {
 public:
-    RowView(const TableRows& rows, std::size_t row) : rows_(rows), row_(row) {}
+    // Of texts the first `longest` characters are shown.
+    RowView(const TableRows& rows, std::size_t row, std::size_t longest)
+        : rows_(rows), row_(row), longest_(longest) {}
 
-    std::optional<PropertyValue> Get(ULONG tag) const override { return rows_.Get(row_, tag); }
+    std::optional<PropertyValue> Get(ULONG tag) const override {
+        auto value = rows_.Get(row_, tag);
+        if (!value || value->type() != PT_UNICODE || value->Size() <= longest_) return value;
+        return PropertyValue::Text(
+            vek::ToUtf8(vek::ToUtf16(*value->content()).substr(0, longest_)));
+    }
     std::vector<ULONG> Tags() const override { return rows_.StandardColumns(); }
 
 private:
     const TableRows& rows_;
     const std::size_t row_;
+    const std::size_t longest_;
 };
 
 // Owns a row set until it is handed over: each row is a buffer of its own, and so is the set.
@@ -171,7 +180,7 @@ HRESULT Table::QueryRows(LONG count, ULONG flags, SRowSet** rows) {
         const std::size_t given = std::min(static_cast<std::size_t>(count), rows_->Count() - first);
         OwnedRows set(memory(), given);
         for (std::size_t row = first; row != first + given; ++row)
-            set.Add(RowView(*rows_, row), columns_);
+            set.Add(RowView(*rows_, row, runtime()->traits().longest_column), columns_);
         if ((flags & TBL_NOADVANCE) == 0) MoveTo(first + given);
         *rows = set.detach();
         SRow* const rows_given = (*rows)->aRow;

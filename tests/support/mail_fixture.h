@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <functional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -34,6 +36,13 @@ public:
         }
     }
 };
+
+// The store that this run of the tests is for: that which MLXO_STORE names.
+inline const outlook::StoreTraits& TheStore() {
+    const char* const name = std::getenv("MLXO_STORE");
+    const outlook::StoreTraits* const store = outlook::FindStore(name != nullptr ? name : "plain");
+    return store != nullptr ? *store : throw std::logic_error("there is no such store");
+}
 
 // A MAPI subsystem with one message in its store.
 class MailFixture : public ::testing::Test {
@@ -94,7 +103,7 @@ protected:
     std::uint32_t Calls(outlook::Call kind) { return mapi_.faults().Count(kind); }
 
     const std::uint32_t live_before_ = vek::LiveObjectCount();
-    outlook::MapiSubsystem mapi_;
+    outlook::MapiSubsystem mapi_{TheStore()};
     std::shared_ptr<const plugins::mapi::MapiFunctions> functions_ =
         std::make_shared<plugins::mapi::MapiFunctions>(outlook::MapiSubsystem::Functions());
     std::shared_ptr<RecordingTracer> tracer_ = std::make_shared<RecordingTracer>();
