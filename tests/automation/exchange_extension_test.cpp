@@ -5,6 +5,7 @@
 
 #include "automation/automation_ids.h"
 #include "com/connection_point_win32.h"
+#include "outlook/ExchClientExt.h"
 #include "tests/automation/fake_object.h"
 
 namespace {
@@ -19,7 +20,12 @@ namespace iid = automation::iid;
 class Extension final
     : public plugins::com::CountedObject<plugins::com::ConnectionPointContainer, IClassFactory> {
 public:
-    using CountedObject::CountedObject;
+    explicit Extension(
+        std::shared_ptr<Subscribers> sinks = std::make_shared<Subscribers>(iid::kExchExtEvents))
+        : CountedObject(sinks), publisher_(std::move(sinks)) {
+        CExchClientExt::EventsOf(client_side)->Advise(publisher_, connection_);
+    }
+    const vek::RefPtr<CExchClientExt> client_side = vek::MakeObject<CExchClientExt>(nullptr);
     HRESULT WINAPI CreateInstance(IUnknown*, REFIID id, void** out) override {
         return QueryInterface(id, out);
     }
@@ -31,6 +37,8 @@ private:
         const bool container = id == IID_IConnectionPointContainer || id == iid::kExchExtObject;
         return container ? static_cast<Container*>(this) : nullptr;
     }
+    automation::ExchangeEventPublisher publisher_;
+    EventConnectionPtr connection_;
 };
 
 struct Listener final : ExchangeEvents {
@@ -45,9 +53,9 @@ struct Listener final : ExchangeEvents {
 
 TEST(ExchangeConnection, TellsEverySubscriber) {
     ASSERT_EQ(::CoInitialize(nullptr), S_OK);
-    const auto subscribers = std::make_shared<Subscribers>(iid::kExchExtEvents);
-    automation::ExchangeEventPublisher publisher{subscribers};
-    const auto extension = vek::MakeObject<Extension>(subscribers);
+    auto extension = vek::MakeObject<Extension>();
+    const auto clients = vek::MakeObject<Extension>();
+    CExchClientExt& client_side = *clients->client_side;
     ExchangeEventSourcePtr source;
     EXPECT_EQ(automation::CreateExchangeExtension(source), REGDB_E_CLASSNOTREG);
     DWORD cookie = 0;
@@ -66,10 +74,10 @@ TEST(ExchangeConnection, TellsEverySubscriber) {
     // Queried and counted alone.
     auto* const callback =
         reinterpret_cast<IExchExtCallback*>(static_cast<IDispatch*>(client.get()));
-    publisher.OnDelivery(callback);
-    publisher.OnRead(nullptr);  // refused by each
+    client_side.OnDelivery(callback);
+    client_side.OnRead(nullptr);  // refused by each
     EXPECT_EQ(a.connection->Unadvise(), S_OK);
-    publisher.OnRead(callback);
+    client_side.OnRead(callback);
     EXPECT_EQ(log, "a:delivery b:delivery b:read ");
     EXPECT_EQ(client->AddRef(), 2u) << "a reference was left";
     client->Release();
@@ -79,9 +87,17 @@ TEST(ExchangeConnection, TellsEverySubscriber) {
     ASSERT_EQ(extension->FindConnectionPoint(iid::kExchExtEvents, point.put()), S_OK);
     EXPECT_EQ(point->Advise(point.get(), &cookie), CONNECT_E_CANNOTCONNECT);
     EXPECT_EQ(point->Unadvise(7), CONNECT_E_NOCONNECTION);
-    point.reset();
     b.connection.reset();
     source.reset();
+    // What the object's end leaves of a subscriber that does not unsubscribe.
+    auto sink = vek::MakeObject<FakeObject>(plan);
+    ASSERT_EQ(point->Advise(static_cast<IDispatch*>(sink.get()), &cookie), S_OK);
+    sink.reset();
+    const std::uint32_t live = vek::LiveObjectCount();
+    point.reset();
+    extension.reset();
+    EXPECT_EQ(vek::LiveObjectCount(), live - 4) << "point, object, its client's side, sink";
+    client_side.OnRead(callback);
     ::CoUninitialize();
 }
 

@@ -47,7 +47,7 @@ struct FakeExtension final : ExchangeEventSource {
     explicit FakeExtension(OwnPlan& p) : plan(p) {}
     HRESULT Advise(ExchangeEvents& to, EventConnectionPtr& connection) noexcept override {
         const HRESULT code = plan.Enter(OwnCall::kAdviseExtension);
-        if (SUCCEEDED(code)) connection = com::Listen(listeners, to);
+        if (SUCCEEDED(code)) connection = com::Listen(listeners, &to);
         return code;
     }
     OwnPlan& plan;

@@ -38,9 +38,10 @@ struct Subscriber final : ExchangeEvents {
 };
 
 TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
-    auto extension = vek::MakeObject<CExchClientExt>(tracer_);
-    auto* const client = extension.get();
-    ExchangeEventSourcePtr source = CExchClientExt::EventsOf(std::move(extension));
+    // The client's own object tells the subscribers of the add-in's.
+    const auto client = vek::MakeObject<CExchClientExt>(tracer_);
+    ExchangeEventSourcePtr source =
+        CExchClientExt::EventsOf(vek::MakeObject<CExchClientExt>(tracer_));
     Subscriber first, second, third, late;
     for (Subscriber* one : {&first, &second, &third})
         ASSERT_EQ(source->Advise(*one, one->connection), S_OK);
@@ -51,11 +52,16 @@ TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
         EXPECT_EQ(client->OnRead(nullptr), S_FALSE);
     };
     EXPECT_EQ(client->OnDelivery(nullptr), S_FALSE);
+    Subscriber elsewhere;
+    const auto other = CExchClientExt::EventsOf(client);
+    ASSERT_EQ(other->Advise(elsewhere, elsewhere.connection), S_OK);
     third.act = [&] { source.reset(); };
     client->OnRead(nullptr);
-    EXPECT_EQ(std::vector({first.told, second.told, third.told, late.told}),
-              std::vector({1, 0, 3, 2}))
-        << "the late one of what came after it subscribed";
+    client->OnRead(nullptr);
+    EXPECT_EQ(std::vector({first.told, second.told, third.told, late.told, elsewhere.told}),
+              std::vector({1, 0, 3, 1, 2}))
+        << "the late one of what came after it subscribed and before its object's end";
+    late.connection.reset();
 }
 
 }  // namespace

@@ -29,14 +29,19 @@ public:
                         return std::make_shared<const plugins::mapi::MapiFunctions>(
                             outlook::MapiSubsystem::Functions());
                     },
-                .create_extension = [this](auto& source) { return CreateExtension(source); },
+                .create_extension =
+                    [this](auto& source) {
+                        source = mail_processing::CExchClientExt::EventsOf(MakeExtension());
+                        return S_OK;
+                    },
                 .cursor = cursor_,
                 .services = services_,
                 .clock = clock_,
                 .tracer = tracer_,
                 .observer = observer_});
+            host_.LoadExtension([this] { return MakeExtension(); });
             code = addin_->OnConnection(host_);
-            if (FAILED(code)) addin_.reset();
+            if (FAILED(code)) Disconnect();
         });
         return code;
     }
@@ -45,19 +50,16 @@ public:
         host_.Run([&] {
             if (addin_) addin_->OnDisconnection();
             addin_.reset();
-            host_.UninstallExtension();
+            host_.UnloadExtension();
         });
     }
 
     bool is_connected() const { return addin_ != nullptr; }
 
 private:
-    // As the class object does it; Outlook loads the extension by itself.
-    HRESULT CreateExtension(mail_processing::ExchangeEventSourcePtr& source) {
-        auto extension = vek::MakeObject<mail_processing::CExchClientExt>(tracer_);
-        host_.InstallExtension(extension);
-        source = mail_processing::CExchClientExt::EventsOf(std::move(extension));
-        return S_OK;
+    // As the class object does it, for Outlook as for the add-in.
+    vek::RefPtr<mail_processing::CExchClientExt> MakeExtension() const {
+        return vek::MakeObject<mail_processing::CExchClientExt>(tracer_);
     }
 
     outlook::HostOutlook& host_;

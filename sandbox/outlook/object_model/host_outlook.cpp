@@ -57,7 +57,7 @@ HostOutlook::~HostOutlook() {
     Run([&] {
         while (!application_->open_items().empty()) Unload(application_->open_items().back());
         application_->selected_item().reset();
-        UninstallExtension();
+        UnloadExtension();
     });
 }
 
@@ -72,7 +72,7 @@ std::string HostOutlook::Deliver(MessageRecord message) {
                                                             OutlookItem::Traits{.created = Now()});
             application_->inbox_events().Fire([&](auto& events) { events.OnItemAdd(item); });
         }
-        if (session_events_ && HasExtensions()) {
+        if (session_events_) {
             const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, entry_id);
             session_events_->OnDelivery(callback.get());
         }
@@ -99,7 +99,7 @@ bool HostOutlook::Open(const std::string& entry_id) {
         if (!found) return;
         const auto item = Load(std::make_shared<OutlookItem>(
             model_, mapi_, entry_id, OutlookItem::Traits{.created = Now() - kAnHour}));
-        if (message_events_ && HasExtensions()) {
+        if (message_events_) {
             const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, entry_id);
             message_events_->OnRead(callback.get());
         }
@@ -181,31 +181,31 @@ std::size_t HostOutlook::open_items() {
     return count;
 }
 
-bool HostOutlook::HasExtensions() const {
-    return application_->major_version() <= kLastWithExtensions;
-}
-
 HRESULT HostOutlook::GetApplication(mail_processing::ApplicationPtr& application) noexcept {
     const HRESULT code = model_->plan.Enter(ObjectCall::kGetApplication);
     if (SUCCEEDED(code)) application = application_;
     return code;
 }
 
-HRESULT HostOutlook::InstallExtension(const vek::RefPtr<mapi::IExchExt>& extension) {
-    HRESULT code = S_FALSE;
-    Run([&] {
-        const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, std::string());
-        code = extension->Install(callback.get(), kSessionContext, 0);
-        if (code == S_OK)
-            extension->QueryInterface(mapi::iid::kExchExtSessionEvents, session_events_.put_void());
-        code = extension->Install(callback.get(), kReadNoteContext, 0);
-        if (code == S_OK)
-            extension->QueryInterface(mapi::iid::kExchExtMessageEvents, message_events_.put_void());
-    });
-    return code;
+template <class Events>
+void HostOutlook::Install(const ExtensionEntryPoint& entry_point, ULONG context, const IID& events,
+                          vek::RefPtr<Events>& kept) {
+    kept.reset();
+    const auto extension = entry_point();
+    const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, std::string());
+    if (extension && extension->Install(callback.get(), context, 0) == S_OK)
+        extension->QueryInterface(events, kept.put_void());
 }
 
-void HostOutlook::UninstallExtension() {
+void HostOutlook::LoadExtension(const ExtensionEntryPoint& entry_point) {
+    if (application_->major_version() > kLastWithExtensions) return;
+    Run([&] {
+        Install(entry_point, kSessionContext, mapi::iid::kExchExtSessionEvents, session_events_);
+        Install(entry_point, kReadNoteContext, mapi::iid::kExchExtMessageEvents, message_events_);
+    });
+}
+
+void HostOutlook::UnloadExtension() {
     Run([&] {
         session_events_.reset();
         message_events_.reset();

@@ -70,10 +70,12 @@ public:
 
     HRESULT GetApplication(plugins::mail_processing::ApplicationPtr& application) noexcept override;
 
-    // Loads a client extension for the session and the windows of messages that are read, and keeps
-    // it when it stays in either. Gives the last Install's code.
-    HRESULT InstallExtension(const vek::RefPtr<plugins::mapi::IExchExt>& extension);
-    void UninstallExtension();
+    // The exported function of an extension's library: makes an extension object; null for none.
+    using ExtensionEntryPoint = std::function<vek::RefPtr<plugins::mapi::IExchExt>()>;
+    // Has an object of its own made for the session and another for the windows of messages that
+    // are read, as versions do that have client extensions, and keeps each that stays there.
+    void LoadExtension(const ExtensionEntryPoint& entry_point);
+    void UnloadExtension();
 
     // For further objects of this Outlook.
     const std::shared_ptr<ObjectModel>& model() const { return model_; }
@@ -88,7 +90,9 @@ public:
 private:
     std::shared_ptr<OutlookItem> Load(std::shared_ptr<OutlookItem> item);
     void Unload(const std::shared_ptr<OutlookItem>& item);
-    bool HasExtensions() const;
+    template <class Events>
+    void Install(const ExtensionEntryPoint& entry_point, ULONG context, const IID& events,
+                 vek::RefPtr<Events>& kept);
 
     MapiSubsystem& mapi_;
     const std::shared_ptr<ObjectModel> model_ = std::make_shared<ObjectModel>();

@@ -54,7 +54,7 @@ public:
                    plugins::mail_processing::EventConnectionPtr& connection) noexcept {
         return plugins::com::AtBorder([&]() -> HRESULT {
             // Events from within the call are told to the new one, too.
-            auto listening = plugins::com::Listen(listeners_, events);
+            auto listening = plugins::com::Listen(listeners_, &events);
             const HRESULT code = model_->plan.Enter(kind);
             if (code == S_OK)
                 connection = std::make_unique<Connection>(model_, std::move(listening));

@@ -38,38 +38,49 @@ protected:
                         "when outgoing any do set-subject \"[out] {subject}\"\n");
     }
 
+    // Plays a scenario in which the settings are asked for before every event; gives what became of
+    // each message, and its subject.
+    std::vector<std::string> WordsOf(const std::string& scenario) {
+        Player player(options_);
+        player.Connect();
+        for (const ScenarioEvent& event : ParseScenario(scenario, "test")) {
+            player.Play(event);
+            player.clock().Advance(1000);  // the settings are asked for once a second
+        }
+        player.Quit();
+        std::vector<std::string> words;
+        for (const Row& row : player.scoreboard().rows())
+            if (!row.entry_id.empty())
+                words.push_back(InWords(row) + ": " + player.Subject(row.entry_id));
+        player.Inspect(false);
+        EXPECT_THAT(player.troubles(), testing::IsEmpty());
+        EXPECT_TRUE(player.leftovers().none());
+        return words;
+    }
+
     const tests::TemporaryFolder folder_;
     outlook::MessageRecord mail_;
     PlayerOptions options_{folder_.path(), folder_.path(), folder_.path() / "test.rules", {}};
 };
 
 TEST_F(Scenario, TellsWhatBecameOfEachMessage) {
-    Player player(options_);
-    player.Connect();
-    for (const ScenarioEvent& event : ParseScenario(
-             "deliver plain\nwait idle\nsettings checkOnDelivery=false\ndeliver plain\n"
-             "open plain#2\nsend plain unsaved\npolicy checkOnRead=true\nsend plain\npolicy none\n"
-             "product kill\nsend plain\nproduct start\nfault MailItem.MAPIOBJECT 1 0x80004005\n"
-             "send plain\nwithin MailItem.MAPIOBJECT 1 open plain#1\nsend plain\n",
-             "test")) {
-        player.Play(event);
-        player.clock().Advance(1000);  // the settings are asked for once a second
-    }
-    player.Quit();
-    std::vector<std::string> words;
-    for (const Row& row : player.scoreboard().rows())
-        if (!row.entry_id.empty())
-            words.push_back(InWords(row) + ": " + player.Subject(row.entry_id));
-    player.Inspect(false);
-    EXPECT_THAT(player.troubles(), testing::IsEmpty());
-    EXPECT_TRUE(player.leftovers().none());
     EXPECT_THAT(
-        words,
+        WordsOf("deliver plain\nwait idle\nsettings checkOnDelivery=false\ndeliver plain\n"
+                "open plain#2\nsend plain unsaved\npolicy checkOnRead=true\nsend plain\n"
+                "policy none\nproduct kill\nsend plain\nproduct start\n"
+                "fault MailItem.MAPIOBJECT 1 0x80004005\nsend plain\n"
+                "within MailItem.MAPIOBJECT 1 open plain#1\nsend plain\n"),
         ElementsAre("checked in background: [in] Hello", "skipped: not wanted: [in] Hello",
                     "checked on read: [in] Hello", "checked on send: [out] Hello",
                     "skipped: not wanted: Hello", HasSubstr("not checked, ! result=0x80020224"),
                     HasSubstr("not checked, ! result=0x80004005"), "checked on send: [out] Hello",
                     "skipped: within a send: [in] Hello"));
+}
+
+TEST_F(Scenario, AnOldOutlookTellsByExtensionObjectsOfItsOwn) {
+    options_.version = "11";
+    EXPECT_THAT(WordsOf("settings checkOnDelivery=false\ndeliver plain\nopen plain\n"),
+                ElementsAre("skipped: not wanted: [in] Hello", "checked on read: [in] Hello"));
 }
 
 TEST_F(Scenario, ComplainsOfWhatCannotBePlayedAndLivesThroughARandomDayInEveryOutlook) {

@@ -11,8 +11,8 @@ namespace plugins::mail_processing::automation {
 // that has initialised COM; gives CoCreateInstance's code.
 HRESULT CreateExchangeExtension(ExchangeEventSourcePtr& extension) noexcept;
 
-// The extension object's own side: fires the events that it is told to the sinks of
-// _IExchExtEvents.
+// An extension object's own side: fires the events that it is told, which are those of all
+// extension objects, to the sinks of _IExchExtEvents that subscribed at this one.
 class ExchangeEventPublisher final : public ExchangeEvents {
 public:
     // The sinks of the extension object's connection point; never null.

@@ -10,11 +10,12 @@
 namespace plugins::com {
 
 // The part of a COM object by which others subscribe to its one outgoing interface. An object
-// derives from it instead of from IConnectionPointContainer; its connection points hold the object.
-// On the object's thread. Neither it nor its points enumerate (E_NOTIMPL).
+// derives from it instead of from IConnectionPointContainer; its connection points hold the object,
+// and connections end with it. On the object's thread. Neither it nor its points enumerate
+// (E_NOTIMPL).
 class ConnectionPointContainer : public IConnectionPointContainer {
 public:
-    // `subscribers` is never null.
+    // `subscribers` are of this object alone; never null.
     explicit ConnectionPointContainer(std::shared_ptr<Subscribers> subscribers) noexcept
         : subscribers_(std::move(subscribers)) {}
 
@@ -24,7 +25,7 @@ public:
                                                   IConnectionPoint** out) noexcept override;
 
 protected:
-    ~ConnectionPointContainer() = default;
+    ~ConnectionPointContainer() { subscribers_->Clear(); }
 
 private:
     const std::shared_ptr<Subscribers> subscribers_;

@@ -4,14 +4,15 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "object_model/object_model.h"
 
 namespace plugins::com {
 
-// The listeners of an object's events, each under a cookie. `Listener` is a pointer, owning or not.
-// On the thread of the events.
+// The listeners of an object's events, each under a cookie. `Listener` is a pointer or refers to a
+// listener as one does, owning it or not. On the thread of the events.
 //
 // Listeners may come, go and cause further events from within an event: each event is told, in the
 // order of their coming, to those who were there when it began and still are when their turn comes.
@@ -34,6 +35,16 @@ public:
         return !listeners_.extract(cookie).empty();
     }
 
+    // Removes every listener of which `leaves` is true.
+    template <class Leaves>
+    void RemoveIf(const Leaves& leaves) noexcept {
+        decltype(listeners_) leaving;
+        for (auto place = listeners_.begin(); place != listeners_.end();) {
+            const auto each = place++;
+            if (leaves(each->second)) leaving.insert(listeners_.extract(each));
+        }
+    }
+
     // Calls `tell` with each listener.
     template <class Tell>
     void Fire(const Tell& tell) {
@@ -54,15 +65,15 @@ private:
     std::map<Cookie, Listener> listeners_;
 };
 
-// Adds `events`, which outlive the connection, to a list that the connection keeps alive. Raises
-// std::bad_alloc.
-template <class Events>
-mail_processing::EventConnectionPtr Listen(std::shared_ptr<Listeners<Events*>> listeners,
-                                           Events& events) {
+// Adds a listener to a list that the connection keeps alive. One that is not owned outlives the
+// connection. Raises std::bad_alloc.
+template <class Listener>
+mail_processing::EventConnectionPtr Listen(std::shared_ptr<Listeners<Listener>> listeners,
+                                           std::type_identity_t<Listener> listener) {
     class Connection final : public mail_processing::EventConnection {
     public:
-        Connection(std::shared_ptr<Listeners<Events*>> list, Events& listener)
-            : list_(std::move(list)), cookie_(list_->Add(&listener)) {}
+        Connection(std::shared_ptr<Listeners<Listener>> list, Listener&& added)
+            : list_(std::move(list)), cookie_(list_->Add(std::move(added))) {}
         ~Connection() override { list_->Remove(cookie_); }
 
         HRESULT Unadvise() noexcept override {
@@ -71,10 +82,10 @@ mail_processing::EventConnectionPtr Listen(std::shared_ptr<Listeners<Events*>> l
         }
 
     private:
-        const std::shared_ptr<Listeners<Events*>> list_;
+        const std::shared_ptr<Listeners<Listener>> list_;
         const std::uint32_t cookie_;
     };
-    return std::make_unique<Connection>(std::move(listeners), events);
+    return std::make_unique<Connection>(std::move(listeners), std::move(listener));
 }
 
 }  // namespace plugins::com

@@ -25,6 +25,10 @@ HRESULT Subscribers::Unadvise(DWORD cookie) noexcept {
     return sinks_.Remove(cookie) ? S_OK : CONNECT_E_NOCONNECTION;
 }
 
+void Subscribers::Clear() noexcept {
+    sinks_.RemoveIf([](const auto&) { return true; });
+}
+
 void Subscribers::Fire(DISPID event, const OwnedVariant& argument) noexcept {
     sinks_.Fire([&](IDispatch& sink) {
         // Each gets one of its own, so that none can spoil it for the next. Not owned.

@@ -19,6 +19,9 @@ public:
     HRESULT Advise(IUnknown* sink, DWORD* cookie) noexcept;
     HRESULT Unadvise(DWORD cookie) noexcept;
 
+    // Ends every connection.
+    void Clear() noexcept;
+
     // Tells every sink, as Listeners does. A sink's failure concerns nobody else.
     void Fire(DISPID event, const OwnedVariant& argument) noexcept;
 

@@ -39,12 +39,22 @@ constexpr std::string_view ContextName(ULONG context) noexcept {
 
 CExchClientExt::CExchClientExt(trace::TracerPtr tracer) : tracer_(std::move(tracer)) {}
 
+CExchClientExt::~CExchClientExt() {
+    subscribers_->RemoveIf([this](const Subscriber& each) { return each.at == this; });
+}
+
+const std::shared_ptr<CExchClientExt::Subscribers>& CExchClientExt::ProcessSubscribers() {
+    static const auto subscribers = std::make_shared<Subscribers>();
+    return subscribers;
+}
+
 ExchangeEventSourcePtr CExchClientExt::EventsOf(vek::RefPtr<CExchClientExt> extension) {
     struct Source final : ExchangeEventSource {
         explicit Source(vek::RefPtr<CExchClientExt> e) noexcept : extension(std::move(e)) {}
         HRESULT Advise(ExchangeEvents& events, EventConnectionPtr& connection) noexcept override {
-            return com::AtBorder(
-                [&] { connection = com::Listen(extension->subscribers_, events); });
+            return com::AtBorder([&] {
+                connection = com::Listen(extension->subscribers_, {&events, extension.get()});
+            });
         }
         const vek::RefPtr<CExchClientExt> extension;
     };

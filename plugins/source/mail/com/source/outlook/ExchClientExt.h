@@ -12,7 +12,9 @@
 namespace plugins::mail_processing {
 
 // The Exchange client extension: tells its subscribers of the client's events and decides nothing
-// itself. On Outlook's thread. Construct with vek::MakeObject.
+// itself. The client makes objects of its own besides the add-in's, so the subscribers of the
+// process are one list: whichever object the client tells, everyone hears it, once. On Outlook's
+// thread. Construct with vek::MakeObject.
 class CExchClientExt final
     : public com::ComObject<
           com::ComInterface<mapi::IExchExt, mapi::iid::kExchExt>,
@@ -20,9 +22,11 @@ class CExchClientExt final
           com::ComInterface<mapi::IExchExtMessageEvents, mapi::iid::kExchExtMessageEvents>> {
 public:
     explicit CExchClientExt(vek::trace::TracerPtr tracer = vek::trace::ProcessTracer());
+    // Ends the connections that were made at this object.
+    ~CExchClientExt() override;
 
-    // The events of `extension` for a subscriber in this process, which keeps it alive. Raises
-    // std::bad_alloc.
+    // `extension` for a subscriber in this process, kept alive by what is given here but not by the
+    // connections made at it. Raises std::bad_alloc.
     static ExchangeEventSourcePtr EventsOf(vek::RefPtr<CExchClientExt> extension);
 
     // Stays in a session and in the windows of messages and property sheets, of a client of the
@@ -49,8 +53,15 @@ private:
     HRESULT Fire(Event event, mapi::IExchExtCallback* callback) noexcept;
 
     const vek::trace::TracerPtr tracer_;
-    const std::shared_ptr<com::Listeners<ExchangeEvents*>> subscribers_ =
-        std::make_shared<com::Listeners<ExchangeEvents*>>();
+    // A listener, and the object that it subscribed at.
+    struct Subscriber {
+        ExchangeEvents* events;
+        const CExchClientExt* at;
+        ExchangeEvents& operator*() const noexcept { return *events; }
+    };
+    using Subscribers = com::Listeners<Subscriber>;
+    static const std::shared_ptr<Subscribers>& ProcessSubscribers();
+    const std::shared_ptr<Subscribers> subscribers_ = ProcessSubscribers();
 };
 
 }  // namespace plugins::mail_processing
