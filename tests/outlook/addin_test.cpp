@@ -130,6 +130,24 @@ TEST_F(AddinTest, AMessageIsCheckedOnceInThirtySecondsAndNotWhileTheBackgroundDo
     EXPECT_THAT(Skipped(), ElementsAre(Told(kInBackground)));
 }
 
+TEST_F(AddinTest, AMessageIsCheckedOnceThatIsAnnouncedAgainAfterItsCheck) {
+    const auto drained = [&] { return tracer_->Count("[ASYNC] Message queue is empty"); };
+    for (const char* const version : {"11", "12", "16"}) {
+        Connect(version);
+        ASSERT_EQ(addin_->OnConnection(*host_), S_OK);
+        const int before = incoming_;
+        std::size_t checks = drained() + 1;
+        Within(ObjectCall::kGetMailItem, [&] {  // of the item that is added
+            if (version_ != "11") tests::WaitUntil([&] { return drained() == checks; }), ++checks;
+        });
+        host_->Deliver(*mapi_.store().Find(entry_id_));
+        EXPECT_TRUE(tests::WaitUntil([&] { return drained() == checks; }));
+        EXPECT_EQ(incoming_, before + 1) << version;
+        Disconnect();
+        ClearPlans();
+    }
+}
+
 TEST_F(AddinTest, EveryFailingCallStaysWithinItsHandler) {
     const Event events[] = {[&] { Read(NewItem()); },
                             [&] { Send(NewDraft()); },

@@ -68,7 +68,8 @@ std::vector<ItemPtr> ConnectedAddin::Make(ApplicationObject& object) {
     TraceFailure("Open items cannot be had, hr=",
                  Ask([&] { return application_->GetOpenItems(open_items); }));
     AdviseExtension();
-    AdviseInbox();
+    // Later versions announce what arrives there by NewMailEx: told twice it could be checked twice.
+    if (major_version_ < major_version::kOutlook2007) AdviseInbox();
     TraceExceptions(tracer(), [&] { BuildProcessors(); });
     ThrowIfEnded();
     return open_items;
