@@ -109,7 +109,11 @@ TEST_F(AutomationApplicationTest, GivesWhatOutlookGivesAndTheCodeOfEveryFailure)
         for (int failing = 1;; ++failing) {
             plan.Start(failing);
             const HRESULT hr = operation();
-            EXPECT_EQ(hr, plan.calls < failing ? S_OK : plan.given) << plan.log;
+            // A window whose item cannot be had hides no other's.
+            const bool of_window = log.starts_with("Inspectors") && failing > 2 && failing % 3 != 2;
+            EXPECT_TRUE(!of_window || !items.empty());
+            const HRESULT code = of_window ? S_FALSE : plan.given;
+            EXPECT_EQ(hr, plan.calls < failing ? S_OK : code) << plan.log;
             if (plan.calls < failing) break;
             (item_connection ? inbox : mail)->sinks.clear();
             EXPECT_EQ(vek::LiveObjectCount(), live) << plan.log;

@@ -79,8 +79,6 @@ TEST(ExchangeConnection, TellsEverySubscriber) {
     EXPECT_EQ(a.connection->Unadvise(), S_OK);
     client_side.OnRead(callback);
     EXPECT_EQ(log, "a:delivery b:delivery b:read ");
-    EXPECT_EQ(client->AddRef(), 2u) << "a reference was left";
-    client->Release();
 
     vek::RefPtr<IConnectionPoint> point;
     EXPECT_EQ(extension->FindConnectionPoint(IID_IDispatch, point.put()), CONNECT_E_NOCONNECTION);
@@ -89,15 +87,12 @@ TEST(ExchangeConnection, TellsEverySubscriber) {
     EXPECT_EQ(point->Unadvise(7), CONNECT_E_NOCONNECTION);
     b.connection.reset();
     source.reset();
-    // What the object's end leaves of a subscriber that does not unsubscribe.
-    auto sink = vek::MakeObject<FakeObject>(plan);
-    ASSERT_EQ(point->Advise(static_cast<IDispatch*>(sink.get()), &cookie), S_OK);
-    sink.reset();
-    const std::uint32_t live = vek::LiveObjectCount();
+    EXPECT_EQ(point->Advise(static_cast<IDispatch*>(client.get()), &cookie), S_OK);
     point.reset();
     extension.reset();
-    EXPECT_EQ(vek::LiveObjectCount(), live - 4) << "point, object, its client's side, sink";
     client_side.OnRead(callback);
+    EXPECT_EQ(client->AddRef(), 2u) << "a reference was left";
+    client->Release();
     ::CoUninitialize();
 }
 

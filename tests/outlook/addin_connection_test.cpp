@@ -5,7 +5,7 @@ namespace plugins::mail_processing {
 namespace {
 
 using AddinConnectionTest = AddinFixture;
-using ::testing::ElementsAre;
+using ::testing::Each, ::testing::ElementsAre, ::testing::EndsWith, ::testing::HasSubstr;
 
 TEST_F(AddinConnectionTest, GoesInOrder) {
     for (int i = 0; i != 3; ++i) host_->Open(NewMessage());
@@ -19,6 +19,7 @@ TEST_F(AddinConnectionTest, GoesInOrder) {
                              OwnCall::kAdviseExtension,
                              OwnCall::kLoadMapi,
                              ObjectCall::kMapiSession,
+                             ObjectCall::kGetMailItem,
                              OwnCall::kShowCursor};
     for (const AnyCall& call : order)
         Within(call, [&] { EXPECT_EQ(happened_, &call - order + 1); });
@@ -30,31 +31,27 @@ TEST_F(AddinConnectionTest, GoesInOrder) {
 }
 
 TEST_F(AddinConnectionTest, FailsOnlyForWhatItNeedsAndSurvivesItsEndFromWithinAnyCall) {
-    struct {
-        AnyCall call;
-        HRESULT result;
-        const char* version = "16";
-    } const table[] = {
-        {ObjectCall::kGetApplication, E_FAIL},  {ObjectCall::kName, S_OK},
-        {ObjectCall::kVersion, S_OK},           {ObjectCall::kAdviseEvents, E_ABORT},
-        {ObjectCall::kOpenItems, S_OK},         {ObjectCall::kAdviseNewerEvents, E_ABORT},
-        {OwnCall::kCreateExtension, E_ABORT},   {OwnCall::kAdviseExtension, E_ABORT},
-        {ObjectCall::kAdviseInbox, S_OK, "11"}, {ObjectCall::kMapiSession, S_OK},
-        {ObjectCall::kGetMailItem, S_OK},       {ObjectCall::kSaved, S_OK},
-        {ObjectCall::kMapiObject, S_OK},        {OwnCall::kShowCursor, S_OK}};
+    const std::pair<AnyCall, HRESULT> table[] = {
+        {ObjectCall::kGetApplication, E_FAIL}, {ObjectCall::kName, S_OK},
+        {ObjectCall::kVersion, S_OK},          {ObjectCall::kAdviseEvents, E_ABORT},
+        {ObjectCall::kOpenItems, S_OK},        {ObjectCall::kAdviseNewerEvents, E_ABORT},
+        {OwnCall::kCreateExtension, E_ABORT},  {OwnCall::kAdviseExtension, E_ABORT},
+        {ObjectCall::kAdviseInbox, S_OK},      {ObjectCall::kMapiSession, S_OK},
+        {ObjectCall::kGetMailItem, S_OK},      {ObjectCall::kSaved, S_OK},
+        {ObjectCall::kMapiObject, S_OK},       {OwnCall::kShowCursor, S_OK},
+        {ObjectCall::kUnadvise, S_OK}};
     enum { kFailure, kEnd, kReconnection };
-    for (const auto& row : table) {
-        const auto& [call, result, version] = row;
-        Connect(version);
-        Disconnect();
+    for (const auto& [call, result] : table) {
+        Connect(call == AnyCall(ObjectCall::kAdviseInbox) ? "11" : "16");
         for (const int trouble : {kFailure, kEnd, kReconnection}) {
-            SCOPED_TRACE(testing::Message() << &row - table << ", " << trouble);
+            SCOPED_TRACE(testing::Message() << &result - &table[0].second << ", " << trouble);
             const bool fails = trouble == kFailure;
             const bool stays = fails ? result == S_OK : trouble == kReconnection;
+            if (call != AnyCall(ObjectCall::kUnadvise)) Disconnect();
             const std::string open = NewMessage();
             host_->Open(open);
             if (fails) Fail(call, E_ABORT);
-            if (!fails) Within(call, [&, stays] { stays ? Connect() : Disconnect(); });
+            if (!fails) Within(call, [&] { stays ? Connect() : Disconnect(); });
             const std::size_t started = tracer_->Count(kStarted);
             EXPECT_EQ(addin_->OnConnection(*host_), fails ? result : E_ABORT);
             EXPECT_EQ(tracer_->Count(kStarted) - started, stays ? 1u : 0u);
@@ -62,16 +59,54 @@ TEST_F(AddinConnectionTest, FailsOnlyForWhatItNeedsAndSurvivesItsEndFromWithinAn
             EXPECT_EQ(Advised() != 0, stays);
             if (trouble != kReconnection) Connect();
             ExpectEverythingWorks();
-            Disconnect();
             host_->Close(open);
             ClearPlans();
         }
     }
+    Connect();
+    Within(ObjectCall::kUnadvise, [&] { Connect(); });
+    Fail(ObjectCall::kOpenItems, S_FALSE);
+    Disconnect();
+    EXPECT_EQ(tracer_->Count("500 The item of an open window cannot be had"), 1u);
+    EXPECT_EQ(Advised(), kAdvised) << "a reconnection from within the disconnection stays";
+    ExpectEverythingWorks();
+}
+
+TEST_F(AddinConnectionTest, EachNewMessageThatCannotBeQueuedIsToldOf) {
     system_.fail_start_thread = 1;
     EXPECT_EQ(addin_->OnConnection(*host_), S_OK) << "without a background thread";
-    Skipped();
-    addin_->OnItemAdd(NewItem(0));
-    EXPECT_THAT(Skipped(), ElementsAre(Told(SkipReason::kFailed, vek::result::kUnknownException)));
+    const OutlookItemPtr item = NewItem(0);
+    const auto id = EndsWith(vek::ToUtf8(Id(item))), aa = EndsWith(" AA"), bb = EndsWith(" BB");
+    NewMail(u"AA,BB");
+    addin_->OnItemAdd(item);
+    Client(&ExchangeEvents::OnDelivery, item);
+    settings_result_ = vek::result::kRemoteCallFailed, clock_.ticks += 1000;
+    NewMail(u"AA,BB");
+    const auto told = observer_.Take();
+    EXPECT_THAT(told, ElementsAre(aa, bb, id, id, aa, bb));
+    const std::string failed = std::to_string(static_cast<int>(SkipReason::kFailed));
+    EXPECT_THAT(told, Each(HasSubstr(" skipped " + failed + ' ')));
+}
+
+TEST_F(AddinConnectionTest, MapiIsGivenBackAfterTheSession) {
+    static std::function<void()> at_end;
+    auto table = *functions_;
+    table.uninitialize = [] {
+        at_end(), sandbox::outlook::MapiSubsystem::Functions().uninitialize();
+    };
+    functions_ = std::make_shared<const mapi::MapiFunctions>(table);
+    std::optional<std::uint32_t> open;
+    at_end = [&] { open = mapi_.live_objects(); };
+    Within(sandbox::outlook::Call::kInitialize, [&] { Disconnect(); });
+    EXPECT_EQ(addin_->OnConnection(*host_), E_ABORT);
+    EXPECT_EQ(open, 0u);
+    system_.fail_start_thread = 1;
+    open.reset();
+    EXPECT_EQ(addin_->OnConnection(*host_), S_OK);
+    EXPECT_FALSE(open) << "given back although the connection has a session";
+    Within(sandbox::outlook::Call::kGetProps, [&] { Disconnect(); });
+    Client(&ExchangeEvents::OnRead, NewItem());
+    EXPECT_EQ(open, 0u);
 }
 
 TEST_F(AddinConnectionTest, AQuitBeforeTheBackgroundThreadStartsIsKept) {

@@ -186,6 +186,7 @@ protected:
     std::atomic<int> incoming_{0};
     std::atomic<int> outgoing_{0};
     std::function<void()> during_check_ = [] {};
+    vek::result_t settings_result_ = vek::result::kOk;
     product::MailPluginSettings settings_{true, false, std::nullopt, {1, 1, 1}};
     const vek::RefPtr<reference_product::InProcessProduct> product_ =
         vek::MakeObject<reference_product::InProcessProduct>(
@@ -198,7 +199,7 @@ protected:
         product_->Offer(product::IProductSettings::kInterfaceId,
                         vek::MakeObject<tests::FakeSettings>([this](auto& settings) {
                             settings = settings_;
-                            return vek::result::kOk;
+                            return settings_result_;
                         }));
         loader = product_;
         return vek::result::kOk;

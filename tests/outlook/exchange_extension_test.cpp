@@ -21,12 +21,6 @@ TEST_F(ExchangeExtensionTest, StaysInSessionsAndWindowsOfItsBuildAlone) {
     }
     Fail(ObjectCall::kExtVersion, E_ACCESSDENIED);
     EXPECT_EQ(extension->Install(callback.get(), 1, 0), E_ACCESSDENIED);
-
-    vek::RefPtr<IUnknown> found;
-    for (const IID* id : {&mapi::iid::kUnknown, &mapi::iid::kExchExt,
-                          &mapi::iid::kExchExtSessionEvents, &mapi::iid::kExchExtMessageEvents})
-        EXPECT_EQ(extension->QueryInterface(*id, found.put_void()), S_OK);
-    EXPECT_EQ(static_cast<mapi::IExchExtMessageEvents*>(found.get())->OnSubmit(nullptr), S_FALSE);
 }
 
 struct Subscriber final : ExchangeEvents {

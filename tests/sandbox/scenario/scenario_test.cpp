@@ -38,8 +38,7 @@ protected:
                         "when outgoing any do set-subject \"[out] {subject}\"\n");
     }
 
-    // Plays a scenario in which the settings are asked for before every event; gives what became of
-    // each message, and its subject.
+    // Plays a scenario and gives what became of each message, and its subject.
     std::vector<std::string> WordsOf(const std::string& scenario) {
         Player player(options_);
         player.Connect();

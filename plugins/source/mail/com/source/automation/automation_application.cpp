@@ -101,17 +101,22 @@ HRESULT AutomationApplication::GetMapiSession(vek::RefPtr<IMAPISession>& session
 
 HRESULT AutomationApplication::GetOpenItems(std::vector<ItemPtr>& items) noexcept {
     return com::AtBorder([&] {
+        HRESULT result = S_OK;
         std::vector<ItemPtr> found;
         const DispatchObject inspectors = object_.ObjectOf(g_inspectors);
         // Any call may open and close windows, so they are counted anew each time.
         for (std::int32_t i = 1; i <= inspectors.Get(g_inspector_count).Number(); ++i) {
-            const DispatchObject inspector =
-                inspectors.ObjectFrom(g_inspector_at, {com::OwnedVariant(i)});
-            if (!inspector) continue;
-            if (const DispatchObject item = inspector.ObjectOf(g_current_item))
-                found.push_back(ItemFrom(item.pointer()));
+            const HRESULT had = com::AtBorder([&] {
+                const DispatchObject inspector =
+                    inspectors.ObjectFrom(g_inspector_at, {com::OwnedVariant(i)});
+                if (!inspector) return;
+                if (const DispatchObject item = inspector.ObjectOf(g_current_item))
+                    found.push_back(ItemFrom(item.pointer()));
+            });
+            if (FAILED(had)) result = S_FALSE;
         }
         items = std::move(found);
+        return result;
     });
 }
 

@@ -125,7 +125,7 @@ public:
     virtual HRESULT GetVersion(std::u16string& version) noexcept = 0;
     // MAPIOBJECT of the name space "MAPI", queried for IMAPISession; with a reference.
     virtual HRESULT GetMapiSession(vek::RefPtr<IMAPISession>& session) noexcept = 0;
-    // The current item of each open inspector.
+    // The current item of each open inspector; S_FALSE when one cannot be had, which is left out.
     virtual HRESULT GetOpenItems(std::vector<ItemPtr>& items) noexcept = 0;
     // The first item selected in the active explorer; S_FALSE and null when there is none.
     virtual HRESULT GetSelectedItem(ItemPtr& item) noexcept = 0;

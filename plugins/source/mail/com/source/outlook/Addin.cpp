@@ -63,16 +63,16 @@ void TraceSelection(const ConnectedAddin& connection, const ItemPtr& item) {
 CAddin::CAddin(AddinEnvironment environment)
     : environment_(std::move(environment)), message_events_(environment_.clock) {}
 
-CAddin::~CAddin() { Disconnect(); }
+CAddin::~CAddin() { Replace(nullptr); }
 
 HRESULT CAddin::OnConnection(ApplicationObject& object) noexcept {
     const trace::Scope scope(environment_.tracer, "OnConnection");
-    Disconnect();
     std::shared_ptr<ConnectedAddin> connection;
     HRESULT result = E_FAIL;
     try {
         connection = std::make_shared<ConnectedAddin>(environment_, *this);
-        making_ = connection;
+        Replace(connection);
+        connection->ThrowIfEnded();
         const std::vector<ItemPtr> open_items = connection->Make(object);
         connection_ = std::move(making_);
         CheckOpenItems(*connection, open_items);
@@ -106,13 +106,14 @@ void CAddin::CheckOpenItems(ConnectedAddin& connection, const std::vector<ItemPt
 
 void CAddin::OnDisconnection() noexcept {
     const trace::Scope scope(environment_.tracer, "OnDisconnection");
-    Disconnect();
+    Replace(nullptr);
 }
 
-void CAddin::Disconnect() noexcept {
-    // Taken out first: the end makes calls, from within which another connection may be made.
+// Ends what there is. The end makes calls, from within which another connection may be made, so
+// `next` stands in its place before: that one ends it, and stays.
+void CAddin::Replace(std::shared_ptr<ConnectedAddin> next) noexcept {
     const auto made = std::exchange(connection_, nullptr);
-    const auto making = std::exchange(making_, nullptr);
+    const auto making = std::exchange(making_, std::move(next));
     if (made) made->End();
     if (making) making->End();
 }

@@ -29,7 +29,8 @@ public:
     // the calls made here; a connection made from there stays.
     HRESULT OnConnection(ApplicationObject& object) noexcept;
 
-    // Unsubscribes and ends the background thread, every step even when another fails.
+    // Unsubscribes and ends the background thread, every step even when another fails. A connection
+    // made from within stays.
     void OnDisconnection() noexcept;
 
     void OnItemSend(const ItemPtr& item, bool& cancel) noexcept override;
@@ -49,7 +50,7 @@ public:
     ItemPtr GetSelectionItem() noexcept;
 
 private:
-    void Disconnect() noexcept;
+    void Replace(std::shared_ptr<ConnectedAddin> next) noexcept;
     void CheckOpenItems(ConnectedAddin& connection, const std::vector<ItemPtr>& items);
     template <class Handler>
     void Handle(std::string_view name, const Handler& handler) noexcept;

@@ -65,10 +65,13 @@ std::vector<ItemPtr> ConnectedAddin::Make(ApplicationObject& object) {
         Trace("Use OOM 12 or more");
     }
     std::vector<ItemPtr> open_items;
-    TraceFailure("Open items cannot be had, hr=",
-                 Ask([&] { return application_->GetOpenItems(open_items); }));
+    const HRESULT found = Ask([&] { return application_->GetOpenItems(open_items); });
+    TraceFailure("Open items cannot be had, hr=", found);
+    if (found == S_FALSE)
+        trace::Write(tracer(), trace::level::kWarning, "The item of an open window cannot be had");
     AdviseExtension();
-    // Later versions announce what arrives there by NewMailEx: told twice it could be checked twice.
+    // Later versions announce what arrives there by NewMailEx: told twice it could be checked
+    // twice.
     if (major_version_ < major_version::kOutlook2007) AdviseInbox();
     TraceExceptions(tracer(), [&] { BuildProcessors(); });
     ThrowIfEnded();
@@ -113,17 +116,16 @@ void ConnectedAddin::BuildProcessors() {
             settings_, functions_, session.get(),
             {environment_.system, environment_.clock, environment_.services, tracer(), observer()});
     });
-    async_ = Ask([&] {
-        return std::make_unique<AsyncProcessor>(
-            AsyncEnvironment{functions_, settings_, processor_, environment_.system, tracer(),
-                             environment_.stop_timeout, environment_.registry, observer()});
-    });
+    // Kept when making it has ended the connection: as it goes, it gives MAPI back.
+    async_ = std::make_unique<AsyncProcessor>(
+        AsyncEnvironment{functions_, settings_, processor_, environment_.system, tracer(),
+                         environment_.stop_timeout, environment_.registry, observer()});
+    ThrowIfEnded();
 }
 
 void ConnectedAddin::StartBackground() noexcept {
     if (quitting_ || !async_) return;
-    // The queue of one that did not start would only grow.
-    if (!TraceExceptions(tracer(), [&] { async_->Start(); })) async_.reset();
+    has_failed_to_start_ = !TraceExceptions(tracer(), [&] { async_->Start(); });
 }
 
 void ConnectedAddin::PrepareStop() noexcept {
@@ -163,7 +165,8 @@ MessageProcessor& ConnectedAddin::processor() const {
 }
 
 void ConnectedAddin::Queue(std::u16string_view entry_id) {
-    vek::Check(!ended_ && async_ != nullptr);
+    // The queue of one that did not start would only grow.
+    vek::Check(!ended_ && async_ != nullptr && !has_failed_to_start_);
     async_->AddMessage(entry_id);
 }
 

@@ -156,11 +156,13 @@ private:
     AddinEvents& events_;
     bool ended_ = false;
     bool quitting_ = false;
+    bool has_failed_to_start_ = false;  // the background thread
 
     const std::shared_ptr<ProductSettingsProvider> settings_;
     std::shared_ptr<const mapi::MapiFunctions> functions_;
+    // Once made it stays until the end: MAPI is given back with it.
     std::unique_ptr<AsyncProcessor> async_;
-    // Released with its session before the async processor gives MAPI back.
+    // Released with its session before that.
     std::shared_ptr<MessageProcessor> processor_;
 
     ApplicationPtr application_;

@@ -53,8 +53,7 @@ void ForEachEntryId(std::u16string_view list, const Take& take) {
 // Runs the handling of a message; when it raises before the message was handed on, the observer is
 // told.
 template <class Handle>
-void Observe(CheckObserver& observer, const Handle& handle) {
-    PendingCheck check(observer);
+void Observe(PendingCheck&& check, const Handle& handle) {
     try {
         handle(check);
     } catch (...) {
@@ -66,7 +65,8 @@ void Observe(CheckObserver& observer, const Handle& handle) {
 }  // namespace
 
 void MessageEvents::OnItemSend(ConnectedAddin& connection, const ItemPtr& item) {
-    Observe(connection.observer(), [&](PendingCheck& check) { SendItem(connection, item, check); });
+    Observe(PendingCheck(connection.observer()),
+            [&](PendingCheck& check) { SendItem(connection, item, check); });
 }
 
 void MessageEvents::SendItem(ConnectedAddin& connection, const ItemPtr& item, PendingCheck& check) {
@@ -110,32 +110,39 @@ void MessageEvents::SaveIfNeeded(ConnectedAddin& connection, MailItem& mail, boo
 void MessageEvents::OnNewMailEx(ConnectedAddin& connection, const std::u16string* entry_ids) {
     const std::u16string_view list = entry_ids == nullptr ? std::u16string_view() : *entry_ids;
     connection.Trace("OnNewMailEx ", entry_ids == nullptr ? u"<empty>" : list);
-    Observe(connection.observer(), [&](PendingCheck&) {
-        const bool wanted = connection.IsNeedScan(mail_event::kDelivery);
-        if (!wanted) connection.Trace("OnNewMailEx no need to check");
+    const auto skip_all = [&](SkipReason reason, vek::result_t code) {
         ForEachEntryId(list, [&](std::u16string_view entry_id) {
-            if (wanted) {
-                OnNewMail(connection, entry_id);
-            } else {
-                PendingCheck(connection.observer(), entry_id).Skip(SkipReason::kNotWanted);
-            }
+            PendingCheck(connection.observer(), entry_id).Skip(reason, code);
         });
+    };
+    try {
+        if (!connection.IsNeedScan(mail_event::kDelivery)) {
+            connection.Trace("OnNewMailEx no need to check");
+            return skip_all(SkipReason::kNotWanted, vek::result::kOk);
+        }
+    } catch (...) {
+        skip_all(SkipReason::kFailed, vek::CurrentExceptionResult());
+        throw;
+    }
+    ForEachEntryId(list, [&](std::u16string_view entry_id) {
+        TraceExceptions(connection.tracer(), [&] { OnNewMail(connection, entry_id); });
     });
 }
 
 void MessageEvents::OnNewMail(ConnectedAddin& connection, std::u16string_view entry_id) {
     connection.Trace("OnNewMail");
-    if (read_in_progress_) {
-        PendingCheck check(connection.observer(), entry_id);
-        return connection.Skip(check, SkipReason::kReadInProgress,
-                               "OnNewMail: Item read is already processing this message");
-    }
-    connection.Queue(entry_id);
+    Observe(PendingCheck(connection.observer(), entry_id), [&](PendingCheck& check) {
+        if (read_in_progress_) {
+            return connection.Skip(check, SkipReason::kReadInProgress,
+                                   "OnNewMail: Item read is already processing this message");
+        }
+        connection.Queue(entry_id);
+    });
 }
 
 void MessageEvents::OnItemAdd(ConnectedAddin& connection, const ItemPtr& item) {
     const BusyFlag adding(add_in_progress_);
-    Observe(connection.observer(), [&](PendingCheck& check) {
+    Observe(PendingCheck(connection.observer()), [&](PendingCheck& check) {
         const MailItemPtr mail = GetMailItem(item, connection.tracer());
         if (!mail) return;
         const std::u16string entry_id = GetMessageEntryId(*mail, connection.tracer());
@@ -154,7 +161,7 @@ void MessageEvents::OnItemAdd(ConnectedAddin& connection, const ItemPtr& item) {
 }
 
 void MessageEvents::OnItemLoad(ConnectedAddin& connection, const ItemPtr& item) {
-    Observe(connection.observer(), [&](PendingCheck& check) {
+    Observe(PendingCheck(connection.observer()), [&](PendingCheck& check) {
         // Outlook 2013 is left to ask when the item is read.
         if (connection.major_version() != major_version::kOutlook2013 &&
             !connection.IsNeedScan(mail_event::kRead)) {
@@ -167,7 +174,8 @@ void MessageEvents::OnItemLoad(ConnectedAddin& connection, const ItemPtr& item) 
 void MessageEvents::ItemReadImpl(ConnectedAddin& connection, const ItemPtr& item) {
     const vek::trace::Scope scope(connection.tracer(), "OnRead(OU2007)");
     shared_message_entry_id_.clear();
-    Observe(connection.observer(), [&](PendingCheck& check) { ReadItem(connection, item, check); });
+    Observe(PendingCheck(connection.observer()),
+            [&](PendingCheck& check) { ReadItem(connection, item, check); });
 }
 
 void MessageEvents::ReadItem(ConnectedAddin& connection, const ItemPtr& item, PendingCheck& check) {
@@ -237,16 +245,18 @@ bool MessageEvents::IsCheckedElsewhere(ConnectedAddin& connection, const std::u1
 }
 
 void MessageEvents::OnDelivery(ConnectedAddin& connection, mapi::IExchExtCallback* callback) {
-    Observe(connection.observer(), [&](PendingCheck& check) {
+    Observe(PendingCheck(connection.observer()), [&](PendingCheck& check) {
         if (!connection.IsNeedScan(mail_event::kDelivery)) {
             return connection.Skip(check, SkipReason::kNotWanted, "OnDelivery no need to check");
         }
-        OnNewMail(connection, EntryIdFromCallback(callback, connection.functions()));
+        const std::u16string entry_id = EntryIdFromCallback(callback, connection.functions());
+        check.HandOn();
+        OnNewMail(connection, entry_id);
     });
 }
 
 void MessageEvents::OnRead(ConnectedAddin& connection, mapi::IExchExtCallback* callback) {
-    Observe(connection.observer(),
+    Observe(PendingCheck(connection.observer()),
             [&](PendingCheck& check) { ReadCallback(connection, callback, check); });
 }
 
