@@ -33,8 +33,12 @@ TEST(RegistryWin32, ReadsWritesAndDeletesTexts) {
         const auto error = registry.ReadText(kRoot, "key", "typed", text);
         return error == 0 ? text : "error " + std::to_string(error);
     };
-    EXPECT_EQ(read(REG_SZ, L"unterminated"), "unterminated");
-    EXPECT_EQ(read(REG_MULTI_SZ, L"key\0value\0\0"sv), "key\0value\0"s);
+    for (const std::size_t length : {0u, 12u, 63u, 64u, 65u})
+        EXPECT_EQ(read(REG_SZ, std::wstring(length, L'x')), std::string(length, 'x'));
+    EXPECT_EQ(read(REG_EXPAND_SZ, L"%x%\0y"sv), "%x%");
+    for (const auto data : {L"a\0b\0\0"sv, L"a\0b\0"sv, L"a\0b"sv, L"a\0b\0\0c\0\0"sv})
+        EXPECT_EQ(read(REG_MULTI_SZ, data), "a\0b\0"s);
+    for (const auto data : {L""sv, L"\0"sv, L"\0\0"sv}) EXPECT_EQ(read(REG_MULTI_SZ, data), "");
     EXPECT_EQ(read(REG_BINARY, L"\0\0"sv), "error 1630");  // ERROR_UNSUPPORTED_TYPE
 }
 

@@ -2,7 +2,8 @@
 
 #include <windows.h>
 
-#include <vector>
+#include <string>
+#include <utility>
 
 #include "vek/platform/unique_resource.h"
 #include "vek/platform/wide_win32.h"
@@ -29,6 +30,16 @@ system_error_t OpenKey(RegistryRoot root, std::string_view path, REGSAM access, 
     return static_cast<system_error_t>(status);
 }
 
+// The texts of a REG_MULTI_SZ with a NUL after each, up to the empty one that ends them. Nobody
+// makes a writer of the registry end its texts or its list.
+std::wstring TerminatedTexts(std::wstring data) {
+    data.append(2, L'\0');
+    std::size_t end = 0;
+    while (data[end] != L'\0') end = data.find(L'\0', end) + 1;
+    data.resize(end);
+    return data;
+}
+
 class SystemRegistry final : public Registry {
 public:
     system_error_t ReadText(RegistryRoot root, std::string_view key, std::string_view name,
@@ -37,23 +48,26 @@ public:
         const system_error_t error = OpenKey(root, key, KEY_READ, opened);
         if (error != system_error::kNone) return error;
         const std::wstring wide_name = ToWide(name);
-        constexpr DWORD kTexts =
-            RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_RT_REG_MULTI_SZ | RRF_NOEXPAND;
-        std::vector<wchar_t> text(64);
+        std::wstring data(64, L'\0');
         for (;;) {
             DWORD type = REG_NONE;
-            auto size = static_cast<DWORD>(text.size() * sizeof(wchar_t));
-            const LSTATUS status = RegGetValueW(opened.get(), nullptr, wide_name.c_str(), kTexts,
-                                                &type, text.data(), &size);
-            if (status == ERROR_SUCCESS) {
-                const wchar_t* const first = text.data();
-                // The size counts the terminator, which the system adds where it is missing.
-                value = type == REG_MULTI_SZ ? FromWide({first, size / sizeof(wchar_t) - 1})
-                                             : FromWide(first);
-                return system_error::kNone;
+            auto size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
+            const LSTATUS status = RegQueryValueExW(opened.get(), wide_name.c_str(), nullptr, &type,
+                                                    reinterpret_cast<BYTE*>(data.data()), &size);
+            if (status == ERROR_MORE_DATA) {
+                data.resize(size / sizeof(wchar_t) + 1);
+                continue;
             }
-            if (status != ERROR_MORE_DATA) return static_cast<system_error_t>(status);
-            text.resize(size / sizeof(wchar_t) + 1);
+            if (status != ERROR_SUCCESS) return static_cast<system_error_t>(status);
+            data.resize(size / sizeof(wchar_t));
+            if (type == REG_MULTI_SZ) {
+                value = FromWide(TerminatedTexts(std::move(data)));
+            } else if (type == REG_SZ || type == REG_EXPAND_SZ) {
+                value = FromWide(data.substr(0, data.find(L'\0')));
+            } else {
+                return ERROR_UNSUPPORTED_TYPE;
+            }
+            return system_error::kNone;
         }
     }
 
