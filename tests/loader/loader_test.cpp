@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <future>
 #include <memory>
 #include <thread>
 
@@ -88,14 +89,19 @@ struct Product final : vek::platform::LibraryLoader {
                 if (const auto during = std::exchange(during_connect, {})) during();
                 if (plan.raises) throw std::bad_alloc();
                 if (plan.gives_locator) connection.locator = NewProduct();
-                connection.is_alive = [this] { return alive.load(); };
+                const auto lost = [this](void*) {
+                    if (const auto act = std::exchange(on_lost, {})) act();
+                };
+                connection.is_alive = [this, end = std::shared_ptr<void>(nullptr, lost)] {
+                    return alive.load();
+                };
                 return plan.connected;
             });
     }
 
     static inline Product* current;
     Plan plan;
-    std::function<void()> during_connect;
+    std::function<void()> during_connect, on_lost;
     tests::InstalledAt installed{""};
     std::shared_ptr<tests::RecordingTracer> tracer = std::make_shared<tests::RecordingTracer>();
     std::atomic<int> libraries{0}, connects{0};
@@ -180,6 +186,20 @@ TEST(ProductLoader, TwoThatConnectAtOnceShareTheConnectionThatIsThereFirst) {
     EXPECT_EQ(Ask(*loader).second, earlier);
     EXPECT_EQ(Ask(*loader).second, earlier);
     EXPECT_EQ(product.connects, 2);
+}
+
+TEST(ProductLoader, IsFreeForOthersWhileALostConnectionGoes) {
+    Product product({});
+    const auto loader = product.MakeLoader();
+    std::future<void> other;
+    bool answered = false;
+    product.on_lost = [&] {
+        other = std::async(std::launch::async, [&] { Ask(*loader); });
+        answered = other.wait_for(std::chrono::seconds(5)) == std::future_status::ready;
+    };
+    product.during_connect = [&] { Ask(*loader), product.alive = false; };
+    Ask(*loader);
+    EXPECT_TRUE(answered);
 }
 
 struct Master final : vek::remoting::MasterObject {

@@ -55,7 +55,8 @@ vek::result_t ProductLoader::Locate(vek::RefPtr<IServiceLocator>& locator) noexc
         "Product is not reached: ", trace::level::kWarning);
 }
 
-// Gives the connection that was made before; null when there is none or it is lost.
+// Gives the connection that was made before; null when there is none or it is lost. A lost one goes
+// with `kept`, after the lock: its end calls out and waits.
 ProductLoader::ConnectionPtr ProductLoader::Kept() {
     ConnectionPtr kept;
     {
@@ -64,22 +65,24 @@ ProductLoader::ConnectionPtr ProductLoader::Kept() {
     }
     if (!kept || IsAlive(*kept)) return kept;
 
-    trace::Write(environment_.tracer, trace::level::kRemoting, "Connection to the product is lost");
+    trace::Write(environment_.tracer, trace::level::kDetail, "Connection to the product is lost");
     const std::lock_guard guard(lock_);
     if (kept_ == kept) kept_.reset();
     return kept_;
 }
 
 // Of two threads that connect at once the later takes what the earlier has kept.
-ProductLoader::ConnectionPtr ProductLoader::Keep(ConnectionPtr made) {
-    const std::lock_guard guard(lock_);
-    if (!kept_ || !IsAlive(*kept_)) kept_ = std::move(made);
-    return kept_;
+ProductLoader::ConnectionPtr ProductLoader::Keep(const ConnectionPtr& made) {
+    for (;;) {
+        if (ConnectionPtr earlier = Kept()) return earlier;
+        const std::lock_guard guard(lock_);
+        if (!kept_) return kept_ = made;
+    }
 }
 
 ProductLoader::ConnectionPtr ProductLoader::Connect() const {
     const product_info::RemoteAddress address = product_info::FindProduct(environment_);
-    trace::Write(environment_.tracer, trace::level::kRemoting, "Connect to the product: process ",
+    trace::Write(environment_.tracer, trace::level::kDetail, "Connect to the product: process ",
                  address.process_id, ", local id ", address.local_id, ", port ", address.tcp_port);
     auto made = std::make_shared<ProductConnection>();
     const vek::result_t code = connector_(address, *made);

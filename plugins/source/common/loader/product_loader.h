@@ -48,7 +48,7 @@ private:
 
     vek::result_t Locate(vek::RefPtr<IServiceLocator>& locator) noexcept;
     ConnectionPtr Kept();
-    ConnectionPtr Keep(ConnectionPtr made);
+    ConnectionPtr Keep(const ConnectionPtr& made);
     ConnectionPtr Connect() const;
 
     const product_info::LibraryEnvironment environment_;
