@@ -106,8 +106,7 @@ HRESULT MemoryStorage::CopyTo(DWORD excluded, const IID*, SNB names, IStorage* t
     return Enter(Call::kStorageCopyTo, [&]() -> HRESULT {
         if (target == nullptr) return STG_E_INVALIDPOINTER;
         if (excluded != 0 || names != nullptr) return STG_E_UNIMPLEMENTEDFUNCTION;
-        const HRESULT code = WriteStorage(*node_, *target);
-        return SUCCEEDED(code) ? target->Commit(STGC_DEFAULT) : code;
+        return WriteStorage(*node_, *target);  // committing is the caller's
     });
 }
 

@@ -174,6 +174,7 @@ TEST_F(AttachmentsTest, AnOleObjectIsReadOnOneOfThreeRoads) {
         EXPECT_EQ(Read(6) == what, !vek::Failed(written));
         EXPECT_EQ(OpenStream(kReadWrite), written);
     }
+    EXPECT_EQ(tracer_->Count("Get storage property 0x3701000d"), 2u) << "probed, then read";
 }
 
 TEST_F(AttachmentsTest, AStorageIsReadOnceAsACompoundFile) {

@@ -83,6 +83,7 @@ vek::RefPtr<IDataStream> AttachmentProvider::OpenOle(std::uint32_t access, std::
         trace::Write(tracer_, kDetail, "Write request blocked, because it's an OLE attachment");
         vek::ThrowResult(vek::result::kNotSupported);
     }
+    trace::Write(tracer_, kDetail, "Get storage property ", trace::Hex(tag::kAttachDataObj));
     vek::RefPtr<IUnknown> object;
     state_->attachment->OpenProperty(tag::kAttachDataObj, mapi::iid::kStorage, 0, 0, object);
     // Asked for by its interface id, the object is the storage.

@@ -26,6 +26,8 @@ OleStorageAdapter::State OleStorageAdapter::Copy(const mapi::OleFunctions& ole, 
     state.bytes = mapi::NewMemoryLockBytes(ole);
     state.file = mapi::NewCompoundFile(ole, *state.bytes);
     helpers::CheckHResult(source.CopyTo(0, nullptr, nullptr, state.file.get()));
+    // Before, the byte array need not hold what was copied.
+    helpers::CheckHResult(state.file->Commit(STGC_DEFAULT));
     state.size = Size(*state.bytes);
     return state;
 }
