@@ -105,7 +105,8 @@ TEST_F(AddinTest, Decisions) {
 TEST_F(AddinTest, AMessageIsCheckedOnceInThirtySecondsAndNotWhileTheBackgroundDoes) {
     Connect();
     during_check_ = [&] { EXPECT_EQ(cursor_.shown, reinterpret_cast<void*>(32514)); };
-    Read(NewItem());
+    Read(NewItem()), Client(kClientRead, NewItem());
+    EXPECT_EQ(cursor_.shown, nullptr);
     during_check_ = [] {};
     incoming_ = 0;
     const std::string read = NewMessage();

@@ -9,14 +9,15 @@ namespace {
 
 namespace trace = vek::trace;
 
-// The pointer that says that work goes on in the background.
-constexpr std::uint16_t kWorkingCursor = 32514;
+// IDC_WAIT: Outlook's thread serves the check and nobody else meanwhile. The pointer of work in the
+// background is another, 32650.
+constexpr std::uint16_t kWaitCursor = 32514;
 
 // Shows a pointer for as long as it lives.
 class ShownCursor {
 public:
     explicit ShownCursor(Cursor& cursor) noexcept
-        : cursor_(cursor), previous_(cursor.Show(kWorkingCursor)) {}
+        : cursor_(cursor), previous_(cursor.Show(kWaitCursor)) {}
     ~ShownCursor() { cursor_.Restore(previous_); }
     ShownCursor(const ShownCursor&) = delete;
     ShownCursor& operator=(const ShownCursor&) = delete;
@@ -173,8 +174,15 @@ void ConnectedAddin::Queue(std::u16string_view entry_id) {
 void ConnectedAddin::ProcessMessageWithWaitCursor(IMessage* message, bool incoming,
                                                   PendingCheck& check) {
     MessageProcessor& checker = processor();
-    const ShownCursor working(environment_.cursor);
+    const ShownCursor waiting(environment_.cursor);
     checker.ProcessMessage(message, incoming, kForeground, check.HandOn());
+}
+
+void ConnectedAddin::ProcessMessageWithWaitCursor(mapi::IExchExtCallback* callback,
+                                                  PendingCheck& check) {
+    MessageProcessor& checker = processor();
+    const ShownCursor waiting(environment_.cursor);
+    checker.ProcessMessageFromCallback(callback, check.HandOn());
 }
 
 bool ConnectedAddin::IsCheckedInBackground(std::u16string_view entry_id) const {

@@ -117,8 +117,10 @@ public:
     MessageProcessor& processor() const;
     // Queues a message for the background thread.
     void Queue(std::u16string_view entry_id);
-    // Checks a message, with the pointer that says that work goes on. Returns when it is checked.
+    // Checks a message, or that of an extension's callback, while the wait pointer is shown.
+    // Returns when it is checked.
     void ProcessMessageWithWaitCursor(IMessage* message, bool incoming, PendingCheck& check);
+    void ProcessMessageWithWaitCursor(mapi::IExchExtCallback* callback, PendingCheck& check);
 
     // Whether the background thread checks that message at the moment.
     bool IsCheckedInBackground(std::u16string_view entry_id) const;

@@ -266,7 +266,7 @@ void MessageEvents::ReadCallback(ConnectedAddin& connection, mapi::IExchExtCallb
         return connection.Skip(check, SkipReason::kNotWanted, "No need to check on read");
     const BusyFlag reading(read_in_progress_);
     // A message that cannot be checked must not count as checked.
-    MessageProcessor& processor = connection.processor();
+    connection.processor();
     const std::u16string entry_id = EntryIdFromCallback(callback, connection.functions());
     check.SetEntryId(entry_id);
     // Messages without an id cannot be told from each other.
@@ -277,7 +277,7 @@ void MessageEvents::ReadCallback(ConnectedAddin& connection, mapi::IExchExtCallb
         }
         recently_checked_.Add(entry_id);
     }
-    processor.ProcessMessageFromCallback(callback, check.HandOn());
+    connection.ProcessMessageWithWaitCursor(callback, check);
 }
 
 }  // namespace plugins::mail_processing
