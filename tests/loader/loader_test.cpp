@@ -149,7 +149,8 @@ TEST(ProductLoader, NamesEachFailureAndConnectsOnceItIsMended) {
         EXPECT_EQ(product.libraries, 0);
         product.Install({});
         EXPECT_EQ(Ask(*loader).first, result::kOk);
-        EXPECT_EQ(product.tracer->Count("500 Product is not reached: "), 2u);
+        EXPECT_EQ(product.tracer->Count("300 Product is not reached: "), 2u);
+        EXPECT_EQ(product.tracer->Count("SystemException") > 0, vek::Facility(row.expected) == 1);
         loader.reset();
         EXPECT_EQ(product.libraries, 0);
     }

@@ -100,7 +100,7 @@ TEST(InstalledProduct, GivesTheValuesOfTheLibrary) {
         product.Write("product_info.json", file);
         EXPECT_EQ(info.Value("TraceRoot"), expected) << file;
     }
-    EXPECT_EQ(product.tracer->Count("500 Product information: "), 3u);
+    EXPECT_EQ(product.tracer->Count("300 Product information: "), 3u);
 
     product.Write("product_info.json", R"({"TraceRoot": "%QZAppData%/a %QZAppData%"})");
     EXPECT_EQ(Folder(info, kTraceRoot), std::nullopt);

@@ -22,7 +22,8 @@ TEST(Line, IsMadeOfItsPieces) {
     Write(recorder, level::kDetail, "id: ", std::string("00FFab"), u" \u00FC\U0001F600 ",
           std::u16string(u"w"));
     Write(recorder, level::kDetail, Hex(std::int32_t{-1}), Hex(0x8004010Fu), Hex(0), "/",
-          Hex(std::uint64_t{0x0123456789ABCDEF}), "/", Address(std::uint64_t{0xAB0}));
+          Hex(std::uint64_t{0x0123456789ABCDEF}), "/", Address(std::uint64_t{0xAB0}), " ",
+          Result(0x80000046));
     Write(recorder, level::kDetail, std::uint8_t{200}, "/", std::int16_t{-7}, "/",
           std::numeric_limits<std::int64_t>::min(), "/", std::numeric_limits<std::uint64_t>::max());
     try {
@@ -33,7 +34,8 @@ TEST(Line, IsMadeOfItsPieces) {
     }
     EXPECT_THAT(recorder->lines(),
                 testing::ElementsAre("700 id: 00FFab \u00FC\U0001F600 w",
-                                     "700 0xffffffff0x8004010f0x00000000/0x0123456789abcdef/ab0",
+                                     "700 0xffffffff0x8004010f0x00000000/0x0123456789abcdef/ab0 "
+                                     "result=0x80000046 (Invalid argument)",
                                      "700 200/-7/-9223372036854775808/18446744073709551615",
                                      "700 => ProcessMessage", "700 <= ProcessMessage",
                                      "300 Failed: no session"));

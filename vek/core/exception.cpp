@@ -55,6 +55,8 @@ void ThrowResult(result_t code, SourceLocation location) {
     throw ResultCodeException(location, code);
 }
 
+void ThrowSystem(result_t code, SourceLocation location) { throw SystemException(location, code); }
+
 void ThrowBadQueryInterface(SourceLocation location) { throw BadQueryInterfaceException(location); }
 
 }  // namespace vek

@@ -50,6 +50,7 @@ inline constexpr result_t kNotInitialized = 0x8000006B;
 inline constexpr result_t kInsufficientResources = 0x8000006C;
 inline constexpr result_t kUnknownException = 0x80000072;
 inline constexpr result_t kPropertyNotFound = 0x80000180;
+inline constexpr result_t kPlatformError = 0x80010100;
 inline constexpr result_t kInvalidHandle = 0x80010101;
 inline constexpr result_t kSymbolNotFound = 0x80010107;
 inline constexpr result_t kModuleNotFound = 0x80010112;

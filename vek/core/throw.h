@@ -10,6 +10,9 @@ namespace vek {
 // Raises ResultCodeException.
 [[noreturn]] void ThrowResult(result_t code, SourceLocation location = SourceLocation::Here());
 
+// Raises SystemException with `code`, which is one of the platform facility.
+[[noreturn]] void ThrowSystem(result_t code, SourceLocation location = SourceLocation::Here());
+
 // Raises BadQueryInterfaceException.
 [[noreturn]] void ThrowBadQueryInterface(SourceLocation location = SourceLocation::Here());
 

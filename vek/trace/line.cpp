@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "vek/core/current_exception.h"
+#include "vek/core/result_text.h"
 #include "vek/core/text.h"
 
 namespace vek::trace {
@@ -32,6 +33,8 @@ void AppendPiece(std::string& line, Hex number) {
     append(number.value);
 }
 
+void AppendPiece(std::string& line, Result result) { AppendResult(line, result.code); }
+
 void AppendPiece(std::string& line, Address address) {
     std::array<char, 16> digits;
     const auto end = std::to_chars(digits.begin(), digits.end(), address.value, 16).ptr;
@@ -42,9 +45,10 @@ void AppendPiece(std::string& line, std::int64_t number) { AppendDecimal(line, n
 
 void AppendPiece(std::string& line, std::uint64_t number) { AppendDecimal(line, number); }
 
-void WriteCurrentException(const TracerPtr& tracer, std::string_view prefix,
-                           level_t level) noexcept {
-    if (IsEnabled(tracer, level)) Write(tracer, level, prefix, CurrentExceptionText());
+void WriteCurrentException(const TracerPtr& tracer, std::string_view prefix) noexcept {
+    if (IsEnabled(tracer, level::kError)) {
+        Write(tracer, level::kError, prefix, CurrentExceptionText());
+    }
 }
 
 }  // namespace vek::trace

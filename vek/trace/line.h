@@ -10,11 +10,12 @@
 #include <string_view>
 #include <type_traits>
 
+#include "vek/core/result.h"
 #include "vek/trace/tracer.h"
 
 namespace vek::trace {
 
-// Written as "0x" and eight lowercase digits (sixteen for 64 bits): result codes, HRESULTs, tags.
+// Written as "0x" and eight lowercase digits (sixteen for 64 bits): HRESULTs, tags.
 struct Hex {
     template <std::integral Number>
     explicit constexpr Hex(Number v) noexcept
@@ -22,6 +23,12 @@ struct Hex {
           digits(sizeof(Number) > 4 ? 16 : 8) {}
     std::uint64_t value;
     int digits;
+};
+
+// Written with its text: "result=0x80000046 (Invalid argument)".
+struct Result {
+    explicit constexpr Result(result_t c) noexcept : code(c) {}
+    result_t code;
 };
 
 // A pointer's value, as bare lowercase digits without leading zeros; for texts that say "0x"
@@ -36,6 +43,7 @@ struct Address {
 void AppendPiece(std::string& line, std::string_view text);
 void AppendPiece(std::string& line, std::u16string_view text);
 void AppendPiece(std::string& line, Hex number);
+void AppendPiece(std::string& line, Result result);
 void AppendPiece(std::string& line, Address address);
 void AppendPiece(std::string& line, std::int64_t number);
 void AppendPiece(std::string& line, std::uint64_t number);
@@ -74,8 +82,8 @@ void Write(const TracerPtr& tracer, level_t level, const Pieces&... pieces) noex
     if (IsEnabled(tracer, level)) WriteTaken(tracer, level, pieces...);
 }
 
-// To be called in a catch block: writes the current exception's text after `prefix`.
-void WriteCurrentException(const TracerPtr& tracer, std::string_view prefix = {},
-                           level_t level = level::kError) noexcept;
+// To be called in a catch block: writes the current exception's text after `prefix`, at level
+// kError.
+void WriteCurrentException(const TracerPtr& tracer, std::string_view prefix = {}) noexcept;
 
 }  // namespace vek::trace

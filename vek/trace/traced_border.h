@@ -11,13 +11,12 @@ namespace vek::trace {
 // As AtBorder, and traces the exception after `prefix`: for a border behind which nobody looks at
 // the code.
 template <class Body>
-result_t TracedBorder(const TracerPtr& tracer, Body&& body, std::string_view prefix = {},
-                      level_t level = level::kError) noexcept {
+result_t TracedBorder(const TracerPtr& tracer, Body&& body, std::string_view prefix = {}) noexcept {
     return AtBorder([&] {
         try {
             return std::forward<Body>(body)();
         } catch (...) {
-            WriteCurrentException(tracer, prefix, level);
+            WriteCurrentException(tracer, prefix);
             throw;
         }
     });

@@ -52,7 +52,7 @@ vek::result_t ProductLoader::Locate(vek::RefPtr<IServiceLocator>& locator) noexc
             if (!connection) connection = Keep(Connect());
             locator = connection->locator;
         },
-        "Product is not reached: ", trace::level::kWarning);
+        "Product is not reached: ");
 }
 
 // Gives the connection that was made before; null when there is none or it is lost. A lost one goes

@@ -39,8 +39,7 @@ public:
     ProductLoader(product_info::LibraryEnvironment environment, ProductConnector connector);
 
     // Gives the service locator, kNotFound for any other id. A product that cannot be reached now
-    // gives a code of FindProduct (product_info.h) or the connector's own, and one trace line of
-    // level 500.
+    // gives a code of FindProduct (product_info.h) or the connector's own, and one trace line.
     vek::result_t GetInterface(vek::interface_id_t id, void** object) noexcept override;
 
 private:

@@ -70,7 +70,7 @@ std::optional<std::string> InstalledProduct::Value(std::string_view name) const 
             const auto values = library.Create<IProductValues>(kProductValuesObject);
             value = ReadValue(*values, std::string(name));
         },
-        "Product information: ", vek::trace::level::kWarning);
+        "Product information: ");
     return value;
 }
 

@@ -27,10 +27,10 @@ void RequireObject(vek::result_t code, const void* object) {
 
 ProductLibrary::ProductLibrary(const LibraryEnvironment& environment)
     : library_(environment.libraries.Load(RequirePath(environment.registry))) {
-    if (!library_) vek::ThrowResult(result::kModuleNotFound);
+    if (!library_) vek::ThrowSystem(result::kModuleNotFound);
     const auto get_factory =
         reinterpret_cast<GetObjectFactory>(library_->Find(kGetObjectFactoryExport));
-    if (get_factory == nullptr) vek::ThrowResult(result::kSymbolNotFound);
+    if (get_factory == nullptr) vek::ThrowSystem(result::kSymbolNotFound);
 
     void* factory = nullptr;
     const vek::result_t code = get_factory(IObjectFactory::kInterfaceId, &factory);

@@ -34,10 +34,10 @@ public:
     // Finds the installed product's library and loads it. Raises vek::ResultCodeException with
     //   kNotFound          no product is installed
     //   kInvalidArgument   its path is not absolute; others would be searched for
+    //   kInvalidVersion    it is one of another version
+    // or another code of the library's own; vek::SystemException with
     //   kModuleNotFound    the library is not there or cannot be loaded
     //   kSymbolNotFound    it is no product's information library
-    //   kInvalidVersion    it is one of another version
-    // or another code of the library's own.
     explicit ProductLibrary(const LibraryEnvironment& environment);
 
     // Gives the object called `name`, never null. Raises vek::ResultCodeException with the

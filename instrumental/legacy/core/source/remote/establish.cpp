@@ -25,8 +25,8 @@ vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHa
         return result::kOk;
     });
     if (vek::Failed(code)) {
-        trace::Write(config.tracer, trace::level::kRemoting,
-                     "rmt\tCannot connect, result = ", trace::Hex(code));
+        trace::Write(config.tracer, trace::level::kRemoting, "rmt\tCannot connect, ",
+                     trace::Result(code));
     }
     return code;
 }
@@ -39,8 +39,8 @@ vek::result_t Listen(const Endpoint& endpoint, AcceptPeer accept, const Transpor
     });
     if (vek::Failed(code)) {
         trace::Write(config.tracer, trace::level::kRemoting, "rmt\tCannot listen at ",
-                     endpoint.local_id != 0 ? endpoint.local_id : endpoint.tcp_port,
-                     ", result = ", trace::Hex(code));
+                     endpoint.local_id != 0 ? endpoint.local_id : endpoint.tcp_port, ", ",
+                     trace::Result(code));
     }
     return code;
 }

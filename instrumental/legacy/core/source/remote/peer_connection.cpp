@@ -64,7 +64,7 @@ void PeerConnection::End(vek::result_t reason, Ending ending, std::string_view w
         handler = handler_.lock();
     }
     trace::Write(tracer_, trace::level::kRemoting, "rmt\tTransport to process ", peer_process_id(),
-                 " has ended: ", why, ", result = ", trace::Hex(reason));
+                 " has ended: ", why, ", ", trace::Result(reason));
     OnEnded(ending);
     if (handler) handler->OnTransportClosed(reason);
 }

@@ -105,7 +105,7 @@ RpcServer::Use::Use() {
             ::RpcServerRegisterIf2(ServeRemotePackets_v1_0_s_ifspec, nullptr, nullptr,
                                    RPC_IF_AUTOLISTEN | RPC_IF_ALLOW_CALLBACKS_WITH_NO_AUTH,
                                    RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxCallSize, CheckClient);
-        if (status != RPC_S_OK) vek::ThrowResult(result::kInsufficientResources);
+        if (status != RPC_S_OK) vek::ThrowSystem(result::kPlatformError);
     }
     ++server.uses_;
 }

@@ -24,7 +24,7 @@ public:
     // Keeps the interface registered.
     class Use {
     public:
-        Use();  // raises a SystemException
+        Use();  // raises vek::SystemException when the runtime refuses
         ~Use();
         Use(const Use&) = delete;
         Use& operator=(const Use&) = delete;

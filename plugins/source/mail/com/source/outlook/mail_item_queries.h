@@ -13,7 +13,8 @@
 namespace plugins::mail_processing {
 
 // The item as mail, or null when it is an appointment, a task and the like. Raises
-// helpers::HResultCodeException with the code of the call that failed.
+// vek::CheckFailedException when there is no item, helpers::HResultCodeException with the code of
+// the call that failed.
 MailItemPtr GetMailItem(const ItemPtr& item, const vek::trace::TracerPtr& tracer);
 
 // The item's entry id, empty when it has none yet. A failure is traced and gives an empty one.

@@ -19,7 +19,8 @@ void TestProperty(IMAPIProp& message, const mapi::MapiFunctions& functions);
 ULONG MessageFlags(IMAPIProp& message, const mapi::MapiFunctions& functions);
 
 // The entry id of the message that an extension was called for, as the object model writes it: two
-// uppercase hexadecimal digits a byte. Empty for a message that has none yet.
+// uppercase hexadecimal digits a byte. Empty for a message that has none yet. Raises
+// vek::CheckFailedException when there is no callback.
 std::u16string EntryIdFromCallback(mapi::IExchExtCallback* callback,
                                    const mapi::MapiFunctions& functions);
 
