@@ -105,9 +105,11 @@ public:
 private:
     vek::trace::TracerPtr OpenTracer() const {
         vek::trace::FileTracerConfig config;
-        config.folder = reference_product::PathText(product_->TraceFolder(options_.out / "trace"));
+        config.folder = reference_product::PathText(options_.out / "trace");
         config.name = "mlxo";
         config.version = "demo";
+        config.level = vek::trace::level::kDetail;
+        product_->SetTrace(config);
         return vek::trace::OpenFileTracer(config);
     }
 

@@ -36,9 +36,7 @@ public:
                   std::make_shared<reference_product::ScannerEngine>(LoadRulesOrComplain(rules)),
                   [this](const ScanReport& report) { report_ = report; }))) {}
 
-    std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const override {
-        return otherwise;
-    }
+    void SetTrace(vek::trace::FileTracerConfig&) const override {}
 
     plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr) override {
         return [this](vek::RefPtr<plugins::ILoader>& loader) {
@@ -59,11 +57,8 @@ public:
     explicit InItsOwnProcess(const std::filesystem::path& folder)
         : reports_(folder / "reports.jsonl") {}
 
-    std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const override {
-        const plugins::product_info::InstalledProduct installed;
-        const auto folder =
-            plugins::product_info::Folder(installed, plugins::product_info::kTraceRoot);
-        return folder ? reference_product::PathOf(*folder) : otherwise;
+    void SetTrace(vek::trace::FileTracerConfig& config) const override {
+        plugins::product_info::ReadTraceValues(plugins::product_info::InstalledProduct(), config);
     }
 
     plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) override {

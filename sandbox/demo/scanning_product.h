@@ -6,7 +6,7 @@
 
 #include "common/loader/service_access.h"
 #include "product/scan_report.h"
-#include "vek/trace/tracer.h"
+#include "vek/trace/file_tracer.h"
 
 namespace sandbox::demo {
 
@@ -15,8 +15,8 @@ class ScanningProduct {
 public:
     virtual ~ScanningProduct() = default;
 
-    // The folder where the product wants the plug-in's trace; `otherwise` when it does not say.
-    virtual std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const = 0;
+    // Takes over what the product says of the plug-in's trace.
+    virtual void SetTrace(vek::trace::FileTracerConfig& config) const = 0;
 
     // Makes the loader that reaches it. The product outlives the loader.
     virtual plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) = 0;

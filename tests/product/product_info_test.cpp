@@ -102,10 +102,20 @@ TEST(InstalledProduct, GivesTheValuesOfTheLibrary) {
     }
     EXPECT_EQ(product.tracer->Count("300 Product information: "), 3u);
 
-    product.Write("product_info.json", R"({"TraceRoot": "%QZAppData%/a %QZAppData%"})");
-    EXPECT_EQ(Folder(info, kTraceRoot), std::nullopt);
+    const std::pair<std::string, unsigned> kLevels[] = {
+        {"", 500}, {"x", 500}, {"7x", 500}, {"-1", 500}, {"700", 700}, {"9999999999", 700}};
+    vek::trace::FileTracerConfig trace{.folder = "folder", .name = "", .version = ""};
+    for (const auto& [level, expected] : kLevels) {
+        product.Write("product_info.json", R"({"TraceRoot": "%QZAppData%/a %QZAppData%",
+                                               "TraceLevel": ")" +
+                                               level + "\"}");
+        ReadTraceValues(info, trace);
+        EXPECT_EQ(trace.level, expected) << level;
+    }
+    EXPECT_EQ(trace.folder, "folder");
     const tests::ScopedEnvironment variable("QZAppData", "C:/Data");
-    EXPECT_EQ(Folder(info, kTraceRoot), "C:/Data/a %QZAppData%");
+    ReadTraceValues(info, trace);
+    EXPECT_EQ(trace.folder, "C:/Data/a %QZAppData%");
     EXPECT_EQ(ExpandRoot("D:/%QZAppData%"), "D:/%QZAppData%");
 }
 

@@ -16,9 +16,9 @@ struct FileTracerConfig {
     // system's temporary folder.
     std::optional<std::string> folder;
 
-    std::string name;     // the first part of the file's name
-    std::string version;  // the build's
-    level_t level = level::kDetail;
+    std::string name;                   // the first part of the file's name
+    std::string version;                // the build's
+    level_t level = level::kWarning;    // kDetail writes of the content of mails
     std::uint64_t max_size = 16 << 20;  // of the file in bytes; an older file may be beside it
 };
 

@@ -85,9 +85,7 @@ public:
         };
     }
 
-    std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const override {
-        return otherwise;
-    }
+    void SetTrace(vek::trace::FileTracerConfig&) const override {}
 
     void Set(const MailPluginSettings& settings) override { settings_->Set(settings); }
 

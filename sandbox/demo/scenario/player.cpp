@@ -17,13 +17,16 @@ using plugins::product::MailSettings;
 
 constexpr std::chrono::seconds kIdlePatience{60};
 
-vek::trace::TracerPtr OpenTracer(const std::filesystem::path& folder, std::uint64_t bytes) {
+vek::trace::FileTracerConfig TraceConfig(const PlayerOptions& options,
+                                         const ScenarioProduct& product) {
     vek::trace::FileTracerConfig config;
-    config.folder = reference_product::PathText(folder);
+    config.folder = reference_product::PathText(options.out / "trace");
     config.name = "mlxo";
     config.version = "demo";
-    config.max_size = bytes;
-    return vek::trace::OpenFileTracer(config);
+    config.level = vek::trace::level::kDetail;
+    config.max_size = options.trace_bytes;
+    product.SetTrace(config);
+    return config;
 }
 
 std::uint32_t* SwitchOf(MailSettings& settings, std::string_view name) {
@@ -49,8 +52,8 @@ Player::Player(PlayerOptions options)
       product_(options_.product.empty() ? MakeLocalProduct(options_.rules)
                                         : MakeRemoteProduct(options_.product, options_.rules)),
       settings_{true, false, std::nullopt, {1, 1, 1}},
-      trace_folder_(product_->TraceFolder(options_.out / "trace")),
-      tracer_(OpenTracer(trace_folder_, options_.trace_bytes)),
+      trace_(TraceConfig(options_, *product_)),
+      tracer_(vek::trace::OpenFileTracer(trace_)),
       services_(product_->Loader(tracer_)),
       host_(std::make_unique<outlook::HostOutlook>(mapi_, options_.version)),
       addin_(*host_, services_, clock_, tracer_, scoreboard_) {
@@ -67,6 +70,10 @@ void Player::Connect() {
                       static_cast<unsigned>(code));
         throw std::runtime_error(text);
     }
+}
+
+std::filesystem::path Player::trace_folder() const {
+    return reference_product::PathOf(*trace_.folder);
 }
 
 void Player::Complain(const std::string& what) { troubles_.push_back(what); }

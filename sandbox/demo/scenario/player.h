@@ -14,6 +14,7 @@
 #include "sandbox/demo/scenario/scoreboard.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "vek/platform/clock.h"
+#include "vek/trace/file_tracer.h"
 
 namespace sandbox::demo {
 
@@ -102,7 +103,7 @@ public:
     MovableClock& clock() { return clock_; }
     outlook::HostOutlook& host() { return *host_; }
     outlook::MapiSubsystem& mapi() { return mapi_; }
-    std::filesystem::path trace_folder() const { return trace_folder_; }
+    std::filesystem::path trace_folder() const;
 
 private:
     void PlayNow(const ScenarioEvent& event);
@@ -126,7 +127,7 @@ private:
     plugins::product::MailPluginSettings settings_;
     MovableClock clock_;
     Scoreboard scoreboard_;
-    std::filesystem::path trace_folder_;
+    const vek::trace::FileTracerConfig trace_;
     vek::trace::TracerPtr tracer_;
     plugins::loader::ServiceAccess services_;
     std::unique_ptr<DamageFinder> damage_;

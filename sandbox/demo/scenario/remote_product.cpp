@@ -62,11 +62,8 @@ public:
         return plugins::loader::ProductLoaderFactory({.tracer = std::move(tracer)});
     }
 
-    std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const override {
-        const plugins::product_info::InstalledProduct installed;
-        const auto folder =
-            plugins::product_info::Folder(installed, plugins::product_info::kTraceRoot);
-        return folder ? reference_product::PathOf(*folder) : otherwise;
+    void SetTrace(vek::trace::FileTracerConfig& config) const override {
+        plugins::product_info::ReadTraceValues(plugins::product_info::InstalledProduct(), config);
     }
 
     void Set(const MailPluginSettings& settings) override {

@@ -5,7 +5,7 @@
 
 #include "common/loader/service_access.h"
 #include "private_include/common/product_settings.h"
-#include "vek/trace/tracer.h"
+#include "vek/trace/file_tracer.h"
 
 namespace sandbox::demo {
 
@@ -24,8 +24,8 @@ public:
     // Makes the loader that reaches it. The product outlives the loader.
     virtual plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) = 0;
 
-    // Where the product wants the plug-in's trace; `otherwise` when it does not say.
-    virtual std::filesystem::path TraceFolder(const std::filesystem::path& otherwise) const = 0;
+    // Takes over what the product says of the plug-in's trace.
+    virtual void SetTrace(vek::trace::FileTracerConfig& config) const = 0;
 
     // Replaces the settings that it gives to the plug-in.
     virtual void Set(const plugins::product::MailPluginSettings& settings) = 0;

@@ -1,7 +1,9 @@
 #include "common/product_info/product_info.h"
 
+#include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "vek/core/throw.h"
@@ -43,9 +45,15 @@ std::optional<std::string> ExpandRoot(std::string_view root) {
     return folder;
 }
 
-std::optional<std::string> Folder(const ProductInfo& info, std::string_view name) {
-    const std::optional<std::string> root = info.Value(name);
-    return root ? ExpandRoot(*root) : std::nullopt;
+void ReadTraceValues(const ProductInfo& info, vek::trace::FileTracerConfig& config) {
+    if (const auto root = info.Value(kTraceRoot)) {
+        if (auto folder = ExpandRoot(*root)) config.folder = std::move(folder);
+    }
+    const std::string level = info.Value(kTraceLevel).value_or("");
+    vek::trace::level_t number = 0;
+    const char* const end = level.data() + level.size();
+    const auto [rest, error] = std::from_chars(level.data(), end, number);
+    if (error == std::errc() && rest == end) config.level = number;
 }
 
 RemoteAddress FindProduct(const LibraryEnvironment& environment) {

@@ -7,12 +7,14 @@
 #include <string_view>
 
 #include "common/product_info/product_library.h"
+#include "vek/trace/file_tracer.h"
 
 namespace plugins::product_info {
 
 // The values that the plug-in reads.
-inline constexpr std::string_view kTraceRoot = "TraceRoot";  // the folder of trace files
-inline constexpr std::string_view kDataRoot = "DataRoot";    // the folder of the product's data
+inline constexpr std::string_view kTraceRoot = "TraceRoot";    // the folder of trace files
+inline constexpr std::string_view kTraceLevel = "TraceLevel";  // up to which lines are traced
+inline constexpr std::string_view kDataRoot = "DataRoot";      // the folder of the product's data
 
 // A source of the values. May be called from any thread.
 class ProductInfo {
@@ -50,7 +52,8 @@ RemoteAddress FindProduct(const LibraryEnvironment& environment);
 // empty.
 std::optional<std::string> ExpandRoot(std::string_view root);
 
-// The folder that the value `name` of `info` names, expanded. Nothing when it is not known.
-std::optional<std::string> Folder(const ProductInfo& info, std::string_view name);
+// Takes over the folder and the level of the trace. What the product does not say stays as it is, a
+// level that is no decimal number too.
+void ReadTraceValues(const ProductInfo& info, vek::trace::FileTracerConfig& config);
 
 }  // namespace plugins::product_info
