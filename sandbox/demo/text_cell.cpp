@@ -13,11 +13,6 @@ struct Range {
     char32_t last;
 };
 
-// Controls of the terminal, and marks that change the direction of what follows.
-constexpr std::array kControls = {
-    Range{0x00, 0x1F},     Range{0x7F, 0x9F},     Range{0x61C, 0x61C},  Range{0x200E, 0x200F},
-    Range{0x2028, 0x202E}, Range{0x2066, 0x2069}, Range{0xFEFF, 0xFEFF}};
-
 // The usual ones of the classes Mn, Me and Cf.
 constexpr std::array kWithoutWidth = {
     Range{0x300, 0x36F},   Range{0x483, 0x489},   Range{0x591, 0x5BD},   Range{0x610, 0x61A},
@@ -70,7 +65,7 @@ std::string Cell(std::string_view text, std::size_t width) {
     std::size_t cut_columns = 0;
     while (!left.empty()) {
         std::u16string_view character = TakeCharacter(left);
-        if (IsIn(kControls, CodeOf(character))) character = u".";
+        if (vek::IsControl(CodeOf(character))) character = u".";
         columns += Width(CodeOf(character));
         if (columns > width) {
             cell.resize(cut);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <regex>
 #include <sstream>
 #include <thread>
@@ -20,9 +21,9 @@ const std::uint32_t kProcess = vek::platform::CurrentProcessId();
 
 class FileChannelTest : public ::testing::Test {
 protected:
-    std::unique_ptr<FileChannel> NewChannel() {
-        return std::make_unique<FileChannel>(FileChannel::Options{tests::Utf8(path_), "1.2.3.4", 1},
-                                             clock_);
+    std::unique_ptr<FileChannel> NewChannel(std::uint64_t max_size = 1) {
+        return std::make_unique<FileChannel>(
+            FileChannel::Options{tests::Utf8(path_), "1.2.3.4", max_size}, clock_);
     }
     std::string Text() const { return tests::ReadFile(path_); }
     std::string OldText() const { return tests::ReadFile(old_); }
@@ -69,11 +70,39 @@ TEST_F(FileChannelTest, AFullFileIsKeptBesideTheNewOne) {
     const std::regex edges("(OXW|End of)[^\n]*\n");
     EXPECT_TRUE(all.ends_with(std::regex_replace(OldText() + Text(), edges, "")));
 
-    channel->Append(std::string(kBound / 2 - 3, 'x') + "\xE2\x82\xAC\r\n");
+    channel->Append(std::string(kBound / 2 - 33, 'x') + "\xE2\x82\xAC" + std::string(40, 'y'));
     channel->Append("next\r\n");
-    EXPECT_TRUE(Text().ends_with("xx\r\nnext\r\n"));  // cut between two characters
+    EXPECT_TRUE(Text().ends_with("xx... 2058 bytes\r\nnext\r\n"));  // cut between two characters
     channel.reset();
     EXPECT_LE(Text().size(), kBound);
+}
+
+TEST_F(FileChannelTest, WritesWhatNoTerminalObeys) {
+    const auto channel = NewChannel(1 << 20);
+    const std::pair<std::string, std::string> cases[] = {
+        {"\t\\ \u00e9\u20ac", "\t\\ \u00e9\u20ac"},
+        {"\r\n\x1b[2J\x7f", "\\u000d\\u000a\\u001b[2J\\u007f"},
+        {"\u009b \u202e\u2028", "\\u009b \\u202e\\u2028"},
+        {"\x9b\xc3", "\\x9b\\xc3"},
+        {std::string(65'534, 'x'), std::string(65'534, 'x')},
+        {std::string(65'535, 'x'), std::string(65'504, 'x') + "... 65535 bytes"}};
+    for (const auto& [text, written] : cases) {
+        channel->Append(text + "\r\n");
+        EXPECT_TRUE(Text().ends_with("\n" + written + "\r\n")) << written.substr(0, 100);
+    }
+}
+
+TEST_F(FileChannelTest, WritesToPlainFilesWithOneNameAlone) {
+    const fs::path other = folder_.path() / "other";
+    for (const bool hard : {true, false}) {
+        std::ofstream(other) << "text";
+        std::error_code refused;
+        hard ? fs::create_hard_link(other, path_) : fs::create_symlink(other, path_, refused);
+        NewChannel()->Append("line\r\n");
+        EXPECT_EQ(tests::ReadFile(other), "text");
+        fs::remove(path_);
+    }
+    EXPECT_FALSE(vek::platform::AppendFile::Open("/dev/null"));
 }
 
 TEST_F(FileChannelTest, AFileThatCannotBeOpenedOrRenamedIsTriedOnceAMinute) {

@@ -10,6 +10,7 @@
 #include "vek/platform/thread.h"
 #include "vek/trace/channel_tracer.h"
 #include "vek/trace/memory_channel.h"
+#include "vek/trace/repeat_limiter.h"
 #include "vek/trace/scope.h"
 
 namespace {
@@ -62,8 +63,33 @@ TEST(ChannelTracer, WritesTimeThreadAndLevelBeforeTheTextsItTakes) {
     tracer.Write(level::kDetail, "");
 
     const std::string thread = std::to_string(vek::platform::CurrentThreadId());
-    EXPECT_EQ(channel.Text(), Output("02:37:09.045\t" + thread + "\t500\tone  two\r\n" +
+    EXPECT_EQ(channel.Text(), Output("02:37:09.045\t" + thread + "\t500\tone\r\ntwo\r\n" +
                                      "05:30:00.000\t" + thread + "\t700\t\r\n"));
+}
+
+TEST(RepeatLimiter, CountsRepeatsWhileThereAreManyLines) {
+    const auto recorder = std::make_shared<tests::RecordingTracer>();
+    tests::FakeClock clock;
+    {
+        RepeatLimiter limiter(recorder, clock);
+        const struct {
+            std::uint32_t passed;
+            int times;
+            const char* text;
+            std::size_t lines, counts;  // written by then
+        } kSteps[] = {{0, 99, "a", 99, 0},      {0, 5, "a", 100, 0},      {0, 2, "b", 101, 0},
+                      {1000, 150, "a", 103, 2}, {0, 1, "c", 104, 2},      {1999, 99, "a", 105, 3},
+                      {1000, 98, "c", 204, 4},  {0, 70, nullptr, 274, 4}, {0, 2, "c", 275, 4}};
+        for (const auto& step : kSteps) {
+            clock.ticks += step.passed;
+            for (int i = 0; i < step.times; ++i)
+                limiter.Write(level::kError, step.text ? step.text : std::to_string(i));
+            EXPECT_EQ(recorder->lines().size(), step.lines) << &step - kSteps;
+            EXPECT_EQ(recorder->Count(" times more: "), step.counts) << &step - kSteps;
+        }
+    }
+    EXPECT_EQ(recorder->lines().back(), "300 1 times more: c");
+    EXPECT_EQ(LimitRepeats(nullptr), nullptr);
 }
 
 TEST(MemoryChannel, KeepsTheLastLines) {

@@ -9,11 +9,6 @@ constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kFirstSupplementary = 0x10000;
 constexpr char32_t kLast = 0x10FFFF;
 
-struct Decoded {
-    char32_t code_point;
-    std::size_t length;  // in units of the text it was read from
-};
-
 constexpr bool IsHighSurrogate(char32_t unit) noexcept { return (unit & ~0x3FFu) == 0xD800; }
 constexpr bool IsLowSurrogate(char32_t unit) noexcept { return (unit & ~0x3FFu) == 0xDC00; }
 constexpr bool IsSurrogate(char32_t unit) noexcept { return (unit & ~0x7FFu) == 0xD800; }
@@ -25,8 +20,24 @@ Decoded DecodeUtf16(std::u16string_view text) noexcept {
     return {kFirstSupplementary + ((first & 0x3FF) << 10) + (text[1] & 0x3FFu), 2};
 }
 
-// Decodes the start of `text`, which is not empty. Whatever is not the one well-formed sequence
-// of a code point is one malformed byte.
+constexpr char Byte(char32_t value) noexcept { return static_cast<char>(value); }
+constexpr char Continuation(char32_t value) noexcept { return Byte(0x80 | (value & 0x3F)); }
+
+void AppendCodePoint(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += Byte(c);
+    } else if (c < 0x800) {
+        out += {Byte(0xC0 | (c >> 6)), Continuation(c)};
+    } else if (c < kFirstSupplementary) {
+        out += {Byte(0xE0 | (c >> 12)), Continuation(c >> 6), Continuation(c)};
+    } else {
+        out +=
+            {Byte(0xF0 | (c >> 18)), Continuation(c >> 12), Continuation(c >> 6), Continuation(c)};
+    }
+}
+
+}  // namespace
+
 Decoded DecodeUtf8(std::string_view text) noexcept {
     constexpr Decoded kMalformed{kReplacement, 1};
     const auto lead = static_cast<unsigned char>(text[0]);
@@ -59,23 +70,13 @@ Decoded DecodeUtf8(std::string_view text) noexcept {
     return decoded;
 }
 
-constexpr char Byte(char32_t value) noexcept { return static_cast<char>(value); }
-constexpr char Continuation(char32_t value) noexcept { return Byte(0x80 | (value & 0x3F)); }
-
-void AppendCodePoint(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out += Byte(c);
-    } else if (c < 0x800) {
-        out += {Byte(0xC0 | (c >> 6)), Continuation(c)};
-    } else if (c < kFirstSupplementary) {
-        out += {Byte(0xE0 | (c >> 12)), Continuation(c >> 6), Continuation(c)};
-    } else {
-        out +=
-            {Byte(0xF0 | (c >> 18)), Continuation(c >> 12), Continuation(c >> 6), Continuation(c)};
-    }
+bool IsControl(char32_t code_point) noexcept {
+    const auto in = [code_point](char32_t first, char32_t last) {
+        return first <= code_point && code_point <= last;
+    };
+    return in(0x00, 0x1F) || in(0x7F, 0x9F) || in(0x61C, 0x61C) || in(0x200E, 0x200F) ||
+           in(0x2028, 0x202E) || in(0x2066, 0x2069) || in(0xFEFF, 0xFEFF);
 }
-
-}  // namespace
 
 void AppendUtf8(std::string& out, std::u16string_view text) {
     while (!text.empty()) {

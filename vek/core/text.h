@@ -26,6 +26,20 @@ std::optional<std::string> ToUtf8Strict(std::u16string_view text);
 // Each malformed byte becomes U+FFFD.
 std::u16string ToUtf16(std::string_view text);
 
+// A code point, and how many units of the text it was read from.
+struct Decoded {
+    char32_t code_point;
+    std::size_t length;
+};
+
+// Decodes the start of `text`, which is not empty. Whatever is not the one well-formed sequence of
+// a code point is one malformed byte: U+FFFD of length 1.
+Decoded DecodeUtf8(std::string_view text) noexcept;
+
+// Whether a terminal may take it for a command, or for the end of a line, or show what follows in
+// another order: controls, separators and marks of direction.
+bool IsControl(char32_t code_point) noexcept;
+
 // Gives the eight lowercase hexadecimal digits of `number`, leading zeros included.
 template <class Char>
 constexpr std::array<Char, 8> HexDigits(std::uint32_t number) noexcept {

@@ -12,7 +12,9 @@ namespace vek::platform {
 class AppendFile {
 public:
     // Opens the file at `path` (UTF-8) or creates it, for its owner alone where the system's
-    // default is not that already. On failure the result is empty; LastError() says why.
+    // default is not that already. Follows no link, and takes nothing but a plain file that is
+    // this process's user's and has no other name: folders for everyone are where trace files may
+    // be. On failure the result is empty; LastError() says why.
     static AppendFile Open(std::string_view path);
 
     // Hands `bytes` to the system in one call, so that they outlive this process however it ends.

@@ -12,13 +12,19 @@
 namespace vek::platform {
 
 AppendFile AppendFile::Open(std::string_view path) {
-    // Temporary folders are everyone's: a link laid there beforehand is not followed.
-    const int descriptor = ::open(
-        std::string(path).c_str(),
-        O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) FailWith(errno);
     AppendFile file;
-    file.handle_ = NativeHandle(descriptor);
+    file.handle_ = NativeHandle(::open(
+        std::string(path).c_str(),
+        O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
+    struct stat facts;
+    if (!file || ::fstat(static_cast<int>(file.handle_.get()), &facts) != 0) {
+        FailWith(errno);
+        return {};
+    }
+    if (!S_ISREG(facts.st_mode) || facts.st_uid != ::geteuid() || facts.st_nlink > 1) {
+        FailWith(EPERM);
+        return {};
+    }
     return file;
 }
 

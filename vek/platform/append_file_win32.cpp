@@ -2,6 +2,12 @@
 
 #include <windows.h>
 
+#include <aclapi.h>
+
+#include <array>
+#include <cstddef>
+
+#include "vek/platform/handle_win32.h"
 #include "vek/platform/wide_win32.h"
 
 namespace vek::platform {
@@ -11,15 +17,53 @@ HANDLE AsHandle(const NativeHandle& handle) noexcept {
     return reinterpret_cast<HANDLE>(handle.get());
 }
 
+// Whether a file is this process's: its user's, or that of the files that the user makes.
+bool IsOwner(PSID owner) {
+    HANDLE opened = nullptr;
+    if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &opened) == FALSE) return false;
+    const UniqueHandle token(opened);
+    const auto is = [&](TOKEN_INFORMATION_CLASS kind, auto sid_of) {
+        alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> facts;
+        DWORD size = sizeof facts;
+        return ::GetTokenInformation(token.get(), kind, facts.data(), size, &size) != FALSE &&
+               ::EqualSid(sid_of(facts.data()), owner) != FALSE;
+    };
+    return is(TokenUser, [](void* facts) { return static_cast<TOKEN_USER*>(facts)->User.Sid; }) ||
+           is(TokenOwner, [](void* facts) { return static_cast<TOKEN_OWNER*>(facts)->Owner; });
+}
+
+bool IsOurPlainFile(HANDLE file) {
+    BY_HANDLE_FILE_INFORMATION facts;
+    constexpr DWORD kOtherKinds = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    if (::GetFileType(file) != FILE_TYPE_DISK ||
+        ::GetFileInformationByHandle(file, &facts) == FALSE ||
+        (facts.dwFileAttributes & kOtherKinds) != 0 || facts.nNumberOfLinks > 1) {
+        return false;
+    }
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR security = nullptr;
+    if (::GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
+                          nullptr, nullptr, &security) != ERROR_SUCCESS) {
+        return false;
+    }
+    const bool ours = IsOwner(owner);
+    ::LocalFree(security);
+    return ours;
+}
+
 }  // namespace
 
 AppendFile AppendFile::Open(std::string_view path) {
     const HANDLE handle =
-        ::CreateFileW(ToWide(path).c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES,
+        ::CreateFileW(ToWide(path).c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL,
                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
-                      FILE_ATTRIBUTE_NORMAL, nullptr);
+                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     AppendFile file;
     file.handle_ = NativeHandle(reinterpret_cast<std::intptr_t>(handle));
+    if (file && !IsOurPlainFile(handle)) {
+        file = {};
+        ::SetLastError(ERROR_ACCESS_DENIED);
+    }
     return file;
 }
 

@@ -6,11 +6,21 @@
 #include "vek/remoting/marshalling.h"
 #include "vek/remoting/service_calls.h"
 #include "vek/trace/line.h"
+#include "vek/trace/repeat_limiter.h"
 
 namespace vek::remoting {
 
 using trace::Address;
 using trace::Hex;
+
+namespace {
+
+ConnectionConfig WithOwnTracer(ConnectionConfig config) {
+    config.tracer = trace::LimitRepeats(std::move(config.tracer));
+    return config;
+}
+
+}  // namespace
 
 result_t Connection::Create(ConnectionConfig config,
                             std::shared_ptr<Connection>& connection) noexcept {
@@ -23,7 +33,9 @@ result_t Connection::Create(ConnectionConfig config,
 }
 
 Connection::Connection(Key, ConnectionConfig config)
-    : config_(std::move(config)), releases_(config_.tracer), master_lock_(config_.master) {}
+    : config_(WithOwnTracer(std::move(config))),
+      releases_(config_.tracer),
+      master_lock_(config_.master) {}
 
 Connection::~Connection() { Close(result::kOk); }
 

@@ -9,8 +9,8 @@ class Channel {
 public:
     virtual ~Channel() = default;
 
-    // Appends one line in UTF-8, its "\r\n" included. A line that cannot be kept is lost;
-    // nothing is raised.
+    // Appends one line, its "\r\n" included. What is before is as its writer gave it: it may hold
+    // anything, ends of line too. A line that cannot be kept is lost; nothing is raised.
     virtual void Append(std::string_view line) noexcept = 0;
 };
 

@@ -1,6 +1,5 @@
 #include "vek/trace/channel_tracer.h"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -25,10 +24,7 @@ void ChannelTracer::Write(level_t level, std::string_view text) noexcept {
         line += '\t';
         AppendPiece(line, level);
         line += '\t';
-        const auto prefix = static_cast<std::ptrdiff_t>(line.size());
         line += text;
-        std::replace_if(
-            line.begin() + prefix, line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
         line += "\r\n";
         channel_->Append(line);
     } catch (...) {  // NOLINT(bugprone-empty-catch): tracing never disturbs its caller

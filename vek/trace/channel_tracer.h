@@ -25,7 +25,6 @@ public:
         return level <= level_.load(std::memory_order_relaxed);
     }
 
-    // Ends of line inside `text` become blanks, so that no text can look like two lines.
     void Write(level_t level, std::string_view text) noexcept override;
 
 private:

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "vek/core/text.h"
 #include "vek/platform/thread.h"
 #include "vek/trace/line.h"
 
@@ -31,13 +32,40 @@ FileChannel::Options Bounded(FileChannel::Options options) {
     return options;
 }
 
-// `line` cut to at most `size` bytes, between two characters and with its end.
-std::string CutLine(std::string_view line, std::size_t size) {
-    size -= kLineEnd.size();
-    while (size > 0 && (static_cast<unsigned char>(line[size]) & 0xC0) == 0x80) --size;
-    std::string cut(line.substr(0, size));
-    cut += kLineEnd;
-    return cut;
+// Appends the first character of `text`, which is not empty, as it is written; gives its length.
+std::size_t AppendCharacter(std::string& out, std::string_view text) {
+    const auto [code_point, length] = DecodeUtf8(text);
+    if (code_point == 0xFFFD && length == 1) {
+        const auto byte = static_cast<unsigned char>(text[0]);
+        out.append("\\x").append(HexDigits<char>(byte).data() + 6, 2);
+    } else if (IsControl(code_point) && code_point != '\t') {
+        out.append("\\u").append(HexDigits<char>(code_point).data() + 4, 4);
+    } else {
+        out += text.substr(0, length);
+    }
+    return length;
+}
+
+// `line` as it is written, with its end.
+std::string HarmlessLine(std::string_view line, std::size_t max_size) {
+    constexpr std::size_t kCutRoom = 32;
+    if (line.ends_with(kLineEnd)) line.remove_suffix(kLineEnd.size());
+    std::string out;
+    out.reserve(std::min(line.size(), max_size) + kLineEnd.size());
+    std::size_t cut = 0;  // where the line is cut if it is too long
+    for (std::string_view left = line; !left.empty();) {
+        left.remove_prefix(AppendCharacter(out, left));
+        if (out.size() + kLineEnd.size() > max_size) {
+            out.resize(cut);
+            out += "... ";
+            AppendPiece(out, line.size());
+            out += " bytes";
+            break;
+        }
+        if (out.size() + kCutRoom <= max_size) cut = out.size();
+    }
+    out += kLineEnd;
+    return out;
 }
 
 void AppendShortHex(std::string& text, std::uint32_t number) {
@@ -58,17 +86,14 @@ void FileChannel::Append(std::string_view line) noexcept {
     const std::lock_guard lock(mutex_);
     if (!file_ && clock_.TickCount() - gave_up_at_ < kRetryPause) return;
     try {
-        std::string cut;
-        if (line.size() > options_.max_size / 2) {
-            cut = CutLine(line, static_cast<std::size_t>(options_.max_size / 2));
-            line = cut;
-        }
+        const std::string bytes =
+            HarmlessLine(line, static_cast<std::size_t>(std::min(kMaxLine, options_.max_size / 2)));
         if (!file_) Open();
-        if (file_ && !Fits(line.size())) {
+        if (file_ && !Fits(bytes.size())) {
             Close();
             if (Rotate()) Open();
         }
-        if (file_) Put(line);
+        if (file_) Put(bytes);
     } catch (...) {
         GiveUpForNow();
     }

@@ -11,7 +11,10 @@
 
 namespace vek::trace {
 
-// Writes lines to a file, each in one system call, between a header and a footer. A full file is
+// Writes lines to a file, each in one system call, between a header and a footer. A line cannot
+// harm who reads it: what a terminal takes for a command (IsControl of text.h) is written as
+// "\u001b", a byte that is no UTF-8 as "\x9b", and tabs alone stay. A line that is longer than
+// kMaxLine is cut, its length in bytes behind it. A full file is
 // renamed, ".old" added to its name and an older one replaced, and a new file is begun: both
 // together never hold more than twice the size bound.
 //
@@ -25,6 +28,9 @@ public:
         std::uint64_t max_size = 16 << 20;  // in bytes, header and footer included
     };
 
+    // In bytes as they are written; half of max_size where that is less.
+    static constexpr std::uint64_t kMaxLine = 64 << 10;
+
     // A smaller max_size counts as this.
     static constexpr std::uint64_t kLeastMaxSize = 4096;
 
@@ -32,7 +38,6 @@ public:
     explicit FileChannel(Options options, platform::Clock& clock = platform::TheClock());
     ~FileChannel() override;
 
-    // Cuts a line that is longer than half the size bound.
     void Append(std::string_view line) noexcept override;
 
 private:

@@ -15,6 +15,7 @@
 #include "remote/packet/packet_buffer.h"
 #include "remote/transport.h"
 #include "vek/core/function_ref.h"
+#include "vek/trace/repeat_limiter.h"
 
 namespace remote {
 
@@ -47,7 +48,7 @@ protected:
     enum class Ending { kClosed, kLost };
 
     explicit PeerConnection(const TransportConfig& config, std::uint32_t peer_process_id = 0)
-        : tracer_(config.tracer),
+        : tracer_(vek::trace::LimitRepeats(config.tracer)),
           adopt_handles_(config.adopt_handles),
           peer_process_id_(peer_process_id) {}
 
