@@ -3,7 +3,9 @@
 #include <atomic>
 #include <thread>
 
+#include "tests/support/temporary_folder.h"
 #include "vek/platform/system.h"
+#include "vek/trace/file_tracer.h"
 
 namespace {
 
@@ -16,6 +18,13 @@ struct Stage {
 };
 
 void WaitFor(Event* event) { TheSystem().WaitAny({&event, 1}, kInfinite); }
+
+// Again and again, because the thread sanitizer loses a signal that meets a thread inside of it.
+void End(Thread& thread) {
+    do {
+        EXPECT_EQ(thread.Terminate(), system_error::kNone);
+    } while (thread.Wait(milliseconds{200}) == WaitStatus::kTimeout);
+}
 
 TEST(Thread, IsWaitedForAsOftenAndByAsManyAsLike) {
     Stage stage;
@@ -58,10 +67,7 @@ TEST(Thread, IsNotUnwoundWhenTerminated) {
         WaitFor(stage.go.get());
     });
     WaitFor(stage.started.get());
-    // Again, because the thread sanitizer loses a signal that meets a thread inside of it.
-    do {
-        EXPECT_EQ(thread->Terminate(), system_error::kNone);
-    } while (thread->Wait(milliseconds{200}) == WaitStatus::kTimeout);
+    End(*thread);
     stage.go->Set();
     EXPECT_EQ(thread->Wait(milliseconds{0}), WaitStatus::kSignalled);
     EXPECT_EQ(thread->Terminate(), system_error::kNone);
@@ -76,6 +82,27 @@ TEST(Thread, IsTerminatedAnywhereBetweenItsStartAndItsEnd) {
         EXPECT_EQ(thread->Terminate(), system_error::kNone);
         ASSERT_EQ(thread->Wait(milliseconds{30'000}), WaitStatus::kSignalled);
     }
+}
+
+TEST(Thread, LeavesTheTraceToOthersWhenItIsTerminatedWhileItWrites) {
+    namespace trace = vek::trace;
+    const tests::TemporaryFolder folder;
+    const trace::FileTracerConfig config{
+        .folder = tests::Utf8(folder.path()), .name = "", .version = "", .max_size = 1 << 16};
+    static trace::TracerPtr tracer;  // not on the stack: a writer that waits for ever still uses it
+    tracer = trace::OpenFileTracer(config);
+    for (int i = 0; i < 60; ++i) {
+        const auto busy = TheSystem().StartThread([] {
+            for (;;) tracer->Write(trace::level::kDetail, "busy");
+        });
+        std::this_thread::sleep_for(std::chrono::microseconds{i * 100});
+        End(*busy);
+        const auto next =
+            TheSystem().StartThread([] { tracer->Write(trace::level::kError, "next"); });
+        ASSERT_EQ(next->Wait(milliseconds{10'000}), WaitStatus::kSignalled) << i;
+        EXPECT_TRUE(tests::ReadFile(trace::TraceLocation(config)).ends_with("next\r\n")) << i;
+    }
+    tracer.reset();
 }
 
 }  // namespace

@@ -104,6 +104,25 @@ TEST_F(AsyncProcessorTest, StopsAfterTheMessageUnderCheckAndDropsTheOthers) {
                             Skipped({3, c_}, SkipReason::kClosing)));
 }
 
+TEST_F(AsyncProcessorTest, RefusesTheScannersCallsBeforeItWouldEndTheThreadByForce) {
+    product_.check = [this](bool, IMailMessage& mail) {
+        checking_.Raise();
+        std::u16string subject;
+        while (mail.GetSubject(subject) != result::kUnspecifiedError) {
+        }
+        return result::kUnspecifiedError;
+    };
+    AsyncEnvironment environment = Environment();
+    environment.stop_timeout = std::chrono::milliseconds{50};
+    AsyncProcessor processor(environment);
+    processor.AddMessage(a_);
+    processor.Start();
+    checking_.Wait();
+    processor.Stop();
+    EXPECT_EQ(tracer_->Count("300 Unable to stop async processor thread"), 1u);
+    EXPECT_EQ(tracer_->Count("[ASYNC] Async processor thread exiting"), 1u);
+}
+
 TEST_F(AsyncProcessorTest, IsInertWhenMapiIsNotInitialized) {
     mapi_.faults().FailNth(outlook_call::kInitialize, 1, MAPI_E_NO_ACCESS);
     AsyncProcessor processor(Environment());

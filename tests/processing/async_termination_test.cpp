@@ -1,5 +1,6 @@
 #include "mapi/entry_id.h"
 #include "tests/processing/async_fixture.h"
+#include "tests/support/faulty_system.h"
 
 // A check whose owner was ended by force leaves memory and a worker thread behind for good.
 extern "C" const char* __lsan_default_suppressions();
@@ -14,49 +15,77 @@ extern "C" const char* __tsan_default_suppressions() {
 namespace plugins::mail_processing {
 namespace {
 
+using std::chrono::milliseconds;
+
+std::atomic<std::uint32_t> uninitializing_thread{0};
+void WINAPI HangInUninitialize() {
+    uninitializing_thread = vek::platform::CurrentThreadId();
+    for (;;) std::this_thread::sleep_for(milliseconds{1000});
+}
+
+// Never destroyed, as what the thread uses in a process.
+struct Surroundings {
+    explicit Surroundings(sandbox::outlook::MapiSubsystem& outlook)
+        : functions(std::make_shared<mapi::MapiFunctions>(outlook.Functions())),
+          id(plugins::mapi::EntryIdToHex(outlook.store().Add({}))) {
+        system.longest_wait = milliseconds{100};
+    }
+    AsyncEnvironment Environment(int stop_ms) {
+        return product.Environment(functions, system, tracer, stop_ms);
+    }
+
+    const std::shared_ptr<mapi::MapiFunctions> functions;
+    const std::shared_ptr<tests::RecordingTracer> tracer =
+        std::make_shared<tests::RecordingTracer>();
+    tests::FaultySystem system;
+    tests::AsyncProduct product;
+    const std::u16string id;
+    vek::platform::Flag checking, go, returned;
+};
+
 TEST(AsyncTermination, AThreadThatHangsIsEndedByForceAndNothingThatItUsedIsFreed) {
     sandbox::outlook::MapiSubsystem outlook;
-    const auto functions = std::make_shared<const mapi::MapiFunctions>(outlook.Functions());
-    const auto tracer = std::make_shared<tests::RecordingTracer>();
-    // Never destroyed, as what the thread uses in a process.
-    auto& product = *new tests::AsyncProduct;
-    auto& checking = *new vek::platform::Flag;
-    auto& go = *new vek::platform::Flag;
-    auto& returned = *new vek::platform::Flag;
+    auto& all = *new Surroundings(outlook);
     vek::result_t late = vek::result::kOk;
-    product.check = [&](bool, IMailMessage& mail) {
-        checking.Raise(), go.Wait();
+    all.product.check = [&](bool, IMailMessage& mail) {
+        all.checking.Raise(), all.go.Wait();
         std::u16string subject;
-        if (!returned.IsRaised()) late = mail.GetSubject(subject);
-        return returned.Raise(), vek::result::kOk;
+        if (!all.returned.IsRaised()) late = mail.GetSubject(subject);
+        return all.returned.Raise(), vek::result::kOk;
     };
-    const std::u16string id = plugins::mapi::EntryIdToHex(outlook.store().Add({}));
-    auto& system = vek::platform::TheSystem();
+    const auto uninitialize = std::exchange(all.functions->uninitialize, HangInUninitialize);
     {
-        AsyncProcessor processor(product.Environment(functions, system, tracer, 50));
-        processor.AddMessage(id);
+        AsyncProcessor processor(all.Environment(60'000));
+        processor.AddMessage(all.id);
         processor.AddMessage(u"00");
         processor.Start();
-        checking.Wait();
+        all.checking.Wait();
         processor.Stop();
-        EXPECT_EQ(processor.GetCurrentEntryId(), u"") << "without its lock";
-        processor.AddMessage(id);
-        const auto told = product.observer.Take();
+        EXPECT_EQ(processor.GetCurrentEntryId(), u"");
+        processor.AddMessage(all.id);
+        const auto told = all.product.observer.Take();
         EXPECT_EQ(told.at(3), tests::Ended({1}, vek::result::kUnspecifiedError));
         EXPECT_EQ(told.at(4), tests::Skipped({2, u"00"}, SkipReason::kClosing));
-        EXPECT_EQ(told.at(5), tests::Skipped({3, id}, SkipReason::kClosing));
+        EXPECT_EQ(told.at(5), tests::Skipped({3, all.id}, SkipReason::kClosing));
     }
-    EXPECT_EQ(outlook.initializations(), 1) << "the ended thread's own";
-    EXPECT_EQ(tracer->Count("[ASYNC] Async processor thread exiting"), 0u) << "it is not unwound";
+    EXPECT_EQ(all.tracer->Count("[ASYNC] Async processor thread exiting"), 0u)
+        << "it is not unwound";
+    EXPECT_EQ(outlook.initializations(), 2) << "the ended thread's own, and the one that hangs";
+    EXPECT_EQ(all.tracer->Count("300 [ASYNC] MAPI does not uninitialize"), 1u);
+    EXPECT_NE(uninitializing_thread, vek::platform::CurrentThreadId());
+    EXPECT_EQ(all.system.waited.load(), milliseconds{63'000});
+    static_assert(vek::platform::kForcedEndPatience < milliseconds{1000}, "64 seconds in all");
 
     // The scanner's own thread comes back to what the ended one has left, and others go on.
-    go.Raise();
-    returned.Wait();
+    all.go.Raise();
+    all.returned.Wait();
     EXPECT_EQ(late, vek::result::kUnspecifiedError) << "nobody answers any more";
-    AsyncProcessor next(product.Environment(functions, system, tracer, 60'000));
-    next.AddMessage(id);
+    all.functions->uninitialize = uninitialize;
+    all.system.longest_wait = milliseconds{30'000};
+    AsyncProcessor next(all.Environment(60'000));
+    next.AddMessage(all.id);
     next.Start();
-    product.observer.WaitFor("4 ended 0");
+    all.product.observer.WaitFor("4 ended 0");
 }
 
 }  // namespace

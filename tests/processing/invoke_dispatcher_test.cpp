@@ -92,6 +92,16 @@ TEST_F(InvokeDispatcherTest, AnswersAFailureToCallsThatTheOwnerHasNotBegunWhenIt
     std::thread(refused).join();
 }
 
+TEST_F(InvokeDispatcherTest, ClosedWithinACallAnswersItAndBeginsNoOther) {
+    int ran = 0;
+    ServeWhile([&] {
+        const auto call = [&] { dispatcher_.Close(), ++ran; };
+        EXPECT_EQ(dispatcher_.Invoke(call), result::kOk);
+        EXPECT_EQ(dispatcher_.Invoke(call), result::kUnspecifiedError);
+    });
+    EXPECT_EQ(ran, 1);
+}
+
 TEST_F(InvokeDispatcherTest, AnOwnerThatIsGoneAnswersNobodyNotEvenFromWithinACall) {
     vek::platform::Flag left;
     const auto call = [&] {

@@ -34,14 +34,16 @@ private:
 class CountedThread final : public Thread, Counted {
 public:
     CountedThread(FaultySystem& system, std::unique_ptr<Thread> thread)
-        : Counted(system.live_threads), thread_(std::move(thread)) {}
+        : Counted(system.live_threads), system_(system), thread_(std::move(thread)) {}
     WaitStatus Wait(std::chrono::milliseconds limit) noexcept override {
-        return thread_->Wait(limit);
+        if (limit != kInfinite) system_.waited = system_.waited.load() + limit;
+        return thread_->Wait(std::min(limit, system_.longest_wait));
     }
     system_error_t Terminate() noexcept override { return thread_->Terminate(); }
     std::uint32_t id() const noexcept override { return thread_->id(); }
 
 private:
+    FaultySystem& system_;
     const std::unique_ptr<Thread> thread_;
 };
 

@@ -24,6 +24,11 @@ public:
 
     std::atomic<int> live_events{0}, live_threads{0};
 
+    // What limited waits for threads would take, added up; each takes no longer than
+    // `longest_wait`.
+    std::atomic<std::chrono::milliseconds> waited{};
+    std::chrono::milliseconds longest_wait = std::chrono::hours{1};
+
     std::unique_ptr<vek::platform::Event> NewEvent(vek::platform::EventKind kind) override;
     vek::platform::WaitResult WaitAny(std::span<vek::platform::Event* const> events,
                                       std::chrono::milliseconds timeout) noexcept override;

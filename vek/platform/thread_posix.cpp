@@ -32,18 +32,27 @@ struct State {
 // SIGRTMIN.
 int TerminateSignal() noexcept { return SIGRTMAX - 3; }
 
-void EndThisThread(int, siginfo_t* info, void*) noexcept {
-    if (info->si_code != SI_QUEUE || info->si_pid != ::getpid()) return;
-    auto* state = static_cast<State*>(info->si_value.sival_ptr);
-    state->terminated.store(true, std::memory_order_release);
-    state->ended->Set();
+// What a thread shares with the signal that meets it.
+thread_local constinit std::atomic<int> shields{0};
+thread_local constinit std::atomic<State*> doomed{nullptr};  // to be ended behind the last shield
+
+void EndThisThread(State& state) noexcept {
+    state.terminated.store(true, std::memory_order_release);
+    state.ended->Set();
     // Ends this thread in the kernel: nothing is unwound, no thread-local is destroyed.
     ::syscall(SYS_exit, 0);
 }
 
+void OnTerminateSignal(int, siginfo_t* info, void*) noexcept {
+    if (info->si_code != SI_QUEUE || info->si_pid != ::getpid()) return;
+    auto* state = static_cast<State*>(info->si_value.sival_ptr);
+    if (shields == 0) EndThisThread(*state);
+    doomed = state;
+}
+
 bool InstallTerminateHandler() noexcept {
     struct sigaction action {};
-    action.sa_sigaction = EndThisThread;
+    action.sa_sigaction = OnTerminateSignal;
     action.sa_flags = SA_SIGINFO;
     return ::sigaction(TerminateSignal(), &action, nullptr) == 0;
 }
@@ -166,6 +175,13 @@ private:
 };
 
 }  // namespace
+
+void ForcedEndShield::Raise() noexcept { ++shields; }
+
+void ForcedEndShield::Lower() noexcept {
+    if (--shields != 0) return;
+    if (State* const state = doomed) EndThisThread(*state);
+}
 
 std::uint32_t CurrentThreadId() noexcept { return static_cast<std::uint32_t>(::gettid()); }
 

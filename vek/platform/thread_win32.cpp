@@ -3,7 +3,11 @@
 #include <process.h>
 #include <windows.h>
 
+#include <array>
+#include <atomic>
+#include <cstdint>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "vek/platform/handle_win32.h"
@@ -12,26 +16,97 @@
 namespace vek::platform {
 namespace {
 
-using body_t = std::function<void()>;
+// The state that a thread and its owner share.
+struct State {
+    enum class Phase {
+        kStarting,  // in the system's or the runtime's hands, with locks of theirs
+        kRunning,
+        kEnding,  // ends by itself, or was terminated
+    };
+    std::function<void()> body;
+    std::atomic<Phase> phase{Phase::kStarting};
+    std::atomic<int> shields{0};
+    std::atomic<bool> doomed{false};  // to stand still behind the last shield
+    // The thread's own reference: given up by the thread when it ends, by the owner when it was
+    // terminated.
+    std::shared_ptr<State> self;
+};
+
+// Each thread's State. Not thread_local, which takes a lock and memory on a thread's first use.
+DWORD state_slot = TLS_OUT_OF_INDEXES;
+
+const struct StateSlot {
+    StateSlot() noexcept { state_slot = ::TlsAlloc(); }
+    ~StateSlot() { ::TlsFree(std::exchange(state_slot, TLS_OUT_OF_INDEXES)); }
+} owner_of_state_slot;
+
+State* CurrentState() noexcept {
+    const DWORD error = ::GetLastError();  // which a success takes away
+    auto* const state = static_cast<State*>(::TlsGetValue(state_slot));
+    ::SetLastError(error);
+    return state;
+}
 
 unsigned __stdcall Run(void* argument) noexcept {
-    const std::unique_ptr<body_t> body(static_cast<body_t*>(argument));
-    (*body)();
+    auto* const state = static_cast<State*>(argument);
+    ::TlsSetValue(state_slot, state);
+    // Here and not in the state: what a terminated thread owned leaks.
+    std::function<void()> body = std::move(state->body);
+    state->phase = State::Phase::kRunning;
+
+    body();
+    body = nullptr;
+
+    state->phase = State::Phase::kEnding;
+    ::TlsSetValue(state_slot, nullptr);
+    const std::shared_ptr<State> self = std::move(state->self);
     return 0;
 }
 
+// The heap of the runtime library, which some versions share with the process and not all tell.
+HANDLE RuntimeHeap() noexcept {
+    const HMODULE runtime = ::GetModuleHandleW(L"msvcrt.dll");
+    void* const asked =
+        runtime == nullptr ? nullptr
+                           : reinterpret_cast<void*>(::GetProcAddress(runtime, "_get_heap_handle"));
+    if (asked == nullptr) return ::GetProcessHeap();
+    return reinterpret_cast<HANDLE>(reinterpret_cast<std::intptr_t (*)()>(asked)());
+}
+
+// Asked for at the start: a terminated thread may be one that holds the loader's lock.
+const HANDLE runtime_heap = RuntimeHeap();
+
+// While it lives no other thread is inside of the heaps that everybody allocates from.
+class HeapLocks {
+public:
+    HeapLocks() noexcept {
+        for (const HANDLE heap : heaps_) ::HeapLock(heap);
+    }
+    ~HeapLocks() {
+        for (const HANDLE heap : heaps_) ::HeapUnlock(heap);
+    }
+    HeapLocks(const HeapLocks&) = delete;
+    HeapLocks& operator=(const HeapLocks&) = delete;
+
+private:
+    const std::array<HANDLE, 2> heaps_{::GetProcessHeap(), runtime_heap};
+};
+
 class KernelThread final : public Thread {
 public:
+    explicit KernelThread(std::shared_ptr<State> state) noexcept : state_(std::move(state)) {}
+
     // False, with the last error set, when no thread could be started.
-    bool Start(std::unique_ptr<body_t> body) noexcept {
+    bool Start() noexcept {
         SetLastError(system_error::kNone);
-        const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, Run, body.get(), 0, &id_);
+        state_->self = state_;
+        const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, Run, state_.get(), 0, &id_);
         if (handle == 0) {
             // The runtime library has failures that the system knows nothing of.
             if (LastError() == system_error::kNone) SetLastError(system_error::kNoSystemResources);
+            state_->self.reset();
             return false;
         }
-        static_cast<void>(body.release());
         handle_ = UniqueHandle(reinterpret_cast<HANDLE>(handle));
         return true;
     }
@@ -48,35 +123,90 @@ public:
     }
 
     system_error_t Terminate() noexcept override {
-        if (::TerminateThread(handle_.get(), 1) != FALSE) return system_error::kNone;
-        const system_error_t error = LastError();
-        // A thread that has ended by itself cannot be terminated and need not be.
-        return Wait(std::chrono::milliseconds{0}) == WaitStatus::kSignalled ? system_error::kNone
-                                                                            : error;
+        const ULONGLONG begun = ::GetTickCount64();
+        state_->doomed = true;
+        for (;;) {
+            const auto waited = static_cast<std::int64_t>(::GetTickCount64() - begun);
+            const auto outcome = TerminateUnlessShielded(waited >= kForcedEndPatience.count());
+            if (outcome) {
+                state_->doomed = *outcome == system_error::kNone;
+                return *outcome;
+            }
+            ::Sleep(1);
+        }
     }
 
     std::uint32_t id() const noexcept override { return id_; }
 
 private:
+    // Looks at the thread while it stands, so that it is ended exactly where it was seen. Nothing
+    // when it is shielded and that counts.
+    std::optional<system_error_t> TerminateUnlessShielded(bool despite_shields) noexcept {
+        // Taken while the thread runs, so that it can leave the heaps, and held until it is gone.
+        // Orders the calls of several terminators, too.
+        const HeapLocks heaps;
+        if (state_->phase == State::Phase::kEnding) return system_error::kNone;
+        if (::SuspendThread(handle_.get()) == static_cast<DWORD>(-1)) return ErrorUnlessEnded();
+        // Waits until it does stand, of which SuspendThread is only the request.
+        CONTEXT context{};
+        context.ContextFlags = CONTEXT_CONTROL;
+        ::GetThreadContext(handle_.get(), &context);
+
+        std::optional<system_error_t> outcome;
+        if (state_->phase == State::Phase::kEnding) {
+            outcome = system_error::kNone;
+        } else if (despite_shields ||
+                   (state_->phase == State::Phase::kRunning && state_->shields == 0)) {
+            if (::TerminateThread(handle_.get(), 1) != FALSE) {
+                state_->phase = State::Phase::kEnding;
+                state_->self.reset();
+                return system_error::kNone;
+            }
+            outcome = ErrorUnlessEnded();
+        }
+        ::ResumeThread(handle_.get());
+        return outcome;
+    }
+
+    // A thread that has ended by itself cannot be terminated and need not be.
+    system_error_t ErrorUnlessEnded() noexcept {
+        const system_error_t error = LastError();
+        return Wait(std::chrono::milliseconds{0}) == WaitStatus::kSignalled ? system_error::kNone
+                                                                            : error;
+    }
+
+    const std::shared_ptr<State> state_;
     UniqueHandle handle_;
     unsigned id_ = 0;
 };
 
 }  // namespace
 
+void ForcedEndShield::Raise() noexcept {
+    if (State* const state = CurrentState()) ++state->shields;
+}
+
+void ForcedEndShield::Lower() noexcept {
+    State* const state = CurrentState();
+    if (state == nullptr || --state->shields != 0) return;
+    while (state->doomed) ::Sleep(1);
+}
+
 std::uint32_t CurrentThreadId() noexcept { return ::GetCurrentThreadId(); }
 
 namespace native {
 
 std::unique_ptr<Thread> StartThread(std::function<void()> body) noexcept {
-    std::unique_ptr<body_t> owned(new (std::nothrow) body_t(std::move(body)));
-    std::unique_ptr<KernelThread> thread(new (std::nothrow) KernelThread);
-    if (!owned || !thread) {
+    try {
+        auto state = std::make_shared<State>();
+        state->body = std::move(body);
+        auto thread = std::make_unique<KernelThread>(std::move(state));
+        if (!thread->Start()) return nullptr;
+        return thread;
+    } catch (const std::bad_alloc&) {
         SetLastError(system_error::kNotEnoughMemory);
         return nullptr;
     }
-    if (!thread->Start(std::move(owned))) return nullptr;
-    return thread;
 }
 
 }  // namespace native

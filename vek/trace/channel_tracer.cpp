@@ -14,6 +14,7 @@ ChannelTracer::ChannelTracer(std::unique_ptr<Channel> channel, level_t level,
 
 void ChannelTracer::Write(level_t level, std::string_view text) noexcept {
     if (!IsEnabled(level)) return;
+    const platform::ForcedEndShield shield;  // whoever writes next needs the channel's lock
     try {
         constexpr std::size_t kPrefixRoom = 40;
         std::string line;

@@ -3,10 +3,12 @@
 #include <mutex>
 #include <utility>
 
+#include "vek/platform/lock.h"
+
 namespace vek::trace {
 namespace {
 
-std::mutex process_tracer_mutex;
+platform::Lock process_tracer_mutex;
 TracerPtr process_tracer;
 
 }  // namespace

@@ -18,6 +18,7 @@ using trace::level::kError;
 AsyncProcessor::AsyncProcessor(AsyncEnvironment environment)
     : tracer_(environment.tracer),
       observer_(environment.observer),
+      system_(environment.system),
       mapi_(environment.functions, environment.registry, tracer_),
       work_(std::make_shared<AsyncWork>(environment)),
       worker_(std::make_unique<AsyncProcessorThread>(work_, environment.system, tracer_,
@@ -25,6 +26,7 @@ AsyncProcessor::AsyncProcessor(AsyncEnvironment environment)
 
 AsyncProcessor::~AsyncProcessor() {
     trace::TracedBorder(tracer_, [this] { Stop(); });
+    if (!ended_by_itself_) mapi_.GiveBackWithoutTrust(system_);
 }
 
 void AsyncProcessor::Start() {
@@ -62,7 +64,8 @@ void AsyncProcessor::Stop() {
         AsyncWork& work;
         ~Drop() { work.DropQueue(); }
     } const drop{*work_};
-    worker->Stop();
+    ended_by_itself_ = false;
+    ended_by_itself_ = worker->Stop();
     trace::Write(tracer_, kDetail, "Async processor thread stopped");
 }
 

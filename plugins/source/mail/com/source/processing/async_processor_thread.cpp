@@ -21,6 +21,9 @@ using vek::platform::WaitStatus;
 
 constexpr std::chrono::milliseconds kNoWait{0};
 
+// How long a thread may take, before it is ended by force, to come to wait where it holds nothing.
+constexpr std::chrono::milliseconds kParkTimeout{1000};
+
 // A system ends a thread some time after it was told to.
 constexpr std::chrono::milliseconds kForcedEndTimeout{1000};
 
@@ -114,7 +117,6 @@ void AsyncWork::Add(std::u16string_view entry_id) {
 }
 
 std::u16string AsyncWork::CurrentEntryId() const {
-    if (abandoned_) return {};
     const std::lock_guard guard(current_lock_);
     return current_entry_id_;
 }
@@ -125,19 +127,23 @@ bool AsyncWork::IsStopping() const noexcept {
     return abandoned_ || WaitForOne(system_, *stop_, kNoWait) == WaitStatus::kSignalled;
 }
 
+void AsyncWork::Abandon() noexcept {
+    abandoned_ = true;
+    processor_->CloseBackgroundChecks();
+}
+
 void AsyncWork::ThreadIsGone() noexcept {
     processor_->BackgroundThreadIsGone();
+    {
+        const std::lock_guard guard(current_lock_);
+        current_entry_id_.clear();
+    }
     if (const check_number_t number = current_number_.exchange(0); number != 0)
         observer_.OnEnded({number}, vek::result::kUnspecifiedError);
 }
 
 void AsyncWork::DropQueue() noexcept {
-    std::unique_lock guard(queue_lock_, std::try_to_lock);
-    if (!guard) {
-        // A thread that was ended by force keeps a lock that it had.
-        if (abandoned_) return;
-        guard.lock();
-    }
+    const std::lock_guard guard(queue_lock_);
     while (const auto message = queue_.Take())
         observer_.OnSkipped({message->number, message->entry_id}, SkipReason::kClosing,
                             vek::result::kOk);
@@ -230,19 +236,21 @@ void AsyncProcessorThread::Start() {
     if (!IsStarted()) helpers::ThrowLastError();
 }
 
-void AsyncProcessorThread::Stop() {
+bool AsyncProcessorThread::Stop() {
     work_->SignalStop();
     const auto thread = std::move(thread_);
-    if (thread == nullptr || thread->Wait(stop_timeout_) == WaitStatus::kSignalled) return;
+    if (thread == nullptr || thread->Wait(stop_timeout_) == WaitStatus::kSignalled) return true;
 
     trace::Write(tracer_, kError,
                  "Unable to stop async processor thread, thread should be terminated");
     work_->Abandon();
+    if (thread->Wait(kParkTimeout) == WaitStatus::kSignalled) return true;
     if (const auto error = thread->Terminate(); error != vek::platform::system_error::kNone) {
         helpers::ThrowHResult(helpers::HResultFromWin32(error));
     }
     thread->Wait(kForcedEndTimeout);
     work_->ThreadIsGone();
+    return false;
 }
 
 }  // namespace plugins::mail_processing

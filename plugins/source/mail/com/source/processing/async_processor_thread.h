@@ -38,12 +38,13 @@ public:
     // No further message is begun. Any thread.
     void SignalStop() noexcept;
 
-    // To be called before the thread is ended by force: from now on no lock is waited for, since
-    // the thread may hold it.
-    void Abandon() noexcept { abandoned_ = true; }
+    // To be called before the thread is ended by force: the scanner's calls into its message are
+    // refused from now on, so that the thread comes to wait where it holds nothing, or ends. No
+    // message is queued any more.
+    void Abandon() noexcept;
 
-    // To be called after the thread was ended by force: its check has ended, and the scanner's
-    // calls into its message fail from now on.
+    // To be called after the thread was ended by force: its check has ended, and so has the call of
+    // the scanner's that it was in.
     void ThreadIsGone() noexcept;
 
     // Empties the queue: none of its messages will be checked. To be called after SignalStop.
@@ -78,7 +79,7 @@ private:
     vek::platform::RecursiveLock queue_lock_;
     MessageQueue queue_;  // guarded by queue_lock_
     mutable vek::platform::RecursiveLock current_lock_;
-    std::u16string current_entry_id_;  // guarded by current_lock_; written by the thread alone
+    std::u16string current_entry_id_;  // guarded by current_lock_; the thread alone sets it
     std::atomic<check_number_t> current_number_{0};  // 0 between two messages
 };
 
@@ -97,9 +98,10 @@ public:
 
     bool IsStarted() const noexcept { return thread_ != nullptr; }
 
-    // Waits for the message under check and ends the thread, by force after the time-out. Raises
-    // helpers::HResultCodeException when that fails, too; the thread is given up even then.
-    void Stop();
+    // Waits for the message under check and ends the thread, by force after the time-out. True when
+    // it was not ended by force. Raises helpers::HResultCodeException when that fails, too; the
+    // thread is given up even then.
+    bool Stop();
 
 private:
     const std::shared_ptr<AsyncWork> work_;

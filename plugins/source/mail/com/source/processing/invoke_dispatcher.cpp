@@ -50,11 +50,12 @@ vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
             helpers::ThrowHResult(code);
         }
         if (slot_ == Slot::kAnswered) return result_;
-        if (closed_) {
-            Withdraw();
-            return vek::result::kUnspecifiedError;
-        }
         // The reply to an earlier call whose caller could not wait for it.
+        if (!closed_) continue;
+        Slot expected = Slot::kPending;
+        if (slot_.compare_exchange_strong(expected, Slot::kEmpty) || ended_)
+            return vek::result::kUnspecifiedError;
+        // The owner is in the call: it will answer, or OwnerIsGone.
     }
 }
 
@@ -100,7 +101,7 @@ void InvokeDispatcher::Serve(Event& done) {
         if (WaitForSeveral(system_, events) == 0 || stopped_) return;
         Slot expected = Slot::kPending;
         if (!slot_.compare_exchange_strong(expected, Slot::kRunning)) continue;
-        result_ = Run(*pending_);
+        result_ = closed_ ? vek::result::kUnspecifiedError : Run(*pending_);
         slot_ = Slot::kAnswered;
         Signal(*reply_);
     }

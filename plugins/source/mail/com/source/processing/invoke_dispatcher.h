@@ -11,8 +11,9 @@
 namespace plugins::mail_processing {
 
 // Carries calls to the thread that owns a message, which serves them while a check is under way.
-// One dispatcher serves one check. An owner whose thread is ended by force closes nothing itself:
-// callers wait until OwnerIsGone is told.
+// One dispatcher serves one check. Before the owner's thread is ended by force the dispatcher is
+// closed, so that the owner waits in Serve, where it holds nothing; afterwards OwnerIsGone is told,
+// which answers the caller of a call that was under way even then.
 class InvokeDispatcher final : public OwnerThread {
 public:
     // Owned by the constructing thread. Raises HResultCodeException when an event cannot be
@@ -25,12 +26,16 @@ public:
     vek::result_t Invoke(vek::FunctionRef<void()> call) override;
 
     // Owner thread only, once. Runs calls until `done` is signalled, which wins over a call that
-    // waits. Raises when waiting or answering fails; however it ends, no call runs afterwards.
+    // waits. Raises when waiting or answering fails; however it ends, no call is begun afterwards.
     void Serve(vek::platform::Event& done);
 
     // Owner thread only, after Serve: releases all that is MAPI's and ends the owner's part. From
     // then on no call runs at all, on whichever thread, and each gives kUnspecifiedError.
     void End() noexcept;
+
+    // From now on no call is begun: each that waits or comes gives kUnspecifiedError. The one that
+    // is under way is answered when it ends. Serve goes on waiting for `done`. Any thread.
+    void Close() noexcept;
 
     // For when the owner's thread was ended by force, in Serve or within a call, and will never run
     // again: every call that waits or comes gives kUnspecifiedError. What the owner held of MAPI's
@@ -47,7 +52,6 @@ private:
     vek::result_t Report() noexcept;
     // Takes the waiting call back, so that nothing refers to its caller's frame any more.
     void Withdraw() noexcept;
-    void Close() noexcept;
 
     const vek::trace::TracerPtr tracer_;
     vek::platform::System& system_;
@@ -62,7 +66,7 @@ private:
     vek::result_t result_ = vek::result::kUnspecifiedError;
 
     std::atomic<bool> stopped_{false};  // Serve is to leave
-    std::atomic<bool> closed_{false};   // Serve has left
+    std::atomic<bool> closed_{false};   // no call is begun any more
     std::atomic<bool> ended_{false};    // and the owner will run nothing more
     std::mutex callers_;                // held by the caller being served, to keep the slot single
 };

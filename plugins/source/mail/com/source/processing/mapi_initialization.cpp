@@ -1,15 +1,19 @@
 #include "processing/mapi_initialization.h"
 
+#include <chrono>
 #include <utility>
 
+#include "internal/helpers/hresult_exception.h"
 #include "mapi/mapi_edk.h"
-#include "vek/core/border.h"
-#include "vek/trace/line.h"
+#include "vek/core/object.h"
+#include "vek/trace/traced_border.h"
 
 namespace plugins::mail_processing {
 namespace {
 
 namespace trace = vek::trace;
+
+constexpr std::chrono::milliseconds kGiveBackTimeout{1000};
 
 HRESULT Initialize(const mapi::MapiFunctions& functions, vek::platform::Registry& registry,
                    const trace::TracerPtr& tracer) noexcept {
@@ -31,7 +35,22 @@ MapiInitialization::MapiInitialization(std::shared_ptr<const mapi::MapiFunctions
       tracer_(std::move(tracer)),
       result_(Initialize(*functions_, registry, tracer_)) {}
 
+void MapiInitialization::GiveBackWithoutTrust(vek::platform::System& system) noexcept {
+    if (FAILED(result_)) return;
+    given_back_ = true;
+    trace::TracedBorder(tracer_, [&] {
+        // Counted, so that the module stays as long as the thread does.
+        auto counted = std::make_shared<vek::LiveObjectMark>();
+        const auto thread = system.StartThread(
+            [functions = functions_, mark = std::move(counted)] { functions->uninitialize(); });
+        if (thread == nullptr) helpers::ThrowLastError();
+        if (thread->Wait(kGiveBackTimeout) != vek::platform::WaitStatus::kSignalled)
+            trace::Write(tracer_, trace::level::kError, "[ASYNC] MAPI does not uninitialize");
+    });
+}
+
 MapiInitialization::~MapiInitialization() {
+    if (given_back_) return;
     if (FAILED(result_)) {
         trace::Write(tracer_, trace::level::kDetail,
                      "UninitializeMapi: MAPI EDK is not initialized");

@@ -4,6 +4,7 @@
 
 #include "mapi/mapi_functions.h"
 #include "vek/platform/registry.h"
+#include "vek/platform/system.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
@@ -19,6 +20,11 @@ public:
     MapiInitialization(const MapiInitialization&) = delete;
     MapiInitialization& operator=(const MapiInitialization&) = delete;
 
+    // Gives MAPI back on a thread of its own and waits for that for a second at most: for when a
+    // thread that used MAPI was ended by force, which may have kept a lock of MAPI's. To be called
+    // once.
+    void GiveBackWithoutTrust(vek::platform::System& system) noexcept;
+
     // Negative when MAPI is not initialised.
     HRESULT result() const noexcept { return result_; }
 
@@ -26,6 +32,7 @@ private:
     const std::shared_ptr<const mapi::MapiFunctions> functions_;
     const vek::trace::TracerPtr tracer_;
     const HRESULT result_;
+    bool given_back_ = false;
 };
 
 }  // namespace plugins::mail_processing

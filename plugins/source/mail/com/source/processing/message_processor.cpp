@@ -1,5 +1,6 @@
 #include "processing/message_processor.h"
 
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -35,7 +36,7 @@ private:
 
 }  // namespace
 
-// Lets BackgroundThreadIsGone find the check under way.
+// Lets those who end the background thread by force find the check under way.
 class MessageProcessor::BackgroundCheck {
 public:
     BackgroundCheck(MessageProcessor& processor, std::shared_ptr<InvokeDispatcher> dispatcher)
@@ -49,6 +50,7 @@ public:
 private:
     void Publish(std::shared_ptr<InvokeDispatcher> dispatcher) {
         const std::lock_guard guard(processor_.background_lock_);
+        if (dispatcher && processor_.background_closed_) dispatcher->Close();
         processor_.background_dispatcher_ = std::move(dispatcher);
     }
 
@@ -180,10 +182,15 @@ HRESULT MessageProcessor::LogoffBackgroundSession() {
     return result;
 }
 
+void MessageProcessor::CloseBackgroundChecks() noexcept {
+    const std::lock_guard guard(background_lock_);
+    background_closed_ = true;
+    if (background_dispatcher_) background_dispatcher_->Close();
+}
+
 void MessageProcessor::BackgroundThreadIsGone() noexcept {
-    // The thread keeps a lock that it was ended with; it was between two checks then.
-    const std::unique_lock lock(background_lock_, std::try_to_lock);
-    if (lock && background_dispatcher_) background_dispatcher_->OwnerIsGone();
+    const std::lock_guard guard(background_lock_);
+    if (background_dispatcher_) background_dispatcher_->OwnerIsGone();
 }
 
 }  // namespace plugins::mail_processing

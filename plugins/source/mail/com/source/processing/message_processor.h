@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string_view>
 
 #include "common/loader/service_access.h"
@@ -12,6 +11,7 @@
 #include "scanner/mail_scanner_proxy.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/platform/clock.h"
+#include "vek/platform/lock.h"
 #include "vek/platform/system.h"
 #include "vek/trace/tracer.h"
 
@@ -73,6 +73,10 @@ public:
     // Background thread only.
     HRESULT LogoffBackgroundSession();
 
+    // To be called before the background thread is ended by force: no call into the message that
+    // it checks, or into one that it checks later, is begun any more. Any thread.
+    void CloseBackgroundChecks() noexcept;
+
     // To be called when the background thread was ended by force: whoever still calls into the
     // message that it was checking gets a failure instead of waiting for ever. Any thread.
     void BackgroundThreadIsGone() noexcept;
@@ -100,8 +104,9 @@ private:
     const vek::RefPtr<IMAPISession> session_;
     vek::RefPtr<IMAPISession> background_session_;
 
-    std::mutex background_lock_;
-    std::shared_ptr<InvokeDispatcher> background_dispatcher_;  // guarded by background_lock_
+    vek::platform::Lock background_lock_;  // guards what follows
+    std::shared_ptr<InvokeDispatcher> background_dispatcher_;
+    bool background_closed_ = false;
 };
 
 }  // namespace plugins::mail_processing
