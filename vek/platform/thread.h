@@ -21,15 +21,15 @@ public:
 
     // Ends the thread where it stands, at the latest a moment later. Nothing of it is unwound and
     // what it owned leaks: the last resort at shutdown. A thread under a ForcedEndShield is ended
-    // behind it; on Windows within it, when it has not left it for kForcedEndPatience. There the
-    // thread leaves no lock of the heap behind either. Whatever else it locked, of libraries that
-    // know nothing of this, stays locked. kNone or why it failed.
+    // behind it; on Windows within it, when it has not left it for kForcedEndPatience. Whatever
+    // else it locked, of the system's libraries and the heap too, stays locked: the caller sees to
+    // it that the thread rests. kNone or why it failed.
     virtual system_error_t Terminate() noexcept = 0;
 
     virtual std::uint32_t id() const noexcept = 0;
 };
 
-// The longest that Terminate takes.
+// How long Terminate waits for a thread to leave its shields.
 inline constexpr std::chrono::milliseconds kForcedEndPatience{500};
 
 // While one lives, its thread is not ended by force: it holds what others wait for. Meant for

@@ -3,9 +3,9 @@
 #include <process.h>
 #include <windows.h>
 
-#include <array>
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <utility>
@@ -63,35 +63,6 @@ unsigned __stdcall Run(void* argument) noexcept {
     return 0;
 }
 
-// The heap of the runtime library, which some versions share with the process and not all tell.
-HANDLE RuntimeHeap() noexcept {
-    const HMODULE runtime = ::GetModuleHandleW(L"msvcrt.dll");
-    void* const asked =
-        runtime == nullptr ? nullptr
-                           : reinterpret_cast<void*>(::GetProcAddress(runtime, "_get_heap_handle"));
-    if (asked == nullptr) return ::GetProcessHeap();
-    return reinterpret_cast<HANDLE>(reinterpret_cast<std::intptr_t (*)()>(asked)());
-}
-
-// Asked for at the start: a terminated thread may be one that holds the loader's lock.
-const HANDLE runtime_heap = RuntimeHeap();
-
-// While it lives no other thread is inside of the heaps that everybody allocates from.
-class HeapLocks {
-public:
-    HeapLocks() noexcept {
-        for (const HANDLE heap : heaps_) ::HeapLock(heap);
-    }
-    ~HeapLocks() {
-        for (const HANDLE heap : heaps_) ::HeapUnlock(heap);
-    }
-    HeapLocks(const HeapLocks&) = delete;
-    HeapLocks& operator=(const HeapLocks&) = delete;
-
-private:
-    const std::array<HANDLE, 2> heaps_{::GetProcessHeap(), runtime_heap};
-};
-
 class KernelThread final : public Thread {
 public:
     explicit KernelThread(std::shared_ptr<State> state) noexcept : state_(std::move(state)) {}
@@ -142,9 +113,7 @@ private:
     // Looks at the thread while it stands, so that it is ended exactly where it was seen. Nothing
     // when it is shielded and that counts.
     std::optional<system_error_t> TerminateUnlessShielded(bool despite_shields) noexcept {
-        // Taken while the thread runs, so that it can leave the heaps, and held until it is gone.
-        // Orders the calls of several terminators, too.
-        const HeapLocks heaps;
+        const std::lock_guard one_at_a_time(terminators_);
         if (state_->phase == State::Phase::kEnding) return system_error::kNone;
         if (::SuspendThread(handle_.get()) == static_cast<DWORD>(-1)) return ErrorUnlessEnded();
         // Waits until it does stand, of which SuspendThread is only the request.
@@ -176,6 +145,7 @@ private:
     }
 
     const std::shared_ptr<State> state_;
+    std::mutex terminators_;
     UniqueHandle handle_;
     unsigned id_ = 0;
 };

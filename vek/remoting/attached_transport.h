@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "remote/transport.h"
+#include "vek/platform/lock.h"
 
 namespace vek::remoting {
 
@@ -52,7 +53,7 @@ public:
     }
 
 private:
-    std::mutex lock_;  // guards owner_ and ended_
+    platform::Lock lock_;  // guards owner_ and ended_
     std::shared_ptr<remote::Transport> owner_;
     bool ended_ = false;
 

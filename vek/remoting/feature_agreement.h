@@ -3,6 +3,7 @@
 #include <atomic>
 #include <mutex>
 
+#include "vek/platform/lock.h"
 #include "vek/remoting/protocol_features.h"
 #include "vek/remoting/stub_registry.h"
 #include "vek/trace/line.h"
@@ -45,7 +46,7 @@ private:
     const trace::Hex connection_;
     const trace::TracerPtr tracer_;
 
-    std::mutex lock_;  // guards what follows; effective_ is also read after synchronized_
+    platform::Lock lock_;  // guards what follows; effective_ is also read after synchronized_
     ProtocolFeatures effective_{};
     bool ended_ = false;
     std::atomic<bool> synchronized_{false};

@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "vek/platform/lock.h"
 #include "vek/remoting/call.h"
 #include "vek/trace/line.h"
 #include "vek/trace/tracer.h"
@@ -43,7 +44,7 @@ public:
 
 private:
     const trace::TracerPtr tracer_;
-    std::mutex lock_;  // guards what follows
+    platform::Lock lock_;  // guards what follows
     released_t handles_;
     bool closed_ = false;
 };

@@ -11,6 +11,7 @@
 #include "private_include/common/service_locator.h"
 #include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
+#include "vek/platform/lock.h"
 
 namespace plugins::loader {
 
@@ -52,8 +53,8 @@ private:
 
     const product_info::LibraryEnvironment environment_;
     const ProductConnector connector_;
-    std::mutex lock_;     // guards kept_
-    ConnectionPtr kept_;  // null until the first success
+    vek::platform::Lock lock_;  // guards kept_
+    ConnectionPtr kept_;        // null until the first success
 };
 
 // Makes the loader of the installed product.
