@@ -167,7 +167,7 @@ TEST_F(NoticeTest, GoesInOnceNearTheEndOfBodiesOfAnySize) {
     const std::string notice(79, '!'), inserted = std::string("<br>") + kRule + "<br>\r\n" + notice;
     // A size, and how much of the HTML body is behind its end tag.
     const std::pair<std::size_t, std::size_t> cases[] = {
-        {1, 0},     {4095, 0},    {4096, 4000}, {4097, 0},    {8118, 92},
+        {1, 0},     {4095, 0},  {4096, 4000}, {4097, 0},    {8118, 92},
         {8191, 50}, {8192, 91}, {12'300, 9},  {70'000, 80}, {400'000, 0}};
     for (const auto& [size, behind] : cases) {
         // A notice that is quoted further up does not count.
@@ -223,7 +223,7 @@ TEST_F(NoticeTest, LeavesNoHalfWrittenStreamToOthersWhenItFails) {
     mapi_.faults().FailNth(sandbox::outlook::Call::kStreamCommit, 1, E_FAIL);
     EXPECT_ANY_THROW(InsertNotice(functions_->ole, *accessor, tag::kBodyHtmlA, "Beware"));
     const auto stream = accessor->GetStreamProperty(tag::kBodyHtmlA, kReadWrite, 0);
-    EXPECT_EQ(mapi::Size(*stream), 6u);
+    EXPECT_EQ(stream->Size(), 6u);
 }
 
 }  // namespace

@@ -92,8 +92,8 @@ vek::RefPtr<IDataStream> AttachmentProvider::OpenOle(std::uint32_t access, std::
                                               *static_cast<IStorage*>(object.get()));
 }
 
-vek::RefPtr<IStream> AttachmentProvider::TryOpen(ULONG property, std::uint32_t access,
-                                                 std::uint32_t mode) {
+std::shared_ptr<SharedStream> AttachmentProvider::TryOpen(ULONG property, std::uint32_t access,
+                                                          std::uint32_t mode) {
     try {
         return state_->attachment->GetStreamProperty(property, access, mode);
     } catch (const vek::Exception&) {
@@ -101,7 +101,7 @@ vek::RefPtr<IStream> AttachmentProvider::TryOpen(ULONG property, std::uint32_t a
     }
 }
 
-vek::RefPtr<IDataStream> AttachmentProvider::Adapt(vek::RefPtr<IStream> stream) {
+vek::RefPtr<IDataStream> AttachmentProvider::Adapt(std::shared_ptr<SharedStream> stream) {
     return vek::MakeObject<StreamAdapter>(state_.shared_owner(), tracer_, std::move(stream),
                                           state_->attachment);
 }
@@ -110,6 +110,7 @@ vek::result_t AttachmentProvider::Delete() noexcept {
     return RunOnOwner(state_.owner(), [&] {
         trace::Write(tracer_, kDetail, "Delete attach ", number_);
         helpers::CheckHResult(state_->message.message->DeleteAttach(number_, 0, nullptr, 0));
+        state_->attachment->Abandon();
         // The store keeps the deletion only with the message.
         state_->message.accessor->MarkChanged();
     });

@@ -41,8 +41,8 @@ private:
     void CheckMethod();
     vek::RefPtr<IDataStream> Open(std::uint32_t access, std::uint32_t mode);
     vek::RefPtr<IDataStream> OpenOle(std::uint32_t access, std::uint32_t mode);
-    vek::RefPtr<IStream> TryOpen(ULONG tag, std::uint32_t access, std::uint32_t mode);
-    vek::RefPtr<IDataStream> Adapt(vek::RefPtr<IStream> stream);
+    std::shared_ptr<SharedStream> TryOpen(ULONG tag, std::uint32_t access, std::uint32_t mode);
+    vek::RefPtr<IDataStream> Adapt(std::shared_ptr<SharedStream> stream);
     const std::string& FileName();
 
     const vek::trace::TracerPtr tracer_;

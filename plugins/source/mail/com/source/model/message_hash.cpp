@@ -43,13 +43,13 @@ void AppendIdentity(Bytes& out, PropertiesAccessor& message) {
 // A body that does not open as a stream counts as missing and adds nothing.
 void AppendBodySize(Bytes& out, PropertiesAccessor& message, ULONG tag, std::string_view text,
                     const trace::TracerPtr& tracer) {
-    vek::RefPtr<IStream> stream;
+    std::shared_ptr<SharedStream> stream;
     try {
         stream = message.GetStreamProperty(tag, access_mode::kRead, 0);
     } catch (const vek::Exception&) {
         return;
     }
-    const std::uint64_t size = mapi::Size(*stream);
+    const std::uint64_t size = stream->Size();
     trace::Write(tracer, kDetail, text, size);
     Append(out, size);
 }

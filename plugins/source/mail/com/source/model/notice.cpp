@@ -107,14 +107,14 @@ std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::s
 
 void Replace(IStream& target, IStream& content, std::uint64_t size) {
     mapi::Seek(content, 0, STREAM_SEEK_SET);
-    mapi::Seek(target, 0, STREAM_SEEK_SET);
+    // A shorter body must not keep the end of the old one, and other sizes need not be taken.
+    mapi::SetSize(target, 0);
     ULARGE_INTEGER wanted{};
     wanted.QuadPart = size;
     ULARGE_INTEGER read{};
     ULARGE_INTEGER written{};
     helpers::CheckHResult(content.CopyTo(&target, wanted, &read, &written));
     vek::Check(written.QuadPart == size);
-    mapi::SetSize(target, size);
     helpers::CheckHResult(target.Commit(STGC_DEFAULT));
 }
 
@@ -132,15 +132,15 @@ void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, UL
     std::uint64_t size = 0;
     {
         const auto source = message.GetStreamProperty(tag, access_mode::kRead, 0);
-        // The accessor's kept stream stands where its last user left it.
-        mapi::Seek(*source, 0, STREAM_SEEK_SET);
-        size = CopyWithNotice(*source, *content, tag, notice);
+        size = CopyWithNotice(source->AtStart(), *content, tag, notice);
     }
     const auto target = message.GetStreamProperty(tag, access_mode::kRead | access_mode::kWrite, 0);
     try {
-        Replace(*target, *content, size);
+        IStream& stream = target->AtStart();
+        target->MarkChanged();
+        Replace(stream, *content, size);
+        target->MarkCommitted();
     } catch (...) {
-        target->Revert();
         // Most streams cannot revert. A later user would commit the half written bytes with his
         // own if the accessor gave him this stream again.
         message.ForgetStream();

@@ -91,7 +91,8 @@ const PropertyValue* PropertiesAccessor::Fetch(ULONG tag) {
 
 template <class Text>
 void PropertiesAccessor::Write(SPropValue& property, Text&& value) {
-    helpers::CheckHResult(object_->SetProps(1, &property, nullptr));
+    WithoutStream(property.ulPropTag,
+                  [&] { helpers::CheckHResult(object_->SetProps(1, &property, nullptr)); });
     changed_ = true;
     ForgetOtherText(property.ulPropTag);
     cache_.insert_or_assign(property.ulPropTag, Entry{vek::result::kOk, std::forward<Text>(value)});
@@ -128,14 +129,45 @@ void PropertiesAccessor::SetSubject(std::u16string_view subject) {
 void PropertiesAccessor::DeleteProperty(ULONG tag) {
     trace::Write(tracer_, kDetail, "Delete property ", trace::Hex(tag));
     SPropTagArray tags = mapi::OneTag(tag);
-    helpers::CheckHResult(object_->DeleteProps(&tags, nullptr));
+    WithoutStream(tag, [&] { helpers::CheckHResult(object_->DeleteProps(&tags, nullptr)); });
     changed_ = true;
     ForgetOtherText(tag);
     cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}});
 }
 
-vek::RefPtr<IStream> PropertiesAccessor::GetStreamProperty(ULONG tag, std::uint32_t access,
-                                                           std::uint32_t mode) {
+void PropertiesAccessor::WithoutStream(ULONG tag, vek::FunctionRef<void()> call) {
+    std::optional<CachedStream> kept;
+    if (stream_ && PROP_ID(stream_->tag) == PROP_ID(tag)) {
+        kept = std::exchange(stream_, std::nullopt);
+        kept->stream.reset();
+    }
+    try {
+        call();
+    } catch (...) {
+        // Opened for creation once more, it would be empty.
+        if (kept && (kept->flags & MAPI_CREATE) == 0) {
+            try {
+                kept->stream = OpenStream(kept->tag, kept->options, kept->flags);
+                stream_ = std::move(kept);
+            } catch (...) {
+                trace::WriteCurrentException(tracer_);
+            }
+        }
+        throw;
+    }
+}
+
+std::shared_ptr<SharedStream> PropertiesAccessor::OpenStream(ULONG tag, ULONG options,
+                                                             ULONG flags) {
+    vek::RefPtr<IUnknown> object;
+    OpenProperty(tag, mapi::iid::kStream, options, flags, object);
+    // Asked for by its interface id, the object is the stream.
+    return std::make_shared<SharedStream>(
+        vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach())));
+}
+
+std::shared_ptr<SharedStream> PropertiesAccessor::GetStreamProperty(ULONG tag, std::uint32_t access,
+                                                                    std::uint32_t mode) {
     const StreamFlags wanted = FlagsFor(access, mode);
     trace::Write(tracer_, kDetail, "Get stream property ", trace::Hex(tag),
                  " accessMode: ", trace::Hex(wanted.options),
@@ -149,10 +181,8 @@ vek::RefPtr<IStream> PropertiesAccessor::GetStreamProperty(ULONG tag, std::uint3
         trace::Write(tracer_, kDetail, "Get stream from cache");
         return stream_->stream;
     }
-    vek::RefPtr<IUnknown> object;
-    OpenProperty(tag, mapi::iid::kStream, wanted.options, wanted.flags, object);
-    // Asked for by its interface id, the object is the stream.
-    auto stream = vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach()));
+    std::shared_ptr<SharedStream> stream;
+    WithoutStream(tag, [&] { stream = OpenStream(tag, wanted.options, wanted.flags); });
     stream_ = CachedStream{tag, wanted.options, wanted.flags, stream};
     return stream;
 }

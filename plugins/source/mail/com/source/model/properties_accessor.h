@@ -9,6 +9,8 @@
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
 #include "model/property_value.h"
+#include "model/shared_stream.h"
+#include "vek/core/function_ref.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/core/throw.h"
 #include "vek/platform/clock.h"
@@ -65,11 +67,19 @@ public:
     void DeleteProperty(ULONG tag);
 
     // `access` and `mode` are sets of access_mode and open_mode bits. The stream last opened is
-    // kept and given again for the same tag and modes, wherever it then stands.
-    vek::RefPtr<IStream> GetStreamProperty(ULONG tag, std::uint32_t access, std::uint32_t mode);
+    // kept and given again for the same tag and modes. It is let go before its property is written,
+    // deleted or opened with other modes, which stores refuse beside an open stream.
+    std::shared_ptr<SharedStream> GetStreamProperty(ULONG tag, std::uint32_t access,
+                                                    std::uint32_t mode);
 
     // Drops the kept stream, so that nobody commits the bytes that a failure left in it.
     void ForgetStream() noexcept { stream_.reset(); }
+
+    // The object was deleted: there is nothing to save any more.
+    void Abandon() noexcept {
+        stream_.reset();
+        changed_ = false;
+    }
 
     // Opens the property as the interface `iid`, which is not kept.
     void OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
@@ -90,13 +100,16 @@ private:
         ULONG tag;
         ULONG options;
         ULONG flags;
-        vek::RefPtr<IStream> stream;
+        std::shared_ptr<SharedStream> stream;
     };
 
     const PropertyValue* Read(ULONG tag);
     const PropertyValue* Fetch(ULONG tag);
     template <class Text>
     void Write(SPropValue& property, Text&& value);
+    std::shared_ptr<SharedStream> OpenStream(ULONG tag, ULONG options, ULONG flags);
+    // Makes `call` while the property's stream is not kept; when it raises, the stream is again.
+    void WithoutStream(ULONG tag, vek::FunctionRef<void()> call);
     // A text has a narrow and a wide tag. Changing the one makes the memory of the other stale.
     void ForgetOtherText(ULONG tag);
 

@@ -4,8 +4,6 @@
 #include <limits>
 #include <utility>
 
-#include "internal/helpers/hresult_exception.h"
-#include "mapi/mapi_streams.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -24,7 +22,7 @@ std::span<Byte> Countable(std::span<Byte> bytes) noexcept {
 }  // namespace
 
 StreamAdapter::StreamAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
-                             vek::RefPtr<IStream> stream,
+                             std::shared_ptr<SharedStream> stream,
                              std::shared_ptr<PropertiesAccessor> accessor)
     : tracer_(std::move(tracer)),
       state_(std::move(owner), State{std::move(accessor), std::move(stream)}) {}
@@ -33,7 +31,7 @@ vek::result_t StreamAdapter::Read(std::span<std::byte> buffer, std::uint32_t& re
     return RunOnOwner(state_.owner(), [&] {
         // A scanner takes a short read for the end: what lies behind it would go unseen.
         const auto count =
-            static_cast<std::uint32_t>(mapi::ReadFully(*state_->stream, Countable(buffer)));
+            static_cast<std::uint32_t>(state_->stream->Read(state_->place, Countable(buffer)));
         trace::Write(tracer_, kDetail, "bytes read: ", count);
         read = count;
     });
@@ -43,7 +41,7 @@ vek::result_t StreamAdapter::Write(std::span<const std::byte> bytes,
                                    std::uint32_t& written) noexcept {
     return RunOnOwner(state_.owner(), [&] {
         const auto count =
-            static_cast<std::uint32_t>(mapi::Write(*state_->stream, Countable(bytes)));
+            static_cast<std::uint32_t>(state_->stream->Write(state_->place, Countable(bytes)));
         trace::Write(tracer_, kDetail, "bytes written: ", count);
         state_->accessor->MarkChanged();
         written = count;
@@ -53,13 +51,14 @@ vek::result_t StreamAdapter::Write(std::span<const std::byte> bytes,
 vek::result_t StreamAdapter::Seek(std::int64_t offset, SeekOrigin origin,
                                   std::uint64_t& position) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        position = mapi::Seek(*state_->stream, offset, static_cast<DWORD>(origin));
+        state_->stream->Seek(state_->place, offset, static_cast<DWORD>(origin));
+        position = state_->place;
     });
 }
 
 vek::result_t StreamAdapter::GetSize(std::uint64_t& size) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        const std::uint64_t result = mapi::Size(*state_->stream);
+        const std::uint64_t result = state_->stream->Size();
         trace::Write(tracer_, kDetail, "Get size result: ", result);
         size = result;
     });
@@ -67,17 +66,19 @@ vek::result_t StreamAdapter::GetSize(std::uint64_t& size) noexcept {
 
 vek::result_t StreamAdapter::SetSize(std::uint64_t size) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        mapi::SetSize(*state_->stream, size);
+        state_->stream->SetSize(size);
         state_->accessor->MarkChanged();
     });
 }
 
 vek::result_t StreamAdapter::Commit() noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        const HRESULT result = state_->stream->Commit(STGC_DEFAULT);
-        // A failed commit may leave a mixture of the old and the new bytes in the stream.
-        if (FAILED(result)) state_->accessor->ForgetStream();
-        helpers::CheckHResult(result);
+        try {
+            state_->stream->Commit();
+        } catch (...) {
+            state_->accessor->ForgetStream();
+            throw;
+        }
     });
 }
 

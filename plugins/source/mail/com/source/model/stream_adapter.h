@@ -11,13 +11,14 @@
 
 namespace plugins::mail_processing {
 
-// Offers one MAPI stream to the scanner. Writing marks the message as changed, so that it is
-// saved with the last of its users.
+// Offers one MAPI stream to the scanner, from its start. Writing marks the message as changed, so
+// that it is saved with the last of its users.
 class StreamAdapter final : public vek::ObjectImpl<IDataStream> {
 public:
     // Owner thread. `accessor` is that of the object that the stream belongs to.
     StreamAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
-                  vek::RefPtr<IStream> stream, std::shared_ptr<PropertiesAccessor> accessor);
+                  std::shared_ptr<SharedStream> stream,
+                  std::shared_ptr<PropertiesAccessor> accessor);
 
     vek::result_t Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept override;
     vek::result_t Write(std::span<const std::byte> bytes, std::uint32_t& written) noexcept override;
@@ -31,7 +32,8 @@ private:
     // The stream is released before the accessor that may save what it wrote.
     struct State {
         std::shared_ptr<PropertiesAccessor> accessor;
-        vek::RefPtr<IStream> stream;
+        std::shared_ptr<SharedStream> stream;
+        std::uint64_t place = 0;
     };
 
     const vek::trace::TracerPtr tracer_;

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "internal/helpers/hresult_exception.h"
-#include "mapi/mapi_streams.h"
 #include "mapi/property_tags.h"
 #include "model/protected_message.h"
 #include "model/return_interface.h"
@@ -57,18 +55,14 @@ StreamPropertyProvider::StreamPropertyProvider(std::shared_ptr<OwnerThread> owne
     }
 }
 
-vek::RefPtr<IStream> StreamPropertyProvider::Open(std::uint32_t access, std::uint32_t mode) {
+std::shared_ptr<SharedStream> StreamPropertyProvider::Open(std::uint32_t access,
+                                                           std::uint32_t mode) {
     RefuseWritingIfProtected(*state_->accessor, access, tracer_);
-    vek::RefPtr<IStream> stream = state_->accessor->GetStreamProperty(tag_, access, mode);
+    std::shared_ptr<SharedStream> stream = state_->accessor->GetStreamProperty(tag_, access, mode);
     if (tag_ != mapi::tag::kRtfCompressed) return stream;
 
-    // The kept stream stands where its last reader left it; compressed RTF starts with a header.
-    mapi::Seek(*stream, 0, STREAM_SEEK_SET);
     trace::Write(tracer_, kDetail, "Start uncompress RTF");
-    vek::RefPtr<IStream> plain;
-    helpers::CheckGiven(state_->functions->wrap_compressed_rtf_stream(
-                            stream.get(), WrapFlags(access, mode), plain.put()),
-                        plain);
+    auto plain = SharedStream::Uncompress(stream, *state_->functions, WrapFlags(access, mode));
     trace::Write(tracer_, kDetail, "End uncompress RTF");
     return plain;
 }

@@ -41,7 +41,7 @@ private:
     // Answers an operation for a property that bodies do not have: kPropertyNotFound while the
     // check lasts, the failure to reach the owner thread after it.
     vek::result_t NoSuchProperty() noexcept;
-    vek::RefPtr<IStream> Open(std::uint32_t access, std::uint32_t mode);
+    std::shared_ptr<SharedStream> Open(std::uint32_t access, std::uint32_t mode);
 
     const vek::trace::TracerPtr tracer_;
     const ULONG tag_;

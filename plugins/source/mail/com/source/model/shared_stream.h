@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "mapi/mapi_functions.h"
+#include "mapi/mapi_interfaces.h"
+#include "vek/core/ref_ptr.h"
+
+namespace plugins::mail_processing {
+
+// A MAPI stream with several users, each of whom has a place of his own in it and finds the stream
+// there, wherever another has left it. What was changed and not committed is taken back with the
+// last of them, where the stream can do that.
+//
+// Only the thread that owns the message uses it. Operations raise helpers::HResultCodeException
+// when MAPI fails; a user's place is then as it was. Counts and places are in bytes.
+class SharedStream {
+public:
+    explicit SharedStream(vek::RefPtr<IStream> stream) noexcept : stream_(std::move(stream)) {}
+    ~SharedStream();
+    SharedStream(const SharedStream&) = delete;
+    SharedStream& operator=(const SharedStream&) = delete;
+
+    // Reads on until `bytes` is full or the stream is at its end, and gives the count.
+    std::size_t Read(std::uint64_t& place, std::span<std::byte> bytes);
+    std::size_t Write(std::uint64_t& place, std::span<const std::byte> bytes);
+    // `origin` is a STREAM_SEEK_... value.
+    void Seek(std::uint64_t& place, std::int64_t offset, DWORD origin);
+    std::uint64_t Size();
+    void SetSize(std::uint64_t size);
+    void Commit();
+
+    // The stream itself, at its start. Whoever changes it says so before, and when he has
+    // committed.
+    IStream& AtStart();
+    void MarkChanged() noexcept { changed_ = true; }
+    void MarkCommitted() noexcept { changed_ = false; }
+
+    // For a stream of compressed RTF: the plain RTF in it, with the flags of
+    // WrapCompressedRTFStream. Such a stream goes onwards only, so there is one at a time; raises
+    // vek::ResultCodeException kNotReady while another is used.
+    static std::shared_ptr<SharedStream> Uncompress(const std::shared_ptr<SharedStream>& compressed,
+                                                    const mapi::MapiFunctions& functions,
+                                                    ULONG flags);
+
+private:
+    void MoveTo(std::uint64_t place);
+
+    const vek::RefPtr<IStream> stream_;
+    std::optional<std::uint64_t> place_ = 0;  // where the stream stands, if that is known
+    bool changed_ = false;                    // since the last commit
+    std::shared_ptr<SharedStream> compressed_;
+    std::weak_ptr<SharedStream> plain_;
+};
+
+}  // namespace plugins::mail_processing
