@@ -45,8 +45,7 @@ public:
 }  // namespace bench
 
 namespace vek::remoting {
-VEK_REMOTE_INTERFACE(bench::IEcho, (Echo, method_attribute::kNone),
-                     (Fill, method_attribute::kNone))
+VEK_REMOTE_INTERFACE(bench::IEcho, (Echo, method_attribute::kNone), (Fill, method_attribute::kNone))
 }
 
 namespace bench {

@@ -11,7 +11,7 @@ TEST_F(ExchangeExtensionTest, StaysInSessionsAndWindowsOfItsBuildAlone) {
     const std::tuple<ULONG, ULONG, HRESULT> table[] = {
         {1, 0x000D0000, S_OK},    {2, 0x000DFFFF, S_FALSE},  {6, 0x000D0000, S_OK},
         {12, 0x000D0001, S_OK},   {13, 0x000D0000, S_FALSE}, {15, 0x000D0000, S_FALSE},
-        {1, 0x000E0000, S_FALSE},
+        {1, 0x000E0000, S_FALSE}, {0, 0x000D0000, S_FALSE},
     };
     const auto callback = Callback(entry_id_);
     const auto extension = vek::MakeObject<CExchClientExt>(tracer_);
@@ -19,6 +19,7 @@ TEST_F(ExchangeExtensionTest, StaysInSessionsAndWindowsOfItsBuildAlone) {
         host_->model()->client_build = version;
         EXPECT_EQ(extension->Install(callback.get(), context, 0), result) << context;
     }
+    EXPECT_EQ(tracer_->Count(" context: UNKNOWN"), 2u);
     Fail(ObjectCall::kExtVersion, E_ACCESSDENIED);
     EXPECT_EQ(extension->Install(callback.get(), 1, 0), E_ACCESSDENIED);
 }
