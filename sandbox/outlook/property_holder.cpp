@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "sandbox/outlook/property_bag.h"
+
 namespace sandbox::outlook {
 namespace {
 

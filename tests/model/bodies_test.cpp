@@ -37,6 +37,23 @@ TEST_F(BodiesTest, RichOnesAreReadFromTheStartEachTimeAndNotWrittenUnasked) {
     EXPECT_TRUE(vek::Failed(Write("x")));
 }
 
+TEST_F(BodiesTest, EachReaderHasHisOwnPlace) {
+    ASSERT_EQ(Open(kPlain), result::kOk);
+    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    EXPECT_EQ(Read(3), "pla");
+    auto other = std::move(stream_);
+    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    EXPECT_EQ(Read(5), "plain");
+    std::swap(stream_, other);
+    EXPECT_EQ(Read(4), "in t");
+    other.reset();
+
+    ASSERT_EQ(Open(kRich), result::kOk);
+    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    other = std::move(stream_);
+    EXPECT_EQ(OpenStream(kRead), result::kNotReady) << "plain RTF is read once at a time";
+}
+
 TEST_F(BodiesTest, AreSavedWithTheLastUserOfAWrittenStream) {
     ASSERT_EQ(Open(kPlain), result::kOk);
     ASSERT_EQ(OpenStream(kReadWrite), result::kOk);

@@ -19,13 +19,14 @@ using plugins::mail_processing::SeekOrigin;
 // What is wrong with a stream, as bits.
 enum Nature : unsigned { kDoesNotSeek = 1, kFailsNowAndThen = 2, kEndsEarly = 4, kReadOnly = 8 };
 
-// A stream over bytes that others may share.
+// A stream over bytes that others may share. Calls are taken one by one, as an owner thread does.
 class MemoryStream final : public vek::ObjectImpl<IDataStream> {
 public:
     explicit MemoryStream(std::shared_ptr<byte_vector> content, unsigned nature = 0)
         : content_(std::move(content)), nature_(nature) {}
 
     result_t Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept override {
+        const std::lock_guard guard(lock_);
         if (Fails()) return result::kNotReady;
         const auto left = std::span(*content_).subspan(std::min(position_, content_->size()));
         const std::size_t most = (nature_ & kEndsEarly) != 0 ? 700 : left.size();
@@ -35,6 +36,7 @@ public:
         return result::kOk;
     }
     result_t Write(std::span<const std::byte> data, std::uint32_t& written) noexcept override {
+        const std::lock_guard guard(lock_);
         if ((nature_ & kReadOnly) != 0) return result::kAccessDenied;
         if (Fails()) return result::kNotReady;
         content_->resize(std::max(position_ + data.size(), content_->size()));
@@ -45,6 +47,7 @@ public:
     }
     result_t Seek(std::int64_t offset, SeekOrigin origin,
                   std::uint64_t& position) noexcept override {
+        const std::lock_guard guard(lock_);
         if ((nature_ & kDoesNotSeek) != 0) {
             position = 0;
             return result::kOk;
@@ -57,21 +60,27 @@ public:
         return result::kOk;
     }
     result_t GetSize(std::uint64_t& size) noexcept override {
+        const std::lock_guard guard(lock_);
         size = content_->size();
         return result::kOk;
     }
     result_t SetSize(std::uint64_t size) noexcept override {
+        const std::lock_guard guard(lock_);
         if (Fails()) return result::kNotReady;
         content_->resize(static_cast<std::size_t>(size));
         return result::kOk;
     }
-    result_t Commit() noexcept override { return Fails() ? result::kNotReady : result::kOk; }
+    result_t Commit() noexcept override {
+        const std::lock_guard guard(lock_);
+        return Fails() ? result::kNotReady : result::kOk;
+    }
 
 private:
     bool Fails() noexcept { return (nature_ & kFailsNowAndThen) != 0 && ++calls_ % 5 == 0; }
 
     std::shared_ptr<byte_vector> content_;
     const unsigned nature_;
+    std::mutex lock_;
     unsigned calls_ = 0;
     std::size_t position_ = 0;
 };
@@ -144,7 +153,7 @@ TEST(DataStreamProxy, MakesOneRequestOfACallThatOneCanCarry) {
         const byte_vector content = Pattern(size);
         byte_vector read(size);
         std::uint32_t count = 0;
-        std::uint64_t position = 0;
+        std::uint64_t position;
         const auto requests = [&, before = pair.client->requests_sent()]() mutable {
             return pair.client->requests_sent() -
                    std::exchange(before, pair.client->requests_sent());
@@ -162,40 +171,9 @@ TEST(DataStreamProxy, MakesOneRequestOfACallThatOneCanCarry) {
     }
 }
 
-// The object's end takes calls one by one here, as an owner thread does.
-class LockedStream final : public vek::ObjectImpl<IDataStream> {
-public:
-    result_t Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept override {
-        const std::lock_guard guard(lock_);
-        return stream_->Read(buffer, read);
-    }
-    result_t Write(std::span<const std::byte> data, std::uint32_t& written) noexcept override {
-        const std::lock_guard guard(lock_);
-        return stream_->Write(data, written);
-    }
-    result_t Seek(std::int64_t offset, SeekOrigin origin,
-                  std::uint64_t& position) noexcept override {
-        const std::lock_guard guard(lock_);
-        return stream_->Seek(offset, origin, position);
-    }
-    result_t GetSize(std::uint64_t& size) noexcept override {
-        const std::lock_guard guard(lock_);
-        return stream_->GetSize(size);
-    }
-    result_t SetSize(std::uint64_t size) noexcept override {
-        const std::lock_guard guard(lock_);
-        return stream_->SetSize(size);
-    }
-    result_t Commit() noexcept override { return result::kOk; }
-
-private:
-    std::mutex lock_;
-    const RefPtr<IDataStream> stream_ = RefPtr<IDataStream>(
-        vek::MakeObject<MemoryStream>(std::make_shared<byte_vector>(Pattern(25000))));
-};
-
 TEST(DataStreamProxy, IsCalledByManyThreads) {
-    Pair pair(RefPtr<vek::IObject>(vek::MakeObject<LockedStream>()));
+    Pair pair(RefPtr<vek::IObject>(
+        vek::MakeObject<MemoryStream>(std::make_shared<byte_vector>(Pattern(25000)))));
     const auto stream = pair.Service<IDataStream>();
     std::vector<std::thread> threads;
     for (unsigned seed = 0; seed < 3; ++seed) {
@@ -205,8 +183,6 @@ TEST(DataStreamProxy, IsCalledByManyThreads) {
         });
     }
     for (auto& thread : threads) thread.join();
-    std::uint64_t size = 0;
-    EXPECT_EQ(stream->GetSize(size), result::kOk);
 }
 
 }  // namespace
