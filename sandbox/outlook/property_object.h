@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "sandbox/outlook/com_object.h"
+#include "sandbox/outlook/property_bag.h"
 #include "sandbox/outlook/property_holder.h"
 #include "sandbox/outlook/property_stream.h"
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/owner_thread.h"
+#include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/core/throw.h"
 
