@@ -57,16 +57,14 @@ inline constexpr StoreTraits kStrictStore1{.name = "strict-1",
                                            .guards_attachments = true,
                                            .longest_column = 255};
 
-inline constexpr StoreTraits kStrictStore2{.name = "strict-2",
-                                           .second_stream = StoreTraits::SecondStream::kFirstAgain,
-                                           .guards_streams = true,
-                                           .rtf_in_sequence = true,
-                                           .writes_through = true,
-                                           .reverts = true,
-                                           .streams_restart_only = true,
-                                           .large_value = 16384,
-                                           .guards_attachments = true,
-                                           .longest_column = 255};
+inline constexpr StoreTraits kStrictStore2 = [] {
+    StoreTraits traits = kStrictStore1;
+    traits.name = "strict-2";
+    traits.second_stream = StoreTraits::SecondStream::kFirstAgain;
+    traits.reverts = true;
+    traits.large_value = 16384;
+    return traits;
+}();
 
 inline constexpr std::array kStores{&kPlainStore, &kUsualStore, &kStrictStore1, &kStrictStore2};
 

@@ -154,11 +154,10 @@ TEST(DataStreamProxy, MakesOneRequestOfACallThatOneCanCarry) {
         byte_vector read(size);
         std::uint32_t count = 0;
         std::uint64_t position;
-        const auto requests = [&, before = pair.client->requests_sent()]() mutable {
+        auto made = [&, before = pair.client->requests_sent()]() mutable {
             return pair.client->requests_sent() -
                    std::exchange(before, pair.client->requests_sent());
         };
-        auto made = requests;
         EXPECT_EQ(stream->Write(content, count), result::kOk);
         EXPECT_EQ(count, size);
         EXPECT_EQ(made(), size > Proxy::kMaxWritten ? 2u : 1u);

@@ -105,17 +105,18 @@ std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::s
     }
 }
 
-void Replace(IStream& target, IStream& content, std::uint64_t size) {
+void Replace(SharedStream& target, IStream& content, std::uint64_t size) {
+    IStream& stream = target.AtStart();
     mapi::Seek(content, 0, STREAM_SEEK_SET);
     // A shorter body must not keep the end of the old one, and other sizes need not be taken.
-    mapi::SetSize(target, 0);
+    target.SetSize(0);
     ULARGE_INTEGER wanted{};
     wanted.QuadPart = size;
     ULARGE_INTEGER read{};
     ULARGE_INTEGER written{};
-    helpers::CheckHResult(content.CopyTo(&target, wanted, &read, &written));
+    helpers::CheckHResult(content.CopyTo(&stream, wanted, &read, &written));
     vek::Check(written.QuadPart == size);
-    helpers::CheckHResult(target.Commit(STGC_DEFAULT));
+    target.Commit();
 }
 
 }  // namespace
@@ -136,10 +137,7 @@ void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, UL
     }
     const auto target = message.GetStreamProperty(tag, access_mode::kRead | access_mode::kWrite, 0);
     try {
-        IStream& stream = target->AtStart();
-        target->MarkChanged();
-        Replace(stream, *content, size);
-        target->MarkCommitted();
+        Replace(*target, *content, size);
     } catch (...) {
         // Most streams cannot revert. A later user would commit the half written bytes with his
         // own if the accessor gave him this stream again.

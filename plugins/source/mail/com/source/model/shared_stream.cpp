@@ -66,9 +66,9 @@ void SharedStream::SetSize(std::uint64_t size) {
 
 void SharedStream::Commit() {
     // A commit that fails may leave a mixture of the old and the new bytes.
-    if (compressed_) compressed_->MarkChanged();
+    if (compressed_) compressed_->changed_ = true;
     helpers::CheckHResult(stream_->Commit(STGC_DEFAULT));
-    if (compressed_) compressed_->MarkCommitted();
+    if (compressed_) compressed_->changed_ = false;
     changed_ = false;
 }
 

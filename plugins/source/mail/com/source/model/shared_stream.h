@@ -33,11 +33,9 @@ public:
     void SetSize(std::uint64_t size);
     void Commit();
 
-    // The stream itself, at its start. Whoever changes it says so before, and when he has
-    // committed.
+    // The stream itself, at its start. Whoever writes to it sets its size here before and commits
+    // here after.
     IStream& AtStart();
-    void MarkChanged() noexcept { changed_ = true; }
-    void MarkCommitted() noexcept { changed_ = false; }
 
     // For a stream of compressed RTF: the plain RTF in it, with the flags of
     // WrapCompressedRTFStream. Such a stream goes onwards only, so there is one at a time; raises
