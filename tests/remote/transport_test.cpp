@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -49,6 +50,31 @@ TEST(Transport, ServesCallsWithinCallsAndRefusesEndlessOnes) {
     EXPECT_EQ(Ask(*both.server, "39"), "bottom");
     EXPECT_EQ(Ask(*both.client, "100000"), "failed");
     EXPECT_EQ(Ask(*both.client, "1"), "bottom");
+}
+
+// A listener's side that calls its peer the moment that it has it.
+TEST(Transport, CallsAPeerAsSoonAsItIsTakenIn) {
+    struct Caller final : vek::trace::Tracer {
+        bool IsEnabled(vek::trace::level_t) const noexcept override { return true; }
+        void Write(vek::trace::level_t, std::string_view line) noexcept override {
+            if (!line.ends_with("has connected")) return;
+            asking = std::jthread([this] { answer.set_value(Ask(*peer, "there")); });
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        std::shared_ptr<remote::Transport> peer;
+        std::promise<std::string> answer;
+        std::jthread asking;
+    };
+    const auto caller = std::make_shared<Caller>();
+    const auto handler = std::make_shared<TextHandler>(Echo);
+    const remote::Endpoint endpoint = NewEndpoint();
+    std::unique_ptr<remote::Listener> listener;
+    std::shared_ptr<remote::Transport> client;
+    ASSERT_EQ(remote::Listen(endpoint, tests::Keep(caller->peer, handler), {caller, {}}, listener),
+              result::kOk);
+    EXPECT_EQ(remote::ConnectTransport(endpoint, handler, {}, client), result::kOk);
+    EXPECT_EQ(caller->answer.get_future().get(), "there");
+    caller->peer.reset();
 }
 
 TEST(Transport, EndsTheCallsThatWaitWhenItIsClosed) {

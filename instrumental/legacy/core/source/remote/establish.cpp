@@ -46,10 +46,11 @@ vek::result_t Listen(const Endpoint& endpoint, AcceptPeer accept, const Transpor
 }
 
 vek::result_t AdmitPeer(const std::shared_ptr<PeerTransport>& transport, const AcceptPeer& accept,
-                        const TransportConfig& config) {
+                        const TransportConfig& config, vek::FunctionRef<void()> welcome) {
     const std::uint32_t process_id = transport->peer_process_id();
     const std::shared_ptr<RequestHandler> handler = accept(transport);
     if (!handler) return RefusePeer(process_id, "it is not accepted", config);
+    welcome();
     if (!transport->Open(handler)) return result::kNotReady;
     trace::Write(config.tracer, trace::level::kRemoting, "rmt\tProcess ", process_id,
                  " has connected");

@@ -49,9 +49,10 @@ vek::result_t ListenForPeers(const Endpoint& endpoint, std::shared_ptr<AcceptGat
                              std::unique_ptr<Listener>& listener);
 
 // Offers a peer that has connected to the listener's user and opens its connection: kAccessDenied
-// when the user does not want it, kNotReady when it has been closed meanwhile.
+// when the user does not want it, kNotReady when it has been closed meanwhile. `welcome` tells the
+// peer that it is wanted, before the opening: from then on this side's calls may reach it.
 vek::result_t AdmitPeer(const std::shared_ptr<PeerTransport>& transport, const AcceptPeer& accept,
-                        const TransportConfig& config);
+                        const TransportConfig& config, vek::FunctionRef<void()> welcome);
 
 // Traces that a process is not taken in; gives kAccessDenied.
 vek::result_t RefusePeer(std::uint32_t process_id, std::string_view why,

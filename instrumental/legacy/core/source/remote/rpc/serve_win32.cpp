@@ -63,7 +63,8 @@ vek::result_t TakeIn(const Caller& caller, const AcceptPeer& accept, const Trans
     const auto connection = RpcConnection::Create(config);
     connection->SetPeer(std::move(binding), caller.token, caller.process_id);
     const auto transport = std::make_shared<PeerTransport>(connection);
-    const vek::result_t admitted = AdmitPeer(transport, accept, config);
+    // The caller learns it by this call's return, and serves nobody before.
+    const vek::result_t admitted = AdmitPeer(transport, accept, config, [] {});
     if (vek::Failed(admitted)) {
         connection->Lose("it is not accepted");
     } else {

@@ -73,10 +73,12 @@ std::shared_ptr<SocketConnection> TakeIn(Descriptor control, const AcceptPeer& a
     }
     auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);
     const auto transport = std::make_shared<PeerTransport>(connection);
-    const vek::result_t admitted = AdmitPeer(transport, accept, config);
+    const vek::result_t admitted = AdmitPeer(transport, accept, config, [socket] {
+        SendVerdict(socket, FrameKind::kWelcome, result::kOk);
+    });
+    if (vek::Succeeded(admitted)) return connection;
     // One that has been closed meanwhile sees that its socket is.
     if (admitted != result::kNotReady) SendVerdict(socket, FrameKind::kWelcome, admitted);
-    if (vek::Succeeded(admitted)) return connection;
     connection->Lose("it is not accepted");
     return nullptr;
 }
