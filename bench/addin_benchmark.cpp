@@ -35,7 +35,7 @@ void Cache(benchmark::State& state) {
     const auto ids = EntryIds(static_cast<std::size_t>(state.range(0)));
     RecentlyCheckedCache cache(vek::platform::TheClock());
     std::size_t next = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         benchmark::DoNotOptimize(cache.Contains(ids[next]));
         cache.Add(ids[next]);
         if (++next == ids.size()) next = 0;
@@ -48,7 +48,7 @@ void BareTable(benchmark::State& state) {
     const auto ids = EntryIds(static_cast<std::size_t>(state.range(0)));
     std::unordered_map<std::u16string, vek::platform::filetime_t> table;
     std::size_t next = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         benchmark::DoNotOptimize(table.find(ids[next]));
         table.insert_or_assign(ids[next], clock.UtcNow());
         if (table.size() > RecentlyCheckedCache::kCapacity) {

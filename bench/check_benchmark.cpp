@@ -25,7 +25,7 @@ constexpr int kCallbacks = 1000;
 void BareHandOver(benchmark::State& state) {
     const bench::OneProcessor pinned;
     auto& system = vek::platform::TheSystem();
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         const auto request = system.NewEvent(EventKind::kAutoReset);
         const auto reply = system.NewEvent(EventKind::kAutoReset);
         const auto thread = system.StartThread([&] {
@@ -70,7 +70,7 @@ void Check(benchmark::State& state, int callbacks) {
     const auto processor = mail_processing::MessageProcessor::Create(
         nullptr, functions, mapi.OpenSession().get(),
         {vek::platform::TheSystem(), vek::platform::TheClock(), services, nullptr});
-    for (auto _ : state)
+    for ([[maybe_unused]] const auto _ : state)
         processor->ProcessMessage(message.get(), mail_processing::kIncoming,
                                   mail_processing::kForeground);
 }

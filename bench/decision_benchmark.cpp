@@ -50,7 +50,7 @@ struct Product {
 void LockAndBranch(benchmark::State& state) {
     vek::platform::RecursiveLock lock;
     bool enabled = true;
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         benchmark::DoNotOptimize(enabled);
         const std::lock_guard guard(lock);
         if (!enabled) state.SkipWithError("disabled");
@@ -61,7 +61,7 @@ BENCHMARK(LockAndBranch);
 void Decide(benchmark::State& state) {
     Product product;
     mail_processing::ProductSettingsProvider provider(product.services, product.clock, nullptr);
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         if (!provider.IsNeedScan(mail_processing::mail_event::kRead)) {
             state.SkipWithError("no check");
         }
@@ -84,7 +84,7 @@ void Fill(benchmark::State& state, const Make& make) {
     using Time = std::chrono::steady_clock;
     std::vector<std::u16string> ids;
     for (std::uint32_t i = 0; i < state.range(0); ++i) ids.push_back(EntryId(i));
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         const auto queue = make();
         const auto start = Time::now();
         for (const std::u16string& id : ids) queue->Append(id);

@@ -59,7 +59,7 @@ void CopyBodies(benchmark::State& state) {
     const auto size = static_cast<std::size_t>(state.range(0));
     const std::vector<std::string> bodies(2 * static_cast<std::size_t>(state.range(1)),
                                           std::string(size, 'x'));
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         std::vector<std::string> copies;
         copies.reserve(bodies.size());
         state.SetIterationTime(SecondsOf([&] {
@@ -75,7 +75,7 @@ void AppendNotice(benchmark::State& state) {
     const auto size = static_cast<std::size_t>(state.range(0));
     std::vector<outlook::MessageRecord> records;
     for (std::int64_t i = 0; i < state.range(1); ++i) records.push_back(WithBodies(size));
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         Mailbox mailbox;
         std::vector<vek::RefPtr<MailMessageImpl>> mails;
         for (const auto& record : records) {
@@ -144,7 +144,7 @@ outlook::MessageRecord WithManyAttachments() {
 void OneDigest(benchmark::State& state) {
     // Entry id, PR_HASATTACH, and the size of each attachment.
     const std::vector<std::byte> facts(kEntryIdSize + 2 + 4 * kAttachments);
-    for (auto _ : state) benchmark::DoNotOptimize(Md5(facts));
+    for ([[maybe_unused]] const auto _ : state) benchmark::DoNotOptimize(Md5(facts));
 }
 BENCHMARK(OneDigest)->Unit(benchmark::kMicrosecond);
 
@@ -152,7 +152,7 @@ void MessageHash(benchmark::State& state) {
     Mailbox mailbox(WithManyAttachments());
     const auto mail = mailbox.Open();
     std::uint64_t hash = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         if (vek::Failed(mail->GetMessageHash(hash))) state.SkipWithError("there is no hash");
         benchmark::DoNotOptimize(hash);
     }

@@ -83,7 +83,7 @@ std::size_t ReadAll(IDataStream& stream, std::span<std::byte> buffer) {
 template <class Stream>
 void Measure(benchmark::State& state, Stream* stream) {
     std::vector<std::byte> buffer(kReadSize);
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         if (stream == nullptr || ReadAll(*stream, buffer) != kAttachmentSize) {
             state.SkipWithError("the attachment was not read");
             return;
@@ -140,7 +140,7 @@ void ReadStoreStreamHandedOver(benchmark::State& state) {
     constexpr std::size_t kReads = kAttachmentSize / kReadSize;
     std::atomic<bool> ended = false;
     const auto scanner = system.StartThread([&] {
-        for (auto _ : state) {
+        for ([[maybe_unused]] const auto _ : state) {
             for (std::size_t i = 0; i < kReads; ++i) {
                 request->Set();
                 system.WaitAny(answered, platform::kInfinite);

@@ -111,7 +111,7 @@ void OpenedMessage(benchmark::State& state) {
     mailbox.OpenAll();
     std::size_t rounds = 1;
     seconds_t cost{};
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         cost = mailbox.OpenAll() / kMessages - alone;
         state.SetIterationTime(std::max(cost.count(), 1e-9));
         ++rounds;

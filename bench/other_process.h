@@ -192,7 +192,7 @@ void MeasureInTurns(benchmark::State& state, const OtherProcess& other, Operatio
         return seconds[kBatches / 2];
     };
     double floor_seconds = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         for (int i = 0; i < kBatches; ++i) {
             operations[static_cast<std::size_t>(i)] = time(operation);
             floors[static_cast<std::size_t>(i)] = time(floor);

@@ -44,12 +44,12 @@ PacketBuffer Build(bytes_t call_data) {
 
 void PlainCopy(benchmark::State& state) {
     const auto data = CallData(state);
-    for (auto _ : state) benchmark::DoNotOptimize(Copy(data).data());
+    for ([[maybe_unused]] const auto _ : state) benchmark::DoNotOptimize(Copy(data).data());
 }
 
 void BuildPacket(benchmark::State& state) {
     const auto data = CallData(state);
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         if (!Build(data)) return state.SkipWithError("the packet was not built");
     }
 }
@@ -57,7 +57,7 @@ void BuildPacket(benchmark::State& state) {
 void ParsePacket(benchmark::State& state) {
     const auto data = CallData(state);
     const PacketBuffer packet = Build(data);
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         RpcProtocolProcessorIn in;
         if (vek::Failed(in.ParsePacket(packet.span())) || in.GetCallData().size() != data.size()) {
             return state.SkipWithError("the packet was not parsed");
@@ -71,7 +71,7 @@ void ParsePacket(benchmark::State& state) {
 void ParsePacketInPlace(benchmark::State& state) {
     const auto data = CallData(state);
     const PacketBuffer packet = Build(data);
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         RpcProtocolProcessorIn in;
         if (vek::Failed(in.ParsePacket(Copy(packet.span()))) ||
             in.GetCallData().size() != data.size()) {

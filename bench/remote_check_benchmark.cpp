@@ -22,10 +22,10 @@ namespace {
 using namespace plugins::mail_processing;
 namespace outlook = sandbox::outlook;
 
-constexpr std::uint32_t kAttachments = 10;
+constexpr std::size_t kAttachments = 10;
 constexpr std::uint32_t kAttachmentSize = 1u << 20;
 constexpr std::uint32_t kReadSize = 64u << 10;
-constexpr std::uint32_t kFullReads = kAttachments * (kAttachmentSize / kReadSize);
+constexpr std::size_t kFullReads = kAttachments * (kAttachmentSize / kReadSize);
 
 // The size of a request, or of a reply without content.
 constexpr std::uint32_t kSmall = 64;

@@ -86,7 +86,7 @@ private:
     [[noreturn]] void Serve(int ready) {
         std::shared_ptr<remote::Transport> transport;
         std::unique_ptr<remote::Listener> listener;
-        const auto handler = std::make_shared<bench::EchoHandler>();
+        auto handler = std::make_shared<bench::EchoHandler>();
         const auto accept = [&](std::shared_ptr<remote::Transport> made) {
             transport = std::move(made);
             return handler;
@@ -118,7 +118,7 @@ Peer peer;
 template <class Round>
 void Measure(benchmark::State& state, Round round) {
     const int rounds = state.range(0) == 2 ? 10 : 200;
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         const double begin = peer.Seconds();
         for (int i = 0; i < rounds; ++i) {
             if (!round()) state.SkipWithError("a round failed");

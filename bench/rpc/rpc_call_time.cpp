@@ -41,7 +41,7 @@ remote::Endpoint EndpointOf(unsigned long parent, std::uint32_t which) {
 int Serve(unsigned long parent) {
     std::shared_ptr<remote::Transport> transport;
     std::unique_ptr<remote::Listener> listener;
-    const auto handler = std::make_shared<bench::EchoHandler>();
+    auto handler = std::make_shared<bench::EchoHandler>();
     const auto accept = [&](std::shared_ptr<remote::Transport> made) {
         transport = std::move(made);
         return handler;

@@ -59,7 +59,7 @@ bool IsAlive(const RunningProduct& product) {
     return ProcessStart(product.process_id) == product.started;
 }
 
-RunFolder::RunFolder(std::filesystem::path folder)
+RunFolder::RunFolder(const std::filesystem::path& folder)
     : running_(folder / "running.json"), stop_(folder / "stop.json") {}
 
 std::optional<RunningProduct> RunFolder::Running() const {

@@ -26,7 +26,7 @@ struct RunningProduct {
 // use one.
 class RunFolder {
 public:
-    explicit RunFolder(std::filesystem::path folder);
+    explicit RunFolder(const std::filesystem::path& folder);
 
     // Gives the process that runs now, or nothing. The file of a process that ended without
     // removing it does not count. Raises std::exception for a malformed file.

@@ -41,6 +41,7 @@ std::unique_ptr<ChildProcess> StartProgram(const std::filesystem::path& program,
     std::vector<std::string> texts = arguments;
     texts.insert(texts.begin(), program.string());
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) pointers.push_back(text.data());
     pointers.push_back(nullptr);
     pid_t id = 0;

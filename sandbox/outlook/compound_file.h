@@ -13,7 +13,8 @@
 namespace sandbox::outlook {
 
 // Opens `content` as a storage for reading. The content itself stays as it is.
-HRESULT OpenStorage(std::shared_ptr<Runtime> runtime, const StorageNode& content, IStorage** out);
+HRESULT OpenStorage(const std::shared_ptr<Runtime>& runtime, const StorageNode& content,
+                    IStorage** out);
 
 // Reads the content of a compound file. Raises std::runtime_error for other bytes.
 std::shared_ptr<StorageNode> ReadCompoundFile(std::string_view bytes);

@@ -11,8 +11,9 @@ plugins::mapi::OleFunctions EntryPoints::Ole() {
     return {&CreateStream, &CreateLockBytes, &CreateDocfile};
 }
 
-HRESULT OpenStorage(std::shared_ptr<Runtime> runtime, const StorageNode& content, IStorage** out) {
-    return GiveTo(out, vek::MakeObject<MemoryStorage>(std::move(runtime), CopyNodes(content),
+HRESULT OpenStorage(const std::shared_ptr<Runtime>& runtime, const StorageNode& content,
+                    IStorage** out) {
+    return GiveTo(out, vek::MakeObject<MemoryStorage>(runtime, CopyNodes(content),
                                                       MemoryStorage::Mode::kReading));
 }
 

@@ -23,7 +23,7 @@ HRESULT OpenOnBytes(ILockBytes& bytes, IStorage** out) {
 
 plugins::mapi::OleFunctions EntryPoints::Ole() { return mapi::SystemOleFunctions(); }
 
-HRESULT OpenStorage(std::shared_ptr<Runtime>, const StorageNode& content, IStorage** out) {
+HRESULT OpenStorage(const std::shared_ptr<Runtime>&, const StorageNode& content, IStorage** out) {
     const mapi::OleFunctions ole = mapi::SystemOleFunctions();
     const vek::RefPtr<ILockBytes> bytes = mapi::NewMemoryLockBytes(ole);
     vek::RefPtr<IStorage> file = mapi::NewCompoundFile(ole, *bytes);

@@ -1,5 +1,6 @@
 #include "sandbox/outlook/mapi_values.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -15,8 +16,7 @@ template <class Char>
 Char* GiveText(MapiMemory& memory, void* first, std::basic_string_view<Char> text) {
     auto* const given =
         static_cast<Char*>(memory.AllocateMore((text.size() + 1) * sizeof(Char), first));
-    std::memcpy(given, text.data(), text.size() * sizeof(Char));
-    given[text.size()] = 0;
+    *std::copy(text.begin(), text.end(), given) = 0;
     return given;
 }
 

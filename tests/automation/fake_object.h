@@ -21,6 +21,7 @@ template <class T>
 OwnedVariant Typed(VARTYPE type, T value) {
     OwnedVariant variant;
     variant.address()->vt = type;
+    // Of a pointer, the pointer. NOLINTNEXTLINE(bugprone-sizeof-expression)
     std::memcpy(&variant.address()->llVal, &value, sizeof(value));
     return variant;
 }

@@ -32,7 +32,7 @@ void LoadAndCall(const char* name, DWORD host_mode, std::size_t ordinals, std::s
     const tests::ScratchRegistry registry;
     const wchar_t* const outlook = L"Software\\Clients\\Mail\\Microsoft Outlook";
     registry.Set(outlook, L"MSIComponentID", L"{mapi}");
-    registry.Set(outlook, L"MSIOfficeLCID", std::wstring_view(L"1033\0", 6), REG_MULTI_SZ);
+    registry.Set(outlook, L"MSIOfficeLCID", std::wstring_view(L"1033\0\0", 6), REG_MULTI_SZ);
     registry.Set(L"Software\\Sandbox MAPI components", L"{mapi}/1033", library.native());
     registry.Set(L"SOFTWARE\\Clients\\Mail", nullptr, L"Other");
 

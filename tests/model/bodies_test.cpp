@@ -202,8 +202,9 @@ TEST_F(NoticeTest, GoesInOnceNearTheEndOfBodiesOfAnySize) {
         std::uint32_t outcome = 0;
         for (int i = 0; i < 2; ++i) EXPECT_EQ(mail_->AppendNotice(notice, outcome), result::kOk);
         Close();
-        EXPECT_TRUE(Saved(tag::kBodyA) == body + kRule + notice) << size;
-        EXPECT_TRUE(Saved(tag::kBodyHtmlA) == html + inserted + tail) << size;
+        EXPECT_TRUE(Saved(tag::kBodyA) == std::string(body).append(kRule).append(notice)) << size;
+        EXPECT_TRUE(Saved(tag::kBodyHtmlA) == std::string(html).append(inserted).append(tail))
+            << size;
     }
 }
 

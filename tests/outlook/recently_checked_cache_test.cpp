@@ -47,7 +47,7 @@ TEST(MessageAgeTest, IsRoundedToTheNearestSecond) {
     for (const auto& [age, seconds] : table)
         EXPECT_EQ(AgeInSeconds(kNow - age / kDay, kNow), seconds) << age;
     tests::FakeClock clock;
-    clock.utc = vek::platform::kUnixEpoch + 36 * 3600 * kSecond + kSecond / 2;
+    clock.utc = vek::platform::kUnixEpoch + 129'600 * kSecond + kSecond / 2;
     clock.offset_minutes = -12 * 60;
     EXPECT_EQ(LocalOleDate(clock), 25'570.0) << "2 January 1970, 00:00:00";
 }

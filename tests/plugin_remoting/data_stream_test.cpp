@@ -120,7 +120,7 @@ std::tuple<result_t, std::uint64_t, byte_vector> Do(IDataStream& stream, std::mt
 
 TEST(DataStreamProxy, AnswersAsTheStreamItself) {
     const char* const wanted = std::getenv("MLXO_STEPS");
-    const long steps = wanted != nullptr ? std::atol(wanted) : 16000;
+    const long steps = wanted != nullptr ? std::strtol(wanted, nullptr, 10) : 16000;
     for (unsigned nature = 0; nature < 16; ++nature) {
         const auto distant = std::make_shared<byte_vector>(Pattern(25000));
         const auto own = std::make_shared<byte_vector>(*distant);

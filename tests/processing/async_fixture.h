@@ -111,7 +111,7 @@ struct AsyncProduct {
     RecordingObserver observer;
 
     plugins::mail_processing::AsyncEnvironment Environment(
-        std::shared_ptr<const plugins::mapi::MapiFunctions> functions,
+        const std::shared_ptr<const plugins::mapi::MapiFunctions>& functions,
         vek::platform::System& system, const vek::trace::TracerPtr& tracer, int stop_ms) {
         using namespace plugins::mail_processing;
         return {.functions = functions,

@@ -3,6 +3,7 @@
 #include "tests/support/faulty_system.h"
 
 // A check whose owner was ended by force leaves memory and a worker thread behind for good.
+// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizers name these.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:async_termination_test.cpp\nleak:plugins::mail_processing::AsyncWork::Run\n";
@@ -11,6 +12,7 @@ extern "C" const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {
     return "thread:plugins::mail_processing::AsyncWork::Process\n";
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace plugins::mail_processing {
 namespace {

@@ -68,7 +68,8 @@ TEST(PacketRead, TakesWhatItKnowsAndRefusesMalformedPackets) {
         // Would do in 32 bits.
         {"eced3003 0300 0c00 e2830f3e 00000000 00000000", "", result::kInvalidSignature},
         // More handles than a block of a size of its own holds, though the bytes are there.
-        {"eced3003 0300 ffff 0e3e0000", "", result::kInvalidSignature, 4 * (15886 + 497)},
+        {"eced3003 0300 ffff 0e3e0000", "", result::kInvalidSignature,
+         std::size_t{4} * (15886 + 497)},
     };
     for (const bool in_place : {false, true}) {
         RpcProtocolProcessorIn processor;  // nothing of one packet is there in the next

@@ -129,7 +129,7 @@ TEST(Transport, SaysWhyThereIsNoReply) {
 }
 
 TEST(Transport, ConnectsToNobodyButAPeerThatTakesItIn) {
-    const auto handler = std::make_shared<TextHandler>(Echo);
+    auto handler = std::make_shared<TextHandler>(Echo);
     const remote::Endpoint endpoint = NewEndpoint();
     std::shared_ptr<remote::Transport> client;
     const auto connect = [&](const remote::TransportConfig& config = {}) {
@@ -178,7 +178,7 @@ TEST(Transport, NoticesThatThePeerIsKilled) {
     for (int way = 0; way < 4; ++way) {
         const bool listens = way % 2 != 0, in_call = way / 2 != 0;
         const remote::Endpoint endpoint = NewEndpoint();
-        const auto handler = std::make_shared<TextHandler>(Echo);
+        auto handler = std::make_shared<TextHandler>(Echo);
         std::shared_ptr<remote::Transport> transport;
         std::unique_ptr<remote::Listener> listener;
         std::atomic<bool> connected{false};

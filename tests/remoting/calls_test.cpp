@@ -280,7 +280,7 @@ TEST_F(Calls, MalformedRepliesFailTheCall) {
         {result::kInvalidSize, 13, ""},
         {result::kBufferTooSmall, 14, ""},
         {result::kBufferTooSmall, 1, ""},
-        {result::kInvalidSize, 0, std::string_view("", 1)},
+        {result::kInvalidSize, 0, std::string_view("\0", 1)},
         {result::kInvalidArgument, 1, "\1"}};
     for (const auto& [code, cut, end] : cases) {
         pair.client_wire->tamper_reply = [&, cut = cut, end = end](byte_vector& packet) {

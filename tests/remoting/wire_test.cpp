@@ -122,7 +122,7 @@ std::vector<Message> DocumentedCheck() {
     for (auto& [way, bytes] : messages) {
         if (bytes.starts_with(".")) bytes += ".*";  // a part of a message alone
     }
-    if (!messages.empty()) messages[0].second.erase(0, 8 * 3);  // the head of its frame
+    if (!messages.empty()) messages[0].second.erase(0, 24);  // the head of its frame
     return messages;
 }
 

@@ -49,7 +49,8 @@ TEST_F(FileChannelTest, BeginsWithAHeaderAndEndsWithAFooter) {
         const auto channel = NewChannel();
         channel->Append("line\r\n");
         expected += "OXW TRACE FILE\t Tracer version: 1.2.3.4  UTC time: 2024-03-05 21:07:09";
-        expected += "  Local time: " + local + " (UTC" + zone + ")  PID: " + process.str();
+        expected.append("  Local time: ").append(local).append(" (UTC").append(zone);
+        expected.append(")  PID: ").append(process.str());
         EXPECT_EQ(Text(), expected += "line\r\n");  // nothing waits for the file to be closed
         expected += "End of trace file, local time: " + local + "\r\n";
     }

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "vek/core/never_destroyed.h"
+
 namespace vek::platform {
 namespace {
 
@@ -31,8 +33,8 @@ public:
 
 Clock& TheClock() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
-    static auto& clock = *new SystemClock;
-    return clock;
+    static NeverDestroyed<SystemClock> clock;
+    return *clock;
 }
 
 }  // namespace vek::platform

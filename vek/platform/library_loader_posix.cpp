@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/platform/unique_resource.h"
 
 namespace vek::platform {
@@ -50,8 +51,8 @@ public:
 
 LibraryLoader& TheLibraryLoader() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
-    static auto& loader = *new SystemLibraryLoader;
-    return loader;
+    static NeverDestroyed<SystemLibraryLoader> loader;
+    return *loader;
 }
 
 }  // namespace vek::platform

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/platform/unique_resource.h"
 #include "vek/platform/wide_win32.h"
 
@@ -51,8 +52,8 @@ public:
 
 LibraryLoader& TheLibraryLoader() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
-    static auto& loader = *new SystemLibraryLoader;
-    return loader;
+    static NeverDestroyed<SystemLibraryLoader> loader;
+    return *loader;
 }
 
 }  // namespace vek::platform

@@ -1,5 +1,7 @@
 #include "vek/platform/registry.h"
 
+#include "vek/core/never_destroyed.h"
+
 namespace vek::platform {
 namespace {
 
@@ -22,8 +24,8 @@ public:
 
 Registry& TheRegistry() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
-    static auto& registry = *new NoRegistry;
-    return registry;
+    static NeverDestroyed<NoRegistry> registry;
+    return *registry;
 }
 
 }  // namespace vek::platform

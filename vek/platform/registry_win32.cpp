@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/platform/unique_resource.h"
 #include "vek/platform/wide_win32.h"
 
@@ -96,8 +97,8 @@ public:
 
 Registry& TheRegistry() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
-    static auto& registry = *new SystemRegistry;
-    return registry;
+    static NeverDestroyed<SystemRegistry> registry;
+    return *registry;
 }
 
 }  // namespace vek::platform

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/platform/native.h"
 
 namespace vek::platform {
@@ -29,8 +30,8 @@ public:
 
 System& TheSystem() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
-    static auto& system = *new OperatingSystem;
-    return system;
+    static NeverDestroyed<OperatingSystem> system;
+    return *system;
 }
 
 }  // namespace vek::platform

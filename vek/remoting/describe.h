@@ -68,14 +68,17 @@ using LayersAfter = Layered<Layers...>;
 template <class I>
 using Proxy = typename RemoteInterface<I>::Layers::template Over<ProxyBase<I>, 0>::type;
 
+template <class I, class P>
+void NewProxy(std::shared_ptr<RemoteObject> object, void** proxy) {
+    *proxy = static_cast<I*>(new P(std::move(object)));
+}
+
 // `P` is the proxy's class, for an interface whose proxy does more.
 template <class I, class P = Proxy<I>>
 const ProxyStubFactory* FactoryOf() noexcept {
-    static constexpr ProxyStubFactory kFactory{
-        I::kInterfaceId, RemoteInterface<I>::kName, ProxyStubFactory::kModernVersion,
-        RemoteInterface<I>::kMethods, [](std::shared_ptr<RemoteObject> object, void** proxy) {
-            *proxy = static_cast<I*>(new P(std::move(object)));
-        }};
+    static constexpr ProxyStubFactory kFactory{I::kInterfaceId, RemoteInterface<I>::kName,
+                                               ProxyStubFactory::kModernVersion,
+                                               RemoteInterface<I>::kMethods, &NewProxy<I, P>};
     return &kFactory;
 }
 

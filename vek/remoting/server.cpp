@@ -70,6 +70,7 @@ struct Server::State : std::enable_shared_from_this<State> {
 result_t Server::Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept {
     return AtBorder([&] {
         auto state = std::make_shared<State>(std::move(config));
+        // The border catches it. NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
         std::unique_ptr<Server> made(new Server(state));
         const result_t result = remote::Listen(
             state->config.endpoint,

@@ -170,7 +170,7 @@ void Player::Open(const ScenarioEvent& event) {
     ScenarioMessage* const message = mailbox_.ToOpen(event.name, event.number);
     if (message == nullptr) throw std::runtime_error("no such mail was delivered");
     message->open = message->opened = true;
-    const std::string entry_id = message->entry_id;
+    std::string entry_id = message->entry_id;
     OnOutlook(Label("open", *message), [&] {
         if (!host_->Open(entry_id)) throw std::runtime_error("it is not in the store any more");
         return entry_id;
@@ -181,7 +181,7 @@ void Player::Close(const ScenarioEvent& event) {
     ScenarioMessage* const message = mailbox_.ToClose(event.name, event.number);
     if (message == nullptr || !message->open) throw std::runtime_error("no such mail is open");
     message->open = false;
-    const std::string entry_id = message->entry_id;
+    std::string entry_id = message->entry_id;
     OnOutlook(Label("close", *message), [&] {
         host_->Close(entry_id);
         return entry_id;

@@ -87,6 +87,7 @@ std::shared_ptr<OutlookItem> HostOutlook::Load(std::shared_ptr<OutlookItem> item
 }
 
 void HostOutlook::Unload(const std::shared_ptr<OutlookItem>& item) {
+    // `item` may be the list's own. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const auto unloaded = item;
     std::erase(application_->open_items(), unloaded);
     unloaded->FireUnload();

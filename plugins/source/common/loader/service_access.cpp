@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "vek/core/border.h"
+#include "vek/core/never_destroyed.h"
 #include "vek/core/throw.h"
 
 namespace plugins::loader {
@@ -63,11 +64,11 @@ void* ServiceAccess::RequireService(vek::interface_id_t id) {
 ServiceAccess& ProcessServices() noexcept {
     // Never destroyed: by the time the module goes, the loader can no longer say goodbye to the
     // product without waiting for threads that the system holds back.
-    static auto& services = *new ServiceAccess([](vek::RefPtr<ILoader>& loader) {
+    static vek::NeverDestroyed<ServiceAccess> services([](vek::RefPtr<ILoader>& loader) {
         const LoaderFactory& factory = ProcessLoaderFactory();
         return factory ? factory(loader) : vek::result::kNotInitialized;
     });
-    return services;
+    return *services;
 }
 
 void SetProcessLoaderFactory(LoaderFactory factory) { ProcessLoaderFactory() = std::move(factory); }

@@ -37,8 +37,10 @@ using LPCWSTR = const WCHAR*;
 using LPOLESTR = OLECHAR*;
 using LPCOLESTR = const OLECHAR*;
 
+// The names in the header. NOLINTBEGIN(bugprone-reserved-identifier)
 using HWND = struct HWND__*;
 using HMENU = struct HMENU__*;
+// NOLINTEND(bugprone-reserved-identifier)
 
 inline constexpr BOOL FALSE = 0;
 inline constexpr BOOL TRUE = 1;

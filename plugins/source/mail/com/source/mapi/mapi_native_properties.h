@@ -96,6 +96,7 @@ struct SWStringArray {
     LPWSTR* lppszW;
 };
 
+// The name in the header. NOLINTNEXTLINE(bugprone-reserved-identifier)
 union __UPV {
     std::int16_t i;
     LONG l;

@@ -26,9 +26,11 @@ MailMessageImpl::MailMessageImpl(vek::RefPtr<IMessage> message, vek::RefPtr<IMAP
                                  vek::platform::Clock& clock)
     : tracer_(std::move(tracer)),
       state_(std::move(owner),
-             State{std::move(session), MessageContext{message, functions, &clock,
-                                                      std::make_shared<PropertiesAccessor>(
-                                                          message, functions, tracer_, clock)}}) {}
+             State{std::move(session),
+                   MessageContext{message, functions, &clock,
+                                  std::make_shared<PropertiesAccessor>(
+                                      std::move(message), std::move(functions), tracer_, clock)}}) {
+}
 
 vek::result_t MailMessageImpl::GetHeaderSummary(std::string& summary) noexcept {
     return RunOnOwner(state_.owner(), [&] { summary = HeaderSummary(*message().accessor); });

@@ -33,9 +33,9 @@ FollowedItems::FollowedItems(std::function<void(const ItemPtr&)> read, vek::trac
 
 FollowedItems::~FollowedItems() { Clear(); }
 
-void FollowedItems::Attach(ItemPtr item) {
+void FollowedItems::Attach(const ItemPtr& item) {
     const auto handler = std::make_shared<ItemEventHandler>(tracer_);
-    helpers::CheckHResult(handler->Advise(*this, std::move(item)));
+    helpers::CheckHResult(handler->Advise(*this, item));
 }
 
 void FollowedItems::Clear() noexcept {

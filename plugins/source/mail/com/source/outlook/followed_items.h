@@ -21,7 +21,7 @@ public:
     FollowedItems& operator=(const FollowedItems&) = delete;
 
     // Raises helpers::HResultCodeException when the item's events cannot be had.
-    void Attach(ItemPtr item);
+    void Attach(const ItemPtr& item);
 
     // Lets go of all items.
     void Clear() noexcept;

@@ -13,7 +13,7 @@ ItemEventHandler::ItemEventHandler(trace::TracerPtr tracer) noexcept : tracer_(s
 
 ItemEventHandler::~ItemEventHandler() { Unadvise(); }
 
-HRESULT ItemEventHandler::Advise(ItemNotifications& owner, ItemPtr source) noexcept {
+HRESULT ItemEventHandler::Advise(ItemNotifications& owner, const ItemPtr& source) noexcept {
     const auto self = shared_from_this();
     source_ = source;
     EventConnectionPtr events;

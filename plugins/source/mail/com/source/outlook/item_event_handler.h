@@ -36,7 +36,7 @@ public:
 
     // Connects to the events of `source` and `owner` to this. On failure nothing stays connected,
     // and the code is that of the call that failed. `owner` outlives the connection.
-    HRESULT Advise(ItemNotifications& owner, ItemPtr source) noexcept;
+    HRESULT Advise(ItemNotifications& owner, const ItemPtr& source) noexcept;
 
     // Ends both, even when one of them fails, and lets go of owner and source.
     void Unadvise() noexcept;
