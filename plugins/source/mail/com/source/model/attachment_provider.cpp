@@ -29,9 +29,9 @@ AttachmentProvider::State AttachmentProvider::OpenAttachment(const trace::Tracer
     helpers::CheckGiven(
         message.message->OpenAttach(number, nullptr, MAPI_BEST_ACCESS, attachment.put()),
         attachment);
-    return {message,
-            std::make_shared<PropertiesAccessor>(std::move(attachment), message.functions, tracer,
-                                                 *message.clock, message.accessor)};
+    return {message, std::make_shared<PropertiesAccessor>(std::move(attachment), message.functions,
+                                                          tracer, *message.clock, message.accessor,
+                                                          message.accessor->budget())};
 }
 
 AttachmentProvider::AttachmentProvider(std::shared_ptr<OwnerThread> owner, trace::TracerPtr tracer,

@@ -23,14 +23,14 @@ namespace tag = mapi::tag;
 MailMessageImpl::MailMessageImpl(vek::RefPtr<IMessage> message, vek::RefPtr<IMAPISession> session,
                                  std::shared_ptr<const mapi::MapiFunctions> functions,
                                  vek::trace::TracerPtr tracer, std::shared_ptr<OwnerThread> owner,
-                                 vek::platform::Clock& clock)
+                                 vek::platform::Clock& clock, const CheckLimits& limits)
     : tracer_(std::move(tracer)),
       state_(std::move(owner),
              State{std::move(session),
                    MessageContext{message, functions, &clock,
                                   std::make_shared<PropertiesAccessor>(
-                                      std::move(message), std::move(functions), tracer_, clock)}}) {
-}
+                                      std::move(message), std::move(functions), tracer_, clock,
+                                      nullptr, CheckBudget(limits))}}) {}
 
 vek::result_t MailMessageImpl::GetHeaderSummary(std::string& summary) noexcept {
     return RunOnOwner(state_.owner(), [&] { summary = HeaderSummary(*message().accessor); });

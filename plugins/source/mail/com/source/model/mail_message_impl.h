@@ -18,11 +18,12 @@ namespace plugins::mail_processing {
 // the thread that owns the message; see IMailMessage for what each does.
 class MailMessageImpl final : public vek::ObjectImpl<IMailMessage> {
 public:
-    // Owner thread. `session` opens the address book and may be empty.
+    // Owner thread. `session` opens the address book and may be empty. Operations beyond `limits`
+    // fail with kInsufficientResources.
     MailMessageImpl(vek::RefPtr<IMessage> message, vek::RefPtr<IMAPISession> session,
                     std::shared_ptr<const mapi::MapiFunctions> functions,
                     vek::trace::TracerPtr tracer, std::shared_ptr<OwnerThread> owner,
-                    vek::platform::Clock& clock);
+                    vek::platform::Clock& clock, const CheckLimits& limits = {});
 
     vek::result_t GetHeaderSummary(std::string& summary) noexcept override;
     vek::result_t GetMessageHash(std::uint64_t& hash) noexcept override;

@@ -40,11 +40,13 @@ constexpr StreamFlags FlagsFor(std::uint32_t access, std::uint32_t mode) noexcep
 PropertiesAccessor::PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
                                        std::shared_ptr<const mapi::MapiFunctions> functions,
                                        vek::trace::TracerPtr tracer, vek::platform::Clock& clock,
-                                       std::shared_ptr<PropertiesAccessor> parent)
+                                       std::shared_ptr<PropertiesAccessor> parent,
+                                       CheckBudget budget)
     : tracer_(std::move(tracer)),
       object_(std::move(object)),
       functions_(std::move(functions)),
       clock_(clock),
+      budget_(std::move(budget)),
       parent_(std::move(parent)) {}
 
 PropertiesAccessor::~PropertiesAccessor() {
@@ -78,24 +80,28 @@ const PropertyValue* PropertiesAccessor::Fetch(ULONG tag) {
         const HRESULT error = property->Value.err;
         if (error == MAPI_E_NOT_FOUND) {
             trace::Write(tracer_, kDetail, "Property not found for id: ", trace::Hex(tag));
-            cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}});
+            cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}, {}});
             return nullptr;
         }
         helpers::CheckHResult(error);
         vek::ThrowResult(vek::result::kUnexpected);
     }
+    PropertyValue value = FromMapi(*property, clock_);
+    auto bytes = budget_.TakeBytes(HeldBytes(value));
     const auto entry =
-        cache_.insert_or_assign(tag, Entry{vek::result::kOk, FromMapi(*property, clock_)});
+        cache_.insert_or_assign(tag, Entry{vek::result::kOk, std::move(value), std::move(bytes)});
     return &entry.first->second.value;
 }
 
 template <class Text>
 void PropertiesAccessor::Write(SPropValue& property, Text&& value) {
+    auto bytes = budget_.TakeBytes(value.size() * sizeof(value[0]));
     WithoutStream(property.ulPropTag,
                   [&] { helpers::CheckHResult(object_->SetProps(1, &property, nullptr)); });
     changed_ = true;
     ForgetOtherText(property.ulPropTag);
-    cache_.insert_or_assign(property.ulPropTag, Entry{vek::result::kOk, std::forward<Text>(value)});
+    cache_.insert_or_assign(property.ulPropTag,
+                            Entry{vek::result::kOk, std::forward<Text>(value), std::move(bytes)});
 }
 
 void PropertiesAccessor::ForgetOtherText(ULONG tag) {
@@ -132,7 +138,7 @@ void PropertiesAccessor::DeleteProperty(ULONG tag) {
     WithoutStream(tag, [&] { helpers::CheckHResult(object_->DeleteProps(&tags, nullptr)); });
     changed_ = true;
     ForgetOtherText(tag);
-    cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}});
+    cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}, {}});
 }
 
 void PropertiesAccessor::WithoutStream(ULONG tag, vek::FunctionRef<void()> call) {

@@ -8,6 +8,7 @@
 
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
+#include "model/check_budget.h"
 #include "model/property_value.h"
 #include "model/shared_stream.h"
 #include "vek/core/function_ref.h"
@@ -20,7 +21,7 @@ namespace plugins::mail_processing {
 
 // The only road from the mail model to the properties of one MAPI object, a message or an
 // attachment. Reads each property at most once, remembers that it is missing too, keeps what it
-// writes in step, and saves once.
+// writes in step, and saves once. What it remembers counts in the check's budget.
 //
 // Only the thread that owns the object uses it. Operations raise helpers::HResultCodeException
 // when MAPI fails and vek::ResultCodeException otherwise; the memory is then unchanged. A property
@@ -33,7 +34,8 @@ public:
     PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
                        std::shared_ptr<const mapi::MapiFunctions> functions,
                        vek::trace::TracerPtr tracer, vek::platform::Clock& clock,
-                       std::shared_ptr<PropertiesAccessor> parent = nullptr);
+                       std::shared_ptr<PropertiesAccessor> parent = nullptr,
+                       CheckBudget budget = CheckBudget());
 
     // Saves; a failure is traced.
     ~PropertiesAccessor();
@@ -91,10 +93,13 @@ public:
     // Says that the object was changed through one of its streams.
     void MarkChanged() noexcept { changed_ = true; }
 
+    const CheckBudget& budget() const noexcept { return budget_; }
+
 private:
     struct Entry {
         vek::result_t status;
         PropertyValue value;
+        CheckBudget::Reservation bytes;
     };
     struct CachedStream {
         ULONG tag;
@@ -117,6 +122,7 @@ private:
     const vek::RefPtr<IMAPIProp> object_;
     const std::shared_ptr<const mapi::MapiFunctions> functions_;
     vek::platform::Clock& clock_;
+    const CheckBudget budget_;
     std::map<ULONG, Entry> cache_;
     std::optional<CachedStream> stream_;
     bool changed_ = false;

@@ -56,4 +56,16 @@ PropertyValue FromMapi(const SPropValue& property, vek::platform::Clock& clock) 
     }
 }
 
+std::uint64_t HeldBytes(const PropertyValue& value) noexcept {
+    return std::visit(
+        [](const auto& held) -> std::uint64_t {
+            if constexpr (requires { held.data(); }) {
+                return held.size() * sizeof(*held.data());
+            } else {
+                return 0;
+            }
+        },
+        value);
+}
+
 }  // namespace plugins::mail_processing

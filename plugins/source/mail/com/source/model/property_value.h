@@ -23,4 +23,7 @@ std::string TimeText(vek::platform::filetime_t utc, vek::platform::Clock& clock)
 // mail model does not read, and for a text or binary without storage.
 PropertyValue FromMapi(const SPropValue& property, vek::platform::Clock& clock);
 
+// The bytes of a text or binary; 0 for other values.
+std::uint64_t HeldBytes(const PropertyValue& value) noexcept;
+
 }  // namespace plugins::mail_processing

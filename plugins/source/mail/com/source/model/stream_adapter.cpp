@@ -25,7 +25,8 @@ StreamAdapter::StreamAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::Tra
                              std::shared_ptr<SharedStream> stream,
                              std::shared_ptr<PropertiesAccessor> accessor)
     : tracer_(std::move(tracer)),
-      state_(std::move(owner), State{std::move(accessor), std::move(stream)}) {}
+      state_(std::move(owner),
+             State{accessor, std::move(stream), accessor->budget().TakeStream()}) {}
 
 vek::result_t StreamAdapter::Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept {
     return RunOnOwner(state_.owner(), [&] {

@@ -15,7 +15,8 @@ namespace plugins::mail_processing {
 // that it is saved with the last of its users.
 class StreamAdapter final : public vek::ObjectImpl<IDataStream> {
 public:
-    // Owner thread. `accessor` is that of the object that the stream belongs to.
+    // Owner thread. `accessor` is that of the object that the stream belongs to. Raises
+    // vek::ResultCodeException kInsufficientResources when the check has too many open streams.
     StreamAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
                   std::shared_ptr<SharedStream> stream,
                   std::shared_ptr<PropertiesAccessor> accessor);
@@ -33,6 +34,7 @@ private:
     struct State {
         std::shared_ptr<PropertiesAccessor> accessor;
         std::shared_ptr<SharedStream> stream;
+        CheckBudget::Reservation open;
         std::uint64_t place = 0;
     };
 
