@@ -45,7 +45,8 @@ struct IDataStream : vek::IObject {
     // In bytes.
     virtual vek::result_t GetSize(std::uint64_t& size) noexcept = 0;
     virtual vek::result_t SetSize(std::uint64_t size) noexcept = 0;
-    // Until then what was written may not have reached the message.
+    // Makes the content what was written. Without it that is taken back when nobody can commit any
+    // more, as far as the old content could be kept.
     virtual vek::result_t Commit() noexcept = 0;
 
 protected:

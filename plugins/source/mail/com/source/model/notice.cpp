@@ -106,10 +106,9 @@ std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::s
 }
 
 void Replace(SharedStream& target, IStream& content, std::uint64_t size) {
-    IStream& stream = target.AtStart();
     mapi::Seek(content, 0, STREAM_SEEK_SET);
     // A shorter body must not keep the end of the old one, and other sizes need not be taken.
-    target.SetSize(0);
+    IStream& stream = target.Emptied();
     ULARGE_INTEGER wanted{};
     wanted.QuadPart = size;
     ULARGE_INTEGER read{};

@@ -35,6 +35,12 @@ constexpr StreamFlags FlagsFor(std::uint32_t access, std::uint32_t mode) noexcep
     return result;
 }
 
+// A stream of the property shows all that it holds: it is neither a text, which has several forms,
+// nor something that is compressed through it.
+constexpr bool ShowsAll(ULONG tag) noexcept {
+    return PROP_TYPE(tag) != PT_STRING8 && tag != mapi::tag::kRtfCompressed;
+}
+
 }  // namespace
 
 PropertiesAccessor::PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
@@ -51,7 +57,7 @@ PropertiesAccessor::PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
 
 PropertiesAccessor::~PropertiesAccessor() {
     // A stream that is written through may reach the object only with its end.
-    stream_.reset();
+    ForgetStream();
     try {
         Save();
     } catch (...) {
@@ -98,13 +104,15 @@ void PropertiesAccessor::Write(SPropValue& property, Text&& value) {
     auto bytes = budget_.TakeBytes(value.size() * sizeof(value[0]));
     WithoutStream(property.ulPropTag,
                   [&] { helpers::CheckHResult(object_->SetProps(1, &property, nullptr)); });
-    changed_ = true;
-    ForgetOtherText(property.ulPropTag);
+    OnReplaced(property.ulPropTag);
     cache_.insert_or_assign(property.ulPropTag,
                             Entry{vek::result::kOk, std::forward<Text>(value), std::move(bytes)});
 }
 
-void PropertiesAccessor::ForgetOtherText(ULONG tag) {
+void PropertiesAccessor::OnReplaced(ULONG tag) {
+    changed_ = true;
+    if (const auto backup = backups_[PROP_ID(tag)].lock()) backup->Abandon();
+    // A text has a narrow and a wide tag. Changing the one makes the memory of the other stale.
     const ULONG type = PROP_TYPE(tag);
     if (type == PT_STRING8) cache_.erase(PROP_TAG(PT_UNICODE, PROP_ID(tag)));
     if (type == PT_UNICODE) cache_.erase(PROP_TAG(PT_STRING8, PROP_ID(tag)));
@@ -136,8 +144,7 @@ void PropertiesAccessor::DeleteProperty(ULONG tag) {
     trace::Write(tracer_, kDetail, "Delete property ", trace::Hex(tag));
     SPropTagArray tags = mapi::OneTag(tag);
     WithoutStream(tag, [&] { helpers::CheckHResult(object_->DeleteProps(&tags, nullptr)); });
-    changed_ = true;
-    ForgetOtherText(tag);
+    OnReplaced(tag);
     cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}, {}});
 }
 
@@ -165,11 +172,20 @@ void PropertiesAccessor::WithoutStream(ULONG tag, vek::FunctionRef<void()> call)
 
 std::shared_ptr<SharedStream> PropertiesAccessor::OpenStream(ULONG tag, ULONG options,
                                                              ULONG flags) {
+    std::shared_ptr<PropertyBackup> backup;
+    if ((flags & MAPI_MODIFY) != 0) {
+        std::weak_ptr<PropertyBackup>& known = backups_[PROP_ID(tag)];
+        backup = known.lock();
+        if (!backup) known = backup = std::make_shared<PropertyBackup>(*this, tag, tracer_);
+        // Other streams can be read themselves, should they come to be written.
+        if (options != STGM_READWRITE || (flags & MAPI_CREATE) != 0 || !ShowsAll(tag))
+            backup->Keep();
+    }
     vek::RefPtr<IUnknown> object;
     OpenProperty(tag, mapi::iid::kStream, options, flags, object);
     // Asked for by its interface id, the object is the stream.
     return std::make_shared<SharedStream>(
-        vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach())));
+        vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach())), std::move(backup));
 }
 
 std::shared_ptr<SharedStream> PropertiesAccessor::GetStreamProperty(ULONG tag, std::uint32_t access,
@@ -198,7 +214,17 @@ void PropertiesAccessor::OpenProperty(ULONG tag, const IID& iid, ULONG options, 
     helpers::CheckGiven(object_->OpenProperty(tag, &iid, options, flags, object.put()), object);
 }
 
+void PropertiesAccessor::Abandon() noexcept {
+    for (const auto& [id, known] : backups_) {
+        if (const auto backup = known.lock()) backup->Abandon();
+    }
+    ForgetStream();
+    changed_ = false;
+}
+
 void PropertiesAccessor::Save() {
+    const bool last = stream_ && stream_->stream.use_count() == 1;
+    if (last && stream_->stream->is_changed()) ForgetStream();
     if (!changed_) return;
     trace::Write(tracer_, kDetail, "Process property save");
     helpers::CheckHResult(object_->SaveChanges(kSaveFlags));

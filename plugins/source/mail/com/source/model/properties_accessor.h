@@ -9,6 +9,7 @@
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
 #include "model/check_budget.h"
+#include "model/property_backup.h"
 #include "model/property_value.h"
 #include "model/shared_stream.h"
 #include "vek/core/function_ref.h"
@@ -75,19 +76,17 @@ public:
                                                     std::uint32_t mode);
 
     // Drops the kept stream, so that nobody commits the bytes that a failure left in it.
-    void ForgetStream() noexcept { stream_.reset(); }
+    void ForgetStream() noexcept { const auto gone = std::exchange(stream_, std::nullopt); }
 
     // The object was deleted: there is nothing to save any more.
-    void Abandon() noexcept {
-        stream_.reset();
-        changed_ = false;
-    }
+    void Abandon() noexcept;
 
     // Opens the property as the interface `iid`, which is not kept.
     void OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
                       vek::RefPtr<IUnknown>& object);
 
-    // Makes the changes permanent, if there are any.
+    // Makes the changes permanent, if there are any. What a stream left uncommitted is taken back
+    // before, unless somebody can still commit it.
     void Save();
 
     // Says that the object was changed through one of its streams.
@@ -115,8 +114,8 @@ private:
     std::shared_ptr<SharedStream> OpenStream(ULONG tag, ULONG options, ULONG flags);
     // Makes `call` while the property's stream is not kept; when it raises, the stream is again.
     void WithoutStream(ULONG tag, vek::FunctionRef<void()> call);
-    // A text has a narrow and a wide tag. Changing the one makes the memory of the other stale.
-    void ForgetOtherText(ULONG tag);
+    // The property has been given another value, or none.
+    void OnReplaced(ULONG tag);
 
     const vek::trace::TracerPtr tracer_;
     const vek::RefPtr<IMAPIProp> object_;
@@ -125,6 +124,7 @@ private:
     const CheckBudget budget_;
     std::map<ULONG, Entry> cache_;
     std::optional<CachedStream> stream_;
+    std::map<ULONG, std::weak_ptr<PropertyBackup>> backups_;  // by the properties' ids
     bool changed_ = false;
     const std::shared_ptr<PropertiesAccessor> parent_;
 };

@@ -12,6 +12,17 @@ namespace plugins::mail_processing {
 
 SharedStream::~SharedStream() {
     if (changed_) stream_->Revert();
+    stream_.reset();  // before the one that it compresses into
+}
+
+void SharedStream::BeforeChange() {
+    if (changed_) return;
+    changed_ = true;
+    if (compressed_) compressed_->BeforeChange();
+    if (!backup_) return;
+    // While it is compressed into, it stands where its user needs it.
+    if (plain_.expired() && backup_->KeepFrom(*stream_)) place_.reset();
+    backup_->OnChange();
 }
 
 // Streams of properties need not go anywhere but to their start: from there it is read on.
@@ -44,9 +55,9 @@ std::size_t SharedStream::Read(std::uint64_t& place, std::span<std::byte> bytes)
 }
 
 std::size_t SharedStream::Write(std::uint64_t& place, std::span<const std::byte> bytes) {
+    BeforeChange();
     MoveTo(place);
     place_.reset();
-    changed_ = true;
     const std::size_t count = mapi::Write(*stream_, bytes);
     place_ = place += count;
     return count;
@@ -60,7 +71,7 @@ void SharedStream::Seek(std::uint64_t& place, std::int64_t offset, DWORD origin)
 std::uint64_t SharedStream::Size() { return mapi::Size(*stream_); }
 
 void SharedStream::SetSize(std::uint64_t size) {
-    changed_ = true;
+    BeforeChange();
     mapi::SetSize(*stream_, size);
 }
 
@@ -68,8 +79,20 @@ void SharedStream::Commit() {
     // A commit that fails may leave a mixture of the old and the new bytes.
     if (compressed_) compressed_->changed_ = true;
     helpers::CheckHResult(stream_->Commit(STGC_DEFAULT));
-    if (compressed_) compressed_->changed_ = false;
+    if (compressed_) compressed_->OnCommitted();
+    OnCommitted();
+}
+
+void SharedStream::OnCommitted() noexcept {
     changed_ = false;
+    if (backup_) backup_->OnCommitted();
+}
+
+IStream& SharedStream::Emptied() {
+    BeforeChange();
+    IStream& stream = AtStart();
+    mapi::SetSize(stream, 0);
+    return stream;
 }
 
 IStream& SharedStream::AtStart() {

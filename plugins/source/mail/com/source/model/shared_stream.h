@@ -7,19 +7,23 @@
 
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
+#include "model/property_backup.h"
 #include "vek/core/ref_ptr.h"
 
 namespace plugins::mail_processing {
 
 // A MAPI stream with several users, each of whom has a place of his own in it and finds the stream
 // there, wherever another has left it. What was changed and not committed is taken back with the
-// last of them, where the stream can do that.
+// last of them.
 //
 // Only the thread that owns the message uses it. Operations raise helpers::HResultCodeException
 // when MAPI fails; a user's place is then as it was. Counts and places are in bytes.
 class SharedStream {
 public:
-    explicit SharedStream(vek::RefPtr<IStream> stream) noexcept : stream_(std::move(stream)) {}
+    // `backup` is what the property held, and empty for a stream that is only read.
+    explicit SharedStream(vek::RefPtr<IStream> stream,
+                          std::shared_ptr<PropertyBackup> backup = nullptr) noexcept
+        : backup_(std::move(backup)), stream_(std::move(stream)) {}
     ~SharedStream();
     SharedStream(const SharedStream&) = delete;
     SharedStream& operator=(const SharedStream&) = delete;
@@ -33,9 +37,13 @@ public:
     void SetSize(std::uint64_t size);
     void Commit();
 
-    // The stream itself, at its start. Whoever writes to it sets its size here before and commits
-    // here after.
+    // It has changes that are not committed.
+    bool is_changed() const noexcept { return changed_; }
+
+    // The stream itself, at its start, to be read.
     IStream& AtStart();
+    // The stream itself, at its start and emptied, to be written. Commit is called here after.
+    IStream& Emptied();
 
     // For a stream of compressed RTF: the plain RTF in it, with the flags of
     // WrapCompressedRTFStream. Such a stream goes onwards only, so there is one at a time; raises
@@ -46,8 +54,11 @@ public:
 
 private:
     void MoveTo(std::uint64_t place);
+    void BeforeChange();
+    void OnCommitted() noexcept;
 
-    const vek::RefPtr<IStream> stream_;
+    const std::shared_ptr<PropertyBackup> backup_;  // used by its end, when the stream is released
+    vek::RefPtr<IStream> stream_;
     std::optional<std::uint64_t> place_ = 0;  // where the stream stands, if that is known
     bool changed_ = false;                    // since the last commit
     std::shared_ptr<SharedStream> compressed_;

@@ -37,8 +37,9 @@ struct ProcessorEnvironment {
 
 // Checks one message at a time on each thread that calls it: hands the message to the scanner
 // from a worker thread and serves the scanner's calls on the calling thread, which owns the
-// message. Returns when the check has ended; a check that fails is traced and leaves the message
-// as it was. No window messages are processed meanwhile, and there is no time-out.
+// message. Returns when the check has ended. A check that fails is traced; what its scanner had
+// changed whole stays, and what it had begun and not committed is taken back. No window messages
+// are processed meanwhile, and there is no time-out.
 //
 // The observer is told of each check's begin and of its end, under the number given or a new one.
 // Operations raise helpers::HResultCodeException or a vek exception.

@@ -1,0 +1,149 @@
+#include "model/property_backup.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "internal/helpers/hresult_exception.h"
+#include "mapi/interface_ids.h"
+#include "mapi/mapi_streams.h"
+#include "mapi/property_tags.h"
+#include "model/properties_accessor.h"
+#include "vek/trace/line.h"
+
+namespace plugins::mail_processing {
+namespace {
+
+namespace trace = vek::trace;
+using trace::level::kDetail;
+using trace::level::kWarning;
+
+constexpr std::string_view kCannotBeKept = "Content of a property cannot be kept: ";
+
+constexpr std::size_t kPiece = 65536;
+
+// The forms of a property, the one that says most first: a narrow text has the characters of the
+// system's code page alone, and HTML is held as the bytes that were sent.
+std::vector<ULONG> FormsOf(ULONG tag) {
+    if (PROP_TYPE(tag) != PT_STRING8) return {tag};
+    const ULONG wide = CHANGE_PROP_TYPE(tag, PT_UNICODE);
+    if (tag != mapi::tag::kBodyHtmlA) return {wide, tag};
+    return {CHANGE_PROP_TYPE(tag, PT_BINARY), wide, tag};
+}
+
+// In a catch block: MAPI said that there is no such property.
+bool IsNotFound() {
+    try {
+        throw;
+    } catch (const helpers::HResultCodeException& failure) {
+        return failure.hresult() == MAPI_E_NOT_FOUND;
+    } catch (...) {
+        return false;
+    }
+}
+
+}  // namespace
+
+vek::RefPtr<IStream> PropertyBackup::Open(ULONG tag, ULONG options, ULONG flags) {
+    vek::RefPtr<IUnknown> object;
+    accessor_.OpenProperty(tag, mapi::iid::kStream, options, flags, object);
+    return vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach()));
+}
+
+PropertyBackup::~PropertyBackup() {
+    if (!changed_ || !kept_) return;
+    try {
+        if (IsStill(*kept_)) return;
+        trace::Write(tracer_, kDetail, "Put back content of property ", trace::Hex(tag_));
+        Write(*kept_);
+    } catch (...) {
+        trace::WriteCurrentException(tracer_, "Content of a property cannot be put back: ");
+    }
+}
+
+void PropertyBackup::Read(IStream& stream, ULONG tag) {
+    const std::uint64_t size = mapi::Size(stream);
+    auto reserved = accessor_.budget().TryTakeBytes(size);
+    if (!reserved) {
+        trace::Write(tracer_, kWarning, "Content of property ", trace::Hex(tag_),
+                     " is too large to be kept, bytes: ", size);
+        return;
+    }
+    Content content{tag, true, std::vector<std::byte>(static_cast<std::size_t>(size)),
+                    std::move(*reserved)};
+    // One byte more shows a stream that has more than it says.
+    std::byte beyond;
+    vek::Check(mapi::ReadFully(stream, content.bytes) == size &&
+               mapi::Read(stream, std::span(&beyond, 1)) == 0);
+    kept_ = std::move(content);
+}
+
+void PropertyBackup::Keep() noexcept {
+    if (std::exchange(tried_, true)) return;
+    trace::Write(tracer_, kDetail, "Keep content of property ", trace::Hex(tag_));
+    // A store need not have every form as a stream.
+    bool missing = true;
+    for (const ULONG form : FormsOf(tag_)) {
+        try {
+            return Read(*Open(form, 0, 0), form);
+        } catch (...) {
+            missing = missing && IsNotFound();
+            if (!IsNotFound()) trace::WriteCurrentException(tracer_, kCannotBeKept);
+        }
+    }
+    if (missing) kept_.emplace(Content{tag_, false, {}, {}});
+}
+
+bool PropertyBackup::KeepFrom(IStream& stream) noexcept {
+    if (std::exchange(tried_, true)) return false;
+    trace::Write(tracer_, kDetail, "Keep content of property ", trace::Hex(tag_));
+    try {
+        mapi::Seek(stream, 0, STREAM_SEEK_SET);
+        Read(stream, tag_);
+    } catch (...) {
+        trace::WriteCurrentException(tracer_, kCannotBeKept);
+    }
+    return true;
+}
+
+void PropertyBackup::OnChange() noexcept {
+    changed_ = true;
+    if (std::exchange(tried_, true)) return;
+    trace::Write(tracer_, kWarning, "Content of property ", trace::Hex(tag_),
+                 " cannot be kept while it is written");
+}
+
+bool PropertyBackup::IsStill(const Content& content) {
+    vek::RefPtr<IStream> stream;
+    try {
+        stream = Open(content.tag, 0, 0);
+    } catch (...) {
+        if (!IsNotFound()) throw;
+    }
+    if (!stream || !content.present) return !stream && !content.present;
+    std::vector<std::byte> buffer(kPiece);
+    std::span<const std::byte> left(content.bytes);
+    for (;;) {
+        const std::size_t count = mapi::ReadFully(*stream, buffer);
+        const auto wanted = left.first(std::min(left.size(), count));
+        if (!std::ranges::equal(std::span(buffer).first(count), wanted)) return false;
+        left = left.subspan(count);
+        if (count < buffer.size()) return left.empty();
+    }
+}
+
+void PropertyBackup::Write(const Content& content) {
+    if (!content.present) return accessor_.DeleteProperty(tag_);
+    const vek::RefPtr<IStream> stream =
+        Open(content.tag, STGM_READWRITE, MAPI_MODIFY | MAPI_CREATE);
+    for (std::span<const std::byte> left(content.bytes); !left.empty();) {
+        const std::size_t count = mapi::Write(*stream, left);
+        vek::Check(count != 0);
+        left = left.subspan(count);
+    }
+    helpers::CheckHResult(stream->Commit(STGC_DEFAULT));
+    accessor_.MarkChanged();
+}
+
+}  // namespace plugins::mail_processing

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "mapi/mapi_interfaces.h"
+#include "model/check_budget.h"
+#include "vek/core/ref_ptr.h"
+#include "vek/trace/tracer.h"
+
+namespace plugins::mail_processing {
+
+class PropertiesAccessor;
+
+// What a property held before a stream began to change it. A store may take what is written at once
+// and take nothing back, so a change that is never committed is undone by writing the old content
+// again. The streams of one property share it. It counts in the check's budget; content beyond that
+// is not kept.
+//
+// Only the thread that owns the object uses it. Nothing is raised: a failure is traced, and the
+// property stays as it is.
+class PropertyBackup {
+public:
+    // `accessor` reaches the property, is told when it is written, and outlives this.
+    PropertyBackup(PropertiesAccessor& accessor, ULONG tag, vek::trace::TracerPtr tracer)
+        : tracer_(std::move(tracer)), accessor_(accessor), tag_(tag) {}
+    PropertyBackup(const PropertyBackup&) = delete;
+    PropertyBackup& operator=(const PropertyBackup&) = delete;
+
+    // With the last of the streams: makes the property what it was, where that is kept and it is
+    // not so.
+    ~PropertyBackup();
+
+    // Keeps the content of the property, of which no stream may be open. A text is kept in the form
+    // that has all of its characters.
+    void Keep() noexcept;
+
+    // Keeps what `stream`, one of the property itself, has, unless the content of now was kept or
+    // could not be. False when the stream was not moved.
+    bool KeepFrom(IStream& stream) noexcept;
+
+    // A stream is about to change the property.
+    void OnChange() noexcept;
+
+    // The content was changed for good.
+    void OnCommitted() noexcept { Forget(false); }
+
+    // The property was replaced or deleted beside its streams: they have nothing to undo.
+    void Abandon() noexcept { Forget(true); }
+
+private:
+    struct Content {
+        ULONG tag;     // the form that was kept
+        bool present;  // there was such a property
+        std::vector<std::byte> bytes;
+        CheckBudget::Reservation reserved;
+    };
+
+    void Forget(bool tried) noexcept {
+        kept_.reset();
+        changed_ = false;
+        tried_ = tried;
+    }
+
+    vek::RefPtr<IStream> Open(ULONG tag, ULONG options, ULONG flags);
+    // Keeps what the stream has as the content of the form `tag`.
+    void Read(IStream& stream, ULONG tag);
+    bool IsStill(const Content& content);
+    void Write(const Content& content);
+
+    const vek::trace::TracerPtr tracer_;
+    PropertiesAccessor& accessor_;
+    const ULONG tag_;
+    bool tried_ = false;    // to keep the content of now
+    bool changed_ = false;  // since then
+    std::optional<Content> kept_;
+};
+
+}  // namespace plugins::mail_processing
