@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "sandbox/outlook/code_page.h"
 #include "sandbox/outlook/property_bag.h"
 #include "vek/core/text.h"
 
@@ -44,10 +45,12 @@ std::string FromWide(std::basic_string_view<WCHAR> text) {
     return vek::ToUtf8(std::u16string(text.begin(), text.end()));
 }
 
-void GiveValue(MapiMemory& memory, void* first, const PropertyValue& value, SPropValue& out) {
+void GiveValue(Runtime& runtime, void* first, const PropertyValue& value, SPropValue& out) {
+    MapiMemory& memory = runtime.memory();
     switch (PROP_TYPE(out.ulPropTag)) {
         case PT_STRING8:
-            out.Value.lpszA = GiveText<char>(memory, first, *value.content());
+            out.Value.lpszA = GiveText<char>(
+                memory, first, *ToCodePage(value.content(), runtime.traits().code_page));
             break;
         case PT_UNICODE:
             out.Value.lpszW = GiveText<WCHAR>(memory, first, ToWide(*value.content()));
@@ -85,7 +88,7 @@ ULONG ShownTag(ULONG kept_tag, ULONG flags) {
     return narrow ? CHANGE_PROP_TYPE(kept_tag, PT_STRING8) : kept_tag;
 }
 
-bool FillValues(MapiMemory& memory, void* first, const PropertySource& source,
+bool FillValues(Runtime& runtime, void* first, const PropertySource& source,
                 std::span<const ULONG> tags, ULONG flags, SPropValue* values) {
     bool complete = true;
     for (std::size_t i = 0; i != tags.size(); ++i) {
@@ -93,7 +96,7 @@ bool FillValues(MapiMemory& memory, void* first, const PropertySource& source,
         values[i] = {};
         if (const auto value = source.Get(KeptTag(tag))) {
             values[i].ulPropTag = tag;
-            GiveValue(memory, first, *value, values[i]);
+            GiveValue(runtime, first, *value, values[i]);
         } else {
             values[i].ulPropTag = CHANGE_PROP_TYPE(tag, PT_ERROR);
             values[i].Value.err = MAPI_E_NOT_FOUND;
@@ -103,11 +106,12 @@ bool FillValues(MapiMemory& memory, void* first, const PropertySource& source,
     return complete;
 }
 
-std::optional<PropertyValue> TakeValue(const SPropValue& value) {
+std::optional<PropertyValue> TakeValue(const SPropValue& value, unsigned code_page) {
     switch (PROP_TYPE(value.ulPropTag)) {
         case PT_STRING8:
             if (value.Value.lpszA == nullptr) return std::nullopt;
-            return PropertyValue::Text(std::string(value.Value.lpszA));
+            return PropertyValue::Text(
+                FromCodePage(std::make_shared<const std::string>(value.Value.lpszA), code_page));
         case PT_UNICODE:
             if (value.Value.lpszW == nullptr) return std::nullopt;
             return PropertyValue::Text(FromWide(value.Value.lpszW));

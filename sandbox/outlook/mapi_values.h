@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "mapi/mapi_interfaces.h"
-#include "sandbox/outlook/mapi_memory.h"
 #include "sandbox/outlook/property_value.h"
+#include "sandbox/outlook/runtime.h"
 
 namespace sandbox::outlook {
 
@@ -29,11 +29,12 @@ ULONG ShownTag(ULONG kept_tag, ULONG flags);
 
 // Fills `values`, as many as `tags`. A tag without a type takes the type of what is there; what
 // is missing becomes PT_ERROR with MAPI_E_NOT_FOUND. Texts and binaries are allocated with the
-// buffer `first`. True when nothing was missing.
-bool FillValues(MapiMemory& memory, void* first, const PropertySource& source,
+// buffer `first`, narrow texts in the store's code page. True when nothing was missing.
+bool FillValues(Runtime& runtime, void* first, const PropertySource& source,
                 std::span<const ULONG> tags, ULONG flags, SPropValue* values);
 
-// Nullopt for a type that is not kept here and for a text or binary without storage.
-std::optional<PropertyValue> TakeValue(const SPropValue& value);
+// Narrow texts are of that code page. Nullopt for a type that is not kept here and for a text or
+// binary without storage.
+std::optional<PropertyValue> TakeValue(const SPropValue& value, unsigned code_page);
 
 }  // namespace sandbox::outlook

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "mapi/property_tags.h"
+#include "sandbox/outlook/store_traits.h"
 
 namespace sandbox::outlook {
 namespace {
@@ -75,6 +76,13 @@ std::optional<PropertyValue> GetProperty(const MessageRecord& message, std::stri
         case tag::kEntryId:
             if (entry_id.empty()) return std::nullopt;
             return PropertyValue::Binary(std::string(entry_id));
+        case tag::kHtml: {
+            const PropertyValue* const html = message.properties.Find(tag::kBodyHtmlA);
+            if (html == nullptr) return std::nullopt;
+            return PropertyValue::Binary(html->content());
+        }
+        case tag::kInternetCodePage:
+            return PropertyValue::Long(StoreTraits::kUtf8);
         default:
             return Kept(message.properties, wanted);
     }
@@ -85,7 +93,7 @@ bool IsComputedOfAttachment(ULONG wanted) {
 }
 
 bool IsComputedOfMessage(ULONG wanted) {
-    return wanted == tag::kHasAttach || wanted == tag::kEntryId;
+    return wanted == tag::kHasAttach || wanted == tag::kEntryId || wanted == tag::kInternetCodePage;
 }
 
 std::vector<ULONG> PropertyTags(const PropertyBag& kept, std::initializer_list<ULONG> computed) {

@@ -40,7 +40,7 @@ struct MessageRecord {
 
 // The value of a property, kept or computed. Computed are an attachment's number and size (that of
 // all its properties, an embedded message with its own), a message's entry id (it has none while
-// `entry_id` is empty) and whether it has attachments.
+// `entry_id` is empty), whether it has attachments, and its HTML body as bytes, which are UTF-8.
 std::optional<PropertyValue> GetProperty(const AttachmentRecord& attachment, ULONG tag);
 std::optional<PropertyValue> GetProperty(const MessageRecord& message, std::string_view entry_id,
                                          ULONG tag);

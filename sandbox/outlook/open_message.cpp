@@ -178,6 +178,10 @@ std::vector<ULONG> OpenMessage::Tags() const {
 HRESULT OpenMessage::Put(ULONG changed, std::optional<PropertyValue> value) {
     if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
     if (IsComputedOfMessage(changed)) return MAPI_E_COMPUTED;
+    if (changed == tag::kHtml) {
+        changed = tag::kBodyHtmlA;
+        if (value) value = PropertyValue::Text(value->content());
+    }
     return PutInto(record_.properties, changed, std::move(value));
 }
 

@@ -100,7 +100,7 @@ HRESULT GetProps(Runtime& runtime, const PropertyHolder& holder, const SPropTagA
     }
     OwnedBuffer buffer(memory, wanted.size() * sizeof(SPropValue));
     auto* const given = static_cast<SPropValue*>(buffer.get());
-    bool complete = FillValues(memory, buffer.get(), holder, wanted, flags, given);
+    bool complete = FillValues(runtime, buffer.get(), holder, wanted, flags, given);
     if (!RefuseLargeValues(holder, runtime.traits().large_value, {given, wanted.size()}))
         complete = false;
     *count = static_cast<ULONG>(wanted.size());
@@ -123,7 +123,7 @@ HRESULT SetProps(Runtime& runtime, PropertyHolder& holder, ULONG count, const SP
     if (const HRESULT code = CheckWritable(runtime, holder, tags); FAILED(code)) return code;
     Problems found;
     for (const SPropValue& value : std::span(values, count)) {
-        std::optional<PropertyValue> taken = TakeValue(value);
+        std::optional<PropertyValue> taken = TakeValue(value, runtime.traits().code_page);
         const HRESULT code = taken ? holder.Put(value.ulPropTag, std::move(taken))
                                    : static_cast<HRESULT>(MAPI_E_TYPE_NO_SUPPORT);
         if (FAILED(code))

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "sandbox/outlook/code_page.h"
 #include "sandbox/outlook/property_bag.h"
 #include "vek/core/text.h"
 
@@ -27,16 +28,23 @@ std::string FromUnits(const std::string& units) {
 }
 
 // The bytes that a stream shows of a property's content, and the property made of such bytes.
-Content Shown(ULONG tag, Content content) {
-    return PROP_TYPE(tag) == PT_UNICODE ? AsUnits(*content) : std::move(content);
+Content Shown(ULONG tag, Content content, unsigned code_page) {
+    switch (PROP_TYPE(tag)) {
+        case PT_UNICODE:
+            return AsUnits(*content);
+        case PT_STRING8:
+            return ToCodePage(std::move(content), code_page);
+        default:
+            return content;
+    }
 }
 
-PropertyValue Kept(ULONG tag, const Content& bytes) {
+PropertyValue Kept(ULONG tag, const Content& bytes, unsigned code_page) {
     switch (PROP_TYPE(tag)) {
         case PT_UNICODE:
             return PropertyValue::Text(FromUnits(*bytes));
         case PT_STRING8:
-            return PropertyValue::Text(bytes);
+            return PropertyValue::Text(FromCodePage(bytes, code_page));
         default:
             return PropertyValue::Binary(bytes);
     }
@@ -76,14 +84,18 @@ HRESULT OpenStream(std::shared_ptr<Runtime> runtime, vek::RefPtr<IUnknown> owner
                                 .writes_through = traits.writes_through,
                                 .reverts = traits.reverts};
     auto entry = holder.streams().Add(KeptTag(tag));
-    auto sink = [owner = std::move(owner), &holder, tag, entry](const Content& bytes) {
-        return holder.Put(tag, Kept(tag, bytes));
+    const Content shown = Shown(tag, content, traits.code_page);
+    // Bytes that were not changed, or reverted, are the old text, whatever the code page lacks.
+    auto sink = [owner = std::move(owner), &holder, tag, entry, content, shown,
+                 page = traits.code_page](const Content& bytes) {
+        if (bytes == shown && PROP_TYPE(tag) != PT_BINARY)
+            return holder.Put(tag, PropertyValue::Text(content));
+        return holder.Put(tag, Kept(tag, bytes, page));
     };
     if (creating && traits.writes_through) {
-        if (const HRESULT code = sink(content); FAILED(code)) return code;
+        if (const HRESULT code = sink(shown); FAILED(code)) return code;
     }
-    auto stream = vek::MakeObject<ByteStream>(std::move(runtime), Shown(tag, std::move(content)),
-                                              mode, std::move(sink));
+    auto stream = vek::MakeObject<ByteStream>(std::move(runtime), shown, mode, std::move(sink));
     *entry = stream.get();
     return GiveTo(out, std::move(stream));
 }

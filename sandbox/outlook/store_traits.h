@@ -19,6 +19,8 @@ struct StoreTraits {
         kFirstAgain,  // the same stream, as far as it cannot write; else a refusal
     };
 
+    static constexpr unsigned kUtf8 = 65001;
+
     std::string_view name;
     SecondStream second_stream = SecondStream::kOpened;
     // SetProps and DeleteProps of a property that is open as a stream are refused.
@@ -36,6 +38,8 @@ struct StoreTraits {
     bool guards_attachments = false;
     // Texts of tables are cut to this many characters.
     std::size_t longest_column = kUnlimited;
+    // Of narrow texts. A text is kept in Unicode, whichever way it was written.
+    unsigned code_page = kUtf8;
 };
 
 inline constexpr StoreTraits kPlainStore{.name = "plain"};
@@ -55,7 +59,8 @@ inline constexpr StoreTraits kStrictStore1{.name = "strict-1",
                                            .streams_restart_only = true,
                                            .large_value = 4096,
                                            .guards_attachments = true,
-                                           .longest_column = 255};
+                                           .longest_column = 255,
+                                           .code_page = 1252};
 
 inline constexpr StoreTraits kStrictStore2 = [] {
     StoreTraits traits = kStrictStore1;
@@ -63,6 +68,7 @@ inline constexpr StoreTraits kStrictStore2 = [] {
     traits.second_stream = StoreTraits::SecondStream::kFirstAgain;
     traits.reverts = true;
     traits.large_value = 16384;
+    traits.code_page = 932;
     return traits;
 }();
 

@@ -34,20 +34,21 @@ private:
 // Owns a row set until it is handed over: each row is a buffer of its own, and so is the set.
 class OwnedRows {
 public:
-    OwnedRows(MapiMemory& memory, std::size_t capacity)
-        : memory_(memory), set_(memory, std::max(sizeof(SRowSet), CbNewSRowSet(capacity))) {
+    OwnedRows(Runtime& runtime, std::size_t capacity)
+        : runtime_(runtime),
+          set_(runtime.memory(), std::max(sizeof(SRowSet), CbNewSRowSet(capacity))) {
         set()->cRows = 0;
     }
     ~OwnedRows() {
         if (set_.get() == nullptr) return;
-        for (std::size_t i = 0; i != set()->cRows; ++i) memory_.Free(rows()[i].lpProps);
+        for (std::size_t i = 0; i != set()->cRows; ++i) runtime_.memory().Free(rows()[i].lpProps);
     }
     OwnedRows(const OwnedRows&) = delete;
     OwnedRows& operator=(const OwnedRows&) = delete;
 
     void Add(const RowView& row, std::span<const ULONG> columns) {
-        OwnedBuffer values(memory_, columns.size() * sizeof(SPropValue));
-        FillValues(memory_, values.get(), row, columns, 0, static_cast<SPropValue*>(values.get()));
+        OwnedBuffer values(runtime_.memory(), columns.size() * sizeof(SPropValue));
+        FillValues(runtime_, values.get(), row, columns, 0, static_cast<SPropValue*>(values.get()));
         rows()[set()->cRows++] = {0, static_cast<ULONG>(columns.size()),
                                   static_cast<SPropValue*>(values.detach())};
     }
@@ -58,7 +59,7 @@ private:
     SRowSet* set() { return static_cast<SRowSet*>(set_.get()); }
     SRow* rows() { return set()->aRow; }
 
-    MapiMemory& memory_;
+    Runtime& runtime_;
     OwnedBuffer set_;
 };
 
@@ -159,7 +160,9 @@ HRESULT Table::FindRow(SRestriction* restriction, BOOKMARK origin, ULONG flags) 
         if (restriction->rt != RES_PROPERTY || wanted.relop != RELOP_EQ ||
             (flags & DIR_BACKWARD) != 0)
             return MAPI_E_TOO_COMPLEX;
-        const auto value = wanted.lpProp != nullptr ? TakeValue(*wanted.lpProp) : std::nullopt;
+        const auto value = wanted.lpProp != nullptr
+                               ? TakeValue(*wanted.lpProp, runtime()->traits().code_page)
+                               : std::nullopt;
         if (!value) return MAPI_E_INVALID_PARAMETER;
         for (std::size_t row = *start; row != rows_->Count(); ++row) {
             if (rows_->Get(row, KeptTag(wanted.ulPropTag)) == value) {
@@ -178,7 +181,7 @@ HRESULT Table::QueryRows(LONG count, ULONG flags, SRowSet** rows) {
         if (count < 0) return MAPI_E_NO_SUPPORT;
         const std::size_t first = Position();
         const std::size_t given = std::min(static_cast<std::size_t>(count), rows_->Count() - first);
-        OwnedRows set(memory(), given);
+        OwnedRows set(*runtime(), given);
         for (std::size_t row = first; row != first + given; ++row)
             set.Add(RowView(*rows_, row, runtime()->traits().longest_column), columns_);
         if ((flags & TBL_NOADVANCE) == 0) MoveTo(first + given);

@@ -89,7 +89,7 @@ TEST_F(AttachmentsTest, IsFoundByItsDisplayName) {
     Open();
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(all_->Find(u"b\u00E9", one_.put()), result::kOk) << "from wherever it stands";
-        EXPECT_EQ(Name(), "b\xC3\xA9");
+        EXPECT_EQ(Name(), Narrow("b\xC3\xA9"));
         EXPECT_EQ(Next(), result::kOk);
         EXPECT_EQ(Name(), "c");
     }

@@ -54,7 +54,7 @@ TEST_F(PropertiesAccessorTest, KeepsItsMemoryInStepAndSavesOnce) {
     EXPECT_EQ(accessor->GetProperty<std::string>(tag::kSubjectA), "Hello");
     accessor->SetSubject(u"Gr\u00FC\u00DFe");
     EXPECT_EQ(accessor->GetProperty<std::u16string>(tag::kSubjectW), u"Gr\u00FC\u00DFe");
-    EXPECT_EQ(accessor->GetProperty<std::string>(tag::kSubjectA), "Gr\u00FC\u00DFe");
+    EXPECT_EQ(accessor->GetProperty<std::string>(tag::kSubjectA), Narrow("Gr\u00FC\u00DFe"));
     EXPECT_EQ(accessor->GetProperty<std::string>(tag::kSenderNameA), "Ann");
     accessor->SetProperty(tag::kSenderNameA, std::string_view("Bob\0by", 6));
     accessor->DeleteProperty(tag::kBodyA);

@@ -12,6 +12,7 @@
 #include "mapi/property_tags.h"
 #include "model/mail_message_impl.h"
 #include "model/owner_thread.h"
+#include "sandbox/outlook/code_page.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/recording_tracer.h"
@@ -51,6 +52,11 @@ protected:
     static Value Text(std::string text) { return Value::Text(std::move(text)); }
     static Value Binary(const std::vector<std::byte>& bytes) {
         return Value::Binary({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    }
+    // A text as this store shows it to callers without Unicode.
+    static std::string Narrow(std::string text) {
+        return *outlook::ToCodePage(std::make_shared<std::string>(std::move(text)),
+                                    TheStore().code_page);
     }
     static outlook::PropertyBag Bag(std::initializer_list<std::pair<ULONG, Value>> values) {
         outlook::PropertyBag bag;

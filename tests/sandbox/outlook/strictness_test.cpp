@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "mapi/interface_ids.h"
+#include "sandbox/outlook/code_page.h"
 #include "sandbox/outlook/compressed_rtf.h"
 #include "tests/support/mail_fixture.h"
 
@@ -11,6 +12,7 @@ namespace sandbox::outlook {
 namespace {
 
 namespace tag = plugins::mapi::tag;
+using ::tests::TheStore;
 
 using StrictnessTest = ::tests::MailFixture;
 
@@ -64,6 +66,35 @@ TEST_F(StrictnessTest, AttachmentsNeedTwoSaves) {
     ASSERT_EQ(message->DeleteAttach(0, 0, nullptr, 0), S_OK);
     EXPECT_EQ(message->DeleteAttach(0, 0, nullptr, 0), MAPI_E_NOT_FOUND);
     EXPECT_EQ(attachment->SaveChanges(0), MAPI_E_OBJECT_DELETED);
+}
+
+TEST_F(StrictnessTest, NarrowTextsLoseWhatTheCodePageLacks) {
+    const std::string text = "\u0100 \u00E9 \u65E5 \uFF21";
+    struct Row {
+        unsigned page;
+        std::string narrow, read_again;
+    };
+    for (const Row& row : {Row{StoreTraits::kUtf8, text, text},
+                           {1252, "A \xE9 ? A", "A \u00E9 ? A"},
+                           {932, "A e \x93\xFA \x82\x60", "A e \u65E5 \uFF21"}}) {
+        const Content narrow = ToCodePage(std::make_shared<std::string>(text), row.page);
+        EXPECT_EQ(*narrow, row.narrow);
+        EXPECT_EQ(*FromCodePage(narrow, row.page), row.read_again);
+        if (row.page != TheStore().code_page) continue;
+        for (const bool writes : {false, true}) {
+            Set(tag::kBodyA, text);
+            const auto message = mapi_.OpenMessage(entry_id_);
+            const auto stream = Open(*message, MAPI_MODIFY);
+            std::string bytes(64, '\0');
+            ULONG size = 0;
+            ASSERT_EQ(stream->Read(bytes.data(), 64, &size), S_OK);
+            EXPECT_EQ(bytes.substr(0, size), row.narrow);
+            if (writes) stream->Write("!", 1, nullptr);
+            ASSERT_EQ(stream->Commit(STGC_DEFAULT), S_OK);
+            ASSERT_EQ(message->SaveChanges(0), S_OK);
+            EXPECT_EQ(Saved(tag::kBodyA), writes ? row.read_again + "!" : text);
+        }
+    }
 }
 
 TEST_F(StrictnessTest, CountsWhatIsForeignLeftOrFreedTwice) {

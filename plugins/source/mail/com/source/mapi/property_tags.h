@@ -34,7 +34,9 @@ inline constexpr std::uint32_t kEntryId = 0x0FFF0102;
 
 inline constexpr std::uint32_t kBodyA = 0x1000001E;
 inline constexpr std::uint32_t kRtfCompressed = 0x10090102;
+// The HTML body as a narrow text, and as the bytes that it is, in the page of kInternetCodePage.
 inline constexpr std::uint32_t kBodyHtmlA = 0x1013001E;
+inline constexpr std::uint32_t kHtml = 0x10130102;
 inline constexpr std::uint32_t kInternetMessageIdA = 0x1035001E;
 
 inline constexpr std::uint32_t kDisplayNameA = 0x3001001E;
@@ -51,6 +53,7 @@ inline constexpr std::uint32_t kAttachLongFilenameA = 0x3707001E;
 inline constexpr std::uint32_t kAttachMimeTagA = 0x370E001E;
 
 inline constexpr std::uint32_t kSmtpAddressA = 0x39FE001E;
+inline constexpr std::uint32_t kInternetCodePage = 0x3FDE0003;
 
 // The content type where the store keeps it: a fixed id, although its range is that of named
 // properties.
