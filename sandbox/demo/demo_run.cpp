@@ -130,7 +130,7 @@ private:
     const std::unique_ptr<ScanningProduct> product_;
     const vek::trace::TracerPtr tracer_;
     plugins::loader::ServiceAccess services_;
-    outlook::MapiSubsystem mapi_;
+    outlook::MapiSubsystem mapi_{options_.store};
     const std::shared_ptr<const plugins::mapi::MapiFunctions> functions_;
     std::shared_ptr<mail_processing::MessageProcessor> processor_;
 };

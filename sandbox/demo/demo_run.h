@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "sandbox/demo/result_table.h"
+#include "sandbox/outlook/store_traits.h"
 
 namespace sandbox::demo {
 
@@ -14,6 +15,7 @@ struct Options {
     std::filesystem::path rules;     // of the product in this process
     // The folder of a product in a process of its own, which runs; empty for one in this process.
     std::filesystem::path product;
+    outlook::StoreTraits store;
 };
 
 // The results of one run, those of failed checks left out.

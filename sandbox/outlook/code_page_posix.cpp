@@ -11,19 +11,21 @@
 namespace sandbox::outlook {
 namespace {
 
-// The letters that stand for those from U+00C0 on in a page without them.
+// The letters that stand for those from U+00C0 on in a page without them. Page 932 knows those of
+// the first line.
 constexpr char32_t kFirstLetter = 0xC0;
 constexpr std::string_view kLetters =
     "AAAAAAACEEEEIIIIDNOOOOOxOUUUUYTsaaaaaaaceeeeiiiidnooooo?ouuuuyty"
     "AaAaAaCcCcCcCcDdDdEeEeEeEeEeGgGgGgGgHhHhIiIiIiIiIi??JjKk?LlLlLl?"
     "?LlNnNnNn???OoOoOoOoRrRrRrSsSsSsSsTtTtTtUuUuUuUuUuUuWwYyYZzZzZz?";
 
-char BestFit(char32_t missing) {
+char BestFit(char32_t missing, unsigned code_page) {
     constexpr char32_t kFullWidth = 0xFF01 - '!';
     if (missing > kFullWidth + ' ' && missing <= kFullWidth + '~')
         return static_cast<char>(missing - kFullWidth);
-    if (missing >= kFirstLetter && missing < kFirstLetter + kLetters.size())
-        return kLetters[missing - kFirstLetter];
+    const std::string_view letters = kLetters.substr(0, code_page == 932 ? 64 : kLetters.npos);
+    if (missing >= kFirstLetter && missing < kFirstLetter + letters.size())
+        return letters[missing - kFirstLetter];
     return '?';
 }
 
@@ -66,7 +68,7 @@ std::string Encode(std::string_view utf8, unsigned code_page) {
     std::string narrow;
     while (!(utf8 = converter.Convert(utf8, narrow)).empty()) {
         const vek::Decoded missing = vek::DecodeUtf8(utf8);
-        narrow += BestFit(missing.code_point);
+        narrow += BestFit(missing.code_point, code_page);
         utf8.remove_prefix(missing.length);
     }
     return narrow;

@@ -51,6 +51,14 @@ inline constexpr StoreTraits kUsualStore{.name = "usual",
                                          .writes_through = true,
                                          .reverts = true};
 
+// The same on a system for western languages.
+inline constexpr StoreTraits kUsualStore1252 = [] {
+    StoreTraits traits = kUsualStore;
+    traits.name = "usual-1252";
+    traits.code_page = 1252;
+    return traits;
+}();
+
 inline constexpr StoreTraits kStrictStore1{.name = "strict-1",
                                            .second_stream = StoreTraits::SecondStream::kRefused,
                                            .guards_streams = true,
@@ -72,7 +80,7 @@ inline constexpr StoreTraits kStrictStore2 = [] {
     return traits;
 }();
 
-inline constexpr std::array kStores{&kPlainStore, &kUsualStore, &kStrictStore1, &kStrictStore2};
+inline constexpr std::array kStores{&kPlainStore, &kUsualStore, &kUsualStore1252, &kStrictStore1, &kStrictStore2};
 
 // The store of that name; null when there is none.
 constexpr const StoreTraits* FindStore(std::string_view name) {

@@ -1,12 +1,13 @@
 // Plays a scenario, or a random one, with the add-in in a stand-in Outlook.
 //
 //   mlxo_scenario --scenario FILE --messages DIR --out DIR --rules FILE [--product DIR]
-//                 [--outlook VERSION]
+//                 [--outlook VERSION] [--store NAME]
 //   mlxo_scenario --soak EVENTS [--seed N] --messages DIR --out DIR --rules FILE
-//                 [--outlook VERSION]
+//                 [--outlook VERSION] [--store NAME]
 //
 // The scanner is in this process, or it is that of the product that is installed in the folder of
-// --product (product_library.h), whose process is started and stopped here.
+// --product (product_library.h), whose process is started and stopped here. The
+// mail lies in a store of store_traits.h, usually "usual".
 
 #include <array>
 #include <charconv>
@@ -31,9 +32,9 @@ using Arguments = std::map<std::string, std::string, std::less<>>;
 
 // Nothing for arguments that cannot be understood.
 bool Parse(int argc, char** argv, Arguments& arguments) {
-    constexpr std::array<std::string_view, 8> kNames = {"--scenario", "--soak",   "--seed",
-                                                        "--messages", "--out",    "--rules",
-                                                        "--product",  "--outlook"};
+    constexpr std::array<std::string_view, 9> kNames = {"--scenario", "--soak",    "--seed",
+                                                        "--messages", "--out",     "--rules",
+                                                        "--product",  "--outlook", "--store"};
     for (int i = 1; i < argc; i += 2) {
         if (std::find(kNames.begin(), kNames.end(), argv[i]) == kNames.end() || i + 1 == argc ||
             !arguments.emplace(argv[i], argv[i + 1]).second)
@@ -57,6 +58,11 @@ bool Run(Arguments& arguments) {
                           PathOf(arguments["--rules"]), PathOf(arguments["--product"])};
     if (const std::string& version = arguments["--outlook"]; !version.empty())
         options.version = version;
+    if (const std::string& name = arguments["--store"]; !name.empty()) {
+        const auto* const store = sandbox::outlook::FindStore(name);
+        if (store == nullptr) throw std::runtime_error("there is no store " + name);
+        options.store = *store;
+    }
     if (const auto soak = arguments.find("--soak"); soak != arguments.end()) {
         const std::string& seed = arguments["--seed"];
         return RunSoak(options, {Number(soak->second), seed.empty() ? 1 : Number(seed)}, std::cout);
@@ -72,7 +78,7 @@ int main(int argc, char** argv) {
         std::cerr << "usage: mlxo_scenario (--scenario FILE [--product DIR] | --soak EVENTS "
                      "[--seed N])\n"
                      "                     --messages DIR --out DIR --rules FILE [--outlook "
-                     "VERSION]\n";
+                     "VERSION] [--store NAME]\n";
         return kUsage;
     }
     try {

@@ -26,6 +26,7 @@ struct PlayerOptions {
     // The folder of a product for a process of its own; empty for one in this process.
     std::filesystem::path product;
     std::string version = "15";  // Outlook's
+    outlook::StoreTraits store = outlook::kUsualStore;
     std::uint64_t trace_bytes = 16 << 20;
 };
 
@@ -120,7 +121,7 @@ private:
     void Complain(const std::string& what);
 
     const PlayerOptions options_;
-    outlook::MapiSubsystem mapi_;
+    outlook::MapiSubsystem mapi_{options_.store};
     MailShelf shelf_;
     Mailbox mailbox_;
     const std::unique_ptr<ScenarioProduct> product_;
