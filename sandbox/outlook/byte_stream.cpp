@@ -156,8 +156,10 @@ HRESULT ByteStream::CopyTo(IStream* target, ULARGE_INTEGER size, ULARGE_INTEGER*
     });
 }
 
-HRESULT ByteStream::Commit(DWORD) {
+HRESULT ByteStream::Commit(DWORD flags) {
     return Enter(Call::kStreamCommit, [&]() -> HRESULT {
+        if (runtime()->Refuses(flags, STGC_OVERWRITE | STGC_ONLYIFCURRENT))
+            return STG_E_INVALIDFLAG;
         if (!mode_.writable || !sink_) return S_OK;
         const HRESULT code = sink_(Bytes());
         if (SUCCEEDED(code) && mode_.reverts) {
@@ -180,10 +182,11 @@ HRESULT ByteStream::Revert() {
     });
 }
 
-HRESULT ByteStream::Stat(STATSTG* stat, DWORD) {
+HRESULT ByteStream::Stat(STATSTG* stat, DWORD flags) {
     return Enter(Call::kStreamStat, [&]() -> HRESULT {
         if (mode_.in_sequence) return E_NOTIMPL;
         if (stat == nullptr) return STG_E_INVALIDPOINTER;
+        if (runtime()->Refuses(flags, STATFLAG_NONAME | STATFLAG_NOOPEN)) return STG_E_INVALIDFLAG;
         *stat = {};  // no stream here has a name
         stat->type = STGTY_STREAM;
         std::uint64_t shown = size_;

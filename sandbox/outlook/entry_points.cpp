@@ -55,8 +55,13 @@ HRESULT EntryPoints::Initialize(void* init) {
     return Enter(*mapi->runtime_, Call::kInitialize, [&]() -> HRESULT {
         const std::lock_guard lock(mapi->mutex_);
         const auto* const record = static_cast<const MAPIINIT_0*>(init);
-        mapi->initialize_flags_.push_back(record != nullptr ? record->ulFlags : 0);
+        const ULONG flags = record != nullptr ? record->ulFlags : 0;
+        mapi->initialize_flags_.push_back(flags);
+        if (mapi->runtime_->Refuses(flags,
+                                    MAPI_MULTITHREAD_NOTIFICATIONS | plugins::mapi::kNoCoInit))
+            return MAPI_E_UNKNOWN_FLAGS;
         ++mapi->initializations_;
+        mapi->runtime_->NoteInitialize();
         return S_OK;
     });
 }
@@ -66,6 +71,7 @@ void EntryPoints::Uninitialize() {
     if (mapi == nullptr) return;
     const std::lock_guard lock(mapi->mutex_);
     --mapi->initializations_;
+    mapi->runtime_->NoteUninitialize();
 }
 
 HRESULT EntryPoints::LogonEx(ULONG_PTR, LPTSTR, LPTSTR, ULONG flags, IMAPISession** session) {
@@ -77,6 +83,8 @@ HRESULT EntryPoints::LogonEx(ULONG_PTR, LPTSTR, LPTSTR, ULONG flags, IMAPISessio
         const std::lock_guard lock(mapi->mutex_);
         if (mapi->initializations_ <= 0) return MAPI_E_NOT_INITIALIZED;
         mapi->logon_flags_.push_back(flags);
+        if (mapi->runtime_->Refuses(flags, MAPI_EXTENDED | plugins::mapi::kBackgroundSession))
+            return MAPI_E_UNKNOWN_FLAGS;
         return GiveTo(session, vek::MakeObject<Session>(mapi->runtime_, mapi->store_));
     });
 }

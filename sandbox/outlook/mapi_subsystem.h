@@ -46,6 +46,10 @@ public:
     std::uint32_t live_objects() const { return runtime_->live_objects(); }
     // Calls of an object's methods from a thread that it does not belong to.
     std::uint32_t foreign_calls() const { return runtime_->foreign_calls(); }
+    // Objects that outlived the last MAPIUninitialize of their thread, where the store is pedantic.
+    std::uint32_t outliving_objects() const { return runtime_->outliving_objects(); }
+    // This thread is the host's, which has initialised MAPI for itself.
+    void NoteHostThread() { runtime_->NoteInitialize(true); }
     // The flags of each SaveChanges, in their order.
     std::vector<ULONG> save_flags() const { return runtime_->save_flags(); }
     // The flags of each MAPILogonEx and of each MAPIInitialize, in their order.

@@ -9,9 +9,10 @@
 namespace sandbox::outlook {
 namespace {
 
-HRESULT Check(const EntryRequest& request) {
+HRESULT Check(const Runtime& runtime, const EntryRequest& request) {
     if (request.out == nullptr || request.type == nullptr) return MAPI_E_INVALID_PARAMETER;
     *request.out = nullptr;
+    if (runtime.Refuses(request.flags, kOpenFlags)) return MAPI_E_UNKNOWN_FLAGS;
     return request.size != 0 && request.entry_id != nullptr ? S_OK : MAPI_E_INVALID_PARAMETER;
 }
 
@@ -29,7 +30,7 @@ bool IsAskedFor(const EntryRequest& request, REFIID own) {
 
 HRESULT OpenUserEntry(std::shared_ptr<Runtime> runtime, const MessageStore& store,
                       const EntryRequest& request) {
-    if (const HRESULT code = Check(request); FAILED(code)) return code;
+    if (const HRESULT code = Check(*runtime, request); FAILED(code)) return code;
     auto properties = store.FindUser(IdOf(request));
     if (properties == nullptr) return MAPI_E_NOT_FOUND;
     if (!IsAskedFor(request, iid::kMailUser)) return MAPI_E_INTERFACE_NOT_SUPPORTED;
@@ -40,7 +41,7 @@ HRESULT OpenUserEntry(std::shared_ptr<Runtime> runtime, const MessageStore& stor
 
 HRESULT OpenMessageEntry(std::shared_ptr<Runtime> runtime, std::shared_ptr<MessageStore> store,
                          const EntryRequest& request) {
-    if (const HRESULT code = Check(request); FAILED(code)) return code;
+    if (const HRESULT code = Check(*runtime, request); FAILED(code)) return code;
     auto message =
         OpenStoredMessage(std::move(runtime), std::move(store), IdOf(request), request.flags);
     if (!message) return MAPI_E_NOT_FOUND;

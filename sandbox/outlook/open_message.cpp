@@ -107,6 +107,7 @@ HRESULT OpenMessage::OpenAttach(ULONG number, const IID* id, ULONG flags, IAttac
     return EnterOpen(Call::kOpenAttach, [&]() -> HRESULT {
         if (attachment == nullptr) return MAPI_E_INVALID_PARAMETER;
         *attachment = nullptr;
+        if (runtime()->Refuses(flags, kOpenFlags)) return MAPI_E_UNKNOWN_FLAGS;
         if (id != nullptr && !(*id == iid::kAttachment) && !(*id == iid::kProp))
             return MAPI_E_INTERFACE_NOT_SUPPORTED;
         if ((flags & MAPI_MODIFY) != 0 && access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
@@ -119,10 +120,11 @@ HRESULT OpenMessage::OpenAttach(ULONG number, const IID* id, ULONG flags, IAttac
     });
 }
 
-HRESULT OpenMessage::CreateAttach(const IID* id, ULONG, ULONG* number, IAttach** attachment) {
+HRESULT OpenMessage::CreateAttach(const IID* id, ULONG flags, ULONG* number, IAttach** attachment) {
     return EnterOpen(Call::kCreateAttach, [&]() -> HRESULT {
         if (number == nullptr || attachment == nullptr) return MAPI_E_INVALID_PARAMETER;
         *attachment = nullptr;
+        if (runtime()->Refuses(flags, MAPI_DEFERRED_ERRORS)) return MAPI_E_UNKNOWN_FLAGS;
         if (id != nullptr && !(*id == iid::kAttachment)) return MAPI_E_INTERFACE_NOT_SUPPORTED;
         if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
         AttachmentRecord record{record_.next_number++, {}};
@@ -134,8 +136,10 @@ HRESULT OpenMessage::CreateAttach(const IID* id, ULONG, ULONG* number, IAttach**
     });
 }
 
-HRESULT OpenMessage::DeleteAttach(ULONG number, ULONG, IMAPIProgress*, ULONG) {
+HRESULT OpenMessage::DeleteAttach(ULONG number, ULONG, IMAPIProgress*, ULONG flags) {
     return EnterOpen(Call::kDeleteAttach, [&]() -> HRESULT {
+        constexpr ULONG kAttachDialog = 1;  // ATTACH_DIALOG
+        if (runtime()->Refuses(flags, kAttachDialog)) return MAPI_E_UNKNOWN_FLAGS;
         if (access() != Access::kReadWrite) return MAPI_E_NO_ACCESS;
         const AttachmentRecord* const record = record_.FindAttachment(number);
         if (record == nullptr) return MAPI_E_NOT_FOUND;

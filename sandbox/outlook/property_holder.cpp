@@ -89,6 +89,7 @@ HRESULT GetProps(Runtime& runtime, const PropertyHolder& holder, const SPropTagA
     MapiMemory& memory = runtime.memory();
     if (count == nullptr || values == nullptr) return MAPI_E_INVALID_PARAMETER;
     if (tags != nullptr && tags->cValues == 0) return MAPI_E_INVALID_PARAMETER;
+    if (runtime.Refuses(flags, MAPI_UNICODE)) return MAPI_E_UNKNOWN_FLAGS;
     std::vector<ULONG> all;
     std::span<const ULONG> wanted;
     if (tags != nullptr) {
@@ -108,10 +109,11 @@ HRESULT GetProps(Runtime& runtime, const PropertyHolder& holder, const SPropTagA
     return complete ? S_OK : MAPI_W_ERRORS_RETURNED;
 }
 
-HRESULT GetPropList(MapiMemory& memory, const PropertyHolder& holder, ULONG flags,
+HRESULT GetPropList(Runtime& runtime, const PropertyHolder& holder, ULONG flags,
                     SPropTagArray** tags) {
     if (tags == nullptr) return MAPI_E_INVALID_PARAMETER;
-    *tags = GiveTags(memory, ShownTags(holder, flags));
+    if (runtime.Refuses(flags, MAPI_UNICODE)) return MAPI_E_UNKNOWN_FLAGS;
+    *tags = GiveTags(runtime.memory(), ShownTags(holder, flags));
     return S_OK;
 }
 

@@ -69,6 +69,9 @@ private:
     OpenStreams streams_;
 };
 
+// The flags that whatever opens an object takes.
+inline constexpr ULONG kOpenFlags = MAPI_MODIFY | MAPI_BEST_ACCESS | MAPI_DEFERRED_ERRORS;
+
 // The access that an object opened with `flags` has inside a container with the access `most`.
 // MAPI_MODIFY that cannot be had is refused by the caller.
 Access AccessFor(ULONG flags, Access most);
@@ -79,7 +82,7 @@ Access AccessAfterSave(ULONG flags);
 // The bodies of IMAPIProp's methods over a holder.
 HRESULT GetProps(Runtime& runtime, const PropertyHolder& holder, const SPropTagArray* tags,
                  ULONG flags, ULONG* count, SPropValue** values);
-HRESULT GetPropList(MapiMemory& memory, const PropertyHolder& holder, ULONG flags,
+HRESULT GetPropList(Runtime& runtime, const PropertyHolder& holder, ULONG flags,
                     SPropTagArray** tags);
 HRESULT SetProps(Runtime& runtime, PropertyHolder& holder, ULONG count, const SPropValue* values,
                  SPropProblemArray** problems);

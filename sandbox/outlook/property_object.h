@@ -25,8 +25,11 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE SaveChanges(ULONG flags) final {
-        return EnterOpen(Call::kSaveChanges, [&] {
+        return EnterOpen(Call::kSaveChanges, [&]() -> HRESULT {
             this->runtime()->NoteSave(flags);
+            constexpr ULONG kKnown =
+                KEEP_OPEN_READONLY | KEEP_OPEN_READWRITE | FORCE_SAVE | MAPI_DEFERRED_ERRORS;
+            if (this->runtime()->Refuses(flags, kKnown)) return MAPI_E_UNKNOWN_FLAGS;
             return Save(flags);
         });
     }
@@ -43,8 +46,9 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE GetPropList(ULONG flags, SPropTagArray** tags) final {
-        return EnterOpen(Call::kGetPropList,
-                         [&] { return outlook::GetPropList(this->memory(), *this, flags, tags); });
+        return EnterOpen(Call::kGetPropList, [&] {
+            return outlook::GetPropList(*this->runtime(), *this, flags, tags);
+        });
     }
 
     HRESULT STDMETHODCALLTYPE OpenProperty(ULONG tag, const IID* id, ULONG options, ULONG flags,
@@ -52,6 +56,10 @@ public:
         if (out != nullptr) *out = nullptr;
         return EnterOpen(Call::kOpenProperty, [&]() -> HRESULT {
             if (id == nullptr || out == nullptr) return MAPI_E_INVALID_PARAMETER;
+            constexpr ULONG kAccess = STGM_READ | STGM_WRITE | STGM_READWRITE;
+            if (this->runtime()->Refuses(flags, MAPI_MODIFY | MAPI_CREATE | MAPI_DEFERRED_ERRORS) ||
+                this->runtime()->Refuses(options, kAccess))
+                return MAPI_E_UNKNOWN_FLAGS;
             if (!(*id == iid::kStream)) return OpenOther(tag, *id, flags, out);
             auto self = vek::RefPtr<Interface>::Share(this);
             return OpenStream(this->runtime(), std::move(self), *this, StreamTag(tag), options,

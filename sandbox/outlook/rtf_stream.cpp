@@ -46,6 +46,7 @@ HRESULT WrapRtfStream(std::shared_ptr<Runtime> runtime, IStream* compressed, ULO
                       IStream** plain) {
     if (compressed == nullptr || plain == nullptr) return MAPI_E_INVALID_PARAMETER;
     *plain = nullptr;
+    if (runtime->Refuses(flags, MAPI_MODIFY | MAPI_CREATE)) return MAPI_E_UNKNOWN_FLAGS;
     std::vector<std::byte> bytes;
     if (const HRESULT code = ReadAll(*compressed, bytes); FAILED(code)) return code;
     std::string text;

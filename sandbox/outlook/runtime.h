@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -31,7 +32,36 @@ public:
         return faults_.Enter(kind);
     }
 
+    // AddRef and Release of such an object.
+    void EnterReference(std::thread::id owner) {
+        if (traits_.pedantic && owner != std::this_thread::get_id()) ++foreign_calls_;
+    }
+
+    // For methods: whether `flags` are refused, being more than the `known` ones.
+    bool Refuses(ULONG flags, ULONG known) const {
+        return traits_.pedantic && (flags & ~known) != 0;
+    }
+
+    // A MAPIInitialize and a MAPIUninitialize of this thread. What a host does for itself keeps the
+    // objects of its thread, and none that are free-threaded.
+    void NoteInitialize(bool host = false) {
+        const std::lock_guard lock(mutex_);
+        ++threads_[std::this_thread::get_id()].initializations;
+        if (!host) ++threads_[{}].initializations;
+    }
+    void NoteUninitialize() {
+        const std::lock_guard lock(mutex_);
+        for (const std::thread::id thread : {std::this_thread::get_id(), std::thread::id()}) {
+            OnThread& its = threads_[thread];
+            if (its.initializations != 0 && --its.initializations == 0 && traits_.pedantic)
+                outliving_objects_ += its.objects;
+        }
+    }
+
     std::uint32_t live_objects() const { return live_objects_; }
+    // Those that were still there at the last MAPIUninitialize of their thread, free-threaded ones
+    // at the last of all.
+    std::uint32_t outliving_objects() const { return outliving_objects_; }
     std::uint32_t foreign_calls() const { return foreign_calls_; }
 
     // The flags of each SaveChanges, in their order.
@@ -47,26 +77,46 @@ public:
 private:
     friend class LiveObject;
 
+    struct OnThread {
+        std::uint32_t initializations = 0;
+        std::uint32_t objects = 0;
+    };
+
     const StoreTraits traits_;
     FaultPlan faults_;
     MapiMemory memory_;
     Distortion distortion_;
     std::atomic<std::uint32_t> live_objects_{0};
     std::atomic<std::uint32_t> foreign_calls_{0};
+    std::atomic<std::uint32_t> outliving_objects_{0};
     mutable std::mutex mutex_;
+    std::map<std::thread::id, OnThread> threads_;  // no thread's id for what is free-threaded
     std::vector<ULONG> save_flags_;
 };
 
-// Counts its owner among the live objects.
+// Counts its owner among the live objects, and those of `thread`; none for a free-threaded one.
 class LiveObject {
 public:
-    explicit LiveObject(Runtime& runtime) : runtime_(runtime) { ++runtime_.live_objects_; }
-    ~LiveObject() { --runtime_.live_objects_; }
+    LiveObject(Runtime& runtime, std::thread::id thread) : runtime_(runtime), thread_(thread) {
+        Count(1);
+    }
+    ~LiveObject() { Count(-1); }
     LiveObject(const LiveObject&) = delete;
     LiveObject& operator=(const LiveObject&) = delete;
 
+    std::thread::id thread() const { return thread_; }
+
 private:
+    void Count(int more) {
+        const auto change = static_cast<std::uint32_t>(more);
+        runtime_.live_objects_ += change;
+        if (!runtime_.traits_.pedantic) return;
+        const std::lock_guard lock(runtime_.mutex_);
+        runtime_.threads_[thread_].objects += change;
+    }
+
     Runtime& runtime_;
+    const std::thread::id thread_;
 };
 
 }  // namespace sandbox::outlook

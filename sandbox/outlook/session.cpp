@@ -17,18 +17,20 @@ HRESULT Session::OpenEntry(ULONG size, ENTRYID* entry_id, const IID* id, ULONG f
     });
 }
 
-HRESULT Session::OpenAddressBook(ULONG_PTR, const IID* id, ULONG, IAddrBook** book) {
+HRESULT Session::OpenAddressBook(ULONG_PTR, const IID* id, ULONG flags, IAddrBook** book) {
     return Enter(Call::kOpenAddressBook, [&]() -> HRESULT {
         if (book == nullptr) return MAPI_E_INVALID_PARAMETER;
         *book = nullptr;
+        if (runtime()->Refuses(flags, AB_NO_DIALOG)) return MAPI_E_UNKNOWN_FLAGS;
         if (logged_off_) return MAPI_E_END_OF_SESSION;
         if (id != nullptr && !(*id == iid::kAddrBook)) return MAPI_E_INTERFACE_NOT_SUPPORTED;
         return GiveTo(book, vek::MakeObject<AddressBook>(runtime(), store_));
     });
 }
 
-HRESULT Session::Logoff(ULONG_PTR, ULONG, ULONG) {
+HRESULT Session::Logoff(ULONG_PTR, ULONG flags, ULONG reserved) {
     return Enter(Call::kLogoff, [&]() -> HRESULT {
+        if (runtime()->Refuses(flags | reserved, 0)) return MAPI_E_UNKNOWN_FLAGS;
         logged_off_ = true;
         return S_OK;
     });

@@ -38,6 +38,9 @@ struct StoreTraits {
     bool guards_attachments = false;
     // Texts of tables are cut to this many characters.
     std::size_t longest_column = kUnlimited;
+    // Flags that are not known are refused, AddRef and Release on a foreign thread are foreign
+    // calls, and objects that outlive the last MAPIUninitialize of their thread are counted.
+    bool pedantic = false;
     // Of narrow texts. A text is kept in Unicode, whichever way it was written.
     unsigned code_page = kUtf8;
 };
@@ -68,6 +71,7 @@ inline constexpr StoreTraits kStrictStore1{.name = "strict-1",
                                            .large_value = 4096,
                                            .guards_attachments = true,
                                            .longest_column = 255,
+                                           .pedantic = true,
                                            .code_page = 1252};
 
 inline constexpr StoreTraits kStrictStore2 = [] {
@@ -80,7 +84,8 @@ inline constexpr StoreTraits kStrictStore2 = [] {
     return traits;
 }();
 
-inline constexpr std::array kStores{&kPlainStore, &kUsualStore, &kUsualStore1252, &kStrictStore1, &kStrictStore2};
+inline constexpr std::array kStores{&kPlainStore, &kUsualStore, &kUsualStore1252, &kStrictStore1,
+                                    &kStrictStore2};
 
 // The store of that name; null when there is none.
 constexpr const StoreTraits* FindStore(std::string_view name) {

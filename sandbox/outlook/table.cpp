@@ -103,8 +103,9 @@ std::optional<std::size_t> Table::Origin(BOOKMARK bookmark) const {
     }
 }
 
-HRESULT Table::SetColumns(SPropTagArray* columns, ULONG) {
+HRESULT Table::SetColumns(SPropTagArray* columns, ULONG flags) {
     return Enter(Call::kSetColumns, [&]() -> HRESULT {
+        if (runtime()->Refuses(flags, TBL_BATCH)) return MAPI_E_UNKNOWN_FLAGS;
         if (columns == nullptr || columns->cValues == 0) return MAPI_E_INVALID_PARAMETER;
         const ULONG* const first = columns->aulPropTag;
         columns_.assign(first, first + columns->cValues);
@@ -112,16 +113,18 @@ HRESULT Table::SetColumns(SPropTagArray* columns, ULONG) {
     });
 }
 
-HRESULT Table::QueryColumns(ULONG, SPropTagArray** columns) {
+HRESULT Table::QueryColumns(ULONG flags, SPropTagArray** columns) {
     return Enter(Call::kQueryColumns, [&]() -> HRESULT {
+        if (runtime()->Refuses(flags, TBL_ALL_COLUMNS)) return MAPI_E_UNKNOWN_FLAGS;
         if (columns == nullptr) return MAPI_E_INVALID_PARAMETER;
         *columns = GiveTags(memory(), columns_);
         return S_OK;
     });
 }
 
-HRESULT Table::GetRowCount(ULONG, ULONG* count) {
+HRESULT Table::GetRowCount(ULONG flags, ULONG* count) {
     return Enter(Call::kGetRowCount, [&]() -> HRESULT {
+        if (runtime()->Refuses(flags, 0)) return MAPI_E_UNKNOWN_FLAGS;
         if (count == nullptr) return MAPI_E_INVALID_PARAMETER;
         *count = static_cast<ULONG>(rows_->Count());
         return S_OK;
@@ -154,6 +157,7 @@ HRESULT Table::QueryPosition(ULONG* row, ULONG* numerator, ULONG* denominator) {
 HRESULT Table::FindRow(SRestriction* restriction, BOOKMARK origin, ULONG flags) {
     return Enter(Call::kFindRow, [&]() -> HRESULT {
         if (restriction == nullptr) return MAPI_E_INVALID_PARAMETER;
+        if (runtime()->Refuses(flags, DIR_BACKWARD)) return MAPI_E_UNKNOWN_FLAGS;
         const auto start = Origin(origin);
         if (!start) return MAPI_E_INVALID_BOOKMARK;
         const SPropertyRestriction& wanted = restriction->res.resProperty;
@@ -178,6 +182,7 @@ HRESULT Table::QueryRows(LONG count, ULONG flags, SRowSet** rows) {
     return Enter(Call::kQueryRows, [&]() -> HRESULT {
         if (rows == nullptr) return MAPI_E_INVALID_PARAMETER;
         *rows = nullptr;
+        if (runtime()->Refuses(flags, TBL_NOADVANCE)) return MAPI_E_UNKNOWN_FLAGS;
         if (count < 0) return MAPI_E_NO_SUPPORT;
         const std::size_t first = Position();
         const std::size_t given = std::min(static_cast<std::size_t>(count), rows_->Count() - first);

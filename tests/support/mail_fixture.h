@@ -82,6 +82,7 @@ protected:
         EXPECT_EQ(mapi_.live_objects(), 0u) << "interface objects left";
         EXPECT_EQ(mapi_.memory().LiveBuffers(), 0u) << "MAPI buffers left";
         EXPECT_EQ(mapi_.foreign_calls(), 0u) << "calls from a foreign thread";
+        EXPECT_EQ(mapi_.outliving_objects(), 0u);
         EXPECT_EQ(vek::LiveObjectCount(), live_before_);
     }
 

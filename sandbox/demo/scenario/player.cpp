@@ -43,7 +43,7 @@ std::string Label(const char* what, const ScenarioMessage& message) {
 
 bool Leftovers::none() const {
     return items == 0 && connections == 0 && mapi_objects == 0 && mapi_buffers == 0 &&
-           bad_frees == 0 && foreign_calls == 0 && initializations == 0;
+           bad_frees == 0 && foreign_calls == 0 && outliving_objects == 0 && initializations == 0;
 }
 
 Player::Player(PlayerOptions options)
@@ -291,7 +291,7 @@ Leftovers Player::leftovers() {
     });
     return {host_->live_items(),          host_->live_connections(), mapi_.live_objects(),
             mapi_.memory().LiveBuffers(), mapi_.memory().BadFrees(), mapi_.foreign_calls(),
-            mapi_.initializations()};
+            mapi_.outliving_objects(),    mapi_.initializations()};
 }
 
 }  // namespace sandbox::demo

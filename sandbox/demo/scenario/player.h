@@ -37,7 +37,8 @@ struct Leftovers {
     std::uint32_t mapi_objects = 0;
     std::size_t mapi_buffers = 0;
     std::size_t bad_frees = 0;
-    std::uint32_t foreign_calls = 0;  // of a MAPI object on a thread that it does not belong to
+    std::uint32_t foreign_calls = 0;      // of a MAPI object on a thread that it does not belong to
+    std::uint32_t outliving_objects = 0;  // the last MAPIUninitialize of their thread
     int initializations = 0;
 
     bool none() const;

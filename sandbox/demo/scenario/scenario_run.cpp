@@ -13,6 +13,8 @@ bool PrintLeftovers(std::ostream& out, const Leftovers& left) {
     if (left.bad_frees != 0) out << "MAPI buffers freed twice: " << left.bad_frees << '\n';
     if (left.foreign_calls != 0)
         out << "MAPI calls on a foreign thread: " << left.foreign_calls << '\n';
+    if (left.outliving_objects != 0)
+        out << "MAPI objects that outlived MAPIUninitialize: " << left.outliving_objects << '\n';
     return left.none();
 }
 

@@ -51,7 +51,9 @@ private:
 HostOutlook::HostOutlook(MapiSubsystem& mapi, const std::string& version, ThreadChoice thread)
     : mapi_(mapi),
       application_(std::make_shared<OutlookApplication>(model_, mapi_, version)),
-      thread_(thread) {}
+      thread_(thread) {
+    Run([&] { mapi_.NoteHostThread(); });
+}
 
 HostOutlook::~HostOutlook() {
     Run([&] {

@@ -108,9 +108,22 @@ TEST_F(StrictnessTest, CountsWhatIsForeignLeftOrFreedTwice) {
     EXPECT_TRUE(memory.Free(buffer));
     EXPECT_FALSE(memory.Free(buffer));
     EXPECT_EQ(memory.BadFrees(), 1u);
-    outlook::Runtime runtime;
-    std::thread([&] { runtime.Enter(Call::kGetProps, std::thread::id()); }).join();
-    EXPECT_EQ(runtime.foreign_calls(), 1u);
+    for (const StoreTraits* const store : kStores) {
+        outlook::Runtime runtime(*store);
+        runtime.Enter(Call::kGetProps, {});
+        runtime.EnterReference({});
+        EXPECT_EQ(runtime.foreign_calls(), store->pedantic ? 2u : 1u);
+        std::thread([&] {
+            for (const bool free : {false, true}) {
+                runtime.NoteInitialize(!free);
+                const outlook::LiveObject object(
+                    runtime, free ? std::thread::id() : std::this_thread::get_id());
+                runtime.NoteUninitialize();
+            }
+        }).join();
+        EXPECT_EQ(runtime.outliving_objects(), store->pedantic ? 2u : 0u);
+        EXPECT_EQ(runtime.Refuses(6, 4), store->pedantic);
+    }
 }
 
 TEST_F(StrictnessTest, RichTextIsTheStoresOwnFormat) {
