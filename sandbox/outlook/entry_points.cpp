@@ -44,9 +44,12 @@ void EntryPoints::Attach(MapiSubsystem* subsystem) {
 void EntryPoints::Detach() { current = nullptr; }
 
 plugins::mapi::MapiFunctions EntryPoints::Table() {
+    const MapiSubsystem* const mapi = current;
+    const unsigned page =
+        mapi != nullptr ? mapi->runtime_->traits().code_page : vek::platform::kAnsiCodePage;
     return {&Initialize,   &Uninitialize, &LogonEx,  &GetOneProp,
             &QueryAllRows, &FreeBuffer,   &FreeRows, &WrapCompressedRtfStream,
-            Ole()};
+            page,          Ole()};
 }
 
 HRESULT EntryPoints::Initialize(void* init) {

@@ -1,7 +1,6 @@
 #include "sandbox/outlook/mapi_values.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -23,7 +22,7 @@ Char* GiveText(MapiMemory& memory, void* first, std::basic_string_view<Char> tex
 
 SBinary GiveBinary(MapiMemory& memory, void* first, const std::string& bytes) {
     auto* const given = static_cast<BYTE*>(memory.AllocateMore(bytes.size(), first));
-    std::memcpy(given, bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), given);
     return {static_cast<ULONG>(bytes.size()), given};
 }
 

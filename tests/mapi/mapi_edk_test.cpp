@@ -145,7 +145,7 @@ TEST(MapiEdk, LoadsTheLibraryOfTheInstalledOutlook) {
         std::shared_ptr<const MapiFunctions> table;
         EXPECT_EQ(office.Error([&](auto with) { table = LoadMapi(with); }), row.error);
         const bool loaded = row.error.empty();
-        EXPECT_EQ(table && std::memcmp(table.get(), &office.functions, sizeof *table) == 0, loaded);
+        EXPECT_EQ(table && *table == office.functions, loaded);
         EXPECT_EQ(office.live, loaded ? 1 : 0);
         table.reset();
         EXPECT_EQ(office.live, 0);

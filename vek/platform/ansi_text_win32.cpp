@@ -2,9 +2,21 @@
 
 #include <windows.h>
 
+#include <climits>
+
 #include "vek/platform/wide_win32.h"
 
 namespace vek::platform {
+namespace {
+
+// What is converted at once, in units.
+constexpr std::size_t kPiece = 65536;
+
+constexpr UINT kGb18030 = 54936;  // has all of Unicode, as UTF-8 has
+
+constexpr bool IsLeadingSurrogate(char16_t unit) noexcept { return (unit & 0xFC00) == 0xD800; }
+
+}  // namespace
 
 std::string AnsiToUtf8(std::string_view text) {
     const auto size = static_cast<int>(text.size());
@@ -22,6 +34,38 @@ std::string Utf8ToAnsi(std::string_view text) {
     std::string ansi(static_cast<std::size_t>(size), '\0');
     ::WideCharToMultiByte(CP_ACP, 0, wide.data(), length, ansi.data(), size, nullptr, nullptr);
     return ansi;
+}
+
+bool HasEverything(code_page_t page) noexcept {
+    if (page == kAnsiCodePage) page = ::GetACP();
+    return page == kUtf8CodePage || page == kGb18030;
+}
+
+bool HasAllOf(code_page_t page, std::u16string_view text) {
+    if (HasEverything(page)) return true;
+    while (!text.empty()) {
+        std::u16string_view piece = text.substr(0, kPiece);
+        if (piece.size() == kPiece && IsLeadingSurrogate(piece.back())) piece.remove_suffix(1);
+        text.remove_prefix(piece.size());
+        BOOL lacks = FALSE;
+        const int size = ::WideCharToMultiByte(
+            page, WC_NO_BEST_FIT_CHARS, reinterpret_cast<const wchar_t*>(piece.data()),
+            static_cast<int>(piece.size()), nullptr, 0, nullptr, &lacks);
+        if (size == 0 || lacks != FALSE) return false;
+    }
+    return true;
+}
+
+std::optional<std::u16string> FromCodePage(code_page_t page, std::string_view bytes) {
+    if (bytes.empty()) return std::u16string();
+    if (bytes.size() > INT_MAX) return std::nullopt;
+    const auto size = static_cast<int>(bytes.size());
+    const int length = ::MultiByteToWideChar(page, 0, bytes.data(), size, nullptr, 0);
+    if (length == 0) return std::nullopt;
+    std::u16string text(static_cast<std::size_t>(length), u'\0');
+    ::MultiByteToWideChar(page, 0, bytes.data(), size, reinterpret_cast<wchar_t*>(text.data()),
+                          length);
+    return text;
 }
 
 }  // namespace vek::platform

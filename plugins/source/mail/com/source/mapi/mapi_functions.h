@@ -2,6 +2,7 @@
 
 #include "mapi/mapi_interfaces.h"
 #include "mapi/ole_functions.h"
+#include "vek/platform/ansi_text.h"
 
 namespace plugins::mapi {
 
@@ -31,8 +32,13 @@ struct MapiFunctions {
     HRESULT(WINAPI* wrap_compressed_rtf_stream)
     (IStream* compressed, ULONG flags, IStream** plain) = nullptr;
 
+    // The code page of narrow texts.
+    vek::platform::code_page_t code_page = vek::platform::kAnsiCodePage;
+
     // Memory streams and storages, to copy MAPI's objects into.
     OleFunctions ole;
+
+    bool operator==(const MapiFunctions&) const = default;
 };
 
 }  // namespace plugins::mapi

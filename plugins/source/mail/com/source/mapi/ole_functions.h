@@ -19,6 +19,8 @@ struct OleFunctions {
     // StgCreateDocfileOnILockBytes
     HRESULT(WINAPI* create_docfile)
     (ILockBytes* bytes, DWORD mode, DWORD reserved, IStorage** file) = nullptr;
+
+    bool operator==(const OleFunctions&) const = default;
 };
 
 // The system's own. Where there is no OLE the table is empty, and what needs it raises

@@ -145,8 +145,8 @@ vek::result_t MailMessageImpl::AppendNotice(std::string_view text,
         }
         outcome = 0;
         try {
-            InsertNotice(message().functions->ole, *message().accessor, tag::kBodyHtmlA, text);
-            InsertNotice(message().functions->ole, *message().accessor, tag::kBodyA, text);
+            for (const ULONG body : {tag::kBodyHtmlA, tag::kBodyA})
+                InsertNotice(*message().functions, *message().accessor, body, text, tracer_);
         } catch (...) {
             vek::trace::WriteCurrentException(tracer_);
         }
@@ -180,6 +180,11 @@ std::string_view MailMessageImpl::Headers() {
 }
 
 void MailMessageImpl::SetHeaders(const std::string& headers) {
+    constexpr ULONG kWide = CHANGE_PROP_TYPE(tag::kTransportMessageHeadersA, PT_UNICODE);
+    const auto* wide = message().accessor->TryGetProperty<std::u16string>(kWide);
+    RefuseLosingCharacters(
+        wide == nullptr || vek::platform::HasAllOf(message().functions->code_page, *wide),
+        tag::kTransportMessageHeadersA, tracer_);
     message().accessor->SetProperty(tag::kTransportMessageHeadersA, headers);
 }
 

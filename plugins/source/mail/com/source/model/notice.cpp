@@ -11,6 +11,7 @@
 #include "mapi/mapi_streams.h"
 #include "mapi/property_tags.h"
 #include "model/ascii.h"
+#include "model/protected_message.h"
 #include "private_include/common/mail_message.h"
 #include "vek/core/throw.h"
 
@@ -126,15 +127,16 @@ std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept {
     return (low - 100) / (low >> 12);
 }
 
-void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, ULONG tag,
-                  std::string_view notice) {
-    const vek::RefPtr<IStream> content = mapi::NewMemoryStream(ole);
+void InsertNotice(const mapi::MapiFunctions& functions, PropertiesAccessor& message, ULONG tag,
+                  std::string_view notice, const vek::trace::TracerPtr& tracer) {
+    const vek::RefPtr<IStream> content = mapi::NewMemoryStream(functions.ole);
     std::uint64_t size = 0;
     {
         const auto source = message.GetStreamProperty(tag, access_mode::kRead, 0);
         size = CopyWithNotice(source->AtStart(), *content, tag, notice);
     }
     const auto target = message.GetStreamProperty(tag, access_mode::kRead | access_mode::kWrite, 0);
+    RefuseLosingCharacters(target->HadAllIn(functions.code_page), tag, tracer);
     try {
         Replace(*target, *content, size);
     } catch (...) {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
-#include "mapi/ole_functions.h"
 #include "model/properties_accessor.h"
 
 namespace plugins::mail_processing {
@@ -14,9 +14,10 @@ std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept;
 
 // Inserts `notice` near the end of the body `tag` by replacing the body as a whole, and marks the
 // message as changed. Raises vek::CheckFailedException for an empty body, for one that ends with
-// the notice already and for a stream that contradicts itself, and helpers::HResultCodeException
-// when MAPI fails; the body is then as it was. Called on the thread that owns the message.
-void InsertNotice(const mapi::OleFunctions& ole, PropertiesAccessor& message, ULONG tag,
-                  std::string_view notice);
+// the notice already and for a stream that contradicts itself, vek::ResultCodeException
+// kNotSupported for one that would lose characters, and helpers::HResultCodeException when MAPI
+// fails; the body is then as it was. Called on the thread that owns the message.
+void InsertNotice(const mapi::MapiFunctions& functions, PropertiesAccessor& message, ULONG tag,
+                  std::string_view notice, const vek::trace::TracerPtr& tracer);
 
 }  // namespace plugins::mail_processing

@@ -29,18 +29,24 @@ std::vector<ULONG> FormsOf(ULONG tag) {
     if (PROP_TYPE(tag) != PT_STRING8) return {tag};
     const ULONG wide = CHANGE_PROP_TYPE(tag, PT_UNICODE);
     if (tag != mapi::tag::kBodyHtmlA) return {wide, tag};
-    return {CHANGE_PROP_TYPE(tag, PT_BINARY), wide, tag};
+    return {mapi::tag::kHtml, wide, tag};
 }
 
-// In a catch block: MAPI said that there is no such property.
-bool IsNotFound() {
+// In a catch block: the HRESULT of the call that failed, or E_FAIL.
+HRESULT CurrentFailure() {
     try {
         throw;
     } catch (const helpers::HResultCodeException& failure) {
-        return failure.hresult() == MAPI_E_NOT_FOUND;
+        return failure.hresult();
     } catch (...) {
-        return false;
+        return E_FAIL;
     }
+}
+
+// The store does not have the property in the form that it was asked for.
+bool IsAbsence(HRESULT failure) {
+    return failure == MAPI_E_NOT_FOUND || failure == MAPI_E_NO_SUPPORT ||
+           failure == MAPI_E_INTERFACE_NOT_SUPPORTED || failure == MAPI_E_INVALID_TYPE;
 }
 
 }  // namespace
@@ -53,12 +59,16 @@ vek::RefPtr<IStream> PropertyBackup::Open(ULONG tag, ULONG options, ULONG flags)
 
 PropertyBackup::~PropertyBackup() {
     if (!changed_ || !kept_) return;
-    try {
-        if (IsStill(*kept_)) return;
-        trace::Write(tracer_, kDetail, "Put back content of property ", trace::Hex(tag_));
-        Write(*kept_);
-    } catch (...) {
-        trace::WriteCurrentException(tracer_, "Content of a property cannot be put back: ");
+    // Half a change would be saved: what fails once is tried again.
+    for (int attempt = 0; attempt != 2; ++attempt) {
+        try {
+            if (IsStill(*kept_)) return;
+            trace::Write(tracer_, kDetail, "Put back content of property ", trace::Hex(tag_));
+            Write(*kept_);
+            return;
+        } catch (...) {
+            trace::WriteCurrentException(tracer_, "Content of a property cannot be put back: ");
+        }
     }
 }
 
@@ -88,8 +98,11 @@ void PropertyBackup::Keep() noexcept {
         try {
             return Read(*Open(form, 0, 0), form);
         } catch (...) {
-            missing = missing && IsNotFound();
-            if (!IsNotFound()) trace::WriteCurrentException(tracer_, kCannotBeKept);
+            const HRESULT failure = CurrentFailure();
+            missing = missing && failure == MAPI_E_NOT_FOUND;
+            if (IsAbsence(failure)) continue;
+            form_failed_ = true;
+            trace::WriteCurrentException(tracer_, kCannotBeKept);
         }
     }
     if (missing) kept_.emplace(Content{tag_, false, {}, {}});
@@ -107,6 +120,33 @@ bool PropertyBackup::KeepFrom(IStream& stream) noexcept {
     return true;
 }
 
+bool PropertyBackup::HasAllIn(vek::platform::code_page_t page) noexcept {
+    if (vek::platform::HasEverything(page)) return true;
+    if (!kept_) return false;
+    try {
+        const std::span<const std::byte> bytes(kept_->bytes);
+        const auto* const chars = reinterpret_cast<const char*>(bytes.data());
+        switch (PROP_TYPE(kept_->tag)) {
+            case PT_UNICODE:
+                return vek::platform::HasAllOf(
+                    page, {reinterpret_cast<const char16_t*>(chars), bytes.size() / 2});
+            case PT_BINARY: {
+                const auto* const sent =
+                    accessor_.TryGetProperty<std::int32_t>(mapi::tag::kInternetCodePage);
+                const auto text = vek::platform::FromCodePage(
+                    sent != nullptr ? static_cast<vek::platform::code_page_t>(*sent) : page,
+                    {chars, bytes.size()});
+                return text && vek::platform::HasAllOf(page, *text);
+            }
+            default:  // the store has it narrow alone
+                return !form_failed_;
+        }
+    } catch (...) {
+        trace::WriteCurrentException(tracer_);
+        return false;
+    }
+}
+
 void PropertyBackup::OnChange() noexcept {
     changed_ = true;
     if (std::exchange(tried_, true)) return;
@@ -119,7 +159,7 @@ bool PropertyBackup::IsStill(const Content& content) {
     try {
         stream = Open(content.tag, 0, 0);
     } catch (...) {
-        if (!IsNotFound()) throw;
+        if (CurrentFailure() != MAPI_E_NOT_FOUND) throw;
     }
     if (!stream || !content.present) return !stream && !content.present;
     std::vector<std::byte> buffer(kPiece);

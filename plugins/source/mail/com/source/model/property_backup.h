@@ -8,6 +8,7 @@
 #include "mapi/mapi_interfaces.h"
 #include "model/check_budget.h"
 #include "vek/core/ref_ptr.h"
+#include "vek/platform/ansi_text.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
@@ -41,6 +42,10 @@ public:
     // could not be. False when the stream was not moved.
     bool KeepFrom(IStream& stream) noexcept;
 
+    // Tells whether a narrow text in `page` has all characters of what is kept; false when that is
+    // not known.
+    bool HasAllIn(vek::platform::code_page_t page) noexcept;
+
     // A stream is about to change the property.
     void OnChange() noexcept;
 
@@ -73,8 +78,9 @@ private:
     const vek::trace::TracerPtr tracer_;
     PropertiesAccessor& accessor_;
     const ULONG tag_;
-    bool tried_ = false;    // to keep the content of now
-    bool changed_ = false;  // since then
+    bool form_failed_ = false;  // a form that says more could not be read
+    bool tried_ = false;        // to keep the content of now
+    bool changed_ = false;      // since then
     std::optional<Content> kept_;
 };
 

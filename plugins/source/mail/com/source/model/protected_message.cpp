@@ -57,4 +57,11 @@ bool AllowsNotice(PropertiesAccessor& message) {
     return true;
 }
 
+void RefuseLosingCharacters(bool has_all, ULONG tag, const vek::trace::TracerPtr& tracer) {
+    if (has_all) return;
+    vek::trace::Write(tracer, vek::trace::level::kWarning, "Property ", vek::trace::Hex(tag),
+                      " is not written, because the code page lacks some of its characters");
+    vek::ThrowResult(vek::result::kNotSupported);
+}
+
 }  // namespace plugins::mail_processing

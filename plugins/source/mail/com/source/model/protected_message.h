@@ -1,7 +1,7 @@
 #pragma once
 
-// Encrypted and signed messages: what may be changed in them. Called on the thread that owns the
-// message.
+// What may be changed in a message, which may be encrypted or signed, or have characters that a
+// narrow text lacks. Called on the thread that owns the message.
 
 #include <cstdint>
 
@@ -19,5 +19,9 @@ void RefuseWritingIfProtected(PropertiesAccessor& message, std::uint32_t access,
 // Whether a notice may be put into the message: always when its class names S/MIME; otherwise when
 // its content type is known and is none of the signed and encrypted ones.
 bool AllowsNotice(PropertiesAccessor& message);
+
+// Raises vek::ResultCodeException kNotSupported, and traces why, unless the narrow text of the
+// property `tag` `has_all` characters of the property: writing it back would lose the others.
+void RefuseLosingCharacters(bool has_all, ULONG tag, const vek::trace::TracerPtr& tracer);
 
 }  // namespace plugins::mail_processing

@@ -40,6 +40,11 @@ public:
     // It has changes that are not committed.
     bool is_changed() const noexcept { return changed_; }
 
+    // As PropertyBackup::HasAllIn, of what was there when the stream was opened for writing.
+    bool HadAllIn(vek::platform::code_page_t page) noexcept {
+        return backup_ && backup_->HasAllIn(page);
+    }
+
     // The stream itself, at its start, to be read.
     IStream& AtStart();
     // The stream itself, at its start and emptied, to be written. Commit is called here after.
