@@ -11,6 +11,7 @@ namespace {
 HRESULT WriteStream(const std::string& bytes, const WCHAR* name, IStorage& to) {
     vek::RefPtr<IStream> stream;
     HRESULT code = to.CreateStream(name, STGM_CREATE | kWriteElement, 0, 0, stream.put());
+    if (SUCCEEDED(code) && !stream) code = STG_E_WRITEFAULT;  // the target is told to lie
     ULONG written = 0;
     if (SUCCEEDED(code))
         code = stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written);

@@ -154,6 +154,33 @@ TEST_F(AttachmentsTest, WhatIsChangedIsSavedWithItsLastUser) {
     EXPECT_EQ(OpenStream(kRead), result::kOk);
 }
 
+TEST_F(AttachmentsTest, IsLetGoBeforeItIsDeletedAndUsedOnWhenThatFails) {
+    const bool guarded = tests::TheStore().guards_attachments;
+    AddFile("file", "content");
+    Open();
+    ASSERT_EQ(Next(), result::kOk);
+    EXPECT_EQ(one_->Rename("new"), result::kOk);
+    if (guarded) {
+        ASSERT_EQ(OpenStream(kReadWrite), result::kOk);
+        EXPECT_EQ(one_->Delete(), result_t{0x80070005});
+        EXPECT_EQ(Write("CON"), result::kOk);
+        EXPECT_EQ(stream_->Commit(), result::kOk);
+    }
+    stream_.reset();
+    mapi_.faults().FailNth(sandbox::outlook::Call::kDeleteAttach, 1, MAPI_E_DISK_ERROR);
+    EXPECT_EQ(one_->Delete(), static_cast<result_t>(MAPI_E_DISK_ERROR));
+    EXPECT_EQ(Name() + TextOf(one_, &IPropertyProvider::GetFileName), "newnew");
+    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    EXPECT_EQ(Read(), guarded ? "CONtent" : "content");
+    if (guarded) stream_.reset();
+    EXPECT_EQ(one_->Delete(), result::kOk);
+    EXPECT_EQ(Name(), "new");
+    EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetMimeTag), "0x8000004c");
+    Close();
+    EXPECT_TRUE(mapi_.store().Find(entry_id_)->attachments.empty());
+    EXPECT_EQ(tracer_->Count("Property save failed"), 0u);
+}
+
 TEST_F(AttachmentsTest, AnOleObjectIsReadOnOneOfThreeRoads) {
     const std::pair<const char*, result_t> cases[] = {
         {"object", result::kOk}, {"binary", result::kOk}, {"storage", result::kNotSupported}};
@@ -199,6 +226,69 @@ TEST_F(AttachmentsTest, AStorageIsReadOnceAsACompoundFile) {
     EXPECT_EQ(Read().size(), size) << "opened again it is read again";
     Close();
     EXPECT_TRUE(mapi_.save_flags().empty());
+}
+
+TEST_F(AttachmentsTest, CopiesOfAStorageAreOneUntilItChanges) {
+    AddStorage();
+    Open();
+    ASSERT_EQ(Next(), result::kOk);
+    const auto copies = [&] { return tracer_->Count("Get storage property") - 1; };  // the probe's
+    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    const std::string start = Read(9);
+    const auto first = stream_;
+    ASSERT_EQ(all_->Find(u"storage", one_.put()), result::kOk);
+    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    EXPECT_EQ(copies(), 1u);
+    EXPECT_EQ(Read().substr(0, 9), start) << "from a place of its own";
+    EXPECT_EQ(one_->Rename("new"), result::kOk);
+    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    EXPECT_EQ(copies(), 2u);
+
+    const auto empty =
+        mapi::NewCompoundFile(functions_->ole, *mapi::NewMemoryLockBytes(functions_->ole));
+    StorageCopies all;
+    const auto copy = [&](ULONG number) {
+        return all.Get(number, [&] {
+            return std::make_shared<StorageCopy>(functions_->ole, *empty, CheckBudget(), 0);
+        });
+    };
+    const auto one = copy(1), two = copy(2);
+    all.StopSharing(1);
+    EXPECT_TRUE(one != two && copy(2) == two);
+    const auto own = copy(1);
+    EXPECT_TRUE(own != one && copy(1) != own);
+}
+
+TEST_F(AttachmentsTest, HoldsNoMoreThanTheCheckMay) {
+    limits_ = {19'000, 2};
+    AddStorage();
+    AddStorage();
+    Open();
+    ASSERT_EQ(Next(), result::kOk);
+    const auto ole = one_;
+    std::array<vek::RefPtr<IDataStream>, 2> streams;
+    for (auto& each : streams) ASSERT_EQ(ole->OpenStream(kRead, 0, each.put()), result::kOk);
+    EXPECT_EQ(Next(), result::kInsufficientResources) << "a third stream";
+    streams[0].reset();
+    ASSERT_EQ(all_->Reset(), result::kOk);
+    ASSERT_EQ(Next(), result::kOk) << "shared";
+    EXPECT_EQ(Next(), result::kInsufficientResources) << "a second copy";
+    streams[1].reset();
+    ASSERT_EQ(all_->Reset(), result::kOk);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(Next(), result::kOk) << "one copy at a time";
+    one_.reset();
+
+    limits_ = {10, 0};
+    Open();
+    EXPECT_EQ(mail_->SetSubject(u"12345"), result::kOk);
+    EXPECT_EQ(TextOf(mail_, &IMailMessage::GetSubject), "0x8000006c") << "held twice";
+    EXPECT_EQ(TextOf(mail_, &IMailMessage::GetSenderName), "0x8000006c");
+    EXPECT_EQ(mail_->SetProperty(tag::kSenderNameA, "x"), result::kInsufficientResources);
+    ASSERT_EQ(mail_->GetPlainBody(one_.put()), result::kOk);
+    EXPECT_EQ(OpenStream(kRead), result::kInsufficientResources);
+    Close();
+    EXPECT_EQ(Saved(tag::kSenderNameA), "Ann");
+    EXPECT_EQ(Saved(tag::kSubjectW), "12345");
 }
 
 TEST_F(AttachmentsTest, AStorageThatCannotBeCopiedIsNotReached) {

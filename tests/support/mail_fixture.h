@@ -133,7 +133,7 @@ protected:
     void OpenMail() {
         Close();
         mail_ = vek::MakeObject<MailMessageImpl>(mapi_.OpenMessage(entry_id_), mapi_.OpenSession(),
-                                                 functions_, tracer_, owner_, clock_);
+                                                 functions_, tracer_, owner_, clock_, limits_);
     }
     void Close() {
         stream_.reset();
@@ -172,6 +172,7 @@ protected:
     }
 
     std::shared_ptr<tests::InlineOwner> owner_ = std::make_shared<tests::InlineOwner>();
+    CheckLimits limits_;
     vek::RefPtr<MailMessageImpl> mail_;
     vek::RefPtr<IAttachmentsEnum> all_;
     vek::RefPtr<IPropertyProvider> one_;

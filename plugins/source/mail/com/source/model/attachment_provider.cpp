@@ -20,25 +20,23 @@ namespace trace = vek::trace;
 namespace tag = mapi::tag;
 using trace::level::kDetail;
 
-}  // namespace
-
-AttachmentProvider::State AttachmentProvider::OpenAttachment(const trace::TracerPtr& tracer,
-                                                             const MessageContext& message,
-                                                             ULONG number) {
+vek::RefPtr<IMAPIProp> OpenAttach(IMessage& message, ULONG number) {
     vek::RefPtr<IAttach> attachment;
-    helpers::CheckGiven(
-        message.message->OpenAttach(number, nullptr, MAPI_BEST_ACCESS, attachment.put()),
-        attachment);
-    return {message, std::make_shared<PropertiesAccessor>(std::move(attachment), message.functions,
-                                                          tracer, *message.clock, message.accessor,
-                                                          message.accessor->budget())};
+    helpers::CheckGiven(message.OpenAttach(number, nullptr, MAPI_BEST_ACCESS, attachment.put()),
+                        attachment);
+    return attachment;
 }
+
+}  // namespace
 
 AttachmentProvider::AttachmentProvider(std::shared_ptr<OwnerThread> owner, trace::TracerPtr tracer,
                                        const MessageContext& message, ULONG number)
     : tracer_(std::move(tracer)),
       number_(number),
-      state_(std::move(owner), OpenAttachment(tracer_, message, number)) {
+      state_(std::move(owner),
+             State{message, std::make_shared<PropertiesAccessor>(
+                                OpenAttach(*message.message, number), message.functions, tracer_,
+                                *message.clock, message.accessor, message.accessor->budget())}) {
     CheckMethod();
 }
 
@@ -83,19 +81,31 @@ vek::RefPtr<IDataStream> AttachmentProvider::OpenOle(std::uint32_t access, std::
         trace::Write(tracer_, kDetail, "Write request blocked, because it's an OLE attachment");
         vek::ThrowResult(vek::result::kNotSupported);
     }
+    auto open = state_->attachment->budget().TakeStream();
+    return vek::MakeObject<OleStorageAdapter>(
+        state_.shared_owner(), tracer_,
+        state_->message.storages->Get(number_, [&] { return CopyStorage(); }), std::move(open));
+}
+
+StorageCopies::Copy AttachmentProvider::CopyStorage() {
+    PropertiesAccessor& attachment = *state_->attachment;
     trace::Write(tracer_, kDetail, "Get storage property ", trace::Hex(tag::kAttachDataObj));
     vek::RefPtr<IUnknown> object;
-    state_->attachment->OpenProperty(tag::kAttachDataObj, mapi::iid::kStorage, 0, 0, object);
+    attachment.OpenProperty(tag::kAttachDataObj, mapi::iid::kStorage, 0, 0, object);
+    const auto* size = attachment.TryGetProperty<std::int32_t>(tag::kAttachSize);
     // Asked for by its interface id, the object is the storage.
-    return vek::MakeObject<OleStorageAdapter>(state_.shared_owner(), tracer_,
-                                              state_->message.functions->ole,
-                                              *static_cast<IStorage*>(object.get()));
+    return std::make_shared<StorageCopy>(state_->message.functions->ole,
+                                         *static_cast<IStorage*>(object.get()), attachment.budget(),
+                                         size != nullptr ? static_cast<std::uint32_t>(*size) : 0);
 }
 
 std::shared_ptr<SharedStream> AttachmentProvider::TryOpen(ULONG property, std::uint32_t access,
                                                           std::uint32_t mode) {
     try {
-        return state_->attachment->GetStreamProperty(property, access, mode);
+        auto stream = state_->attachment->GetStreamProperty(property, access, mode);
+        if ((access & access_mode::kWrite) != 0 || (mode & open_mode::kCreate) != 0)
+            state_->message.storages->StopSharing(number_);
+        return stream;
     } catch (const vek::Exception&) {
         return nullptr;
     }
@@ -109,10 +119,21 @@ vek::RefPtr<IDataStream> AttachmentProvider::Adapt(std::shared_ptr<SharedStream>
 vek::result_t AttachmentProvider::Delete() noexcept {
     return RunOnOwner(state_.owner(), [&] {
         trace::Write(tracer_, kDetail, "Delete attach ", number_);
-        helpers::CheckHResult(state_->message.message->DeleteAttach(number_, 0, nullptr, 0));
+        const MessageContext& message = state_->message;
+        const auto delete_it = [&] {
+            helpers::CheckHResult(message.message->DeleteAttach(number_, 0, nullptr, 0));
+        };
+        const bool has_streams = state_->attachment.use_count() > 1;
+        if (has_streams) {  // which are those of this very object, so that it stays
+            delete_it();
+        } else {
+            state_->attachment->WithoutObject(
+                delete_it, [&] { return OpenAttach(*message.message, number_); });
+        }
         state_->attachment->Abandon();
+        message.storages->Forget(number_);
         // The store keeps the deletion only with the message.
-        state_->message.accessor->MarkChanged();
+        message.accessor->MarkChanged();
     });
 }
 
@@ -130,17 +151,19 @@ const std::string& AttachmentProvider::FileName() {
 vek::result_t AttachmentProvider::GetName(std::string& name) noexcept {
     return RunOnOwner(state_.owner(), [&] {
         const auto* shown = state_->attachment->TryGetProperty<std::string>(tag::kDisplayNameA);
-        name = shown != nullptr ? *shown : FileName();
+        state_->attachment->budget().Give(shown != nullptr ? *shown : FileName(), name);
     });
 }
 
 vek::result_t AttachmentProvider::GetFileName(std::string& name) noexcept {
-    return RunOnOwner(state_.owner(), [&] { name = FileName(); });
+    return RunOnOwner(state_.owner(), [&] { state_->attachment->budget().Give(FileName(), name); });
 }
 
 vek::result_t AttachmentProvider::GetMimeTag(std::string& mime_tag) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        mime_tag = state_->attachment->GetProperty<std::string>(tag::kAttachMimeTagA);
+        PropertiesAccessor& attachment = *state_->attachment;
+        attachment.budget().Give(attachment.GetProperty<std::string>(tag::kAttachMimeTagA),
+                                 mime_tag);
     });
 }
 
@@ -155,6 +178,7 @@ vek::result_t AttachmentProvider::Rename(std::string_view name) noexcept {
     static constexpr std::array<ULONG, 3> kNames = {tag::kDisplayNameA, tag::kAttachFilenameA,
                                                     tag::kAttachLongFilenameA};
     return RunOnOwner(state_.owner(), [&] {
+        state_->message.storages->Forget(number_);
         for (ULONG property : kNames) state_->attachment->SetProperty(property, name);
     });
 }

@@ -14,10 +14,13 @@ class AttachmentProvider final : public vek::ObjectImpl<IPropertyProvider> {
 public:
     // Owner thread. Opens attachment `number` (PR_ATTACH_NUM). Raises
     // vek::ResultCodeException kNotSupported for an embedded message and for attachments by
-    // reference, helpers::HResultCodeException for one that cannot be opened or read.
+    // reference, helpers::HResultCodeException for one that cannot be opened or read, and
+    // kInsufficientResources for one that the check's budget has no room for.
     AttachmentProvider(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
                        const MessageContext& message, ULONG number);
 
+    // Lets go of the attachment first, as stores demand; a stream that the scanner still holds may
+    // make it fail. What is not known of a deleted attachment is kNotFound.
     vek::result_t Delete() noexcept override;
     // Writing is refused (kNotSupported) in encrypted and signed messages, and where an OLE
     // attachment has no stream of bytes.
@@ -36,11 +39,10 @@ private:
         std::shared_ptr<PropertiesAccessor> attachment;
     };
 
-    static State OpenAttachment(const vek::trace::TracerPtr& tracer, const MessageContext& message,
-                                ULONG number);
     void CheckMethod();
     vek::RefPtr<IDataStream> Open(std::uint32_t access, std::uint32_t mode);
     vek::RefPtr<IDataStream> OpenOle(std::uint32_t access, std::uint32_t mode);
+    StorageCopies::Copy CopyStorage();
     std::shared_ptr<SharedStream> TryOpen(ULONG tag, std::uint32_t access, std::uint32_t mode);
     vek::RefPtr<IDataStream> Adapt(std::shared_ptr<SharedStream> stream);
     const std::string& FileName();

@@ -3,22 +3,19 @@
 #include "vek/core/throw.h"
 
 namespace plugins::mail_processing {
-namespace {
 
-void RequireLeft(std::uint64_t left, std::uint64_t count, vek::SourceLocation place) {
-    if (count > left) vek::ThrowResult(vek::result::kInsufficientResources, place);
+void CheckBudget::RequireBytes(std::uint64_t count, vek::SourceLocation place) const {
+    if (count > left_->bytes) vek::ThrowResult(vek::result::kInsufficientResources, place);
 }
-
-}  // namespace
 
 CheckBudget::Reservation CheckBudget::TakeBytes(std::uint64_t count,
                                                 vek::SourceLocation place) const {
-    RequireLeft(left_->bytes, count, place);
+    RequireBytes(count, place);
     return {{left_, &left_->bytes}, count};
 }
 
 CheckBudget::Reservation CheckBudget::TakeStream(vek::SourceLocation place) const {
-    RequireLeft(left_->streams, 1, place);
+    if (left_->streams == 0) vek::ThrowResult(vek::result::kInsufficientResources, place);
     return {{left_, &left_->streams}, 1};
 }
 

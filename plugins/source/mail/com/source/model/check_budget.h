@@ -56,10 +56,21 @@ public:
     // As TakeBytes; empty beyond the limit.
     std::optional<Reservation> TryTakeBytes(std::uint64_t count) const noexcept;
 
+    // Gives the scanner a text, for whose copy there must be room besides what is held; raises as
+    // TakeBytes does.
+    template <class Made, class Text>
+    void Give(Made&& text, Text& out,
+              vek::SourceLocation place = vek::SourceLocation::Here()) const {
+        RequireBytes(text.size() * sizeof(text[0]), place);
+        out = std::forward<Made>(text);
+    }
+
     // What may still be reserved.
     const CheckLimits& left() const noexcept { return *left_; }
 
 private:
+    void RequireBytes(std::uint64_t count, vek::SourceLocation place) const;
+
     std::shared_ptr<CheckLimits> left_;
 };
 

@@ -27,13 +27,14 @@ MailMessageImpl::MailMessageImpl(vek::RefPtr<IMessage> message, vek::RefPtr<IMAP
     : tracer_(std::move(tracer)),
       state_(std::move(owner),
              State{std::move(session),
-                   MessageContext{message, functions, &clock,
+                   MessageContext{message, functions, &clock, std::make_shared<StorageCopies>(),
                                   std::make_shared<PropertiesAccessor>(
                                       std::move(message), std::move(functions), tracer_, clock,
                                       nullptr, CheckBudget(limits))}}) {}
 
 vek::result_t MailMessageImpl::GetHeaderSummary(std::string& summary) noexcept {
-    return RunOnOwner(state_.owner(), [&] { summary = HeaderSummary(*message().accessor); });
+    return RunOnOwner(state_.owner(),
+                      [&] { budget().Give(HeaderSummary(*message().accessor), summary); });
 }
 
 vek::result_t MailMessageImpl::GetMessageHash(std::uint64_t& hash) noexcept {
@@ -44,22 +45,26 @@ vek::result_t MailMessageImpl::GetMessageHash(std::uint64_t& hash) noexcept {
 
 vek::result_t MailMessageImpl::GetSender(std::string& sender) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        sender = AddressLine(*message().accessor, tag::kSenderNameA, tag::kSenderAddrTypeA,
-                             tag::kSenderEmailAddressA);
+        budget().Give(AddressLine(*message().accessor, tag::kSenderNameA, tag::kSenderAddrTypeA,
+                                  tag::kSenderEmailAddressA),
+                      sender);
     });
 }
 
 vek::result_t MailMessageImpl::GetSenderSmtpAddress(std::string& address) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        address =
-            SenderSmtpAddress(*message().functions, state_->session.get(), *message().accessor);
+        budget().Give(
+            SenderSmtpAddress(*message().functions, state_->session.get(), *message().accessor),
+            address);
     });
 }
 
 vek::result_t MailMessageImpl::GetSentRepresenting(std::string& sender) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        sender = AddressLine(*message().accessor, tag::kSentRepresentingNameA,
-                             tag::kSentRepresentingAddrTypeA, tag::kSentRepresentingEmailAddressA);
+        budget().Give(
+            AddressLine(*message().accessor, tag::kSentRepresentingNameA,
+                        tag::kSentRepresentingAddrTypeA, tag::kSentRepresentingEmailAddressA),
+            sender);
     });
 }
 
@@ -73,7 +78,7 @@ vek::result_t MailMessageImpl::GetSentRepresentingName(std::string& name) noexce
 
 vek::result_t MailMessageImpl::GetToRecipients(std::string& recipients) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        recipients = RecipientList(*message().functions, *message().message, MAPI_TO);
+        budget().Give(RecipientList(*message().functions, *message().message, MAPI_TO), recipients);
     });
 }
 
@@ -83,7 +88,7 @@ vek::result_t MailMessageImpl::GetDisplayTo(std::string& line) noexcept {
 
 vek::result_t MailMessageImpl::GetCcRecipients(std::string& recipients) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        recipients = RecipientList(*message().functions, *message().message, MAPI_CC);
+        budget().Give(RecipientList(*message().functions, *message().message, MAPI_CC), recipients);
     });
 }
 
@@ -191,8 +196,9 @@ void MailMessageImpl::SetHeaders(const std::string& headers) {
 template <class Value>
 vek::result_t MailMessageImpl::ReadRequired(std::uint32_t property, Value& out) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        out = message().accessor->template GetProperty<Value>(property,
-                                                              vek::result::kPropertyNotFound);
+        budget().Give(message().accessor->template GetProperty<Value>(
+                          property, vek::result::kPropertyNotFound),
+                      out);
     });
 }
 

@@ -58,6 +58,7 @@ private:
     };
 
     MessageContext& message() noexcept { return state_->message; }
+    const CheckBudget& budget() noexcept { return message().accessor->budget(); }
     vek::result_t GetBody(std::uint32_t property, IPropertyProvider** body) noexcept;
     // The Internet headers, empty when missing; valid until they are set.
     std::string_view Headers();

@@ -5,6 +5,7 @@
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
 #include "model/properties_accessor.h"
+#include "model/storage_copy.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/platform/clock.h"
 
@@ -17,6 +18,7 @@ struct MessageContext {
     vek::RefPtr<IMessage> message;
     std::shared_ptr<const mapi::MapiFunctions> functions;
     vek::platform::Clock* clock;
+    std::shared_ptr<StorageCopies> storages;
     std::shared_ptr<PropertiesAccessor> accessor;
 };
 

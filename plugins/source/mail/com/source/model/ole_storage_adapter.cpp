@@ -1,10 +1,7 @@
 #include "model/ole_storage_adapter.h"
 
-#include <algorithm>
-#include <limits>
 #include <utility>
 
-#include "internal/helpers/hresult_exception.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -13,41 +10,16 @@ namespace {
 namespace trace = vek::trace;
 using trace::level::kDetail;
 
-std::uint64_t Size(ILockBytes& bytes, vek::SourceLocation place = vek::SourceLocation::Here()) {
-    STATSTG facts{};
-    helpers::CheckHResult(bytes.Stat(&facts, STATFLAG_NONAME), place);
-    return facts.cbSize.QuadPart;
-}
-
 }  // namespace
 
-OleStorageAdapter::State OleStorageAdapter::Copy(const mapi::OleFunctions& ole, IStorage& source) {
-    State state;
-    state.bytes = mapi::NewMemoryLockBytes(ole);
-    state.file = mapi::NewCompoundFile(ole, *state.bytes);
-    helpers::CheckHResult(source.CopyTo(0, nullptr, nullptr, state.file.get()));
-    // Before, the byte array need not hold what was copied.
-    helpers::CheckHResult(state.file->Commit(STGC_DEFAULT));
-    state.size = Size(*state.bytes);
-    return state;
-}
-
 OleStorageAdapter::OleStorageAdapter(std::shared_ptr<OwnerThread> owner, trace::TracerPtr tracer,
-                                     const mapi::OleFunctions& ole, IStorage& source)
-    : tracer_(std::move(tracer)), state_(std::move(owner), Copy(ole, source)) {}
+                                     StorageCopies::Copy copy, CheckBudget::Reservation open)
+    : tracer_(std::move(tracer)),
+      state_(std::move(owner), State{std::move(copy), std::move(open)}) {}
 
 vek::result_t OleStorageAdapter::Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        // Some systems take asking for more than is left as a fault.
-        const std::uint64_t left = state_->size - state_->position;
-        const auto wanted =
-            static_cast<ULONG>(std::min({left, std::uint64_t{buffer.size()},
-                                         std::uint64_t{std::numeric_limits<ULONG>::max()}}));
-        ULARGE_INTEGER from{};
-        from.QuadPart = state_->position;
-        ULONG count = 0;
-        helpers::CheckHResult(state_->bytes->ReadAt(from, buffer.data(), wanted, &count));
-        state_->position += count;
+        const std::uint32_t count = state_->copy->Read(state_->place, buffer);
         trace::Write(tracer_, kDetail, "bytes read: ", count);
         read = count;
     });
@@ -64,7 +36,7 @@ vek::result_t OleStorageAdapter::Seek(std::int64_t, SeekOrigin, std::uint64_t& p
 
 vek::result_t OleStorageAdapter::GetSize(std::uint64_t& size) noexcept {
     return RunOnOwner(state_.owner(), [&] {
-        const std::uint64_t result = Size(*state_->bytes);
+        const std::uint64_t result = state_->copy->Size();
         trace::Write(tracer_, kDetail, "Get size result: ", result);
         size = result;
     });

@@ -2,22 +2,20 @@
 
 #include <memory>
 
-#include "mapi/mapi_interfaces.h"
-#include "mapi/ole_functions.h"
 #include "model/owner_thread.h"
+#include "model/storage_copy.h"
 #include "private_include/common/mail_message.h"
-#include "vek/core/ref_ptr.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
 
-// Offers a structured storage as the bytes of a compound file, a copy in memory. It is read once
-// from the start to the end; whoever wants it again opens it again. Writing is refused.
+// Offers the copy of a structured storage as a stream. It is read once from the start to the end;
+// whoever wants it again opens it again. Writing is refused.
 class OleStorageAdapter final : public vek::ObjectImpl<IDataStream> {
 public:
-    // Owner thread. Copies `source`; raises helpers::HResultCodeException.
+    // Owner thread. `open` is this stream's part of the check's budget.
     OleStorageAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
-                      const mapi::OleFunctions& ole, IStorage& source);
+                      StorageCopies::Copy copy, CheckBudget::Reservation open);
 
     vek::result_t Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept override;
     // kAccessDenied.
@@ -34,13 +32,10 @@ public:
 
 private:
     struct State {
-        vek::RefPtr<ILockBytes> bytes;
-        vek::RefPtr<IStorage> file;
-        std::uint64_t size = 0;
-        std::uint64_t position = 0;
+        StorageCopies::Copy copy;
+        CheckBudget::Reservation open;
+        std::uint64_t place = 0;
     };
-
-    static State Copy(const mapi::OleFunctions& ole, IStorage& source);
 
     const vek::trace::TracerPtr tracer_;
     OwnerBound<State> state_;

@@ -65,6 +65,11 @@ PropertiesAccessor::~PropertiesAccessor() {
     }
 }
 
+IMAPIProp& PropertiesAccessor::Object() {
+    if (!object_) vek::ThrowResult(vek::result::kNotFound);
+    return *object_;
+}
+
 const PropertyValue* PropertiesAccessor::Read(ULONG tag) {
     const auto found = cache_.find(tag);
     if (found == cache_.end()) return Fetch(tag);
@@ -78,7 +83,7 @@ const PropertyValue* PropertiesAccessor::Read(ULONG tag) {
 
 const PropertyValue* PropertiesAccessor::Fetch(ULONG tag) {
     trace::Write(tracer_, kDetail, "Get property ", trace::Hex(tag));
-    const mapi::OneProperty read(*functions_, *object_, tag);
+    const mapi::OneProperty read(*functions_, Object(), tag);
     const SPropValue* const property = read.given();
     if (property == nullptr) vek::ThrowResult(vek::result::kUnexpected);
 
@@ -103,7 +108,7 @@ template <class Text>
 void PropertiesAccessor::Write(SPropValue& property, Text&& value) {
     auto bytes = budget_.TakeBytes(value.size() * sizeof(value[0]));
     WithoutStream(property.ulPropTag,
-                  [&] { helpers::CheckHResult(object_->SetProps(1, &property, nullptr)); });
+                  [&] { helpers::CheckHResult(Object().SetProps(1, &property, nullptr)); });
     OnReplaced(property.ulPropTag);
     cache_.insert_or_assign(property.ulPropTag,
                             Entry{vek::result::kOk, std::forward<Text>(value), std::move(bytes)});
@@ -143,7 +148,7 @@ void PropertiesAccessor::SetSubject(std::u16string_view subject) {
 void PropertiesAccessor::DeleteProperty(ULONG tag) {
     trace::Write(tracer_, kDetail, "Delete property ", trace::Hex(tag));
     SPropTagArray tags = mapi::OneTag(tag);
-    WithoutStream(tag, [&] { helpers::CheckHResult(object_->DeleteProps(&tags, nullptr)); });
+    WithoutStream(tag, [&] { helpers::CheckHResult(Object().DeleteProps(&tags, nullptr)); });
     OnReplaced(tag);
     cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}, {}});
 }
@@ -168,6 +173,26 @@ void PropertiesAccessor::WithoutStream(ULONG tag, vek::FunctionRef<void()> call)
         }
         throw;
     }
+}
+
+void PropertiesAccessor::WithoutObject(vek::FunctionRef<void()> call,
+                                       vek::FunctionRef<vek::RefPtr<IMAPIProp>()> open) {
+    const auto released = [&] {
+        Save();
+        object_.reset();
+        try {
+            call();
+        } catch (...) {
+            try {
+                object_ = open();
+            } catch (...) {
+                trace::WriteCurrentException(tracer_);
+            }
+            throw;
+        }
+    };
+    if (!stream_) return released();
+    WithoutStream(stream_->tag, released);
 }
 
 std::shared_ptr<SharedStream> PropertiesAccessor::OpenStream(ULONG tag, ULONG options,
@@ -211,7 +236,7 @@ std::shared_ptr<SharedStream> PropertiesAccessor::GetStreamProperty(ULONG tag, s
 
 void PropertiesAccessor::OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
                                       vek::RefPtr<IUnknown>& object) {
-    helpers::CheckGiven(object_->OpenProperty(tag, &iid, options, flags, object.put()), object);
+    helpers::CheckGiven(Object().OpenProperty(tag, &iid, options, flags, object.put()), object);
 }
 
 void PropertiesAccessor::Abandon() noexcept {
@@ -219,15 +244,15 @@ void PropertiesAccessor::Abandon() noexcept {
         if (const auto backup = known.lock()) backup->Abandon();
     }
     ForgetStream();
-    changed_ = false;
+    object_.reset();
 }
 
 void PropertiesAccessor::Save() {
     const bool last = stream_ && stream_->stream.use_count() == 1;
     if (last && stream_->stream->is_changed()) ForgetStream();
-    if (!changed_) return;
+    if (!changed_ || !object_) return;
     trace::Write(tracer_, kDetail, "Process property save");
-    helpers::CheckHResult(object_->SaveChanges(kSaveFlags));
+    helpers::CheckHResult(Object().SaveChanges(kSaveFlags));
     if (parent_) parent_->MarkChanged();
     changed_ = false;
 }

@@ -78,7 +78,13 @@ public:
     // Drops the kept stream, so that nobody commits the bytes that a failure left in it.
     void ForgetStream() noexcept { const auto gone = std::exchange(stream_, std::nullopt); }
 
-    // The object was deleted: there is nothing to save any more.
+    // Saves, and makes `call` while neither the object nor a stream of it is held. When `call`
+    // raises, `open` gives the object again, and the stream is kept as before.
+    void WithoutObject(vek::FunctionRef<void()> call,
+                       vek::FunctionRef<vek::RefPtr<IMAPIProp>()> open);
+
+    // The object was deleted: nothing is saved any more, and what is not remembered of it is
+    // kNotFound.
     void Abandon() noexcept;
 
     // Opens the property as the interface `iid`, which is not kept.
@@ -107,6 +113,7 @@ private:
         std::shared_ptr<SharedStream> stream;
     };
 
+    IMAPIProp& Object();
     const PropertyValue* Read(ULONG tag);
     const PropertyValue* Fetch(ULONG tag);
     template <class Text>
@@ -118,7 +125,7 @@ private:
     void OnReplaced(ULONG tag);
 
     const vek::trace::TracerPtr tracer_;
-    const vek::RefPtr<IMAPIProp> object_;
+    vek::RefPtr<IMAPIProp> object_;
     const std::shared_ptr<const mapi::MapiFunctions> functions_;
     vek::platform::Clock& clock_;
     const CheckBudget budget_;
