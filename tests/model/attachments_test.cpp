@@ -170,10 +170,11 @@ TEST_F(AttachmentsTest, IsLetGoBeforeItIsDeletedAndUsedOnWhenThatFails) {
     mapi_.faults().FailNth(sandbox::outlook::Call::kDeleteAttach, 1, MAPI_E_DISK_ERROR);
     EXPECT_EQ(one_->Delete(), static_cast<result_t>(MAPI_E_DISK_ERROR));
     EXPECT_EQ(Name() + TextOf(one_, &IPropertyProvider::GetFileName), "newnew");
-    ASSERT_EQ(OpenStream(kRead), result::kOk);
+    ASSERT_EQ(OpenStream(kReadWrite), result::kOk);
     EXPECT_EQ(Read(), guarded ? "CONtent" : "content");
     if (guarded) stream_.reset();
     EXPECT_EQ(one_->Delete(), result::kOk);
+    if (stream_) Write("in vain");
     EXPECT_EQ(Name(), "new");
     EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetMimeTag), "0x8000004c");
     Close();
@@ -243,6 +244,9 @@ TEST_F(AttachmentsTest, CopiesOfAStorageAreOneUntilItChanges) {
     EXPECT_EQ(one_->Rename("new"), result::kOk);
     ASSERT_EQ(OpenStream(kRead), result::kOk);
     EXPECT_EQ(copies(), 2u);
+    const auto second = stream_;
+    EXPECT_EQ(one_->Delete(), result::kOk);
+    EXPECT_EQ(OpenStream(kRead), result::kNotFound);
 
     const auto empty =
         mapi::NewCompoundFile(functions_->ole, *mapi::NewMemoryLockBytes(functions_->ole));
@@ -279,11 +283,16 @@ TEST_F(AttachmentsTest, HoldsNoMoreThanTheCheckMay) {
     one_.reset();
 
     limits_ = {10, 0};
+    AddFile("file", "content");
     Open();
+    ASSERT_EQ(all_->Find(u"file", one_.put()), result::kOk);
+    EXPECT_EQ(one_->Rename("1234"), result::kInsufficientResources);
+    EXPECT_EQ(Name(), "file") << "not in part either";
+    one_.reset();
+    EXPECT_EQ(mail_->SetProperty(tag::kSenderNameA, "12345678901"), result::kInsufficientResources);
     EXPECT_EQ(mail_->SetSubject(u"12345"), result::kOk);
     EXPECT_EQ(TextOf(mail_, &IMailMessage::GetSubject), "0x8000006c") << "held twice";
     EXPECT_EQ(TextOf(mail_, &IMailMessage::GetSenderName), "0x8000006c");
-    EXPECT_EQ(mail_->SetProperty(tag::kSenderNameA, "x"), result::kInsufficientResources);
     ASSERT_EQ(mail_->GetPlainBody(one_.put()), result::kOk);
     EXPECT_EQ(OpenStream(kRead), result::kInsufficientResources);
     Close();

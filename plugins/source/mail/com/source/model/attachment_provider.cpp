@@ -178,8 +178,10 @@ vek::result_t AttachmentProvider::Rename(std::string_view name) noexcept {
     static constexpr std::array<ULONG, 3> kNames = {tag::kDisplayNameA, tag::kAttachFilenameA,
                                                     tag::kAttachLongFilenameA};
     return RunOnOwner(state_.owner(), [&] {
+        PropertiesAccessor& attachment = *state_->attachment;
+        attachment.budget().RequireBytes(kNames.size() * name.size());  // all of them or none
         state_->message.storages->Forget(number_);
-        for (ULONG property : kNames) state_->attachment->SetProperty(property, name);
+        for (ULONG property : kNames) attachment.SetProperty(property, name);
     });
 }
 

@@ -56,8 +56,11 @@ public:
     // As TakeBytes; empty beyond the limit.
     std::optional<Reservation> TryTakeBytes(std::uint64_t count) const noexcept;
 
-    // Gives the scanner a text, for whose copy there must be room besides what is held; raises as
-    // TakeBytes does.
+    // Raises as TakeBytes does, and reserves nothing.
+    void RequireBytes(std::uint64_t count,
+                      vek::SourceLocation place = vek::SourceLocation::Here()) const;
+
+    // Gives the scanner a text, for whose copy there must be room besides what is held.
     template <class Made, class Text>
     void Give(Made&& text, Text& out,
               vek::SourceLocation place = vek::SourceLocation::Here()) const {
@@ -69,8 +72,6 @@ public:
     const CheckLimits& left() const noexcept { return *left_; }
 
 private:
-    void RequireBytes(std::uint64_t count, vek::SourceLocation place) const;
-
     std::shared_ptr<CheckLimits> left_;
 };
 
