@@ -250,13 +250,16 @@ TEST_F(AttachmentsTest, CopiesOfAStorageAreOneUntilItChanges) {
 
     const auto empty =
         mapi::NewCompoundFile(functions_->ole, *mapi::NewMemoryLockBytes(functions_->ole));
+    const CheckBudget budget;
+    EXPECT_ANY_THROW(StorageCopy(functions_->ole, *empty, CheckBudget({100, 0}), 101));
     StorageCopies all;
     const auto copy = [&](ULONG number) {
         return all.Get(number, [&] {
-            return std::make_shared<StorageCopy>(functions_->ole, *empty, CheckBudget(), 0);
+            return std::make_shared<StorageCopy>(functions_->ole, *empty, budget, 100);
         });
     };
     const auto one = copy(1), two = copy(2);
+    EXPECT_EQ(budget.left().bytes, CheckLimits().bytes - one->Size() - two->Size());
     all.StopSharing(1);
     EXPECT_TRUE(one != two && copy(2) == two);
     const auto own = copy(1);
@@ -272,7 +275,7 @@ TEST_F(AttachmentsTest, HoldsNoMoreThanTheCheckMay) {
     const auto ole = one_;
     std::array<vek::RefPtr<IDataStream>, 2> streams;
     for (auto& each : streams) ASSERT_EQ(ole->OpenStream(kRead, 0, each.put()), result::kOk);
-    EXPECT_EQ(Next(), result::kInsufficientResources) << "a third stream";
+    EXPECT_EQ(ole->OpenStream(kRead, 0, stream_.put()), result::kInsufficientResources);
     streams[0].reset();
     ASSERT_EQ(all_->Reset(), result::kOk);
     ASSERT_EQ(Next(), result::kOk) << "shared";
