@@ -16,6 +16,7 @@
 namespace {
 
 using namespace fuzz;
+using sandbox::outlook::kStores;
 
 // Calls are simply made, until the owner has left.
 class InlineOwner final : public OwnerThread {
@@ -88,7 +89,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint32_t live_before = vek::LiveObjectCount();
     {
         Input input(data, size);
-        MapiSubsystem mapi;
+        // The first byte is a text's, so the choice leaves the rest of the input as it was.
+        MapiSubsystem mapi(*kStores[size != 0 ? data[0] % kStores.size() : 0]);
         const auto functions =
             std::make_shared<const plugins::mapi::MapiFunctions>(MapiSubsystem::Functions());
         functions->initialize(nullptr);
@@ -106,6 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Require(mapi.memory().LiveBuffers() == 0);
         Require(mapi.memory().BadFrees() == 0);
         Require(mapi.foreign_calls() == 0);
+        Require(mapi.outliving_objects() == 0);
     }
     Require(vek::LiveObjectCount() == live_before);
     return 0;
