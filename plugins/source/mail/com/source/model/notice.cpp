@@ -76,9 +76,10 @@ private:
     std::string kept_;
 };
 
-// Copies the body `tag` and inserts the notice near its end. Returns the size of the copy.
-std::uint64_t CopyWithNotice(IStream& source, IStream& target, ULONG tag, std::string_view notice) {
-    const std::uint64_t size = mapi::Size(source);
+// Copies the body `tag` of `size` bytes and inserts the notice near its end. Returns the size of
+// the copy.
+std::uint64_t CopyWithNotice(IStream& source, std::uint64_t size, IStream& target, ULONG tag,
+                             std::string_view notice) {
     vek::Check(size <= kLargestBody);
     std::vector<char> buffer(NoticeChunkSize(size) + 1);
     // Makes room at once: a stream that grows piece by piece moves its bytes every time.
@@ -130,10 +131,13 @@ std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept {
 void InsertNotice(const mapi::MapiFunctions& functions, PropertiesAccessor& message, ULONG tag,
                   std::string_view notice, const vek::trace::TracerPtr& tracer) {
     const vek::RefPtr<IStream> content = mapi::NewMemoryStream(functions.ole);
+    CheckBudget::Reservation reserved;
     std::uint64_t size = 0;
     {
         const auto source = message.GetStreamProperty(tag, access_mode::kRead, 0);
-        size = CopyWithNotice(source->AtStart(), *content, tag, notice);
+        const std::uint64_t before = source->Size();
+        reserved = message.budget().TakeBytes(before);
+        size = CopyWithNotice(source->AtStart(), before, *content, tag, notice);
     }
     const auto target = message.GetStreamProperty(tag, access_mode::kRead | access_mode::kWrite, 0);
     RefuseLosingCharacters(target->HadAllIn(functions.code_page), tag, tracer);
