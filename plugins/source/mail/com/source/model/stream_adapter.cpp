@@ -23,7 +23,7 @@ std::span<Byte> Countable(std::span<Byte> bytes) noexcept {
 
 StreamAdapter::StreamAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
                              std::shared_ptr<SharedStream> stream,
-                             std::shared_ptr<PropertiesAccessor> accessor)
+                             const std::shared_ptr<PropertiesAccessor>& accessor)
     : tracer_(std::move(tracer)),
       state_(std::move(owner),
              State{accessor, std::move(stream), accessor->budget().TakeStream()}) {}

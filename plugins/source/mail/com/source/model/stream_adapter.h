@@ -19,7 +19,7 @@ public:
     // vek::ResultCodeException kInsufficientResources when the check has too many open streams.
     StreamAdapter(std::shared_ptr<OwnerThread> owner, vek::trace::TracerPtr tracer,
                   std::shared_ptr<SharedStream> stream,
-                  std::shared_ptr<PropertiesAccessor> accessor);
+                  const std::shared_ptr<PropertiesAccessor>& accessor);
 
     vek::result_t Read(std::span<std::byte> buffer, std::uint32_t& read) noexcept override;
     vek::result_t Write(std::span<const std::byte> bytes, std::uint32_t& written) noexcept override;
