@@ -13,7 +13,17 @@ constexpr const char* kOld = "{\\rtf1 what was there before, and is longer}";
 
 class DyingScannerTest : public ContentFixture {
 protected:
-    enum class Step { kOpen, kShrink, kWrite, kCommit, kRename, kSubject, kClose, kReopen };
+    enum class Step {
+        kOpen,
+        kShrink,
+        kWrite,
+        kCommit,
+        kRename,
+        kSubject,
+        kDelete,
+        kClose,
+        kReopen
+    };
     enum class What { kPlain, kHtml, kRich, kFile };
 
     void OpenContent(What what) {
@@ -39,6 +49,11 @@ protected:
                 return one_->Rename("new.txt") == result::kOk;
             case Step::kSubject:
                 return mail_->SetSubject(u"new") == result::kOk;
+            case Step::kDelete: {  // of another body, which saves
+                vek::RefPtr<IPropertyProvider> other;
+                mail_->GetRichBody(other.put());
+                return other->Delete() == result::kOk;
+            }
             case Step::kClose:
                 stream_.reset();
                 return true;
@@ -75,6 +90,8 @@ TEST_F(DyingScannerTest, LeavesWhatWasThereOrWholeChanges) {
         {"plain, in place", kPlain, kReadWrite, 0, {kOpen, kWrite, kCommit, kWrite}},
         {"plain, written only", kPlain, kWriteOnly, 0, written},
         {"plain, anew", kPlain, kReadWrite, kAnew, written},
+        {"plain, anew and saved", kPlain, kReadWrite, kAnew, {kSubject, kOpen, kWrite, kCommit}},
+        {"HTML, beside a deletion", kHtml, kReadWrite, 0, {kOpen, kWrite, kDelete, kCommit}},
         {"HTML", kHtml, kReadWrite, 0, rewrite},
         {"HTML, left and taken up", kHtml, kReadWrite, 0, twice},
         {"rich", kRich, kReadWrite, kAnew, written},

@@ -204,8 +204,8 @@ std::span<const Operation> Operations() {
         {"AppendNotice", "0", [](S& s) { return s.Do<u32>(s.mail, &M::AppendNotice, "Hey"); },
          kNotice},
         {"SetProperty", "", [](S& s) { return s.Do(s.mail, &M::SetProperty, 0x0C1A001Eu, "X"); }},
-        {"SetHeader", "", [](S& s) { return s.Do(s.mail, &M::SetHeader, "A: new"); }},
-        {"AddHeader", "", [](S& s) { return s.Do(s.mail, &M::AddHeader, "B: new"); }},
+        {"SetHeader", "", [](S& s) { return s.Do(s.mail, &M::SetHeader, "A: new"); }, kKeepsOld},
+        {"AddHeader", "", [](S& s) { return s.Do(s.mail, &M::AddHeader, "B: new"); }, kKeepsOld},
         {"body Delete", "", Of<&P::Delete, &S::Body>},
         {"body to read", "object", [](S& s) { return s.Open(s.Body(), S::kRead); }},
         {"body to write", "object", [](S& s) { return s.Open(s.Body(), S::kReadWrite); },
@@ -222,14 +222,14 @@ std::span<const Operation> Operations() {
         {"stream Read", "plain text", [](S& s) { return s.ReadAll(s.Body()); }, kKeepsOld},
         {"rich Read", "{\\rtf1 some old text}", [](S& s) { return s.ReadAll(s.Rich()); },
          kKeepsOld},
-        {"stream Write", "16", [](S& s) { return s.On<u32>(s.BodyStream(), S::Write); }},
+        {"stream Write", "16", [](S& s) { return s.On<u32>(s.BodyStream(), S::Write); }, kKeepsOld},
         {"stream Seek", "6",
          [](S& s) { return s.Do<std::uint64_t>(s.BodyStream(), &D::Seek, -4, SeekOrigin::kEnd); },
          kPasses, &T::streams_restart_only},
         {"stream GetSize", "10", Of<&D::GetSize, &S::BodyStream>},
         {"rich GetSize", "21", Of<&D::GetSize, &S::RichStream>, kPasses, &T::rtf_in_sequence},
-        {"stream SetSize", "", [](S& s) { return s.Do(s.BodyStream(), &D::SetSize, 3u); }, kPasses,
-         &T::streams_restart_only},
+        {"stream SetSize", "", [](S& s) { return s.Do(s.BodyStream(), &D::SetSize, 3u); },
+         kKeepsOld, &T::streams_restart_only},
         {"body overwritten", "", [](S& s) { return s.Overwrite(s.Body()); }, kKeepsOld},
         {"rich overwritten", "", [](S& s) { return s.Overwrite(s.Rich()); }, kKeepsOld},
         {"Next", "object", Next<1>},
@@ -422,7 +422,8 @@ TEST_F(FaultMatrixTest, EachFailureShowsAsPromisedAndLeavesEverythingInOrder) {
                 // What it can do without makes no difference.
                 const bool optional =
                     notice || operation.rule == Rule::kKeepsOld || operation.rule == Rule::kStorage;
-                if (once.failed && !(optional && once.code == whole.code)) {
+                const bool without = once.failed && optional && once.code == whole.code;
+                if (once.failed && !without) {
                     EXPECT_EQ(once.code, Expected(operation.rule, *once.failed, code))
                         << static_cast<int>(*once.failed);
                 } else {  // it fails behind the operation
@@ -435,6 +436,7 @@ TEST_F(FaultMatrixTest, EachFailureShowsAsPromisedAndLeavesEverythingInOrder) {
                                          Same(once.stored, whole.stored)
                                    : is_old || (once.changed && once.failed));
 
+                if (without && !notice) continue;  // nothing to try again
                 const Outcome again = Run(operation, {nth, code, 0, true});
                 EXPECT_EQ(again.code, whole.code);
                 EXPECT_EQ(again.value, whole.value);

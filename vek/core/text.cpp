@@ -1,6 +1,8 @@
 #include "vek/core/text.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace vek {
 namespace {
@@ -18,6 +20,31 @@ Decoded DecodeUtf16(std::u16string_view text) noexcept {
     const char32_t first = text[0];
     if (!IsHighSurrogate(first) || text.size() < 2 || !IsLowSurrogate(text[1])) return {first, 1};
     return {kFirstSupplementary + ((first & 0x3FF) << 10) + (text[1] & 0x3FFu), 2};
+}
+
+// Texts are mostly ASCII: eight bytes of it are passed at once.
+template <class Char>
+std::size_t AsciiUnits(std::basic_string_view<Char> text) noexcept {
+    constexpr std::uint64_t kOthers =
+        sizeof(Char) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;  // the bits of other units
+    constexpr std::size_t kAtOnce = sizeof(kOthers) / sizeof(Char);
+    std::size_t count = 0;
+    for (std::uint64_t units = 0; text.size() - count >= kAtOnce; count += kAtOnce) {
+        std::memcpy(&units, text.data() + count, sizeof(units));
+        if ((units & kOthers) != 0) break;
+    }
+    while (count != text.size() && static_cast<char32_t>(text[count]) < 0x80) {
+        ++count;
+    }
+    return count;
+}
+
+template <class To, class From>
+void AppendUnits(std::basic_string<To>& out, std::basic_string_view<From> ascii) {
+    const std::size_t before = out.size();
+    out.resize(before + ascii.size());
+    std::transform(ascii.begin(), ascii.end(), out.begin() + static_cast<std::ptrdiff_t>(before),
+                   [](From unit) { return static_cast<To>(unit); });
 }
 
 constexpr char Byte(char32_t value) noexcept { return static_cast<char>(value); }
@@ -78,8 +105,16 @@ bool IsControl(char32_t code_point) noexcept {
            in(0x2028, 0x202E) || in(0x2066, 0x2069) || in(0xFEFF, 0xFEFF);
 }
 
+std::size_t AsciiRun(std::string_view text) noexcept { return AsciiUnits(text); }
+std::size_t AsciiRun(std::u16string_view text) noexcept { return AsciiUnits(text); }
+
 void AppendUtf8(std::string& out, std::u16string_view text) {
     while (!text.empty()) {
+        if (const std::size_t ascii = AsciiRun(text); ascii != 0) {
+            AppendUnits(out, text.substr(0, ascii));
+            text.remove_prefix(ascii);
+            continue;
+        }
         const Decoded decoded = DecodeUtf16(text);
         AppendCodePoint(out, decoded.code_point);
         text.remove_prefix(decoded.length);
@@ -109,6 +144,11 @@ std::u16string ToUtf16(std::string_view text) {
     std::u16string out;
     out.reserve(text.size());
     while (!text.empty()) {
+        if (const std::size_t ascii = AsciiRun(text); ascii != 0) {
+            AppendUnits(out, text.substr(0, ascii));
+            text.remove_prefix(ascii);
+            continue;
+        }
         const auto [code_point, length] = DecodeUtf8(text);
         if (code_point < kFirstSupplementary) {
             out += static_cast<char16_t>(code_point);

@@ -26,6 +26,10 @@ std::optional<std::string> ToUtf8Strict(std::u16string_view text);
 // Each malformed byte becomes U+FFFD.
 std::u16string ToUtf16(std::string_view text);
 
+// Gives how many units at the start of `text` are ASCII.
+std::size_t AsciiRun(std::string_view text) noexcept;
+std::size_t AsciiRun(std::u16string_view text) noexcept;
+
 // A code point, and how many units of the text it was read from.
 struct Decoded {
     char32_t code_point;

@@ -29,6 +29,11 @@ bool HasEverything(code_page_t page) noexcept;
 // merely looks like it. False for a page that the system does not know. Any thread.
 bool HasAllOf(code_page_t page, std::u16string_view text);
 
+namespace native {
+// The system's part of HasAllOf: the page has not everything, and `text` is a piece of a text.
+bool HasAllOfPiece(code_page_t page, std::u16string_view text);
+}  // namespace native
+
 // Gives the text that `bytes` are in the page, or nothing when the system does not know the page or
 // they are malformed in it. Any thread.
 std::optional<std::u16string> FromCodePage(code_page_t page, std::string_view bytes);

@@ -10,9 +10,6 @@
 namespace vek::platform {
 namespace {
 
-// What is converted at once.
-constexpr std::size_t kPiece = 4096;
-
 const char* const kUtf16 = "UTF-16LE";
 
 std::string NameOf(code_page_t page) { return "CP" + std::to_string(page); }
@@ -36,7 +33,7 @@ public:
         char* in = const_cast<char*>(bytes.data());  // is only read
         std::size_t left = bytes.size();
         for (;;) {
-            std::array<char, kPiece> piece;
+            std::array<char, 4096> piece;
             char* out = piece.data();
             std::size_t room = piece.size();
             const std::size_t lost = ::iconv(converter_, &in, &left, &out, &room);
@@ -60,8 +57,7 @@ bool HasEverything(code_page_t page) noexcept {
     return page == kAnsiCodePage || page == kUtf8CodePage;
 }
 
-bool HasAllOf(code_page_t page, std::u16string_view text) {
-    if (HasEverything(page)) return true;
+bool native::HasAllOfPiece(code_page_t page, std::u16string_view text) {
     Converter converter(NameOf(page), kUtf16);
     const std::string_view bytes(reinterpret_cast<const char*>(text.data()), text.size() * 2);
     return converter.is_known() && converter.Convert(bytes, [](std::string_view) {});

@@ -9,12 +9,7 @@
 namespace vek::platform {
 namespace {
 
-// What is converted at once, in units.
-constexpr std::size_t kPiece = 65536;
-
 constexpr UINT kGb18030 = 54936;  // has all of Unicode, as UTF-8 has
-
-constexpr bool IsLeadingSurrogate(char16_t unit) noexcept { return (unit & 0xFC00) == 0xD800; }
 
 }  // namespace
 
@@ -41,19 +36,12 @@ bool HasEverything(code_page_t page) noexcept {
     return page == kUtf8CodePage || page == kGb18030;
 }
 
-bool HasAllOf(code_page_t page, std::u16string_view text) {
-    if (HasEverything(page)) return true;
-    while (!text.empty()) {
-        std::u16string_view piece = text.substr(0, kPiece);
-        if (piece.size() == kPiece && IsLeadingSurrogate(piece.back())) piece.remove_suffix(1);
-        text.remove_prefix(piece.size());
-        BOOL lacks = FALSE;
-        const int size = ::WideCharToMultiByte(
-            page, WC_NO_BEST_FIT_CHARS, reinterpret_cast<const wchar_t*>(piece.data()),
-            static_cast<int>(piece.size()), nullptr, 0, nullptr, &lacks);
-        if (size == 0 || lacks != FALSE) return false;
-    }
-    return true;
+bool native::HasAllOfPiece(code_page_t page, std::u16string_view text) {
+    BOOL lacks = FALSE;
+    const int size = ::WideCharToMultiByte(
+        page, WC_NO_BEST_FIT_CHARS, reinterpret_cast<const wchar_t*>(text.data()),
+        static_cast<int>(text.size()), nullptr, 0, nullptr, &lacks);
+    return size != 0 && lacks == FALSE;
 }
 
 std::optional<std::u16string> FromCodePage(code_page_t page, std::string_view bytes) {

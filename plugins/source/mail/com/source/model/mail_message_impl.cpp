@@ -8,9 +8,9 @@
 #include "model/message_hash.h"
 #include "model/message_texts.h"
 #include "model/notice.h"
-#include "model/protected_message.h"
 #include "model/return_interface.h"
 #include "model/stream_property_provider.h"
+#include "model/write_refusals.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -185,11 +185,22 @@ std::string_view MailMessageImpl::Headers() {
 }
 
 void MailMessageImpl::SetHeaders(const std::string& headers) {
-    constexpr ULONG kWide = CHANGE_PROP_TYPE(tag::kTransportMessageHeadersA, PT_UNICODE);
-    const auto* wide = message().accessor->TryGetProperty<std::u16string>(kWide);
-    RefuseLosingCharacters(
-        wide == nullptr || vek::platform::HasAllOf(message().functions->code_page, *wide),
-        tag::kTransportMessageHeadersA, tracer_);
+    const auto page = message().functions->code_page;
+    bool whole = vek::platform::HasEverything(page);
+    if (!whole) {
+        try {
+            constexpr ULONG kWide = CHANGE_PROP_TYPE(tag::kTransportMessageHeadersA, PT_UNICODE);
+            const auto* wide = message().accessor->TryGetProperty<std::u16string>(kWide);
+            whole = wide == nullptr || vek::platform::HasAllOf(page, *wide);
+        } catch (const helpers::HResultCodeException& failure) {
+            if (failure.hresult() != MAPI_E_NOT_ENOUGH_MEMORY) throw;
+            // Too large as a value, it is there as a stream.
+            PropertyBackup old(*message().accessor, tag::kTransportMessageHeadersA, page, tracer_);
+            old.Keep();
+            whole = old.IsNarrowWhole();
+        }
+    }
+    RefuseLosingCharacters(whole, tag::kTransportMessageHeadersA, tracer_);
     message().accessor->SetProperty(tag::kTransportMessageHeadersA, headers);
 }
 

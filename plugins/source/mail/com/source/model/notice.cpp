@@ -11,7 +11,7 @@
 #include "mapi/mapi_streams.h"
 #include "mapi/property_tags.h"
 #include "model/ascii.h"
-#include "model/protected_message.h"
+#include "model/write_refusals.h"
 #include "private_include/common/mail_message.h"
 #include "vek/core/throw.h"
 
@@ -36,11 +36,12 @@ void Write(IStream& stream, std::string_view bytes) {
     vek::Check(mapi::Write(stream, std::as_bytes(std::span(bytes))) == bytes.size());
 }
 
-// Inserts the notice into `piece`, the last one of the body `tag`.
-std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notice) {
+// Inserts the notice into `piece`, the last one of the body `tag`, and says where.
+std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notice,
+                       std::size_t& at) {
     const std::size_t html_end = AsciiLower(piece).find(kHtmlEnd);
     const bool html = html_end != std::string::npos || tag == mapi::tag::kBodyHtmlA;
-    const std::size_t at = html_end != std::string::npos ? html_end : piece.size();
+    at = html_end != std::string::npos ? html_end : piece.size();
     std::string result;
     result.reserve(piece.size() + notice.size() + kAround);
     result.append(piece.substr(0, at));
@@ -76,10 +77,16 @@ private:
     std::string kept_;
 };
 
-// Copies the body `tag` of `size` bytes and inserts the notice near its end. Returns the size of
-// the copy.
-std::uint64_t CopyWithNotice(IStream& source, std::uint64_t size, IStream& target, ULONG tag,
-                             std::string_view notice) {
+// A body with a notice in it. Counts are in bytes.
+struct Copy {
+    std::uint64_t size;
+    std::uint64_t inserted_at;
+    std::uint64_t inserted;
+};
+
+// Copies the body `tag` of `size` bytes and inserts the notice near its end.
+Copy CopyWithNotice(IStream& source, std::uint64_t size, IStream& target, ULONG tag,
+                    std::string_view notice) {
     vek::Check(size <= kLargestBody);
     std::vector<char> buffer(NoticeChunkSize(size) + 1);
     // Makes room at once: a stream that grows piece by piece moves its bytes every time.
@@ -99,11 +106,13 @@ std::uint64_t CopyWithNotice(IStream& source, std::uint64_t size, IStream& targe
             continue;
         }
         vek::Check(!end.Contains(notice));
-        const std::string last = WithNotice(piece, tag, notice);
+        std::size_t at = 0;
+        const std::string last = WithNotice(piece, tag, notice, at);
         Write(target, last);
         // Replacing the body would lose the bytes that a stream has beyond its stated size.
         vek::Check(mapi::Read(source, bytes) == 0);
-        return total - piece.size() + last.size();
+        const std::uint64_t before = total - piece.size();
+        return {before + last.size(), before + at, last.size() - piece.size()};
     }
 }
 
@@ -120,6 +129,18 @@ void Replace(SharedStream& target, IStream& content, std::uint64_t size) {
     target.Commit();
 }
 
+// The body that the copy was made of.
+std::vector<std::byte> OldBody(IStream& content, const Copy& copy) {
+    std::vector<std::byte> body(static_cast<std::size_t>(copy.size - copy.inserted));
+    const std::span bytes(body);
+    const auto before = static_cast<std::size_t>(copy.inserted_at);
+    mapi::Seek(content, 0, STREAM_SEEK_SET);
+    vek::Check(mapi::ReadFully(content, bytes.first(before)) == before);
+    mapi::Seek(content, static_cast<std::int64_t>(copy.inserted), STREAM_SEEK_CUR);
+    vek::Check(mapi::ReadFully(content, bytes.subspan(before)) == body.size() - before);
+    return body;
+}
+
 }  // namespace
 
 std::uint32_t NoticeChunkSize(std::uint64_t size) noexcept {
@@ -132,21 +153,22 @@ void InsertNotice(const mapi::MapiFunctions& functions, PropertiesAccessor& mess
                   std::string_view notice, const vek::trace::TracerPtr& tracer) {
     const vek::RefPtr<IStream> content = mapi::NewMemoryStream(functions.ole);
     CheckBudget::Reservation reserved;
-    std::uint64_t size = 0;
+    Copy copy{};
     {
         const auto source = message.GetStreamProperty(tag, access_mode::kRead, 0);
         const std::uint64_t before = source->Size();
         reserved = message.budget().TakeBytes(before);
-        size = CopyWithNotice(source->AtStart(), before, *content, tag, notice);
+        copy = CopyWithNotice(source->AtStart(), before, *content, tag, notice);
     }
     const auto target = message.GetStreamProperty(tag, access_mode::kRead | access_mode::kWrite, 0);
-    RefuseLosingCharacters(target->HadAllIn(functions.code_page), tag, tracer);
+    RefuseLosingCharacters(target->WasNarrowWhole(), tag, tracer);
     try {
-        Replace(*target, *content, size);
+        Replace(*target, *content, copy.size);
     } catch (...) {
-        // Most streams cannot revert. A later user would commit the half written bytes with his
-        // own if the accessor gave him this stream again.
+        // A later user would commit the half written bytes with his own if the accessor gave him
+        // this stream again.
         message.ForgetStream();
+        target->ReplaceFailed(OldBody(*content, copy));
         throw;
     }
     message.MarkChanged();

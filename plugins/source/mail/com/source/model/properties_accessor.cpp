@@ -35,12 +35,6 @@ constexpr StreamFlags FlagsFor(std::uint32_t access, std::uint32_t mode) noexcep
     return result;
 }
 
-// A stream of the property shows all that it holds: it is neither a text, which has several forms,
-// nor something that is compressed through it.
-constexpr bool ShowsAll(ULONG tag) noexcept {
-    return PROP_TYPE(tag) != PT_STRING8 && tag != mapi::tag::kRtfCompressed;
-}
-
 }  // namespace
 
 PropertiesAccessor::PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
@@ -53,7 +47,8 @@ PropertiesAccessor::PropertiesAccessor(vek::RefPtr<IMAPIProp> object,
       functions_(std::move(functions)),
       clock_(clock),
       budget_(std::move(budget)),
-      parent_(std::move(parent)) {}
+      parent_(std::move(parent)),
+      streams_(*this, functions_->code_page, tracer_) {}
 
 PropertiesAccessor::~PropertiesAccessor() {
     // A stream that is written through may reach the object only with its end.
@@ -107,8 +102,8 @@ const PropertyValue* PropertiesAccessor::Fetch(ULONG tag) {
 template <class Text>
 void PropertiesAccessor::Write(SPropValue& property, Text&& value) {
     auto bytes = budget_.TakeBytes(value.size() * sizeof(value[0]));
-    WithoutStream(property.ulPropTag,
-                  [&] { helpers::CheckHResult(Object().SetProps(1, &property, nullptr)); });
+    streams_.Without(property.ulPropTag,
+                     [&] { helpers::CheckHResult(Object().SetProps(1, &property, nullptr)); });
     OnReplaced(property.ulPropTag);
     cache_.insert_or_assign(property.ulPropTag,
                             Entry{vek::result::kOk, std::forward<Text>(value), std::move(bytes)});
@@ -116,7 +111,7 @@ void PropertiesAccessor::Write(SPropValue& property, Text&& value) {
 
 void PropertiesAccessor::OnReplaced(ULONG tag) {
     changed_ = true;
-    if (const auto backup = backups_[PROP_ID(tag)].lock()) backup->Abandon();
+    streams_.OnReplaced(tag);
     // A text has a narrow and a wide tag. Changing the one makes the memory of the other stale.
     const ULONG type = PROP_TYPE(tag);
     if (type == PT_STRING8) cache_.erase(PROP_TAG(PT_UNICODE, PROP_ID(tag)));
@@ -148,37 +143,19 @@ void PropertiesAccessor::SetSubject(std::u16string_view subject) {
 void PropertiesAccessor::DeleteProperty(ULONG tag) {
     trace::Write(tracer_, kDetail, "Delete property ", trace::Hex(tag));
     SPropTagArray tags = mapi::OneTag(tag);
-    WithoutStream(tag, [&] { helpers::CheckHResult(Object().DeleteProps(&tags, nullptr)); });
+    streams_.Without(tag, [&] { helpers::CheckHResult(Object().DeleteProps(&tags, nullptr)); });
     OnReplaced(tag);
     cache_.insert_or_assign(tag, Entry{vek::result::kPropertyNotFound, {}, {}});
 }
 
-void PropertiesAccessor::WithoutStream(ULONG tag, vek::FunctionRef<void()> call) {
-    std::optional<CachedStream> kept;
-    if (stream_ && PROP_ID(stream_->tag) == PROP_ID(tag)) {
-        kept = std::exchange(stream_, std::nullopt);
-        kept->stream.reset();
-    }
-    try {
-        call();
-    } catch (...) {
-        // Opened for creation once more, it would be empty.
-        if (kept && (kept->flags & MAPI_CREATE) == 0) {
-            try {
-                kept->stream = OpenStream(kept->tag, kept->options, kept->flags);
-                stream_ = std::move(kept);
-            } catch (...) {
-                trace::WriteCurrentException(tracer_);
-            }
-        }
-        throw;
-    }
-}
-
 void PropertiesAccessor::WithoutObject(vek::FunctionRef<void()> call,
                                        vek::FunctionRef<vek::RefPtr<IMAPIProp>()> open) {
-    const auto released = [&] {
-        Save();
+    streams_.WithoutLast([&] {
+        try {
+            Save();
+        } catch (...) {  // what is to be deleted need not be saved
+            trace::WriteCurrentException(tracer_);
+        }
         object_.reset();
         try {
             call();
@@ -190,27 +167,7 @@ void PropertiesAccessor::WithoutObject(vek::FunctionRef<void()> call,
             }
             throw;
         }
-    };
-    if (!stream_) return released();
-    WithoutStream(stream_->tag, released);
-}
-
-std::shared_ptr<SharedStream> PropertiesAccessor::OpenStream(ULONG tag, ULONG options,
-                                                             ULONG flags) {
-    std::shared_ptr<PropertyBackup> backup;
-    if ((flags & MAPI_MODIFY) != 0) {
-        std::weak_ptr<PropertyBackup>& known = backups_[PROP_ID(tag)];
-        backup = known.lock();
-        if (!backup) known = backup = std::make_shared<PropertyBackup>(*this, tag, tracer_);
-        // Other streams can be read themselves, should they come to be written.
-        if (options != STGM_READWRITE || (flags & MAPI_CREATE) != 0 || !ShowsAll(tag))
-            backup->Keep();
-    }
-    vek::RefPtr<IUnknown> object;
-    OpenProperty(tag, mapi::iid::kStream, options, flags, object);
-    // Asked for by its interface id, the object is the stream.
-    return std::make_shared<SharedStream>(
-        vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach())), std::move(backup));
+    });
 }
 
 std::shared_ptr<SharedStream> PropertiesAccessor::GetStreamProperty(ULONG tag, std::uint32_t access,
@@ -223,15 +180,7 @@ std::shared_ptr<SharedStream> PropertiesAccessor::GetStreamProperty(ULONG tag, s
     if (known != cache_.end() && vek::Failed(known->second.status)) {
         vek::ThrowResult(known->second.status);
     }
-    if (stream_ && stream_->tag == tag && stream_->options == wanted.options &&
-        stream_->flags == wanted.flags) {
-        trace::Write(tracer_, kDetail, "Get stream from cache");
-        return stream_->stream;
-    }
-    std::shared_ptr<SharedStream> stream;
-    WithoutStream(tag, [&] { stream = OpenStream(tag, wanted.options, wanted.flags); });
-    stream_ = CachedStream{tag, wanted.options, wanted.flags, stream};
-    return stream;
+    return streams_.Get(tag, wanted.options, wanted.flags);
 }
 
 void PropertiesAccessor::OpenProperty(ULONG tag, const IID& iid, ULONG options, ULONG flags,
@@ -240,21 +189,18 @@ void PropertiesAccessor::OpenProperty(ULONG tag, const IID& iid, ULONG options, 
 }
 
 void PropertiesAccessor::Abandon() noexcept {
-    for (const auto& [id, known] : backups_) {
-        if (const auto backup = known.lock()) backup->Abandon();
-    }
-    ForgetStream();
+    streams_.Abandon();
     object_.reset();
 }
 
 void PropertiesAccessor::Save() {
-    const bool last = stream_ && stream_->stream.use_count() == 1;
-    if (last && stream_->stream->is_changed()) ForgetStream();
+    streams_.TakeBackLeftovers();
     if (!changed_ || !object_) return;
     trace::Write(tracer_, kDetail, "Process property save");
     helpers::CheckHResult(Object().SaveChanges(kSaveFlags));
     if (parent_) parent_->MarkChanged();
     changed_ = false;
+    streams_.OnSaved();
 }
 
 }  // namespace plugins::mail_processing

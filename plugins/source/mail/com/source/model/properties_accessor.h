@@ -9,9 +9,8 @@
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
 #include "model/check_budget.h"
-#include "model/property_backup.h"
+#include "model/property_streams.h"
 #include "model/property_value.h"
-#include "model/shared_stream.h"
 #include "vek/core/function_ref.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/core/throw.h"
@@ -76,7 +75,7 @@ public:
                                                     std::uint32_t mode);
 
     // Drops the kept stream, so that nobody commits the bytes that a failure left in it.
-    void ForgetStream() noexcept { const auto gone = std::exchange(stream_, std::nullopt); }
+    void ForgetStream() noexcept { streams_.ForgetLast(); }
 
     // Saves, and makes `call` while neither the object nor a stream of it is held. When `call`
     // raises, `open` gives the object again, and the stream is kept as before.
@@ -98,6 +97,9 @@ public:
     // Says that the object was changed through one of its streams.
     void MarkChanged() noexcept { changed_ = true; }
 
+    // Says that the property was read beside its streams, by one that may be theirs.
+    void LosePlaces(ULONG tag) noexcept { streams_.LosePlaces(tag); }
+
     const CheckBudget& budget() const noexcept { return budget_; }
 
 private:
@@ -106,21 +108,12 @@ private:
         PropertyValue value;
         CheckBudget::Reservation bytes;
     };
-    struct CachedStream {
-        ULONG tag;
-        ULONG options;
-        ULONG flags;
-        std::shared_ptr<SharedStream> stream;
-    };
 
     IMAPIProp& Object();
     const PropertyValue* Read(ULONG tag);
     const PropertyValue* Fetch(ULONG tag);
     template <class Text>
     void Write(SPropValue& property, Text&& value);
-    std::shared_ptr<SharedStream> OpenStream(ULONG tag, ULONG options, ULONG flags);
-    // Makes `call` while the property's stream is not kept; when it raises, the stream is again.
-    void WithoutStream(ULONG tag, vek::FunctionRef<void()> call);
     // The property has been given another value, or none.
     void OnReplaced(ULONG tag);
 
@@ -130,10 +123,9 @@ private:
     vek::platform::Clock& clock_;
     const CheckBudget budget_;
     std::map<ULONG, Entry> cache_;
-    std::optional<CachedStream> stream_;
-    std::map<ULONG, std::weak_ptr<PropertyBackup>> backups_;  // by the properties' ids
     bool changed_ = false;
     const std::shared_ptr<PropertiesAccessor> parent_;
+    PropertyStreams streams_;
 };
 
 }  // namespace plugins::mail_processing

@@ -10,6 +10,7 @@
 #include "mapi/mapi_streams.h"
 #include "mapi/property_tags.h"
 #include "model/properties_accessor.h"
+#include "vek/core/text.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -24,9 +25,9 @@ constexpr std::string_view kCannotBeKept = "Content of a property cannot be kept
 constexpr std::size_t kPiece = 65536;
 
 // The forms of a property, the one that says most first: a narrow text has the characters of the
-// system's code page alone, and HTML is held as the bytes that were sent.
-std::vector<ULONG> FormsOf(ULONG tag) {
-    if (PROP_TYPE(tag) != PT_STRING8) return {tag};
+// code page alone, and HTML is held as the bytes that were sent.
+std::vector<ULONG> FormsOf(ULONG tag, vek::platform::code_page_t page) {
+    if (PROP_TYPE(tag) != PT_STRING8 || vek::platform::HasEverything(page)) return {tag};
     const ULONG wide = CHANGE_PROP_TYPE(tag, PT_UNICODE);
     if (tag != mapi::tag::kBodyHtmlA) return {wide, tag};
     return {mapi::tag::kHtml, wide, tag};
@@ -54,11 +55,21 @@ bool IsAbsence(HRESULT failure) {
 vek::RefPtr<IStream> PropertyBackup::Open(ULONG tag, ULONG options, ULONG flags) {
     vek::RefPtr<IUnknown> object;
     accessor_.OpenProperty(tag, mapi::iid::kStream, options, flags, object);
+    accessor_.LosePlaces(tag);
     return vek::RefPtr<IStream>::Adopt(static_cast<IStream*>(object.detach()));
 }
 
+PropertyBackup::PropertyBackup(PropertiesAccessor& accessor, ULONG tag,
+                               vek::platform::code_page_t page, vek::trace::TracerPtr tracer)
+    : tracer_(std::move(tracer)),
+      accessor_(accessor),
+      tag_(tag),
+      page_(page),
+      forms_(FormsOf(tag, page)) {}
+
 PropertyBackup::~PropertyBackup() {
     if (!changed_ || !kept_) return;
+    if (saved_) accessor_.MarkChanged();
     // Half a change would be saved: what fails once is tried again.
     for (int attempt = 0; attempt != 2; ++attempt) {
         try {
@@ -89,12 +100,16 @@ void PropertyBackup::Read(IStream& stream, ULONG tag) {
     kept_ = std::move(content);
 }
 
+bool PropertyBackup::IsShown() const noexcept {
+    return forms_.size() == 1 && tag_ != mapi::tag::kRtfCompressed;
+}
+
 void PropertyBackup::Keep() noexcept {
     if (std::exchange(tried_, true)) return;
     trace::Write(tracer_, kDetail, "Keep content of property ", trace::Hex(tag_));
     // A store need not have every form as a stream.
     bool missing = true;
-    for (const ULONG form : FormsOf(tag_)) {
+    for (const ULONG form : forms_) {
         try {
             return Read(*Open(form, 0, 0), form);
         } catch (...) {
@@ -110,6 +125,7 @@ void PropertyBackup::Keep() noexcept {
 
 bool PropertyBackup::KeepFrom(IStream& stream) noexcept {
     if (std::exchange(tried_, true)) return false;
+    form_failed_ = !IsShown();
     trace::Write(tracer_, kDetail, "Keep content of property ", trace::Hex(tag_));
     try {
         mapi::Seek(stream, 0, STREAM_SEEK_SET);
@@ -120,8 +136,8 @@ bool PropertyBackup::KeepFrom(IStream& stream) noexcept {
     return true;
 }
 
-bool PropertyBackup::HasAllIn(vek::platform::code_page_t page) noexcept {
-    if (vek::platform::HasEverything(page)) return true;
+bool PropertyBackup::IsNarrowWhole() noexcept {
+    if (vek::platform::HasEverything(page_)) return true;
     if (!kept_) return false;
     try {
         const std::span<const std::byte> bytes(kept_->bytes);
@@ -129,14 +145,14 @@ bool PropertyBackup::HasAllIn(vek::platform::code_page_t page) noexcept {
         switch (PROP_TYPE(kept_->tag)) {
             case PT_UNICODE:
                 return vek::platform::HasAllOf(
-                    page, {reinterpret_cast<const char16_t*>(chars), bytes.size() / 2});
+                    page_, {reinterpret_cast<const char16_t*>(chars), bytes.size() / 2});
             case PT_BINARY: {
                 const auto* const sent =
                     accessor_.TryGetProperty<std::int32_t>(mapi::tag::kInternetCodePage);
+                if (sent == nullptr) return vek::AsciiRun({chars, bytes.size()}) == bytes.size();
                 const auto text = vek::platform::FromCodePage(
-                    sent != nullptr ? static_cast<vek::platform::code_page_t>(*sent) : page,
-                    {chars, bytes.size()});
-                return text && vek::platform::HasAllOf(page, *text);
+                    static_cast<vek::platform::code_page_t>(*sent), {chars, bytes.size()});
+                return text && vek::platform::HasAllOf(page_, *text);
             }
             default:  // the store has it narrow alone
                 return !form_failed_;
@@ -145,6 +161,15 @@ bool PropertyBackup::HasAllIn(vek::platform::code_page_t page) noexcept {
         trace::WriteCurrentException(tracer_);
         return false;
     }
+}
+
+void PropertyBackup::KeepNow(std::vector<std::byte> content) noexcept {
+    if (!kept_) kept_.emplace(Content{tag_, true, std::move(content), {}});
+}
+
+void PropertyBackup::OnCommitted() noexcept {
+    if (saved_) accessor_.MarkChanged();
+    Forget(false);
 }
 
 void PropertyBackup::OnChange() noexcept {

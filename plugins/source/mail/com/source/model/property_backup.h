@@ -24,15 +24,20 @@ class PropertiesAccessor;
 // property stays as it is.
 class PropertyBackup {
 public:
-    // `accessor` reaches the property, is told when it is written, and outlives this.
-    PropertyBackup(PropertiesAccessor& accessor, ULONG tag, vek::trace::TracerPtr tracer)
-        : tracer_(std::move(tracer)), accessor_(accessor), tag_(tag) {}
+    // `accessor` reaches the property, is told when it is written, and outlives this. Narrow texts
+    // are in `page`.
+    PropertyBackup(PropertiesAccessor& accessor, ULONG tag, vek::platform::code_page_t page,
+                   vek::trace::TracerPtr tracer);
     PropertyBackup(const PropertyBackup&) = delete;
     PropertyBackup& operator=(const PropertyBackup&) = delete;
 
     // With the last of the streams: makes the property what it was, where that is kept and it is
     // not so.
     ~PropertyBackup();
+
+    // A stream of the property can be read itself before it is written: it shows all that the
+    // property has, neither as a text without some characters nor compressed.
+    bool IsShown() const noexcept;
 
     // Keeps the content of the property, of which no stream may be open. A text is kept in the form
     // that has all of its characters.
@@ -42,15 +47,23 @@ public:
     // could not be. False when the stream was not moved.
     bool KeepFrom(IStream& stream) noexcept;
 
-    // Tells whether a narrow text in `page` has all characters of what is kept; false when that is
-    // not known.
-    bool HasAllIn(vek::platform::code_page_t page) noexcept;
+    // Whoever is about to replace the content has it, and gives it to KeepNow should he fail. It is
+    // in the form of the streams; one that says more stays.
+    void KeepLater() noexcept { tried_ = true; }
+    void KeepNow(std::vector<std::byte> content) noexcept;
+
+    // Tells whether the narrow text has all characters of the property; false when that is not
+    // known.
+    bool IsNarrowWhole() noexcept;
 
     // A stream is about to change the property.
     void OnChange() noexcept;
 
+    // The object was saved, with what is changed by now: what becomes of that must be saved, too.
+    void OnSaved() noexcept { saved_ = saved_ || changed_; }
+
     // The content was changed for good.
-    void OnCommitted() noexcept { Forget(false); }
+    void OnCommitted() noexcept;
 
     // The property was replaced or deleted beside its streams: they have nothing to undo.
     void Abandon() noexcept { Forget(true); }
@@ -65,7 +78,7 @@ private:
 
     void Forget(bool tried) noexcept {
         kept_.reset();
-        changed_ = false;
+        changed_ = saved_ = false;
         tried_ = tried;
     }
 
@@ -78,9 +91,12 @@ private:
     const vek::trace::TracerPtr tracer_;
     PropertiesAccessor& accessor_;
     const ULONG tag_;
+    const vek::platform::code_page_t page_;
+    const std::vector<ULONG> forms_;
     bool form_failed_ = false;  // a form that says more could not be read
     bool tried_ = false;        // to keep the content of now
     bool changed_ = false;      // since then
+    bool saved_ = false;        // what is changed
     std::optional<Content> kept_;
 };
 

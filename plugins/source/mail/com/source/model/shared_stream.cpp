@@ -15,7 +15,7 @@ SharedStream::~SharedStream() {
     stream_.reset();  // before the one that it compresses into
 }
 
-void SharedStream::BeforeChange() {
+void SharedStream::BeforeChange() noexcept {
     if (changed_) return;
     changed_ = true;
     if (compressed_) compressed_->BeforeChange();
@@ -89,10 +89,15 @@ void SharedStream::OnCommitted() noexcept {
 }
 
 IStream& SharedStream::Emptied() {
+    if (backup_) backup_->KeepLater();
     BeforeChange();
     IStream& stream = AtStart();
     mapi::SetSize(stream, 0);
     return stream;
+}
+
+void SharedStream::ReplaceFailed(std::vector<std::byte> old) noexcept {
+    if (backup_) backup_->KeepNow(std::move(old));
 }
 
 IStream& SharedStream::AtStart() {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "mapi/mapi_functions.h"
 #include "mapi/mapi_interfaces.h"
@@ -37,18 +38,27 @@ public:
     void SetSize(std::uint64_t size);
     void Commit();
 
+    // The store has given `stream` as this one again.
+    bool Is(const IStream& stream) const noexcept { return stream_.get() == &stream; }
+
+    // Somebody has read from it beside this.
+    void LosePlace() noexcept { place_.reset(); }
+
+    // Its opening has emptied the property: that is a change.
+    void OnCreated() noexcept { BeforeChange(); }
+
     // It has changes that are not committed.
     bool is_changed() const noexcept { return changed_; }
 
-    // As PropertyBackup::HasAllIn, of what was there when the stream was opened for writing.
-    bool HadAllIn(vek::platform::code_page_t page) noexcept {
-        return backup_ && backup_->HasAllIn(page);
-    }
+    // As PropertyBackup::IsNarrowWhole, of what was there when the stream was opened for writing.
+    bool WasNarrowWhole() noexcept { return backup_ && backup_->IsNarrowWhole(); }
 
     // The stream itself, at its start, to be read.
     IStream& AtStart();
-    // The stream itself, at its start and emptied, to be written. Commit is called here after.
+    // The stream itself, at its start and emptied, to be written; what it had is not kept. Commit
+    // is called here after, or ReplaceFailed with what it had.
     IStream& Emptied();
+    void ReplaceFailed(std::vector<std::byte> old) noexcept;
 
     // For a stream of compressed RTF: the plain RTF in it, with the flags of
     // WrapCompressedRTFStream. Such a stream goes onwards only, so there is one at a time; raises
@@ -59,7 +69,7 @@ public:
 
 private:
     void MoveTo(std::uint64_t place);
-    void BeforeChange();
+    void BeforeChange() noexcept;
     void OnCommitted() noexcept;
 
     const std::shared_ptr<PropertyBackup> backup_;  // used by its end, when the stream is released

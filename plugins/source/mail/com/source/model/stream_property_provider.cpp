@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "mapi/property_tags.h"
-#include "model/protected_message.h"
 #include "model/return_interface.h"
 #include "model/stream_adapter.h"
+#include "model/write_refusals.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
 

@@ -1,4 +1,4 @@
-#include "model/protected_message.h"
+#include "model/write_refusals.h"
 
 #include <array>
 #include <optional>
@@ -60,7 +60,7 @@ bool AllowsNotice(PropertiesAccessor& message) {
 void RefuseLosingCharacters(bool has_all, ULONG tag, const vek::trace::TracerPtr& tracer) {
     if (has_all) return;
     vek::trace::Write(tracer, vek::trace::level::kWarning, "Property ", vek::trace::Hex(tag),
-                      " is not written, because the code page lacks some of its characters");
+                      " is not written, because the code page may lack some of its characters");
     vek::ThrowResult(vek::result::kNotSupported);
 }
 
