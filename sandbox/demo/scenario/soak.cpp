@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iomanip>
 #include <map>
+#include <thread>
 
 #include "sandbox/demo/scenario/random_events.h"
 #include "sandbox/demo/scenario/resident_memory.h"
@@ -34,11 +35,18 @@ struct Memory {
     std::uint64_t end = 0;
 };
 
-// Connects without faults: one may be planned for what connecting does.
+// Connects without faults: one may be planned for what connecting does, on the background thread
+// too, whose end would leave a queue that nobody empties.
 void Connect(Player& player) {
     player.host().Run([&] { player.host().plan().Clear(); });
-    player.mapi().faults().Clear();
+    outlook::FaultPlan& faults = player.mapi().faults();
+    faults.Clear();
+    // Both threads initialise MAPI.
+    const std::uint32_t done = faults.Count(outlook::Call::kInitialize) + 2;
     player.Connect();
+    for (int waited = 0; faults.Count(outlook::Call::kInitialize) < done && waited < 10'000;
+         ++waited)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 }  // namespace
