@@ -86,6 +86,7 @@ TEST_F(Scenario, ComplainsOfWhatCannotBePlayedAndLivesThroughARandomDayInEveryOu
     std::ostringstream complaints;
     EXPECT_FALSE(RunScenario(options_, ParseScenario("open plain", "x"), complaints));
     EXPECT_THAT(complaints.str(), HasSubstr("WRONG: line 1: "));
+    options_.store = outlook::kStrictStore1;
     for (const char* const version : {"11", "12", "14", "15", "16"}) {
         options_.version = version;
         std::ostringstream out;
