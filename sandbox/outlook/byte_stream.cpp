@@ -178,7 +178,7 @@ HRESULT ByteStream::Revert() {
         own_.reset();
         size_ = bytes_->size();
         position_ = 0;
-        return WriteThrough();
+        return mode_.writable ? WriteThrough() : S_OK;
     });
 }
 

@@ -1,6 +1,5 @@
 #include "model/properties_accessor.h"
 
-#include "mapi/one_property.h"
 #include "private_include/common/mail_message.h"
 #include "tests/support/mail_fixture.h"
 
@@ -43,10 +42,6 @@ TEST_F(PropertiesAccessorTest, ReadsEachTypeOnceAndRemembersWhatIsMissing) {
                   vek::result::kInvalidType);
     }
     EXPECT_EQ(Calls(outlook_call::kGetProps), 8u);
-
-    const auto message = mapi_.OpenMessage(entry_id_);
-    EXPECT_NE(mapi::OneProperty(*functions_, *message, tag::kSubjectA).value(), nullptr);
-    EXPECT_EQ(mapi::OneProperty(*functions_, *message, tag::kDisplayToA).value(), nullptr);
 }
 
 TEST_F(PropertiesAccessorTest, KeepsItsMemoryInStepAndSavesOnce) {

@@ -54,26 +54,6 @@ TEST(Thread, IsWaitedForAsOftenAndByAsManyAsLike) {
     WaitFor(stage.started.get());
 }
 
-TEST(Thread, IsNotUnwoundWhenTerminated) {
-    Stage stage;
-    static std::atomic<bool> unwound{false};
-    struct Flag {
-        ~Flag() { unwound = true; }
-    };
-    // One reference, so that there is no allocation to leak.
-    const auto thread = TheSystem().StartThread([&stage] {
-        const Flag flag;
-        stage.started->Set();
-        WaitFor(stage.go.get());
-    });
-    WaitFor(stage.started.get());
-    End(*thread);
-    stage.go->Set();
-    EXPECT_EQ(thread->Wait(milliseconds{0}), WaitStatus::kSignalled);
-    EXPECT_EQ(thread->Terminate(), system_error::kNone);
-    EXPECT_FALSE(unwound);
-}
-
 TEST(Thread, IsTerminatedAnywhereBetweenItsStartAndItsEnd) {
     for (int i = 0; i < 40; ++i) {
         const auto thread = TheSystem().StartThread([] { std::this_thread::yield(); });

@@ -34,8 +34,8 @@ namespace native {
 bool HasAllOfPiece(code_page_t page, std::u16string_view text);
 }  // namespace native
 
-// Gives the text that `bytes` are in the page, or nothing when the system does not know the page or
-// they are malformed in it. Any thread.
+// Gives the text that `bytes` are in the page, or nothing when the system does not know the page.
+// What is malformed becomes a replacement character, or nothing is given. Any thread.
 std::optional<std::u16string> FromCodePage(code_page_t page, std::string_view bytes);
 
 }  // namespace vek::platform

@@ -39,8 +39,8 @@ public:
     // property has, neither as a text without some characters nor compressed.
     bool IsShown() const noexcept;
 
-    // Keeps the content of the property, of which no stream may be open. A text is kept in the form
-    // that has all of its characters.
+    // Keeps the content of the property, of which no stream is known to be open. A text is kept in
+    // the form that has all of its characters.
     void Keep() noexcept;
 
     // Keeps what `stream`, one of the property itself, has, unless the content of now was kept or

@@ -18,7 +18,8 @@ namespace plugins::mail_processing {
 // last of them.
 //
 // Only the thread that owns the message uses it. Operations raise helpers::HResultCodeException
-// when MAPI fails; a user's place is then as it was. Counts and places are in bytes.
+// when MAPI fails, and vek::CheckFailedException when the stream has become shorter than a user's
+// place, which is then as it was. Counts and places are in bytes.
 class SharedStream {
 public:
     // `backup` is what the property held, and empty for a stream that is only read.

@@ -79,7 +79,7 @@ private:
     vek::platform::System& system_;
     MapiInitialization mapi_;
     // Released before MAPI is given back, with the session unless the environment's processor is
-    // held elsewhere.
+    // held elsewhere; after a forced end MAPI is given back first.
     const std::shared_ptr<AsyncWork> work_;
     std::unique_ptr<AsyncProcessorThread> worker_;  // until Stop
     bool ended_by_itself_ = true;                   // the thread, unless Stop saw otherwise

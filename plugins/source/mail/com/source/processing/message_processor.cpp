@@ -14,6 +14,7 @@
 #include "vek/core/current_exception.h"
 #include "vek/core/throw.h"
 #include "vek/trace/line.h"
+#include "vek/trace/repeat_limiter.h"
 #include "vek/trace/scope.h"
 
 namespace plugins::mail_processing {
@@ -111,14 +112,15 @@ vek::result_t MessageProcessor::Check(IMessage* message, bool incoming, bool bac
     vek::Check(message != nullptr);
 
     const auto done = NewEvent(environment_.system, vek::platform::EventKind::kAutoReset);
-    const auto dispatcher =
-        std::make_shared<InvokeDispatcher>(environment_.tracer, environment_.system);
+    // What the scanner's calls have to say: it may call without end.
+    const trace::TracerPtr tracer = trace::LimitRepeats(environment_.tracer);
+    const auto dispatcher = std::make_shared<InvokeDispatcher>(tracer, environment_.system);
     // Until the owner's part has ended.
     std::optional<BackgroundCheck> background_check;
     if (background) background_check.emplace(*this, dispatcher);
-    auto mail = vek::MakeObject<MailMessageImpl>(
-        vek::RefPtr<IMessage>::Share(message), TakeSession(background), functions_,
-        environment_.tracer, dispatcher, environment_.clock);
+    auto mail = vek::MakeObject<MailMessageImpl>(vek::RefPtr<IMessage>::Share(message),
+                                                 TakeSession(background), functions_, tracer,
+                                                 dispatcher, environment_.clock);
 
     const CheckWorker worker(environment_.system,
                              {*scanner_, incoming, *mail, *done, *dispatcher, environment_.tracer});
