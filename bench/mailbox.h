@@ -32,7 +32,7 @@ public:
 class Mailbox {
 public:
     explicit Mailbox(outlook::MessageRecord record) { Add(std::move(record)); }
-    Mailbox() = default;
+    explicit Mailbox(const outlook::StoreTraits& traits) : mapi_(traits) {}
 
     void Add(outlook::MessageRecord record) {
         entry_ids_.push_back(mapi_.store().Add(std::move(record)));

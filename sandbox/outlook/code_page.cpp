@@ -1,17 +1,16 @@
 #include "sandbox/outlook/code_page.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "sandbox/outlook/store_traits.h"
+#include "vek/core/text.h"
 
 namespace sandbox::outlook {
 namespace {
 
 // Every page here has ASCII as its first half.
 bool IsTheSame(const std::string& text, unsigned code_page) {
-    return code_page == StoreTraits::kUtf8 ||
-           std::ranges::all_of(text, [](char unit) { return (unit & 0x80) == 0; });
+    return code_page == StoreTraits::kUtf8 || vek::AsciiRun(text) == text.size();
 }
 
 }  // namespace

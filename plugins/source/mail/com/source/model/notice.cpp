@@ -36,10 +36,18 @@ void Write(IStream& stream, std::string_view bytes) {
     vek::Check(mapi::Write(stream, std::as_bytes(std::span(bytes))) == bytes.size());
 }
 
+std::size_t FindHtmlEnd(std::string_view piece) {
+    std::size_t at = piece.find('<');
+    while (at != std::string_view::npos &&
+           AsciiLower(piece.substr(at, kHtmlEnd.size())) != kHtmlEnd)
+        at = piece.find('<', at + 1);
+    return at;
+}
+
 // Inserts the notice into `piece`, the last one of the body `tag`, and says where.
 std::string WithNotice(std::string_view piece, ULONG tag, std::string_view notice,
                        std::size_t& at) {
-    const std::size_t html_end = AsciiLower(piece).find(kHtmlEnd);
+    const std::size_t html_end = FindHtmlEnd(piece);
     const bool html = html_end != std::string::npos || tag == mapi::tag::kBodyHtmlA;
     at = html_end != std::string::npos ? html_end : piece.size();
     std::string result;
