@@ -222,7 +222,7 @@ std::span<const Operation> Operations() {
         {"stream Read", "plain text", [](S& s) { return s.ReadAll(s.Body()); }, kKeepsOld},
         {"rich Read", "{\\rtf1 some old text}", [](S& s) { return s.ReadAll(s.Rich()); },
          kKeepsOld},
-        {"stream Write", "16", [](S& s) { return s.On<u32>(s.BodyStream(), S::Write); }, kKeepsOld},
+        {"stream Write", "16", [](S& s) { return s.On<u32>(s.BodyStream(), S::Write); }},
         {"stream Seek", "6",
          [](S& s) { return s.Do<std::uint64_t>(s.BodyStream(), &D::Seek, -4, SeekOrigin::kEnd); },
          kPasses, &T::streams_restart_only},

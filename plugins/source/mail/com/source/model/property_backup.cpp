@@ -123,17 +123,12 @@ void PropertyBackup::Keep() noexcept {
     if (missing) kept_.emplace(Content{tag_, false, {}, {}});
 }
 
-bool PropertyBackup::KeepFrom(IStream& stream) noexcept {
-    if (std::exchange(tried_, true)) return false;
-    form_failed_ = !IsShown();
+void PropertyBackup::KeepFrom(IStream& stream) {
     trace::Write(tracer_, kDetail, "Keep content of property ", trace::Hex(tag_));
-    try {
-        mapi::Seek(stream, 0, STREAM_SEEK_SET);
-        Read(stream, tag_);
-    } catch (...) {
-        trace::WriteCurrentException(tracer_, kCannotBeKept);
-    }
-    return true;
+    mapi::Seek(stream, 0, STREAM_SEEK_SET);
+    Read(stream, tag_);
+    tried_ = true;
+    form_failed_ = !IsShown();
 }
 
 bool PropertyBackup::IsNarrowWhole() noexcept {

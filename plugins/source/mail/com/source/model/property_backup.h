@@ -20,8 +20,8 @@ class PropertiesAccessor;
 // again. The streams of one property share it. It counts in the check's budget; content beyond that
 // is not kept.
 //
-// Only the thread that owns the object uses it. Nothing is raised: a failure is traced, and the
-// property stays as it is.
+// Only the thread that owns the object uses it. Nothing is raised unless said so: a failure is
+// traced, and the property stays as it is.
 class PropertyBackup {
 public:
     // `accessor` reaches the property, is told when it is written, and outlives this. Narrow texts
@@ -43,9 +43,12 @@ public:
     // the form that has all of its characters.
     void Keep() noexcept;
 
-    // Keeps what `stream`, one of the property itself, has, unless the content of now was kept or
-    // could not be. False when the stream was not moved.
-    bool KeepFrom(IStream& stream) noexcept;
+    // Nobody has tried to keep the content of now.
+    bool IsWanted() const noexcept { return !tried_; }
+
+    // Keeps what `stream`, one of the property itself, has; the stream stands anywhere then. Raises
+    // when it cannot be read: what cannot be put back is not to be changed.
+    void KeepFrom(IStream& stream);
 
     // Whoever is about to replace the content has it, and gives it to KeepNow should he fail. It is
     // in the form of the streams; one that says more stays.

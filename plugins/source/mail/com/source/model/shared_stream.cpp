@@ -15,14 +15,20 @@ SharedStream::~SharedStream() {
     stream_.reset();  // before the one that it compresses into
 }
 
-void SharedStream::BeforeChange() noexcept {
+void SharedStream::BeforeChange() {
     if (changed_) return;
-    changed_ = true;
-    if (compressed_) compressed_->BeforeChange();
-    if (!backup_) return;
     // While it is compressed into, it stands where its user needs it.
-    if (plain_.expired() && backup_->KeepFrom(*stream_)) place_.reset();
-    backup_->OnChange();
+    if (backup_ && backup_->IsWanted() && plain_.expired()) {
+        place_.reset();
+        backup_->KeepFrom(*stream_);
+    }
+    OnChange();
+}
+
+void SharedStream::OnChange() noexcept {
+    changed_ = true;
+    if (compressed_) compressed_->OnChange();
+    if (backup_) backup_->OnChange();
 }
 
 // Streams of properties need not go anywhere but to their start: from there it is read on.

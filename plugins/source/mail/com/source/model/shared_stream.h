@@ -46,7 +46,7 @@ public:
     void LosePlace() noexcept { place_.reset(); }
 
     // Its opening has emptied the property: that is a change.
-    void OnCreated() noexcept { BeforeChange(); }
+    void OnCreated() noexcept { OnChange(); }
 
     // It has changes that are not committed.
     bool is_changed() const noexcept { return changed_; }
@@ -70,7 +70,8 @@ public:
 
 private:
     void MoveTo(std::uint64_t place);
-    void BeforeChange() noexcept;
+    void BeforeChange();
+    void OnChange() noexcept;
     void OnCommitted() noexcept;
 
     const std::shared_ptr<PropertyBackup> backup_;  // used by its end, when the stream is released
