@@ -204,14 +204,14 @@ protected:
         loader = product_;
         return vek::result::kOk;
     }};
+    tests::OutlookRegistry registry_;
     std::unique_ptr<CAddin> addin_ = std::make_unique<CAddin>(AddinEnvironment{
         [this] { return SUCCEEDED(own_plan_.Enter(OwnCall::kLoadMapi)) ? functions_ : nullptr; },
         [this](auto& extension) {
             extension = extension_;
             return own_plan_.Enter(OwnCall::kCreateExtension);
         },
-        cursor_, services_, clock_, system_, tracer_, kThreadStopTimeout,
-        vek::platform::TheRegistry(), observer_});
+        cursor_, services_, clock_, system_, tracer_, kThreadStopTimeout, registry_, observer_});
 };
 
 }  // namespace plugins::mail_processing
