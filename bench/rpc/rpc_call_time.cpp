@@ -16,12 +16,12 @@
 #include <thread>
 #include <vector>
 
+#include "bare_call.h"
 #include "bench/echo.h"
 #include "bench/echo_handler.h"
 #include "remote/rpc/binding_win32.h"
 #include "remote/rpc/call_win32.h"
 #include "remote/transport.h"
-#include "rpc_transport.h"
 #include "vek/core/function_ref.h"
 #include "vek/platform/handle_win32.h"
 
@@ -98,8 +98,8 @@ bool BareCall(const remote::RpcBinding& binding, const std::vector<std::byte>& p
     byte* reply = nullptr;
     unsigned long size = 0;
     const RPC_STATUS status = remote::Guarded([&] {
-        ::CallSendReceive(binding.get(), 0, 0, static_cast<unsigned long>(packet.size()),
-                          reinterpret_cast<const byte*>(packet.data()), &size, &reply);
+        ::CallEcho(binding.get(), 0, 0, static_cast<unsigned long>(packet.size()),
+                   reinterpret_cast<const byte*>(packet.data()), &size, &reply);
     });
     const bool whole = status == RPC_S_OK && size == packet.size();
     std::free(reply);
@@ -156,6 +156,15 @@ bool PrintRatio(const char* what, std::size_t size, double operation, double flo
 }
 
 }  // namespace
+
+extern "C" {
+
+void* __RPC_USER midl_user_allocate(std::size_t size) { return std::malloc(size); }
+void __RPC_USER midl_user_free(void* bytes) { std::free(bytes); }
+// The other end's.
+LONG StubEcho(handle_t, MIDL_uhyper, ULONG, ULONG, const byte*, ULONG*, byte**) { return -1; }
+
+}  // extern "C"
 
 int main(int count, char** arguments) {
     if (count > 1) return Serve(std::strtoul(arguments[1], nullptr, 10));

@@ -1,4 +1,4 @@
-// Serves bare calls of the transport's interface: sends back the packet that comes.
+// Serves bare calls: sends back the packet that comes.
 //   rpc_echo PARENT_PROCESS_ID ENDPOINT
 
 #include <rpc.h>
@@ -7,27 +7,20 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "rpc_transport.h"
+#include "bare_call.h"
 
 extern "C" {
 
 void* __RPC_USER midl_user_allocate(std::size_t size) { return std::malloc(size); }
 void __RPC_USER midl_user_free(void* bytes) { std::free(bytes); }
 
-LONG ServeSendReceive(handle_t, MIDL_uhyper, ULONG, ULONG size, const byte* packet,
-                      ULONG* reply_size, byte** reply) {
+LONG StubEcho(handle_t, MIDL_uhyper, ULONG, ULONG size, const byte* packet, ULONG* reply_size,
+              byte** reply) {
     *reply_size = size;
     *reply = static_cast<byte*>(std::malloc(size));
     std::memcpy(*reply, packet, size);
     return 0;
 }
-
-LONG ServeConnect(handle_t, const unsigned char*, ULONG, const unsigned char*, MIDL_uhyper, ULONG*,
-                  MIDL_uhyper*, link_t*) {
-    return -1;
-}
-LONG ServeDisconnect(handle_t, MIDL_uhyper) { return -1; }
-void __RPC_USER link_t_rundown(link_t) {}
 
 }  // extern "C"
 
@@ -38,9 +31,8 @@ int main(int, char** arguments) {
         ::OpenProcess(SYNCHRONIZE, FALSE, std::strtoul(arguments[1], nullptr, 10));
     if (::RpcServerUseProtseqEpA(protocol, RPC_C_PROTSEQ_MAX_REQS_DEFAULT, endpoint, nullptr) !=
             RPC_S_OK ||
-        ::RpcServerRegisterIf2(ServeRemotePackets_v1_0_s_ifspec, nullptr, nullptr,
-                               RPC_IF_AUTOLISTEN, RPC_C_LISTEN_MAX_CALLS_DEFAULT, 1u << 30,
-                               nullptr) != RPC_S_OK) {
+        ::RpcServerRegisterIf2(StubBareCall_v1_0_s_ifspec, nullptr, nullptr, RPC_IF_AUTOLISTEN,
+                               RPC_C_LISTEN_MAX_CALLS_DEFAULT, 1u << 30, nullptr) != RPC_S_OK) {
         return 2;
     }
     ::WaitForSingleObject(parent, INFINITE);

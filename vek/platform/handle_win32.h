@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 
 #include "vek/platform/unique_resource.h"
 
@@ -19,6 +20,14 @@ struct HandleTraits {
 
 // Owns a kernel object's handle.
 using UniqueHandle = UniqueResource<HandleTraits>;
+
+struct LocalMemoryFree {
+    void operator()(void* memory) const noexcept { ::LocalFree(memory); }
+};
+
+// Owns memory that the system has allocated for its caller to free.
+template <class Content>
+using UniqueLocal = std::unique_ptr<Content, LocalMemoryFree>;
 
 // A wait's limit in the form that Windows takes; negative is INFINITE. A limit that is too long
 // for a DWORD is cut to the longest that is not INFINITE.

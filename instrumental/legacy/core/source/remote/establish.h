@@ -29,6 +29,9 @@ public:
         if (open_) use(std::as_const(accept_), std::as_const(config_));
     }
 
+    // What Listen was called with, before the gate is closed.
+    const TransportConfig& config() const noexcept { return config_; }
+
     // Waits for those who have entered, and lets go of everything.
     void Close() noexcept {
         const std::unique_lock guard(lock_);

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "remote/process_event.h"
+#include "vek/platform/handle_win32.h"
 #include "vek/platform/kernel_event_win32.h"
 #include "vek/platform/wide_win32.h"
 
@@ -17,10 +18,6 @@ vek::result_t LastResult() noexcept {
     return ::GetLastError() == ERROR_ACCESS_DENIED ? vek::result::kAccessDenied
                                                    : vek::result::kUnexpected;
 }
-
-struct LocalFreed {
-    void operator()(void* memory) const noexcept { ::LocalFree(memory); }
-};
 
 }  // namespace
 
@@ -39,7 +36,7 @@ vek::result_t OpenProcessEvent(std::uint32_t process_id, EventNamespace space,
             nullptr) == FALSE) {
         return LastResult();
     }
-    const std::unique_ptr<void, LocalFreed> owned(descriptor);
+    const platform::UniqueLocal<void> owned(descriptor);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
     platform::UniqueHandle handle(
         ::CreateEventW(&attributes, TRUE, FALSE, platform::ToWide(name).c_str()));

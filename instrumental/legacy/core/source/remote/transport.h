@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "remote/endpoint.h"
 #include "remote/packet/rpc_protocol_processor_in.h"
@@ -78,13 +79,20 @@ public:
     virtual std::uint32_t peer_process_id() const noexcept = 0;
 };
 
-// Whether a process may be a peer; asked before anything of it is read. Empty: every process that
-// runs as the same user. Where sockets carry the packets no other user's is a peer in any case.
+// Whether a process of the wanted account may be a peer; asked before anything of it is read.
+// Empty: each one may.
 using PeerCheck = std::function<bool(std::uint32_t process_id)>;
+
+// Every account of this machine: for the listener of a service, whose peers are its users.
+inline constexpr char kAnyAccount[] = "*";
 
 struct TransportConfig {
     vek::trace::TracerPtr tracer;
     PeerCheck peer_check;
+    // Whose processes may be peers: a text SID, or kAnyAccount in a listener. Empty: the processes
+    // of this one's user, on Windows in this one's session. Where sockets carry the packets it is
+    // not used: no other user's process is a peer.
+    std::string peer_account = {};
     // Received handles that the sender pushed here are taken as they are, instead of being
     // duplicated: only for a peer that is trusted to name none but those.
     bool adopt_handles = false;

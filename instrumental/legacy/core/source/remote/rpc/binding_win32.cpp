@@ -1,36 +1,8 @@
 #include "remote/rpc/binding_win32.h"
 
-#include <charconv>
-
 namespace remote {
-namespace {
-
-constexpr std::string_view kLocalPrefix = "VLRemote:";
-
-template <class Number>
-bool ReadNumber(std::string_view text, Number& number) noexcept {
-    const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
-    return read.ec == std::errc() && read.ptr == text.data() + text.size() && number != 0;
-}
-
-}  // namespace
-
 std::string TextOf(const Endpoint& endpoint) {
     return std::string(ProtocolSequence(endpoint)) + ":" + EndpointName(endpoint);
-}
-
-bool ReadEndpoint(std::string_view text, Endpoint& endpoint) noexcept {
-    endpoint = {};
-    const std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos) return false;
-    const std::string_view protocol = text.substr(0, colon);
-    std::string_view name = text.substr(colon + 1);
-    if (protocol == kTcpProtocol) return ReadNumber(name, endpoint.tcp_port);
-    if (protocol != kLocalProtocol || !name.starts_with(kLocalPrefix)) return false;
-    std::int32_t id = 0;
-    if (!ReadNumber(name.substr(kLocalPrefix.size()), id)) return false;
-    endpoint.local_id = static_cast<std::uint32_t>(id);
-    return true;
 }
 
 RPC_STATUS RpcBinding::To(const Endpoint& endpoint, RpcBinding& binding) {

@@ -14,11 +14,8 @@ inline RPC_CSTR ToRpc(std::string& text) noexcept {
     return reinterpret_cast<RPC_CSTR>(text.data());
 }
 
-// An endpoint as a text for the peer: the protocol sequence, ":" and the name.
+// An endpoint as a text: the protocol sequence, ":" and the name.
 std::string TextOf(const Endpoint& endpoint);
-
-// False for a text that TextOf does not give.
-bool ReadEndpoint(std::string_view text, Endpoint& endpoint) noexcept;
 
 // Owns the client's handle to a server. Any thread, several at once.
 class RpcBinding {

@@ -2,15 +2,12 @@
 
 #include <algorithm>
 
+#include "remote/rpc/identity_win32.h"
+
 namespace remote {
 namespace {
 
 namespace result = vek::result;
-
-bool IsWine() noexcept {
-    const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
-    return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
-}
 
 // A cancel that came too late for its call would end the thread's next one. Wine cancels a call
 // that is being made and no other, and has no function for this.

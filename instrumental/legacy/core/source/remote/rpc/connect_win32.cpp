@@ -3,7 +3,7 @@
 
 #include "remote/establish.h"
 #include "remote/rpc/connection_win32.h"
-#include "rpc_transport.h"
+#include "remote/rpc/raw_call_win32.h"
 #include "vek/trace/line.h"
 
 namespace remote {
@@ -14,27 +14,25 @@ namespace trace = vek::trace;
 
 constexpr std::chrono::seconds kConnectTimeout{3};
 
-struct Answer {
-    LONG verdict = 0;
-    unsigned long process = 0;
-    MIDL_uhyper token = 0;
-    link_t link = nullptr;
-};
-
-vek::result_t Introduce(const RpcBinding& binding, const Endpoint& endpoint, const Endpoint& own,
-                        std::uint64_t own_token, const trace::TracerPtr& tracer, Answer& answer) {
-    const std::string wanted = TextOf(endpoint);
-    const std::string here = TextOf(own);
-    const auto* const wanted_text = reinterpret_cast<const unsigned char*>(wanted.c_str());
-    const auto* const here_text = reinterpret_cast<const unsigned char*>(here.c_str());
-    const CallTimeout timeout(kConnectTimeout);
-    const RPC_STATUS status = Guarded([&] {
-        answer.verdict =
-            ::CallConnect(binding.get(), wanted_text, ::GetCurrentProcessId(), here_text, own_token,
-                          &answer.process, &answer.token, &answer.link);
-    });
-    if (status == RPC_S_OK) return static_cast<vek::result_t>(answer.verdict);
-    trace::Write(tracer, trace::level::kRemoting, "rmt\tCannot reach ", wanted,
+// Asks the peer to take this end in. It confirms itself to the connection meanwhile.
+vek::result_t Introduce(RPC_BINDING_HANDLE binding, const Endpoint& endpoint, const Endpoint& own,
+                        RpcConnection& connection, const trace::TracerPtr& tracer,
+                        std::uint64_t& token) {
+    wire::ConnectReply reply{};
+    RPC_STATUS status = RPC_S_OK;
+    {
+        const CallTimeout timeout(kConnectTimeout);
+        status = CallPeer(binding, Operation::kConnect,
+                          wire::ConnectRequest{endpoint.local_id, endpoint.tcp_port, own.local_id,
+                                               own.tcp_port, connection.token()},
+                          reply);
+    }
+    if (status == RPC_S_OK) {
+        connection.SetLink(TakeLink(binding, reply.link));
+        token = reply.token;
+        return reply.verdict;
+    }
+    trace::Write(tracer, trace::level::kRemoting, "rmt\tCannot reach ", TextOf(endpoint),
                  ", status = ", static_cast<std::uint32_t>(status));
     const auto code = ResultOf(status);
     return code == result::kRemoteCallFailed ? result::kNotReady : code;
@@ -44,23 +42,29 @@ vek::result_t Introduce(const RpcBinding& binding, const Endpoint& endpoint, con
 
 vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& config,
                             std::shared_ptr<PeerTransport>& transport) {
+    RpcBinding binding;
+    if (const auto status = RpcBinding::To(endpoint, binding); status != RPC_S_OK) {
+        return ResultOf(status);
+    }
+    // Nothing is opened for a peer that the system cannot tell from others.
+    if (TheIdentitySource().RequireServer(binding.get(), endpoint, WantedAccount(config)) !=
+        RPC_S_OK) {
+        trace::Write(config.tracer, trace::level::kRemoting, "rmt\tCannot be sure of ",
+                     TextOf(endpoint));
+        return result::kAccessDenied;
+    }
     const auto connection = RpcConnection::Create(config);
     // Lets the connection go when it does not come about, so that nothing waits for it to be open.
     transport = std::make_shared<PeerTransport>(connection);
     Endpoint own;
     if (const auto code = RpcServer::Get().OpenOwn(endpoint, own); vek::Failed(code)) return code;
-    RpcBinding binding;
-    if (const auto status = RpcBinding::To(endpoint, binding); status != RPC_S_OK) {
-        return ResultOf(status);
-    }
-    Answer answer;
-    const auto code = Introduce(binding, endpoint, own, connection->token(), config.tracer, answer);
-    connection->SetLink(answer.link);
+    std::uint64_t token = 0;
+    const RPC_BINDING_HANDLE handle = binding.get();
+    const auto code = Introduce(handle, endpoint, own, *connection, config.tracer, token);
     if (vek::Failed(code)) return code;
-
-    const auto peer = static_cast<std::uint32_t>(answer.process);
-    connection->SetPeer(std::move(binding), answer.token, peer);
-    return IsProcessAllowed(peer, config.peer_check) ? result::kOk : result::kAccessDenied;
+    if (!connection->IsConfirmed()) return result::kAccessDenied;
+    connection->SetPeer(std::move(binding), token);
+    return result::kOk;
 }
 
 }  // namespace remote

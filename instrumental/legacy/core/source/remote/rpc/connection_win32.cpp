@@ -1,12 +1,11 @@
 #include "remote/rpc/connection_win32.h"
 
 #include <chrono>
-#include <cstdlib>
+#include <cstring>
 #include <thread>
 #include <utility>
 
 #include "remote/rpc/handle_transfer_win32.h"
-#include "rpc_transport.h"
 #include "vek/core/border.h"
 #include "vek/platform/system.h"
 
@@ -48,52 +47,71 @@ Win32HandleTransfer TransferTo(const std::optional<PeerProcess>& peer) noexcept 
     return Win32HandleTransfer(peer->duplicator());
 }
 
-// Writes `packet` into memory of std::malloc.
 vek::result_t Construct(RpcProtocolProcessorOut& packet, HandleTransfer& transfer,
-                        std::span<std::byte>& bytes) noexcept {
-    if (packet.PacketSize() > kMaxPacketSize) return result::kInvalidSize;
-    const auto size = static_cast<std::size_t>(packet.PacketSize());
-    auto* const memory = static_cast<std::byte*>(std::malloc(size));
-    if (memory == nullptr) return result::kOutOfMemory;
-    const auto code =
-        packet.ConstructPacket({memory, size}, packet.has_file_handles() ? &transfer : nullptr);
-    if (vek::Failed(code)) {
-        std::free(memory);
-    } else {
-        bytes = {memory, size};
-    }
-    return code;
+                        std::span<std::byte> room) noexcept {
+    return packet.ConstructPacket(room, packet.has_file_handles() ? &transfer : nullptr);
 }
 
+// Writes the reply into its call.
 class CallReply final : public ReplySender {
 public:
-    CallReply(const RpcConnection& connection, HandleTransfer& transfer,
-              std::span<std::byte>& reply) noexcept
-        : connection_(connection), transfer_(transfer), reply_(reply) {}
+    CallReply(const RpcConnection& connection, HandleTransfer& transfer, ServedCall& call) noexcept
+        : connection_(connection), transfer_(transfer), call_(call) {}
 
     vek::result_t Send(RpcProtocolProcessorOut& reply) noexcept override {
-        if (reply_.data() != nullptr) return result::kUnexpected;
-        if (!connection_.IsOpen()) return failure_ = result::kRemoteCallFailed;
-        return failure_ = Construct(reply, transfer_, reply_);
+        if (call_.reply() != nullptr) return result::kUnexpected;
+        if (!connection_.IsOpen()) return outcome_ = result::kRemoteCallFailed;
+        return outcome_ = Write(reply);
     }
 
-    // Why there is no reply.
-    vek::result_t failure() const noexcept { return failure_; }
+    // kOk when the reply is there.
+    vek::result_t outcome() const noexcept { return outcome_; }
 
 private:
+    vek::result_t Write(RpcProtocolProcessorOut& reply) noexcept {
+        if (reply.PacketSize() > kMaxPacketSize) return result::kInvalidSize;
+        const auto size = static_cast<std::uint32_t>(reply.PacketSize());
+        const std::size_t whole = wire::PacketReplySize(size);
+        std::byte* const room = call_.Reply(whole);
+        if (room == nullptr) return result::kOutOfMemory;
+        // What is not written would be the peer's to read.
+        std::memset(room + whole - 8, 0, 8);
+        wire::Write(room, wire::SendReceiveReply{size, 1, size});
+        return Construct(reply, transfer_, {room + wire::kSize<wire::SendReceiveReply>, size});
+    }
+
     const RpcConnection& connection_;
     HandleTransfer& transfer_;
-    std::span<std::byte>& reply_;
-    vek::result_t failure_ = result::kUnexpected;
+    ServedCall& call_;
+    vek::result_t outcome_ = result::kUnexpected;
 };
 
 }  // namespace
+
+// What has come of a request of several parts.
+struct RpcConnection::Parts {
+    explicit Parts(ByteBudget& budget) noexcept : claim(&budget) {}
+
+    ByteClaim claim;
+    std::vector<std::byte> bytes;
+};
+
+void* TakeLink(RPC_BINDING_HANDLE binding, wire::link_bytes_t link) noexcept {
+    NDR_CCONTEXT context = nullptr;
+    Guarded([&] {
+        ::NDRCContextUnmarshall(&context, binding, link.data(), NDR_LOCAL_DATA_REPRESENTATION);
+    });
+    return context;
+}
 
 std::shared_ptr<RpcConnection> RpcConnection::Create(const TransportConfig& config) {
     auto connection = std::make_shared<RpcConnection>(config);
     connection->token_ = RpcServer::Get().AddConnection(connection);
     return connection;
 }
+
+RpcConnection::RpcConnection(const TransportConfig& config)
+    : PeerConnection(config), use_(config), wanted_(config) {}
 
 RpcConnection::~RpcConnection() {
     RpcServer::Get().RemoveConnection(token_);
@@ -102,12 +120,22 @@ RpcConnection::~RpcConnection() {
     }
 }
 
-void RpcConnection::SetPeer(RpcBinding binding, std::uint64_t token, std::uint32_t process_id) {
+void RpcConnection::SetPeer(RpcBinding binding, std::uint64_t token) {
     binding_ = std::move(binding);
     peer_token_ = token;
-    set_peer_process_id(process_id);
+}
+
+void RpcConnection::SetPeerProcess(std::uint32_t process_id) {
     peer_.emplace(process_id);
     peer_->Watch(OnProcessEnded, token_);
+    set_peer_process_id(process_id);
+}
+
+bool RpcConnection::Confirm(const PeerIdentity& server) {
+    const std::lock_guard guard(confirm_lock_);
+    if (IsConfirmed() || !IsPeerAllowed(server, wanted_)) return false;
+    SetPeerProcess(server.process_id);
+    return true;
 }
 
 void RpcConnection::OnEnded(Ending ending) noexcept {
@@ -127,75 +155,148 @@ void RpcConnection::FinishEnd(bool tell_peer) noexcept {
     while (waiting_.Cancel()) std::this_thread::sleep_for(kCancelPause);
     if (!tell_peer) return;
     const CallTimeout timeout(kFarewell);
-    Guarded([this] { ::CallDisconnect(binding_.get(), peer_token_); });
+    wire::VerdictReply reply{};
+    CallPeer(binding_.get(), Operation::kDisconnect, wire::DisconnectRequest{peer_token_}, reply);
 }
 
 vek::result_t RpcConnection::Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply) {
     if (!IsOpen()) return result::kNotReady;
+    if (request.PacketSize() > kMaxPacketSize) return result::kInvalidSize;
     Win32HandleTransfer transfer = TransferTo(peer_);
-    std::span<std::byte> bytes;
-    if (const auto code = Construct(request, transfer, bytes); vek::Failed(code)) return code;
     PacketBuffer received;
-    if (const auto code = Exchange(PacketBuffer(bytes.data(), bytes.size()), received);
-        vek::Failed(code)) {
-        return code;
-    }
+    if (const auto code = Exchange(request, transfer, received); vek::Failed(code)) return code;
     return ReadReply(request, std::move(received), transfer, reply);
 }
 
-vek::result_t RpcConnection::Exchange(const PacketBuffer& request, PacketBuffer& reply) {
-    LONG verdict = 0;
-    unsigned long size = 0;
-    byte* bytes = nullptr;
-    RPC_STATUS status = RPC_S_OK;
+// What the call has come to; loses the peer where it is of no more use.
+vek::result_t RpcConnection::CodeOf(const Outcome& outcome) {
+    if (outcome.status != RPC_S_OK) {
+        if (!IsOpen()) return result::kRemoteCallFailed;
+        if (IsLoss(outcome.status)) Lose("a call failed");
+        return ResultOf(outcome.status);
+    }
+    if (outcome.code != kUnknownToken) return outcome.code;
+    Lose("the peer does not know the connection");
+    return result::kNotReady;
+}
+
+// Sends all but the last part of a long packet, and leaves that part.
+RpcConnection::Outcome RpcConnection::SendParts(std::uint32_t number, bytes_t& packet) noexcept {
+    constexpr std::uint32_t kSize = kMaxPartSize;
+    constexpr std::size_t kHead = wire::kSize<wire::SendRequest>;
+    for (; packet.size() > kSize; packet = packet.subspan(kSize)) {
+        RawCall call;
+        std::byte* const room = call.Prepare(binding_.get(), Operation::kSend, kHead + kSize);
+        if (room == nullptr) return {call.status()};
+        wire::Write(room, wire::SendRequest{peer_token_, number, kSize, kSize});
+        std::memcpy(room + kHead, packet.data(), kSize);
+        if (call.Perform() != RPC_S_OK) return {call.status()};
+        const auto reply = wire::Read<wire::VerdictReply>(call.reply());
+        if (!reply) return {RPC_X_BAD_STUB_DATA};
+        if (vek::Failed(reply->verdict)) return {RPC_S_OK, reply->verdict};
+    }
+    return {};
+}
+
+// Sends the request, a long one in parts, and waits for the reply, which `call` holds.
+RpcConnection::Outcome RpcConnection::Transmit(RpcProtocolProcessorOut& request,
+                                               HandleTransfer& transfer, RawCall& call) {
+    constexpr std::size_t kHead = wire::kSize<wire::SendReceiveRequest>;
+    PacketBuffer packet;
+    bytes_t last;
+    std::uint32_t number = 0;
+    auto size = static_cast<std::uint32_t>(request.PacketSize());
+    if (size > kMaxPartSize) {
+        packet = PacketBuffer::Allocate(size);
+        if (!packet) return {RPC_S_OK, result::kOutOfMemory};
+        const auto code = Construct(request, transfer, packet.span());
+        if (vek::Failed(code)) return {RPC_S_OK, code};
+        while (number == 0) number = ++last_number_;
+        last = packet.span();
+        const Outcome outcome = SendParts(number, last);
+        if (outcome.status != RPC_S_OK || vek::Failed(outcome.code)) return outcome;
+        size = static_cast<std::uint32_t>(last.size());
+    }
+    std::byte* const room = call.Prepare(binding_.get(), Operation::kSendReceive, kHead + size);
+    if (room == nullptr) return {call.status()};
+    wire::Write(room, wire::SendReceiveRequest{peer_token_, current_depth, number, size, size});
+    if (packet) {
+        std::memcpy(room + kHead, last.data(), size);
+    } else if (const auto code = Construct(request, transfer, {room + kHead, size});
+               vek::Failed(code)) {
+        return {RPC_S_OK, code};
+    }
+    return {call.Perform()};
+}
+
+vek::result_t RpcConnection::Exchange(RpcProtocolProcessorOut& request, HandleTransfer& transfer,
+                                      PacketBuffer& reply) {
+    RawCall call;
+    Outcome outcome;
     {
         const WaitingCalls::Wait wait(waiting_);
         if (!IsOpen()) return result::kNotReady;
-        status = Guarded([&] {
-            verdict =
-                ::CallSendReceive(binding_.get(), peer_token_, current_depth,
-                                  static_cast<unsigned long>(request.size()),
-                                  reinterpret_cast<const byte*>(request.data()), &size, &bytes);
-        });
+        outcome = Transmit(request, transfer, call);
     }
-    if (status != RPC_S_OK) {
-        if (!IsOpen()) return result::kRemoteCallFailed;
-        if (IsLoss(status)) Lose("a call failed");
-        return ResultOf(status);
+    if (const auto code = CodeOf(outcome); vek::Failed(code)) return code;
+    const auto received = wire::ReadPacketReply(call.reply());
+    if (!received || received->packet.size() > kMaxPacketSize) {
+        return Lose("a malformed reply came");
     }
-    reply = PacketBuffer(bytes, bytes != nullptr ? size : 0);
-    if (reply.size() > kMaxPacketSize) {
-        Lose("too long a reply came");
-        return result::kRemoteCallFailed;
-    }
-    const auto code = static_cast<vek::result_t>(verdict);
-    if (code == kUnknownToken) {
-        Lose("the peer does not know the connection");
-        return result::kNotReady;
-    }
-    if (vek::Failed(code)) return code;
-    return bytes != nullptr ? result::kOk : result::kUnexpected;
+    if (const auto code = CodeOf({RPC_S_OK, received->verdict}); vek::Failed(code)) return code;
+    if (!received->has_packet) return result::kUnexpected;
+    reply = PacketBuffer::Allocate(received->packet.size());
+    if (!reply) return result::kOutOfMemory;
+    CopyItem(reply.data(), received->packet.data(), received->packet.size());
+    return result::kOk;
 }
 
-vek::result_t RpcConnection::Serve(std::uint32_t depth, bytes_t packet,
-                                   std::span<std::byte>& reply) noexcept {
+vek::result_t RpcConnection::TakePart(std::uint32_t number, bytes_t part) {
+    AwaitOpening();
+    if (!IsOpen()) return result::kNotReady;
+    {
+        const std::lock_guard guard(parts_lock_);
+        std::shared_ptr<Parts>& parts = parts_[number];
+        if (!parts) {
+            if (number == 0 || parts_.size() > kMaxServedRequests) {
+                parts_.erase(number);
+                return result::kInsufficientResources;
+            }
+            parts = std::make_shared<Parts>(budget());
+        }
+        const std::size_t size = parts->bytes.size() + part.size();
+        if (size <= kMaxPacketSize && (size <= kUnclaimedSize || parts->claim.Grow(size))) {
+            parts->bytes.insert(parts->bytes.end(), part.begin(), part.end());
+            return result::kOk;
+        }
+    }
+    Lose("the peer has too much in this process");
+    return result::kInsufficientResources;
+}
+
+vek::result_t RpcConnection::Serve(std::uint32_t depth, std::uint32_t number, bytes_t last,
+                                   ServedCall& call) noexcept {
     AwaitOpening();
     if (!IsOpen()) return result::kNotReady;  // and there may be no peer_
-    ByteClaim claim(&budget());
-    const auto parse = [&](RpcProtocolProcessorIn& request) {
-        if (packet.size() > kUnclaimedSize && !claim.Grow(packet.size())) {
-            Lose("the peer has too much in this process");
-            return result::kInsufficientResources;
-        }
-        return request.ParsePacket(packet);
-    };
+    std::shared_ptr<Parts> parts;
+    if (number != 0) {
+        const auto code = vek::AtBorder([&] { return TakePart(number, last); });
+        if (vek::Failed(code)) return code;
+        const std::lock_guard guard(parts_lock_);
+        const auto found = parts_.find(number);
+        if (found == parts_.end()) return result::kInvalidSize;
+        parts = std::move(found->second);
+        parts_.erase(found);
+        last = parts->bytes;
+    }
+    const auto parse = [&](RpcProtocolProcessorIn& request) { return request.ParsePacket(last); };
     Win32HandleTransfer transfer = TransferTo(peer_);
-    CallReply sender(*this, transfer, reply);
+    CallReply sender(*this, transfer, call);
     const Nested nested(depth + 1);
     const vek::result_t refusal = HandleRequest(depth >= kMaxDepth, parse, transfer, sender);
     if (vek::Failed(refusal)) return refusal;
-    if (reply.data() != nullptr) return result::kOk;
-    return IsOpen() ? sender.failure() : result::kRemoteCallFailed;
+    return vek::Succeeded(sender.outcome()) || IsOpen() ? sender.outcome()
+                                                        : result::kRemoteCallFailed;
 }
 
 }  // namespace remote

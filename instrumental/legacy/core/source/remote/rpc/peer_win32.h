@@ -4,19 +4,11 @@
 
 #include <cstdint>
 
-#include "remote/transport.h"
 #include "vek/platform/handle_win32.h"
 
 namespace remote {
 
-// The process of the call that this thread serves: as the runtime tells, or as the caller says,
-// `claimed`, where no runtime tells. 0 when it should and does not.
-std::uint32_t CallingProcess(std::uint32_t claimed) noexcept;
-
-// Whether `process_id` may be a peer.
-bool IsProcessAllowed(std::uint32_t process_id, const PeerCheck& check);
-
-// A peer's process, as far as this one may open it.
+// A peer's process, as far as this one may open it: nothing but handles in packets needs it.
 class PeerProcess {
 public:
     explicit PeerProcess(std::uint32_t id) noexcept;

@@ -1,14 +1,13 @@
 // The operations of the interface, as peers call them, and the listener that one of them asks.
 // Called on threads of the RPC runtime's.
 
-#include <rpc.h>
-
-#include <cstdlib>
+#include <atomic>
+#include <chrono>
 
 #include "remote/establish.h"
 #include "remote/rpc/connection_win32.h"
 #include "remote/rpc/server_win32.h"
-#include "rpc_transport.h"
+#include "remote/rpc/raw_call_win32.h"
 #include "vek/core/border.h"
 
 namespace remote {
@@ -18,8 +17,8 @@ namespace result = vek::result;
 
 class RpcListener final : public Listener {
 public:
-    RpcListener(const Endpoint& endpoint, std::shared_ptr<AcceptGate> gate)
-        : endpoint_(endpoint), gate_(std::move(gate)) {}
+    RpcListener(const Endpoint& endpoint, const std::shared_ptr<AcceptGate>& gate)
+        : use_(gate->config()), endpoint_(endpoint), gate_(gate) {}
 
     ~RpcListener() override {
         if (listens_) RpcServer::Get().RemoveListener(endpoint_);
@@ -41,28 +40,49 @@ private:
     bool listens_ = false;
 };
 
-// A client as it says of itself in connecting.
-struct Caller {
-    std::string listener;  // the one that it wants, as TextOf(Endpoint) writes it
-    std::uint32_t process_id;
-    std::string endpoint;  // where it can be called, and under what
-    std::uint64_t token;
-};
+// How many clients are taken in at once: what is received of them is together 1 MiB at most.
+constexpr int kMaxConnecting = 16;
+std::atomic<int> connecting{0};
+
+// How long a client may take to be confirmed to.
+constexpr std::chrono::seconds kConfirmTimeout{3};
+
+// Confirms this end to the client at `binding`, which is to be `caller`. Gives false when it is
+// another: then somebody in between forwards what is not its own.
+bool ConfirmTo(const RpcBinding& binding, std::uint64_t token, const PeerIdentity& caller,
+               RpcConnection& connection) {
+    wire::ConfirmReply reply{};
+    {
+        const CallTimeout timeout(kConfirmTimeout);
+        if (CallPeer(binding.get(), Operation::kConfirm,
+                     wire::ConfirmRequest{token, caller.process_id}, reply) != RPC_S_OK) {
+            return false;
+        }
+    }
+    connection.SetLink(TakeLink(binding.get(), reply.link));
+    return vek::Succeeded(reply.verdict);
+}
 
 // Lets a listener decide. `token` is what the caller is to call under.
-vek::result_t TakeIn(const Caller& caller, const AcceptPeer& accept, const TransportConfig& config,
+vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& caller,
+                     const AcceptPeer& accept, const TransportConfig& config,
                      std::uint64_t& token) {
-    if (!IsProcessAllowed(caller.process_id, config.peer_check)) {
-        return RefusePeer(caller.process_id, "it may not connect", config);
-    }
-    Endpoint endpoint;
+    const std::uint32_t id = caller.process_id;
+    if (!IsPeerAllowed(caller, config)) return RefusePeer(id, "it may not connect", config);
+    const Endpoint endpoint{request.caller_local_id,
+                            static_cast<std::uint16_t>(request.caller_tcp_port)};
     RpcBinding binding;
-    if (!ReadEndpoint(caller.endpoint, endpoint) || RpcBinding::To(endpoint, binding) != RPC_S_OK) {
-        return RefusePeer(caller.process_id, "it cannot be called", config);
+    if (endpoint == Endpoint() || RpcBinding::To(endpoint, binding) != RPC_S_OK ||
+        TheIdentitySource().RequireServer(binding.get(), endpoint, caller.account) != RPC_S_OK) {
+        return RefusePeer(id, "it cannot be called", config);
     }
     const auto connection = RpcConnection::Create(config);
-    connection->SetPeer(std::move(binding), caller.token, caller.process_id);
     const auto transport = std::make_shared<PeerTransport>(connection);
+    if (!ConfirmTo(binding, request.caller_token, caller, *connection)) {
+        return RefusePeer(id, "it does not answer for itself", config);
+    }
+    connection->SetPeer(std::move(binding), request.caller_token);
+    connection->SetPeerProcess(id);
     // The caller learns it by this call's return, and serves nobody before.
     const vek::result_t admitted = AdmitPeer(transport, accept, config, [] {});
     if (vek::Failed(admitted)) {
@@ -74,19 +94,157 @@ vek::result_t TakeIn(const Caller& caller, const AcceptPeer& accept, const Trans
 }
 
 // kNotReady when this process has no such listener, kAccessDenied when it does not want the caller.
-vek::result_t TakeIn(const Caller& caller, std::uint64_t& token) {
+vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& caller,
+                     std::uint64_t& token) {
+    const Endpoint wanted{request.local_id, static_cast<std::uint16_t>(request.tcp_port)};
     vek::result_t code = result::kNotReady;
-    if (const auto gate = RpcServer::Get().ListenerAt(caller.listener)) {
+    if (const auto gate = RpcServer::Get().ListenerAt(TextOf(wanted))) {
         gate->Enter([&](const AcceptPeer& accept, const TransportConfig& config) {
-            code = TakeIn(caller, accept, config, token);
+            code = TakeIn(request, caller, accept, config, token);
         });
     }
     return code;
 }
 
-std::string Text(const unsigned char* text) { return reinterpret_cast<const char*>(text); }
+// The connection of a token, when the call comes from the process that was given it.
+std::shared_ptr<RpcConnection> CalledConnection(const ServedCall& call, std::uint64_t token) {
+    auto connection = RpcServer::Get().ConnectionOf(token);
+    if (!connection) return nullptr;
+    const std::uint32_t caller = TheIdentitySource().CallingProcess(call.handle());
+    return caller != 0 && caller == connection->peer_process_id() ? connection : nullptr;
+}
+
+// The runtime has lost a client that had connected.
+void __RPC_USER OnClientGone(void* link) {
+    const auto token = reinterpret_cast<std::uint64_t>(link);
+    if (const auto connection = RpcServer::Get().ConnectionOf(token)) {
+        connection->Lose("the peer has gone");
+    }
+}
+
+// Gives the client a hold on the connection of `token`, none when that is 0.
+wire::link_bytes_t GiveLink(const ServedCall& call, std::uint64_t token) noexcept {
+    alignas(8) wire::link_bytes_t link{};
+    Guarded([&] {
+        NDR_SCONTEXT const context = ::NDRSContextUnmarshall2(
+            call.handle(), nullptr, NDR_LOCAL_DATA_REPRESENTATION, RPC_CONTEXT_HANDLE_DEFAULT_GUARD,
+            RPC_CONTEXT_HANDLE_DEFAULT_FLAGS);
+        *NDRSContextValue(context) = reinterpret_cast<void*>(token);
+        ::NDRSContextMarshall2(call.handle(), context, link.data(), OnClientGone,
+                               RPC_CONTEXT_HANDLE_DEFAULT_GUARD, RPC_CONTEXT_HANDLE_DEFAULT_FLAGS);
+    });
+    return link;
+}
+
+// Each operation gives what ends the call where there is no reply: RPC_S_OK, RPC_X_BAD_STUB_DATA
+// for what is no request of it, or another status.
+template <class Content>
+RPC_STATUS Answer(ServedCall& call, const Content& reply) noexcept {
+    std::byte* const room = call.Reply(wire::kSize<Content>);
+    if (room == nullptr) return RPC_S_OUT_OF_MEMORY;
+    wire::Write(room, reply);
+    return RPC_S_OK;
+}
+
+RPC_STATUS Connect(ServedCall& call) noexcept {
+    const auto request = wire::Read<wire::ConnectRequest>(call.request());
+    if (!request) return RPC_X_BAD_STUB_DATA;
+    if (++connecting > kMaxConnecting) {
+        --connecting;
+        return RPC_S_SERVER_TOO_BUSY;
+    }
+    wire::ConnectReply reply{};
+    reply.verdict = vek::AtBorder([&] {
+        const auto caller = TheIdentitySource().Caller(call.handle());
+        if (!caller) return result::kAccessDenied;
+        return TakeIn(*request, *caller, reply.token);
+    });
+    --connecting;
+    reply.link = GiveLink(call, reply.token);
+    return Answer(call, reply);
+}
+
+RPC_STATUS Confirm(ServedCall& call) noexcept {
+    const auto request = wire::Read<wire::ConfirmRequest>(call.request());
+    if (!request) return RPC_X_BAD_STUB_DATA;
+    wire::ConfirmReply reply{};
+    reply.verdict = vek::AtBorder([&] {
+        const auto connection = RpcServer::Get().ConnectionOf(request->token);
+        if (!connection) return kUnknownToken;
+        if (request->process != ::GetCurrentProcessId()) return result::kAccessDenied;
+        const auto caller = TheIdentitySource().Caller(call.handle());
+        return caller && connection->Confirm(*caller) ? result::kOk : result::kAccessDenied;
+    });
+    reply.link = GiveLink(call, vek::Succeeded(reply.verdict) ? request->token : 0);
+    return Answer(call, reply);
+}
+
+RPC_STATUS Send(ServedCall& call) noexcept {
+    const auto request = wire::ReadWithPart<wire::SendRequest>(call.request());
+    if (!request) return RPC_X_BAD_STUB_DATA;
+    const auto& [head, part] = *request;
+    const auto connection = CalledConnection(call, head.token);
+    const auto verdict = connection ? vek::AtBorder([&, number = head.number, bytes = part] {
+        return connection->TakePart(number, bytes);
+    })
+                                    : kUnknownToken;
+    return Answer(call, wire::VerdictReply{verdict});
+}
+
+RPC_STATUS SendReceive(ServedCall& call) noexcept {
+    const auto request = wire::ReadWithPart<wire::SendReceiveRequest>(call.request());
+    if (!request) return RPC_X_BAD_STUB_DATA;
+    const auto& [head, part] = *request;
+    const auto connection = CalledConnection(call, head.token);
+    const auto verdict =
+        connection ? connection->Serve(head.depth, head.number, part, call) : kUnknownToken;
+    if (vek::Succeeded(verdict)) return RPC_S_OK;  // with its reply
+    struct {
+        std::uint32_t size, pointer;
+        vek::result_t verdict;
+    } const refusal{0, 0, verdict};
+    return Answer(call, refusal);
+}
+
+RPC_STATUS Disconnect(ServedCall& call) noexcept {
+    const auto request = wire::Read<wire::DisconnectRequest>(call.request());
+    if (!request) return RPC_X_BAD_STUB_DATA;
+    if (const auto connection = CalledConnection(call, request->token)) {
+        connection->Lose("the peer has closed it");
+    }
+    return Answer(call, wire::VerdictReply{result::kOk});
+}
+
+// A failure is raised here, where nothing is left to be destroyed.
+template <RPC_STATUS (*operation)(ServedCall&) noexcept>
+void __RPC_STUB Dispatch(RPC_MESSAGE* message) {
+    const RPC_STATUS status = [message]() noexcept {
+        ServedCall call(*message);
+        // The runtime has been told, but not each of them obeys.
+        const bool fits = call.IsReadable() && call.request().size() <= kMaxCallSize;
+        return fits ? operation(call) : RPC_X_BAD_STUB_DATA;
+    }();
+    if (status != RPC_S_OK) ::RpcRaiseException(status);
+}
+
+RPC_DISPATCH_FUNCTION operations[]{Dispatch<Connect>,     Dispatch<Confirm>,    Dispatch<Send>,
+                                   Dispatch<SendReceive>, Dispatch<Disconnect>, nullptr};
+static_assert(std::size(operations) == kOperationCount + 1);
+RPC_DISPATCH_TABLE dispatch_table{kOperationCount, operations, 0};
+
+RPC_SERVER_INTERFACE server_interface{sizeof server_interface,
+                                      kInterface,
+                                      kTransferSyntax,
+                                      &dispatch_table,
+                                      0,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      0};
 
 }  // namespace
+
+RPC_IF_HANDLE ServedInterface() noexcept { return &server_interface; }
 
 vek::result_t ListenForPeers(const Endpoint& endpoint, std::shared_ptr<AcceptGate> gate,
                              std::unique_ptr<Listener>& listener) {
@@ -97,60 +255,3 @@ vek::result_t ListenForPeers(const Endpoint& endpoint, std::shared_ptr<AcceptGat
 }
 
 }  // namespace remote
-
-extern "C" {
-
-// The stubs allocate on the C heap, where a PacketBuffer's bytes come from too.
-void* __RPC_USER midl_user_allocate(std::size_t size);
-void* __RPC_USER midl_user_allocate(std::size_t size) { return std::malloc(size); }
-
-void __RPC_USER midl_user_free(void* bytes);
-void __RPC_USER midl_user_free(void* bytes) { std::free(bytes); }
-
-LONG ServeConnect(handle_t, const unsigned char* endpoint, ULONG caller_process,
-                  const unsigned char* caller_endpoint, MIDL_uhyper caller_token, ULONG* process,
-                  MIDL_uhyper* token, link_t* link) {
-    *process = ::GetCurrentProcessId();
-    *token = 0;
-    *link = nullptr;
-    return static_cast<LONG>(vek::AtBorder([&] {
-        const std::uint32_t caller_id = remote::CallingProcess(caller_process);
-        if (caller_id == 0) return vek::result::kAccessDenied;
-        std::uint64_t made = 0;
-        const vek::result_t code = remote::TakeIn(
-            {remote::Text(endpoint), caller_id, remote::Text(caller_endpoint), caller_token}, made);
-        *token = made;
-        *link = reinterpret_cast<link_t>(made);
-        return code;
-    }));
-}
-
-LONG ServeSendReceive(handle_t, MIDL_uhyper token, ULONG depth, ULONG size, const byte* packet,
-                      ULONG* reply_size, byte** reply) {
-    *reply_size = 0;
-    *reply = nullptr;
-    const auto connection = remote::RpcServer::Get().ConnectionOf(token);
-    if (!connection) return static_cast<LONG>(remote::kUnknownToken);
-    std::span<std::byte> bytes;
-    const vek::result_t code =
-        connection->Serve(depth, {reinterpret_cast<const std::byte*>(packet), size}, bytes);
-    *reply_size = static_cast<unsigned long>(bytes.size());
-    *reply = reinterpret_cast<byte*>(bytes.data());
-    return static_cast<LONG>(code);
-}
-
-LONG ServeDisconnect(handle_t, MIDL_uhyper token) {
-    const auto connection = remote::RpcServer::Get().ConnectionOf(token);
-    if (connection) connection->Lose("the peer has closed it");
-    return 0;
-}
-
-// The runtime has lost a client that had connected.
-void __RPC_USER link_t_rundown(link_t link) {
-    const auto token = reinterpret_cast<std::uint64_t>(link);
-    if (const auto connection = remote::RpcServer::Get().ConnectionOf(token)) {
-        connection->Lose("the peer has gone");
-    }
-}
-
-}  // extern "C"

@@ -1,7 +1,10 @@
 #include "remote/rpc/server_win32.h"
 
-#include <rpc.h>
+#include <windows.h>
+// After windows.h, which it needs.
+#include <sddl.h>
 
+#include <charconv>
 #include <chrono>
 #include <random>
 #include <set>
@@ -9,28 +12,59 @@
 
 #include "remote/rpc/binding_win32.h"
 #include "remote/rpc/call_win32.h"
-#include "rpc_transport.h"
+#include "remote/rpc/identity_win32.h"
+#include "remote/rpc/raw_call_win32.h"
 #include "vek/core/throw.h"
+#include "vek/platform/handle_win32.h"
 
 namespace remote {
 namespace {
 
 namespace result = vek::result;
 
-// No request is that long: what a packet may be and what a call adds to it.
-constexpr unsigned kMaxCallSize = static_cast<unsigned>(kMaxPacketSize) + 4096;
-
 constexpr std::chrono::seconds kServingTimeout{2};
 
 // No connection has it.
 constexpr std::uint64_t kNoToken = 0;
 
-// Asked for each client: none is of another machine, whatever the protocol.
+// How often a local id that somebody has is followed by another.
+constexpr int kLocalIdAttempts = 8;
+
+// Asked for each client: the system must know its process, so it is of this machine and over the
+// local protocol. Wine does not ask; the operations ask themselves.
 RPC_STATUS RPC_ENTRY CheckClient(RPC_IF_HANDLE, void* binding) {
-    unsigned local = FALSE;
-    const RPC_STATUS status = ::I_RpcBindingIsClientLocal(binding, &local);
-    // A runtime without that function does not refuse anybody.
-    return status == RPC_S_OK && local == FALSE ? RPC_S_ACCESS_DENIED : RPC_S_OK;
+    return TheIdentitySource().CallingProcess(binding) != 0 ? RPC_S_OK : RPC_S_ACCESS_DENIED;
+}
+
+// Registers the interface for calls of `accounts`, which the runtime serves on its own threads,
+// whether or not the program around listens.
+RPC_STATUS Register(const std::set<std::string>& accounts) {
+    constexpr unsigned kFlags = RPC_IF_AUTOLISTEN | RPC_IF_ALLOW_CALLBACKS_WITH_NO_AUTH;
+    constexpr auto kMaxSize = static_cast<unsigned>(kMaxCallSize);
+    // Windows 8 and later have it.
+    using register_t = RPC_STATUS(RPC_ENTRY*)(RPC_IF_HANDLE, UUID*, RPC_MGR_EPV*, unsigned,
+                                              unsigned, unsigned, RPC_IF_CALLBACK_FN*, void*);
+    static const auto with_security = reinterpret_cast<register_t>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleW(L"rpcrt4.dll"), "RpcServerRegisterIf3")));
+    if (with_security == nullptr) {
+        return ::RpcServerRegisterIf2(ServedInterface(), nullptr, nullptr, kFlags,
+                                      RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxSize, CheckClient);
+    }
+    std::string text = "D:";
+    for (const std::string& account : accounts) text += "(A;;GA;;;" + account + ")";
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (::ConvertStringSecurityDescriptorToSecurityDescriptorA(text.c_str(), SDDL_REVISION_1,
+                                                               &descriptor, nullptr) == FALSE) {
+        return RPC_S_INVALID_ARG;
+    }
+    const vek::platform::UniqueLocal<void> owned(descriptor);
+    return with_security(ServedInterface(), nullptr, nullptr, kFlags,
+                         RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxSize, CheckClient, descriptor);
+}
+
+void Unregister() noexcept {
+    // Not waiting for the calls: this may be one of them.
+    ::RpcServerUnregisterIf(ServedInterface(), nullptr, FALSE);
 }
 
 vek::result_t OpenResult(RPC_STATUS status) noexcept {
@@ -53,6 +87,13 @@ std::uint64_t NewToken() {
     return high << 32 | random();
 }
 
+// The number that `name` is, or 0.
+std::uint16_t PortOf(std::string_view name) noexcept {
+    std::uint16_t port = 0;
+    const auto read = std::from_chars(name.data(), name.data() + name.size(), port);
+    return read.ec == std::errc() && read.ptr == name.data() + name.size() ? port : 0;
+}
+
 // The ports that this process has of `bindings`.
 std::set<std::uint16_t> TcpPorts() {
     std::set<std::uint16_t> ports;
@@ -66,11 +107,9 @@ std::set<std::uint16_t> TcpPorts() {
         ::RpcStringFreeA(&text);
         const std::size_t open = binding.find('[');
         if (!binding.starts_with(kTcpProtocol) || open == std::string::npos) continue;
-        Endpoint endpoint;
-        const std::string name = binding.substr(open + 1, binding.find(']') - open - 1);
-        if (ReadEndpoint(std::string(kTcpProtocol) + ":" + name, endpoint)) {
-            ports.insert(endpoint.tcp_port);
-        }
+        const auto port =
+            PortOf(std::string_view(binding).substr(open + 1, binding.find(']') - open - 1));
+        if (port != 0) ports.insert(port);
     }
     ::RpcBindingVectorFree(&bindings);
     return ports;
@@ -82,12 +121,16 @@ void AwaitServing(const Endpoint& endpoint) {
     RpcBinding binding;
     if (RpcBinding::To(endpoint, binding) != RPC_S_OK) return;
     const auto end = std::chrono::steady_clock::now() + kServingTimeout;
-    while (Guarded([&] { ::CallDisconnect(binding.get(), kNoToken); }) ==
-               RPC_S_SERVER_UNAVAILABLE &&
+    wire::VerdictReply reply{};
+    while (CallPeer(binding.get(), Operation::kDisconnect, wire::DisconnectRequest{kNoToken},
+                    reply) == RPC_S_SERVER_UNAVAILABLE &&
            std::chrono::steady_clock::now() < end) {
         ::Sleep(1);
     }
 }
+
+// Not 0, and as the endpoint's name has it not negative.
+std::uint32_t NewLocalId() { return static_cast<std::uint32_t>(NewToken() & 0x3FFFFFFF) + 1; }
 
 }  // namespace
 
@@ -96,16 +139,22 @@ RpcServer& RpcServer::Get() noexcept {
     return server;
 }
 
-RpcServer::Use::Use() {
+RpcServer::Use::Use(const TransportConfig& config) {
+    std::string account = WantedAccount(config);
+    const std::string own = WantedAccount({});  // whose calls tell whether an endpoint is open
+    if (account.empty() || own.empty()) vek::ThrowSystem(result::kPlatformError);
+    if (account == kAnyAccount) account = "AU";
     RpcServer& server = Get();
     const std::lock_guard guard(server.use_lock_);
-    if (server.uses_ == 0) {
-        // Served by the runtime's own threads, whether or not the program around listens.
-        const RPC_STATUS status =
-            ::RpcServerRegisterIf2(ServeRemotePackets_v1_0_s_ifspec, nullptr, nullptr,
-                                   RPC_IF_AUTOLISTEN | RPC_IF_ALLOW_CALLBACKS_WITH_NO_AUTH,
-                                   RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxCallSize, CheckClient);
-        if (status != RPC_S_OK) vek::ThrowSystem(result::kPlatformError);
+    std::set<std::string> accounts = server.accounts_;
+    accounts.insert({account, own});
+    if (accounts != server.accounts_) {
+        if (server.uses_ != 0) Unregister();
+        if (Register(accounts) != RPC_S_OK) {
+            if (server.uses_ != 0) Register(server.accounts_);
+            vek::ThrowSystem(result::kPlatformError);
+        }
+        server.accounts_ = std::move(accounts);
     }
     ++server.uses_;
 }
@@ -113,10 +162,9 @@ RpcServer::Use::Use() {
 RpcServer::Use::~Use() {
     RpcServer& server = Get();
     const std::lock_guard guard(server.use_lock_);
-    if (--server.uses_ == 0) {
-        // Not waiting for the calls: this may be one of them.
-        ::RpcServerUnregisterIf(ServeRemotePackets_v1_0_s_ifspec, nullptr, FALSE);
-    }
+    if (--server.uses_ != 0) return;
+    Unregister();
+    server.accounts_.clear();
 }
 
 vek::result_t RpcServer::Open(Endpoint& endpoint) {
@@ -159,15 +207,23 @@ vek::result_t RpcServer::OpenAnyPort(Endpoint& endpoint) {
 }
 
 vek::result_t RpcServer::OpenOwn(const Endpoint& peer, Endpoint& own) {
-    if (peer.local_id != 0) {
-        own = {::GetCurrentProcessId(), 0};
-        return Open(own);
+    if (peer.local_id == 0) {
+        const std::lock_guard guard(lock_);
+        const std::set<std::uint16_t> ports = TcpPorts();
+        if (ports.empty()) return OpenAnyPort(own);
+        own = {0, *ports.begin()};
+        return result::kOk;
     }
-    const std::lock_guard guard(lock_);
-    const std::set<std::uint16_t> ports = TcpPorts();
-    if (ports.empty()) return OpenAnyPort(own);
-    own = {0, *ports.begin()};
-    return result::kOk;
+    const std::lock_guard guard(own_lock_);
+    vek::result_t code = result::kOk;
+    for (int i = 0; own_ == Endpoint() && i < kLocalIdAttempts; ++i) {
+        Endpoint made{NewLocalId(), 0};
+        code = Open(made);
+        if (vek::Succeeded(code)) own_ = made;
+        if (code != kEndpointTaken) break;
+    }
+    own = own_;
+    return code;
 }
 
 bool RpcServer::AddListener(const Endpoint& endpoint, std::shared_ptr<AcceptGate> gate) {

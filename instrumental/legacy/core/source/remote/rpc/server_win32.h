@@ -4,10 +4,13 @@
 // registered as long as one of them needs it. The RPC runtime keeps an endpoint that was used once
 // until the process ends.
 
+#include <rpc.h>
+
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include "remote/endpoint.h"
@@ -18,13 +21,17 @@ namespace remote {
 
 class RpcConnection;
 
+// The interface that this process serves, with its operations (serve_win32.cpp).
+RPC_IF_HANDLE ServedInterface() noexcept;
+
 // Operations may be called from any thread.
 class RpcServer {
 public:
     // Keeps the interface registered.
     class Use {
     public:
-        Use();  // raises vek::SystemException when the runtime refuses
+        // For the peers of `config`. Raises vek::SystemException when the runtime refuses.
+        explicit Use(const TransportConfig& config);
         ~Use();
         Use(const Use&) = delete;
         Use& operator=(const Use&) = delete;
@@ -35,7 +42,8 @@ public:
     // Makes this process reachable at `endpoint`; at a port that the system chooses when it has
     // neither number. Nothing to do when it is already. The interface is registered meanwhile.
     vek::result_t Open(Endpoint& endpoint);
-    // Where peers that are reached over the protocol of `peer` can reach this process.
+    // Where peers that are reached over the protocol of `peer` can reach this process. Nobody knows
+    // the local id beforehand.
     vek::result_t OpenOwn(const Endpoint& peer, Endpoint& own);
 
     // False when there is a listener at `endpoint`.
@@ -53,6 +61,10 @@ private:
 
     std::mutex use_lock_;
     std::uint32_t uses_ = 0;
+    std::set<std::string> accounts_;  // who may call, as text SIDs; "AU" is everyone
+
+    std::mutex own_lock_;
+    Endpoint own_;  // empty until it is opened
 
     std::mutex lock_;
     std::map<std::string, bool> opened_;  // and whether calls are known to arrive there

@@ -1,0 +1,134 @@
+// What Wine cannot tell, and what stands for it, is here and nowhere else: see RequireServer.
+
+#include "remote/rpc/identity_win32.h"
+
+#include <windows.h>
+// After windows.h, which it needs.
+#include <sddl.h>
+
+#include <atomic>
+#include <cstddef>
+#include <vector>
+
+#include "vek/platform/handle_win32.h"
+
+namespace remote {
+namespace {
+
+using vek::platform::UniqueHandle;
+
+// Of a token's user; process_id is not set.
+std::optional<PeerIdentity> IdentityOf(HANDLE token) {
+    alignas(TOKEN_USER) std::byte user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
+    DWORD size = 0;
+    DWORD session = 0;
+    LPSTR text = nullptr;
+    if (::GetTokenInformation(token, TokenUser, user, sizeof user, &size) == FALSE ||
+        ::GetTokenInformation(token, TokenSessionId, &session, sizeof session, &size) == FALSE ||
+        ::ConvertSidToStringSidA(reinterpret_cast<const TOKEN_USER*>(user)->User.Sid, &text) ==
+            FALSE) {
+        return std::nullopt;
+    }
+    const vek::platform::UniqueLocal<char> owned(text);
+    return PeerIdentity{0, session, text};
+}
+
+// The token of the thread's caller.
+UniqueHandle CallerToken(RPC_BINDING_HANDLE call) noexcept {
+    HANDLE token = nullptr;
+    if (::RpcImpersonateClient(call) != RPC_S_OK) return {};
+    // As this process: a caller may let itself be identified and no more.
+    if (::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, &token) == FALSE) {
+        token = nullptr;
+    }
+    if (::RpcRevertToSelfEx(call) != RPC_S_OK) ::RevertToSelf();
+    return UniqueHandle(token);
+}
+
+class SystemIdentitySource final : public IdentitySource {
+public:
+    std::uint32_t CallingProcess(RPC_BINDING_HANDLE call) noexcept override {
+        unsigned long id = 0;
+        return ::I_RpcBindingInqLocalClientPID(call, &id) == RPC_S_OK ? id : 0;
+    }
+
+    std::optional<PeerIdentity> Caller(RPC_BINDING_HANDLE call) override {
+        const std::uint32_t id = CallingProcess(call);
+        if (id == 0) return std::nullopt;
+        const UniqueHandle token = CallerToken(call);
+        if (!token) return std::nullopt;
+        auto caller = IdentityOf(token.get());
+        if (caller) caller->process_id = id;
+        return caller;
+    }
+
+    RPC_STATUS RequireServer(RPC_BINDING_HANDLE binding, const Endpoint& endpoint,
+                             const std::string& account) override {
+        // Over TCP the system names neither end's process.
+        if (endpoint.local_id == 0) return RPC_S_ACCESS_DENIED;
+        PSID sid = nullptr;
+        if (::ConvertStringSidToSidA(account.c_str(), &sid) == FALSE) return RPC_S_INVALID_ARG;
+        const vek::platform::UniqueLocal<void> owned(sid);
+        RPC_SECURITY_QOS_V3_W wanted{};
+        wanted.Version = RPC_C_SECURITY_QOS_VERSION_3;
+        wanted.Capabilities = RPC_C_QOS_CAPABILITIES_MUTUAL_AUTH;
+        wanted.IdentityTracking = RPC_C_QOS_IDENTITY_STATIC;
+        wanted.ImpersonationType = RPC_C_IMP_LEVEL_IDENTIFY;
+        wanted.Sid = sid;
+        const RPC_STATUS status = ::RpcBindingSetAuthInfoExW(
+            binding, nullptr, RPC_C_AUTHN_LEVEL_PKT_PRIVACY, RPC_C_AUTHN_WINNT, nullptr,
+            RPC_C_AUTHZ_NONE, reinterpret_cast<RPC_SECURITY_QOS*>(&wanted));
+        // Wine cannot ask for a server's account. That the server confirms itself by a call of its
+        // own, whose caller Wine does tell, has to do there.
+        return status == RPC_S_UNKNOWN_AUTHN_SERVICE && IsWine() ? RPC_S_OK : status;
+    }
+
+    std::optional<PeerIdentity> Self() override {
+        HANDLE token = nullptr;
+        if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) {
+            return std::nullopt;
+        }
+        const UniqueHandle owned(token);
+        auto self = IdentityOf(token);
+        if (self) self->process_id = ::GetCurrentProcessId();
+        return self;
+    }
+};
+
+std::atomic<IdentitySource*> source_in_place{nullptr};
+
+}  // namespace
+
+IdentitySource& TheIdentitySource() noexcept {
+    static SystemIdentitySource system;
+    IdentitySource* const other = source_in_place;
+    return other != nullptr ? *other : system;
+}
+
+void SetIdentitySource(IdentitySource* source) noexcept { source_in_place = source; }
+
+std::string WantedAccount(const TransportConfig& config) {
+    if (!config.peer_account.empty()) return config.peer_account;
+    const auto self = TheIdentitySource().Self();
+    return self ? self->account : std::string();
+}
+
+bool IsPeerAllowed(const PeerIdentity& peer, const TransportConfig& config) {
+    const auto self = TheIdentitySource().Self();
+    if (!self || peer.process_id == 0 || peer.account.empty()) return false;
+    const bool own = config.peer_account.empty() || config.peer_account == self->account;
+    const bool allowed =
+        own ? peer.account == self->account && peer.session_id == self->session_id
+            : config.peer_account == kAnyAccount || peer.account == config.peer_account;
+    return allowed && (!config.peer_check || config.peer_check(peer.process_id));
+}
+
+bool IsWine() noexcept {
+    static const bool is_wine = [] {
+        const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
+        return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
+    }();
+    return is_wine;
+}
+
+}  // namespace remote

@@ -1,0 +1,57 @@
+#pragma once
+
+// Who the process at the other end is, as the system tells. Nobody's own word counts, and nobody's
+// process is opened.
+
+#include <rpc.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "remote/transport.h"
+
+namespace remote {
+
+// A process as the system knows it.
+struct PeerIdentity {
+    std::uint32_t process_id = 0;
+    std::uint32_t session_id = 0;
+    std::string account;  // a text SID
+};
+
+// Asks the system. A seam: a test passes one that tells something else, or nothing. Any thread.
+class IdentitySource {
+public:
+    virtual ~IdentitySource() = default;
+
+    // The process that makes the call which this thread serves; 0 when the system does not tell, as
+    // for callers on other machines and over TCP.
+    virtual std::uint32_t CallingProcess(RPC_BINDING_HANDLE call) noexcept = 0;
+    // Everything of it; nothing when a part is missing.
+    virtual std::optional<PeerIdentity> Caller(RPC_BINDING_HANDLE call) = 0;
+    // Lets no call over `binding` reach a server of another account. A failure when the system
+    // cannot.
+    virtual RPC_STATUS RequireServer(RPC_BINDING_HANDLE binding, const Endpoint& endpoint,
+                                     const std::string& account) = 0;
+    // This process.
+    virtual std::optional<PeerIdentity> Self() = 0;
+};
+
+// The system's own, unless a test has put another in its place; null puts the system's back.
+IdentitySource& TheIdentitySource() noexcept;
+void SetIdentitySource(IdentitySource* source) noexcept;
+
+// Whether such a peer is the one that `config` wants: of its account, or of this process's account
+// and session, and one that its check passes.
+bool IsPeerAllowed(const PeerIdentity& peer, const TransportConfig& config);
+
+// The account that `config` wants, as a text SID; kAnyAccount too. Empty when the system does not
+// tell whose this process is.
+std::string WantedAccount(const TransportConfig& config);
+
+// Whether the system is Wine, which lacks some of what the RPC runtime has.
+bool IsWine() noexcept;
+
+}  // namespace remote
