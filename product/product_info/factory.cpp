@@ -20,6 +20,13 @@ using plugins::product_info::IProductValues;
 using plugins::product_info::IRemoteObject;
 using plugins::product_info::RemoteAddress;
 
+// The program of the product's process, in the product's folder.
+#ifdef _WIN32
+constexpr char kProgram[] = "mlxo_product.exe";
+#else
+constexpr char kProgram[] = "mlxo_product";
+#endif
+
 // The border to the plug-in. Unlike AtBorder it takes an exception without a code for a malformed
 // file.
 template <class Answer>
@@ -35,19 +42,16 @@ vek::result_t Run(Answer&& answer) noexcept {
 
 class Values final : public vek::ObjectImpl<IProductValues> {
 public:
-    explicit Values(std::filesystem::path file) : file_(std::move(file)) {}
+    explicit Values(const std::filesystem::path& folder) : folder_(folder) {}
 
     vek::result_t GetValue(const char* name, char* buffer, std::uint32_t capacity,
                            std::uint32_t* size) noexcept override {
         if (name == nullptr || size == nullptr || (buffer == nullptr && capacity != 0))
             return result::kInvalidArgument;
         return Run([&] {
-            const std::optional<std::string> text = ReadTextFile(file_);
-            if (!text) return result::kNotFound;
-            const nlohmann::json values = nlohmann::json::parse(*text);
-            const auto found = values.find(name);
-            if (found == values.end()) return result::kNotFound;
-            const auto& value = found->get_ref<const std::string&>();
+            const std::optional<std::string> found = Value(name);
+            if (!found) return result::kNotFound;
+            const std::string& value = *found;
             *size = static_cast<std::uint32_t>(value.size() + 1);
             if (*size > capacity) return result::kBufferTooSmall;
             std::memcpy(buffer, value.c_str(), *size);
@@ -56,7 +60,18 @@ public:
     }
 
 private:
-    const std::filesystem::path file_;
+    std::optional<std::string> Value(std::string_view name) const {
+        // Nobody edits which program it is.
+        if (name == plugins::product_info::kProcessImage) return PathText(folder_ / kProgram);
+        const std::optional<std::string> text = ReadTextFile(folder_ / "product_info.json");
+        if (!text) return std::nullopt;
+        const nlohmann::json values = nlohmann::json::parse(*text);
+        const auto found = values.find(name);
+        if (found == values.end()) return std::nullopt;
+        return found->get_ref<const std::string&>();
+    }
+
+    const std::filesystem::path folder_;
 };
 
 class RemoteLoader final : public vek::ObjectImpl<IRemoteObject> {
@@ -88,8 +103,7 @@ vek::result_t InfoFactory::CreateObject(const char* name, vek::interface_id_t id
     return Run([&] {
         const std::string_view wanted = name;
         if (wanted == plugins::product_info::kProductValuesObject)
-            return vek::MakeObject<Values>(folder_ / "product_info.json")
-                ->QueryInterface(id, object);
+            return vek::MakeObject<Values>(folder_)->QueryInterface(id, object);
         if (wanted == plugins::product_info::kRemoteLoaderObject)
             return vek::MakeObject<RemoteLoader>(folder_)->QueryInterface(id, object);
         return result::kNotFound;

@@ -9,8 +9,10 @@
 #include "common/remoting/remote_interfaces.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
+#include "tests/support/fake_clock.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
+#include "vek/platform/process.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
 
@@ -19,6 +21,7 @@ namespace {
 using namespace plugins;
 namespace result = vek::result;
 using mail_processing::IMailScanner;
+using product_info::ProductProcess;
 using product_info::RemoteAddress;
 using reference_product::InProcessProduct;
 using vek::result_t;
@@ -28,7 +31,7 @@ using View = std::string_view;
 struct Plan {
     std::string path = tests::Utf8(std::filesystem::absolute("product_info"));
     bool library = true, exported = true;
-    result_t factory = 0, object = 0, address = 0, connected = 0;
+    result_t factory = 0, object = 0, address = 0, connected = 0, value = result::kNotFound;
     // Whether success gives something.
     bool gives_factory = true, gives_object = true, gives_locator = true;
     RemoteAddress where{42, 0, 0, 7};
@@ -47,6 +50,7 @@ struct Product final : vek::platform::LibraryLoader {
         current = this;
         plan = std::move(wanted);
         installed.Move(plan.path);
+        clock.ticks += 30'000;
     }
 
     struct Loaded final : vek::platform::Library {
@@ -59,13 +63,21 @@ struct Product final : vek::platform::LibraryLoader {
         Symbol FindOrdinal(std::uint16_t) const noexcept override { return nullptr; }
     };
     std::unique_ptr<vek::platform::Library> Load(View path) override {
+        ++loads;
         return plan.library && path == plan.path ? std::make_unique<Loaded>() : nullptr;
     }
 
+    struct Values final : vek::ObjectImpl<product_info::IProductValues> {
+        result_t GetValue(const char*, char*, std::uint32_t, std::uint32_t*) noexcept override {
+            return current->plan.value;
+        }
+    };
     struct Info final : vek::ObjectImpl<product_info::IObjectFactory, product_info::IRemoteObject> {
         ~Info() override { EXPECT_GT(current->libraries, 0); }  // its code is in there
         result_t CreateObject(const char* name, vek::interface_id_t id,
                               void** object) noexcept override {
+            if (name == View("product_info"))
+                return vek::MakeObject<Values>()->QueryInterface(id, object);
             if (name != View("ai_loader_remote_object")) return result::kInvalidArgument;
             const bool gives = vek::Succeeded(current->plan.object) && current->plan.gives_object;
             return gives ? QueryInterface(id, object) : current->plan.object;
@@ -82,10 +94,10 @@ struct Product final : vek::platform::LibraryLoader {
 
     vek::RefPtr<ILoader> MakeLoader() {
         return vek::MakeObject<loader::ProductLoader>(
-            product_info::LibraryEnvironment{*this, installed, tracer},
-            [this](const RemoteAddress& address, loader::ProductConnection& connection) {
+            product_info::LibraryEnvironment{*this, installed, tracer, keeper, clock},
+            [this](const ProductProcess& process, loader::ProductConnection& connection) {
                 ++connects;
-                EXPECT_EQ(address.local_id, plan.where.local_id);
+                EXPECT_EQ(process.address.local_id, plan.where.local_id);
                 if (const auto during = std::exchange(during_connect, {})) during();
                 if (plan.raises) throw std::bad_alloc();
                 if (plan.gives_locator) connection.locator = NewProduct();
@@ -101,7 +113,10 @@ struct Product final : vek::platform::LibraryLoader {
     std::function<void()> during_connect, on_lost;
     tests::InstalledAt installed{""};
     std::shared_ptr<tests::RecordingTracer> tracer = std::make_shared<tests::RecordingTracer>();
-    std::atomic<int> libraries{0}, connects{0};
+    std::atomic<int> libraries{0}, loads{0}, connects{0};
+    tests::FakeClock clock;
+    std::shared_ptr<product_info::LibraryKeeper> keeper =
+        std::make_shared<product_info::LibraryKeeper>();
     std::atomic<bool> alive{true};
 };
 
@@ -131,6 +146,8 @@ TEST(ProductLoader, NamesEachFailureAndConnectsOnceItIsMended) {
         {[](Plan& plan) { plan.object = result::kMethodNotFound; }, result::kMethodNotFound},
         {[](Plan& plan) { plan.gives_object = false; }, result::kUnexpected},
         {[](Plan& plan) { plan.address = 0x80000063; }, 0x80000063},
+        {[](Plan& plan) { plan.value = result::kInvalidType; }, result::kInvalidType},
+        {[](Plan& plan) { plan.path = "\\\\server\\product_info"; }, result::kInvalidArgument},
         {[](Plan& plan) { plan.where.local_id = 0; }, result::kUnexpected},
         {[](Plan& plan) { plan.connected = result::kRemoteCallFailed; }, result::kRemoteCallFailed},
         {[](Plan& plan) { plan.gives_locator = false; }, result::kUnexpected},
@@ -143,14 +160,42 @@ TEST(ProductLoader, NamesEachFailureAndConnectsOnceItIsMended) {
         Product product(plan);
         auto loader = product.MakeLoader();
         for (int attempt = 0; attempt < 2; ++attempt) EXPECT_EQ(Ask(*loader).first, row.expected);
-        EXPECT_EQ(product.libraries, 0);
+        EXPECT_LE(product.loads, 1);
         product.Install({});
         EXPECT_EQ(Ask(*loader).first, result::kOk);
         EXPECT_EQ(product.tracer->Count("300 Product is not reached: "), 2u);
         EXPECT_EQ(product.tracer->Count("SystemException") > 0, vek::Facility(row.expected) == 1);
-        loader.reset();
+        product.Install({""});
+        EXPECT_EQ(Ask(*product.MakeLoader()).first, result::kNotFound);
         EXPECT_EQ(product.libraries, 0);
     }
+}
+
+TEST(ProductLoader, TriesALibraryThatCannotBeLoadedSeldom) {
+    Plan missing;
+    missing.library = false;
+    Product product(missing);
+    const auto loads = [&](std::uint32_t later) {
+        product.clock.ticks += later;
+        EXPECT_TRUE(vek::Failed(Ask(*product.MakeLoader()).first));
+        return product.loads.load();
+    };
+    EXPECT_EQ(loads(0), 1);
+    EXPECT_EQ(loads(29'999), 1);
+    EXPECT_EQ(loads(1), 2);
+    product.installed.Move(missing.path);  // written again, which an environment does not tell
+#ifdef _WIN32
+    constexpr int kLoads = 3;
+#else
+    constexpr int kLoads = 2;
+#endif
+    EXPECT_EQ(loads(0), kLoads);
+    product.installed.Move("");
+    EXPECT_EQ(loads(0), kLoads);
+    product.plan.library = true;
+    product.installed.Move(missing.path);
+    EXPECT_EQ(Ask(*product.MakeLoader()).first, result::kOk);
+    EXPECT_EQ(product.loads, kLoads + 1);
 }
 
 TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
@@ -163,7 +208,7 @@ TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
     EXPECT_EQ(product.connects, 0);
 
     const auto first = Ask(*loader).second;
-    EXPECT_EQ(product.libraries, 0);           // a product can be replaced while it is used
+    EXPECT_EQ(product.loads, 1);
     product.plan.address = result::kNotReady;  // not asked while the connection is alive
     EXPECT_EQ(Ask(*loader).second, first);
     EXPECT_EQ(product.connects, 1);
@@ -174,6 +219,7 @@ TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
     product.alive = true;
     EXPECT_NE(Ask(*loader).second, first);
     EXPECT_EQ(product.connects, 2);
+    EXPECT_EQ(product.loads, 1);
 }
 
 TEST(ProductLoader, TwoThatConnectAtOnceShareTheConnectionThatIsThereFirst) {
@@ -217,9 +263,12 @@ TEST(RemoteConnector, TalksToTheProcessOfTheAddressAlone) {
     ASSERT_EQ(vek::remoting::Server::Start(std::move(config), server), result::kOk);
     const auto connect = loader::RemoteConnector(nullptr);
     loader::ProductConnection connection, other;
-    EXPECT_TRUE(vek::Failed(connect({own, 0, 0, own + 1}, other)));
-    EXPECT_EQ(connect({own, 0, 0, 0}, other), result::kOk) << "an address without a process";
-    EXPECT_EQ(connect({own, 0, 0, own}, connection), result::kOk);
+    const std::string program = vek::platform::ProgramOfProcess(own);
+    const RemoteAddress here{own, 0, 0, own}, process_not_said{own, 0, 0, 0};
+    EXPECT_TRUE(vek::Failed(connect({{own, 0, 0, own + 1}}, other)));
+    EXPECT_TRUE(vek::Failed(connect({here, "", program + ".other"}, other)));
+    EXPECT_EQ(connect({process_not_said}, other), result::kOk);
+    EXPECT_EQ(connect({here, "", program}, connection), result::kOk);
     EXPECT_TRUE(connection.locator && connection.is_alive());
     server.reset();
     for (int i = 0; i < 5000 && connection.is_alive(); ++i)

@@ -68,6 +68,8 @@ void LoadAndCall(const char* name, DWORD host_mode, std::size_t ordinals, std::s
 TEST(MapiEdkWin32, CallsRealLibraries) {
     LoadAndCall("sandbox_mapi.dll", COINIT_APARTMENTTHREADED, 0, 0);
     LoadAndCall("sandbox_mapi_ordinals.dll", COINIT_MULTITHREADED, 4, 1);
+    // They lie beside this program, where a bare name is not looked for.
+    EXPECT_EQ(vek::platform::TheLibraryLoader().Load("sandbox_mapi.dll"), nullptr);
 }
 
 }  // namespace

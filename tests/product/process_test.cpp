@@ -104,7 +104,9 @@ protected:
     tests::ProductFolder product_process_{kRules};
     tests::InstalledAt installed_{product_process_.library()};
     loader::ServiceAccess remote_services_{
-        loader::ProductLoaderFactory({.registry = installed_, .tracer = tracer_})};
+        loader::ProductLoaderFactory({.registry = installed_,
+                                      .tracer = tracer_,
+                                      .keeper = std::make_shared<product_info::LibraryKeeper>()})};
     const std::shared_ptr<MessageProcessor> processor_ = Processor(remote_services_);
 };
 

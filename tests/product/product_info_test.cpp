@@ -19,7 +19,12 @@ using namespace plugins::product_info;
 struct Installed {
     Installed() { std::filesystem::copy_file(MLXO_PRODUCT_LIBRARY, PathOf(library)); }
     vek::result_t Find() {
-        return vek::AtBorder([&] { address = FindProduct(environment); });
+        return vek::AtBorder([&] {
+            const ProductProcess process = FindProduct(environment);
+            address = process.address;
+            EXPECT_EQ(std::filesystem::path(process.image).stem(), "mlxo_product");
+            EXPECT_EQ(process.account, "");
+        });
     }
     void Write(const char* file, std::string_view text) {
         ReplaceTextFile(folder.path() / file, text);
@@ -31,7 +36,8 @@ struct Installed {
     tests::InstalledAt registry{library};
     const std::shared_ptr<tests::RecordingTracer> tracer =
         std::make_shared<tests::RecordingTracer>();
-    const LibraryEnvironment environment{vek::platform::TheLibraryLoader(), registry, tracer};
+    const LibraryEnvironment environment{vek::platform::TheLibraryLoader(), registry, tracer,
+                                         std::make_shared<LibraryKeeper>()};
     const std::uint32_t id = vek::platform::CurrentProcessId();
     const std::uint64_t started = ProcessStart(id).value();
     RemoteAddress address{};

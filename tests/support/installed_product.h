@@ -21,16 +21,20 @@ public:
 
     void Move(const std::string& path) {
         path_ = path;
+        ++written_;
         variable_.reset();
         variable_ = std::make_unique<ScopedEnvironment>("MLXO_PRODUCT_INFO", path);
     }
 
     Error ReadText(Root root, View key, View name, std::string& value) override {
-        // The user's, where the machine has none.
-        if (root != Root::kCurrentUser || path_.empty() || key != "SOFTWARE\\QZ\\Mail Plugin" ||
+        if (root != Root::kLocalMachine || path_.empty() || key != "SOFTWARE\\QZ\\Mail Plugin" ||
             name != "ProductInfo")
             return vek::platform::system_error::kFileNotFound;
         value = path_;
+        return vek::platform::system_error::kNone;
+    }
+    Error ReadLastWriteTime(Root, View, vek::platform::filetime_t& time) override {
+        time = written_;
         return vek::platform::system_error::kNone;
     }
     Error WriteText(Root, View, View, View) override { return DeleteValue({}, {}, {}); }
@@ -39,6 +43,7 @@ public:
     }
 
 private:
+    vek::platform::filetime_t written_ = 0;
     std::string path_;
     std::unique_ptr<ScopedEnvironment> variable_;
 };

@@ -26,7 +26,8 @@ class LibraryLoader {
 public:
     virtual ~LibraryLoader() = default;
 
-    // `path` is UTF-8: a path, or a bare name that the system searches for. On failure gives
+    // `path` is UTF-8: a path, or the bare name of one of the system's own libraries: on Windows
+    // it is looked for in the system's folder and nowhere else. On failure gives
     // null; LastError() says why. Any thread may call it; raises only for want of memory.
     virtual std::unique_ptr<Library> Load(std::string_view path) = 0;
 };

@@ -34,10 +34,20 @@ private:
     const UniqueResource<LibraryTraits> library_;
 };
 
+// The path of the system's own library of a bare name; other paths stay as they are.
+std::wstring InSystemFolder(std::wstring path) {
+    if (path.empty() || path.find_first_of(L"\\/:") != path.npos) return path;
+    std::wstring folder(MAX_PATH, L'\0');
+    const UINT length = ::GetSystemDirectoryW(folder.data(), MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) return {};
+    folder.resize(length);
+    return folder + L'\\' + path;
+}
+
 class SystemLibraryLoader final : public LibraryLoader {
 public:
     std::unique_ptr<Library> Load(std::string_view path) override {
-        const std::wstring wide = ToWide(path);
+        const std::wstring wide = InSystemFolder(ToWide(path));
         // The flag makes the system look for a library's own imports beside it and not beside the
         // host program. It is defined for absolute paths alone.
         const DWORD flags =

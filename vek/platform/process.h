@@ -12,6 +12,9 @@ namespace vek::platform {
 // the system does not tell.
 std::string CurrentProcessName();
 
+// The path of a process's program in UTF-8. Empty when the system does not tell this process.
+std::string ProgramOfProcess(std::uint32_t process_id);
+
 // The time when a process started, or the step that failed to find it.
 struct ProcessStart {
     enum class Missing {

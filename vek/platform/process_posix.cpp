@@ -49,6 +49,12 @@ std::string CurrentProcessName() {
     return std::filesystem::read_symlink("/proc/self/exe", error).filename().string();
 }
 
+std::string ProgramOfProcess(std::uint32_t process_id) {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/" + std::to_string(process_id) + "/exe", error)
+        .string();
+}
+
 ProcessStart StartOfProcess(std::uint32_t process_id) noexcept try {
     using Missing = ProcessStart::Missing;
     std::ifstream stat("/proc/" + std::to_string(process_id) + "/stat");

@@ -27,6 +27,15 @@ std::string CurrentProcessName() {
     return FromWide(name.substr(0, name.rfind(L'.')));
 }
 
+std::string ProgramOfProcess(std::uint32_t process_id) {
+    const UniqueHandle process(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+    if (!process) return {};
+    std::wstring path(UNICODE_STRING_MAX_CHARS, L'\0');
+    auto length = static_cast<DWORD>(path.size());
+    if (::QueryFullProcessImageNameW(process.get(), 0, path.data(), &length) == FALSE) return {};
+    return FromWide(std::wstring_view(path).substr(0, length));
+}
+
 ProcessStart StartOfProcess(std::uint32_t process_id) noexcept {
     using Missing = ProcessStart::Missing;
     constexpr DWORD kVistaMajorVersion = 6;

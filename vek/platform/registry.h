@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "vek/platform/calendar.h"
 #include "vek/platform/system_error.h"
 
 namespace vek::platform {
@@ -22,6 +23,11 @@ public:
     // is not there.
     virtual system_error_t ReadText(RegistryRoot root, std::string_view key, std::string_view name,
                                     std::string& value) = 0;
+
+    // When the key was last written to. kNone, or why it is not known.
+    virtual system_error_t ReadLastWriteTime(RegistryRoot, std::string_view /*key*/, filetime_t&) {
+        return system_error::kFileNotFound;
+    }
 
     // Writes a REG_SZ into a key that exists.
     virtual system_error_t WriteText(RegistryRoot root, std::string_view key, std::string_view name,

@@ -72,6 +72,21 @@ public:
         }
     }
 
+    system_error_t ReadLastWriteTime(RegistryRoot root, std::string_view key,
+                                     filetime_t& time) override {
+        Key opened;
+        const system_error_t error = OpenKey(root, key, KEY_READ, opened);
+        if (error != system_error::kNone) return error;
+        FILETIME written{};
+        const LSTATUS status =
+            ::RegQueryInfoKeyW(opened.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr, nullptr, &written);
+        if (status == ERROR_SUCCESS) {
+            time = filetime_t{written.dwHighDateTime} << 32 | written.dwLowDateTime;
+        }
+        return static_cast<system_error_t>(status);
+    }
+
     system_error_t WriteText(RegistryRoot root, std::string_view key, std::string_view name,
                              std::string_view value) override {
         Key opened;

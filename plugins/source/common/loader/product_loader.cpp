@@ -1,10 +1,13 @@
 #include "common/loader/product_loader.h"
 
+#include <filesystem>
+#include <string>
+#include <system_error>
 #include <utility>
 
-#include "common/product_info/product_info.h"
 #include "common/remoting/remote_interfaces.h"
 #include "vek/core/throw.h"
+#include "vek/platform/process.h"
 #include "vek/remoting/recovering_service.h"
 #include "vek/remoting/server.h"
 #include "vek/trace/traced_border.h"
@@ -17,6 +20,17 @@ namespace trace = vek::trace;
 
 bool IsAlive(const ProductConnection& connection) {
     return !connection.is_alive || connection.is_alive();
+}
+
+// Whether the program of a process is the file `image`, if one is named.
+bool RunsImage(std::uint32_t process_id, const std::string& image) {
+    if (image.empty()) return true;
+    const auto path = [](const std::string& text) {
+        return std::filesystem::path(std::u8string(text.begin(), text.end()));
+    };
+    std::error_code error;
+    const std::string program = vek::platform::ProgramOfProcess(process_id);
+    return std::filesystem::equivalent(path(program), path(image), error) && !error;
 }
 
 }  // namespace
@@ -81,32 +95,35 @@ ProductLoader::ConnectionPtr ProductLoader::Keep(const ConnectionPtr& made) {
 }
 
 ProductLoader::ConnectionPtr ProductLoader::Connect() const {
-    const product_info::RemoteAddress address = product_info::FindProduct(environment_);
+    const product_info::ProductProcess process = product_info::FindProduct(environment_);
+    const product_info::RemoteAddress& address = process.address;
     trace::Write(environment_.tracer, trace::level::kDetail, "Connect to the product: process ",
                  address.process_id, ", local id ", address.local_id, ", port ", address.tcp_port);
     auto made = std::make_shared<ProductConnection>();
-    const vek::result_t code = connector_(address, *made);
+    const vek::result_t code = connector_(process, *made);
     if (vek::Failed(code)) vek::ThrowResult(code);
     if (!made->locator) vek::ThrowResult(result::kUnexpected);
     return made;
 }
 
 ProductConnector RemoteConnector(trace::TracerPtr tracer) {
-    return [tracer = std::move(tracer)](const product_info::RemoteAddress& address,
+    return [tracer = std::move(tracer)](const product_info::ProductProcess& process,
                                         ProductConnection& product) {
         vek::remoting::ConnectionConfig config;
         config.factories = remoting::RemoteInterfaces();
         config.tracer = tracer;
         remote::TransportConfig transport;
         transport.tracer = tracer;
-        if (address.process_id != 0) {
-            transport.peer_check = [expected = address.process_id](std::uint32_t process_id) {
-                return process_id == expected;
+        transport.peer_account = process.account;
+        const std::uint32_t id = process.address.process_id;
+        transport.peer_check =
+            [id, image = process.account.empty() ? process.image : ""](std::uint32_t process_id) {
+                return (id == 0 || process_id == id) && RunsImage(process_id, image);
             };
-        }
         std::shared_ptr<vek::remoting::Connection> connection;
-        const vek::result_t connected = vek::remoting::ConnectToServer(
-            {address.local_id, address.tcp_port}, std::move(config), transport, connection);
+        const vek::result_t connected =
+            vek::remoting::ConnectToServer({process.address.local_id, process.address.tcp_port},
+                                           std::move(config), transport, connection);
         if (vek::Failed(connected)) return connected;
         product.is_alive = [connection] { return connection->IsOpen(); };
         return connection->GetServiceLocator(product.locator);

@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "common/loader/service_access.h"
-#include "common/product_info/product_library.h"
+#include "common/product_info/product_info.h"
 #include "private_include/common/service_locator.h"
 #include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
@@ -23,13 +23,14 @@ struct ProductConnection {
     std::function<bool()> is_alive;
 };
 
-// Connects to the product at an address and gets its service locator. Returns a failing code
+// Connects to the product's process and gets its service locator. Returns a failing code
 // quickly when nobody answers there.
-using ProductConnector = std::function<vek::result_t(const product_info::RemoteAddress& address,
+using ProductConnector = std::function<vek::result_t(const product_info::ProductProcess& process,
                                                      ProductConnection& connection)>;
 
-// The connector over the remoting. Where the address names the product's process, it talks to no
-// other.
+// The connector over the remoting. It talks to the named process alone, as far as it is named: of
+// its account, with its id, and, where it is a process of this one's user, of its image. Another
+// account's says enough, and its process may not be opened.
 ProductConnector RemoteConnector(vek::trace::TracerPtr tracer);
 
 // Gives services that outlive the product's process: each is found anew when the product was

@@ -33,6 +33,16 @@ std::string ReadValue(IProductValues& values, const std::string& name) {
     }
 }
 
+// Empty when the product has no such value; every other failure is raised.
+std::string ValueOrNone(IProductValues& values, std::string_view name) {
+    try {
+        return ReadValue(values, std::string(name));
+    } catch (const vek::ResultCodeException& failure) {
+        if (failure.code() != vek::result::kNotFound) throw;
+        return {};
+    }
+}
+
 }  // namespace
 
 std::optional<std::string> ExpandRoot(std::string_view root) {
@@ -56,14 +66,18 @@ void ReadTraceValues(const ProductInfo& info, vek::trace::FileTracerConfig& conf
     if (error == std::errc() && rest == end) config.level = number;
 }
 
-RemoteAddress FindProduct(const LibraryEnvironment& environment) {
-    const ProductLibrary library(environment);
-    const auto remote = library.Create<IRemoteObject>(kRemoteLoaderObject);
-    RemoteAddress address{};
+ProductProcess FindProduct(const LibraryEnvironment& environment) {
+    const auto library = environment.keeper->Library(environment);
+    const auto remote = library->Create<IRemoteObject>(kRemoteLoaderObject);
+    ProductProcess process;
+    RemoteAddress& address = process.address;
     const vek::result_t code = remote->GetAddress(&address);
     if (vek::Failed(code)) vek::ThrowResult(code);
     if (address.local_id == 0 && address.tcp_port == 0) vek::ThrowResult(vek::result::kUnexpected);
-    return address;
+    const auto values = library->Create<IProductValues>(kProductValuesObject);
+    process.account = ValueOrNone(*values, kProcessAccount);
+    process.image = ValueOrNone(*values, kProcessImage);
+    return process;
 }
 
 InstalledProduct::InstalledProduct(LibraryEnvironment environment)
@@ -74,8 +88,8 @@ std::optional<std::string> InstalledProduct::Value(std::string_view name) const 
     vek::trace::TracedBorder(
         environment_.tracer,
         [&] {
-            const ProductLibrary library(environment_);
-            const auto values = library.Create<IProductValues>(kProductValuesObject);
+            const auto library = environment_.keeper->Library(environment_);
+            const auto values = library->Create<IProductValues>(kProductValuesObject);
             value = ReadValue(*values, std::string(name));
         },
         "Product information: ");

@@ -26,8 +26,7 @@ public:
     virtual std::optional<std::string> Value(std::string_view name) const = 0;
 };
 
-// Asks the installed product's library. The library is loaded for each question and unloaded again:
-// questions are few, and a product may be installed, replaced or removed at any time.
+// Asks the installed product's library, which the environment's keeper keeps.
 class InstalledProduct final : public ProductInfo {
 public:
     explicit InstalledProduct(LibraryEnvironment environment = {});
@@ -39,13 +38,20 @@ private:
     const LibraryEnvironment environment_;
 };
 
-// Where the installed product's process can be reached now, as its library says. Makes no call to
-// the process, and does not wait. May be called from any thread.
+// Who answers for the product.
+struct ProductProcess {
+    RemoteAddress address{};
+    std::string account = {};  // whose process it is, as a text SID; empty: this process's user's
+    std::string image = {};    // its program, in UTF-8; empty: any
+};
+
+// Where the installed product's process can be reached now, and who it must be, as its library
+// says. Makes no call to the process, and does not wait. May be called from any thread.
 //
 // Raises vek::ResultCodeException with a code of ProductLibrary (product_library.h), or with
 //   kNotReady     the product does not run
 //   kUnexpected   it claims success and gives no address
-RemoteAddress FindProduct(const LibraryEnvironment& environment);
+ProductProcess FindProduct(const LibraryEnvironment& environment);
 
 // `root` with a "%QZAppData%" at its very beginning replaced by the environment variable
 // QZAppData; anything else is kept as it is. Nothing when the variable is needed but not set, or

@@ -1,7 +1,9 @@
 #include "common/product_info/product_library.h"
 
-#include <filesystem>
+#include <mutex>
+#include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/core/throw.h"
 
 namespace plugins::product_info {
@@ -9,13 +11,7 @@ namespace {
 
 namespace result = vek::result;
 
-std::string RequirePath(vek::platform::Registry& registry) {
-    std::optional<std::string> path = ProductLibraryPath(registry);
-    if (!path) vek::ThrowResult(result::kNotFound);
-    if (!std::filesystem::path(std::u8string(path->begin(), path->end())).is_absolute())
-        vek::ThrowResult(result::kInvalidArgument);
-    return *std::move(path);
-}
+constexpr std::uint32_t kPauseAfterFailure = 30'000;  // ms
 
 // Raises unless a call has given an object: a mere claim of success is not believed.
 void RequireObject(vek::result_t code, const void* object) {
@@ -25,8 +21,16 @@ void RequireObject(vek::result_t code, const void* object) {
 
 }  // namespace
 
-ProductLibrary::ProductLibrary(const LibraryEnvironment& environment)
-    : library_(environment.libraries.Load(RequirePath(environment.registry))) {
+const std::shared_ptr<LibraryKeeper>& TheLibraryKeeper() {
+    // Never destroyed: a library is not to be unloaded while the plug-in itself is.
+    static vek::NeverDestroyed<std::shared_ptr<LibraryKeeper>> keeper(
+        std::make_shared<LibraryKeeper>());
+    return *keeper;
+}
+
+ProductLibrary::ProductLibrary(vek::platform::LibraryLoader& libraries, const std::string& path) {
+    if (!IsLocalPath(path)) vek::ThrowResult(result::kInvalidArgument);
+    library_ = libraries.Load(path);
     if (!library_) vek::ThrowSystem(result::kModuleNotFound);
     const auto get_factory =
         reinterpret_cast<GetObjectFactory>(library_->Find(kGetObjectFactoryExport));
@@ -44,6 +48,34 @@ void* ProductLibrary::Create(const char* name, vek::interface_id_t id) const {
     const vek::result_t code = factory_->CreateObject(name, id, &object);
     RequireObject(code, object);
     return object;
+}
+
+std::shared_ptr<const ProductLibrary> LibraryKeeper::Library(
+    const LibraryEnvironment& environment) {
+    std::shared_ptr<const ProductLibrary> old;  // goes after the lock
+    const std::lock_guard guard(lock_);
+    const auto name = InstalledLibrary(environment.registry);
+    if (library_ && (!name || name->path != name_.path)) old = std::move(library_);
+    if (!name) {
+        failure_ = nullptr;
+        vek::ThrowResult(result::kNotFound);
+    }
+    if (library_) return library_;
+
+    const std::uint32_t now = environment.clock.TickCount();
+    if (failure_ && name_ == *name && now - failed_at_ < kPauseAfterFailure) {
+        std::rethrow_exception(failure_);
+    }
+    name_ = *name;
+    try {
+        library_ = std::make_shared<ProductLibrary>(environment.libraries, name->path);
+        failure_ = nullptr;
+    } catch (...) {
+        failure_ = std::current_exception();
+        failed_at_ = now;
+        throw;
+    }
+    return library_;
 }
 
 }  // namespace plugins::product_info

@@ -2,43 +2,63 @@
 
 // Finds and loads the product's information library.
 
+#include <chrono>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "private_include/common/product_library.h"
 #include "vek/core/ref_ptr.h"
+#include "vek/platform/clock.h"
 #include "vek/platform/library_loader.h"
+#include "vek/platform/lock.h"
 #include "vek/platform/registry.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::product_info {
+
+class LibraryKeeper;
+
+// The keeper of the process, which is never destroyed.
+const std::shared_ptr<LibraryKeeper>& TheLibraryKeeper();
 
 // The surroundings of a lookup. References outlive what is loaded.
 struct LibraryEnvironment {
     vek::platform::LibraryLoader& libraries = vek::platform::TheLibraryLoader();
     vek::platform::Registry& registry = vek::platform::TheRegistry();
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
+    std::shared_ptr<LibraryKeeper> keeper = TheLibraryKeeper();
+    vek::platform::Clock& clock = vek::platform::TheClock();
 };
 
-// The path, in UTF-8, that the installed product names as that of its information library; nothing
-// when no product is installed.
-//
-// On Windows the value "ProductInfo" of the key "SOFTWARE\QZ\Mail Plugin", the machine's before the
-// user's. Elsewhere the environment variable MLXO_PRODUCT_INFO. May be called from any thread.
-std::optional<std::string> ProductLibraryPath(vek::platform::Registry& registry);
+// What the installed product names as its information library.
+struct LibraryName {
+    std::string path;                 // UTF-8
+    vek::platform::filetime_t since;  // another one when something was written there since
+    bool operator==(const LibraryName&) const = default;
+};
 
-// Keeps the library loaded. What Create gave is released before its library goes.
+// Gives it as it is now; nothing when no product is installed.
+//
+// On Windows the value "ProductInfo" of the machine's key "SOFTWARE\QZ\Mail Plugin"; a user's key
+// does not count. Elsewhere the environment variable MLXO_PRODUCT_INFO. Any thread may call it.
+std::optional<LibraryName> InstalledLibrary(vek::platform::Registry& registry);
+
+// Whether a library at this path may be loaded: an absolute path, on Windows on a drive of this
+// machine's own.
+bool IsLocalPath(const std::string& path);
+
+// A loaded library. What Create gave is released before its library goes.
 class ProductLibrary {
 public:
-    // Finds the installed product's library and loads it. Raises vek::ResultCodeException with
-    //   kNotFound          no product is installed
-    //   kInvalidArgument   its path is not absolute; others would be searched for
-    //   kInvalidVersion    it is one of another version
+    // Raises vek::ResultCodeException with
+    //   kInvalidArgument   the path is not local (IsLocalPath)
+    //   kInvalidVersion    the library is one of another version
     // or another code of the library's own; vek::SystemException with
     //   kModuleNotFound    the library is not there or cannot be loaded
     //   kSymbolNotFound    it is no product's information library
-    explicit ProductLibrary(const LibraryEnvironment& environment);
+    ProductLibrary(vek::platform::LibraryLoader& libraries, const std::string& path);
 
     // Gives the object called `name`, never null. Raises vek::ResultCodeException with the
     // library's code: kNotFound for a name that it does not know.
@@ -53,6 +73,23 @@ private:
 
     std::unique_ptr<vek::platform::Library> library_;
     vek::RefPtr<IObjectFactory> factory_;
+};
+
+// Keeps the installed product's library loaded until another one is named, or none.
+class LibraryKeeper {
+public:
+    // Gives the library that is named now; it is loaded if it is not. Raises
+    // vek::ResultCodeException with kNotFound when no product is installed, or what ProductLibrary
+    // raises: one attempt that failed stands for those of the next 30 seconds, unless something is
+    // written where the library is named. Any thread may call it, and waits for another's loading.
+    std::shared_ptr<const ProductLibrary> Library(const LibraryEnvironment& environment);
+
+private:
+    vek::platform::Lock lock_;
+    LibraryName name_;  // of the library, or of the attempt
+    std::shared_ptr<const ProductLibrary> library_;
+    std::exception_ptr failure_;
+    std::uint32_t failed_at_ = 0;  // in the clock's ticks
 };
 
 }  // namespace plugins::product_info

@@ -29,6 +29,10 @@ protected:
     ~IObjectFactory() = default;
 };
 
+// The values that say who the product's process must be.
+inline constexpr char kProcessAccount[] = "ProcessAccount";  // a text SID
+inline constexpr char kProcessImage[] = "ProcessImage";      // the path of its program
+
 // Gives the product's values; the product need not run for that.
 struct IProductValues : vek::IObject {
     static constexpr vek::interface_id_t kInterfaceId = 0x73E59D02;
