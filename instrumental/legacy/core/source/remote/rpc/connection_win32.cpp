@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "remote/establish.h"
 #include "remote/rpc/handle_transfer_win32.h"
 #include "vek/core/border.h"
 #include "vek/platform/system.h"
@@ -133,7 +134,11 @@ void RpcConnection::SetPeerProcess(std::uint32_t process_id) {
 
 bool RpcConnection::Confirm(const PeerIdentity& server) {
     const std::lock_guard guard(confirm_lock_);
-    if (IsConfirmed() || !IsPeerAllowed(server, wanted_)) return false;
+    if (IsConfirmed()) return false;
+    if (!IsPeerAllowed(server, wanted_)) {
+        RefusePeer(server.process_id, "it is not the one to connect to", wanted_);
+        return false;
+    }
     SetPeerProcess(server.process_id);
     return true;
 }
