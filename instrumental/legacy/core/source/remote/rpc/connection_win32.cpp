@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "remote/establish.h"
+#include "remote/packet/packet_io.h"
 #include "remote/rpc/handle_transfer_win32.h"
 #include "vek/core/border.h"
 #include "vek/platform/system.h"

@@ -6,8 +6,8 @@
 
 #include "remote/establish.h"
 #include "remote/rpc/connection_win32.h"
-#include "remote/rpc/server_win32.h"
 #include "remote/rpc/raw_call_win32.h"
+#include "remote/rpc/server_win32.h"
 #include "vek/core/border.h"
 
 namespace remote {
