@@ -184,11 +184,7 @@ TEST(ProductLoader, TriesALibraryThatCannotBeLoadedSeldom) {
     EXPECT_EQ(loads(29'999), 1);
     EXPECT_EQ(loads(1), 2);
     product.installed.Move(missing.path);  // written again, which an environment does not tell
-#ifdef _WIN32
-    constexpr int kLoads = 3;
-#else
-    constexpr int kLoads = 2;
-#endif
+    constexpr int kLoads = std::filesystem::path::preferred_separator == '/' ? 2 : 3;
     EXPECT_EQ(loads(0), kLoads);
     product.installed.Move("");
     EXPECT_EQ(loads(0), kLoads);
@@ -219,7 +215,6 @@ TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
     product.alive = true;
     EXPECT_NE(Ask(*loader).second, first);
     EXPECT_EQ(product.connects, 2);
-    EXPECT_EQ(product.loads, 1);
 }
 
 TEST(ProductLoader, TwoThatConnectAtOnceShareTheConnectionThatIsThereFirst) {

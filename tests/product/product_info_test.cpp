@@ -22,8 +22,7 @@ struct Installed {
         return vek::AtBorder([&] {
             const ProductProcess process = FindProduct(environment);
             address = process.address;
-            EXPECT_EQ(std::filesystem::path(process.image).stem(), "mlxo_product");
-            EXPECT_EQ(process.account, "");
+            EXPECT_EQ(PathOf(process.image).stem(), "mlxo_product");
         });
     }
     void Write(const char* file, std::string_view text) {

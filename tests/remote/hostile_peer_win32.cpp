@@ -2,17 +2,15 @@
 // definition and of calls whose lengths lie.
 //   hostile_peer connect:42   as a client of who listens there: ends with the number of the first
 //                             lie that was answered with more than was sent, or 0
-//   hostile_peer listen:42    as a server, whose answers are those of kReplies, in turn
+//   hostile_peer listen:42    as a server, whose answers are those of ReplyOf, in turn
 
 #include <rpc.h>
 #include <rpcndr.h>
 #include <windows.h>
 
-#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -86,11 +84,9 @@ int Attack(std::uint32_t id) {
     MIDL_uhyper token = 0;
     link_t link = nullptr;
     LONG verdict = -1;
-    for (int i = 0; verdict != 0 && i < 250; ++i, ::Sleep(20)) {
-        remote::Guarded([&] {
-            verdict = ::CallConnect(id, 0, ::GetCurrentProcessId(), 0, own_token, &token, &link);
-        });
-    }
+    remote::Guarded([&] {
+        verdict = ::CallConnect(id, 0, ::GetCurrentProcessId(), 0, own_token, &token, &link);
+    });
     if (verdict != 0) return 100;
 
     constexpr std::uint32_t kMuch = 2048, kTooMuch = 0xFFFFFFF0;

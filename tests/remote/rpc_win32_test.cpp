@@ -1,12 +1,36 @@
 #include <gtest/gtest.h>
 
-#include "tests/remote/told_identity_win32.h"
+#include "remote/rpc/identity_win32.h"
+#include "sandbox/child_process/child_process.h"
 #include "tests/remote/transport_ends.h"
 
 namespace {
 
 namespace result = vek::result;
-using tests::ToldIdentity;
+
+// In the place of the system while it exists, it says that all are this process, unless told
+// otherwise.
+struct ToldIdentity final : remote::IdentitySource {
+    ToldIdentity() : caller(Self()) { remote::SetIdentitySource(this); }
+    ~ToldIdentity() override { remote::SetIdentitySource(nullptr); }
+
+    std::uint32_t CallingProcess(RPC_BINDING_HANDLE) noexcept override {
+        return caller ? caller->process_id : 0;
+    }
+    std::optional<remote::PeerIdentity> Caller(RPC_BINDING_HANDLE) override { return caller; }
+    RPC_STATUS RequireServer(RPC_BINDING_HANDLE, const remote::Endpoint&,
+                             const std::string& account) override {
+        required = account;
+        return server;
+    }
+    std::optional<remote::PeerIdentity> Self() override {
+        return remote::PeerIdentity{::GetCurrentProcessId(), 1, "S-1-5-21-1"};
+    }
+
+    std::optional<remote::PeerIdentity> caller;
+    RPC_STATUS server = RPC_S_OK;
+    std::string required;
+};
 
 constexpr char kService[] = "S-1-5-18";
 
@@ -54,7 +78,7 @@ TEST(RpcIdentity, IsRequiredOfBothEndsAndOfEachCall) {
     }
 }
 
-// No caller of a port is told, and no server there can be required.
+// No caller of a port is told, and no server there can be required: only a test can.
 TEST(RpcIdentity, OfAPortIsNotTold) {
     const auto handler = std::make_shared<tests::TextHandler>(tests::Echo);
     std::shared_ptr<remote::Transport> server, client;
@@ -62,6 +86,39 @@ TEST(RpcIdentity, OfAPortIsNotTold) {
     ASSERT_EQ(remote::Listen({}, tests::Keep(server, handler), {}, listener), result::kOk);
     EXPECT_EQ(remote::ConnectTransport(listener->endpoint(), handler, {}, client),
               result::kAccessDenied);
+    listener.reset();
+    const ToldIdentity told;
+    const tests::Ends ends(tests::Echo, tests::Echo, {});
+    EXPECT_EQ(tests::Ask(*ends.client, "there"), "there");
+    EXPECT_EQ(tests::Ask(*ends.server, "back"), "back");
+}
+
+// The other end is made of stubs that were compiled from the interface's definition.
+TEST(RpcLengths, OfAClientAreNotBelieved) {
+    const tests::Ends ends;
+    const auto peer = sandbox::StartBeside(
+        "hostile_peer", "connect:" + std::to_string(ends.listener->endpoint().local_id));
+    EXPECT_EQ(peer->Wait(), 0);
+}
+
+TEST(RpcLengths, OfAServerAreNotBelieved) {
+    const remote::Endpoint endpoint = tests::NewEndpoint();
+    const auto peer =
+        sandbox::StartBeside("hostile_peer", "listen:" + std::to_string(endpoint.local_id));
+    const auto handler = std::make_shared<tests::TextHandler>(tests::Echo);
+    for (int lie = 0; lie < 6; ++lie) {
+        SCOPED_TRACE(lie);
+        std::shared_ptr<remote::Transport> transport;
+        ASSERT_TRUE(tests::WaitUntil([&] {
+            return vek::Succeeded(remote::ConnectTransport(endpoint, handler, {}, transport));
+        }));
+        std::string answer;
+        EXPECT_EQ(tests::Call(*transport, "lie", &answer),
+                  lie == 0 ? result::kOk : result::kRemoteCallFailed);
+        EXPECT_EQ(answer, lie == 0 ? "abcd" : "");
+        EXPECT_EQ(transport->IsOpen(), lie == 0);
+    }
+    peer->Kill();
 }
 
 }  // namespace
