@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <thread>
@@ -18,7 +19,6 @@ namespace {
 using vek::platform::Descriptor;
 namespace result = vek::result;
 
-constexpr std::chrono::seconds kConnectTimeout{3};
 using deadline_t = std::chrono::steady_clock::time_point;
 
 struct Welcome {
@@ -154,9 +154,10 @@ vek::result_t Claim(Endpoint& endpoint, Descriptor& socket) {
 
 vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& config,
                             std::shared_ptr<PeerTransport>& transport) {
-    const deadline_t deadline = std::chrono::steady_clock::now() + kConnectTimeout;
+    const auto timeout = std::max(config.connect_timeout, std::chrono::milliseconds{1});
+    const deadline_t deadline = std::chrono::steady_clock::now() + timeout;
     Descriptor control;
-    if (const auto code = ConnectTo(endpoint, kConnectTimeout, control); vek::Failed(code)) {
+    if (const auto code = ConnectTo(endpoint, timeout, control); vek::Failed(code)) {
         return code;
     }
     if (!IsPeerAllowed(control.get(), config.peer_check)) return result::kAccessDenied;
