@@ -221,10 +221,14 @@ TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
     for (const bool was_connected : {false, true}) {
         Product product({});
         const auto loader = product.MakeLoader();
-        if (was_connected) EXPECT_EQ(Ask(*loader).first, result::kOk);
+        if (was_connected) {
+            EXPECT_EQ(Ask(*loader).first, result::kOk);
+        }
         product.silent = true;
         product.alive = false;
-        if (!was_connected) EXPECT_EQ(ask(*loader, milliseconds{1000}), result::kNotReady);
+        if (!was_connected) {
+            EXPECT_EQ(ask(*loader, milliseconds{1000}), result::kNotReady);
+        }
         // As often as it is tried in the background, nobody waits for that.
         const int before = product.connects;
         for (int i = 0; i < 200 || product.connects < before + 2; ++i)

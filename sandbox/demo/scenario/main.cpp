@@ -60,10 +60,11 @@ std::uint32_t Number(const std::string& text) {
 
 bool Run(Arguments& arguments) {
     using reference_product::PathOf;
-    PlayerOptions options{PathOf(arguments["--messages"]),
-                          PathOf(arguments["--out"]),
-                          PathOf(arguments["--rules"]),
-                          {.folder = PathOf(arguments["--product"])}};
+    PlayerOptions options;
+    options.messages = PathOf(arguments["--messages"]);
+    options.out = PathOf(arguments["--out"]);
+    options.rules = PathOf(arguments["--rules"]);
+    options.product.folder = PathOf(arguments["--product"]);
     if (const std::string& version = arguments["--outlook"]; !version.empty())
         options.version = version;
     if (const std::string& name = arguments["--store"]; !name.empty()) {
