@@ -129,13 +129,15 @@ void PeerWatch::AskPeers() noexcept {
 void PeerWatch::Hasten() noexcept {
     const std::lock_guard guard(lock_);
     hurried_ = true;
-    for (Wait* const wait : waits_) wait->last_sign_ = clock_.AwakeTime();
+    hurried_since_ = clock_.AwakeTime();
+    for (Wait* const wait : waits_) wait->last_sign_ = hurried_since_;
     changed_.notify_all();
 }
 
-milliseconds PeerWatch::Patience(milliseconds limit) noexcept {
+bool PeerWatch::IsPatient(milliseconds begun) noexcept {
     const std::lock_guard guard(lock_);
-    return hurried_ ? std::min(limit, times_.lose_at_end) : limit;
+    const milliseconds since = std::max(begun, hurried_since_);
+    return !hurried_ || clock_.AwakeTime() < since + times_.lose_at_end;
 }
 
 void PeerWatch::Close() noexcept {

@@ -45,8 +45,9 @@ public:
     // The end is announced: what waits, and will wait, is patient for lose_at_end alone.
     void Hasten() noexcept;
 
-    // Gives how long to wait for a peer that is not connected yet, `limit` at most.
-    std::chrono::milliseconds Patience(std::chrono::milliseconds limit) noexcept;
+    // Whether a peer is to be waited for still that is not connected yet and not heard of since
+    // `begun`, an awake time: false lose_at_end after the end was announced.
+    bool IsPatient(std::chrono::milliseconds begun) noexcept;
 
     // Ends its threads and the hurry. Calls that are to be watched fail meanwhile, and may be made
     // again afterwards.
@@ -94,6 +95,7 @@ private:
     std::vector<Wait*> waits_;
     std::shared_ptr<Connection> asked_;  // who is being asked, or is to be
     bool hurried_ = false;
+    milliseconds hurried_since_{};
     bool stopping_ = false;
     std::unique_ptr<platform::Thread> looking_;
     std::unique_ptr<platform::Thread> asking_;

@@ -91,7 +91,8 @@ std::vector<HeldTime> MeasureSilence(const PlayerOptions& options, const std::st
     if (first != "connect") trial.Connect();
     if (first == "quit") {
         trial.Play("deliver " + trial.mail());
-        std::this_thread::sleep_for(milliseconds(50));  // the background comes to the step
+        // The background comes to the step, or the loader's thread does.
+        std::this_thread::sleep_for(options.product.times.retry_pause + milliseconds(50));
     }
     trial.Measure(first);
     if (first == "quit") return trial.times();

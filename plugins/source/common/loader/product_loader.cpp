@@ -6,6 +6,7 @@
 #include "common/remoting/remote_interfaces.h"
 #include "private_include/common/product_settings.h"
 #include "vek/core/throw.h"
+#include "vek/platform/clock.h"
 #include "vek/platform/system.h"
 #include "vek/remoting/call_wait.h"
 #include "vek/remoting/recovering_service.h"
@@ -179,6 +180,7 @@ void ProductLoader::StopRetrying() noexcept {
 }
 
 void ProductLoader::End() noexcept {
+    watch_->Hasten();
     StopRetrying();
     ConnectionPtr kept;
     {
@@ -203,7 +205,10 @@ ProductConnector RemoteConnector(trace::TracerPtr tracer) {
         config.watch = watch;
         remote::TransportConfig transport;
         transport.tracer = tracer;
-        transport.connect_timeout = watch->Patience(limited.left());
+        transport.connect_timeout = limited.left();
+        transport.gives_up = [watch, begun = vek::platform::TheClock().AwakeTime()] {
+            return !watch->IsPatient(begun);
+        };
         if (address.process_id != 0) {
             transport.peer_check = [expected = address.process_id](std::uint32_t process_id) {
                 return process_id == expected;

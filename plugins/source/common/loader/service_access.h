@@ -21,8 +21,8 @@ struct IProductRoad : vek::IObject {
     // This process is about to end: a product that does not answer is not waited for as long.
     virtual void Hasten() noexcept = 0;
     // Ends the connection and every thread that it takes: calls to the product fail. A later lookup
-    // makes another. Returns when all has ended, which a connection that is being made may delay by
-    // its time-out. Not to be called twice at once.
+    // makes another. Returns when all has ended: an attempt to connect is given up as after Hasten.
+    // Not to be called twice at once.
     virtual void End() noexcept = 0;
 
 protected:

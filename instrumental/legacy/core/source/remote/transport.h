@@ -91,6 +91,8 @@ struct TransportConfig {
     bool adopt_handles = false;
     // How long ConnectTransport waits for the peer; a millisecond at least.
     std::chrono::milliseconds connect_timeout{3000};
+    // Asked now and then meanwhile: true ends the wait. May be empty; the RPC runtime does not ask.
+    std::function<bool()> gives_up = {};
 };
 
 // Reaches the process at `endpoint`. The transport keeps `handler` alive no longer than it is
