@@ -11,6 +11,7 @@
 #include "product/mail_scanner.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
+#include "tests/support/wait_until.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
 
@@ -214,10 +215,6 @@ TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
         EXPECT_LT(std::chrono::steady_clock::now() - start, limit);
         return code;
     };
-    const auto soon = [](const auto& condition) {
-        for (int i = 0; i < 5000 && !condition(); ++i) std::this_thread::sleep_for(milliseconds{1});
-        return condition();
-    };
     for (const bool was_connected : {false, true}) {
         Product product({});
         const auto loader = product.MakeLoader();
@@ -231,11 +228,13 @@ TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
         }
         // As often as it is tried in the background, nobody waits for that.
         const int before = product.connects;
-        for (int i = 0; i < 200 || product.connects < before + 2; ++i)
+        EXPECT_TRUE(tests::WaitUntil([&] {
             EXPECT_EQ(ask(*loader, milliseconds{90}), result::kRemoteCallFailed);
+            return product.connects >= before + 2;
+        }));
         product.alive = true;
         product.silent = false;
-        EXPECT_TRUE(soon([&] { return vek::Succeeded(Ask(*loader).first); }));
+        EXPECT_TRUE(tests::WaitUntil([&] { return vek::Succeeded(Ask(*loader).first); }));
 
         product.silent = true;  // its end stops the attempts, and lets the next call make one
         product.alive = false;
@@ -275,9 +274,7 @@ TEST(RemoteConnector, TalksToTheProcessOfTheAddressAlone) {
     EXPECT_EQ(connect({own, 0, 0, own}, watch, connection), result::kOk);
     EXPECT_TRUE(connection.locator && connection.is_alive());
     server.reset();
-    for (int i = 0; i < 5000 && connection.is_alive(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_FALSE(connection.is_alive());
+    EXPECT_TRUE(tests::WaitUntil([&] { return !connection.is_alive(); }));
 }
 
 }  // namespace
