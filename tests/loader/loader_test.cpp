@@ -247,6 +247,7 @@ TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
         EXPECT_EQ(product.connects, ended);
         EXPECT_EQ(ask(*loader, milliseconds{1000}), result::kNotReady);
         EXPECT_EQ(product.connects, ended + 1);
+        road->End();
     }
 }
 

@@ -96,6 +96,8 @@ std::vector<HeldTime> MeasureSilence(const PlayerOptions& options, const std::st
     }
     trial.Measure(first);
     if (first == "quit") return trial.times();
+    // Until the loader has tried again.
+    std::this_thread::sleep_for(2 * options.product.times.retry_pause);
     for (const char* const event : kSilentEvents)
         if (event != first && event != std::string("connect") && event != std::string("quit"))
             trial.Measure(event);

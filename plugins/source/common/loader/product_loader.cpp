@@ -32,12 +32,6 @@ ProductLoader::ProductLoader(product_info::LibraryEnvironment environment,
       times_(times),
       watch_(std::make_shared<vek::remoting::PeerWatch>(times.watch)) {}
 
-ProductLoader::~ProductLoader() {
-    StopRetrying();
-    kept_.reset();
-    watch_->Close();
-}
-
 vek::result_t ProductLoader::GetInterface(vek::interface_id_t id, void** object) noexcept {
     if (object == nullptr) return result::kInvalidArgument;
     *object = nullptr;
@@ -125,31 +119,33 @@ ProductLoader::ConnectionPtr ProductLoader::Connect() const {
 
 // With the lock. Without a thread the next call connects itself.
 void ProductLoader::StartRetrying() noexcept {
-    if (retrying_ || stopping_) return;
+    if (retrying_) return;
     trace::Write(environment_.tracer, trace::level::kWarning,
                  "The product does not answer. It is tried again in the background");
     static_cast<void>(vek::AtBorder([this] {
         if (retry_thread_) retry_thread_->Wait(vek::platform::kInfinite);  // it is about to end
-        retry_thread_ = vek::platform::TheSystem().StartThread([this] { Retry(); });
+        retry_thread_ =
+            vek::platform::TheSystem().StartThread([self = vek::RefPtr<ProductLoader>::Share(this),
+                                                    round = round_] { self->Retry(round); });
         retrying_ = retry_thread_ != nullptr;
     }));
 }
 
-void ProductLoader::Retry() noexcept {
-    while (PauseRetrying() && !TryAgain()) {
+void ProductLoader::Retry(std::uint32_t round) noexcept {
+    while (PauseRetrying(round) && !TryAgain(round)) {
     }
 }
 
-// False when the loader ends.
-bool ProductLoader::PauseRetrying() noexcept {
+// False when the loader was ended.
+bool ProductLoader::PauseRetrying(std::uint32_t round) noexcept {
     std::unique_lock guard(lock_);
-    return !stop_retrying_.wait_for(guard, times_.retry_pause, [this] { return stopping_; });
+    return !ended_.wait_for(guard, times_.retry_pause, [&] { return round_ != round; });
 }
 
 // A product that says who it is and then nothing more is not back: it has to answer for its
 // settings, too, whatever it answers.
-bool ProductLoader::TryAgain() noexcept {
-    const vek::result_t tried = vek::AtBorder([this] {
+bool ProductLoader::TryAgain(std::uint32_t round) noexcept {
+    const vek::result_t tried = vek::AtBorder([&] {
         const vek::remoting::EventScope event(times_.retry_limit);
         const vek::remoting::LimitedCalls limited;
         ConnectionPtr made = Connect();
@@ -161,6 +157,7 @@ bool ProductLoader::TryAgain() noexcept {
         }
         if (!IsAlive(*made)) return result::kRemoteCallFailed;
         const std::lock_guard guard(lock_);
+        if (round_ != round) return result::kRemoteCallFailed;  // `made` goes behind the lock
         kept_ = std::move(made);
         retrying_ = false;  // the last that this thread does
         return result::kOk;
@@ -168,31 +165,24 @@ bool ProductLoader::TryAgain() noexcept {
     return vek::Succeeded(tried);
 }
 
-void ProductLoader::StopRetrying() noexcept {
-    std::unique_ptr<vek::platform::Thread> thread;
-    {
-        const std::lock_guard guard(lock_);
-        stopping_ = true;
-        stop_retrying_.notify_all();
-        thread = std::move(retry_thread_);
-    }
-    if (thread) thread->Wait(vek::platform::kInfinite);
-}
-
+// A thread that is in a call which the system does not give up is not waited for without end; it
+// ends by itself then, and counts as an object of the module meanwhile.
 void ProductLoader::End() noexcept {
     watch_->Hasten();
-    StopRetrying();
     ConnectionPtr kept;
+    std::unique_ptr<vek::platform::Thread> retry_thread;
     {
         const std::lock_guard guard(lock_);
+        ++round_;
+        retrying_ = false;
         kept = std::move(kept_);
+        retry_thread = std::move(retry_thread_);
+        ended_.notify_all();
     }
+    if (retry_thread) retry_thread->Wait(2 * times_.watch.lose_at_end);
     if (kept && kept->end) kept->end();
     kept.reset();
     watch_->Stop();
-    const std::lock_guard guard(lock_);
-    retrying_ = false;
-    stopping_ = false;
 }
 
 ProductConnector RemoteConnector(trace::TracerPtr tracer) {

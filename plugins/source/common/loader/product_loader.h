@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -54,12 +55,13 @@ struct LoaderTimes {
 //
 // When the product did not answer in time, whether it was connected or not, a thread of the
 // loader's connects instead, and until that has succeeded calls fail at once, with
-// kRemoteCallFailed. Free-threaded.
+// kRemoteCallFailed. That thread keeps the loader alive: whoever lets go of it ends it before.
+// Free-threaded.
 class ProductLoader final : public vek::ObjectImpl<ILoader, IProductRoad> {
 public:
     ProductLoader(product_info::LibraryEnvironment environment, ProductConnector connector,
                   LoaderTimes times = {});
-    ~ProductLoader() override;
+    ~ProductLoader() override { watch_->Close(); }
 
     // Gives the service locator, kNotFound for any other id. A product that cannot be reached now
     // gives a code of FindProduct (product_info.h) or the connector's own, and one trace line.
@@ -77,10 +79,9 @@ private:
     ConnectionPtr Connect() const;
     ConnectionPtr ConnectInTime();
     void StartRetrying() noexcept;
-    void Retry() noexcept;
-    bool PauseRetrying() noexcept;
-    bool TryAgain() noexcept;
-    void StopRetrying() noexcept;
+    void Retry(std::uint32_t round) noexcept;
+    bool PauseRetrying(std::uint32_t round) noexcept;
+    bool TryAgain(std::uint32_t round) noexcept;
 
     const product_info::LibraryEnvironment environment_;
     const ProductConnector connector_;
@@ -90,8 +91,8 @@ private:
     vek::platform::Lock lock_;  // guards what follows
     ConnectionPtr kept_;        // null until the first success
     bool retrying_ = false;     // nobody else connects
-    bool stopping_ = false;
-    std::condition_variable_any stop_retrying_;
+    std::uint32_t round_ = 0;   // counts the ends; a thread of an earlier one has no say any more
+    std::condition_variable_any ended_;
     std::unique_ptr<vek::platform::Thread> retry_thread_;
 };
 

@@ -21,8 +21,8 @@ struct IProductRoad : vek::IObject {
     // This process is about to end: a product that does not answer is not waited for as long.
     virtual void Hasten() noexcept = 0;
     // Ends the connection and every thread that it takes: calls to the product fail. A later lookup
-    // makes another. Returns when all has ended: an attempt to connect is given up as after Hasten.
-    // Not to be called twice at once.
+    // makes another. Waits for the threads, for one that connects a second at most. Not to be
+    // called twice at once.
     virtual void End() noexcept = 0;
 
 protected:
@@ -34,6 +34,10 @@ protected:
 class ServiceAccess {
 public:
     explicit ServiceAccess(LoaderFactory factory);
+    // As End.
+    ~ServiceAccess() { End(); }
+    ServiceAccess(const ServiceAccess&) = delete;
+    ServiceAccess& operator=(const ServiceAccess&) = delete;
 
     // Gives the product's service `id` with a reference, or the code of the step that failed: the
     // product cannot be reached now, and a later call may succeed.
