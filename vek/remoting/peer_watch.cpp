@@ -100,17 +100,19 @@ std::shared_ptr<Connection> PeerWatch::FindSilent(milliseconds& pause) {
 void PeerWatch::Ask(const std::shared_ptr<Connection>& peer) noexcept {
     if (asked_) return;
     if (!asking_) {
-        static_cast<void>(AtBorder(
-            [this] { asking_ = platform::TheSystem().StartThread([this] { AskPeers(); }); }));
+        static_cast<void>(AtBorder([this] {
+            asking_ = platform::TheSystem().StartThread(
+                [self = shared_from_this(), round = round_] { self->AskPeers(round); });
+        }));
     }
     if (!asking_) return;
     asked_ = peer;
     changed_.notify_all();
 }
 
-void PeerWatch::AskPeers() noexcept {
+void PeerWatch::AskPeers(std::uint32_t round) noexcept {
     std::unique_lock guard(lock_);
-    while (!stopping_) {
+    while (round_ == round) {
         if (!asked_) {
             changed_.wait(guard);
             continue;
@@ -119,7 +121,7 @@ void PeerWatch::AskPeers() noexcept {
         guard.unlock();
         peer->AskForSign();
         guard.lock();
-        asked_.reset();
+        if (round_ == round) asked_.reset();
         guard.unlock();
         peer.reset();  // perhaps the last that held it
         guard.lock();
@@ -147,14 +149,15 @@ void PeerWatch::Close() noexcept {
     {
         const std::lock_guard guard(lock_);
         stopping_ = true;
-        asked = asked_;
+        ++round_;
+        asked = std::move(asked_);
         looking = std::move(looking_);
         asking = std::move(asking_);
         changed_.notify_all();
     }
     if (asked) asked->Close(result::kRemoteCallFailed);
     if (looking) looking->Wait(platform::kInfinite);
-    if (asking) asking->Wait(platform::kInfinite);
+    if (asking) asking->Wait(2 * times_.lose_at_end);
 }
 
 void PeerWatch::Stop() noexcept {
@@ -162,7 +165,6 @@ void PeerWatch::Stop() noexcept {
     const std::lock_guard guard(lock_);
     stopping_ = false;
     hurried_ = false;
-    asked_.reset();
 }
 
 }  // namespace vek::remoting

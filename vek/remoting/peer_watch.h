@@ -29,9 +29,9 @@ struct PeerWatchTimes {
 //
 // Has up to two threads while it is used: one looks, the other asks peers, by a call that every
 // peer answers, and waits for them. Time in which the machine sleeps does not count. Any thread may
-// call the operations, except that Stop and Close are for one at a time. Connections share it:
-// whoever has made it closes it, so that it is not one of its own threads that lets go of it last.
-class PeerWatch {
+// call the operations, except that Stop and Close are for one at a time. A shared object:
+// whoever has made it closes it, so that it is not one of its own threads that waits for itself.
+class PeerWatch : public std::enable_shared_from_this<PeerWatch> {
 public:
     // `clock` outlives the watch.
     explicit PeerWatch(PeerWatchTimes times = {},
@@ -50,7 +50,8 @@ public:
     bool IsPatient(std::chrono::milliseconds begun) noexcept;
 
     // Ends its threads and the hurry. Calls that are to be watched fail meanwhile, and may be made
-    // again afterwards.
+    // again afterwards. A thread that asks a peer by a call which the system does not give up is
+    // waited for twice lose_at_end, and ends by itself.
     void Stop() noexcept;
     // As Stop, for good.
     void Close() noexcept;
@@ -85,7 +86,7 @@ private:
     void Look() noexcept;
     std::shared_ptr<Connection> FindSilent(milliseconds& pause);
     void Ask(const std::shared_ptr<Connection>& peer) noexcept;
-    void AskPeers() noexcept;
+    void AskPeers(std::uint32_t round) noexcept;
 
     const PeerWatchTimes times_;
     platform::Clock& clock_;
@@ -97,6 +98,7 @@ private:
     bool hurried_ = false;
     milliseconds hurried_since_{};
     bool stopping_ = false;
+    std::uint32_t round_ = 0;  // counts the ends; who asks belongs to one
     std::unique_ptr<platform::Thread> looking_;
     std::unique_ptr<platform::Thread> asking_;
 };
