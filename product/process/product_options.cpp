@@ -37,6 +37,12 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
             options.stop = true;
             continue;
         }
+        if (name == "--silent-at" || name == "--stopped-at") {
+            const auto step = ++i < arguments.size() ? StepNamed(arguments[i]) : std::nullopt;
+            if (!step) return std::nullopt;
+            options.silence = Silence{*step, name == "--stopped-at"};
+            continue;
+        }
         std::filesystem::path* const path = PathOption(options, name);
         if (path == nullptr || ++i == arguments.size()) return std::nullopt;
         *path = arguments[i];
@@ -52,6 +58,7 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
 void PrintUsage(std::ostream& out) {
     out << "usage: mlxo_product --folder DIR [--rules FILE] [--settings FILE] [--texts FILE]\n"
            "                    [--resources DIR] [--log FILE] [--reports FILE]\n"
+           "                    [--silent-at STEP | --stopped-at STEP]\n"
            "       mlxo_product --folder DIR --stop\n";
 }
 

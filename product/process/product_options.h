@@ -5,11 +5,14 @@
 #include <ostream>
 #include <span>
 
+#include "product/process/silence.h"
+
 namespace reference_product {
 
 // The command line of the product's program. Files that it does not name lie in the folder.
 struct ProductOptions {
     bool stop = false;  // stop the running process instead of becoming it
+    std::optional<Silence> silence;
     std::filesystem::path folder;
     std::filesystem::path rules;      // sample.rules
     std::filesystem::path settings;   // settings.json

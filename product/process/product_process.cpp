@@ -55,7 +55,8 @@ private:
     const RunningProduct& self_;
 };
 
-vek::RefPtr<InProcessProduct> MakeServices(const ProductOptions& options, const Log& log) {
+vek::RefPtr<plugins::IServiceLocator> MakeServices(const ProductOptions& options, const Log& log,
+                                                   const ReachStep& reach) {
     // Owned by the scanner, which a caller may keep longer than the server lives.
     auto reports = std::make_shared<ReportWriter>(options.reports);
     const auto scanner = vek::MakeObject<MailScanner>(
@@ -63,45 +64,51 @@ vek::RefPtr<InProcessProduct> MakeServices(const ProductOptions& options, const 
             const std::uint32_t number = reports->Write(report);
             log("check " + std::to_string(number) + ": " + ToText(report));
         });
-    auto services = vek::MakeObject<InProcessProduct>(scanner);
+    auto services = vek::MakeObject<InProcessProduct>(WithSteps(scanner, reach));
     using namespace plugins::product;
     services->Offer(IProductSettings::kInterfaceId,
-                    vek::MakeObject<SettingsService>(options.settings, log));
+                    WithSteps(vek::MakeObject<SettingsService>(options.settings, log), reach));
     services->Offer(ILocalization::kInterfaceId,
                     vek::MakeObject<LocalizationService>(options.texts, options.resources, log));
     services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(log));
-    return services;
+    return WithSteps(std::move(services), reach);
 }
 
 // Gives the services to every process that connects.
 class Master final : public remoting::MasterObject {
 public:
-    explicit Master(vek::RefPtr<plugins::IServiceLocator> locator) noexcept
-        : locator_(std::move(locator)) {}
+    Master(vek::RefPtr<plugins::IServiceLocator> locator, ReachStep reach) noexcept
+        : locator_(std::move(locator)), reach_(std::move(reach)) {}
 
     // The process runs until it is told to stop, whoever is connected.
-    vek::result_t Lock() noexcept override { return vek::result::kOk; }
+    vek::result_t Lock() noexcept override {
+        if (reach_) reach_(Step::kFeatures);
+        return vek::result::kOk;
+    }
     void Unlock() noexcept override {}
 
     vek::result_t GetServiceLocator(
         vek::RefPtr<plugins::IServiceLocator>& locator) noexcept override {
+        if (reach_) reach_(Step::kLocator);
         locator = locator_;
         return vek::result::kOk;
     }
 
 private:
     const vek::RefPtr<plugins::IServiceLocator> locator_;
+    const ReachStep reach_;
 };
 
 // Lets processes of this user reach `locator`, at the local id of this process. The log is told who
 // comes and goes.
 std::unique_ptr<remoting::Server> Serve(vek::RefPtr<plugins::IServiceLocator> locator,
-                                        const Log& log) {
+                                        const Log& log, const ReachStep& reach) {
     remoting::ServerConfig config;
     config.endpoint.local_id = vek::platform::CurrentProcessId();
     config.connection.factories = plugins::remoting::RemoteInterfaces();
-    config.connection.master = std::make_shared<Master>(std::move(locator));
-    config.on_connected = [log](std::uint32_t process_id) {
+    config.connection.master = std::make_shared<Master>(std::move(locator), reach);
+    config.on_connected = [log, reach](std::uint32_t process_id) {
+        if (reach) reach(Step::kAccept);
         log("connected: process " + std::to_string(process_id));
     };
     config.on_disconnected = [log](std::uint32_t process_id, vek::result_t reason) {
@@ -128,7 +135,8 @@ bool IsServed(const RunFolder& folder) noexcept {
 
 void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
                        const RunFolder& folder, const Log& log) {
-    const auto server = Serve(MakeServices(options, log), log);
+    const ReachStep reach = MakeReachStep(options.silence);
+    const auto server = Serve(MakeServices(options, log, reach), log, reach);
     const remote::Endpoint address = server->endpoint();
     const std::uint32_t id = vek::platform::CurrentProcessId();
     const RunningProduct self{id, ProcessStart(id).value_or(0), address.local_id, address.tcp_port};

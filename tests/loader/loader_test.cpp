@@ -12,6 +12,7 @@
 #include "tests/support/fake_clock.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
+#include "tests/support/wait_until.h"
 #include "vek/platform/process.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
@@ -95,17 +96,22 @@ struct Product final : vek::platform::LibraryLoader {
     vek::RefPtr<ILoader> MakeLoader() {
         return vek::MakeObject<loader::ProductLoader>(
             product_info::LibraryEnvironment{*this, installed, tracer, keeper, clock},
-            [this](const ProductProcess& process, loader::ProductConnection& connection) {
+            [this](const ProductProcess& process, const loader::PeerWatchPtr&,
+                   loader::ProductConnection& connection) {
                 ++connects;
                 EXPECT_EQ(process.address.local_id, plan.where.local_id);
                 if (const auto during = std::exchange(during_connect, {})) during();
+                while (silent && vek::remoting::CallScope::Current()->left().count() != 0)
+                    std::this_thread::yield();
                 if (plan.raises) throw std::bad_alloc();
                 if (plan.gives_locator) connection.locator = NewProduct();
                 const std::shared_ptr<void> end(
                     nullptr, [this](void*) { on_lost ? std::exchange(on_lost, {})() : void(); });
                 connection.is_alive = [this, end] { return alive.load(); };
-                return plan.connected;
-            });
+                connection.was_silent = [this] { return silent.load(); };
+                return silent ? result::kNotReady : plan.connected;
+            },
+            loader::LoaderTimes{{}, std::chrono::milliseconds{20}, std::chrono::milliseconds{50}});
     }
 
     static inline Product* current;
@@ -118,6 +124,7 @@ struct Product final : vek::platform::LibraryLoader {
     std::shared_ptr<product_info::LibraryKeeper> keeper =
         std::make_shared<product_info::LibraryKeeper>();
     std::atomic<bool> alive{true};
+    std::atomic<bool> silent{false};  // it does not answer, or has not done so any more
 };
 
 // The scanner tells the connections apart.
@@ -240,6 +247,51 @@ TEST(ProductLoader, IsFreeForOthersWhileALostConnectionGoes) {
     EXPECT_TRUE(other.valid());
 }
 
+TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
+    using std::chrono::milliseconds;
+    const auto ask = [](ILoader& loader, milliseconds limit) {
+        const vek::remoting::EventScope event(milliseconds{100});
+        const auto start = std::chrono::steady_clock::now();
+        const result_t code = Ask(loader).first;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, limit);
+        return code;
+    };
+    for (const bool was_connected : {false, true}) {
+        Product product({});
+        const auto loader = product.MakeLoader();
+        if (was_connected) {
+            EXPECT_EQ(Ask(*loader).first, result::kOk);
+        }
+        product.silent = true;
+        product.alive = false;
+        if (!was_connected) {
+            EXPECT_EQ(ask(*loader, milliseconds{1000}), result::kNotReady);
+        }
+        // As often as it is tried in the background, nobody waits for that.
+        const int before = product.connects;
+        EXPECT_TRUE(tests::WaitUntil([&] {
+            EXPECT_EQ(ask(*loader, milliseconds{90}), result::kRemoteCallFailed);
+            return product.connects >= before + 2;
+        }));
+        product.alive = true;
+        product.silent = false;
+        EXPECT_TRUE(tests::WaitUntil([&] { return vek::Succeeded(Ask(*loader).first); }));
+
+        product.silent = true;  // its end stops the attempts, and lets the next call make one
+        product.alive = false;
+        EXPECT_EQ(ask(*loader, milliseconds{90}), result::kRemoteCallFailed);
+        vek::RefPtr<loader::IProductRoad> road;
+        ASSERT_EQ(loader->QueryInterface(loader::IProductRoad::kInterfaceId, road.put_void()), 0u);
+        road->End();
+        const int ended = product.connects;
+        std::this_thread::sleep_for(milliseconds{60});
+        EXPECT_EQ(product.connects, ended);
+        EXPECT_EQ(ask(*loader, milliseconds{1000}), result::kNotReady);
+        EXPECT_EQ(product.connects, ended + 1);
+        road->End();
+    }
+}
+
 struct Master final : vek::remoting::MasterObject {
     result_t Lock() noexcept override { return result::kOk; }
     void Unlock() noexcept override {}
@@ -257,18 +309,17 @@ TEST(RemoteConnector, TalksToTheProcessOfTheAddressAlone) {
     std::unique_ptr<vek::remoting::Server> server;
     ASSERT_EQ(vek::remoting::Server::Start(std::move(config), server), result::kOk);
     const auto connect = loader::RemoteConnector(nullptr);
+    const auto watch = std::make_shared<vek::remoting::PeerWatch>();
     loader::ProductConnection connection, other;
     const std::string program = vek::platform::ProgramOfProcess(own);
     const RemoteAddress here{own, 0, 0, own}, process_not_said{own, 0, 0, 0};
-    EXPECT_TRUE(vek::Failed(connect({{own, 0, 0, own + 1}}, other)));
-    EXPECT_TRUE(vek::Failed(connect({here, "", program + ".other"}, other)));
-    EXPECT_EQ(connect({process_not_said}, other), result::kOk);
-    EXPECT_EQ(connect({here, "", program}, connection), result::kOk);
+    EXPECT_TRUE(vek::Failed(connect({{own, 0, 0, own + 1}}, watch, other)));
+    EXPECT_TRUE(vek::Failed(connect({here, "", program + ".other"}, watch, other)));
+    EXPECT_EQ(connect({process_not_said}, watch, other), result::kOk);
+    EXPECT_EQ(connect({here, "", program}, watch, connection), result::kOk);
     EXPECT_TRUE(connection.locator && connection.is_alive());
     server.reset();
-    for (int i = 0; i < 5000 && connection.is_alive(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_FALSE(connection.is_alive());
+    EXPECT_TRUE(tests::WaitUntil([&] { return !connection.is_alive(); }));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 #include "vek/platform/calendar.h"
@@ -14,6 +15,10 @@ public:
 
     // Milliseconds since the system started, wrapping after 49.7 days.
     virtual std::uint32_t TickCount() noexcept = 0;
+
+    // Time since some moment in which the machine was awake: sleep and hibernation do not count.
+    // The system's, unless a clock has one of its own.
+    virtual std::chrono::milliseconds AwakeTime() noexcept;
 
     // The time now, in UTC.
     virtual filetime_t UtcNow() noexcept = 0;

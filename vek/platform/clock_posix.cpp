@@ -39,6 +39,12 @@ private:
 
 }  // namespace
 
+std::chrono::milliseconds Clock::AwakeTime() noexcept {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::milliseconds(now.tv_nsec / 1'000'000);
+}
+
 Clock& TheClock() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
     static NeverDestroyed<SystemClock> clock;

@@ -31,6 +31,12 @@ public:
 
 }  // namespace
 
+std::chrono::milliseconds Clock::AwakeTime() noexcept {
+    ULONGLONG hundred_nanoseconds = 0;
+    ::QueryUnbiasedInterruptTime(&hundred_nanoseconds);
+    return std::chrono::milliseconds(hundred_nanoseconds / 10'000);
+}
+
 Clock& TheClock() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.
     static NeverDestroyed<SystemClock> clock;

@@ -43,6 +43,8 @@ inline constexpr method_id_t kQueryInterface = 1000;
 namespace service_call {
 inline constexpr method_id_t kOldServiceLocator = 0;
 inline constexpr method_id_t kServiceLocator = 1;
+// Asks for a sign of life, which any answer is; there is no such call, as every peer answers.
+inline constexpr method_id_t kSignOfLife = 0xFFFF;
 }  // namespace service_call
 
 // Names the method that a request calls, and the object it calls it of.

@@ -2,6 +2,7 @@
 
 #include "vek/core/border.h"
 #include "vek/remoting/call_frame.h"
+#include "vek/remoting/connection.h"
 #include "vek/trace/line.h"
 
 namespace vek::remoting {
@@ -104,6 +105,7 @@ result_t CallSender::Transmit(remote::RpcProtocolProcessorOut& packet, const Rop
                               Reply& reply) {
     auto* const transport = transport_.get();
     if (transport == nullptr) return result::kRemoteCallFailed;
+    const PeerWatch::Wait wait(connection_);
     result_t result;
     if (!request.Has(stream_ids::Handles)) {
         result = transport->SendReceive(packet, reply.packet);
@@ -122,6 +124,7 @@ result_t CallSender::Transmit(remote::RpcProtocolProcessorOut& packet, const Rop
         result = transport->SendReceiveWithFiles(packet, reply.packet);
     }
     if (result == result::kNotReady) return result::kRemoteCallFailed;
+    if (result != result::kRemoteCallFailed) connection_.NoteSignOfLife();
     // A peer that has too much to do has not looked at it.
     reply.delivered = result != result::kInsufficientResources;
     return result;

@@ -12,6 +12,8 @@
 
 namespace vek::remoting {
 
+class Connection;
+
 // The peer's answer to one call; owns its bytes. When it goes, the kernel handles that came with it
 // are closed and the stubs that the peer has let go are released: not before, since one of them may
 // be what the reply gives.
@@ -36,17 +38,20 @@ struct Reply {
 class CallSender {
 public:
     // All of them belong to the connection and must outlive the sender.
-    CallSender(const AttachedTransport& transport, ReleaseQueue& releases, StubRegistry& registry,
-               const FeatureAgreement& features, const trace::TracerPtr& tracer) noexcept
-        : transport_(transport),
+    CallSender(Connection& connection, const AttachedTransport& transport, ReleaseQueue& releases,
+               StubRegistry& registry, const FeatureAgreement& features,
+               const trace::TracerPtr& tracer) noexcept
+        : connection_(connection),
+          transport_(transport),
           releases_(releases),
           registry_(registry),
           features_(features),
           tracer_(tracer) {}
 
-    // Sends a request, with the handles that wait to be let go, and waits for its reply. The nodes
-    // must stay as they are meanwhile. The code says whether the request was served; the object's
-    // answer is in the reply. Handles of a request that never reached the peer wait again.
+    // Sends a request, with the handles that wait to be let go, and waits for its reply, for as
+    // long as the calling thread says (call_wait.h). The nodes must stay as they are meanwhile. The
+    // code says whether the request was served; the object's answer is in the reply. Handles of a
+    // request that never reached the peer wait again.
     result_t SendReceive(const CallTarget& target, const Rope& request, Reply& reply) noexcept;
     // The same for calls of proxies, which carry no kernel handles.
     result_t DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,
@@ -63,6 +68,7 @@ private:
     result_t Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request, Reply& reply);
     std::uint32_t NextCallId() noexcept;
 
+    Connection& connection_;
     const AttachedTransport& transport_;
     ReleaseQueue& releases_;
     StubRegistry& registry_;

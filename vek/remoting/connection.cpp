@@ -63,7 +63,7 @@ result_t Connection::Init() noexcept {
                       [this] { incoming_ = std::make_unique<IncomingProcessor>(*this); });
     if (Failed(result)) return result;
     return InitStep("creating a generator of unique request numbers", [this] {
-        sender_ = std::make_unique<CallSender>(transport_, releases_, *registry_, *features_,
+        sender_ = std::make_unique<CallSender>(*this, transport_, releases_, *registry_, *features_,
                                                config_.tracer);
     });
 }
@@ -105,10 +105,24 @@ void Connection::Close(result_t reason) noexcept {
     End();
 }
 
+void Connection::AskForSign() noexcept {
+    const CallTarget target{kNoHandle, 0, service_call::kSignOfLife, method_attribute::kNone};
+    Reply reply;
+    static_cast<void>(sender_->SendReceive(target, Rope(), reply));
+}
+
+void Connection::LoseSilentPeer() noexcept {
+    was_silent_ = true;
+    trace::Write(config_.tracer, trace::level::kWarning, "VEK remoting: ORPC Connection(",
+                 NameOf(this), ") will be closed because its peer does not answer");
+    Close(result::kRemoteCallFailed);
+}
+
 std::uint64_t Connection::requests_served() const noexcept { return incoming_->requests_served(); }
 
 void Connection::HandleRequest(remote::RpcProtocolProcessorIn& request,
                                remote::ReplySender& reply) noexcept {
+    NoteSignOfLife();
     incoming_->Process(request, reply);
 }
 

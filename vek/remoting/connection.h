@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -9,6 +11,7 @@
 #include "vek/remoting/call_sender.h"
 #include "vek/remoting/feature_agreement.h"
 #include "vek/remoting/master_object.h"
+#include "vek/remoting/peer_watch.h"
 #include "vek/remoting/protocol_features.h"
 #include "vek/remoting/release_queue.h"
 #include "vek/remoting/stub_registry.h"
@@ -31,6 +34,8 @@ struct ConnectionConfig {
     // Makes the numbers of stub handles; counted when empty.
     std::function<std::unique_ptr<SequenceGenerator>()> make_generator;
     trace::TracerPtr tracer;
+    // Bounds how long calls wait for the peer, where they ask for it. May be null.
+    std::shared_ptr<PeerWatch> watch;
 };
 
 // Joins this process to one other, so that each can call objects of the other. Made by Create, then
@@ -66,6 +71,15 @@ public:
     bool IsOpen() const noexcept { return transport_.IsOpen(); }
     std::uint32_t peer_process_id() const noexcept { return transport_.peer_process_id(); }
 
+    // What has arrived from the peer so far: a changed number is a sign of life.
+    void NoteSignOfLife() noexcept { signs_of_life_.fetch_add(1, std::memory_order_relaxed); }
+    std::uint64_t signs_of_life() const noexcept { return signs_of_life_; }
+    // Asks the peer for one and waits for it, or for the connection's end.
+    void AskForSign() noexcept;
+    // Closes the connection with kRemoteCallFailed, because of a peer that does not answer.
+    void LoseSilentPeer() noexcept;
+    bool was_silent() const noexcept { return was_silent_; }
+
     // Its parts.
     StubRegistry& registry() noexcept { return *registry_; }
     FeatureAgreement& features() noexcept { return *features_; }
@@ -92,6 +106,8 @@ private:
 
     const ConnectionConfig config_;
     AttachedTransport transport_;
+    std::atomic<std::uint64_t> signs_of_life_{0};
+    std::atomic<bool> was_silent_{false};
     ReleaseQueue releases_;
     MasterLock master_lock_;
     // Made by Init, which Create does not return without.

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "vek/core/current_exception.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/remoting/connection.h"
 #include "vek/remoting/local_interfaces.h"
 
@@ -25,6 +26,7 @@ result_t RecoveringService::Resolve(StubAddress& address) noexcept {
 }
 
 result_t RecoveringService::Find(RefPtr<IObject>& service) const noexcept {
+    const LimitedCalls limited;
     RefPtr<IServiceLocator> locator;
     const result_t result = source_(locator);
     return Failed(result) ? result : locator->GetInterface(id_, nullptr, service.put_void());

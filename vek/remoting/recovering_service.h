@@ -15,7 +15,8 @@ namespace vek::remoting {
 // anew when there is none. Called from any thread; must not raise.
 using LocatorSource = std::function<result_t(RefPtr<IServiceLocator>& locator)>;
 
-// A service of a process that may come and go: found anew, by its id, in every new connection.
+// A service of a process that may come and go: found anew, by its id, in every new connection. To
+// find it is a limited call (call_wait.h).
 class RecoveringService final : public RemoteObject {
 public:
     RecoveringService(LocatorSource source, interface_id_t id);

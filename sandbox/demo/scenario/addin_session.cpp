@@ -13,12 +13,13 @@ class AddinSession::Parts {
 public:
     Parts(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
           vek::platform::Clock& clock, vek::trace::TracerPtr tracer,
-          mail_processing::CheckObserver& observer)
+          mail_processing::CheckObserver& observer, std::chrono::milliseconds event_wait)
         : host_(host),
           services_(services),
           clock_(clock),
           tracer_(std::move(tracer)),
-          observer_(observer) {}
+          observer_(observer),
+          event_wait_(event_wait) {}
 
     HRESULT Connect() {
         HRESULT code = E_FAIL;
@@ -38,7 +39,8 @@ public:
                 .services = services_,
                 .clock = clock_,
                 .tracer = tracer_,
-                .observer = observer_});
+                .observer = observer_,
+                .event_wait = event_wait_});
             host_.LoadExtension([this] { return MakeExtension(); });
             code = addin_->OnConnection(host_);
             if (FAILED(code)) Disconnect();
@@ -67,6 +69,7 @@ private:
     vek::platform::Clock& clock_;
     const vek::trace::TracerPtr tracer_;
     mail_processing::CheckObserver& observer_;
+    const std::chrono::milliseconds event_wait_;
     // There is no mouse.
     class NoCursor final : public mail_processing::Cursor {
     public:
@@ -80,8 +83,10 @@ private:
 
 AddinSession::AddinSession(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
                            vek::platform::Clock& clock, vek::trace::TracerPtr tracer,
-                           mail_processing::CheckObserver& observer)
-    : parts_(std::make_unique<Parts>(host, services, clock, std::move(tracer), observer)) {}
+                           mail_processing::CheckObserver& observer,
+                           std::chrono::milliseconds event_wait)
+    : parts_(std::make_unique<Parts>(host, services, clock, std::move(tracer), observer,
+                                     event_wait)) {}
 
 AddinSession::~AddinSession() { Disconnect(); }
 

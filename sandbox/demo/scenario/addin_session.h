@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "common/loader/service_access.h"
@@ -15,7 +16,8 @@ class AddinSession {
 public:
     AddinSession(outlook::HostOutlook& host, plugins::loader::ServiceAccess& services,
                  vek::platform::Clock& clock, vek::trace::TracerPtr tracer,
-                 plugins::mail_processing::CheckObserver& observer);
+                 plugins::mail_processing::CheckObserver& observer,
+                 std::chrono::milliseconds event_wait);
     // Disconnects.
     ~AddinSession();
     AddinSession(const AddinSession&) = delete;

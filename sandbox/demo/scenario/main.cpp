@@ -4,8 +4,11 @@
 //                 [--outlook VERSION] [--store NAME]
 //   mlxo_scenario --soak EVENTS [--seed N] --messages DIR --out DIR --rules FILE
 //                 [--outlook VERSION] [--store NAME]
+//   mlxo_scenario (--silent-at STEP | --stopped-at STEP) --product DIR --messages DIR --out DIR
+//                 --rules FILE
 //
-// The scanner is in this process, or it is that of the product that is installed in the folder of
+// The last prints how long Outlook's thread is held when the product falls silent (product.md). The
+// scanner is in this process, or it is that of the product that is installed in the folder of
 // --product (product_library.h), whose process is started and stopped here. The
 // mail lies in a store of store_traits.h, usually "usual".
 
@@ -20,6 +23,7 @@
 #include "product/state/text_file.h"
 #include "sandbox/demo/scenario/parser.h"
 #include "sandbox/demo/scenario/scenario_run.h"
+#include "sandbox/demo/scenario/silence.h"
 
 namespace {
 
@@ -32,16 +36,18 @@ using Arguments = std::map<std::string, std::string, std::less<>>;
 
 // Nothing for arguments that cannot be understood.
 bool Parse(int argc, char** argv, Arguments& arguments) {
-    constexpr std::array<std::string_view, 9> kNames = {"--scenario", "--soak",    "--seed",
-                                                        "--messages", "--out",     "--rules",
-                                                        "--product",  "--outlook", "--store"};
+    constexpr std::array<std::string_view, 11> kNames = {
+        "--scenario", "--soak",    "--seed",  "--messages",  "--out",       "--rules",
+        "--product",  "--outlook", "--store", "--silent-at", "--stopped-at"};
     for (int i = 1; i < argc; i += 2) {
         if (std::find(kNames.begin(), kNames.end(), argv[i]) == kNames.end() || i + 1 == argc ||
             !arguments.emplace(argv[i], argv[i + 1]).second)
             return false;
     }
-    return arguments.contains("--scenario") != arguments.contains("--soak") &&
-           arguments.contains("--messages") && arguments.contains("--out") &&
+    int ways = 0;
+    for (const char* const way : {"--scenario", "--soak", "--silent-at", "--stopped-at"})
+        ways += arguments.contains(way) ? 1 : 0;
+    return ways == 1 && arguments.contains("--messages") && arguments.contains("--out") &&
            arguments.contains("--rules");
 }
 
@@ -54,8 +60,11 @@ std::uint32_t Number(const std::string& text) {
 
 bool Run(Arguments& arguments) {
     using reference_product::PathOf;
-    PlayerOptions options{PathOf(arguments["--messages"]), PathOf(arguments["--out"]),
-                          PathOf(arguments["--rules"]), PathOf(arguments["--product"])};
+    PlayerOptions options;
+    options.messages = PathOf(arguments["--messages"]);
+    options.out = PathOf(arguments["--out"]);
+    options.rules = PathOf(arguments["--rules"]);
+    options.product.folder = PathOf(arguments["--product"]);
     if (const std::string& version = arguments["--outlook"]; !version.empty())
         options.version = version;
     if (const std::string& name = arguments["--store"]; !name.empty()) {
@@ -67,6 +76,16 @@ bool Run(Arguments& arguments) {
         const std::string& seed = arguments["--seed"];
         return RunSoak(options, {Number(soak->second), seed.empty() ? 1 : Number(seed)}, std::cout);
     }
+    for (const char* const silence : {"--silent-at", "--stopped-at"}) {
+        if (!arguments.contains(silence)) continue;
+        options.product.first_arguments = {silence, arguments[silence]};
+        for (const char* const first : kSilentEvents) {
+            std::cout << "silent in: " << first << '\n';
+            for (const HeldTime& held : MeasureSilence(options, first))
+                std::cout << "  " << held.event << ": " << held.time.count() << " us\n";
+        }
+        return true;
+    }
     return RunScenario(options, LoadScenario(PathOf(arguments["--scenario"])), std::cout);
 }
 
@@ -76,7 +95,8 @@ int main(int argc, char** argv) {
     Arguments arguments;
     if (!Parse(argc, argv, arguments)) {
         std::cerr << "usage: mlxo_scenario (--scenario FILE [--product DIR] | --soak EVENTS "
-                     "[--seed N])\n"
+                     "[--seed N] |\n"
+                     "                      (--silent-at STEP | --stopped-at STEP) --product DIR)\n"
                      "                     --messages DIR --out DIR --rules FILE [--outlook "
                      "VERSION] [--store NAME]\n";
         return kUsage;

@@ -49,14 +49,15 @@ bool Leftovers::none() const {
 Player::Player(PlayerOptions options)
     : options_(std::move(options)),
       shelf_(options_.messages),
-      product_(options_.product.empty() ? MakeLocalProduct(options_.rules)
-                                        : MakeRemoteProduct(options_.product, options_.rules)),
+      product_(options_.product.folder.empty()
+                   ? MakeLocalProduct(options_.rules)
+                   : MakeRemoteProduct(options_.product, options_.rules)),
       settings_{true, false, std::nullopt, {1, 1, 1}},
       trace_(TraceConfig(options_, *product_)),
       tracer_(vek::trace::OpenFileTracer(trace_)),
       services_(product_->Loader(tracer_)),
       host_(std::make_unique<outlook::HostOutlook>(mapi_, options_.version)),
-      addin_(*host_, services_, clock_, tracer_, scoreboard_) {
+      addin_(*host_, services_, clock_, tracer_, scoreboard_, options_.event_wait) {
     product_->Set(settings_);
     product_->Start();
 }

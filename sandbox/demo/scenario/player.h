@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -23,11 +24,12 @@ struct PlayerOptions {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the trace in "trace", unless the product says otherwise
     std::filesystem::path rules;
-    // The folder of a product for a process of its own; empty for one in this process.
-    std::filesystem::path product;
+    // A product in a process of its own; without a folder one in this process.
+    RemoteProductOptions product;
     std::string version = "15";  // Outlook's
     outlook::StoreTraits store = outlook::kUsualStore;
     std::uint64_t trace_bytes = 16 << 20;
+    std::chrono::milliseconds event_wait = vek::remoting::kEventWait;  // the add-in's
 };
 
 // Counts what is still held when everything should have been given back.

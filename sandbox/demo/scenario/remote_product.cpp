@@ -28,14 +28,19 @@ nlohmann::ordered_json ToJson(const MailSettings& switches) {
 
 class RemoteProduct final : public ScenarioProduct {
 public:
-    RemoteProduct(std::filesystem::path folder, std::filesystem::path rules)
-        : folder_(std::move(folder)), rules_(std::move(rules)) {}
+    RemoteProduct(RemoteProductOptions options, std::filesystem::path rules)
+        : options_(std::move(options)),
+          folder_(options_.folder),
+          first_arguments_(options_.first_arguments),
+          rules_(std::move(rules)) {}
 
     void Start() override {
         if (process_) return;
-        process_ = StartProgram(folder_ / "mlxo_product",
-                                {"--folder", reference_product::PathText(folder_), "--rules",
-                                 reference_product::PathText(rules_)});
+        std::vector<std::string> arguments{"--folder", reference_product::PathText(folder_),
+                                           "--rules", reference_product::PathText(rules_)};
+        for (std::string& argument : std::exchange(first_arguments_, {}))
+            arguments.push_back(std::move(argument));
+        process_ = StartProgram(folder_ / "mlxo_product", arguments);
         const reference_product::RunFolder folder(folder_);
         const auto deadline = std::chrono::steady_clock::now() + kPatience;
         while (!folder.Running()) {
@@ -59,7 +64,8 @@ public:
     }
 
     plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) override {
-        return plugins::loader::ProductLoaderFactory({.tracer = std::move(tracer)});
+        return plugins::loader::ProductLoaderFactory(
+            {.registry = *options_.registry, .tracer = std::move(tracer)}, options_.times);
     }
 
     void SetTrace(vek::trace::FileTracerConfig& config) const override {
@@ -76,16 +82,18 @@ public:
     }
 
 private:
+    const RemoteProductOptions options_;
     const std::filesystem::path folder_;
+    std::vector<std::string> first_arguments_;
     const std::filesystem::path rules_;
     std::unique_ptr<ChildProcess> process_;
 };
 
 }  // namespace
 
-std::unique_ptr<ScenarioProduct> MakeRemoteProduct(const std::filesystem::path& folder,
+std::unique_ptr<ScenarioProduct> MakeRemoteProduct(RemoteProductOptions options,
                                                    const std::filesystem::path& rules) {
-    return std::make_unique<RemoteProduct>(folder, rules);
+    return std::make_unique<RemoteProduct>(std::move(options), rules);
 }
 
 }  // namespace sandbox::demo

@@ -2,9 +2,12 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
-#include "common/loader/service_access.h"
+#include "common/loader/product_loader.h"
 #include "private_include/common/product_settings.h"
+#include "vek/platform/registry.h"
 #include "vek/trace/file_tracer.h"
 
 namespace sandbox::demo {
@@ -35,9 +38,16 @@ public:
 // std::runtime_error for a file with lines that are no rules.
 std::unique_ptr<ScenarioProduct> MakeLocalProduct(const std::filesystem::path& rules);
 
-// Makes one in a process of its own, installed in `folder` (product.md) and found as an installed
-// one is.
-std::unique_ptr<ScenarioProduct> MakeRemoteProduct(const std::filesystem::path& folder,
+// A product's process as a scenario uses it.
+struct RemoteProductOptions {
+    std::filesystem::path folder;              // it is installed there (product.md)
+    std::vector<std::string> first_arguments;  // that the first start has besides
+    plugins::loader::LoaderTimes times;        // of the loader that reaches it
+    vek::platform::Registry* registry = &vek::platform::TheRegistry();  // names it, on Windows
+};
+
+// Makes one in a process of its own, found as an installed one is.
+std::unique_ptr<ScenarioProduct> MakeRemoteProduct(RemoteProductOptions options,
                                                    const std::filesystem::path& rules);
 
 }  // namespace sandbox::demo

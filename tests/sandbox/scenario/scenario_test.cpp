@@ -10,14 +10,16 @@
 #include "sandbox/demo/scenario/parser.h"
 #include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/demo/scenario/scenario_table.h"
+#include "sandbox/demo/scenario/silence.h"
 #include "sandbox/outlook/message_file.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/product/product_folder.h"
 
 namespace sandbox::demo {
 namespace {
 
 namespace tag = plugins::mapi::tag;
 using outlook::PropertyValue;
+using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -109,6 +111,69 @@ TEST_F(Scenario, FindsDamageThatNoCheckHasDone) {
         now.properties.Set(tag::kSubjectA, PropertyValue::Text(row.subject));
         const std::string name = std::to_string(&row - kCases);
         EXPECT_NE(finder.Find(name, mail_, now, row.checks).empty(), row.damaged) << row.subject;
+    }
+}
+
+TEST_F(Scenario, TheConnectionToTheProductEndsWithTheAddin) {
+    const tests::ProductFolder product("when any do set-subject \"[x]\"\n");
+    tests::InstalledAt installed(product.library());
+    options_.product.folder = reference_product::PathOf(product.path());
+    options_.product.registry = &installed;
+    Player player(options_);
+    for (int round = 1; round < 3; ++round) {
+        player.Connect();
+        for (const ScenarioEvent& event : ParseScenario("send plain\n", "test")) player.Play(event);
+        EXPECT_TRUE(player.scoreboard().rows().back().is_checked());
+        player.Quit();
+        EXPECT_TRUE(product.Soon([&] { return product.Logged("  disconnected: ") == round; }));
+        player.clock().Advance(1000);
+    }
+}
+
+// A silent product holds Outlook's thread once, for its deadline, wherever and in whatever event it
+// falls silent.
+TEST_F(Scenario, ASilentProductHoldsOutlookOnce) {
+    constexpr milliseconds kWait{200}, kGone{300}, kNothing{100}, kLoad{1500};
+    const struct {
+        const char *option, *step;
+        std::vector<const char*> first;  // the events in which it falls silent
+        milliseconds held;
+    } kCases[] = {
+        {"--stopped-at", "accept", {"connect", "open", "send", "deliver", "options"}, kWait},
+        {"--stopped-at", "features", {"send"}, kWait},
+        {"--stopped-at", "locator", {"deliver"}, kWait},
+        {"--stopped-at", "get-interface", {"options"}, kWait},
+        {"--stopped-at", "settings", {"connect", "open"}, kWait},
+        {"--stopped-at", "check", {"connect", "send", "quit"}, kGone},
+        {"--stopped-at", "mail-object", {"open", "quit"}, kGone},
+        {"--silent-at", "accept", {"open"}, kWait},
+        {"--silent-at", "features", {"options"}, kWait},
+        {"--silent-at", "locator", {"connect"}, kWait},
+        {"--silent-at", "get-interface", {"send"}, kWait},
+        {"--silent-at", "settings", {"deliver", "send"}, kWait},
+    };
+    for (const auto& row : kCases) {
+        for (const char* const first : row.first) {
+            SCOPED_TRACE(std::string(row.option) + ' ' + row.step + ", " + first);
+            const tests::ProductFolder product("when any do set-subject \"[x]\"\n");
+            tests::InstalledAt installed(product.library());
+            options_.product.folder = reference_product::PathOf(product.path());
+            options_.product.first_arguments = {row.option, row.step};
+            options_.product.registry = &installed;
+            const bool quits = first == std::string("quit");  // which is what ends the wait then
+            options_.product.times = {
+                {kGone / 4, quits ? 100 * kGone : kGone, kGone}, milliseconds{50}, kWait};
+            options_.event_wait = kWait;
+            std::vector<HeldTime> times = MeasureSilence(options_, first);
+            EXPECT_LT(times.back().time, quits ? kGone + kLoad : 2 * kLoad);
+            times.pop_back();
+            int held = 0;
+            for (const HeldTime& event : times) {
+                EXPECT_LT(event.time, row.held + kLoad) << event.event;
+                if (event.time > kNothing) ++held;
+            }
+            EXPECT_EQ(held, times.empty() ? 0 : 1);
+        }
     }
 }
 

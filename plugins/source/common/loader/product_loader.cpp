@@ -6,8 +6,12 @@
 #include <utility>
 
 #include "common/remoting/remote_interfaces.h"
+#include "private_include/common/product_settings.h"
 #include "vek/core/throw.h"
+#include "vek/platform/clock.h"
 #include "vek/platform/process.h"
+#include "vek/platform/system.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/remoting/recovering_service.h"
 #include "vek/remoting/server.h"
 #include "vek/trace/traced_border.h"
@@ -36,8 +40,11 @@ bool RunsImage(std::uint32_t process_id, const std::string& image) {
 }  // namespace
 
 ProductLoader::ProductLoader(product_info::LibraryEnvironment environment,
-                             ProductConnector connector)
-    : environment_(std::move(environment)), connector_(std::move(connector)) {}
+                             ProductConnector connector, LoaderTimes times)
+    : environment_(std::move(environment)),
+      connector_(std::move(connector)),
+      times_(times),
+      watch_(std::make_shared<vek::remoting::PeerWatch>(times.watch)) {}
 
 vek::result_t ProductLoader::GetInterface(vek::interface_id_t id, void** object) noexcept {
     if (object == nullptr) return result::kInvalidArgument;
@@ -63,25 +70,32 @@ vek::result_t ProductLoader::Locate(vek::RefPtr<IServiceLocator>& locator) noexc
         environment_.tracer,
         [&] {
             ConnectionPtr connection = Kept();
-            if (!connection) connection = Keep(Connect());
+            if (!connection) connection = Keep(ConnectInTime());
             locator = connection->locator;
         },
         "Product is not reached: ");
 }
 
 // Gives the connection that was made before; null when there is none or it is lost. A lost one goes
-// with `kept`, after the lock: its end calls out and waits.
+// with `kept`, after the lock: its end calls out and waits. Raises when it is left to the loader's
+// thread to connect.
 ProductLoader::ConnectionPtr ProductLoader::Kept() {
     ConnectionPtr kept;
     {
         const std::lock_guard guard(lock_);
+        if (retrying_) vek::ThrowResult(result::kRemoteCallFailed);
         kept = kept_;
     }
     if (!kept || IsAlive(*kept)) return kept;
 
     trace::Write(environment_.tracer, trace::level::kDetail, "Connection to the product is lost");
+    const bool was_silent = kept->was_silent && kept->was_silent();
     const std::lock_guard guard(lock_);
-    if (kept_ == kept) kept_.reset();
+    if (kept_ == kept) {
+        kept_.reset();
+        if (was_silent) StartRetrying();
+    }
+    if (retrying_) vek::ThrowResult(result::kRemoteCallFailed);
     return kept_;
 }
 
@@ -94,24 +108,106 @@ ProductLoader::ConnectionPtr ProductLoader::Keep(const ConnectionPtr& made) {
     }
 }
 
+ProductLoader::ConnectionPtr ProductLoader::ConnectInTime() {
+    const vek::remoting::LimitedCalls limited;
+    const bool had_time = !limited.IsOver();
+    try {
+        return Connect();
+    } catch (...) {
+        const std::lock_guard guard(lock_);
+        if (had_time && limited.IsOver()) StartRetrying();
+        throw;
+    }
+}
+
 ProductLoader::ConnectionPtr ProductLoader::Connect() const {
     const product_info::ProductProcess process = product_info::FindProduct(environment_);
     const product_info::RemoteAddress& address = process.address;
     trace::Write(environment_.tracer, trace::level::kDetail, "Connect to the product: process ",
                  address.process_id, ", local id ", address.local_id, ", port ", address.tcp_port);
     auto made = std::make_shared<ProductConnection>();
-    const vek::result_t code = connector_(process, *made);
+    const vek::result_t code = connector_(process, watch_, *made);
     if (vek::Failed(code)) vek::ThrowResult(code);
     if (!made->locator) vek::ThrowResult(result::kUnexpected);
     return made;
 }
 
+// With the lock. Without a thread the next call connects itself.
+void ProductLoader::StartRetrying() noexcept {
+    if (retrying_) return;
+    trace::Write(environment_.tracer, trace::level::kWarning,
+                 "The product does not answer. It is tried again in the background");
+    static_cast<void>(vek::AtBorder([this] {
+        if (retry_thread_) retry_thread_->Wait(vek::platform::kInfinite);  // it is about to end
+        retry_thread_ =
+            vek::platform::TheSystem().StartThread([self = vek::RefPtr<ProductLoader>::Share(this),
+                                                    round = round_] { self->Retry(round); });
+        retrying_ = retry_thread_ != nullptr;
+    }));
+}
+
+void ProductLoader::Retry(std::uint32_t round) noexcept {
+    while (PauseRetrying(round) && !TryAgain(round)) {
+    }
+}
+
+// False when the loader was ended.
+bool ProductLoader::PauseRetrying(std::uint32_t round) noexcept {
+    std::unique_lock guard(lock_);
+    return !ended_.wait_for(guard, times_.retry_pause, [&] { return round_ != round; });
+}
+
+// A product that says who it is and then nothing more is not back: it has to answer for its
+// settings, too, whatever it answers.
+bool ProductLoader::TryAgain(std::uint32_t round) noexcept {
+    const vek::result_t tried = vek::AtBorder([&] {
+        const vek::remoting::EventScope event(times_.retry_limit);
+        const vek::remoting::LimitedCalls limited;
+        ConnectionPtr made = Connect();
+        vek::RefPtr<product::IProductSettings> settings;
+        product::MailPluginSettings record;
+        if (vek::Succeeded(made->locator->GetInterface(product::IProductSettings::kInterfaceId,
+                                                       nullptr, settings.put_void()))) {
+            static_cast<void>(settings->GetSettings(record));
+        }
+        if (!IsAlive(*made)) return result::kRemoteCallFailed;
+        const std::lock_guard guard(lock_);
+        if (round_ != round) return result::kRemoteCallFailed;  // `made` goes behind the lock
+        kept_ = std::move(made);
+        retrying_ = false;  // the last that this thread does
+        return result::kOk;
+    });
+    return vek::Succeeded(tried);
+}
+
+// A thread that is in a call which the system does not give up is not waited for without end; it
+// ends by itself then, and counts as an object of the module meanwhile.
+void ProductLoader::End() noexcept {
+    watch_->Hasten();
+    ConnectionPtr kept;
+    std::unique_ptr<vek::platform::Thread> retry_thread;
+    {
+        const std::lock_guard guard(lock_);
+        ++round_;
+        retrying_ = false;
+        kept = std::move(kept_);
+        retry_thread = std::move(retry_thread_);
+        ended_.notify_all();
+    }
+    if (retry_thread) retry_thread->Wait(2 * times_.watch.lose_at_end);
+    if (kept && kept->end) kept->end();
+    kept.reset();
+    watch_->Stop();
+}
+
 ProductConnector RemoteConnector(trace::TracerPtr tracer) {
     return [tracer = std::move(tracer)](const product_info::ProductProcess& process,
-                                        ProductConnection& product) {
+                                        const PeerWatchPtr& watch, ProductConnection& product) {
+        const vek::remoting::LimitedCalls limited;
         vek::remoting::ConnectionConfig config;
         config.factories = remoting::RemoteInterfaces();
         config.tracer = tracer;
+        config.watch = watch;
         remote::TransportConfig transport;
         transport.tracer = tracer;
         transport.peer_account = process.account;
@@ -120,19 +216,27 @@ ProductConnector RemoteConnector(trace::TracerPtr tracer) {
             [id, image = process.account.empty() ? process.image : ""](std::uint32_t process_id) {
                 return (id == 0 || process_id == id) && RunsImage(process_id, image);
             };
+        transport.connect_timeout = limited.left();
+        transport.gives_up = [watch, begun = vek::platform::TheClock().AwakeTime()] {
+            return !watch->IsPatient(begun);
+        };
         std::shared_ptr<vek::remoting::Connection> connection;
         const vek::result_t connected =
             vek::remoting::ConnectToServer({process.address.local_id, process.address.tcp_port},
                                            std::move(config), transport, connection);
         if (vek::Failed(connected)) return connected;
         product.is_alive = [connection] { return connection->IsOpen(); };
+        product.was_silent = [connection] { return connection->was_silent(); };
+        product.end = [connection] { connection->Close(result::kOk); };
         return connection->GetServiceLocator(product.locator);
     };
 }
 
-LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment) {
-    return [environment = std::move(environment)](vek::RefPtr<ILoader>& loader) {
-        loader = vek::MakeObject<ProductLoader>(environment, RemoteConnector(environment.tracer));
+LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment,
+                                   LoaderTimes times) {
+    return [environment = std::move(environment), times](vek::RefPtr<ILoader>& loader) {
+        loader =
+            vek::MakeObject<ProductLoader>(environment, RemoteConnector(environment.tracer), times);
         return result::kOk;
     };
 }

@@ -61,6 +61,26 @@ void* ServiceAccess::RequireService(vek::interface_id_t id) {
     return service;
 }
 
+vek::RefPtr<IProductRoad> ServiceAccess::Road() noexcept {
+    vek::RefPtr<ILoader> loader;
+    {
+        const std::lock_guard guard(lock_);
+        loader = loader_;
+    }
+    vek::RefPtr<IProductRoad> road;
+    if (loader)
+        static_cast<void>(loader->QueryInterface(IProductRoad::kInterfaceId, road.put_void()));
+    return road;
+}
+
+void ServiceAccess::Hasten() noexcept {
+    if (const auto road = Road()) road->Hasten();
+}
+
+void ServiceAccess::End() noexcept {
+    if (const auto road = Road()) road->End();
+}
+
 ServiceAccess& ProcessServices() noexcept {
     // Never destroyed: by the time the module goes, the loader can no longer say goodbye to the
     // product without waiting for threads that the system holds back.

@@ -14,11 +14,30 @@ namespace plugins::loader {
 // Creates the loader. Makes no call to the product: the loader connects when it is first asked.
 using LoaderFactory = std::function<vek::result_t(vek::RefPtr<ILoader>& loader)>;
 
+// What a loader also is when a road leads to another process. Any thread may call Hasten.
+struct IProductRoad : vek::IObject {
+    static constexpr vek::interface_id_t kInterfaceId = 0x5A61C7E4;
+
+    // This process is about to end: a product that does not answer is not waited for as long.
+    virtual void Hasten() noexcept = 0;
+    // Ends the connection and every thread that it takes: calls to the product fail. A later lookup
+    // makes another. Waits for the threads, for one that connects a second at most. Not to be
+    // called twice at once.
+    virtual void End() noexcept = 0;
+
+protected:
+    ~IProductRoad() = default;
+};
+
 // Holds the loader, which is created on first use and kept. May be called from any thread; the
 // lock guards the creation of the loader and is never held during a call to the product.
 class ServiceAccess {
 public:
     explicit ServiceAccess(LoaderFactory factory);
+    // As End.
+    ~ServiceAccess() { End(); }
+    ServiceAccess(const ServiceAccess&) = delete;
+    ServiceAccess& operator=(const ServiceAccess&) = delete;
 
     // Gives the product's service `id` with a reference, or the code of the step that failed: the
     // product cannot be reached now, and a later call may succeed.
@@ -31,7 +50,12 @@ public:
             static_cast<Interface*>(RequireService(Interface::kInterfaceId)));
     }
 
+    // As IProductRoad; nothing without a loader, or when it is none.
+    void Hasten() noexcept;
+    void End() noexcept;
+
 private:
+    vek::RefPtr<IProductRoad> Road() noexcept;
     void* RequireService(vek::interface_id_t id);
     vek::result_t GetLoader(vek::RefPtr<ILoader>& loader) noexcept;
 

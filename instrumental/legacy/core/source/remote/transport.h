@@ -6,6 +6,7 @@
 // was closed while a request was on its way: it may have been carried out or not. kNotReady when it
 // certainly was not: there is nobody at the endpoint, or the peer was lost before.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -96,11 +97,15 @@ struct TransportConfig {
     // Received handles that the sender pushed here are taken as they are, instead of being
     // duplicated: only for a peer that is trusted to name none but those.
     bool adopt_handles = false;
+    // How long ConnectTransport waits for the peer; a millisecond at least.
+    std::chrono::milliseconds connect_timeout{3000};
+    // Asked now and then meanwhile: true ends the wait. May be empty; the RPC runtime does not ask.
+    std::function<bool()> gives_up = {};
 };
 
 // Reaches the process at `endpoint`. The transport keeps `handler` alive no longer than it is
-// itself alive and open: it holds it weakly. Fails within a few seconds whatever the peer does:
-// kNotReady when there is nobody, kAccessDenied when the peer is refused or refuses.
+// itself alive and open: it holds it weakly. Fails within the time of `config` whatever the peer
+// does: kNotReady when there is nobody, kAccessDenied when the peer is refused or refuses.
 vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHandler> handler,
                                const TransportConfig& config,
                                std::shared_ptr<Transport>& transport) noexcept;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <string>
 
@@ -12,16 +13,14 @@ namespace {
 namespace result = vek::result;
 namespace trace = vek::trace;
 
-constexpr std::chrono::seconds kConnectTimeout{3};
-
 // Asks the peer to take this end in. It confirms itself to the connection meanwhile.
 vek::result_t Introduce(RPC_BINDING_HANDLE binding, const Endpoint& endpoint, const Endpoint& own,
-                        RpcConnection& connection, const trace::TracerPtr& tracer,
+                        RpcConnection& connection, const TransportConfig& config,
                         std::uint64_t& token) {
     wire::ConnectReply reply{};
     RPC_STATUS status = RPC_S_OK;
     {
-        const CallTimeout timeout(kConnectTimeout);
+        const CallTimeout timeout(std::max(config.connect_timeout, std::chrono::milliseconds{1}));
         status = CallPeer(binding, Operation::kConnect,
                           wire::ConnectRequest{endpoint.local_id, endpoint.tcp_port, own.local_id,
                                                own.tcp_port, connection.token()},
@@ -32,7 +31,7 @@ vek::result_t Introduce(RPC_BINDING_HANDLE binding, const Endpoint& endpoint, co
         token = reply.token;
         return reply.verdict;
     }
-    trace::Write(tracer, trace::level::kRemoting, "rmt\tCannot reach ", TextOf(endpoint),
+    trace::Write(config.tracer, trace::level::kRemoting, "rmt\tCannot reach ", TextOf(endpoint),
                  ", status = ", static_cast<std::uint32_t>(status));
     const auto code = ResultOf(status);
     return code == result::kRemoteCallFailed ? result::kNotReady : code;
@@ -60,7 +59,7 @@ vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& con
     if (const auto code = RpcServer::Get().OpenOwn(endpoint, own); vek::Failed(code)) return code;
     std::uint64_t token = 0;
     const RPC_BINDING_HANDLE handle = binding.get();
-    const auto code = Introduce(handle, endpoint, own, *connection, config.tracer, token);
+    const auto code = Introduce(handle, endpoint, own, *connection, config, token);
     if (vek::Failed(code)) return code;
     if (!connection->IsConfirmed()) return result::kAccessDenied;
     connection->SetPeer(std::move(binding), token);

@@ -2,8 +2,10 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "remote/establish.h"
@@ -18,8 +20,19 @@ namespace {
 using vek::platform::Descriptor;
 namespace result = vek::result;
 
-constexpr std::chrono::seconds kConnectTimeout{3};
-using deadline_t = std::chrono::steady_clock::time_point;
+// How long a process is waited for that has not taken this one in yet.
+struct Patience {
+    std::chrono::steady_clock::time_point deadline;
+    const std::function<bool()>& gives_up;
+
+    // How long to wait before it is to be asked again; 0 when it is over.
+    std::chrono::milliseconds Next() const {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0 || (gives_up && gives_up())) return std::chrono::milliseconds{0};
+        return std::min(left, std::chrono::milliseconds{50});
+    }
+};
 
 struct Welcome {
     FrameHead head;
@@ -27,15 +40,14 @@ struct Welcome {
 };
 static_assert(sizeof(Welcome) == sizeof(FrameHead) + sizeof(Verdict));
 
-// As recv with `deadline`, over interruptions.
-bool ReceiveBy(deadline_t deadline, int socket, std::span<std::byte> bytes) noexcept {
+// As recv, over interruptions.
+bool ReceiveWith(const Patience& patience, int socket, std::span<std::byte> bytes) {
     while (!bytes.empty()) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) return false;
-        LimitReceiving(socket, left);
+        const auto wait = patience.Next();
+        if (wait.count() == 0) return false;
+        LimitReceiving(socket, wait);
         const ssize_t received = ::recv(socket, bytes.data(), bytes.size(), 0);
-        if (received < 0 && errno == EINTR) continue;
+        if (received < 0 && (errno == EINTR || errno == EAGAIN)) continue;
         if (received <= 0) return false;
         bytes = bytes.subspan(static_cast<std::size_t>(received));
     }
@@ -44,9 +56,9 @@ bool ReceiveBy(deadline_t deadline, int socket, std::span<std::byte> bytes) noex
 }
 
 // Waits to be taken in.
-vek::result_t AwaitWelcome(int socket, deadline_t deadline) noexcept {
+vek::result_t AwaitWelcome(int socket, const Patience& patience) {
     Welcome welcome{};
-    if (!ReceiveBy(deadline, socket, std::as_writable_bytes(std::span(&welcome, 1)))) {
+    if (!ReceiveWith(patience, socket, std::as_writable_bytes(std::span(&welcome, 1)))) {
         return result::kNotReady;
     }
     if (welcome.head.size != sizeof(Verdict) || welcome.head.kind != FrameKind::kWelcome ||
@@ -154,13 +166,14 @@ vek::result_t Claim(Endpoint& endpoint, Descriptor& socket) {
 
 vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& config,
                             std::shared_ptr<PeerTransport>& transport) {
-    const deadline_t deadline = std::chrono::steady_clock::now() + kConnectTimeout;
+    const auto timeout = std::max(config.connect_timeout, std::chrono::milliseconds{1});
+    const Patience patience{std::chrono::steady_clock::now() + timeout, config.gives_up};
     Descriptor control;
-    if (const auto code = ConnectTo(endpoint, kConnectTimeout, control); vek::Failed(code)) {
+    if (const auto code = ConnectTo(endpoint, timeout, control); vek::Failed(code)) {
         return code;
     }
     if (!IsPeerAllowed(control.get(), config.peer_check)) return result::kAccessDenied;
-    if (const auto code = AwaitWelcome(control.get(), deadline); vek::Failed(code)) return code;
+    if (const auto code = AwaitWelcome(control.get(), patience); vek::Failed(code)) return code;
 
     const std::uint32_t peer = PeerProcess(control.get());
     const auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);

@@ -9,12 +9,14 @@
 #include "vek/core/current_exception.h"
 #include "vek/core/text.h"
 #include "vek/core/throw.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/trace/scope.h"
 
 namespace plugins::mail_processing {
 namespace {
 
 namespace trace = vek::trace;
+using vek::remoting::EventScope;
 
 // A page for Outlook's Options dialog.
 struct OptionsPage {
@@ -26,6 +28,7 @@ struct OptionsPage {
 // be reached. Waits for the product's answer.
 OptionsPage ChooseOptionsPage(loader::ServiceAccess& services) {
     using product::ILocalization;
+    const vek::remoting::LimitedCalls limited;
     OptionsPage page{u"OutlookQZAvPlg.PageUnableToConnect_CD555B96-F97C-4333-A28E-0DA60FE00EAC",
                      u"Mail Antivirus"};
     void* service = nullptr;
@@ -95,6 +98,7 @@ void CAddin::CheckOpenItems(ConnectedAddin& connection, const std::vector<ItemPt
     connection.Trace("CAddin::checking opened mail items on connect");
     for (const ItemPtr& item : items) {
         try {
+            const EventScope event(environment_.event_wait);
             message_events_.ItemReadImpl(connection, item);
         } catch (...) {
             trace::Write(environment_.tracer, trace::level::kError, "Mail checking failed");
@@ -123,6 +127,7 @@ void CAddin::Replace(std::shared_ptr<ConnectedAddin> next) noexcept {
 template <class Handler>
 void CAddin::Handle(std::string_view name, const Handler& handler) noexcept {
     const trace::Scope scope(environment_.tracer, name);
+    const EventScope event(environment_.event_wait);
     TraceExceptions(environment_.tracer, [&] {
         if (const auto connection = connection_) handler(*connection);
     });
@@ -157,6 +162,7 @@ void CAddin::OnRead(mapi::IExchExtCallback* callback) noexcept {
 
 void CAddin::OnItemRead(const ItemPtr& item) noexcept {
     TraceExceptions(environment_.tracer, [&] {
+        const EventScope event(environment_.event_wait);
         if (const auto connection = connection_) message_events_.ItemReadImpl(*connection, item);
     });
 }
@@ -170,6 +176,7 @@ void CAddin::OnQuit() noexcept {
 void CAddin::OnOptionsPagesAdd(PropertyPages& pages) noexcept {
     const trace::Scope scope(environment_.tracer, "OnOptionsAddPages");
     TraceExceptions(environment_.tracer, [&] {
+        const EventScope event(environment_.event_wait);
         const OptionsPage page = ChooseOptionsPage(environment_.services);
         helpers::CheckHResult(pages.Add(page.program_id, page.caption));
     });

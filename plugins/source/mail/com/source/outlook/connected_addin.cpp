@@ -118,9 +118,9 @@ void ConnectedAddin::BuildProcessors() {
             {environment_.system, environment_.clock, environment_.services, tracer(), observer()});
     });
     // Kept when making it has ended the connection: as it goes, it gives MAPI back.
-    async_ = std::make_unique<AsyncProcessor>(
-        AsyncEnvironment{functions_, settings_, processor_, environment_.system, tracer(),
-                         environment_.stop_timeout, environment_.registry, observer()});
+    async_ = std::make_unique<AsyncProcessor>(AsyncEnvironment{
+        functions_, settings_, processor_, environment_.system, tracer(), environment_.stop_timeout,
+        environment_.registry, observer(), environment_.event_wait});
     ThrowIfEnded();
 }
 
@@ -132,6 +132,7 @@ void ConnectedAddin::StartBackground() noexcept {
 void ConnectedAddin::PrepareStop() noexcept {
     quitting_ = true;
     if (async_) async_->PrepareStop();
+    environment_.services.Hasten();
 }
 
 void ConnectedAddin::End() noexcept {
@@ -143,6 +144,7 @@ void ConnectedAddin::End() noexcept {
     }
     items_.Clear();
     if (async_) TraceExceptions(tracer(), [&] { async_->Stop(); });
+    environment_.services.End();
 }
 
 bool ConnectedAddin::IsNeedScan(std::uint8_t kind) {

@@ -21,6 +21,7 @@
 #include "vek/platform/clock.h"
 #include "vek/platform/registry.h"
 #include "vek/platform/system.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/trace/line.h"
 #include "vek/trace/tracer.h"
 
@@ -40,6 +41,8 @@ struct AddinEnvironment {
     std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
     vek::platform::Registry& registry = vek::platform::TheRegistry();
     CheckObserver& observer = NoObserver();
+    // What one event waits for the product at most, checks apart (call_wait.h).
+    std::chrono::milliseconds event_wait = vek::remoting::kEventWait;
 };
 
 // Hears all that Outlook and the client extension tell an add-in.
@@ -95,8 +98,8 @@ public:
     void StartBackground() noexcept;
     // No further message is begun in the background. Does not wait.
     void PrepareStop() noexcept;
-    // Unsubscribes, lets go of all items and ends the background thread, every step even when
-    // another fails.
+    // Unsubscribes, lets go of all items, ends the background thread and then the connection to the
+    // product, every step even when another fails.
     void End() noexcept;
 
     Application& application() const noexcept { return *application_; }

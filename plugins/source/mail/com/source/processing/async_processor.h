@@ -13,6 +13,7 @@
 #include "vek/platform/clock.h"
 #include "vek/platform/registry.h"
 #include "vek/platform/system.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
@@ -35,6 +36,8 @@ struct AsyncEnvironment {
     std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
     vek::platform::Registry& registry = vek::platform::TheRegistry();
     CheckObserver& observer = NoObserver();
+    // For the limited calls of one message (call_wait.h).
+    std::chrono::milliseconds event_wait = vek::remoting::kEventWait;
 };
 
 // Checks received messages one after the other on a thread of its own, in the order in which they

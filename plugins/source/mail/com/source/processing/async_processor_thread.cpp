@@ -84,6 +84,7 @@ AsyncWork::AsyncWork(const AsyncEnvironment& environment)
       system_(environment.system),
       tracer_(environment.tracer),
       observer_(environment.observer),
+      event_wait_(environment.event_wait),
       stop_(NewEvent(system_, EventKind::kManualReset)),
       new_message_(NewEvent(system_, EventKind::kAutoReset)) {}
 
@@ -205,6 +206,7 @@ void AsyncWork::Process(QueuedMessage message) noexcept {
     const CurrentMessage current(*this, std::move(message));
     PendingCheck pending(observer_, current.check());
     const vek::result_t code = trace::TracedBorder(tracer_, [&] {
+        const vek::remoting::EventScope event(event_wait_);
         settings_->Refresh();
         if (settings_->IsPluginEnabled()) {
             const ObservedCheck& check = pending.HandOn();

@@ -71,6 +71,7 @@ private:
     vek::platform::System& system_;
     const vek::trace::TracerPtr tracer_;
     CheckObserver& observer_;
+    const std::chrono::milliseconds event_wait_;
     const std::unique_ptr<vek::platform::Event> stop_;
     const std::unique_ptr<vek::platform::Event> new_message_;
     std::atomic<bool> abandoned_{false};

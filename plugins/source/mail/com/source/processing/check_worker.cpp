@@ -1,6 +1,7 @@
 #include "processing/check_worker.h"
 
 #include "internal/helpers/hresult_exception.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/trace/traced_border.h"
 
 namespace plugins::mail_processing {
@@ -19,7 +20,11 @@ void CheckWorker::Run(const CheckRequest& request, Outcome& outcome) noexcept {
 
 std::unique_ptr<vek::platform::Thread> CheckWorker::Start(vek::platform::System& system,
                                                           const CheckRequest& request) const {
-    auto thread = system.StartThread([request, outcome = outcome_] { Run(request, *outcome); });
+    using vek::remoting::EventScope;
+    auto thread = system.StartThread([request, outcome = outcome_, event = EventScope::Budget()] {
+        const EventScope scope(event);
+        Run(request, *outcome);
+    });
     if (thread == nullptr) helpers::ThrowLastError();
     return thread;
 }

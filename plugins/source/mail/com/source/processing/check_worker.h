@@ -22,8 +22,8 @@ struct CheckRequest {
 };
 
 // Makes the remote call of one check on a thread of its own, so that the owning thread is free to
-// serve the scanner. The thread traces whatever goes wrong, signals `done` at its end in any case
-// and never touches MAPI.
+// serve the scanner. The thread goes on with its owner's event (call_wait.h), traces whatever goes
+// wrong, signals `done` at its end in any case and never touches MAPI.
 class CheckWorker {
 public:
     // Raises HResultCodeException when the thread cannot be started.

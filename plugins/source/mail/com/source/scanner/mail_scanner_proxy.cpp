@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "vek/core/throw.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -16,6 +17,7 @@ vek::RefPtr<IMailScanner> MailScannerProxy::Connect() {
         if (scanner_) return scanner_;
     }
     vek::trace::Write(tracer_, vek::trace::level::kDetail, "Connect to mail_scanner");
+    const vek::remoting::LimitedCalls limited;
     vek::RefPtr<IMailScanner> found = services_.RequireService<IMailScanner>();
 
     const std::lock_guard guard(lock_);
@@ -28,6 +30,7 @@ vek::RefPtr<IMailScanner> MailScannerProxy::Connect() {
 vek::result_t MailScannerProxy::CheckMessage(std::uint32_t process_id, bool incoming,
                                              IMailMessage* message) {
     const vek::RefPtr<IMailScanner> scanner = Connect();
+    const vek::remoting::WatchedCalls watched;
     const vek::result_t result = scanner->CheckMessage(process_id, incoming, message);
     vek::CheckResult(result);
     return result;

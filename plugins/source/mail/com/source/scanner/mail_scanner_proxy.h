@@ -17,9 +17,9 @@ public:
     // `services` outlives the proxy.
     MailScannerProxy(vek::trace::TracerPtr tracer, loader::ServiceAccess& services);
 
-    // Forwards to the service and gives its success code. Raises
-    // vek::CheckResultFailedException with the failing code when the service cannot be reached or
-    // reports a failure. May be called from several threads.
+    // Forwards to the service and gives its success code; takes as long as that takes, while the
+    // product shows that it lives. Raises vek::CheckResultFailedException with the failing code
+    // when the service cannot be reached or reports a failure. May be called from several threads.
     vek::result_t CheckMessage(std::uint32_t process_id, bool incoming,
                                IMailMessage* message) override;
 

@@ -5,6 +5,7 @@
 
 #include "vek/core/ref_ptr.h"
 #include "vek/core/throw.h"
+#include "vek/remoting/call_wait.h"
 #include "vek/trace/traced_border.h"
 
 namespace plugins::mail_processing {
@@ -72,6 +73,7 @@ void ProductSettingsProvider::GetSettingsForPage(PageSettingsView& view) noexcep
 }
 
 void ProductSettingsProvider::SetUserSettings(const product::MailSettings& settings) {
+    const vek::remoting::LimitedCalls limited;
     const auto service = services_.RequireService<product::IProductSettings>();
     vek::CheckResult(service->SetUserSettings(settings));
 }
@@ -82,6 +84,7 @@ void ProductSettingsProvider::Refresh() {
         return;
     }
     const std::uint64_t question = ++asked_;
+    const vek::remoting::LimitedCalls limited;
     const auto service = services_.RequireService<product::IProductSettings>();
     product::MailPluginSettings settings;
     vek::CheckResult(service->GetSettings(settings));
