@@ -17,6 +17,7 @@
 #include "product/mail_scanner.h"
 #include "sandbox/demo/scenario/addin_session.h"
 #include "sandbox/outlook/object_model/host_outlook.h"
+#include "vek/remoting/call_wait.h"
 
 namespace {
 
@@ -63,7 +64,8 @@ public:
     }
 
     bool Connect() {
-        addin_.emplace(host_, services_, clock_, nullptr, plugins::mail_processing::NoObserver());
+        addin_.emplace(host_, services_, clock_, nullptr, plugins::mail_processing::NoObserver(),
+                       vek::remoting::kEventWait);
         return SUCCEEDED(addin_->Connect());
     }
 
