@@ -39,12 +39,15 @@ std::size_t AsciiUnits(std::basic_string_view<Char> text) noexcept {
     return count;
 }
 
+// Moves the ASCII at the start of `text` to `out`.
 template <class To, class From>
-void AppendUnits(std::basic_string<To>& out, std::basic_string_view<From> ascii) {
+void TakeAscii(std::basic_string<To>& out, std::basic_string_view<From>& text) {
+    const std::basic_string_view<From> ascii = text.substr(0, AsciiUnits(text));
     const std::size_t before = out.size();
     out.resize(before + ascii.size());
     std::transform(ascii.begin(), ascii.end(), out.begin() + static_cast<std::ptrdiff_t>(before),
                    [](From unit) { return static_cast<To>(unit); });
+    text.remove_prefix(ascii.size());
 }
 
 constexpr char Byte(char32_t value) noexcept { return static_cast<char>(value); }
@@ -109,12 +112,7 @@ std::size_t AsciiRun(std::string_view text) noexcept { return AsciiUnits(text); 
 std::size_t AsciiRun(std::u16string_view text) noexcept { return AsciiUnits(text); }
 
 void AppendUtf8(std::string& out, std::u16string_view text) {
-    while (!text.empty()) {
-        if (const std::size_t ascii = AsciiRun(text); ascii != 0) {
-            AppendUnits(out, text.substr(0, ascii));
-            text.remove_prefix(ascii);
-            continue;
-        }
+    for (TakeAscii(out, text); !text.empty(); TakeAscii(out, text)) {
         const Decoded decoded = DecodeUtf16(text);
         AppendCodePoint(out, decoded.code_point);
         text.remove_prefix(decoded.length);
@@ -143,12 +141,7 @@ std::optional<std::string> ToUtf8Strict(std::u16string_view text) {
 std::u16string ToUtf16(std::string_view text) {
     std::u16string out;
     out.reserve(text.size());
-    while (!text.empty()) {
-        if (const std::size_t ascii = AsciiRun(text); ascii != 0) {
-            AppendUnits(out, text.substr(0, ascii));
-            text.remove_prefix(ascii);
-            continue;
-        }
+    for (TakeAscii(out, text); !text.empty(); TakeAscii(out, text)) {
         const auto [code_point, length] = DecodeUtf8(text);
         if (code_point < kFirstSupplementary) {
             out += static_cast<char16_t>(code_point);

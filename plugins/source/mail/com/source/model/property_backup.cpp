@@ -1,7 +1,6 @@
 #include "model/property_backup.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
 
