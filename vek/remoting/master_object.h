@@ -1,10 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
 #include "vek/core/ref_ptr.h"
 #include "vek/core/service_locator.h"
+#include "vek/platform/lock.h"
 
 namespace vek::remoting {
 
@@ -40,7 +40,7 @@ public:
 
 private:
     const std::shared_ptr<MasterObject> master_;
-    std::mutex lock_;  // guards what follows
+    platform::Lock lock_;  // guards what follows
     bool locked_ = false;
     bool ended_ = false;
 };

@@ -8,13 +8,13 @@
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string_view>
 
 #include "remote/byte_budget.h"
 #include "remote/packet/packet_buffer.h"
 #include "remote/transport.h"
 #include "vek/core/function_ref.h"
+#include "vek/platform/lock.h"
 #include "vek/trace/repeat_limiter.h"
 
 namespace remote {
@@ -85,9 +85,9 @@ private:
     std::atomic<std::uint32_t> served_{0};
     ByteBudget budget_{0};
 
-    std::mutex state_lock_;
+    vek::platform::Lock state_lock_;
     std::atomic<State> state_{State::kNew};
-    std::condition_variable left_new_;
+    std::condition_variable_any left_new_;
     std::weak_ptr<RequestHandler> handler_;  // set before the first request is served
     vek::result_t reason_ = vek::result::kOk;
 };

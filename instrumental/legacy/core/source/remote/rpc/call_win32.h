@@ -5,10 +5,10 @@
 
 #include <atomic>
 #include <chrono>
-#include <mutex>
 #include <vector>
 
 #include "vek/core/result.h"
+#include "vek/platform/lock.h"
 
 // Calls `call(argument)`. Gives the code of the RPC exception that ended it, or 0. Other structured
 // exceptions pass. What is between must have nothing to be destroyed. Failures of RPC are
@@ -52,7 +52,7 @@ public:
     bool Cancel() noexcept;
 
 private:
-    std::mutex lock_;
+    vek::platform::Lock lock_;
     std::vector<HANDLE> threads_;
     bool cancelled_ = false;
 };

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -16,6 +15,7 @@
 #include "remote/rpc/raw_call_win32.h"
 #include "remote/rpc/server_win32.h"
 #include "remote/rpc/wire.h"
+#include "vek/platform/lock.h"
 
 namespace remote {
 
@@ -86,10 +86,10 @@ private:
     std::optional<PeerProcess> peer_;
     void* link_ = nullptr;
     const TransportConfig wanted_;  // until the peer is known
-    std::mutex confirm_lock_;
+    vek::platform::Lock confirm_lock_;
 
     std::atomic<std::uint32_t> last_number_{0};
-    std::mutex parts_lock_;
+    vek::platform::Lock parts_lock_;
     std::map<std::uint32_t, std::shared_ptr<Parts>> parts_;
 
     WaitingCalls waiting_;

@@ -214,14 +214,21 @@ vek::result_t RpcServer::OpenOwn(const Endpoint& peer, Endpoint& own) {
         own = {0, *ports.begin()};
         return result::kOk;
     }
-    const std::lock_guard guard(own_lock_);
-    vek::result_t code = result::kOk;
-    for (int i = 0; own_ == Endpoint() && i < kLocalIdAttempts; ++i) {
-        Endpoint made{NewLocalId(), 0};
-        code = Open(made);
-        if (vek::Succeeded(code)) own_ = made;
-        if (code != kEndpointTaken) break;
+    {
+        const std::lock_guard guard(own_lock_);
+        own = own_;
     }
+    if (own != Endpoint()) return result::kOk;
+    // Without the lock, which no thread may keep for long. Of two that open one at once the first
+    // one's is used.
+    vek::result_t code = kEndpointTaken;
+    for (int i = 0; code == kEndpointTaken && i < kLocalIdAttempts; ++i) {
+        own = {NewLocalId(), 0};
+        code = Open(own);
+    }
+    if (vek::Failed(code)) return code;
+    const std::lock_guard guard(own_lock_);
+    if (own_ == Endpoint()) own_ = own;
     own = own_;
     return code;
 }

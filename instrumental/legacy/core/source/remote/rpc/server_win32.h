@@ -9,13 +9,13 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 
 #include "remote/endpoint.h"
 #include "remote/establish.h"
 #include "vek/core/result.h"
+#include "vek/platform/lock.h"
 
 namespace remote {
 
@@ -59,14 +59,14 @@ public:
 private:
     vek::result_t OpenAnyPort(Endpoint& endpoint);
 
-    std::mutex use_lock_;
+    vek::platform::Lock use_lock_;
     std::uint32_t uses_ = 0;
     std::set<std::string> accounts_;  // who may call, as text SIDs; "AU" is everyone
 
-    std::mutex own_lock_;
+    vek::platform::Lock own_lock_;
     Endpoint own_;  // empty until it is opened
 
-    std::mutex lock_;
+    vek::platform::Lock lock_;
     std::map<std::string, bool> opened_;  // and whether calls are known to arrive there
     std::map<std::string, std::shared_ptr<AcceptGate>> listeners_;
     std::map<std::uint64_t, std::weak_ptr<RpcConnection>> connections_;

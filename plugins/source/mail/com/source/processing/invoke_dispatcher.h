@@ -68,7 +68,9 @@ private:
     std::atomic<bool> stopped_{false};  // Serve is to leave
     std::atomic<bool> closed_{false};   // no call is begun any more
     std::atomic<bool> ended_{false};    // and the owner will run nothing more
-    std::mutex callers_;                // held by the caller being served, to keep the slot single
+    // Held by the caller that is being served, to keep the slot single: a worker's thread or the
+    // transport's, which are not ended by force.
+    std::mutex callers_;
 };
 
 }  // namespace plugins::mail_processing

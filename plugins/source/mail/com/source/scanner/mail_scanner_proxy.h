@@ -1,10 +1,9 @@
 #pragma once
 
-#include <mutex>
-
 #include "common/loader/service_access.h"
 #include "private_include/common/mail_scanner.h"
 #include "vek/core/ref_ptr.h"
+#include "vek/platform/lock.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::mail_processing {
@@ -28,7 +27,7 @@ private:
 
     const vek::trace::TracerPtr tracer_;
     loader::ServiceAccess& services_;
-    std::mutex lock_;  // guards scanner_ alone
+    vek::platform::Lock lock_;  // guards scanner_ alone
     vek::RefPtr<IMailScanner> scanner_;
 };
 
