@@ -64,8 +64,11 @@ protected:
 
     std::string Content(What what) {
         const auto record = mapi_.store().Find(entry_id_);
-        if (what == What::kFile)
-            return *record->attachments.front().properties.Find(tag::kAttachDataBin)->content();
+        if (what == What::kFile) {
+            const Value* const file =
+                record->attachments.front().properties.Find(tag::kAttachDataBin);
+            return file != nullptr ? *file->content() : "(none)";
+        }
         if (what != What::kRich) return Saved(what == What::kPlain ? tag::kBodyA : tag::kBodyHtmlA);
         const std::string saved = Saved(tag::kRtfCompressed);
         return sandbox::outlook::UncompressRtf(std::as_bytes(std::span(saved)));
@@ -127,6 +130,25 @@ TEST_F(DyingScannerTest, LeavesWhatWasThereOrWholeChanges) {
             EXPECT_EQ(Content(each.what), whole);
             EXPECT_EQ(Saved(tag::kSubjectW), retitled ? "new" : "Hello");
         }
+    }
+}
+
+// Two calls of the store fail on the way, too.
+TEST_F(DyingScannerTest, LeavesWhatWasThereThoughTheStoreFails) {
+    Edit([](auto& record) {
+        record.AddAttachment(Bag({{tag::kAttachMethod, Value::Long(ATTACH_BY_VALUE)},
+                                  {tag::kAttachDataBin, Value::Binary(kOld)}}));
+    });
+    const sandbox::outlook::MessageRecord before = *mapi_.store().Find(entry_id_);
+    for (std::uint32_t nth = 1; nth != 20; ++nth) {
+        mapi_.store().Put(entry_id_, before);
+        OpenContent(What::kFile);
+        mapi_.faults().FailNthOfAll(nth, MAPI_E_NO_ACCESS);
+        mapi_.faults().FailNthOfAll(nth + 1, MAPI_E_NOT_FOUND);
+        if (OpenStream(access_mode::kWrite, open_mode::kCreate) == result::kOk) Write("new");
+        Close();
+        mapi_.faults().Clear();
+        EXPECT_EQ(Content(What::kFile), kOld) << nth;
     }
 }
 

@@ -14,6 +14,7 @@
 #include "remote/rpc/call_win32.h"
 #include "remote/rpc/identity_win32.h"
 #include "remote/rpc/raw_call_win32.h"
+#include "vek/core/never_destroyed.h"
 #include "vek/core/throw.h"
 #include "vek/platform/handle_win32.h"
 
@@ -135,8 +136,8 @@ std::uint32_t NewLocalId() { return static_cast<std::uint32_t>(NewToken() & 0x3F
 }  // namespace
 
 RpcServer& RpcServer::Get() noexcept {
-    static RpcServer server;
-    return server;
+    static vek::NeverDestroyed<RpcServer> server;
+    return *server;
 }
 
 RpcServer::Use::Use(const TransportConfig& config) {

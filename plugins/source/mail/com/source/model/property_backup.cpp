@@ -107,23 +107,27 @@ void PropertyBackup::Keep() noexcept {
     if (std::exchange(tried_, true)) return;
     trace::Write(tracer_, kDetail, "Keep content of property ", trace::Hex(tag_));
     // What fails once is tried again: without the old content half a change may stay, and one that
-    // seems to be missing would be deleted.
-    for (int attempt = 0; attempt != 2; ++attempt) {
+    // seems to be missing would be deleted. It is missing when the store has said so twice.
+    int missing = 0;
+    for (int attempt = 0; attempt != 3; ++attempt) {
         form_failed_ = false;
-        bool missing = true;
+        bool absent = true;
         for (const ULONG form : forms_) {
             try {
                 return Read(*Open(form, 0, 0), form);
             } catch (...) {
                 const HRESULT failure = CurrentFailure();
-                missing = missing && failure == MAPI_E_NOT_FOUND;
+                absent = absent && failure == MAPI_E_NOT_FOUND;
                 if (IsAbsence(failure)) continue;  // a store need not have every form as a stream
                 form_failed_ = true;
                 trace::WriteCurrentException(tracer_, kCannotBeKept);
             }
             if (attempt == 0) break;
         }
-        if (missing && attempt != 0) kept_.emplace(Content{tag_, false, {}, {}});
+        if (absent && ++missing == 2) {
+            kept_.emplace(Content{tag_, false, {}, {}});
+            return;
+        }
     }
 }
 
