@@ -104,7 +104,8 @@ void ActionRunner::RunHeader(const Action& action) {
         if (log_.Change({}, "SetHeader", message_.SetHeader(action.text + "\r\n"))) {
             log_.Changed("header \"" + action.text + '"');
         }
-    } else if (std::ranges::find(facts_.header_lines, action.text) == facts_.header_lines.end()) {
+    } else if (facts_.headers_known &&  // or it may be there
+               std::ranges::find(facts_.header_lines, action.text) == facts_.header_lines.end()) {
         if (log_.Change({}, "AddHeader", message_.AddHeader(action.text))) {
             log_.Changed("new header \"" + action.text + '"');
         }

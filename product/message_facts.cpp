@@ -80,9 +80,9 @@ void FactsGatherer::GatherHeaders(IMailMessage& message, MessageFacts& facts) {
     };
     if (!rules_.Uses(Field::kHeader) && std::ranges::none_of(rules_.rules, adds_header)) return;
     std::string headers;
-    if (log_.Read({}, "GetTransportHeaders", message.GetTransportHeaders(headers))) {
-        facts.header_lines = UnfoldedLines(headers);
-    }
+    const vek::result_t code = message.GetTransportHeaders(headers);
+    if (log_.Read({}, "GetTransportHeaders", code)) facts.header_lines = UnfoldedLines(headers);
+    facts.headers_known = vek::Succeeded(code) || code == vek::result::kPropertyNotFound;
 }
 
 void FactsGatherer::GatherBodies(IMailMessage& message, MessageFacts& facts) {

@@ -30,6 +30,7 @@ struct MessageFacts {
     std::vector<std::string> senders;  // every form in which the message names its sender
     std::u16string subject;
     bool subject_known = false;             // read, or known to be missing
+    bool headers_known = false;             // likewise
     std::vector<std::string> header_lines;  // unfolded
     ContentHits bodies;
     bool has_html_body = false;  // and it is not empty
