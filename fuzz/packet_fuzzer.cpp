@@ -56,6 +56,7 @@ public:
         Require(open_ > 0);
         --open_;
     }
+    void CloseInPeer(handle_t) noexcept override {}
     bool PeerCanPush() const noexcept override { return can_push_; }
 
     static bool IsFetched(handle_t handle) noexcept {

@@ -104,6 +104,7 @@ struct FakeTransfer final : HandleTransfer {
         return Make(-handle, copy);
     }
     void Close(handle_t handle) noexcept override { EXPECT_EQ(open.erase(handle), 1u); }
+    void CloseInPeer(handle_t in_peer) noexcept override { Close(in_peer); }
     bool PeerCanPush() const noexcept override { return can_push; }
 
     int failing = 0;
@@ -134,6 +135,9 @@ TEST(PacketWrite, WritesItsBlocksInOrderIfTheyFit) {
                               "0300 1000 02000000 01000000 ed030000 feffffff "
                               "0100 0300 a1a2a3"));
     EXPECT_THAT(out.transferred(), ElementsAre(1005u, 0xFFFFFFFFu));
+    EXPECT_EQ(transfer.open.size(), 1u);
+    for (int again = 0; again < 2; ++again) out.CloseTransferred(transfer);
+    EXPECT_TRUE(transfer.open.empty());
 
     // Into too short a buffer, of each length, and nothing is pushed for no packet.
     transfer = {};

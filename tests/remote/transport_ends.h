@@ -18,6 +18,8 @@
 #else
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include <filesystem>
 #endif
 
 namespace tests {
@@ -37,6 +39,18 @@ inline void SetAndClose(remote::handle_t event) {
 #else
     ::eventfd_write(static_cast<int>(event), 1);
     ::close(static_cast<int>(event));
+#endif
+}
+
+// How many this process has open.
+inline std::ptrdiff_t OpenHandles() {
+#ifdef _WIN32
+    DWORD count = 0;
+    ::GetProcessHandleCount(::GetCurrentProcess(), &count);
+    return static_cast<std::ptrdiff_t>(count);
+#else
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
 #endif
 }
 
@@ -119,12 +133,13 @@ inline std::string Echo(const std::string& text) { return text; }
 struct Ends {
     explicit Ends(TextHandler::answer_t server_answer = Echo,
                   TextHandler::answer_t client_answer = Echo,
-                  remote::Endpoint endpoint = NewEndpoint())
+                  remote::Endpoint endpoint = NewEndpoint(),
+                  const remote::TransportConfig& config = {})
         : server_handler(std::make_shared<TextHandler>(std::move(server_answer))),
           client_handler(std::make_shared<TextHandler>(std::move(client_answer))) {
         const auto accept = Keep(server, server_handler);
-        EXPECT_EQ(remote::Listen(endpoint, accept, {}, listener), vek::result::kOk);
-        EXPECT_EQ(remote::ConnectTransport(listener->endpoint(), client_handler, {}, client),
+        EXPECT_EQ(remote::Listen(endpoint, accept, config, listener), vek::result::kOk);
+        EXPECT_EQ(remote::ConnectTransport(listener->endpoint(), client_handler, config, client),
                   vek::result::kOk);
     }
 

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstring>
-#include <filesystem>
 #include <thread>
 
 #include "remote/socket/address_posix.h"
@@ -129,7 +128,24 @@ TEST_F(Garbage, InAPacketIsAnswered) {
     SendRaw(channel.get(), RawFrame(4, kRequest, "abcd"));
     EXPECT_EQ(ReceiveVerdict(channel.get(), kNoReply), result::kInvalidSignature);
     SendRaw(channel.get(), RawFrame(20, kRequest, handle));
-    EXPECT_EQ(ReceiveVerdict(channel.get(), kNoReply), result::kUnexpected);
+    EXPECT_EQ(ReceiveVerdict(channel.get(), kNoReply), result::kNotSupported);
+}
+
+TEST_F(Garbage, OfHandlesIsClosed) {
+    const Descriptor control = Connect();
+    const Descriptor channel = NewChannel(control);
+    const std::ptrdiff_t before = tests::OpenHandles();
+    for (int i = 0; i < 4; ++i) {
+        std::array<remote::handle_t, 200> handles;
+        handles.fill(channel.get());
+        remote::RpcProtocolProcessorOut request;
+        request.SetFileHandles(handles);
+        vek::result_t failure = result::kOk;
+        EXPECT_EQ(remote::SendPacket(channel.get(), kRequest, request, failure),
+                  remote::Sending::kSent);
+        EXPECT_EQ(ReceiveVerdict(channel.get(), kNoReply), result::kNotSupported);
+    }
+    EXPECT_EQ(tests::OpenHandles(), before);
 }
 
 TEST_F(Garbage, MoreChannelsThanAllowedAreRefused) {
@@ -139,13 +155,8 @@ TEST_F(Garbage, MoreChannelsThanAllowedAreRefused) {
     NewChannel(control, result::kInsufficientResources);
 }
 
-std::ptrdiff_t OpenDescriptors() {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return std::distance(begin(all), end(all));
-}
-
 TEST_F(Garbage, IsNotLeftByManyCallsAtOnce) {
-    const std::ptrdiff_t before = OpenDescriptors();
+    const std::ptrdiff_t before = tests::OpenHandles();
     constexpr int kCalls = 40;  // each on a channel, which is two descriptors here
     std::vector<std::jthread> threads;
     for (int i = 0; i < kCalls; ++i) {
@@ -154,7 +165,7 @@ TEST_F(Garbage, IsNotLeftByManyCallsAtOnce) {
     EXPECT_TRUE(tests::WaitUntil([&] { return waiting == kCalls; }));
     release = true;
     threads.clear();
-    EXPECT_TRUE(tests::WaitUntil([&] { return OpenDescriptors() <= before + kCalls; }));
+    EXPECT_TRUE(tests::WaitUntil([&] { return tests::OpenHandles() <= before + kCalls; }));
 }
 
 TEST_F(Garbage, AsAReplyEndsTheCall) {

@@ -155,23 +155,36 @@ TEST(Transport, ConnectsToNobodyButAPeerThatTakesItIn) {
     EXPECT_EQ(client, nullptr);
 }
 
-TEST(Transport, CarriesHandlesWithRequestAndReply) {
-    Ends ends;
+TEST(Transport, CarriesHandlesWhereBothEndsTakeThemAndLeavesNone) {
     vek::platform::System& system = vek::platform::TheSystem();
-    const auto there = system.NewEvent(vek::platform::EventKind::kManualReset);
-    const auto back = system.NewEvent(vek::platform::EventKind::kManualReset);
-    ends.server_handler->events = {back->handle()};
-    ASSERT_TRUE(ends.client->SupportsFiles());
-    const std::array<remote::handle_t, 1> handles{there->handle()};
-    remote::RpcProtocolProcessorOut request;
-    request.SetFileHandles(handles);
-    remote::RpcProtocolProcessorIn reply;
-    ASSERT_EQ(ends.client->SendReceiveWithFiles(request, reply), result::kOk);
-    ASSERT_EQ(reply.handles().size(), 1u);
-    tests::SetAndClose(reply.handles()[0]);
-    for (auto* const event : {there.get(), back.get()}) {
-        EXPECT_EQ(system.WaitAny({&event, 1}, std::chrono::milliseconds(0)).status,
-                  vek::platform::WaitStatus::kSignalled);
+    for (const auto policy : {remote::HandlePolicy::kRefuse, remote::HandlePolicy::kDuplicate,
+                              remote::HandlePolicy::kAdopt}) {
+        remote::TransportConfig config;
+        config.handles = policy;
+        Ends ends(Echo, Echo, NewEndpoint(), config);
+        const bool taken = policy != remote::HandlePolicy::kRefuse;
+        EXPECT_EQ(ends.client->SupportsFiles(), taken);
+        const auto there = system.NewEvent(vek::platform::EventKind::kManualReset);
+        const auto back = system.NewEvent(vek::platform::EventKind::kManualReset);
+        const std::array<remote::handle_t, 1> handles{there->handle()};
+        std::ptrdiff_t before = 0;
+        for (int i = 0; i < 100; ++i) {
+            remote::RpcProtocolProcessorOut request;
+            if (taken || i % 2 != 0) request.SetFileHandles(handles);
+            ends.server_handler->events = {back->handle()};
+            remote::RpcProtocolProcessorIn reply;
+            EXPECT_EQ(ends.client->SendReceiveWithFiles(request, reply),
+                      taken ? result::kOk : result::kNotSupported);
+            EXPECT_EQ(reply.handles().size(), taken ? 1u : 0u);
+            for (const remote::handle_t handle : reply.handles()) tests::SetAndClose(handle);
+            if (i == 0) before = tests::OpenHandles();
+        }
+        EXPECT_LT(tests::OpenHandles(), before + 50);
+        for (auto* const event : {there.get(), back.get()}) {
+            EXPECT_EQ(system.WaitAny({&event, 1}, std::chrono::milliseconds(0)).status,
+                      taken ? vek::platform::WaitStatus::kSignalled
+                            : vek::platform::WaitStatus::kTimeout);
+        }
     }
 }
 

@@ -97,7 +97,7 @@ std::shared_ptr<const remoting::ProxyStubFactories> Factories() {
 }
 
 struct EchoPair : Pair {
-    explicit EchoPair(remoting::ProtocolFeatures features = remoting::kAllFeatures,
+    explicit EchoPair(remoting::ProtocolFeatures features = remoting::kOwnFeatures,
                       RefPtr<Echo> object = vek::MakeObject<Echo>())
         : Pair(RefPtr<IEcho>(object), features, Factories()),
           real(std::move(object)),

@@ -168,7 +168,8 @@ TEST(CallSender, RepeatsReleasesThatNeverArrived) {
 TEST(CallSender, SendsKernelHandlesWhereBothEndsCan) {
     for (const bool agreed : {true, false}) {
         for (const bool supported : {true, false}) {
-            Pair pair(nullptr, {1, agreed, 1, 1});
+            Pair pair(nullptr, {1, agreed, 1, 1}, plugins::remoting::RemoteInterfaces(),
+                      remoting::kAllFeatures);
             RefPtr<vek::IServiceLocator> locator;
             ASSERT_EQ(pair.client->GetServiceLocator(locator), result::kOk);
             pair.client_wire->supports_files = supported;

@@ -24,8 +24,9 @@ class IncomingProcessor;
 
 // How one end of a connection is made.
 struct ConnectionConfig {
-    ProtocolFeatures features = kAllFeatures;  // what this end announces
-    ProtocolFeatures required{};               // without these the peer is refused
+    // What this end announces. One that transfers handles has a transport that takes them.
+    ProtocolFeatures features = kOwnFeatures;
+    ProtocolFeatures required{};  // without these the peer is refused
     std::shared_ptr<const ProxyStubFactories> factories;
     // The object that this end offers; null for an end that only calls.
     std::shared_ptr<MasterObject> master;

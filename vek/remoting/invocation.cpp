@@ -41,6 +41,7 @@ void ReplyPort::Refuse(result_t code) noexcept {
 }
 
 result_t ReplyPort::DoSend(result_t delivery, const Rope& data) {
+    if (data.Has(stream_ids::Handles)) ThrowResult(result::kNotSupported);  // no method gives any
     serialization::Writer header;
     frame_.AddFromQueue();
     WriteReplyHeader(header, delivery, frame_.released());
@@ -52,7 +53,6 @@ result_t ReplyPort::DoSend(result_t delivery, const Rope& data) {
     packet.SetCallIdentification(request_.call_id(), request_.parent_call_id());
     CheckResult(packet.SetCallData(whole.nodes()));
     if (packet.PacketSize() > remote::kMaxPacketSize) ThrowResult(result::kInvalidSize);
-    if (data.Has(stream_ids::Handles)) CheckResult(packet.SetFileHandles(data.handles()));
     sent_ = true;
     frame_.MarkAnswered();
     const result_t result = sender_.Send(packet);

@@ -29,8 +29,9 @@ struct ProtocolFeatures {
     bool operator==(const ProtocolFeatures&) const = default;
 };
 
-// The abilities that this tree's ends announce.
 inline constexpr ProtocolFeatures kAllFeatures{1, 1, 1, 1};
+// The abilities that this tree's ends announce: none of its interfaces carries kernel handles.
+inline constexpr ProtocolFeatures kOwnFeatures{1, 0, 1, 1};
 
 // Gives the abilities that both ends have. kInvalidVersion when a byte of either is neither 0 nor
 // 1, or a feature of `required` is missing: the ends cannot work together.

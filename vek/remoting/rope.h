@@ -39,8 +39,8 @@ private:
     std::vector<remote::handle_t> handles_;
 };
 
-// Closes the kernel handles that came with a packet when it has been dealt with. None of the
-// interfaces here takes any: a peer that sends them must not fill this process with handles.
+// Closes the kernel handles that came with a packet, over a transport that takes them, when it has
+// been dealt with: none of the interfaces here takes any.
 class ReceivedHandles {
 public:
     explicit ReceivedHandles(const remote::RpcProtocolProcessorIn& packet) noexcept

@@ -82,9 +82,7 @@ vek::result_t PeerConnection::HandleRequest(bool too_deep, request_parser_t pars
     if (!handler) return result::kNotReady;
     RpcProtocolProcessorIn request(tracer_);
     if (const auto code = parse(request); vek::Failed(code)) return code;
-    if (const auto code = request.PrepareHandles(transfer, adopt_handles_); vek::Failed(code)) {
-        return code;
-    }
+    if (const auto code = PrepareHandles(request, transfer); vek::Failed(code)) return code;
     handler->HandleRequest(request, sender);
     return result::kOk;
 }
@@ -97,11 +95,24 @@ vek::result_t PeerConnection::ReadReply(const RpcProtocolProcessorOut& request, 
         reply.call_id() != request.call_id()) {
         return Lose("a reply to another request came");
     }
-    return reply.PrepareHandles(transfer, adopt_handles_);
+    return PrepareHandles(reply, transfer);
+}
+
+// Handles that nobody wants are not made: the packet counts as not understood.
+vek::result_t PeerConnection::PrepareHandles(RpcProtocolProcessorIn& packet,
+                                             HandleTransfer& transfer) noexcept {
+    if (!packet.has_file_handles()) return result::kOk;
+    if (handles_ == HandlePolicy::kRefuse) {
+        trace::Write(tracer_, trace::level::kRemoting, "rmt\tPacket of process ", peer_process_id(),
+                     " is refused: it brings handles");
+        return result::kNotSupported;
+    }
+    return packet.PrepareHandles(transfer, handles_ == HandlePolicy::kAdopt);
 }
 
 vek::result_t PeerTransport::SendReceive(RpcProtocolProcessorOut& request,
                                          RpcProtocolProcessorIn& reply) noexcept {
+    if (request.has_file_handles() && !SupportsFiles()) return result::kNotSupported;
     return vek::AtBorder([&] { return connection_->Call(request, reply); });
 }
 

@@ -49,11 +49,12 @@ protected:
 
     explicit PeerConnection(const TransportConfig& config, std::uint32_t peer_process_id = 0)
         : tracer_(vek::trace::LimitRepeats(config.tracer)),
-          adopt_handles_(config.adopt_handles),
+          handles_(config.handles),
           peer_process_id_(peer_process_id) {}
 
     void set_peer_process_id(std::uint32_t id) noexcept { peer_process_id_ = id; }
     const vek::trace::TracerPtr& tracer() const noexcept { return tracer_; }
+    HandlePolicy handles() const noexcept { return handles_; }
     ByteBudget& budget() noexcept { return budget_; }
 
     // Blocks while the connection is new.
@@ -75,12 +76,13 @@ private:
     enum class State { kNew, kOpen, kEnded };
 
     void End(vek::result_t reason, Ending ending, std::string_view why) noexcept;
+    vek::result_t PrepareHandles(RpcProtocolProcessorIn& packet, HandleTransfer& transfer) noexcept;
 
     // Ends every wait for the peer. Called once, before the handler is told.
     virtual void OnEnded(Ending ending) noexcept = 0;
 
     const vek::trace::TracerPtr tracer_;
-    const bool adopt_handles_;
+    const HandlePolicy handles_;
     std::atomic<std::uint32_t> peer_process_id_;
     std::atomic<std::uint32_t> served_{0};
     ByteBudget budget_{0};

@@ -65,7 +65,8 @@ public:
     virtual vek::result_t SendReceive(RpcProtocolProcessorOut& request,
                                       RpcProtocolProcessorIn& reply) noexcept = 0;
 
-    // Whether SendReceiveWithFiles can be used, which is SendReceive for packets with handles.
+    // Whether SendReceiveWithFiles can be used, which is SendReceive for packets with handles: it
+    // gives kNotSupported otherwise, and nothing is sent.
     virtual bool SupportsFiles() const noexcept = 0;
     virtual vek::result_t SendReceiveWithFiles(RpcProtocolProcessorOut& request,
                                                RpcProtocolProcessorIn& reply) noexcept = 0;
@@ -87,6 +88,17 @@ using PeerCheck = std::function<bool(std::uint32_t process_id)>;
 // Every account of this machine: for the listener of a service, whose peers are its users.
 inline constexpr char kAnyAccount[] = "*";
 
+// What becomes of kernel handles that come with a packet. Both ends have the same.
+enum class HandlePolicy {
+    // The packet is refused with kNotSupported, and this end sends none.
+    kRefuse,
+    // Each is duplicated. The sender closes those that it has pushed here when it has the reply.
+    kDuplicate,
+    // Those that the sender has pushed here are taken as they are: only for a peer that is trusted
+    // to name none but those.
+    kAdopt,
+};
+
 struct TransportConfig {
     vek::trace::TracerPtr tracer;
     PeerCheck peer_check;
@@ -94,9 +106,7 @@ struct TransportConfig {
     // of this one's user, on Windows in this one's session. Where sockets carry the packets it is
     // not used: no other user's process is a peer.
     std::string peer_account = {};
-    // Received handles that the sender pushed here are taken as they are, instead of being
-    // duplicated: only for a peer that is trusted to name none but those.
-    bool adopt_handles = false;
+    HandlePolicy handles = HandlePolicy::kRefuse;
     // How long ConnectTransport waits for the peer; a millisecond at least.
     std::chrono::milliseconds connect_timeout{3000};
     // Asked now and then meanwhile: true ends the wait. May be empty; the RPC runtime does not ask.

@@ -10,6 +10,12 @@ namespace remote {
 // A kernel handle as the system gives it: a HANDLE on Windows, a descriptor elsewhere.
 using handle_t = std::intptr_t;
 
+// A handle from its value in a packet. Handles have 32 significant bits; those of the system's own
+// pseudo handles are negative.
+constexpr handle_t ToHandle(std::uint32_t value) noexcept {
+    return static_cast<std::int32_t>(value);
+}
+
 // Takes kernel handles across the process border for one packet. A seam: a test passes one that
 // fails. The operations that can fail give kNone or why.
 class HandleTransfer {
@@ -28,6 +34,9 @@ public:
     virtual vek::platform::system_error_t Duplicate(handle_t handle, handle_t& copy) noexcept = 0;
 
     virtual void Close(handle_t handle) noexcept = 0;
+
+    // Closes what ToPeer has made in the peer.
+    virtual void CloseInPeer(handle_t in_peer) noexcept = 0;
 
     // Whether the peer can make its handles usable here by itself. When it cannot, a packet that
     // says it has is not believed: the value would be some handle of this process's own.

@@ -13,9 +13,6 @@ namespace result = vek::result;
 namespace system_error = vek::platform::system_error;
 namespace trace = vek::trace;
 
-// Handles have 32 significant bits; those of the system's own pseudo handles are negative.
-handle_t ToHandle(std::uint32_t value) noexcept { return static_cast<std::int32_t>(value); }
-
 // Of the unknown blocks of a packet: a peer is not to fill the trace.
 constexpr std::size_t kMaxTracedBlocks = 8;
 

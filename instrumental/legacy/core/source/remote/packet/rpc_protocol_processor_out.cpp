@@ -72,6 +72,12 @@ const std::vector<std::uint32_t>& RpcProtocolProcessorOut::transferred() const n
     return transferred_;
 }
 
+void RpcProtocolProcessorOut::CloseTransferred(HandleTransfer& transfer) noexcept {
+    for (const uint32_t value : std::exchange(transferred_, {})) {
+        if (value != kNotTransferred) transfer.CloseInPeer(ToHandle(value));
+    }
+}
+
 std::uint64_t RpcProtocolProcessorOut::PacketSize() const noexcept {
     return HeadSize() + call_data_size_;
 }

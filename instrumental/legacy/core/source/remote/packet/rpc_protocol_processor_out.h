@@ -50,6 +50,10 @@ public:
     // could not be pushed.
     const std::vector<std::uint32_t>& transferred() const noexcept;
 
+    // Closes those in the peer, once it has duplicated them: when its reply is there. Not for a
+    // peer that adopts them, whose they are.
+    void CloseTransferred(HandleTransfer& transfer) noexcept;
+
 private:
     bool Has(std::uint32_t part) const noexcept { return (present_ & part) != 0; }
     vek::result_t WriteHead(std::byte*& buffer, std::size_t& size,

@@ -63,6 +63,9 @@ public:
     vek::result_t Send(RpcProtocolProcessorOut& reply) noexcept override {
         if (call_.reply() != nullptr) return result::kUnexpected;
         if (!connection_.IsOpen()) return outcome_ = result::kRemoteCallFailed;
+        if (reply.has_file_handles() && !connection_.SupportsFiles()) {
+            return outcome_ = result::kNotSupported;
+        }
         return outcome_ = Write(reply);
     }
 
@@ -79,7 +82,11 @@ private:
         // What is not written would be the peer's to read.
         std::memset(room + whole - 8, 0, 8);
         wire::Write(room, wire::SendReceiveReply{size, 1, size});
-        return Construct(reply, transfer_, {room + wire::kSize<wire::SendReceiveReply>, size});
+        // Nothing follows by which it would be known that the peer has duplicated what was pushed:
+        // it fetches.
+        const bool pushes = connection_.handles() == HandlePolicy::kAdopt;
+        return reply.ConstructPacket({room + wire::kSize<wire::SendReceiveReply>, size},
+                                     pushes ? &transfer_ : nullptr);
     }
 
     const RpcConnection& connection_;
@@ -128,7 +135,7 @@ void RpcConnection::SetPeer(RpcBinding binding, std::uint64_t token) {
 }
 
 void RpcConnection::SetPeerProcess(std::uint32_t process_id) {
-    peer_.emplace(process_id);
+    peer_.emplace(process_id, handles() != HandlePolicy::kRefuse);
     peer_->Watch(OnProcessEnded, token_);
     set_peer_process_id(process_id);
 }
@@ -170,7 +177,9 @@ vek::result_t RpcConnection::Call(RpcProtocolProcessorOut& request, RpcProtocolP
     if (request.PacketSize() > kMaxPacketSize) return result::kInvalidSize;
     Win32HandleTransfer transfer = TransferTo(peer_);
     PacketBuffer received;
-    if (const auto code = Exchange(request, transfer, received); vek::Failed(code)) return code;
+    const vek::result_t code = Exchange(request, transfer, received);
+    if (handles() == HandlePolicy::kDuplicate) request.CloseTransferred(transfer);
+    if (vek::Failed(code)) return code;
     return ReadReply(request, std::move(received), transfer, reply);
 }
 

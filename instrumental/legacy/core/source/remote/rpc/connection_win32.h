@@ -50,6 +50,7 @@ public:
 
     vek::result_t Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply) override;
     bool SupportsFiles() const noexcept override { return peer_ && peer_->duplicator() != nullptr; }
+    using PeerConnection::handles;
 
     // Keeps a part of a request of several. A peer that sends too much is lost.
     vek::result_t TakePart(std::uint32_t number, bytes_t part);

@@ -23,6 +23,10 @@ public:
         return Copy(::GetCurrentProcess(), handle, ::GetCurrentProcess(), copy);
     }
     void Close(handle_t handle) noexcept override { ::CloseHandle(ToSystem(handle)); }
+    void CloseInPeer(handle_t in_peer) noexcept override {
+        ::DuplicateHandle(peer_, ToSystem(in_peer), nullptr, nullptr, 0, FALSE,
+                          DUPLICATE_CLOSE_SOURCE);
+    }
 
 private:
     static HANDLE ToSystem(handle_t handle) noexcept { return reinterpret_cast<HANDLE>(handle); }

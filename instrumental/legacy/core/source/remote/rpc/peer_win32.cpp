@@ -3,12 +3,10 @@
 namespace remote {
 using vek::platform::UniqueHandle;
 
-PeerProcess::PeerProcess(std::uint32_t id) noexcept
-    : process_(::OpenProcess(SYNCHRONIZE | PROCESS_DUP_HANDLE, FALSE, id)) {
-    if (!process_) {
-        can_duplicate_ = false;
-        process_ = UniqueHandle(::OpenProcess(SYNCHRONIZE, FALSE, id));
-    }
+PeerProcess::PeerProcess(std::uint32_t id, bool duplicates) noexcept
+    : process_(duplicates ? ::OpenProcess(SYNCHRONIZE | PROCESS_DUP_HANDLE, FALSE, id) : nullptr),
+      can_duplicate_(static_cast<bool>(process_)) {
+    if (!process_) process_ = UniqueHandle(::OpenProcess(SYNCHRONIZE, FALSE, id));
 }
 
 void PeerProcess::Watch(WAITORTIMERCALLBACK ended, std::uint64_t argument) noexcept {

@@ -8,10 +8,10 @@
 
 namespace remote {
 
-// A peer's process, as far as this one may open it: nothing but handles in packets needs it.
+// A peer's process, as far as this one may open it: nothing but handles in packets needs that.
 class PeerProcess {
 public:
-    explicit PeerProcess(std::uint32_t id) noexcept;
+    PeerProcess(std::uint32_t id, bool duplicates) noexcept;
     ~PeerProcess();
     PeerProcess(const PeerProcess&) = delete;
     PeerProcess& operator=(const PeerProcess&) = delete;
@@ -24,8 +24,8 @@ public:
     HANDLE duplicator() const noexcept { return can_duplicate_ ? process_.get() : nullptr; }
 
 private:
-    bool can_duplicate_ = true;
     vek::platform::UniqueHandle process_;
+    const bool can_duplicate_;
     HANDLE wait_ = nullptr;
 };
 

@@ -25,7 +25,7 @@ public:
     void WatchControl() noexcept;
 
     vek::result_t Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply) override;
-    bool SupportsFiles() const noexcept override { return true; }
+    bool SupportsFiles() const noexcept override { return handles() != HandlePolicy::kRefuse; }
 
     using PeerConnection::Lose;
     vek::result_t Lose(Receiving received) noexcept;

@@ -45,6 +45,8 @@ public:
         vek::platform::Descriptor closed(static_cast<int>(handle));
     }
 
+    void CloseInPeer(handle_t) noexcept override {}
+
     bool PeerCanPush() const noexcept override { return false; }
 
 private:

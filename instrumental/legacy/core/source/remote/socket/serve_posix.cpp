@@ -15,11 +15,15 @@ namespace trace = vek::trace;
 
 class ChannelReply final : public ReplySender {
 public:
-    ChannelReply(SocketChannel& channel, SocketCallFrame& call) noexcept
-        : channel_(channel), call_(call) {}
+    ChannelReply(const SocketConnection& connection, SocketChannel& channel,
+                 SocketCallFrame& call) noexcept
+        : connection_(connection), channel_(channel), call_(call) {}
 
     vek::result_t Send(RpcProtocolProcessorOut& reply) noexcept override {
         if (call_.replied()) return result::kUnexpected;
+        if (reply.has_file_handles() && !connection_.SupportsFiles()) {
+            return failure_ = result::kNotSupported;
+        }
         const Sending sent = SendPacket(channel_.socket(), FrameKind::kReply, reply, failure_);
         if (sent == Sending::kNotBegun) return failure_;
         call_.set_replied();
@@ -32,6 +36,7 @@ public:
     vek::result_t failure() const noexcept { return failure_; }
 
 private:
+    const SocketConnection& connection_;
     SocketChannel& channel_;
     SocketCallFrame& call_;
     vek::result_t failure_ = result::kUnexpected;
@@ -99,7 +104,7 @@ void SocketConnection::ServeChannel(const channel_ptr_t& channel) noexcept {
 
 bool SocketConnection::ServeRequest(SocketChannel& channel, Frame& frame) noexcept {
     SocketCallFrame call(*this, channel);
-    ChannelReply reply(channel, call);
+    ChannelReply reply(*this, channel, call);
     PosixHandleTransfer transfer(std::move(frame.descriptors));
     const vek::result_t refusal = HandleRequest(
         SocketCallFrame::Depth() > kMaxNesting,
