@@ -4,6 +4,7 @@
 #include <thread>
 #include <vector>
 
+#include "remote/establish.h"
 #include "sandbox/child_process/child_process.h"
 #include "tests/remote/transport_ends.h"
 #include "vek/platform/system.h"
@@ -153,6 +154,26 @@ TEST(Transport, ConnectsToNobodyButAPeerThatTakesItIn) {
         EXPECT_EQ(connect(c.connecting), result::kAccessDenied);
     }
     EXPECT_EQ(client, nullptr);
+}
+
+TEST(PeerShares, AreLimitedByProcessAndByAccount) {
+    const auto shares = std::make_shared<remote::PeerShares>();
+    std::vector<remote::peer_share_t> held;
+    const auto take = [&](std::uint32_t process_id, const std::string& account, int count) {
+        int taken = 0;
+        for (int i = 0; i < count; ++i) {
+            if (auto share = shares->Take(process_id, account)) ++taken, held.push_back(share);
+        }
+        return taken;
+    };
+    EXPECT_EQ(take(1, "", 9), 8);
+    for (std::uint32_t id = 2; id < 5; ++id) EXPECT_EQ(take(id, "a", 7), 7);
+    EXPECT_EQ(take(5, "a", 12), 8);
+    EXPECT_EQ(take(6, "a", 12), 3) << "of an account 32";
+    EXPECT_EQ(take(7, "a", 1) + take(1, "b", 1), 0);
+    EXPECT_EQ(take(7, "b", 9), 8);
+    held.clear();
+    EXPECT_EQ(take(1, "a", 9), 8);
 }
 
 TEST(Transport, CarriesHandlesWhereBothEndsTakeThemAndLeavesNone) {

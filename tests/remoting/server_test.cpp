@@ -1,9 +1,11 @@
 // A server and its clients over the system's own transport, and services that outlive their server.
 
+#include <algorithm>
 #include <thread>
 
 #include "processing/message_processor.h"
 #include "product/mail_scanner.h"
+#include "sandbox/child_process/child_process.h"
 #include "tests/remoting/pair_fixture.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
@@ -40,8 +42,13 @@ struct ConnectionLoader final : vek::ObjectImpl<plugins::ILoader> {
 };
 
 struct RemotingServer : MailFixture {
-    RemotingServer() {
+    RemotingServer() { Start(); }
+
+    void Start(std::chrono::milliseconds agreement_limit = std::chrono::seconds(5)) {
+        server.reset();
         remoting::ServerConfig config;
+        config.agreement_limit = agreement_limit;
+        config.on_connected = [this](std::uint32_t id) { last_peer = id; };
         config.endpoint.local_id = vek::platform::CurrentProcessId();
         config.connection.factories = plugins::remoting::RemoteInterfaces();
         config.connection.master = master;
@@ -59,6 +66,7 @@ struct RemotingServer : MailFixture {
 
     const std::shared_ptr<TestMaster> master = std::make_shared<TestMaster>(RefPtr<IMailScanner>(
         vek::MakeObject<reference_product::ScriptedScanner>(LookFromTwoThreads)));
+    std::atomic<std::uint32_t> last_peer = 0;
     std::unique_ptr<remoting::Server> server;
 };
 
@@ -91,6 +99,27 @@ TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_TRUE(WaitUntil([&] { return server->connection_count() == 0 && master->locks == 0; }));
+}
+
+TEST_F(RemotingServer, HasRoomWhateverSilentPeersTake) {
+    Start(std::chrono::milliseconds(1500));
+    const auto honest = Connect();
+    RefPtr<vek::IServiceLocator> locator;
+    ASSERT_EQ(honest->GetServiceLocator(locator), result::kOk);
+    std::array<std::shared_ptr<remoting::Connection>, 64> silent;
+    for (auto& connection : silent) {
+        remoting::ConnectToServer(server->endpoint(), {}, {}, connection);
+    }
+    EXPECT_EQ(std::ranges::count(silent, nullptr), 64 - 7) << "the honest one is of this process";
+    const std::uint32_t own = last_peer;
+    const auto other = sandbox::StartBeside(
+        "transport_peer", "connect:" + std::to_string(server->endpoint().local_id));
+    EXPECT_TRUE(WaitUntil([&] { return last_peer != own; }));
+
+    ASSERT_TRUE(WaitUntil([&] { return server->connection_count() == 1; }));
+    EXPECT_EQ(other->Wait(), 0) << "it says nothing either, and is dropped";
+    EXPECT_FALSE(silent[0]->IsOpen());
+    EXPECT_TRUE(honest->IsOpen() && Connect()->IsOpen());
 }
 
 TEST_F(RemotingServer, GoesDownUnderItsClients) {

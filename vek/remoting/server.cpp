@@ -1,14 +1,19 @@
 #include "vek/remoting/server.h"
 
+#include <algorithm>
+#include <condition_variable>
 #include <map>
 #include <mutex>
-#include <vector>
 
 #include "vek/core/border.h"
 #include "vek/core/throw.h"
+#include "vek/platform/clock.h"
+#include "vek/platform/system.h"
 #include "vek/trace/line.h"
 
 namespace vek::remoting {
+
+using std::chrono::milliseconds;
 
 // Shared with the transports' threads, which may outlive the server.
 struct Server::State : std::enable_shared_from_this<State> {
@@ -28,7 +33,9 @@ struct Server::State : std::enable_shared_from_this<State> {
         {
             const std::lock_guard guard(lock);
             if (stopped || connections.size() >= kMaxConnections) return nullptr;
-            connections.emplace(number, connection);
+            const milliseconds until = platform::TheClock().AwakeTime() + config.agreement_limit;
+            connections.emplace(number, Peer{connection, until});
+            changed.notify_all();
         }
         Tell([&] {
             if (config.on_connected) config.on_connected(process_id);
@@ -42,12 +49,50 @@ struct Server::State : std::enable_shared_from_this<State> {
             const std::lock_guard guard(lock);
             const auto found = connections.find(number);
             if (found == connections.end()) return;
-            gone = std::move(found->second);
+            gone = std::move(found->second.connection);
             connections.erase(found);
         }
         Tell([&] {
             if (config.on_disconnected) config.on_disconnected(process_id, reason);
         });
+    }
+
+    // Drops peers that say nothing, until the server is stopped. The body of a thread.
+    void DropSilent() noexcept {
+        std::unique_lock guard(lock);
+        while (!stopped) {
+            milliseconds pause = milliseconds::max();
+            if (std::shared_ptr<Connection> silent = FindSilent(pause)) {
+                guard.unlock();
+                trace::Write(config.connection.tracer, trace::level::kWarning,
+                             "VEK remoting: ORPC Connection(", NameOf(silent.get()),
+                             ") will be closed because its peer has not agreed the protocol "
+                             "features");
+                silent->Close(result::kNotInitialized);
+                silent.reset();
+                guard.lock();
+            } else if (pause == milliseconds::max()) {
+                changed.wait(guard);
+            } else {
+                changed.wait_for(guard, std::max(pause, milliseconds{1}));
+            }
+        }
+    }
+
+    // Gives one that is to be dropped; null when there is none for `pause`. With the lock.
+    std::shared_ptr<Connection> FindSilent(milliseconds& pause) {
+        const milliseconds now = platform::TheClock().AwakeTime();
+        for (auto& [number, peer] : connections) {
+            if (peer.until == milliseconds::max()) continue;
+            const bool agreed = peer.connection->features().synchronized();
+            if (!agreed && now < peer.until) {
+                pause = std::min(pause, peer.until - now);
+                continue;
+            }
+            peer.until = milliseconds::max();  // it is looked at no more
+            if (!agreed) return peer.connection;
+        }
+        return nullptr;
     }
 
     // Calls one of the configured callbacks; an exception of its is traced and dropped.
@@ -60,11 +105,17 @@ struct Server::State : std::enable_shared_from_this<State> {
         }
     }
 
+    struct Peer {
+        std::shared_ptr<Connection> connection;
+        milliseconds until;  // the awake time at which it has agreed the features
+    };
+
     const ServerConfig config;
     std::atomic<std::uint64_t> next_number{0};
     mutable std::mutex lock;  // guards what follows
-    std::map<std::uint64_t, std::shared_ptr<Connection>> connections;
+    std::map<std::uint64_t, Peer> connections;
     bool stopped = false;
+    std::condition_variable changed;
 };
 
 result_t Server::Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept {
@@ -81,6 +132,8 @@ result_t Server::Start(ServerConfig config, std::unique_ptr<Server>& server) noe
             },
             state->config.transport, made->listener_);
         if (Failed(result)) return result;
+        made->dropping_ = platform::TheSystem().StartThread([state] { state->DropSilent(); });
+        if (!made->dropping_) return result::kInsufficientResources;
         server = std::move(made);
         return result::kOk;
     });
@@ -90,13 +143,15 @@ Server::Server(std::shared_ptr<State> state) noexcept : state_(std::move(state))
 
 Server::~Server() {
     listener_.reset();
-    std::map<std::uint64_t, std::shared_ptr<Connection>> connections;
+    std::map<std::uint64_t, State::Peer> connections;
     {
         const std::lock_guard guard(state_->lock);
         state_->stopped = true;
         connections = state_->connections;
+        state_->changed.notify_all();
     }
-    for (const auto& [number, connection] : connections) connection->Close(result::kOk);
+    for (const auto& [number, peer] : connections) peer.connection->Close(result::kOk);
+    if (dropping_) dropping_->Wait(platform::kInfinite);
 }
 
 std::size_t Server::connection_count() const noexcept {

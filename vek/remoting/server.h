@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 
 #include "remote/transport.h"
+#include "vek/platform/thread.h"
 #include "vek/remoting/connection.h"
 
 namespace vek::remoting {
@@ -14,6 +16,9 @@ struct ServerConfig {
     remote::TransportConfig transport;
     // Every connection is made with this; its on_closed is not used.
     ConnectionConfig connection;
+    // Who has not agreed the protocol features so long after being taken in is dropped. Longer than
+    // one event of a client's waits.
+    std::chrono::milliseconds agreement_limit{5000};
     // Told of peers that came and went, on any thread, several at once, the last of them perhaps
     // after the server was destroyed. May be empty.
     std::function<void(std::uint32_t process_id)> on_connected;
@@ -24,10 +29,10 @@ struct ServerConfig {
 // any more, and all connections are closed.
 class Server {
 public:
-    // Peers beyond this are refused.
+    // Peers beyond this are refused, those of one process or account before (transport.h).
     static constexpr std::size_t kMaxConnections = 64;
 
-    // The codes are those of remote::Listen.
+    // The codes are those of remote::Listen, and kInsufficientResources.
     static result_t Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept;
     ~Server();
     Server(const Server&) = delete;
@@ -42,6 +47,7 @@ private:
 
     std::shared_ptr<State> state_;
     std::unique_ptr<remote::Listener> listener_;
+    std::unique_ptr<platform::Thread> dropping_;
 };
 
 // Connects to a process that serves at `endpoint`. `config.on_closed` is told of the end. The codes

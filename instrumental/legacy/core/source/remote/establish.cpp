@@ -11,6 +11,34 @@ namespace trace = vek::trace;
 
 }  // namespace
 
+peer_share_t PeerShares::Take(std::uint32_t process_id, const std::string& account) {
+    auto give_back = [self = shared_from_this(), process_id, account](void*) {
+        self->GiveBack(process_id, account);
+    };
+    {
+        const std::lock_guard guard(lock_);
+        std::size_t& of_account = of_account_[account];
+        std::size_t& of_process = of_process_[process_id];
+        if (of_process >= kMaxConnectionsOfProcess) return nullptr;
+        if (!account.empty() && of_account >= kMaxConnectionsOfAccount) {
+            if (of_process == 0) of_process_.erase(process_id);
+            return nullptr;
+        }
+        ++of_process;
+        ++of_account;
+    }
+    return {this, std::move(give_back)};
+}
+
+void PeerShares::GiveBack(std::uint32_t process_id, const std::string& account) noexcept {
+    const std::lock_guard guard(lock_);
+    const auto remove = [](auto& counts, const auto& key) {
+        if (const auto found = counts.find(key); --found->second == 0) counts.erase(found);
+    };
+    remove(of_process_, process_id);
+    remove(of_account_, account);
+}
+
 vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHandler> handler,
                                const TransportConfig& config,
                                std::shared_ptr<Transport>& transport) noexcept {

@@ -2,8 +2,10 @@
 
 // How two processes come to be peers, as far as it is the same for every transport.
 
+#include <map>
 #include <mutex>
 #include <shared_mutex>
+#include <string>
 #include <utility>
 
 #include "remote/peer_connection.h"
@@ -14,6 +16,22 @@ namespace remote {
 // one in then. A transport that is given with a failure is to be let go. May raise.
 vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& config,
                             std::shared_ptr<PeerTransport>& transport);
+
+// Counts the connections of each of a listener's peers, from before they are taken in. A shared
+// object. Any thread.
+class PeerShares : public std::enable_shared_from_this<PeerShares> {
+public:
+    // One more connection of the process, and of the account if that is named, for as long as what
+    // is given exists. Null when either has as many as it may.
+    peer_share_t Take(std::uint32_t process_id, const std::string& account = {});
+
+private:
+    void GiveBack(std::uint32_t process_id, const std::string& account) noexcept;
+
+    std::mutex lock_;
+    std::map<std::uint32_t, std::size_t> of_process_;
+    std::map<std::string, std::size_t> of_account_;
+};
 
 // Keeps the callback and the configuration that a listener's user gave from being used once the
 // listener is gone. Any thread.
@@ -28,6 +46,8 @@ public:
         const std::shared_lock guard(lock_);
         if (open_) use(std::as_const(accept_), std::as_const(config_));
     }
+
+    PeerShares& shares() const noexcept { return *shares_; }
 
     // What Listen was called with, before the gate is closed.
     const TransportConfig& config() const noexcept { return config_; }
@@ -45,6 +65,7 @@ private:
     bool open_ = true;
     AcceptPeer accept_;
     TransportConfig config_;
+    const std::shared_ptr<PeerShares> shares_ = std::make_shared<PeerShares>();
 };
 
 // A transport's part of Listen: gives a listener at `endpoint`. May raise.

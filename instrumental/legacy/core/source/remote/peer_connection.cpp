@@ -28,6 +28,11 @@ private:
 
 }  // namespace
 
+void PeerConnection::Keep(peer_share_t share) noexcept {
+    const std::lock_guard guard(state_lock_);
+    if (state_ != State::kEnded) share_ = std::move(share);
+}
+
 bool PeerConnection::Open(std::weak_ptr<RequestHandler> handler) noexcept {
     {
         const std::lock_guard guard(state_lock_);
@@ -62,6 +67,7 @@ void PeerConnection::End(vek::result_t reason, Ending ending, std::string_view w
         left_new_.notify_all();
         reason_ = reason;
         handler = handler_.lock();
+        share_.reset();
     }
     trace::Write(tracer_, trace::level::kRemoting, "rmt\tTransport to process ", peer_process_id(),
                  " has ended: ", why, ", ", trace::Result(reason));

@@ -19,6 +19,9 @@
 
 namespace remote {
 
+// A connection's part of what its peer may have of a listener's (establish.h).
+using peer_share_t = std::shared_ptr<void>;
+
 // One peer. It is new until it is opened, and ends once: by Close on this side or by Lose. The
 // threads that serve the peer share it with the PeerTransport. Any thread, unless said otherwise.
 class PeerConnection {
@@ -30,6 +33,9 @@ public:
     // As Transport::SendReceive and Transport::SupportsFiles; Call may raise.
     virtual vek::result_t Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply) = 0;
     virtual bool SupportsFiles() const noexcept = 0;
+
+    // Keeps the share until the end.
+    void Keep(peer_share_t share) noexcept;
 
     // From now on `handler` serves. False when it has ended before: the handler has been told. To
     // be called once.
@@ -90,6 +96,7 @@ private:
     vek::platform::Lock state_lock_;
     std::atomic<State> state_{State::kNew};
     std::condition_variable_any left_new_;
+    peer_share_t share_;
     std::weak_ptr<RequestHandler> handler_;  // set before the first request is served
     vek::result_t reason_ = vek::result::kOk;
 };

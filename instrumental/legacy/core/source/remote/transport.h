@@ -26,6 +26,11 @@ inline constexpr std::uint64_t kMaxPacketSize = std::uint64_t{256} << 20;
 // A peer that keeps more requests than this waiting at once is refused the next.
 inline constexpr std::uint32_t kMaxServedRequests = 256;
 
+// A listener takes in no more connections of one process, and, where it is for all accounts, of one
+// account: nobody is to leave no room for others.
+inline constexpr std::size_t kMaxConnectionsOfProcess = 8;
+inline constexpr std::size_t kMaxConnectionsOfAccount = 32;
+
 // Calls within calls, on one thread.
 inline constexpr std::uint32_t kMaxNesting = 64;
 

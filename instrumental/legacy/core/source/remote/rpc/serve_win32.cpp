@@ -65,10 +65,14 @@ bool ConfirmTo(const RpcBinding& binding, std::uint64_t token, const PeerIdentit
 
 // Lets a listener decide. `token` is what the caller is to call under.
 vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& caller,
-                     const AcceptPeer& accept, const TransportConfig& config,
+                     const AcceptPeer& accept, const TransportConfig& config, PeerShares& shares,
                      std::uint64_t& token) {
     const std::uint32_t id = caller.process_id;
     if (!IsPeerAllowed(caller, config)) return RefusePeer(id, "it may not connect", config);
+    // Where there is one account, all are of that.
+    peer_share_t share =
+        shares.Take(id, config.peer_account == kAnyAccount ? caller.account : std::string());
+    if (!share) return RefusePeer(id, "it has too many connections", config);
     const Endpoint endpoint{request.caller_local_id,
                             static_cast<std::uint16_t>(request.caller_tcp_port)};
     RpcBinding binding;
@@ -77,6 +81,7 @@ vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& ca
         return RefusePeer(id, "it cannot be called", config);
     }
     const auto connection = RpcConnection::Create(config);
+    connection->Keep(std::move(share));
     const auto transport = std::make_shared<PeerTransport>(connection);
     if (!ConfirmTo(binding, request.caller_token, caller, *connection)) {
         return RefusePeer(id, "it does not answer for itself", config);
@@ -100,7 +105,7 @@ vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& ca
     vek::result_t code = result::kNotReady;
     if (const auto gate = RpcServer::Get().ListenerAt(TextOf(wanted))) {
         gate->Enter([&](const AcceptPeer& accept, const TransportConfig& config) {
-            code = TakeIn(request, caller, accept, config, token);
+            code = TakeIn(request, caller, accept, config, gate->shares(), token);
         });
     }
     return code;

@@ -76,14 +76,18 @@ constexpr std::uint16_t kFirstPort = 49152;
 
 // Takes in whoever has connected, who is told by a welcome. Gives the connection, or null.
 std::shared_ptr<SocketConnection> TakeIn(Descriptor control, const AcceptPeer& accept,
-                                         const TransportConfig& config) {
+                                         const TransportConfig& config, PeerShares& shares) {
     const int socket = control.get();
     const std::uint32_t peer = PeerProcess(socket);
-    if (!IsPeerAllowed(socket, config.peer_check)) {
-        SendVerdict(socket, FrameKind::kWelcome, RefusePeer(peer, "it may not connect", config));
+    const auto refuse = [&](std::string_view why) {
+        SendVerdict(socket, FrameKind::kWelcome, RefusePeer(peer, why, config));
         return nullptr;
-    }
+    };
+    if (!IsPeerAllowed(socket, config.peer_check)) return refuse("it may not connect");
+    peer_share_t share = shares.Take(peer);
+    if (!share) return refuse("it has too many connections");
     auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);
+    connection->Keep(std::move(share));
     const auto transport = std::make_shared<PeerTransport>(connection);
     const vek::result_t admitted = AdmitPeer(transport, accept, config, [socket] {
         SendVerdict(socket, FrameKind::kWelcome, result::kOk);
@@ -138,7 +142,7 @@ private:
         // After a failure the peer sees its socket closed.
         static_cast<void>(vek::AtBorder([&] {
             gate->Enter([&](const AcceptPeer& accept, const TransportConfig& config) {
-                connection = TakeIn(std::move(peer), accept, config);
+                connection = TakeIn(std::move(peer), accept, config, gate->shares());
             });
         }));
         gate.reset();
