@@ -58,8 +58,8 @@ public:
     }
     result_t Fill(std::span<std::byte> target, std::uint32_t& filled) noexcept override {
         filled = static_cast<std::uint32_t>(target.size() / 2);
-        std::fill_n(target.begin(), filled, std::byte{4});
-        return result::kOk;
+        std::fill_n(target.begin(), lies ? filled / 2 : filled, std::byte{4});
+        return fill_result;
     }
     result_t Reverse(vek::range_t<std::uint16_t>& range, bool elsewhere) noexcept override {
         std::reverse(range.data, range.data + range.size);
@@ -89,6 +89,8 @@ public:
 
     RefPtr<IEcho> kept;
     RefPtr<IEcho> give;
+    bool lies = false;  // in Fill
+    result_t fill_result = result::kOk;
 };
 
 std::shared_ptr<const remoting::ProxyStubFactories> Factories() {
@@ -161,6 +163,26 @@ TEST_F(Calls, FailuresLeaveTheOutputsAlone) {
     byte_vector storage(remoting::kMaxOutBytes + 1);
     EXPECT_EQ(pair.echo->Fill(storage, filled), result::kInvalidSize);
     EXPECT_EQ(filled, 7u);
+}
+
+// A method that claims what it has not filled gives away nothing of its process.
+TEST_F(Calls, WhatAMethodDidNotFillIsZero) {
+    EchoPair pair;
+    for (const std::size_t size : {100u, 65'536u, 65'537u, 1u << 20}) {
+        for (const auto& [lies, code] :
+             {std::pair{false, result::kOk}, {true, result::kNotReady}, {true, result::kOk}}) {
+            std::tie(pair.real->lies, pair.real->fill_result) = std::tie(lies, code);
+            { const byte_vector old(size, std::byte{0xEE}); }
+            byte_vector storage(size);
+            std::uint32_t filled = 0;
+            EXPECT_EQ(pair.echo->Fill(storage, filled), code);
+            EXPECT_EQ(filled, code == result::kOk ? size / 2 : 0);
+            storage.resize(filled);
+            const auto claimed = static_cast<std::ptrdiff_t>(filled) / (lies ? 2 : 1);
+            EXPECT_EQ(std::ranges::count(storage, std::byte{4}), claimed);
+            EXPECT_EQ(std::ranges::count(storage, std::byte{0}), filled - claimed) << size;
+        }
+    }
 }
 
 TEST_F(Calls, ObjectsTravelBothWaysAndComeHomeAsThemselves) {

@@ -15,6 +15,7 @@
 #include "vek/remoting/protocol_features.h"
 #include "vek/remoting/release_queue.h"
 #include "vek/remoting/stub_registry.h"
+#include "vek/remoting/zeroed_room.h"
 #include "vek/trace/line.h"
 #include "vek/trace/tracer.h"
 
@@ -87,6 +88,7 @@ public:
     CallSender& sender() noexcept { return *sender_; }
     ReleaseQueue& releases() noexcept { return releases_; }
     MasterLock& master_lock() noexcept { return master_lock_; }
+    ZeroedRooms& rooms() noexcept { return rooms_; }
     const ConnectionConfig& config() const noexcept { return config_; }
     const trace::TracerPtr& tracer() const noexcept { return config_.tracer; }
 
@@ -111,6 +113,7 @@ private:
     std::atomic<bool> was_silent_{false};
     ReleaseQueue releases_;
     MasterLock master_lock_;
+    ZeroedRooms rooms_;
     // Made by Init, which Create does not return without.
     std::unique_ptr<StubRegistry> registry_;
     std::unique_ptr<FeatureAgreement> features_;

@@ -27,6 +27,7 @@
 
 #include "vek/remoting/marshalling.h"
 #include "vek/remoting/null_flags.h"
+#include "vek/remoting/zeroed_room.h"
 #include "vek/serialization/values.h"
 #include "vek/trace/line.h"
 
@@ -181,23 +182,20 @@ struct Parameter<std::span<std::byte>> {
 
     class StubSide : public StubSideBase {
     public:
-        void Deserialize(serialization::Reader& reader, Connection&) {
-            size_ = reader.Read<std::uint32_t>();
-            if (size_ > kMaxOutBytes) return reader.Fail(result::kInvalidSize);
-            storage_ = room_.Add(size_);
+        void Deserialize(serialization::Reader& reader, Connection& connection) {
+            const auto size = reader.Read<std::uint32_t>();
+            if (size > kMaxOutBytes) return reader.Fail(result::kInvalidSize);
+            storage_.emplace(connection.rooms(), size);
         }
-        std::span<std::byte> Argument() noexcept { return {storage_, size_}; }
+        std::span<std::byte> Argument() noexcept { return storage_->bytes(); }
         // `filled` is where the method says how much of it was filled.
         void BindFillCount(const std::uint32_t& filled) noexcept { filled_ = &filled; }
         void Serialize(serialization::Writer& writer) {
-            serialization::Serialize(writer,
-                                     bytes_t(storage_, std::min<std::size_t>(*filled_, size_)));
+            serialization::Serialize(writer, storage_->Used(*filled_));
         }
 
     private:
-        serialization::InlineVector<std::byte, 256> room_;
-        std::byte* storage_ = nullptr;  // in room_
-        std::size_t size_ = 0;
+        std::optional<ZeroedRoom> storage_;
         const std::uint32_t* filled_ = nullptr;
     };
 };
