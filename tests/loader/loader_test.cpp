@@ -10,6 +10,7 @@
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
 #include "tests/support/fake_clock.h"
+#include "tests/support/fake_settings.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
 #include "tests/support/wait_until.h"
@@ -105,14 +106,28 @@ struct Product final : vek::platform::LibraryLoader {
                     std::this_thread::yield();
                 if (plan.raises) throw std::bad_alloc();
                 if (plan.gives_locator) connection.locator = NewProduct();
+                const auto answers = std::make_shared<std::atomic<bool>>(true);
+                if (mute) connection.locator = vek::MakeObject<MuteLocator>(answers);
                 const std::shared_ptr<void> end(
                     nullptr, [this](void*) { on_lost ? std::exchange(on_lost, {})() : void(); });
-                connection.is_alive = [this, end] { return alive.load(); };
+                connection.is_alive = [this, end, answers] { return alive && *answers; };
                 connection.was_silent = [this] { return silent.load(); };
                 return silent ? result::kNotReady : plan.connected;
             },
             loader::LoaderTimes{{}, std::chrono::milliseconds{20}, std::chrono::milliseconds{50}});
     }
+
+    // Of a product that says who it is, and then nothing more: whoever asks it loses it.
+    struct MuteLocator final : vek::ObjectImpl<IServiceLocator> {
+        explicit MuteLocator(std::shared_ptr<std::atomic<bool>> to) : answers(std::move(to)) {}
+        result_t GetInterface(vek::interface_id_t id, const void*, void** out) noexcept override {
+            const auto lose = [answers = answers](auto&) {
+                return *answers = false, result::kRemoteCallFailed;
+            };
+            return vek::MakeObject<tests::FakeSettings>(lose)->QueryInterface(id, out);
+        }
+        const std::shared_ptr<std::atomic<bool>> answers;
+    };
 
     static inline Product* current;
     Plan plan;
@@ -124,6 +139,7 @@ struct Product final : vek::platform::LibraryLoader {
     std::shared_ptr<product_info::LibraryKeeper> keeper =
         std::make_shared<product_info::LibraryKeeper>();
     std::atomic<bool> alive{true};
+    std::atomic<bool> mute{false};
     std::atomic<bool> silent{false};  // it does not answer, or has not done so any more
 };
 
@@ -273,8 +289,14 @@ TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
             EXPECT_EQ(ask(*loader, milliseconds{90}), result::kRemoteCallFailed);
             return product.connects >= before + 2;
         }));
-        product.alive = true;
+        product.mute = product.alive = true;  // which is not to be back
         product.silent = false;
+        const int silent = product.connects;
+        EXPECT_TRUE(tests::WaitUntil([&] {
+            EXPECT_EQ(ask(*loader, milliseconds{90}), result::kRemoteCallFailed);
+            return product.connects >= silent + 3;
+        }));
+        product.mute = false;
         EXPECT_TRUE(tests::WaitUntil([&] { return vek::Succeeded(Ask(*loader).first); }));
 
         product.silent = true;  // its end stops the attempts, and lets the next call make one
