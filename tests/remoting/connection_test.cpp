@@ -168,8 +168,7 @@ TEST(CallSender, RepeatsReleasesThatNeverArrived) {
 TEST(CallSender, SendsKernelHandlesWhereBothEndsCan) {
     for (const bool agreed : {true, false}) {
         for (const bool supported : {true, false}) {
-            Pair pair(nullptr, {1, agreed, 1, 1}, plugins::remoting::RemoteInterfaces(),
-                      remoting::kAllFeatures);
+            Pair pair(nullptr, {1, agreed, 1, 1});
             RefPtr<vek::IServiceLocator> locator;
             ASSERT_EQ(pair.client->GetServiceLocator(locator), result::kOk);
             pair.client_wire->supports_files = supported;

@@ -118,18 +118,16 @@ struct TestMaster final : remoting::MasterObject {
 
 struct Pair {
     explicit Pair(RefPtr<vek::IObject> service,
-                  remoting::ProtocolFeatures client_features = remoting::kOwnFeatures,
+                  remoting::ProtocolFeatures features = remoting::kOwnFeatures,
                   std::shared_ptr<const remoting::ProxyStubFactories> factories =
-                      plugins::remoting::RemoteInterfaces(),
-                  remoting::ProtocolFeatures server_features = remoting::kOwnFeatures)
+                      plugins::remoting::RemoteInterfaces())
         : master(std::make_shared<TestMaster>(std::move(service))) {
         remoting::ConnectionConfig config;
         config.factories = std::move(factories);
-        config.features = client_features;
+        config.features = features;
         config.tracer = std::make_shared<RecordingTracer>(800);
         config.on_closed = [this](result_t reason) { client_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, client), result::kOk);
-        config.features = server_features;
         config.master = master;
         config.on_closed = [this](result_t reason) { server_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, server), result::kOk);
