@@ -62,14 +62,18 @@ TEST(PacketRead, TakesWhatItKnowsAndRefusesMalformedPackets) {
         {"eced3003 0200 0800 0100000002000000 0100 0001", "", result::kInvalidSize, 0xFF},
         // Not at the expense of the next block.
         {"eced3003 0200 0400 01000000 0700 0400 02000000", "", result::kBufferTooSmall},
-        {"eced3003 0300 0800 01000000 00000000 0700 0400 00000000", "", result::kBufferTooSmall},
+        {"eced3003 0300 0b00 01000000 00000000 000000 0700 0400 00000000", "",
+         result::kInvalidSignature},
+        {"eced3003 0300 0000", "", result::kInvalidSignature},
+        {"eced3003 0300 ffff 000000", "", result::kInvalidSignature},
+        {"eced3003 0300 0300 000000 0700 0400 00000000", "", result::kInvalidSignature},
+        {"eced3003 0300 ffff 01000000 00000000 05000000", " handles"},
         {"eced3003 0300 0700 01000000 000000", "", result::kInvalidSignature},
         {"eced3003 0300 ffff 02000000 00000000", "", result::kInvalidSignature},
         // Would do in 32 bits.
         {"eced3003 0300 0c00 e2830f3e 00000000 00000000", "", result::kInvalidSignature},
         // More handles than a block of a size of its own holds, though the bytes are there.
-        {"eced3003 0300 ffff 0e3e0000", "", result::kInvalidSignature,
-         std::size_t{4} * (15886 + 497)},
+        {"eced3003 0300 ffff 0e3e0000", "", result::kOutOfMemory, std::size_t{4} * (15886 + 497)},
     };
     for (const bool in_place : {false, true}) {
         RpcProtocolProcessorIn processor;  // nothing of one packet is there in the next

@@ -149,19 +149,23 @@ vek::result_t RpcProtocolProcessorIn::ReadFileHandles(bytes_t block) noexcept {
     const std::byte* buffer = block.data();
     std::size_t size = block.size();
     std::uint32_t count = 0;
-    REMOTE_RETURN_IF_FAILED(tracer_, ReadFromBuffer(buffer, size, count));
-
-    // Less the count itself: a block that lacks no more than that fails in reading the values.
-    // No writer sends more than a block of a size of its own holds, and each handle costs one here.
+    if (size >= sizeof count) {
+        REMOTE_RETURN_IF_FAILED(tracer_, ReadFromBuffer(buffer, size, count));
+    }
     const std::uint64_t required = MaskAndValuesSize(count);
-    if (required > block.size() || required + sizeof count > rpc_block_info::MaxSize) {
+    if (required + sizeof count > block.size()) {
+        // The count itself is told of only where it is what the block lacks.
         trace::Write(tracer_, trace::level::kRemoting,
                      "rmt\tRpcProtocolProcessorIn::ParsePacket: wrong file handles in packet - "
                      "required size = ",
-                     required, ", block size = ", block.size());
+                     required > block.size() ? required : required + sizeof count,
+                     ", block size = ", block.size());
         return result::kInvalidSignature;
     }
     try {
+        // No writer sends more than a block of a size of its own holds, and each handle costs one
+        // here: a peer gets no memory for more.
+        if (required + sizeof count > rpc_block_info::MaxSize) throw std::bad_alloc();
         values_.resize(count);
         mask_.resize(MaskWords(count));
     } catch (const std::bad_alloc&) {

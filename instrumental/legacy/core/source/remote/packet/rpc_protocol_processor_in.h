@@ -18,9 +18,9 @@ public:
     // Reads `packet`, copying the call data. Of several blocks of a kind the last one counts, a
     // block's surplus and unknown blocks are skipped. What was there before is dropped, and after a
     // failure nothing of the packet is there. The codes:
-    // kInvalidSignature, also for a handle block that contradicts its size; kInvalidSize for a
+    // kInvalidSignature, also for a handle block that its size does not hold; kInvalidSize for a
     // block longer than the packet; kBufferTooSmall for a packet that ends within a field;
-    // kOutOfMemory.
+    // kOutOfMemory, also for more handles than a block can hold (15885).
     vek::result_t ParsePacket(bytes_t packet) noexcept;
 
     // The same, taking the packet over: the call data is a view of it.
