@@ -119,6 +119,10 @@ TEST(Transport, SaysWhyThereIsNoReply) {
     });
     served = &ends;
     EXPECT_EQ(Call(*ends.client, "no reply"), result::kUnexpected);
+    ends.server_handler->events.assign(254, 0);  // more than a reply can have over sockets
+    EXPECT_NE(Call(*ends.client, "no room"), result::kInsufficientResources)
+        << "that says that it was not carried out";
+    ends.server_handler->events.clear();
     EXPECT_TRUE(ends.client->IsOpen());
     EXPECT_EQ(Call(*ends.client, "let go"), result::kRemoteCallFailed);
     EXPECT_EQ(ends.client_handler->Closed(), result::kRemoteCallFailed);

@@ -1,8 +1,20 @@
 // The parts of a connection: what two ends agree before the first call, the handles they name
 // objects by, and how those are given back.
 
+#include <cstdlib>
+
 #include "tests/remoting/pair_fixture.h"
 #include "vek/remoting/call_frame.h"
+
+// Of this thread, up to one that fails; none does when it is 0.
+static thread_local int allocations_left = 0;
+
+void* operator new(std::size_t size) {
+    void* const made = allocations_left > 0 && --allocations_left == 0 ? nullptr : malloc(size);
+    return made != nullptr ? made : throw std::bad_alloc();
+}
+void operator delete(void* made) noexcept { free(made); }
+void operator delete(void* made, std::size_t) noexcept { free(made); }
 
 namespace tests {
 namespace {
@@ -163,6 +175,28 @@ TEST(CallSender, RepeatsReleasesThatNeverArrived) {
         // What may have arrived is not said again.
         EXPECT_EQ(pair.server->registry().size(), refusal == result::kRemoteCallFailed ? 1u : 0u);
     }
+}
+
+// Nor are they forgotten for want of memory before anything is sent, at whatever step.
+TEST(CallSender, RemembersReleasesWithoutMemory) {
+    result_t code = result::kOutOfMemory;
+    for (int nth = 1; code == result::kOutOfMemory; ++nth) {
+        Pair pair(nullptr);
+        RefPtr<vek::IServiceLocator> one, other;
+        ASSERT_EQ(pair.client->GetServiceLocator(one), result::kOk);
+        ASSERT_EQ(pair.client->GetServiceLocator(other), result::kOk);
+        one.reset();
+        const remoting::CallFrame frame(pair.client->releases(), 1);
+        other.reset();
+        pair.client_wire->refusal = result::kInsufficientResources;
+        allocations_left = nth;
+        code = pair.Raw({0, 0, 2, 0});
+        allocations_left = 0;
+        pair.client_wire->refusal = result::kOk;
+        EXPECT_EQ(pair.Raw({0, 0, 2, 0}), result::kMethodNotFound);
+        EXPECT_EQ(pair.server->registry().size(), 0u) << nth;
+    }
+    EXPECT_EQ(code, result::kInsufficientResources);
 }
 
 TEST(CallSender, SendsKernelHandlesWhereBothEndsCan) {

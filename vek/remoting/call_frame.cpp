@@ -16,7 +16,7 @@ CallFrame::CallFrame(ReleaseQueue& queue, std::uint32_t call_id) noexcept
 
 CallFrame::~CallFrame() {
     innermost = outer_;
-    queue_.Add(released_);
+    queue_.PutBack(std::move(released_));
 }
 
 CallFrame* CallFrame::Current(const ReleaseQueue& queue) noexcept {
@@ -35,9 +35,6 @@ bool CallFrame::Release(stub_handle_t handle) noexcept {
     }
 }
 
-void CallFrame::AddFromQueue() {
-    const released_t waiting = queue_.TakeAll();
-    released_.insert(released_.end(), waiting.begin(), waiting.end());
-}
+void CallFrame::AddFromQueue() { queue_.MoveTo(released_); }
 
 }  // namespace vek::remoting

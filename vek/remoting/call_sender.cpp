@@ -22,13 +22,12 @@ namespace {
 class PendingReleases {
 public:
     PendingReleases(ReleaseQueue& queue, CallFrame* frame, const Reply& reply)
-        : queue_(queue), reply_(reply), handles_(queue.TakeAll()) {
-        if (frame == nullptr) return;
-        const released_t own = frame->TakeReleased();
-        handles_.insert(handles_.end(), own.begin(), own.end());
+        : queue_(queue), reply_(reply) {
+        if (frame != nullptr) frame->AddFromQueue();
+        handles_ = frame != nullptr ? frame->TakeReleased() : queue.TakeAll();
     }
     ~PendingReleases() {
-        if (!reply_.delivered) queue_.Add(handles_);
+        if (!reply_.delivered) queue_.PutBack(std::move(handles_));
     }
     PendingReleases(const PendingReleases&) = delete;
     PendingReleases& operator=(const PendingReleases&) = delete;
@@ -125,7 +124,7 @@ result_t CallSender::Transmit(remote::RpcProtocolProcessorOut& packet, const Rop
     }
     if (result == result::kNotReady) return result::kRemoteCallFailed;
     if (result != result::kRemoteCallFailed) connection_.NoteSignOfLife();
-    // A peer that has too much to do has not looked at it.
+    // That code says that it was not carried out, neither here nor there.
     reply.delivered = result != result::kInsufficientResources;
     return result;
 }

@@ -29,6 +29,24 @@ public:
         }
     }
 
+    // The same for handles that were taken and did not get away. Needs memory only when others have
+    // been added meanwhile.
+    void PutBack(released_t handles) noexcept {
+        {
+            const std::lock_guard guard(lock_);
+            if (!closed_ && handles_.empty()) return handles_.swap(handles);
+        }
+        Add(handles);
+    }
+
+    // Moves the handles that wait to the end of `handles`. Raises std::bad_alloc, and then they
+    // still wait.
+    void MoveTo(released_t& handles) {
+        const std::lock_guard guard(lock_);
+        handles.insert(handles.end(), handles_.begin(), handles_.end());
+        handles_.clear();
+    }
+
     // Gives the handles that wait and forgets them.
     released_t TakeAll() noexcept {
         const std::lock_guard guard(lock_);

@@ -119,7 +119,9 @@ vek::result_t PeerConnection::PrepareHandles(RpcProtocolProcessorIn& packet,
 vek::result_t PeerTransport::SendReceive(RpcProtocolProcessorOut& request,
                                          RpcProtocolProcessorIn& reply) noexcept {
     if (request.has_file_handles() && !SupportsFiles()) return result::kNotSupported;
-    return vek::AtBorder([&] { return connection_->Call(request, reply); });
+    vek::result_t code = result::kOk;
+    const auto raised = vek::AtBorder([&] { code = connection_->Call(request, reply); });
+    return vek::Failed(raised) ? NotCarriedOut(raised) : code;
 }
 
 }  // namespace remote

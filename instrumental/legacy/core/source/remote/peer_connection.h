@@ -30,7 +30,8 @@ public:
     PeerConnection(const PeerConnection&) = delete;
     PeerConnection& operator=(const PeerConnection&) = delete;
 
-    // As Transport::SendReceive and Transport::SupportsFiles; Call may raise.
+    // As Transport::SendReceive and Transport::SupportsFiles; Call may raise as long as nothing was
+    // sent.
     virtual vek::result_t Call(RpcProtocolProcessorOut& request, RpcProtocolProcessorIn& reply) = 0;
     virtual bool SupportsFiles() const noexcept = 0;
 
@@ -100,6 +101,11 @@ private:
     std::weak_ptr<RequestHandler> handler_;  // set before the first request is served
     vek::result_t reason_ = vek::result::kOk;
 };
+
+// What a call returns that ended with `code` before its request was carried out.
+constexpr vek::result_t NotCarriedOut(vek::result_t code) noexcept {
+    return code == vek::result::kOutOfMemory ? vek::result::kInsufficientResources : code;
+}
 
 // A connection as its user holds it, who ends it by letting it go.
 class PeerTransport final : public Transport {

@@ -4,7 +4,9 @@
 //
 // Codes that every operation may give: kRemoteCallFailed when the peer was lost or the transport
 // was closed while a request was on its way: it may have been carried out or not. kNotReady when it
-// certainly was not: there is nobody at the endpoint, or the peer was lost before.
+// certainly was not: there is nobody at the endpoint, or the peer was lost before. Nor was it with
+// kInsufficientResources: this end lacks what sending takes, memory included, or the peer has too
+// much to do.
 
 #include <chrono>
 #include <cstdint>

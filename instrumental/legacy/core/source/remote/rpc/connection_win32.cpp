@@ -195,6 +195,12 @@ vek::result_t RpcConnection::CodeOf(const Outcome& outcome) {
     return result::kNotReady;
 }
 
+// The outcome of a call whose request's last part was not sent.
+RpcConnection::Outcome RpcConnection::BeforeItWasSent(const Outcome& outcome) noexcept {
+    if (outcome.status == RPC_S_OUT_OF_MEMORY) return {RPC_S_OK, result::kInsufficientResources};
+    return {outcome.status, NotCarriedOut(outcome.code)};
+}
+
 // Sends all but the last part of a long packet, and leaves that part.
 RpcConnection::Outcome RpcConnection::SendParts(std::uint32_t number, bytes_t& packet) noexcept {
     constexpr std::uint32_t kSize = kMaxPartSize;
@@ -223,23 +229,23 @@ RpcConnection::Outcome RpcConnection::Transmit(RpcProtocolProcessorOut& request,
     auto size = static_cast<std::uint32_t>(request.PacketSize());
     if (size > kMaxPartSize) {
         packet = PacketBuffer::Allocate(size);
-        if (!packet) return {RPC_S_OK, result::kOutOfMemory};
+        if (!packet) return BeforeItWasSent({RPC_S_OK, result::kOutOfMemory});
         const auto code = Construct(request, transfer, packet.span());
-        if (vek::Failed(code)) return {RPC_S_OK, code};
+        if (vek::Failed(code)) return BeforeItWasSent({RPC_S_OK, code});
         while (number == 0) number = ++last_number_;
         last = packet.span();
-        const Outcome outcome = SendParts(number, last);
+        const Outcome outcome = BeforeItWasSent(SendParts(number, last));
         if (outcome.status != RPC_S_OK || vek::Failed(outcome.code)) return outcome;
         size = static_cast<std::uint32_t>(last.size());
     }
     std::byte* const room = call.Prepare(binding_.get(), Operation::kSendReceive, kHead + size);
-    if (room == nullptr) return {call.status()};
+    if (room == nullptr) return BeforeItWasSent({call.status()});
     wire::Write(room, wire::SendReceiveRequest{peer_token_, current_depth, number, size, size});
     if (packet) {
         std::memcpy(room + kHead, last.data(), size);
     } else if (const auto code = Construct(request, transfer, {room + kHead, size});
                vek::Failed(code)) {
-        return {RPC_S_OK, code};
+        return BeforeItWasSent({RPC_S_OK, code});
     }
     return {call.Perform()};
 }
@@ -296,7 +302,7 @@ vek::result_t RpcConnection::Serve(std::uint32_t depth, std::uint32_t number, by
     std::shared_ptr<Parts> parts;
     if (number != 0) {
         const auto code = vek::AtBorder([&] { return TakePart(number, last); });
-        if (vek::Failed(code)) return code;
+        if (vek::Failed(code)) return NotCarriedOut(code);
         const std::lock_guard guard(parts_lock_);
         const auto found = parts_.find(number);
         if (found == parts_.end()) return result::kInvalidSize;
@@ -309,7 +315,7 @@ vek::result_t RpcConnection::Serve(std::uint32_t depth, std::uint32_t number, by
     CallReply sender(*this, transfer, call);
     const Nested nested(depth + 1);
     const vek::result_t refusal = HandleRequest(depth >= kMaxDepth, parse, transfer, sender);
-    if (vek::Failed(refusal)) return refusal;
+    if (vek::Failed(refusal)) return NotCarriedOut(refusal);
     return vek::Succeeded(sender.outcome()) || IsOpen() ? sender.outcome()
                                                         : result::kRemoteCallFailed;
 }

@@ -70,6 +70,7 @@ private:
         RPC_STATUS status = RPC_S_OK;
         vek::result_t code = vek::result::kOk;
     };
+    static Outcome BeforeItWasSent(const Outcome& outcome) noexcept;
 
     Outcome SendParts(std::uint32_t number, bytes_t& packet) noexcept;
     Outcome Transmit(RpcProtocolProcessorOut& request, HandleTransfer& transfer, RawCall& call);

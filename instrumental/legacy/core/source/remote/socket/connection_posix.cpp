@@ -57,7 +57,7 @@ vek::result_t SocketConnection::Call(RpcProtocolProcessorOut& request,
     channel_ptr_t channel;
     const vek::result_t taken =
         pool_.Take([this](channel_ptr_t& made) { return OpenChannel(made); }, channel);
-    if (vek::Failed(taken)) return taken;
+    if (vek::Failed(taken)) return NotCarriedOut(taken);
     const vek::result_t code = Exchange(*channel, request, reply);
     if (!pool_.GiveBack(channel)) calling_.Remove(channel);
     return code;
@@ -109,7 +109,7 @@ vek::result_t SocketConnection::Exchange(SocketChannel& channel, RpcProtocolProc
         case Sending::kSent:
             break;
         case Sending::kNotBegun:
-            return failure;
+            return NotCarriedOut(failure);
         case Sending::kLost:
             // An incomplete request cannot have been carried out.
             Lose(Receiving::kEnded);

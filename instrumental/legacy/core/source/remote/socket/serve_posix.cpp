@@ -32,8 +32,11 @@ public:
     }
 
     bool lost() const noexcept { return lost_; }
-    // The code that the peer is told when it gets no reply.
-    vek::result_t failure() const noexcept { return failure_; }
+    // The code that the peer is told when it gets no reply. One of them would say that the request
+    // was not carried out.
+    vek::result_t failure() const noexcept {
+        return failure_ == result::kInsufficientResources ? result::kOutOfMemory : failure_;
+    }
 
 private:
     const SocketConnection& connection_;
@@ -112,7 +115,8 @@ bool SocketConnection::ServeRequest(SocketChannel& channel, Frame& frame) noexce
         transfer, reply);
     if (call.replied()) return !reply.lost();
     return SendVerdict(channel.socket(), FrameKind::kNoReply,
-                       vek::Failed(refusal) ? refusal : reply.failure()) == Sending::kSent;
+                       vek::Failed(refusal) ? NotCarriedOut(refusal) : reply.failure()) ==
+           Sending::kSent;
 }
 
 }  // namespace remote
