@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <thread>
 
 #include "private_include/common/product_settings.h"
 #include "tests/remoting/pair_fixture.h"
@@ -223,6 +224,27 @@ TEST_F(Calls, ObjectsTravelBothWaysAndComeHomeAsThemselves) {
     }
 }
 
+// Another thread lets it go while the reply that gives it is on its way, and its request is first.
+TEST_F(Calls, AnObjectComesHomeThoughItIsLetGoMeanwhile) {
+    EchoPair pair;
+    const auto mine = vek::MakeObject<Echo>();
+    RefPtr<IEcho> none, home;
+    EXPECT_EQ(pair.echo->Exchange(mine.get(), none.put()), result::kOk);
+    pair.real->give = pair.real->kept;
+    RefPtr<IEcho> theirs = std::move(pair.real->kept);
+    pair.client_wire->tamper_reply = [&](byte_vector&) {
+        std::thread([&] {
+            theirs.reset();
+            remoting::Reply reply;
+            pair.server->sender().SendReceive({0, 0, 2, 0}, {}, reply);
+        }).join();
+        return false;
+    };
+    EXPECT_EQ(pair.echo->Exchange(nullptr, home.put()), result::kOk);
+    EXPECT_EQ(home.get(), static_cast<IEcho*>(mine.get()));
+    EXPECT_EQ(pair.client->registry().size(), 0u);
+}
+
 TEST_F(Calls, InterfacesThatStayAtHome) {
     EchoPair pair;
     void* out = nullptr;
@@ -275,6 +297,7 @@ TEST_F(Calls, MalformedCallsAreRefused) {
     }
     EXPECT_EQ(pair.Raw({own, iid, 3, 1}, byte_vector{std::byte{3}, {}, {}, {}}), bad) << "priority";
     EXPECT_EQ(pair.Raw({own, iid, 3, 1}, byte_vector(4, std::byte{3})), bad);
+    EXPECT_EQ(pair.trace->Count("): priority.DeserializeFromRope(reader), result = 0x8"), 3u);
     std::int64_t sum = 0;
     EXPECT_EQ(pair.echo->Add(1, false, sum), result::kFalse) << "the next call works";
     EXPECT_EQ(pair.Raw({own, 0, 1, 0}), result::kOk) << "a proper release";
@@ -317,6 +340,25 @@ TEST_F(Calls, MalformedRepliesFailTheCall) {
         };
         void* other = nullptr;
         EXPECT_EQ(pair.echo->QueryInterface(0x10000003, &other), result::kInvalidHandle);
+    }
+    // Without call data, and a query's without reply data.
+    for (const std::size_t size : {16u, 28u}) {
+        pair.client_wire->tamper_reply = [size](byte_vector& packet) {
+            packet.resize(size);
+            if (size > 18) packet[18] = std::byte{8};
+            return false;
+        };
+        std::int64_t sum;
+        void* other = nullptr;
+        EXPECT_EQ(pair.echo->Add(1, false, sum), result::kInvalidSize);
+        EXPECT_EQ(pair.echo->QueryInterface(0x10000003, &other), result::kInvalidSize);
+    }
+    for (const char* const line :
+         {"sync_method_proxy.cpp(", "): reader.Assign(in, stream_ids::RequestData), result = 0x8",
+          "SyncMethodProxy5: cannot process reply. methodId = 3, interface = 0x10000001, static",
+          "InternalQueryInterface: cannot process reply",
+          "QueryInterface reply is too short: 0 of 12 expected bytes."}) {
+        EXPECT_EQ(pair.trace->Count(line), 1u) << line;
     }
     pair.client_wire->tamper_reply = nullptr;
 }

@@ -82,6 +82,17 @@ TEST(ServiceLocator, IsRefusedToAnIncompatiblePeerByEitherEnd) {
         EXPECT_EQ(pair.client_closed, code);
         EXPECT_FALSE(locator);
     }
+    // Not so a connection that ends meanwhile, on either end.
+    for (const bool here : {true, false}) {
+        Pair pair(nullptr);
+        auto& wire = *pair.client_wire;
+        (here ? wire.tamper_reply : wire.tamper_request) = [&](byte_vector&) {
+            (here ? pair.client : pair.server)->Close(result::kRemoteCallFailed);
+            return false;
+        };
+        EXPECT_EQ(pair.client->GetServiceLocator(locator), result::kRemoteCallFailed);
+        EXPECT_EQ(pair.trace->Count("incompatible"), 0u);
+    }
 }
 
 TEST(ServiceLocator, IsGivenForAProperRequestAlone) {
@@ -108,6 +119,8 @@ TEST(ServiceLocator, IsGivenForAProperRequestAlone) {
         for (int again = 0; again < 2; ++again) {
             EXPECT_EQ(pair.Raw({0, 0, 1, 0}, {bytes.begin(), bytes.end()}), c.code);
         }
+        EXPECT_EQ(pair.trace->Count("CreateStub failed for IServiceLocator in SendReceiveStub("),
+                  c.lock != c.locator ? 2u : 0u);
         EXPECT_EQ(pair.server_closed, result::kFalse);
         EXPECT_EQ(pair.master->locks, c.locks) << "once for both";
         pair.server->Close(result::kOk);

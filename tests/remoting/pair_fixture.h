@@ -125,7 +125,7 @@ struct Pair {
         remoting::ConnectionConfig config;
         config.factories = std::move(factories);
         config.features = features;
-        config.tracer = std::make_shared<RecordingTracer>(800);
+        config.tracer = trace;
         config.on_closed = [this](result_t reason) { client_closed = reason; };
         EXPECT_EQ(remoting::Connection::Create(config, client), result::kOk);
         config.master = master;
@@ -163,6 +163,7 @@ struct Pair {
         return client->sender().SendReceive(target, rope, reply);
     }
 
+    const std::shared_ptr<RecordingTracer> trace = std::make_shared<RecordingTracer>(800);
     std::shared_ptr<TestMaster> master;
     std::shared_ptr<remoting::Connection> client;
     std::shared_ptr<remoting::Connection> server;

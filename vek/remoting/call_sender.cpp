@@ -87,13 +87,15 @@ result_t CallSender::DoExchange(const Texts& texts, const CallTarget& target, co
     result = Transmit(packet, request, reply);
     if (Failed(result)) return result;
 
+    if (!reply.packet.has_call_data()) return result::kOk;
     serialization::Reader reader(reply.packet.GetCallData());
     const ReplyHeader reply_header = ReadReplyHeader(reader);
     result = reader.result();
-    if (!reply.packet.has_call_data() || Failed(result)) {
+    if (Failed(result)) {
         trace::Write(tracer_, level::kError, texts.cannot_unwrap);
-        return Failed(result) ? result : result::kInvalidSize;
+        return result;
     }
+    reply.has_data = true;
     reply.registry = &registry_;
     reply.released = reply_header.released;
     reply.data = reader.ReadBytes(reader.left());

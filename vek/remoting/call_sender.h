@@ -27,6 +27,7 @@ struct Reply {
 
     remote::RpcProtocolProcessorIn packet;
     ReceivedHandles handles{packet};
+    bool has_data = false;  // whether there is a stream of reply data
     bytes_t data;           // the reply data, in `packet`
     ReleasedList released;  // in `packet`
     StubRegistry* registry = nullptr;
@@ -50,8 +51,8 @@ public:
 
     // Sends a request, with the handles that wait to be let go, and waits for its reply, for as
     // long as the calling thread says (call_wait.h). The nodes must stay as they are meanwhile. The
-    // code says whether the request was served; the object's answer is in the reply. Handles of a
-    // request that never reached the peer wait again.
+    // code says whether the request was served; the object's answer is in the reply, unless that
+    // has no data. Handles of a request that never reached the peer wait again.
     result_t SendReceive(const CallTarget& target, const Rope& request, Reply& reply) noexcept;
     // The same for calls of proxies, which carry no kernel handles.
     result_t DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,

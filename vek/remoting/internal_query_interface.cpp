@@ -35,7 +35,7 @@ result_t QueryPeer(const StubAddress& address, interface_id_t own_id, interface_
         return Facility(result) == facility::kRemoting ? result : result::kRemoteCallFailed;
     }
 
-    if (reply.data.empty() || reply.data.size() > kQueryReplySize) {
+    if (!reply.has_data || reply.data.size() > kQueryReplySize) {
         trace::Write(tracer, level::kError,
                      "VEK remoting, InternalQueryInterface: cannot process reply");
         return result::kInvalidSize;

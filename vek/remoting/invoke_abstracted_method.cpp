@@ -69,8 +69,8 @@ private:
         serialization::Reader reader(data);
         priority_.emplace(DeserializeFromRope(reader));
         if (Failed(reader.result())) {
-            trace::Write(tracer_, level::kError,
-                         "priority.DeserializeFromRope(reader) result = ", Hex(reader.result()));
+            trace::WriteFailedStatement(tracer_, "priority.DeserializeFromRope(reader)",
+                                        reader.result());
             trace::Write(tracer_, level::kError,
                          "VEK remoting, InvokeAbstractedMethod6: cannot deserialize priority");
         }

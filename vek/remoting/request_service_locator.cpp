@@ -48,15 +48,14 @@ result_t RequestServiceLocator(Connection& connection, stub_handle_t& handle) {
         return result;
     }
     result = connection.features().SynchronizeWithPeerFeatures(peer);
-    if (Failed(result)) {
+    if (result == result::kInvalidVersion) {
         trace::Write(tracer, level::kError, "VEK remoting: ORPC Connection(", NameOf(&connection),
                      ") will be closed because the capabilitiesof this end are incompatible with "
                      "capabilities of the peer.");
-        connection.Close(result::kInvalidVersion);
-        return result::kInvalidVersion;
+        connection.Close(result);
     }
-    handle = given;
-    return result::kOk;
+    if (Succeeded(result)) handle = given;
+    return result;
 }
 
 }  // namespace vek::remoting

@@ -35,13 +35,7 @@ result_t ServiceCalls::CreateServiceLocatorStub(OutgoingHandle& handle) {
                      "VEK remoting: Server failed to get its service locator. err = ", Hex(result));
         return result;
     }
-    result = handle.MakeStub(IServiceLocator::kInterfaceId, locator.get());
-    if (Failed(result)) {
-        trace::Write(tracer, level::kError,
-                     "VEK remoting: CreateStub failed for IServiceLocator in SendReceiveStub(",
-                     NameOf(&connection_), ") with err = ", Hex(result));
-    }
-    return result;
+    return handle.MakeStub(IServiceLocator::kInterfaceId, locator.get());
 }
 
 // Reads the peer's request and agrees the features. A failure has refused the request.
@@ -68,20 +62,22 @@ result_t ServiceCalls::AgreeFeatures(bytes_t data, ReplyPort& reply) {
         trace::Write(tracer, level::kRemotingDetail, "VEK remoting: SendReceiveStub(",
                      NameOf(&connection_),
                      ") has received more than one extended request for feature synchronization. "
-                     "Probably, some harmless races on the other side of the connection_.");
+                     "Probably, some harmless races on the other side of the connection.");
     }
-    if (Failed(agreed)) {
+    if (agreed == result::kInvalidVersion) {
         trace::Write(tracer, level::kError,
                      "VEK remoting: Incoming new request to SendReceiveStub(", NameOf(&connection_),
                      ") for a service locator came from an incompatible peer. Connection will be "
                      "closed.");
         reply.Refuse(result::kInvalidVersion);
         connection_.Close(result::kInvalidVersion);
-        return result::kInvalidVersion;
+        return agreed;
     }
-    if (wanted == IServiceLocator::kInterfaceId) return result::kOk;
-    reply.Refuse(result::kInterfaceNotSupported);
-    return result::kInterfaceNotSupported;
+    const result_t result = Succeeded(agreed) && wanted != IServiceLocator::kInterfaceId
+                                ? result::kInterfaceNotSupported
+                                : agreed;
+    if (Failed(result)) reply.Refuse(result);
+    return result;
 }
 
 void ServiceCalls::ServeServiceLocator(bytes_t data, ReplyPort& reply) {
@@ -102,7 +98,12 @@ void ServiceCalls::ServeServiceLocator(bytes_t data, ReplyPort& reply) {
     }
     OutgoingHandle handle(connection_.registry());
     const result_t result = CreateServiceLocatorStub(handle);
-    if (Failed(result)) return reply.Refuse(result);
+    if (Failed(result)) {
+        trace::Write(tracer, level::kError,
+                     "VEK remoting: CreateStub failed for IServiceLocator in SendReceiveStub(",
+                     NameOf(&connection_), ") with err = ", Hex(result));
+        return reply.Refuse(result);
+    }
     writer.Write(handle.get());
     Rope rope;
     rope.Append(writer.Pieces());

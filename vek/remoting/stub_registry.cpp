@@ -71,7 +71,7 @@ result_t StubRegistry::DoCreateStub(interface_id_t id, IObject* object, stub_han
     const std::lock_guard guard(lock_);
     if (closed_) return result::kRemoteCallFailed;
     if (stubs_.size() >= kMaxStubs) return result::kInsufficientResources;
-    if (!stubs_.try_emplace(made | kStubFlag, std::move(stub)).second) {
+    if (!stubs_.try_emplace(made | kStubFlag, Kept{std::move(stub)}).second) {
         trace::Write(tracer_, trace::level::kError,
                      "VEK remoting: Handle collision in StubRegistry(0x", Address(this),
                      "). Handle = 0x", Address(made | kStubFlag));
@@ -84,14 +84,45 @@ result_t StubRegistry::DoCreateStub(interface_id_t id, IObject* object, stub_han
 std::shared_ptr<const Stub> StubRegistry::FindStub(stub_handle_t handle) const noexcept {
     const std::lock_guard guard(lock_);
     const auto found = stubs_.find(handle | kStubFlag);
-    return found == stubs_.end() ? nullptr : found->second;
+    return found == stubs_.end() ? nullptr : found->second.stub;
 }
 
 bool StubRegistry::ReleaseStub(stub_handle_t handle) noexcept {
     Stubs::node_type released;  // destroyed without the lock: the object may call back
     const std::lock_guard guard(lock_);
-    released = stubs_.extract(handle | kStubFlag);
-    return !released.empty();
+    const auto found = stubs_.find(handle | kStubFlag);
+    if (found == stubs_.end() || found->second.is_released) return false;
+    if (!Defer(*found)) released = stubs_.extract(found);
+    return true;
+}
+
+// False when no reply can need the stub, and for want of memory.
+bool StubRegistry::Defer(Stubs::value_type& kept) noexcept {
+    if (replies_.empty()) return false;
+    const result_t deferred = AtBorder([&] { deferred_.push_back({kept.first, replies_.back()}); });
+    return kept.second.is_released = Succeeded(deferred);
+}
+
+StubRegistry::ReplyToTake::ReplyToTake(StubRegistry& registry)
+    : registry_(registry), number_(registry.AddReply()) {}
+
+std::uint64_t StubRegistry::AddReply() {
+    const std::lock_guard guard(lock_);
+    replies_.push_back(last_reply_ + 1);
+    return ++last_reply_;
+}
+
+void StubRegistry::RemoveReply(std::uint64_t number) noexcept {
+    std::unique_lock guard(lock_);
+    std::erase(replies_, number);
+    while (!deferred_.empty() &&
+           (replies_.empty() || replies_.front() > deferred_.front().last_reply)) {
+        Stubs::node_type released = stubs_.extract(deferred_.front().handle);
+        deferred_.pop_front();
+        guard.unlock();  // the object may call back
+        released = {};
+        guard.lock();
+    }
 }
 
 result_t StubRegistry::ReleaseStubs(const ReleasedList& released) noexcept {
@@ -128,6 +159,7 @@ void StubRegistry::Close() noexcept {
     const std::lock_guard guard(lock_);
     closed_ = true;
     released.swap(stubs_);
+    deferred_.clear();
 }
 
 std::size_t StubRegistry::size() const noexcept {

@@ -2,8 +2,11 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <memory>
 #include <unordered_map>
+#include <vector>
 
 #include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
@@ -29,6 +32,22 @@ public:
     // A peer that makes this end keep more stubs than this is refused the next one.
     static constexpr std::size_t kMaxStubs = 65536;
 
+    // A call of this end whose reply may name one of its stubs, until the reply has been taken. The
+    // peer may let such a stub go meanwhile, and say so on another thread before the reply is here:
+    // a release that comes during the call takes effect after it.
+    class ReplyToTake {
+    public:
+        // Raises std::bad_alloc.
+        explicit ReplyToTake(StubRegistry& registry);
+        ~ReplyToTake() { registry_.RemoveReply(number_); }
+        ReplyToTake(const ReplyToTake&) = delete;
+        ReplyToTake& operator=(const ReplyToTake&) = delete;
+
+    private:
+        StubRegistry& registry_;
+        const std::uint64_t number_;
+    };
+
     StubRegistry(std::shared_ptr<const ProxyStubFactories> factories,
                  std::unique_ptr<SequenceGenerator> generator, trace::TracerPtr tracer);
     ~StubRegistry();
@@ -48,7 +67,7 @@ public:
     // Empty when there is none. `handle` with or without its stub flag.
     std::shared_ptr<const Stub> FindStub(stub_handle_t handle) const noexcept;
 
-    // False when there is none.
+    // False when there is none, or it was released before.
     bool ReleaseStub(stub_handle_t handle) noexcept;
 
     // Releases stubs that the peer has let go; handles that are no stub's are traced. kInvalidSize
@@ -69,8 +88,19 @@ public:
     std::size_t size() const noexcept;
 
 private:
-    using Stubs = std::unordered_map<stub_handle_t, std::shared_ptr<const Stub>>;
+    struct Kept {
+        std::shared_ptr<const Stub> stub;
+        bool is_released = false;  // by the peer, as soon as replies have been taken
+    };
+    using Stubs = std::unordered_map<stub_handle_t, Kept>;
+    struct Release {
+        stub_handle_t handle;
+        std::uint64_t last_reply;  // the youngest one that was to be taken then
+    };
 
+    std::uint64_t AddReply();
+    void RemoveReply(std::uint64_t number) noexcept;
+    bool Defer(Stubs::value_type& kept) noexcept;
     result_t DoCreateStub(interface_id_t id, IObject* object, stub_handle_t& handle);
 
     const std::shared_ptr<const ProxyStubFactories> factories_;
@@ -83,6 +113,9 @@ private:
 
     mutable platform::RecursiveLock lock_;  // guards what follows
     Stubs stubs_;
+    std::vector<std::uint64_t> replies_;  // to be taken, the oldest first
+    std::uint64_t last_reply_ = 0;
+    std::deque<Release> deferred_;  // the oldest first
     bool closed_ = false;
 };
 

@@ -1,5 +1,7 @@
 #include "vek/remoting/sync_method_proxy.h"
 
+#include <optional>
+
 #include "vek/remoting/call_priority.h"
 #include "vek/remoting/call_steps.h"
 #include "vek/trace/line.h"
@@ -36,6 +38,9 @@ private:
     void SendInputs() noexcept {
         serialization::Writer priority;
         serialization::Writer writer;
+        steps_.Run([this] {
+            if (arguments_.OutputInterfaces() > 0) homecoming_.emplace(connection_.registry());
+        });
         steps_.Run("VEK remoting, SyncMethodProxy5: Cannot marshal input arguments. errCode = ",
                    [this] { return arguments_.MarshalInputs(connection_); });
         const bool flags_follow = with_flags();
@@ -58,7 +63,6 @@ private:
             request.Append(writer.Pieces());
             return connection_.sender().DoSendReceiveWithRopes(target_, request, reply_);
         });
-        steps_.Run([this] { arguments_.InputsDelivered(); });
     }
 
     void AddPriority(serialization::Writer& writer) {
@@ -72,6 +76,8 @@ private:
         bytes_t data = reply_.data;  // without the flags, once those are read
         NullFlags flags;
         const bool flags_follow = with_flags();
+        steps_.Run([this] { return CheckReply(); });
+        steps_.Run([this] { arguments_.InputsDelivered(); });
         steps_.Run([this] { return CheckSize(); });
         steps_.Run(
             "VEK remoting, SyncMethodProxy5: Cannot append a collection of null flags to the "
@@ -92,6 +98,16 @@ private:
         steps_.Run(
             "VEK remoting, SyncMethodProxy5: Failed to demarshal output arguments, errCode = ",
             [this] { return arguments_.DemarshalOutputs(connection_); });
+    }
+
+    result_t CheckReply() const noexcept {
+        if (reply_.has_data) return result::kOk;
+        trace::WriteFailedStatement(connection_.tracer(),
+                                    "reader.Assign(in, stream_ids::RequestData)",
+                                    result::kInvalidSize);
+        trace::Write(connection_.tracer(), level::kError,
+                     "VEK remoting, SyncMethodProxy5: cannot process reply", target_);
+        return result::kInvalidSize;
     }
 
     result_t CheckSize() const noexcept {
@@ -115,6 +131,7 @@ private:
     ProxyArguments& arguments_;
     CallSteps steps_;
     Reply reply_;
+    std::optional<StubRegistry::ReplyToTake> homecoming_;  // of objects that the reply gives
 };
 
 }  // namespace

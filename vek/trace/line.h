@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "vek/core/result.h"
+#include "vek/core/source_location.h"
 #include "vek/trace/tracer.h"
 
 namespace vek::trace {
@@ -80,6 +81,14 @@ template <class... Pieces>
 template <class... Pieces>
 void Write(const TracerPtr& tracer, level_t level, const Pieces&... pieces) noexcept {
     if (IsEnabled(tracer, level)) WriteTaken(tracer, level, pieces...);
+}
+
+// Writes "file(line): statement, result = 0x80000044" at level kError.
+inline void WriteFailedStatement(const TracerPtr& tracer, std::string_view statement,
+                                 result_t result,
+                                 SourceLocation location = SourceLocation::Here()) noexcept {
+    Write(tracer, level::kError, location.file, "(", location.line, "): ", statement,
+          ", result = ", Hex(result));
 }
 
 // To be called in a catch block: writes the current exception's text after `prefix`, at level

@@ -10,10 +10,8 @@
 #include <concepts>
 #include <cstddef>
 #include <cstring>
-#include <string_view>
 
 #include "vek/core/result.h"
-#include "vek/core/source_location.h"
 #include "vek/trace/line.h"
 
 namespace remote {
@@ -72,13 +70,6 @@ vek::result_t ReadFromBuffer(const std::byte*& buffer, std::size_t& size, Number
     return ReadFromBuffer(buffer, size, &value, sizeof value);
 }
 
-// Writes "file(line): statement, result = 0x80000044" at level kError.
-inline void TraceFailedStatement(const vek::trace::TracerPtr& tracer, std::string_view statement,
-                                 vek::result_t result, vek::SourceLocation location) noexcept {
-    vek::trace::Write(tracer, vek::trace::level::kError, location.file, "(", location.line,
-                      "): ", statement, ", result = ", vek::trace::Hex(result));
-}
-
 }  // namespace remote
 
 // Evaluates `statement`, which gives a result code. A failure is traced, with the statement as it
@@ -86,8 +77,7 @@ inline void TraceFailedStatement(const vek::trace::TracerPtr& tracer, std::strin
 #define REMOTE_RETURN_IF_FAILED(tracer, statement)                                               \
     do {                                                                                         \
         if (const vek::result_t statement_result = (statement); vek::Failed(statement_result)) { \
-            ::remote::TraceFailedStatement((tracer), #statement, statement_result,               \
-                                           vek::SourceLocation::Here());                         \
+            vek::trace::WriteFailedStatement((tracer), #statement, statement_result);            \
             return statement_result;                                                             \
         }                                                                                        \
     } while (false)
