@@ -4,7 +4,7 @@
 #include <aclapi.h>
 
 #include "remote/process_event.h"
-#include "vek/platform/thread.h"
+#include "tests/remote/transport_ends.h"
 
 namespace remote {
 namespace {
@@ -27,6 +27,23 @@ TEST(ProcessEvent, IsOneForAllAndForThoseOfLowIntegrity) {
     auto& sid = static_cast<SYSTEM_MANDATORY_LABEL_ACE*>(label)->SidStart;
     EXPECT_NE(::IsWellKnownSid(&sid, WinLowLabelSid), FALSE);
     ::LocalFree(descriptor);
+}
+
+TEST(ProcessEvent, IsWaitedForByThoseWhoConnectTooEarly) {
+    for (const bool comes : {true, false}) {
+        const auto handler = std::make_shared<tests::TextHandler>(tests::Echo);
+        const Endpoint endpoint = tests::NewEndpoint();
+        std::shared_ptr<Transport> server, client;
+        std::unique_ptr<Listener> listener;
+        TransportConfig config;
+        config.peer_process = vek::platform::CurrentProcessId();
+        config.gives_up = [&] {  // asked while it waits
+            if (comes) Listen(endpoint, tests::Keep(server, handler), {}, listener);
+            return !comes;
+        };
+        EXPECT_EQ(ConnectTransport(endpoint, handler, config, client),
+                  comes ? vek::result::kOk : vek::result::kNotReady);
+    }
 }
 
 }  // namespace

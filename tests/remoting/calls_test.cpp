@@ -203,12 +203,25 @@ TEST_F(Calls, ObjectsTravelBothWaysAndComeHomeAsThemselves) {
         mine->kept.reset();
         theirs.reset();
 
-        // So is one that goes home as a result, though nobody else holds it.
-        EXPECT_EQ(echo->Exchange(mine.get(), none.put()), result::kOk);
-        real->give = std::move(real->kept);
-        EXPECT_EQ(echo->Exchange(nullptr, home.put()), result::kOk);
-        EXPECT_EQ(home.get() == static_cast<IEcho*>(mine.get()), loops == 1);
-        home.reset();
+        // So is one that goes home as a result, though nobody else holds it, or another thread lets
+        // it go while the reply is on its way, and says so first.
+        for (const bool meanwhile : {false, true}) {
+            EXPECT_EQ(echo->Exchange(mine.get(), none.put()), result::kOk);
+            if (meanwhile) theirs = real->kept;
+            real->give = std::move(real->kept);
+            pair.client_wire->tamper_reply = [&](byte_vector&) {
+                std::thread([&] {
+                    theirs.reset();
+                    remoting::Reply reply;
+                    pair.server->sender().SendReceive({0, 0, 2, 0}, {}, reply);
+                }).join();
+                return false;
+            };
+            EXPECT_EQ(echo->Exchange(nullptr, home.put()), result::kOk);
+            EXPECT_EQ(home.get() == static_cast<IEcho*>(mine.get()), loops == 1);
+            pair.client_wire->tamper_reply = nullptr;
+            home.reset();
+        }
 
         RefPtr<vek::IServiceLocator> other;
         ASSERT_EQ(echo->QueryInterface(other->kInterfaceId, other.put_void()), result::kOk);
@@ -222,27 +235,6 @@ TEST_F(Calls, ObjectsTravelBothWaysAndComeHomeAsThemselves) {
         EXPECT_EQ(pair.server->registry().size(), 1u) << "every stub but the echo's is given back";
         EXPECT_EQ(pair.client->registry().size(), 0u);
     }
-}
-
-// Another thread lets it go while the reply that gives it is on its way, and its request is first.
-TEST_F(Calls, AnObjectComesHomeThoughItIsLetGoMeanwhile) {
-    EchoPair pair;
-    const auto mine = vek::MakeObject<Echo>();
-    RefPtr<IEcho> none, home;
-    EXPECT_EQ(pair.echo->Exchange(mine.get(), none.put()), result::kOk);
-    pair.real->give = pair.real->kept;
-    RefPtr<IEcho> theirs = std::move(pair.real->kept);
-    pair.client_wire->tamper_reply = [&](byte_vector&) {
-        std::thread([&] {
-            theirs.reset();
-            remoting::Reply reply;
-            pair.server->sender().SendReceive({0, 0, 2, 0}, {}, reply);
-        }).join();
-        return false;
-    };
-    EXPECT_EQ(pair.echo->Exchange(nullptr, home.put()), result::kOk);
-    EXPECT_EQ(home.get(), static_cast<IEcho*>(mine.get()));
-    EXPECT_EQ(pair.client->registry().size(), 0u);
 }
 
 TEST_F(Calls, InterfacesThatStayAtHome) {
@@ -312,19 +304,21 @@ TEST_F(Calls, MalformedCallsAreRefused) {
 // The peer's replies are no more to be trusted than its requests.
 TEST_F(Calls, MalformedRepliesFailTheCall) {
     EchoPair pair;
-    // The reply to Add ends with 4 bytes of result, 8 of the sum and 1 of flags.
+    const auto shorten = [](byte_vector& packet, std::size_t by, std::string_view end = {}) {
+        packet.resize(packet.size() - by);
+        for (const char c : end) packet.push_back(static_cast<std::byte>(c));
+        // The call data is the last block: its size precedes it.
+        if (packet.size() > 16) packet[18] = static_cast<std::byte>(packet.size() - (4 + 12 + 4));
+    };
+    // The reply to Add ends with 4 bytes of result, 8 of the sum and 1 of flags; before that are 8
+    // of the reply's head, and 4 of the block's.
     const std::tuple<result_t, std::size_t, std::string_view> cases[] = {
-        {result::kInvalidSize, 13, ""},
-        {result::kBufferTooSmall, 14, ""},
-        {result::kBufferTooSmall, 1, ""},
-        {result::kInvalidSize, 0, std::string_view("\0", 1)},
-        {result::kInvalidArgument, 1, "\1"}};
+        {result::kInvalidSize, 13, ""},      {result::kBufferTooSmall, 14, ""},
+        {result::kBufferTooSmall, 1, ""},    {result::kInvalidSize, 0, std::string_view("\0", 1)},
+        {result::kInvalidArgument, 1, "\1"}, {result::kInvalidSize, 13 + 8 + 4, ""}};
     for (const auto& [code, cut, end] : cases) {
         pair.client_wire->tamper_reply = [&, cut = cut, end = end](byte_vector& packet) {
-            packet.resize(packet.size() - cut);
-            for (const char c : end) packet.push_back(static_cast<std::byte>(c));
-            // The call data is the last block: its size precedes it.
-            packet[4 + 12 + 2] = static_cast<std::byte>(packet.size() - (4 + 12 + 4));
+            shorten(packet, cut, end);
             return false;
         };
         std::int64_t sum = 5;
@@ -332,26 +326,20 @@ TEST_F(Calls, MalformedRepliesFailTheCall) {
         EXPECT_EQ(sum, 5);
     }
     // A query's reply ends with 4 bytes of result and 8 of a handle that is not the peer's to give.
-    for (const int handle : {0x00, 0xC0}) {
-        pair.client_wire->tamper_reply = [handle](byte_vector& packet) {
+    const std::tuple<result_t, std::size_t, std::uint8_t> queries[] = {
+        {result::kInvalidHandle, 0, 0x00},
+        {result::kInvalidHandle, 0, 0xC0},
+        {result::kInvalidSize, 12, 0},
+        {result::kInvalidSize, 12 + 8 + 4, 0}};
+    for (const auto& [code, cut, handle] : queries) {
+        pair.client_wire->tamper_reply = [&, cut = cut, handle = handle](byte_vector& packet) {
             std::fill(packet.end() - 12, packet.end() - 1, std::byte{});
             packet.back() = static_cast<std::byte>(handle);
+            shorten(packet, cut);
             return false;
         };
         void* other = nullptr;
-        EXPECT_EQ(pair.echo->QueryInterface(0x10000003, &other), result::kInvalidHandle);
-    }
-    // Without call data, and a query's without reply data.
-    for (const std::size_t size : {16u, 28u}) {
-        pair.client_wire->tamper_reply = [size](byte_vector& packet) {
-            packet.resize(size);
-            if (size > 18) packet[18] = std::byte{8};
-            return false;
-        };
-        std::int64_t sum;
-        void* other = nullptr;
-        EXPECT_EQ(pair.echo->Add(1, false, sum), result::kInvalidSize);
-        EXPECT_EQ(pair.echo->QueryInterface(0x10000003, &other), result::kInvalidSize);
+        EXPECT_EQ(pair.echo->QueryInterface(0x10000003, &other), code) << cut;
     }
     for (const char* const line :
          {"sync_method_proxy.cpp(", "): reader.Assign(in, stream_ids::RequestData), result = 0x8",

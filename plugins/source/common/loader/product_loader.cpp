@@ -212,6 +212,7 @@ ProductConnector RemoteConnector(trace::TracerPtr tracer) {
         transport.tracer = tracer;
         transport.peer_account = process.account;
         const std::uint32_t id = process.address.process_id;
+        transport.peer_process = id;
         transport.peer_check =
             [id, image = process.account.empty() ? process.image : ""](std::uint32_t process_id) {
                 return (id == 0 || process_id == id) && RunsImage(process_id, image);

@@ -1,12 +1,14 @@
 #pragma once
 
-// The event by which the processes that know of a process find each other: its name follows from
-// the process alone.
+// The event by which a process says that it can be connected to: it is signalled as long as the
+// process listens, and whoever is to connect to it waits for that. Its name follows from the
+// process alone, and whoever comes first creates it.
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "remote/transport.h"
 #include "vek/core/result.h"
 #include "vek/platform/event.h"
 #include "vek/platform/process.h"
@@ -18,6 +20,12 @@ enum class EventNamespace {
     kSession,  // known in this logon session
     kGlobal,   // "Global\": known in all of them
 };
+
+// Where both ends of a connection look: those that may be of different accounts, and sessions, in
+// all of them.
+inline EventNamespace EventNamespaceOf(const TransportConfig& config) noexcept {
+    return config.peer_account.empty() ? EventNamespace::kSession : EventNamespace::kGlobal;
+}
 
 // Everyone may do everything with the event, those of low integrity too (Microsoft's security
 // descriptor definition language): a peer may run as anyone.

@@ -113,10 +113,14 @@ struct TransportConfig {
     // of this one's user, on Windows in this one's session. Where sockets carry the packets it is
     // not used: no other user's process is a peer.
     std::string peer_account = {};
+    // The process that is expected at the endpoint; 0 when it is not known. One of Windows that
+    // does not listen yet is waited for, where this process may know of it (process_event.h).
+    std::uint32_t peer_process = 0;
     HandlePolicy handles = HandlePolicy::kRefuse;
     // How long ConnectTransport waits for the peer; a millisecond at least.
     std::chrono::milliseconds connect_timeout{3000};
-    // Asked now and then meanwhile: true ends the wait. May be empty; the RPC runtime does not ask.
+    // Asked now and then meanwhile: true ends the wait. May be empty; a call of the RPC runtime
+    // does not ask.
     std::function<bool()> gives_up = {};
 };
 

@@ -3,8 +3,10 @@
 #include <string>
 
 #include "remote/establish.h"
+#include "remote/process_event.h"
 #include "remote/rpc/connection_win32.h"
 #include "remote/rpc/raw_call_win32.h"
+#include "vek/platform/system.h"
 #include "vek/trace/line.h"
 
 namespace remote {
@@ -13,14 +15,43 @@ namespace {
 namespace result = vek::result;
 namespace trace = vek::trace;
 
+using clock_t = std::chrono::steady_clock;
+
+std::chrono::milliseconds TimeLeft(clock_t::time_point deadline) {
+    return std::max(std::chrono::ceil<std::chrono::milliseconds>(deadline - clock_t::now()),
+                    std::chrono::milliseconds{0});
+}
+
+// Waits until the process that is to be reached says that it can be. False when it is not known, or
+// takes too long.
+bool AwaitPeer(const TransportConfig& config, clock_t::time_point deadline) {
+    constexpr std::chrono::milliseconds kBetweenQuestions{50};
+    std::unique_ptr<vek::platform::Event> event;
+    if (config.peer_process == 0 ||
+        vek::Failed(OpenProcessEvent(config.peer_process, EventNamespaceOf(config), config.tracer,
+                                     event))) {
+        return false;
+    }
+    auto* const reachable = event.get();
+    for (;;) {
+        const auto left = TimeLeft(deadline);
+        if (left.count() == 0 || (config.gives_up && config.gives_up())) return false;
+        const auto waited =
+            vek::platform::TheSystem().WaitAny({&reachable, 1}, std::min(left, kBetweenQuestions));
+        if (waited.status != vek::platform::WaitStatus::kTimeout) {
+            return waited.status == vek::platform::WaitStatus::kSignalled;
+        }
+    }
+}
+
 // Asks the peer to take this end in. It confirms itself to the connection meanwhile.
 vek::result_t Introduce(RPC_BINDING_HANDLE binding, const Endpoint& endpoint, const Endpoint& own,
                         RpcConnection& connection, const TransportConfig& config,
-                        std::uint64_t& token) {
+                        clock_t::time_point deadline, std::uint64_t& token) {
     wire::ConnectReply reply{};
     RPC_STATUS status = RPC_S_OK;
     {
-        const CallTimeout timeout(std::max(config.connect_timeout, std::chrono::milliseconds{1}));
+        const CallTimeout timeout(std::max(TimeLeft(deadline), std::chrono::milliseconds{1}));
         status = CallPeer(binding, Operation::kConnect,
                           wire::ConnectRequest{endpoint.local_id, endpoint.tcp_port, own.local_id,
                                                own.tcp_port, connection.token()},
@@ -59,7 +90,11 @@ vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& con
     if (const auto code = RpcServer::Get().OpenOwn(endpoint, own); vek::Failed(code)) return code;
     std::uint64_t token = 0;
     const RPC_BINDING_HANDLE handle = binding.get();
-    const auto code = Introduce(handle, endpoint, own, *connection, config, token);
+    const auto deadline = clock_t::now() + config.connect_timeout;
+    auto code = Introduce(handle, endpoint, own, *connection, config, deadline, token);
+    if (code == result::kNotReady && AwaitPeer(config, deadline)) {
+        code = Introduce(handle, endpoint, own, *connection, config, deadline, token);
+    }
     if (vek::Failed(code)) return code;
     if (!connection->IsConfirmed()) return result::kAccessDenied;
     connection->SetPeer(std::move(binding), token);

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "remote/establish.h"
+#include "remote/process_event.h"
 #include "remote/rpc/connection_win32.h"
 #include "remote/rpc/raw_call_win32.h"
 #include "remote/rpc/server_win32.h"
@@ -21,14 +22,23 @@ public:
         : use_(gate->config()), endpoint_(endpoint), gate_(gate) {}
 
     ~RpcListener() override {
-        if (listens_) RpcServer::Get().RemoveListener(endpoint_);
+        if (listens_ && RpcServer::Get().RemoveListener(endpoint_) && reachable_) {
+            reachable_->Reset();
+        }
         gate_->Close();
     }
 
     vek::result_t Start() {
         if (const auto code = RpcServer::Get().Open(endpoint_); vek::Failed(code)) return code;
         listens_ = RpcServer::Get().AddListener(endpoint_, gate_);
-        return listens_ ? result::kOk : kEndpointTaken;
+        if (!listens_) return kEndpointTaken;
+        // Without its event nobody waits for this process, and it can be reached nevertheless.
+        const TransportConfig& config = gate_->config();
+        if (vek::Succeeded(OpenProcessEvent(::GetCurrentProcessId(), EventNamespaceOf(config),
+                                            config.tracer, reachable_))) {
+            reachable_->Set();
+        }
+        return result::kOk;
     }
 
     Endpoint endpoint() const noexcept override { return endpoint_; }
@@ -37,6 +47,7 @@ private:
     const RpcServer::Use use_;
     Endpoint endpoint_;
     const std::shared_ptr<AcceptGate> gate_;
+    std::unique_ptr<vek::platform::Event> reachable_;
     bool listens_ = false;
 };
 

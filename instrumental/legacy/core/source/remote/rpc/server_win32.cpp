@@ -239,9 +239,10 @@ bool RpcServer::AddListener(const Endpoint& endpoint, std::shared_ptr<AcceptGate
     return listeners_.emplace(TextOf(endpoint), std::move(gate)).second;
 }
 
-void RpcServer::RemoveListener(const Endpoint& endpoint) noexcept {
+bool RpcServer::RemoveListener(const Endpoint& endpoint) noexcept {
     const std::lock_guard guard(lock_);
     listeners_.erase(TextOf(endpoint));
+    return listeners_.empty();
 }
 
 std::shared_ptr<AcceptGate> RpcServer::ListenerAt(const std::string& endpoint) noexcept {

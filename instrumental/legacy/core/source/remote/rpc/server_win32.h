@@ -48,7 +48,8 @@ public:
 
     // False when there is a listener at `endpoint`.
     bool AddListener(const Endpoint& endpoint, std::shared_ptr<AcceptGate> gate);
-    void RemoveListener(const Endpoint& endpoint) noexcept;
+    // Whether it was the last.
+    bool RemoveListener(const Endpoint& endpoint) noexcept;
     std::shared_ptr<AcceptGate> ListenerAt(const std::string& endpoint) noexcept;
 
     // Gives the number that the peer calls under; none else can guess it.
