@@ -78,7 +78,10 @@ void Run(FuzzedDataProvider& input) {
             vek::RefPtr<vek::IObject> service;
             if (locator) {
                 static_cast<void>(
-                    locator->QueryInterface(IMailMessage::kInterfaceId, service.put_void()));
+                    input.ConsumeBool()
+                        ? locator->QueryInterface(IMailMessage::kInterfaceId, service.put_void())
+                        : locator->GetInterface(IMailMessage::kInterfaceId, nullptr,
+                                                service.put_void()));
             }
         }
         while (input.remaining_bytes() > 0 && front.connection->IsOpen()) front.peer->Ask();

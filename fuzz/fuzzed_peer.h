@@ -11,6 +11,7 @@
 #include "remote/transport.h"
 #include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
+#include "vek/core/service_locator.h"
 #include "vek/remoting/connection.h"
 #include "vek/remoting/marshalling.h"
 
@@ -60,6 +61,9 @@ public:
             std::vector<vek::remoting::stub_handle_t> released;
             if (input_.ConsumeIntegralInRange(0, 15) == 0) released.push_back(target.handle);
             vek::remoting::WriteRequestHeader(writer, target, released);
+            if (IsForLocator(target) && AddFeatures(writer) && input_.ConsumeBool()) {
+                writer.Write(vek::interface_id_t{vek::IServiceLocator::kInterfaceId});
+            }
         }
         const auto data = Bytes();
         writer.WriteBytes(data);
@@ -90,7 +94,13 @@ public:
         vek::serialization::Writer writer;
         if (input_.ConsumeIntegralInRange(0, 9) > 0) {
             vek::remoting::WriteReplyHeader(writer, vek::result::kOk, {});
-            if (input_.ConsumeBool()) writer.Write(std::uint32_t{0});
+            if (IsForLocator(TargetOf(sent))) {
+                if (AddFeatures(writer) && input_.ConsumeBool()) {
+                    writer.Write(input_.ConsumeIntegralInRange<std::uint64_t>(0, 6));
+                }
+            } else if (input_.ConsumeBool()) {
+                writer.Write(std::uint32_t{0});
+            }
         }
         const auto data = Bytes();
         writer.WriteBytes(data);
@@ -117,6 +127,28 @@ private:
     std::vector<std::byte> Bytes() {
         const auto size = input_.ConsumeIntegralInRange<std::size_t>(0, 64);
         return input_.ConsumeBytes<std::byte>(size);
+    }
+    static bool IsForLocator(const vek::remoting::CallTarget& target) {
+        return target.handle == vek::remoting::kNoHandle &&
+               target.method_id == vek::remoting::service_call::kServiceLocator;
+    }
+    static vek::remoting::CallTarget TargetOf(const std::vector<std::byte>& request) {
+        remote::RpcProtocolProcessorIn in;
+        Require(in.ParsePacket(remote::bytes_t(request)) == vek::result::kOk);
+        vek::serialization::Reader reader(in.GetCallData());
+        return vek::remoting::ReadRequestHeader(reader).target;
+    }
+    // Mostly a list as peers send it: else nothing behind that is reached.
+    bool AddFeatures(vek::serialization::Writer& writer) {
+        if (input_.ConsumeIntegralInRange(0, 7) == 0) return false;
+        const auto size = input_.ConsumeIntegralInRange<std::uint32_t>(0, 7);
+        writer.Write(size < 4 ? 4 : size);
+        for (std::uint32_t i = 0; i < 4; ++i) {
+            const auto feature = input_.ConsumeIntegralInRange<std::uint8_t>(0, 15);
+            writer.Write(static_cast<std::uint8_t>(feature == 15 ? 2 : feature % 2));
+        }
+        for (std::uint32_t i = 4; i < size; ++i) writer.Write(std::uint8_t{0});
+        return true;
     }
     vek::interface_id_t IdOf(vek::remoting::stub_handle_t handle) {
         const auto connection = connection_.lock();
