@@ -130,28 +130,32 @@ TEST(PeerWatch, WaitsForThoseWhoLiveAndNoLongerThanItIsTold) {
     }
 }
 
-// What two threads wait for one event counts together, what one waits for another's is its own.
+// What two threads wait for one event counts together, what one waits for another's is its own, and
+// time in which the machine sleeps is nobody's.
 TEST(CallWait, SpendsOneBudgetForAnEvent) {
-    const auto now = [] { return std::chrono::steady_clock::now(); };
+    struct : FakeClock {
+        milliseconds AwakeTime() noexcept override { return awake; }
+        milliseconds awake{1000};
+    } clock;
     const auto wait = [&](milliseconds time) {
         const remoting::LimitedCalls limited;
         const remoting::LimitedCalls within;  // counts once
-        for (const auto end = now() + time; now() < end;) std::this_thread::yield();
+        clock.awake += time;
     };
-    const remoting::EventScope event(milliseconds{1000});
+    const auto made = [&] {
+        return std::make_shared<remoting::WaitBudget>(milliseconds{1000}, clock);
+    };
+    const remoting::EventScope event(made());
     wait(milliseconds{200});
     std::thread([&, budget = remoting::EventScope::Budget()] {
         const remoting::EventScope same(budget);
-        wait(milliseconds{200});
+        wait(milliseconds{150});
     }).join();
     {
-        const remoting::EventScope other(milliseconds{1000});
-        wait(milliseconds{200});
+        const remoting::EventScope other(made());
+        wait(milliseconds{300});
     }
-    const remoting::LimitedCalls limited;
-    // The clock goes in steps of 16 ms under Windows.
-    EXPECT_LE(limited.left(), milliseconds{600 + 3 * 16});
-    EXPECT_GT(limited.left(), milliseconds{400});
+    EXPECT_EQ(remoting::LimitedCalls().left(), milliseconds{650});
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ protected:
     ProductSettingsProviderTest() {
         product_->Offer(product::IProductSettings::kInterfaceId, fake_);
     }
+    ~ProductSettingsProviderTest() override { EXPECT_EQ(fake_->unlimited, 0); }
 
     // The failing code, or whether the message is to be checked.
     std::uint32_t Ask(std::uint8_t kind) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "private_include/common/product_settings.h"
+#include "vek/remoting/call_wait.h"
 
 namespace tests {
 
@@ -18,15 +19,18 @@ public:
 
     vek::result_t GetSettings(Record& settings) noexcept override {
         ++asked;
+        unlimited += vek::remoting::CallScope::Current() == nullptr;
         return answer(settings);
     }
     vek::result_t SetUserSettings(const plugins::product::MailSettings& s) noexcept override {
+        unlimited += vek::remoting::CallScope::Current() == nullptr;
         kept = s;
         return keep;
     }
 
     const Answer answer;
     std::atomic<int> asked{0};
+    std::atomic<int> unlimited{0};  // calls whose caller would wait for ever
     vek::result_t keep = vek::result::kOk;
     plugins::product::MailSettings kept;
 };

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "vek/platform/clock.h"
-
 namespace vek::remoting {
 namespace {
 
@@ -12,8 +10,6 @@ using std::chrono::milliseconds;
 
 thread_local const EventScope* innermost_event = nullptr;
 thread_local const CallScope* innermost_scope = nullptr;
-
-milliseconds Now() noexcept { return platform::TheClock().AwakeTime(); }
 
 }  // namespace
 
@@ -40,22 +36,26 @@ CallScope::CallScope(Kind kind) noexcept
 CallScope::~CallScope() { innermost_scope = outer_; }
 
 milliseconds CallScope::left() const noexcept {
-    return std::max(deadline_ - Now(), milliseconds{0});
+    return std::max(deadline_ - clock_->AwakeTime(), milliseconds{0});
 }
 
 const CallScope* CallScope::Current() noexcept { return innermost_scope; }
 
 LimitedCalls::LimitedCalls() noexcept
     : CallScope(Kind::kLimited),
-      begun_(Now()),
       budget_(outer() == nullptr || outer()->kind() != Kind::kLimited ? EventScope::Budget()
                                                                       : nullptr) {
-    const bool is_within = outer() != nullptr && outer()->kind() == Kind::kLimited;
-    deadline_ = begun_ + (is_within ? outer()->left() : budget_ ? budget_->left() : kEventWait);
+    const auto* const within = outer() != nullptr && outer()->kind() == Kind::kLimited
+                                   ? static_cast<const LimitedCalls*>(outer())
+                                   : nullptr;
+    if (within) clock_ = within->clock_;
+    if (budget_) clock_ = &budget_->clock();
+    begun_ = clock_->AwakeTime();
+    deadline_ = begun_ + (within ? within->left() : budget_ ? budget_->left() : kEventWait);
 }
 
 LimitedCalls::~LimitedCalls() {
-    if (budget_) budget_->Spend(Now() - begun_);
+    if (budget_) budget_->Spend(clock_->AwakeTime() - begun_);
 }
 
 }  // namespace vek::remoting

@@ -9,6 +9,8 @@
 #include <chrono>
 #include <memory>
 
+#include "vek/platform/clock.h"
+
 namespace vek::remoting {
 
 // How long one event waits unless it is told otherwise.
@@ -18,13 +20,18 @@ inline constexpr std::chrono::milliseconds kEventWait{3000};
 // made. Time in which the machine sleeps does not count.
 class WaitBudget {
 public:
-    explicit WaitBudget(std::chrono::milliseconds limit) noexcept : left_(limit) {}
+    // `clock` outlives the budget.
+    explicit WaitBudget(std::chrono::milliseconds limit,
+                        platform::Clock& clock = platform::TheClock()) noexcept
+        : clock_(clock), left_(limit) {}
 
+    platform::Clock& clock() const noexcept { return clock_; }
     // Not negative.
     std::chrono::milliseconds left() const noexcept;
     void Spend(std::chrono::milliseconds time) noexcept;
 
 private:
+    platform::Clock& clock_;
     std::atomic<std::chrono::milliseconds> left_;
 };
 
@@ -68,7 +75,8 @@ protected:
     ~CallScope();
 
     const CallScope* outer() const noexcept { return outer_; }
-    std::chrono::milliseconds deadline_{};  // of the awake time, for limited ones
+    platform::Clock* clock_ = &platform::TheClock();
+    std::chrono::milliseconds deadline_{};  // of its awake time, for limited ones
 
 private:
     const Kind kind_;
@@ -85,8 +93,8 @@ public:
     bool IsOver() const noexcept { return left().count() == 0; }
 
 private:
-    const std::chrono::milliseconds begun_;
     const WaitBudgetPtr budget_;  // that is spent; null within another
+    std::chrono::milliseconds begun_{};
 };
 
 // This thread's calls take as long as the peer takes, while it shows that it lives (PeerWatch).
