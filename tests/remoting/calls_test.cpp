@@ -341,13 +341,9 @@ TEST_F(Calls, MalformedRepliesFailTheCall) {
         void* other = nullptr;
         EXPECT_EQ(pair.echo->QueryInterface(0x10000003, &other), code) << cut;
     }
-    for (const char* const line :
-         {"sync_method_proxy.cpp(", "): reader.Assign(in, stream_ids::RequestData), result = 0x8",
-          "SyncMethodProxy5: cannot process reply. methodId = 3, interface = 0x10000001, static",
-          "InternalQueryInterface: cannot process reply",
-          "QueryInterface reply is too short: 0 of 12 expected bytes."}) {
-        EXPECT_EQ(pair.trace->Count(line), 1u) << line;
-    }
+    EXPECT_EQ(pair.trace->Count("): reader.Assign(in, stream_ids::RequestData), result = 0x8"), 1u);
+    EXPECT_EQ(pair.trace->Count("cannot process reply"), 2u);
+    EXPECT_EQ(pair.trace->Count("QueryInterface reply is too short: 0 of 12 expected"), 1u);
     pair.client_wire->tamper_reply = nullptr;
 }
 
