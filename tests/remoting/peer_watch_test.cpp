@@ -5,6 +5,7 @@
 #include "tests/remoting/pair_fixture.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/fake_settings.h"
+#include "tests/support/wait_until.h"
 #include "vek/platform/flag.h"
 #include "vek/platform/thread.h"
 #include "vek/remoting/server.h"
@@ -72,6 +73,7 @@ TEST(PeerWatch, WaitsForThoseWhoLiveAndNoLongerThanItIsTold) {
         {"at the end, silent", kWatched, true, false, true, kLong, false},
         {"at the end, limited", kLimited, true, false, true, kLong, false},
     };
+    const auto before = vek::LiveObjectCount();
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.what);
         SleepyClock clock;
@@ -128,6 +130,7 @@ TEST(PeerWatch, WaitsForThoseWhoLiveAndNoLongerThanItIsTold) {
         client->Close(result::kOk);
         peer->connection->Close(result::kOk);
     }
+    EXPECT_TRUE(WaitUntil([&] { return vek::LiveObjectCount() <= before; }));
 }
 
 // What two threads wait for one event counts together, what one waits for another's is its own, and
