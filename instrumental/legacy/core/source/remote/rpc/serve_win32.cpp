@@ -18,8 +18,8 @@ namespace result = vek::result;
 
 class RpcListener final : public Listener {
 public:
-    RpcListener(const Endpoint& endpoint, const std::shared_ptr<AcceptGate>& gate)
-        : use_(gate->config()), endpoint_(endpoint), gate_(gate) {}
+    RpcListener(const Endpoint& endpoint, std::shared_ptr<AcceptGate> gate)
+        : gate_(std::move(gate)), use_(gate_->config()), endpoint_(endpoint) {}
 
     ~RpcListener() override {
         if (listens_ && RpcServer::Get().RemoveListener(endpoint_) && reachable_) {
@@ -44,9 +44,9 @@ public:
     Endpoint endpoint() const noexcept override { return endpoint_; }
 
 private:
+    const std::shared_ptr<AcceptGate> gate_;
     const RpcServer::Use use_;
     Endpoint endpoint_;
-    const std::shared_ptr<AcceptGate> gate_;
     std::unique_ptr<vek::platform::Event> reachable_;
     bool listens_ = false;
 };
