@@ -212,8 +212,9 @@ TEST_F(Calls, ObjectsTravelBothWaysAndComeHomeAsThemselves) {
             pair.client_wire->tamper_reply = [&](byte_vector&) {
                 std::thread([&] {
                     theirs.reset();
+                    remoting::Rope nothing;
                     remoting::Reply reply;
-                    pair.server->sender().SendReceive({0, 0, 2, 0}, {}, reply);
+                    pair.server->sender().SendReceive({0, 0, 2, 0}, nothing, reply);
                 }).join();
                 return false;
             };

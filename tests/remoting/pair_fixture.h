@@ -57,7 +57,24 @@ public:
         server->HandleRequest(in, answer);
         EXPECT_EQ(answer.count, 1) << "every request is answered once";
         if (tamper_reply && tamper_reply(answer.packet)) return result::kRemoteCallFailed;
-        return reply.ParsePacket(answer.packet);
+        return TakeReply(answer.packet, reply);
+    }
+    // As a transport does that writes into the storage that the caller has for a part.
+    static result_t TakeReply(byte_vector& packet, remote::RpcProtocolProcessorIn& reply) {
+        remote::UsualHead head;
+        if (reply.landing() == nullptr || !head.Read(packet)) return reply.ParsePacket(packet);
+        std::size_t at = 0;
+        const auto data = remote::bytes_t(packet).subspan(sizeof head);
+        const auto storage = reply.landing()->Find(data, data.size(), at);
+        if (storage.empty()) return reply.ParsePacket(packet);
+        const auto begin = packet.begin() + static_cast<std::ptrdiff_t>(sizeof head + at);
+        const auto end = begin + static_cast<std::ptrdiff_t>(storage.size());
+        std::copy(begin, end, storage.begin());
+        packet.erase(begin, end);
+        head.data_size = remote::rpc_block_info::AllRemainingData;
+        std::memcpy(packet.data(), &head, sizeof head);
+        reply.landing()->Landed();
+        return reply.ParsePacket(packet);
     }
     bool SupportsFiles() const noexcept override { return supports_files; }
     result_t SendReceiveWithFiles(remote::RpcProtocolProcessorOut& request,

@@ -176,11 +176,19 @@ private:
 
 }  // namespace
 
-void ForcedEndShield::Raise() noexcept { ++shields; }
+// The signal interrupts this thread and no other looks: nothing has to be atomic but for it.
+void ForcedEndShield::Raise() noexcept {
+    shields.store(shields.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+}
 
 void ForcedEndShield::Lower() noexcept {
-    if (--shields != 0) return;
-    if (State* const state = doomed) EndThisThread(*state);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    const int left = shields.load(std::memory_order_relaxed) - 1;
+    shields.store(left, std::memory_order_relaxed);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    if (left != 0) return;
+    if (State* const state = doomed.load(std::memory_order_relaxed)) EndThisThread(*state);
 }
 
 std::uint32_t CurrentThreadId() noexcept { return static_cast<std::uint32_t>(::gettid()); }

@@ -47,7 +47,10 @@ private:
 template <class... P>
 class ProxyArgumentsOf final : public ProxyArguments {
 public:
-    explicit ProxyArgumentsOf(P... arguments) : parameters_(static_cast<P>(arguments)...) {
+    explicit ProxyArgumentsOf(P... arguments)
+        : ProxyArguments((std::size_t{Parameter<P>::ProxySide::kInInterface} + ... + 0),
+                         (std::size_t{Parameter<P>::ProxySide::kOutInterface} + ... + 0)),
+          parameters_(static_cast<P>(arguments)...) {
         if constexpr (sizeof...(P) > 0) {
             ForEach(parameters_, [&](auto& parameter) {
                 if constexpr (std::is_same_v<std::remove_reference_t<decltype(parameter)>,
@@ -73,8 +76,15 @@ public:
     void InputsDelivered() noexcept override {
         ForEach(parameters_, [](auto& p) { p.MarkDelivered(); });
     }
-    std::size_t OutputInterfaces() const noexcept override {
-        return (std::size_t{Parameter<P>::ProxySide::kOutInterface} + ... + 0);
+    std::span<std::byte> FindLanding(serialization::Reader& reader) noexcept override {
+        std::span<std::byte> storage;
+        if (Failed(reader.Read<result_t>())) return storage;
+        bool next = true;
+        ForEach(parameters_, [&](auto& p) { next = next && p.FindLanding(reader, storage); });
+        return Succeeded(reader.result()) ? storage : std::span<std::byte>();
+    }
+    void OutputsLanded() noexcept override {
+        ForEach(parameters_, [](auto& p) { p.MarkLanded(); });
     }
     void DeserializeOutputs(serialization::Reader& reader) override {
         answer_ = reader.Read<result_t>();
@@ -125,13 +135,14 @@ template <class Object, class Call, class... P>
 class StubArgumentsOf final : public StubArguments {
 public:
     StubArgumentsOf(Object& object, Connection& connection, Call call)
-        : object_(object), connection_(connection), call_(call) {
+        : StubArguments((std::size_t{Parameter<P>::StubSide::kInInterface} + ... + 0),
+                        (std::size_t{Parameter<P>::StubSide::kOutInterface} + ... + 0)),
+          object_(object),
+          connection_(connection),
+          call_(call) {
         BindFillCounts(std::index_sequence_for<P...>());
     }
 
-    std::size_t InputInterfaces() const noexcept override {
-        return (std::size_t{Parameter<P>::StubSide::kInInterface} + ... + 0);
-    }
     void DeserializeInputs(serialization::Reader& reader) override {
         ForEach(parameters_, [&](auto& p) { p.Deserialize(reader, connection_); });
     }

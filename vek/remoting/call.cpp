@@ -1,5 +1,8 @@
 #include "vek/remoting/call.h"
 
+#include <cstddef>
+#include <cstring>
+
 #include "vek/trace/line.h"
 
 namespace vek::remoting {
@@ -42,6 +45,20 @@ void WriteReplyHeader(serialization::Writer& writer, result_t delivery,
                       std::span<const stub_handle_t> released) {
     writer.Write(delivery);
     WriteReleased(writer, released);
+}
+
+void WriteBareRequestHeader(std::byte* header, const CallTarget& target) noexcept {
+    // The target lies in memory as on the wire.
+    static_assert(offsetof(CallTarget, interface_id) == 8 &&
+                  offsetof(CallTarget, method_id) == 12 && offsetof(CallTarget, attributes) == 14 &&
+                  sizeof target == 16);
+    std::memcpy(header, &target, sizeof target);
+    std::memset(header + sizeof target, 0, kRequestHeaderSize - sizeof target);
+}
+
+void WriteBareReplyHeader(std::byte* header, result_t delivery) noexcept {
+    std::memcpy(header, &delivery, sizeof delivery);
+    std::memset(header + sizeof delivery, 0, kReplyHeaderSize - sizeof delivery);
 }
 
 RequestHeader ReadRequestHeader(serialization::Reader& reader) noexcept {

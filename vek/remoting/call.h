@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "remote/packet/rpc_protocol_processor_out.h"
 #include "vek/core/object.h"
 #include "vek/core/result.h"
 #include "vek/remoting/stub_handle.h"
@@ -60,8 +61,16 @@ void AppendPiece(std::string& line, const CallTarget& target);
 
 using released_t = std::vector<stub_handle_t>;
 
+// Room in front of request or reply data for all heads, when no handles are released.
+inline constexpr std::size_t kRequestHeaderSize = 20;
+inline constexpr std::size_t kReplyHeaderSize = 8;
+inline constexpr std::size_t kRoomForHeads = remote::kRoomForHeads + kRequestHeaderSize;
+
 void WriteRequestHeader(serialization::Writer& writer, const CallTarget& target,
                         std::span<const stub_handle_t> released);
+// The same into so many bytes, without released handles.
+void WriteBareRequestHeader(std::byte* header, const CallTarget& target) noexcept;
+void WriteBareReplyHeader(std::byte* header, result_t delivery) noexcept;
 void WriteReplyHeader(serialization::Writer& writer, result_t delivery,
                       std::span<const stub_handle_t> released);
 

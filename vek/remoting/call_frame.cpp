@@ -16,7 +16,7 @@ CallFrame::CallFrame(ReleaseQueue& queue, std::uint32_t call_id) noexcept
 
 CallFrame::~CallFrame() {
     innermost = outer_;
-    queue_.PutBack(std::move(released_));
+    if (!released_.empty()) queue_.PutBack(std::move(released_));
 }
 
 CallFrame* CallFrame::Current(const ReleaseQueue& queue) noexcept {

@@ -1,5 +1,7 @@
 #include "vek/remoting/call_sender.h"
 
+#include <memory>
+
 #include "vek/core/border.h"
 #include "vek/remoting/call_frame.h"
 #include "vek/remoting/connection.h"
@@ -8,12 +10,6 @@
 namespace vek::remoting {
 
 namespace level = trace::level;
-
-// The same steps report themselves under two names.
-struct CallSender::Texts {
-    const char* cannot_place;
-    const char* cannot_unwrap;
-};
 
 namespace {
 
@@ -42,41 +38,32 @@ private:
 
 }  // namespace
 
-result_t CallSender::SendReceive(const CallTarget& target, const Rope& request,
-                                 Reply& reply) noexcept {
-    static constexpr Texts kTexts{"VEK remoting: cannot place data in out packet",
-                                  "VEK remoting: cannot unwrap reply"};
-    return Exchange(kTexts, target, request, reply);
-}
-
-result_t CallSender::DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,
-                                            Reply& reply) noexcept {
-    static constexpr Texts kTexts{
-        "VEK remoting, DoSendReceiveWithRopes: cannot place data in out packet",
-        "VEK remoting, DoSendReceiveWithRopes: cannot unwrap reply"};
-    return Exchange(kTexts, target, request, reply);
-}
-
-result_t CallSender::Exchange(const Texts& texts, const CallTarget& target, const Rope& request,
+// A thread that has waited finds none of its returns predicted: what is between a call and its wait
+// is one function.
+result_t CallSender::Exchange(const Texts& texts, const CallTarget& target, Rope& request,
                               Reply& reply) noexcept {
     reply.delivered = false;
     return AtBorder([&] { return DoExchange(texts, target, request, reply); });
 }
 
-result_t CallSender::DoExchange(const Texts& texts, const CallTarget& target, const Rope& request,
-                                Reply& reply) {
+inline result_t CallSender::DoExchange(const Texts& texts, const CallTarget& target, Rope& request,
+                                       Reply& reply) {
     CallFrame* const frame = CallFrame::Current(releases_);
     const PendingReleases released(releases_, frame, reply);
 
-    serialization::Writer header;
-    WriteRequestHeader(header, target, released.handles());
-    Rope whole;
-    whole.Append(header.Pieces());
-    whole.Append(request.nodes());
+    std::unique_ptr<serialization::Writer> header;  // for the few that release handles
+    if (released.handles().empty() && request.room().size() >= kRoomForHeads) {
+        WriteBareRequestHeader(request.Prepend(kRequestHeaderSize), target);
+    } else {
+        header = std::make_unique<serialization::Writer>(remote::kRoomForHeads);
+        WriteRequestHeader(*header, target, released.handles());
+        request.Prepend(*header);
+    }
 
     remote::RpcProtocolProcessorOut packet(tracer_);
     packet.SetCallIdentification(NextCallId(), frame != nullptr ? frame->call_id() : 0);
-    result_t result = packet.SetCallData(whole.nodes());
+    result_t result = packet.SetCallData(request.nodes());
+    packet.SetRoom(request.room());
     if (Succeeded(result) && packet.PacketSize() > remote::kMaxPacketSize) {
         result = result::kInvalidSize;
     }
@@ -102,8 +89,8 @@ result_t CallSender::DoExchange(const Texts& texts, const CallTarget& target, co
     return reply_header.delivery;
 }
 
-result_t CallSender::Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request,
-                              Reply& reply) {
+inline result_t CallSender::Transmit(remote::RpcProtocolProcessorOut& packet, Rope& request,
+                                     Reply& reply) {
     auto* const transport = transport_.get();
     if (transport == nullptr) return result::kRemoteCallFailed;
     const PeerWatch::Wait wait(connection_);
@@ -125,14 +112,14 @@ result_t CallSender::Transmit(remote::RpcProtocolProcessorOut& packet, const Rop
         result = transport->SendReceiveWithFiles(packet, reply.packet);
     }
     if (result == result::kNotReady) return result::kRemoteCallFailed;
-    if (result != result::kRemoteCallFailed) connection_.NoteSignOfLife();
+    if (result != result::kRemoteCallFailed) connection_.NoteReply();
     // That code says that it was not carried out, neither here nor there.
     reply.delivered = result != result::kInsufficientResources;
     return result;
 }
 
 // Never 0, which stands for "no call".
-std::uint32_t CallSender::NextCallId() noexcept {
+inline std::uint32_t CallSender::NextCallId() noexcept {
     std::uint32_t id;
     do {
         id = static_cast<std::uint32_t>(++request_number_);

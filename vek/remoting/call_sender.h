@@ -20,7 +20,8 @@ class Connection;
 struct Reply {
     Reply() = default;
     ~Reply() {
-        if (registry != nullptr) static_cast<void>(registry->ReleaseStubs(released));
+        if (registry != nullptr && released.size() != 0)
+            static_cast<void>(registry->ReleaseStubs(released));
     }
     Reply(const Reply&) = delete;
     Reply& operator=(const Reply&) = delete;
@@ -49,25 +50,41 @@ public:
           features_(features),
           tracer_(tracer) {}
 
+    // The same steps report themselves under two names.
+    struct Texts {
+        const char* cannot_place;
+        const char* cannot_unwrap;
+    };
+
     // Sends a request, with the handles that wait to be let go, and waits for its reply, for as
-    // long as the calling thread says (call_wait.h). The nodes must stay as they are meanwhile. The
-    // code says whether the request was served; the object's answer is in the reply, unless that
-    // has no data. Handles of a request that never reached the peer wait again.
-    result_t SendReceive(const CallTarget& target, const Rope& request, Reply& reply) noexcept;
+    // long as the calling thread says (call_wait.h). The nodes must stay as they are meanwhile; the
+    // heads are put in front of them. The code says whether the request was served; the object's
+    // answer is in the reply, unless that has no data. Handles of a request that never reached the
+    // peer wait again.
+    result_t SendReceive(const CallTarget& target, Rope& request, Reply& reply) noexcept {
+        static constexpr Texts kTexts{"VEK remoting: cannot place data in out packet",
+                                      "VEK remoting: cannot unwrap reply"};
+        return Exchange(kTexts, target, request, reply);
+    }
     // The same for calls of proxies, which carry no kernel handles.
-    result_t DoSendReceiveWithRopes(const CallTarget& target, const Rope& request,
-                                    Reply& reply) noexcept;
+    result_t DoSendReceiveWithRopes(const CallTarget& target, Rope& request,
+                                    Reply& reply) noexcept {
+        static constexpr Texts kTexts{
+            "VEK remoting, DoSendReceiveWithRopes: cannot place data in out packet",
+            "VEK remoting, DoSendReceiveWithRopes: cannot unwrap reply"};
+        return Exchange(kTexts, target, request, reply);
+    }
 
     std::uint64_t requests_sent() const noexcept { return request_number_; }
 
 private:
-    struct Texts;
-    result_t Exchange(const Texts& texts, const CallTarget& target, const Rope& request,
+    result_t Exchange(const Texts& texts, const CallTarget& target, Rope& request,
                       Reply& reply) noexcept;
-    result_t DoExchange(const Texts& texts, const CallTarget& target, const Rope& request,
-                        Reply& reply);
-    result_t Transmit(remote::RpcProtocolProcessorOut& packet, const Rope& request, Reply& reply);
-    std::uint32_t NextCallId() noexcept;
+    [[gnu::always_inline]] result_t DoExchange(const Texts& texts, const CallTarget& target,
+                                               Rope& request, Reply& reply);
+    [[gnu::always_inline]] result_t Transmit(remote::RpcProtocolProcessorOut& packet, Rope& request,
+                                             Reply& reply);
+    [[gnu::always_inline]] std::uint32_t NextCallId() noexcept;
 
     Connection& connection_;
     const AttachedTransport& transport_;

@@ -107,8 +107,9 @@ void Connection::Close(result_t reason) noexcept {
 
 void Connection::AskForSign() noexcept {
     const CallTarget target{kNoHandle, 0, service_call::kSignOfLife, method_attribute::kNone};
+    Rope none;
     Reply reply;
-    static_cast<void>(sender_->SendReceive(target, Rope(), reply));
+    static_cast<void>(sender_->SendReceive(target, none, reply));
 }
 
 void Connection::LoseSilentPeer() noexcept {
@@ -120,9 +121,12 @@ void Connection::LoseSilentPeer() noexcept {
 
 std::uint64_t Connection::requests_served() const noexcept { return incoming_->requests_served(); }
 
+std::uint64_t Connection::signs_of_life() const noexcept {
+    return replies_received_ + requests_served();
+}
+
 void Connection::HandleRequest(remote::RpcProtocolProcessorIn& request,
                                remote::ReplySender& reply) noexcept {
-    NoteSignOfLife();
     incoming_->Process(request, reply);
 }
 

@@ -73,9 +73,10 @@ public:
     bool IsOpen() const noexcept { return transport_.IsOpen(); }
     std::uint32_t peer_process_id() const noexcept { return transport_.peer_process_id(); }
 
-    // What has arrived from the peer so far: a changed number is a sign of life.
-    void NoteSignOfLife() noexcept { signs_of_life_.fetch_add(1, std::memory_order_relaxed); }
-    std::uint64_t signs_of_life() const noexcept { return signs_of_life_; }
+    // What has arrived from the peer so far, requests and replies: a changed number is a sign of
+    // life.
+    std::uint64_t signs_of_life() const noexcept;
+    void NoteReply() noexcept { replies_received_.fetch_add(1, std::memory_order_relaxed); }
     // Asks the peer for one and waits for it, or for the connection's end.
     void AskForSign() noexcept;
     // Closes the connection with kRemoteCallFailed, because of a peer that does not answer.
@@ -109,7 +110,7 @@ private:
 
     const ConnectionConfig config_;
     AttachedTransport transport_;
-    std::atomic<std::uint64_t> signs_of_life_{0};
+    std::atomic<std::uint64_t> replies_received_{0};
     std::atomic<bool> was_silent_{false};
     ReleaseQueue releases_;
     MasterLock master_lock_;

@@ -63,7 +63,8 @@ void IncomingProcessor::RouteToStub(const CallTarget& target, bytes_t data, Repl
                          "VEK remoting: a request names no object of this end", target);
             return reply.Refuse(result::kInvalidArgument);
         }
-        static_cast<void>(reply.Send(Rope()));
+        Rope none;
+        static_cast<void>(reply.Send(none));
         return;
     }
 

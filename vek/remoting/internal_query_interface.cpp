@@ -19,10 +19,10 @@ result_t QueryPeer(const StubAddress& address, interface_id_t own_id, interface_
     Connection& connection = *address.connection;
     const trace::TracerPtr& tracer = connection.tracer();
 
-    serialization::Writer writer;
+    serialization::Writer writer(kRoomForHeads);
     writer.Write(id);
     Rope request;
-    request.Append(writer.Pieces());
+    request.Append(writer);
     Reply reply;
     const CallTarget target{address.handle | kStubFlag, own_id, method_id::kQueryInterface,
                             method_attribute::kNone};

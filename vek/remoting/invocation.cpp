@@ -1,5 +1,7 @@
 #include "vek/remoting/invocation.h"
 
+#include <memory>
+
 #include "vek/core/current_exception.h"
 #include "vek/core/throw.h"
 #include "vek/remoting/connection.h"
@@ -16,7 +18,7 @@ ReplyPort::~ReplyPort() {
     if (!sent_) Refuse(result::kUnexpected);
 }
 
-result_t ReplyPort::Send(const Rope& data) noexcept {
+result_t ReplyPort::Send(Rope& data) noexcept {
     try {
         return DoSend(result::kOk, data);
     } catch (...) {
@@ -32,7 +34,8 @@ result_t ReplyPort::Send(const Rope& data) noexcept {
 void ReplyPort::Refuse(result_t code) noexcept {
     if (sent_) return;
     try {
-        DoSend(code, Rope());
+        Rope none;
+        DoSend(code, none);
     } catch (...) {
         trace::Write(connection_.tracer(), trace::level::kError,
                      "VEK remoting: cannot add block to reply packet");
@@ -40,18 +43,22 @@ void ReplyPort::Refuse(result_t code) noexcept {
     }
 }
 
-result_t ReplyPort::DoSend(result_t delivery, const Rope& data) {
+result_t ReplyPort::DoSend(result_t delivery, Rope& data) {
     if (data.Has(stream_ids::Handles)) ThrowResult(result::kNotSupported);  // no method gives any
-    serialization::Writer header;
     frame_.AddFromQueue();
-    WriteReplyHeader(header, delivery, frame_.released());
-    Rope whole;
-    whole.Append(header.Pieces());
-    whole.Append(data.nodes());
+    std::unique_ptr<serialization::Writer> header;  // for the few that release handles
+    if (frame_.released().empty() && data.room().size() >= kRoomForHeads) {
+        WriteBareReplyHeader(data.Prepend(kReplyHeaderSize), delivery);
+    } else {
+        header = std::make_unique<serialization::Writer>(remote::kRoomForHeads);
+        WriteReplyHeader(*header, delivery, frame_.released());
+        data.Prepend(*header);
+    }
 
     remote::RpcProtocolProcessorOut packet(connection_.tracer());
     packet.SetCallIdentification(request_.call_id(), request_.parent_call_id());
-    CheckResult(packet.SetCallData(whole.nodes()));
+    CheckResult(packet.SetCallData(data.nodes()));
+    packet.SetRoom(data.room());
     if (packet.PacketSize() > remote::kMaxPacketSize) ThrowResult(result::kInvalidSize);
     sent_ = true;
     frame_.MarkAnswered();

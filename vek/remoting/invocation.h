@@ -20,12 +20,12 @@ public:
     ReplyPort& operator=(const ReplyPort&) = delete;
 
     // Sends the nodes of `data`, which must stay meanwhile.
-    result_t Send(const Rope& data) noexcept;
+    result_t Send(Rope& data) noexcept;
     // Says that the request could not be served.
     void Refuse(result_t code) noexcept;
 
 private:
-    result_t DoSend(result_t delivery, const Rope& data);
+    result_t DoSend(result_t delivery, Rope& data);
 
     Connection& connection_;
     CallFrame& frame_;

@@ -40,7 +40,7 @@ private:
             "VEK remoting, InvokeAbstractedMethod6: Failed to read the array of null argument "
             "flags, errCode = ",
             [&] {
-                return with_flags_ ? flags.TakeFromEnd(data, arguments_.InputInterfaces())
+                return with_flags_ ? flags.TakeFromEnd(data, arguments_.input_interfaces())
                                    : result::kOk;
             });
         serialization::Reader reader(data);
@@ -50,13 +50,17 @@ private:
             [&] {
                 arguments_.DeserializeInputs(reader);
                 if (Failed(reader.result()) || !with_flags_) return reader.result();
+                if (arguments_.input_interfaces() == 0) return result::kOk;
                 return arguments_.CheckInputFlags(flags);
             });
         steps_.Run([&] { return CheckConsumed(reader.left()); });
         steps_.Run(
             "VEK remoting, InvokeAbstractedMethod6: Failed to demarshal input arguments, "
             "errCode = ",
-            [this] { return arguments_.DemarshalInputs(invocation_.connection()); });
+            [this] {
+                if (!arguments_.has_interfaces()) return result::kOk;
+                return arguments_.DemarshalInputs(invocation_.connection());
+            });
     }
 
     // Takes the priority off the head of `data` and serves the rest of the call in its scope.
@@ -101,7 +105,7 @@ private:
     }
 
     void SendOutputs() noexcept {
-        serialization::Writer writer;
+        serialization::Writer writer(kRoomForHeads);
         steps_.Run(
             "VEK remoting, InvokeAbstractedMethod6: Failed to marshal output arguments, errCode = ",
             [this] { return arguments_.MarshalOutputs(invocation_.connection()); });
@@ -115,15 +119,17 @@ private:
             [&] {
                 if (!with_flags_) return;
                 NullFlags flags;
-                arguments_.CollectOutputFlags(flags);
+                if (arguments_.output_interfaces() != 0) arguments_.CollectOutputFlags(flags);
                 flags.Serialize(writer);
             });
         steps_.Run([&] {
             Rope rope;
-            rope.Append(writer.Pieces());
+            rope.Append(writer);
             return invocation_.reply().Send(rope);
         });
-        steps_.Run([this] { arguments_.OutputsDelivered(); });
+        steps_.Run([this] {
+            if (arguments_.output_interfaces() != 0) arguments_.OutputsDelivered();
+        });
     }
 
     const Invocation& invocation_;

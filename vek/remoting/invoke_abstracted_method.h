@@ -9,7 +9,12 @@ namespace vek::remoting {
 // and ends the call at the first that fails. Those that are not noexcept may raise.
 class StubArguments {
 public:
-    virtual std::size_t InputInterfaces() const noexcept = 0;
+    // Of as many interfaces as these: without any, the operations that are about them need not be
+    // called.
+    std::size_t input_interfaces() const noexcept { return input_interfaces_; }
+    std::size_t output_interfaces() const noexcept { return output_interfaces_; }
+    bool has_interfaces() const noexcept { return input_interfaces_ + output_interfaces_ != 0; }
+
     virtual void DeserializeInputs(serialization::Reader& reader) = 0;
     // kInvalidArgument when the flags contradict the handles.
     virtual result_t CheckInputFlags(const NullFlags& flags) const noexcept = 0;
@@ -25,7 +30,13 @@ public:
     virtual void OutputsDelivered() noexcept = 0;
 
 protected:
+    StubArguments(std::size_t input_interfaces, std::size_t output_interfaces) noexcept
+        : input_interfaces_(input_interfaces), output_interfaces_(output_interfaces) {}
     ~StubArguments() = default;
+
+private:
+    const std::size_t input_interfaces_;
+    const std::size_t output_interfaces_;
 };
 
 // Serves one call: takes the arguments from the request, calls the object, sends the reply. A

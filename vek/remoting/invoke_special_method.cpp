@@ -46,11 +46,11 @@ void InvokeQuery(IObject& object, const Invocation& invocation) {
     OutgoingHandle handle(connection.registry());
     const result_t answer = Query(object, id, connection, handle);
 
-    serialization::Writer writer;
+    serialization::Writer writer(kRoomForHeads);
     writer.Write(answer);
     writer.Write(handle.get());
     Rope rope;
-    rope.Append(writer.Pieces());
+    rope.Append(writer);
     if (Succeeded(invocation.reply().Send(rope))) handle.MarkDelivered();
 }
 

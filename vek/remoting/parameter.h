@@ -13,7 +13,8 @@
 //     I**                                out, with a reference; may be null
 //     void**                             the same; the method's first parameter is the interface id
 //     std::span<std::byte>               out; the next parameter (std::uint32_t&) is the number of
-//                                        bytes that were filled
+//                                        bytes that were filled. Bytes of the peer's may be in it
+//                                        after a failure, too
 //     range_t<T>&                        in and out
 //     const void*                        reserved: always null, does not travel
 
@@ -58,9 +59,19 @@ struct ProxySideBase {
     result_t Marshal(Connection&) noexcept { return result::kOk; }
     void Serialize(serialization::Writer&) {}
     void MarkDelivered() noexcept {}
+    // For storage that the reply's bytes can go to as they arrive: reads on to them, and gives the
+    // storage that they fill. Called before anything is deserialized, with the reply's beginning.
+    // True when there is nothing of this parameter in a reply, so that the next is to be asked.
+    bool FindLanding(serialization::Reader&, std::span<std::byte>&) const noexcept { return true; }
+    void MarkLanded() noexcept {}
     void Deserialize(serialization::Reader&, Connection&) {}
     result_t Demarshal(Connection&) noexcept { return result::kOk; }
     void Commit() noexcept {}
+};
+
+// For kinds that a reply has something of.
+struct OutProxySideBase : ProxySideBase {
+    bool FindLanding(serialization::Reader&, std::span<std::byte>&) const noexcept { return false; }
 };
 
 struct StubSideBase {
@@ -125,7 +136,7 @@ concept Mutable = !std::is_const_v<T>;
 
 template <Mutable T>
 struct Parameter<T&> {
-    class ProxySide : public ProxySideBase {
+    class ProxySide : public OutProxySideBase {
     public:
         explicit ProxySide(T& target) noexcept : target_(target) {}
         void Deserialize(serialization::Reader& reader, Connection&) {
@@ -165,19 +176,33 @@ struct Parameter<std::span<std::byte>> {
         void Serialize(serialization::Writer& writer) {
             writer.Write(static_cast<std::uint32_t>(target_.size()));
         }
+        bool FindLanding(serialization::Reader& reader, std::span<std::byte>& storage) noexcept {
+            const auto size = reader.Read<std::uint32_t>();
+            if (size <= target_.size()) storage = target_.first(size);
+            landing_ = true;
+            return false;
+        }
+        void MarkLanded() noexcept { landed_ = landing_; }
         void Deserialize(serialization::Reader& reader, Connection&) {
+            if (landed_) {
+                filled_ = target_.first(reader.Read<std::uint32_t>());
+                return;
+            }
             serialization::Deserialize(reader, filled_);
             if (filled_.size() > target_.size()) reader.Fail(result::kInvalidSize);
         }
         // The peer's count must be that of the bytes it sent.
         bool IsFilledBy(std::uint32_t count) const noexcept { return filled_.size() == count; }
         void Commit() noexcept {
-            if (!filled_.empty()) std::memcpy(target_.data(), filled_.data(), filled_.size());
+            if (filled_.empty() || landed_) return;
+            std::memcpy(target_.data(), filled_.data(), filled_.size());
         }
 
     private:
         std::span<std::byte> target_;
-        bytes_t filled_;  // in the reply
+        bytes_t filled_;  // in the reply, or in the target
+        bool landing_ = false;
+        bool landed_ = false;
     };
 
     class StubSide : public StubSideBase {
@@ -204,7 +229,7 @@ struct Parameter<std::span<std::byte>> {
 
 template <class T>
 struct Parameter<range_t<T>&> {
-    class ProxySide : public ProxySideBase {
+    class ProxySide : public OutProxySideBase {
     public:
         explicit ProxySide(range_t<T>& range) noexcept : range_(range) {}
         void Serialize(serialization::Writer& writer) {
@@ -309,7 +334,7 @@ struct Parameter<I*> {
 };
 
 // An out parameter whose interface is known when the call is made.
-class OutInterfaceProxySide : public ProxySideBase {
+class OutInterfaceProxySide : public OutProxySideBase {
 public:
     static constexpr bool kOutInterface = true;
 

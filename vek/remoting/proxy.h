@@ -12,8 +12,8 @@
 namespace vek::remoting {
 
 // The base of every proxy of interface I. A method of a proxy returns what the object answered
-// or why it could not be asked, leaves the outputs alone on failure, and raises nothing. It may be
-// called from any thread.
+// or why it could not be asked, leaves the outputs alone on failure (what storage that was to be
+// filled holds is undefined then), and raises nothing. It may be called from any thread.
 template <class I>
 class ProxyBase : public ObjectImpl<I, IProxy> {
 public:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <new>
 #include <span>
@@ -23,7 +24,9 @@ public:
     void Add(std::span<const stub_handle_t> handles) noexcept {
         try {
             const std::lock_guard guard(lock_);
-            if (!closed_) handles_.insert(handles_.end(), handles.begin(), handles.end());
+            if (closed_) return;
+            handles_.insert(handles_.end(), handles.begin(), handles.end());
+            waiting_ = !handles_.empty();
         } catch (const std::bad_alloc&) {
             trace::WriteCurrentException(tracer_);
         }
@@ -34,7 +37,11 @@ public:
     void PutBack(released_t handles) noexcept {
         {
             const std::lock_guard guard(lock_);
-            if (!closed_ && handles_.empty()) return handles_.swap(handles);
+            if (!closed_ && handles_.empty()) {
+                handles_.swap(handles);
+                waiting_ = !handles_.empty();
+                return;
+            }
         }
         Add(handles);
     }
@@ -42,14 +49,18 @@ public:
     // Moves the handles that wait to the end of `handles`. Raises std::bad_alloc, and then they
     // still wait.
     void MoveTo(released_t& handles) {
+        if (!waiting_) return;
         const std::lock_guard guard(lock_);
         handles.insert(handles.end(), handles_.begin(), handles_.end());
         handles_.clear();
+        waiting_ = false;
     }
 
     // Gives the handles that wait and forgets them.
     released_t TakeAll() noexcept {
+        if (!waiting_) return {};
         const std::lock_guard guard(lock_);
+        waiting_ = false;
         return std::exchange(handles_, {});
     }
 
@@ -57,12 +68,14 @@ public:
     void Close() noexcept {
         const std::lock_guard guard(lock_);
         closed_ = true;
+        waiting_ = false;
         handles_.clear();
     }
 
 private:
     const trace::TracerPtr tracer_;
-    platform::Lock lock_;  // guards what follows
+    std::atomic<bool> waiting_{false};  // whether there are handles: most messages find none
+    platform::Lock lock_;               // guards what follows, and every change of the above
     released_t handles_;
     bool closed_ = false;
 };

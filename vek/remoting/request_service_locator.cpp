@@ -12,11 +12,11 @@ namespace level = trace::level;
 
 result_t RequestServiceLocator(Connection& connection, stub_handle_t& handle) {
     const trace::TracerPtr& tracer = connection.tracer();
-    serialization::Writer writer;
+    serialization::Writer writer(kRoomForHeads);
     SerializeFeatures(writer, connection.config().features);
     writer.Write(interface_id_t{IServiceLocator::kInterfaceId});
     Rope request;
-    request.Append(writer.Pieces());
+    request.Append(writer);
     Reply reply;
     const CallTarget target{kNoHandle, 0, service_call::kServiceLocator, method_attribute::kNone};
     result_t result = connection.sender().SendReceive(target, request, reply);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "remote/packet/handle_transfer.h"
@@ -9,6 +11,7 @@
 #include "vek/platform/native_handle.h"
 #include "vek/remoting/call.h"
 #include "vek/serialization/inline_vector.h"
+#include "vek/serialization/writer.h"
 
 namespace vek::remoting {
 
@@ -25,6 +28,30 @@ public:
     // Raises std::bad_alloc.
     void Append(bytes_t node) { nodes_.Append(node); }
     void Append(std::span<const bytes_t> nodes) { nodes_.Append(nodes); }
+    // What `writer` has written. When it comes first, its room is used for the heads.
+    void Append(serialization::Writer& writer) {
+        const auto pieces = writer.Pieces();
+        if (nodes_.empty() && !pieces.empty()) room_ = writer.Room();
+        nodes_.Append(pieces);
+    }
+    // Takes `size` bytes of the room, which has as many, for a head in front of all; to be written.
+    std::byte* Prepend(std::size_t size) noexcept {
+        room_ = room_.first(room_.size() - size);
+        std::byte* const head = room_.data() + room_.size();
+        *nodes_.first() = {head, nodes_.data()->size() + size};
+        return head;
+    }
+    // Puts what `head` has written in front of all, with its room.
+    void Prepend(serialization::Writer& head) {
+        const auto pieces = head.Pieces();
+        const std::size_t count = nodes_.size();
+        nodes_.Add(pieces.size());
+        std::memmove(nodes_.first() + pieces.size(), nodes_.data(), count * sizeof(bytes_t));
+        std::ranges::copy(pieces, nodes_.first());
+        room_ = head.Room();
+    }
+    // What is left of it, right before the first node.
+    std::span<std::byte> room() const noexcept { return room_; }
     // A handle of this process, which stays the caller's; the peer gets one of its own.
     void AppendHandle(remote::handle_t handle) { handles_.push_back(handle); }
 
@@ -36,6 +63,7 @@ public:
 
 private:
     serialization::InlineVector<bytes_t, 6> nodes_;
+    std::span<std::byte> room_;
     std::vector<remote::handle_t> handles_;
 };
 

@@ -84,7 +84,7 @@ void ServiceCalls::ServeServiceLocator(bytes_t data, ReplyPort& reply) {
     const trace::TracerPtr& tracer = connection_.tracer();
     if (Failed(AgreeFeatures(data, reply))) return;
 
-    serialization::Writer writer;
+    serialization::Writer writer(kRoomForHeads);
     try {
         SerializeFeatures(writer, connection_.config().features);
     } catch (...) {
@@ -106,7 +106,7 @@ void ServiceCalls::ServeServiceLocator(bytes_t data, ReplyPort& reply) {
     }
     writer.Write(handle.get());
     Rope rope;
-    rope.Append(writer.Pieces());
+    rope.Append(writer);
     if (Failed(reply.Send(rope))) {
         trace::Write(tracer, level::kError,
                      "VEK remoting: cannot place GetLocator response into reply packet");

@@ -1,5 +1,6 @@
 #include "vek/remoting/sync_method_proxy.h"
 
+#include <memory>
 #include <optional>
 
 #include "vek/remoting/call_priority.h"
@@ -13,7 +14,7 @@ namespace level = trace::level;
 namespace {
 
 // One call on the side of its caller.
-class ProxyCall {
+class ProxyCall final : public remote::Landing {
 public:
     ProxyCall(Connection& connection, const CallTarget& target, ProxyArguments& arguments) noexcept
         : connection_(connection),
@@ -21,6 +22,7 @@ public:
           arguments_(arguments),
           steps_(connection.tracer(), target) {
         reply_.delivered = false;
+        reply_.packet.set_landing(this);
     }
 
     result_t Run() noexcept {
@@ -32,14 +34,31 @@ public:
 
     bool delivered() const noexcept { return reply_.delivered; }
 
+    // remote::Landing
+    std::span<std::byte> Find(bytes_t head, std::uint64_t size,
+                              std::size_t& offset) noexcept override {
+        serialization::Reader reader(head);
+        const ReplyHeader header = ReadReplyHeader(reader);
+        if (Failed(reader.result()) || Failed(header.delivery)) return {};
+        const auto storage = arguments_.FindLanding(reader);
+        offset = reader.consumed();
+        if (storage.size() > size - offset) return {};
+        landing_size_ = storage.size();
+        return storage;
+    }
+    void Landed() noexcept override {
+        landed_size_ = landing_size_;
+        arguments_.OutputsLanded();
+    }
+
 private:
     bool with_flags() const noexcept { return connection_.registry().uses_null_flags(); }
 
     void SendInputs() noexcept {
-        serialization::Writer priority;
-        serialization::Writer writer;
+        std::unique_ptr<serialization::Writer> priority;  // for the few that carry one
+        serialization::Writer writer(kRoomForHeads);
         steps_.Run([this] {
-            if (arguments_.OutputInterfaces() > 0) homecoming_.emplace(connection_.registry());
+            if (arguments_.output_interfaces() > 0) homecoming_.emplace(connection_.registry());
         });
         steps_.Run("VEK remoting, SyncMethodProxy5: Cannot marshal input arguments. errCode = ",
                    [this] { return arguments_.MarshalInputs(connection_); });
@@ -53,23 +72,24 @@ private:
             [&] {
                 if (!flags_follow) return;
                 NullFlags flags;
-                arguments_.CollectInputFlags(flags);
+                if (arguments_.input_interfaces() != 0) arguments_.CollectInputFlags(flags);
                 flags.Serialize(writer);
             });
         steps_.Run([&] { AddPriority(priority); });
         steps_.Run("VEK remoting, SyncMethodProxy5: SendReceive failed, errCode = ", [&] {
             Rope request;
-            request.Append(priority.Pieces());
-            request.Append(writer.Pieces());
+            if (priority) request.Append(*priority);
+            request.Append(writer);
             return connection_.sender().DoSendReceiveWithRopes(target_, request, reply_);
         });
     }
 
-    void AddPriority(serialization::Writer& writer) {
+    void AddPriority(std::unique_ptr<serialization::Writer>& writer) {
         if ((target_.attributes & method_attribute::kPriority) == 0) return;
         trace::Write(connection_.tracer(), level::kRemotingDetail,
                      "VEK remoting, SyncMethodProxy5: priority will be set for call");
-        SerializeToRope(writer, CurrentCallPriority());
+        writer = std::make_unique<serialization::Writer>(kRoomForHeads);
+        SerializeToRope(*writer, CurrentCallPriority());
     }
 
     void TakeOutputs() noexcept {
@@ -77,13 +97,15 @@ private:
         NullFlags flags;
         const bool flags_follow = with_flags();
         steps_.Run([this] { return CheckReply(); });
-        steps_.Run([this] { arguments_.InputsDelivered(); });
+        steps_.Run([this] {
+            if (arguments_.input_interfaces() != 0) arguments_.InputsDelivered();
+        });
         steps_.Run([this] { return CheckSize(); });
         steps_.Run(
             "VEK remoting, SyncMethodProxy5: Cannot append a collection of null flags to the "
             "serialized arguments. errCode = ",
             [&] {
-                return flags_follow ? flags.TakeFromEnd(data, arguments_.OutputInterfaces())
+                return flags_follow ? flags.TakeFromEnd(data, arguments_.output_interfaces())
                                     : result::kOk;
             });
         serialization::Reader reader(data);
@@ -92,12 +114,16 @@ private:
             [&] {
                 arguments_.DeserializeOutputs(reader);
                 if (Failed(reader.result()) || !flags_follow) return reader.result();
+                if (arguments_.output_interfaces() == 0) return result::kOk;
                 return arguments_.CheckOutputFlags(flags);
             });
         steps_.Run([&] { return CheckConsumed(reader.left()); });
         steps_.Run(
             "VEK remoting, SyncMethodProxy5: Failed to demarshal output arguments, errCode = ",
-            [this] { return arguments_.DemarshalOutputs(connection_); });
+            [this] {
+                if (arguments_.output_interfaces() == 0) return result::kOk;
+                return arguments_.DemarshalOutputs(connection_);
+            });
     }
 
     result_t CheckReply() const noexcept {
@@ -119,7 +145,7 @@ private:
 
     result_t CheckConsumed(std::size_t left) const noexcept {
         if (left == 0) return result::kOk;
-        const std::size_t size = reply_.data.size();
+        const std::size_t size = reply_.data.size() + landed_size_;
         trace::Write(connection_.tracer(), level::kError,
                      "VEK remoting, SyncMethodProxy5: Deserialization of output arguments consumed",
                      size - left, " bytes, while reply size is ", size, " bytes", target_);
@@ -131,6 +157,8 @@ private:
     ProxyArguments& arguments_;
     CallSteps steps_;
     Reply reply_;
+    std::size_t landing_size_ = 0;  // of what goes to the caller's storage as it arrives
+    std::size_t landed_size_ = 0;   // and has arrived
     std::optional<StubRegistry::ReplyToTake> homecoming_;  // of objects that the reply gives
 };
 

@@ -52,6 +52,7 @@ public:
     std::size_t size() const noexcept { return size_; }
     bool empty() const noexcept { return size_ == 0; }
     const T* data() const noexcept { return data_; }
+    T* first() noexcept { return data_; }  // to be changed
     const T* begin() const noexcept { return data_; }
     const T* end() const noexcept { return data_ + size_; }
 

@@ -4,7 +4,7 @@ namespace vek::serialization {
 
 void Writer::PlaceViews() {
     const bytes_t copied(copied_);
-    std::size_t taken = 0;
+    std::size_t taken = room_;
     for (const Viewed& viewed : viewed_) {
         if (viewed.copied_before > taken) {
             pieces_.Append(copied.subspan(taken, viewed.copied_before - taken));

@@ -16,6 +16,9 @@ public:
     // Ranges from this length on are viewed: below, a copy costs less than a piece of its own.
     static constexpr std::size_t kViewedFrom = 1024;
 
+    // `room` bytes are kept free in front of what is written.
+    explicit Writer(std::size_t room = 0) : room_(room) { copied_.Add(room); }
+
     template <Number T>
     void Write(T number) {
         std::memcpy(copied_.Add(sizeof number), &number, sizeof number);
@@ -42,21 +45,29 @@ public:
         pieces_.clear();
         if (!viewed_.empty()) {
             PlaceViews();
-        } else if (!copied_.empty()) {
-            pieces_.Append(bytes_t(copied_));
+        } else if (copied_.size() > room_) {
+            pieces_.Append(bytes_t(copied_).subspan(room_));
         }
         return pieces_;
     }
 
+    // The free room, which ends where the first piece begins; empty when that is a view. Whoever
+    // sends the pieces may write there. Valid as long as they are.
+    std::span<std::byte> Room() noexcept {
+        const std::size_t first = viewed_.empty() ? copied_.size() : viewed_.data()->copied_before;
+        return {copied_.first(), first > room_ ? room_ : 0};
+    }
+
 private:
     struct Viewed {
-        std::size_t copied_before;  // how much of copied_ goes before it
+        std::size_t copied_before;  // how much of copied_ goes before it, the room included
         bytes_t bytes;
     };
 
     void PlaceViews();
 
-    InlineVector<std::byte, 256> copied_;
+    const std::size_t room_;
+    InlineVector<std::byte, 304> copied_;
     InlineVector<Viewed, 2> viewed_;
     InlineVector<bytes_t, 5> pieces_;  // each view, and what was copied around them
     std::uint64_t size_ = 0;

@@ -97,6 +97,12 @@ vek::result_t PeerConnection::ReadReply(const RpcProtocolProcessorOut& request, 
                                         HandleTransfer& transfer,
                                         RpcProtocolProcessorIn& reply) noexcept {
     if (const auto code = reply.ParsePacket(std::move(packet)); vek::Failed(code)) return code;
+    return TakeParsedReply(request, transfer, reply);
+}
+
+vek::result_t PeerConnection::TakeParsedReply(const RpcProtocolProcessorOut& request,
+                                              HandleTransfer& transfer,
+                                              RpcProtocolProcessorIn& reply) noexcept {
     if (request.call_id() != 0 && reply.has_call_identification() &&
         reply.call_id() != request.call_id()) {
         return Lose("a reply to another request came");

@@ -79,6 +79,10 @@ protected:
     vek::result_t ReadReply(const RpcProtocolProcessorOut& request, PacketBuffer packet,
                             HandleTransfer& transfer, RpcProtocolProcessorIn& reply) noexcept;
 
+    // The same for one that has been read.
+    vek::result_t TakeParsedReply(const RpcProtocolProcessorOut& request, HandleTransfer& transfer,
+                                  RpcProtocolProcessorIn& reply) noexcept;
+
 private:
     enum class State { kNew, kOpen, kEnded };
 

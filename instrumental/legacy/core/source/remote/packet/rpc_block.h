@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 namespace remote {
@@ -34,6 +35,28 @@ inline constexpr std::uint32_t CallData = 1u << 0;
 inline constexpr std::uint32_t CallIdentification = 1u << 1;
 inline constexpr std::uint32_t FileHandles = 1u << 2;
 }  // namespace rpc_presence
+
+// How a packet without handles begins, as every writer here writes it: readers and writers know it
+// as one piece, which is what most packets cost.
+struct UsualHead {
+    std::uint32_t signature = rpc_block_tag::Signature;
+    std::uint16_t identification_tag = rpc_block_tag::CallIdentification;
+    std::uint16_t identification_size = 8;
+    std::uint32_t call_id = 0;
+    std::uint32_t parent_call_id = 0;
+    std::uint16_t data_tag = rpc_block_tag::CallData;
+    std::uint16_t data_size = 0;
+
+    // False, with anything in here, for a packet that begins otherwise.
+    bool Read(bytes_t packet) noexcept {
+        const UsualHead usual;
+        if (packet.size() < sizeof usual) return false;
+        std::memcpy(this, packet.data(), sizeof usual);
+        return signature == usual.signature && identification_tag == usual.identification_tag &&
+               identification_size == usual.identification_size && data_tag == usual.data_tag;
+    }
+};
+static_assert(sizeof(UsualHead) == 20);
 
 // The mask of a handle block has a bit for each handle, the lowest of a word first. Set: the value
 // is a handle of the receiver's, the sender has pushed it there. Clear: it is the sender's own.

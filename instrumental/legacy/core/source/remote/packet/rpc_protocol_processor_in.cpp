@@ -21,18 +21,6 @@ constexpr std::size_t kMaxTracedBlocks = 8;
 RpcProtocolProcessorIn::RpcProtocolProcessorIn(trace::TracerPtr tracer) noexcept
     : tracer_(std::move(tracer)) {}
 
-bool RpcProtocolProcessorIn::has_call_data() const noexcept { return Has(rpc_presence::CallData); }
-bool RpcProtocolProcessorIn::has_call_identification() const noexcept {
-    return Has(rpc_presence::CallIdentification);
-}
-bool RpcProtocolProcessorIn::has_file_handles() const noexcept {
-    return Has(rpc_presence::FileHandles);
-}
-std::uint32_t RpcProtocolProcessorIn::call_id() const noexcept { return call_id_; }
-std::uint32_t RpcProtocolProcessorIn::parent_call_id() const noexcept { return parent_call_id_; }
-bytes_t RpcProtocolProcessorIn::GetCallData() const noexcept { return call_data_; }
-std::span<const handle_t> RpcProtocolProcessorIn::handles() const noexcept { return handles_; }
-
 vek::result_t RpcProtocolProcessorIn::ParsePacket(bytes_t packet) noexcept {
     Clear();
     return ReadPacket(packet, false);
@@ -41,7 +29,28 @@ vek::result_t RpcProtocolProcessorIn::ParsePacket(bytes_t packet) noexcept {
 vek::result_t RpcProtocolProcessorIn::ParsePacket(PacketBuffer packet) noexcept {
     Clear();
     storage_ = std::move(packet);
-    return ReadPacket(storage_.span(), true);
+    return ReadUsual(storage_.span()) ? result::kOk : ReadPacket(storage_.span(), true);
+}
+
+vek::result_t RpcProtocolProcessorIn::ParseInPlace(bytes_t packet) noexcept {
+    Clear();
+    return ReadUsual(packet) ? result::kOk : ReadPacket(packet, true);
+}
+
+// Reads a packet that has the usual head and nothing behind its call data, in place. False, with
+// nothing read, for any other.
+bool RpcProtocolProcessorIn::ReadUsual(bytes_t packet) noexcept {
+    UsualHead head;
+    if (!head.Read(packet)) return false;
+    const bytes_t data = packet.subspan(sizeof head);
+    if (head.data_size != rpc_block_info::AllRemainingData && head.data_size != data.size()) {
+        return false;
+    }
+    present_ = rpc_presence::CallIdentification | rpc_presence::CallData;
+    call_id_ = head.call_id;
+    parent_call_id_ = head.parent_call_id;
+    call_data_ = data;
+    return true;
 }
 
 void RpcProtocolProcessorIn::Clear() noexcept {

@@ -1,5 +1,6 @@
 #include "remote/packet/rpc_protocol_processor_out.h"
 
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -27,6 +28,9 @@ constexpr std::uint64_t kMaxCallData =
                   rpc_block_info::MaxSize);
 
 constexpr uint32_t kNotTransferred = 0xFFFFFFFF;
+
+// The parts of a packet with the usual head.
+constexpr uint32_t kUsual = rpc_presence::CallIdentification | rpc_presence::CallData;
 
 }  // namespace
 
@@ -82,7 +86,14 @@ std::uint64_t RpcProtocolProcessorOut::PacketSize() const noexcept {
     return HeadSize() + call_data_size_;
 }
 
+std::uint16_t RpcProtocolProcessorOut::CallDataBlockSize() const noexcept {
+    return call_data_size_ < rpc_block_info::AllRemainingData
+               ? static_cast<std::uint16_t>(call_data_size_)
+               : rpc_block_info::AllRemainingData;
+}
+
 std::uint64_t RpcProtocolProcessorOut::HeadSize() const noexcept {
+    if (present_ == kUsual) return sizeof(UsualHead);
     std::uint64_t size = sizeof rpc_block_tag::Signature;
     if (Has(rpc_presence::CallIdentification)) size += kBlockHeadSize + kIdentificationSize;
     if (Has(rpc_presence::FileHandles)) size += kBlockHeadSize + FileHandlesSize(handles_.size());
@@ -115,6 +126,16 @@ vek::result_t RpcProtocolProcessorOut::ConstructHead(std::span<std::byte> head,
 
 vek::result_t RpcProtocolProcessorOut::WriteHead(std::byte*& buffer, std::size_t& size,
                                                  HandleTransfer* transfer) noexcept {
+    if (present_ == kUsual && size >= sizeof(UsualHead)) {
+        UsualHead head;
+        head.call_id = call_id_;
+        head.parent_call_id = parent_call_id_;
+        head.data_size = CallDataBlockSize();
+        std::memcpy(buffer, &head, sizeof head);
+        buffer += sizeof head;
+        size -= sizeof head;
+        return result::kOk;
+    }
     REMOTE_RETURN_IF_FAILED(
         tracer_, WriteToBuffer(buffer, size, rpc_block_tag::Signature, sizeof(uint32_t)));
     if (Has(rpc_presence::CallIdentification)) {
@@ -132,9 +153,7 @@ vek::result_t RpcProtocolProcessorOut::WriteHead(std::byte*& buffer, std::size_t
         if (vek::Failed(code)) return code;
     }
     if (Has(rpc_presence::CallData)) {
-        const uint16_t block_size = call_data_size_ < rpc_block_info::AllRemainingData
-                                        ? static_cast<uint16_t>(call_data_size_)
-                                        : rpc_block_info::AllRemainingData;
+        const uint16_t block_size = CallDataBlockSize();
         REMOTE_RETURN_IF_FAILED(
             tracer_, WriteToBuffer(buffer, size, rpc_block_tag::CallData, sizeof(uint16_t)));
         REMOTE_RETURN_IF_FAILED(tracer_, WriteToBuffer(buffer, size, block_size, sizeof(uint16_t)));

@@ -9,6 +9,10 @@
 
 namespace remote {
 
+// What a sender puts in front of the call data of a packet without handles: a frame's head and the
+// packet's own.
+inline constexpr std::size_t kRoomForHeads = 8 + sizeof(UsualHead);
+
 // Writes one packet. Used by one thread at a time. What is set is viewed, not copied: it must stay
 // until the packet has been written or sent.
 class RpcProtocolProcessorOut {
@@ -20,6 +24,11 @@ public:
     // The call data is `pieces` one after another. kInvalidSize when a packet cannot hold them
     // (more than 4 GiB less what a packet adds).
     vek::result_t SetCallData(std::span<const bytes_t> pieces) noexcept;
+
+    // `room` ends where the first piece begins, and may be written over by the sender. Such a
+    // packet needs no room of its own for its heads.
+    void SetRoom(std::span<std::byte> room) noexcept { room_ = room; }
+    std::span<std::byte> room() const noexcept { return room_; }
 
     // Handles travel as 32 bits, which are all the significant ones. kInvalidSize for more of them
     // than a block can hold (15885).
@@ -56,6 +65,7 @@ public:
 
 private:
     bool Has(std::uint32_t part) const noexcept { return (present_ & part) != 0; }
+    std::uint16_t CallDataBlockSize() const noexcept;
     vek::result_t WriteHead(std::byte*& buffer, std::size_t& size,
                             HandleTransfer* transfer) noexcept;
     vek::result_t WriteFileHandles(std::byte*& buffer, std::size_t& size,
@@ -69,6 +79,7 @@ private:
     std::uint32_t parent_call_id_ = 0;
     std::span<const bytes_t> call_data_;
     std::uint64_t call_data_size_ = 0;
+    std::span<std::byte> room_;
     std::span<const handle_t> handles_;
     std::vector<std::uint32_t> transferred_;
 };

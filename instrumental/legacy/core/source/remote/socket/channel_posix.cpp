@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "vek/core/border.h"
 
@@ -29,7 +30,33 @@ void ChannelSet::End() noexcept {
     channels_.clear();
 }
 
+bool ChannelPool::TakeFirst(channel_ptr_t& channel) noexcept {
+    auto idle = First::kIdle;
+    if (!first_state_.compare_exchange_strong(idle, First::kTaken)) return false;
+    channel = std::move(first_);
+    return true;
+}
+
+void ChannelPool::GiveBackFirst(channel_ptr_t channel) noexcept {
+    first_ = std::move(channel);
+    first_state_ = First::kIdle;
+    if (waiting_ != 0) {
+        const std::lock_guard guard(lock_);
+        changed_.notify_one();
+    }
+    if (ended_) DropFirst();
+}
+
+void ChannelPool::DropFirst() noexcept {
+    channel_ptr_t gone;
+    if (TakeFirst(gone)) first_state_ = First::kNone;
+}
+
 vek::result_t ChannelPool::Take(opener_t open, channel_ptr_t& channel) {
+    return TakeFirst(channel) ? vek::result::kOk : TakeOther(open, channel);
+}
+
+vek::result_t ChannelPool::TakeOther(opener_t open, channel_ptr_t& channel) {
     vek::result_t opened = vek::result::kOk;
     std::unique_lock guard(lock_);
     for (;;) {
@@ -40,28 +67,44 @@ vek::result_t ChannelPool::Take(opener_t open, channel_ptr_t& channel) {
             ++taken_;
             return vek::result::kOk;
         }
-        if (vek::Succeeded(opened) && taken_ < kMaxChannels) {
+        if (vek::Succeeded(opened) && taken_ + 1 < kMaxChannels) {
             ++taken_;
             guard.unlock();
             opened = vek::AtBorder([&] { return open(channel); });
-            if (vek::Succeeded(opened)) return opened;
             guard.lock();
+            if (vek::Succeeded(opened)) {
+                if (first_state_ == First::kNone && !ended_) {
+                    channel->set_first();
+                    first_state_ = First::kTaken;
+                    --taken_;
+                }
+                return opened;
+            }
             --taken_;
             changed_.notify_all();
             continue;
         }
-        if (vek::Failed(opened) && taken_ == 0) return opened;
-        changed_.wait(guard);
+        ++waiting_;  // before it is looked for the first: whoever gives it back looks for this next
+        const bool took_first = TakeFirst(channel);
+        const bool none = vek::Failed(opened) && taken_ == 0 && first_state_ == First::kNone;
+        if (!took_first && !none) changed_.wait(guard);
+        --waiting_;
+        if (took_first) return vek::result::kOk;
+        if (none) return opened;
     }
 }
 
-bool ChannelPool::GiveBack(const channel_ptr_t& channel) noexcept {
+bool ChannelPool::GiveBack(channel_ptr_t& channel) noexcept {
+    if (channel->is_first()) {
+        GiveBackFirst(std::move(channel));
+        return true;
+    }
     bool kept = false;
     {
         const std::lock_guard guard(lock_);
         --taken_;
         kept = !ended_ && idle_.size() < kMaxIdle;
-        if (kept) idle_.push_back(channel);
+        if (kept) idle_.push_back(std::move(channel));
     }
     changed_.notify_one();
     return kept;
@@ -73,6 +116,7 @@ void ChannelPool::End() noexcept {
         ended_ = true;
         idle_.clear();
     }
+    DropFirst();
     changed_.notify_all();
 }
 

@@ -5,6 +5,7 @@
 // a thread in between: a call costs what its bytes cost. While one end waits for a reply, the other
 // may make calls of its own, which are served within.
 
+#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -27,11 +28,16 @@ public:
 
     int socket() const noexcept { return socket_.get(); }
 
+    // Whether it is the pool's first; said once, before others know the channel.
+    bool is_first() const noexcept { return is_first_; }
+    void set_first() noexcept { is_first_ = true; }
+
     // Whoever waits at either end is told that the channel has ended. Any thread.
     void End() noexcept;
 
 private:
     const vek::platform::Descriptor socket_;
+    bool is_first_ = false;
 };
 
 using channel_ptr_t = std::shared_ptr<SocketChannel>;
@@ -50,7 +56,8 @@ private:
     bool ended_ = false;
 };
 
-// The channels on which this process calls. Any thread.
+// The channels on which this process calls. Any thread. The first is passed on without the lock:
+// most of the time one thread calls, and it is the only one.
 class ChannelPool {
 public:
     ChannelPool() { idle_.reserve(kMaxIdle); }
@@ -63,9 +70,9 @@ public:
     // none to wait for.
     vek::result_t Take(opener_t open, channel_ptr_t& channel);
 
-    // Gives back what Take gave. False when the pool does not keep it: there are more idle ones
-    // than are worth their threads.
-    bool GiveBack(const channel_ptr_t& channel) noexcept;
+    // Gives back what Take gave. False when the pool does not keep it, and leaves it: there are
+    // more idle ones than are worth their threads.
+    bool GiveBack(channel_ptr_t& channel) noexcept;
 
     // Nobody waits any more.
     void End() noexcept;
@@ -74,11 +81,23 @@ private:
     // A channel that waits for its next call costs a thread in the peer.
     static constexpr std::size_t kMaxIdle = 8;
 
+    enum class First { kNone, kIdle, kTaken };
+
+    bool TakeFirst(channel_ptr_t& channel) noexcept;
+    void GiveBackFirst(channel_ptr_t channel) noexcept;
+    vek::result_t TakeOther(opener_t open, channel_ptr_t& channel);
+    // Lets the first go unless it is taken: whoever gives it back does it then.
+    void DropFirst() noexcept;
+
+    std::atomic<First> first_state_{First::kNone};
+    channel_ptr_t first_;  // here while it is idle, and whoever takes it may touch it
+    std::atomic<std::size_t> waiting_{0};  // for a channel, with the lock
+
     std::mutex lock_;
     std::condition_variable changed_;
     std::vector<channel_ptr_t> idle_;
-    std::size_t taken_ = 0;  // those being opened too
-    bool ended_ = false;
+    std::size_t taken_ = 0;  // those being opened too, the first apart
+    std::atomic<bool> ended_{false};
 };
 
 }  // namespace remote

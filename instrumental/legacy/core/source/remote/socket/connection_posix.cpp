@@ -51,15 +51,16 @@ vek::result_t SocketConnection::Lose(Receiving received) noexcept { return Lose(
 vek::result_t SocketConnection::Call(RpcProtocolProcessorOut& request,
                                      RpcProtocolProcessorIn& reply) {
     if (!IsOpen()) return result::kNotReady;
-    if (SocketChannel* const channel = SocketCallFrame::ChannelTo(*this)) {
-        return Exchange(*channel, request, reply);
+    SocketChannel* channel = SocketCallFrame::ChannelTo(*this);
+    channel_ptr_t taken;
+    if (channel == nullptr) {
+        const vek::result_t code =
+            pool_.Take([this](channel_ptr_t& made) { return OpenChannel(made); }, taken);
+        if (vek::Failed(code)) return NotCarriedOut(code);
+        channel = taken.get();
     }
-    channel_ptr_t channel;
-    const vek::result_t taken =
-        pool_.Take([this](channel_ptr_t& made) { return OpenChannel(made); }, channel);
-    if (vek::Failed(taken)) return NotCarriedOut(taken);
     const vek::result_t code = Exchange(*channel, request, reply);
-    if (!pool_.GiveBack(channel)) calling_.Remove(channel);
+    if (taken && !pool_.GiveBack(taken)) calling_.Remove(taken);
     return code;
 }
 
@@ -102,8 +103,9 @@ vek::result_t SocketConnection::OpenChannel(channel_ptr_t& channel) {
     return result::kOk;
 }
 
-vek::result_t SocketConnection::Exchange(SocketChannel& channel, RpcProtocolProcessorOut& request,
-                                         RpcProtocolProcessorIn& reply) {
+inline vek::result_t SocketConnection::Exchange(SocketChannel& channel,
+                                                RpcProtocolProcessorOut& request,
+                                                RpcProtocolProcessorIn& reply) {
     vek::result_t failure = result::kOk;
     switch (SendPacket(channel.socket(), FrameKind::kRequest, request, failure)) {
         case Sending::kSent:
@@ -117,7 +119,8 @@ vek::result_t SocketConnection::Exchange(SocketChannel& channel, RpcProtocolProc
     }
     for (;;) {
         Frame frame(budget());
-        const Receiving received = ReceiveOnChannel(channel.socket(), frame);
+        const Receiving received =
+            ReceiveOnChannel(channel.socket(), reply.room(), frame, reply.landing());
         if (received != Receiving::kFrame) return Lose(received);
         if (frame.kind != FrameKind::kRequest) return TakeReply(frame, request, reply);
         if (!ServeRequest(channel, frame)) return Lose(Receiving::kEnded);
@@ -133,7 +136,8 @@ vek::result_t SocketConnection::TakeReply(Frame& frame, const RpcProtocolProcess
     }
     if (frame.kind != FrameKind::kReply) return Lose(Receiving::kFrame);
     PosixHandleTransfer transfer(std::move(frame.descriptors));
-    return ReadReply(request, std::move(frame.body), transfer, reply);
+    if (const auto code = frame.ParseBy(reply); vek::Failed(code)) return code;
+    return TakeParsedReply(request, transfer, reply);
 }
 
 }  // namespace remote

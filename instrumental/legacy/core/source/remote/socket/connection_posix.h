@@ -33,8 +33,9 @@ public:
 private:
     // Calls.
     vek::result_t OpenChannel(channel_ptr_t& channel);
-    vek::result_t Exchange(SocketChannel& channel, RpcProtocolProcessorOut& request,
-                           RpcProtocolProcessorIn& reply);
+    [[gnu::always_inline]] vek::result_t Exchange(SocketChannel& channel,
+                                                  RpcProtocolProcessorOut& request,
+                                                  RpcProtocolProcessorIn& reply);
     vek::result_t TakeReply(Frame& frame, const RpcProtocolProcessorOut& request,
                             RpcProtocolProcessorIn& reply);
 

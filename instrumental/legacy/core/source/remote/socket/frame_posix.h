@@ -13,10 +13,12 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "remote/byte_budget.h"
 #include "remote/packet/packet_buffer.h"
+#include "remote/packet/rpc_protocol_processor_in.h"
 #include "remote/packet/rpc_protocol_processor_out.h"
 #include "vek/core/result.h"
 #include "vek/platform/descriptor_posix.h"
@@ -61,8 +63,15 @@ struct Frame {
     // The frame's bytes count against `budget` for as long as it exists.
     explicit Frame(ByteBudget& budget) noexcept : claim(&budget) {}
 
+    // Has `packet` read the packet that came: in place, when it is short.
+    vek::result_t ParseBy(RpcProtocolProcessorIn& packet) noexcept {
+        return in_room.data() != nullptr ? packet.ParseInPlace(in_room)
+                                         : packet.ParsePacket(std::move(body));
+    }
+
     FrameKind kind{};
     PacketBuffer body;
+    bytes_t in_room;  // the body, when it is not in `body`
     std::vector<vek::platform::Descriptor> descriptors;
     ByteClaim claim;
 };
@@ -107,8 +116,10 @@ Receiving ReceiveFrame(int socket, std::uint64_t limit, Frame& frame) noexcept;
 // The same for one that may have descriptors, which costs the system more.
 Receiving ReceiveFrameWithDescriptors(int socket, std::uint64_t limit, Frame& frame) noexcept;
 
-// Waits for the next frame on a channel, with the descriptors that it announces.
-Receiving ReceiveOnChannel(int socket, Frame& frame) noexcept;
+// Waits for the next frame on a channel, with the descriptors that it announces. The body of a
+// short one is in `room`. A reply may have a part that goes elsewhere: the body is without it then.
+Receiving ReceiveOnChannel(int socket, PacketRoom& room, Frame& frame,
+                           Landing* landing = nullptr) noexcept;
 
 // The result that a frame of SendVerdict says. False when its content is something else.
 bool ReadVerdict(const Frame& frame, vek::result_t& verdict) noexcept;

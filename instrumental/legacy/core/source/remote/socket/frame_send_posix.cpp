@@ -92,14 +92,7 @@ bool IsLoss(int error) noexcept {
     return error == EPIPE || error == ECONNRESET || error == ENOTCONN;
 }
 
-Sending SendWith(int flags, int socket, FrameKind kind, bytes_t head,
-                 std::span<const bytes_t> pieces, std::span<const int> descriptors) noexcept {
-    std::uint64_t size = head.size();
-    for (const bytes_t piece : pieces) size += piece.size();
-    if (size > UINT32_MAX || descriptors.size() > kMaxDescriptors) return Sending::kNotBegun;
-
-    const FrameHead frame_head{static_cast<std::uint32_t>(size), kind, 0};
-    Pieces left(BytesOf(frame_head), head, pieces);
+Sending SendPieces(int flags, int socket, Pieces left, std::span<const int> descriptors) noexcept {
     std::array<iovec, kGathered> parts;
     alignas(cmsghdr) std::byte control[kControlSize];
     msghdr message{};
@@ -121,6 +114,31 @@ Sending SendWith(int flags, int socket, FrameKind kind, bytes_t head,
     return Sending::kSent;
 }
 
+Sending SendWith(int flags, int socket, FrameKind kind, bytes_t head,
+                 std::span<const bytes_t> pieces, std::span<const int> descriptors) noexcept {
+    std::uint64_t size = head.size();
+    for (const bytes_t piece : pieces) size += piece.size();
+    if (size > UINT32_MAX || descriptors.size() > kMaxDescriptors) return Sending::kNotBegun;
+
+    const FrameHead frame_head{static_cast<std::uint32_t>(size), kind, 0};
+    return SendPieces(flags, socket, Pieces(BytesOf(frame_head), head, pieces), descriptors);
+}
+
+// All of a frame that lies in one place.
+Sending SendWhole(int socket, bytes_t frame) noexcept {
+    bytes_t left = frame;
+    while (!left.empty()) {
+        const ssize_t sent = ::send(socket, left.data(), left.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0) {
+            const bool begun = left.size() < frame.size();
+            return begun || IsLoss(errno) ? Sending::kLost : Sending::kNotBegun;
+        }
+        left = left.subspan(static_cast<std::size_t>(sent));
+    }
+    return Sending::kSent;
+}
+
 Sending SendShort(int socket, FrameKind kind, RpcProtocolProcessorOut& packet, std::size_t size,
                   vek::result_t& failure) noexcept {
     std::array<std::byte, kFrameHeadSize + kShort> room;
@@ -129,6 +147,21 @@ Sending SendShort(int socket, FrameKind kind, RpcProtocolProcessorOut& packet, s
     if (vek::Failed(failure)) return Sending::kNotBegun;
     failure = result::kInsufficientResources;
     return SendFrame(socket, kind, frame);
+}
+
+// The heads go into the packet's own room, and with its first piece.
+Sending SendWithRoom(int socket, FrameKind kind, RpcProtocolProcessorOut& packet, std::size_t size,
+                     vek::result_t& failure) noexcept {
+    const auto heads = packet.room().last(kRoomForHeads);
+    const FrameHead frame_head{static_cast<std::uint32_t>(size), kind, 0};
+    std::memcpy(heads.data(), &frame_head, sizeof frame_head);
+    failure = packet.ConstructHead(heads.subspan(sizeof frame_head));
+    if (vek::Failed(failure)) return Sending::kNotBegun;
+    failure = result::kInsufficientResources;
+    const auto pieces = packet.call_data();
+    const std::span<std::byte> first(heads.data(), heads.size() + pieces.front().size());
+    if (pieces.size() == 1) return SendWhole(socket, first);
+    return SendPieces(0, socket, Pieces(first, {}, pieces.subspan(1)), {});
 }
 
 // Tells the receiver that descriptors come, and waits until it is ready for them. The receiver is
@@ -161,17 +194,7 @@ Sending SendGathered(int socket, FrameKind kind, RpcProtocolProcessorOut& packet
 Sending SendFrame(int socket, FrameKind kind, std::span<std::byte> frame) noexcept {
     const FrameHead head{static_cast<std::uint32_t>(frame.size() - sizeof(FrameHead)), kind, 0};
     std::memcpy(frame.data(), &head, sizeof head);
-    bytes_t left = frame;
-    while (!left.empty()) {
-        const ssize_t sent = ::send(socket, left.data(), left.size(), MSG_NOSIGNAL);
-        if (sent < 0 && errno == EINTR) continue;
-        if (sent < 0) {
-            const bool begun = left.size() < frame.size();
-            return begun || IsLoss(errno) ? Sending::kLost : Sending::kNotBegun;
-        }
-        left = left.subspan(static_cast<std::size_t>(sent));
-    }
-    return Sending::kSent;
+    return SendWhole(socket, frame);
 }
 
 Sending SendFrame(int socket, FrameKind kind, bytes_t head, std::span<const bytes_t> pieces,
@@ -182,6 +205,10 @@ Sending SendFrame(int socket, FrameKind kind, bytes_t head, std::span<const byte
 Sending SendPacket(int socket, FrameKind kind, RpcProtocolProcessorOut& packet,
                    vek::result_t& failure) noexcept {
     const std::uint64_t whole = packet.PacketSize();
+    if (packet.room().size() >= kRoomForHeads && !packet.has_file_handles() &&
+        packet.HeadSize() == sizeof(UsualHead) && whole <= kMaxPacketSize) {
+        return SendWithRoom(socket, kind, packet, static_cast<std::size_t>(whole), failure);
+    }
     if (whole <= kShort && !packet.has_file_handles()) {
         return SendShort(socket, kind, packet, static_cast<std::size_t>(whole), failure);
     }

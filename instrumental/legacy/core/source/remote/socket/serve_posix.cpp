@@ -89,9 +89,10 @@ void SocketConnection::TakeInChannel(vek::platform::Descriptor socket) {
 
 void SocketConnection::ServeChannel(const channel_ptr_t& channel) noexcept {
     SendVerdict(channel->socket(), FrameKind::kWelcome, result::kOk);
+    PacketRoom room;
     for (;;) {
         Frame frame(budget());
-        const Receiving received = ReceiveOnChannel(channel->socket(), frame);
+        const Receiving received = ReceiveOnChannel(channel->socket(), room, frame);
         if (received == Receiving::kEnded) break;
         if (received != Receiving::kFrame || frame.kind != FrameKind::kRequest) {
             Lose(received);
@@ -111,8 +112,7 @@ bool SocketConnection::ServeRequest(SocketChannel& channel, Frame& frame) noexce
     PosixHandleTransfer transfer(std::move(frame.descriptors));
     const vek::result_t refusal = HandleRequest(
         SocketCallFrame::Depth() > kMaxNesting,
-        [&](RpcProtocolProcessorIn& request) { return request.ParsePacket(std::move(frame.body)); },
-        transfer, reply);
+        [&](RpcProtocolProcessorIn& request) { return frame.ParseBy(request); }, transfer, reply);
     if (call.replied()) return !reply.lost();
     return SendVerdict(channel.socket(), FrameKind::kNoReply,
                        vek::Failed(refusal) ? NotCarriedOut(refusal) : reply.failure()) ==

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 #include "model/owner_thread.h"
 #include "vek/platform/system.h"
@@ -57,7 +58,7 @@ private:
     vek::platform::System& system_;
     const std::unique_ptr<vek::platform::Event> request_;
     const std::unique_ptr<vek::platform::Event> reply_;
-    const std::uint32_t owner_id_;
+    const std::thread::id owner_;
 
     // The single slot, handed from the caller (pending) to the owner (running) and back
     // (answered). Whoever has it owns the two members behind it.
