@@ -44,6 +44,7 @@ inline constexpr std::byte kLast{1};
 struct BareSizes {
     std::uint32_t request = 0;  // at least one byte
     std::uint32_t reply = 0;
+    std::uint32_t asked = 0;  // not 0: it is the other process that sends so many requests
 };
 
 // The other process, and bare sockets to it, its lines. To be made before main(), while there is no
@@ -127,6 +128,10 @@ private:
             buffer.assign(std::max(sizes.request, sizes.reply), std::byte{});
             const auto request = std::span(buffer).first(sizes.request);
             const auto reply = std::span(buffer).first(sizes.reply);
+            for (std::uint32_t i = 0; i < sizes.asked; ++i) {
+                if (!Transfer(socket, request, true) || !Transfer(socket, reply, false)) return;
+            }
+            if (sizes.asked != 0) continue;
             for (bool last = false; !last;) {
                 if (!Transfer(socket, request, false)) return;
                 last = request[0] == kLast;

@@ -56,6 +56,6 @@ std::string Title(std::size_t index, const char* size) {
 
 const bench::Ratio kSmall(Title(0, "64 B"), "RemoteCall/0/manual_time", 1.15);
 const bench::Ratio kMiddle(Title(1, "4 KiB"), "RemoteCall/1/manual_time", 1.3);
-const bench::Ratio kLarge(Title(2, "1 MiB"), "RemoteCall/2/manual_time", 1.5);
+const bench::Ratio kLarge(Title(2, "1 MiB"), "RemoteCall/2/manual_time", 1.3);
 
 }  // namespace
