@@ -9,12 +9,14 @@
 // Of this thread, up to one that fails; none does when it is 0.
 static thread_local int allocations_left = 0;
 
+#ifndef MLXO_SANITIZED  // sanitizers have their own
 void* operator new(std::size_t size) {
     void* const made = allocations_left > 0 && --allocations_left == 0 ? nullptr : malloc(size);
     return made != nullptr ? made : throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* made) noexcept { free(made); }
 void operator delete(void* made, std::size_t) noexcept { operator delete(made); }
+#endif
 
 namespace tests {
 namespace {

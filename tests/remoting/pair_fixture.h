@@ -18,6 +18,13 @@ using vek::result_t;
 namespace remoting = vek::remoting;
 namespace result = vek::result;
 
+// To connect where a machine may stand still for seconds.
+inline const remote::TransportConfig kPatiently = [] {
+    remote::TransportConfig config;
+    config.connect_timeout = std::chrono::seconds(20);
+    return config;
+}();
+
 // Keeps the packet that it is given to send.
 struct PacketKeeper final : remote::ReplySender {
     result_t Send(remote::RpcProtocolProcessorOut& out) noexcept override {

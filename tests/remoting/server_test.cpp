@@ -44,7 +44,7 @@ struct ConnectionLoader final : vek::ObjectImpl<plugins::ILoader> {
 struct RemotingServer : MailFixture {
     RemotingServer() {
         remoting::ServerConfig config;
-        config.agreement_limit = std::chrono::milliseconds(1500);
+        config.agreement_limit = std::chrono::seconds(4);
         config.endpoint.local_id = vek::platform::CurrentProcessId();
         config.connection.factories = plugins::remoting::RemoteInterfaces();
         config.connection.master = master;
@@ -55,7 +55,8 @@ struct RemotingServer : MailFixture {
         remoting::ConnectionConfig config;
         config.factories = plugins::remoting::RemoteInterfaces();
         std::shared_ptr<remoting::Connection> connection;
-        EXPECT_EQ(remoting::ConnectToServer(server->endpoint(), std::move(config), {}, connection),
+        EXPECT_EQ(remoting::ConnectToServer(server->endpoint(), std::move(config), kPatiently,
+                                            connection),
                   result::kOk);
         return connection;
     }

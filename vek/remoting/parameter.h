@@ -216,7 +216,7 @@ struct Parameter<std::span<std::byte>> {
         // `filled` is where the method says how much of it was filled.
         void BindFillCount(const std::uint32_t& filled) noexcept { filled_ = &filled; }
         void Serialize(serialization::Writer& writer) {
-            serialization::Serialize(writer, storage_->Used(*filled_));
+            serialization::Serialize(writer, storage_->First(*filled_));
         }
 
     private:

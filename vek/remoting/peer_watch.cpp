@@ -23,32 +23,37 @@ constexpr int kLooks = 5;
 PeerWatch::Wait::Wait(Connection& connection) {
     const CallScope* const scope = CallScope::Current();
     if (scope == nullptr || !connection.config().watch) return;
-    connection.config().watch->Add(*this, *scope, connection);
+    waited_ = connection.config().watch->Add(*scope, connection);
     watch_ = connection.config().watch.get();
 }
 
 PeerWatch::Wait::~Wait() {
-    if (watch_ != nullptr) watch_->Remove(*this);
+    if (watch_ != nullptr) watch_->Remove(waited_);
 }
 
-void PeerWatch::Add(Wait& wait, const CallScope& scope, Connection& peer) {
-    wait.peer_ = peer.shared_from_this();
-    wait.is_limited_ = scope.kind() == CallScope::Kind::kLimited;
-    wait.signs_ = peer.signs_of_life();
-    wait.last_sign_ = clock_.AwakeTime();
-    wait.deadline_ = wait.last_sign_ + scope.left();
+const PeerWatch::Waited* PeerWatch::Add(const CallScope& scope, Connection& peer) {
+    auto waited = std::make_unique<Waited>();
+    waited->peer = peer.shared_from_this();
+    waited->is_limited = scope.kind() == CallScope::Kind::kLimited;
+    waited->signs = peer.signs_of_life();
+    waited->last_sign = clock_.AwakeTime();
+    waited->deadline = waited->last_sign + scope.left();
 
     const std::lock_guard guard(lock_);
     if (stopping_) ThrowResult(result::kRemoteCallFailed);
     if (!looking_) looking_ = platform::TheSystem().StartThread([this] { Look(); });
     if (!looking_) ThrowResult(result::kInsufficientResources);
-    waits_.push_back(&wait);
+    waits_.push_back(std::move(waited));
     changed_.notify_all();
+    return waits_.back().get();
 }
 
-void PeerWatch::Remove(Wait& wait) noexcept {
+void PeerWatch::Remove(const Waited* waited) noexcept {
+    std::unique_ptr<Waited> gone;  // perhaps the last that holds its peer
     const std::lock_guard guard(lock_);
-    std::erase(waits_, &wait);
+    const auto found = std::ranges::find(waits_, waited, &std::unique_ptr<Waited>::get);
+    gone = std::move(*found);
+    waits_.erase(found);
 }
 
 void PeerWatch::Look() noexcept {
@@ -57,8 +62,7 @@ void PeerWatch::Look() noexcept {
         milliseconds pause = milliseconds::max();
         if (auto silent = FindSilent(pause)) {
             guard.unlock();
-            silent->LoseSilentPeer();
-            silent.reset();
+            Lose(std::move(silent));
             guard.lock();
         } else if (waits_.empty()) {
             changed_.wait(guard);
@@ -68,29 +72,41 @@ void PeerWatch::Look() noexcept {
     }
 }
 
+// On a thread of its own: what the end lets go may wait for the threads that own it. Nobody waits
+// for the thread, which counts, so that the module stays.
+void PeerWatch::Lose(std::shared_ptr<Connection> silent) noexcept {
+    const result_t begun = AtBorder([&] {
+        auto counted = std::make_shared<LiveObjectMark>();
+        const auto thread = platform::TheSystem().StartThread(
+            [mark = std::move(counted), silent] { silent->LoseSilentPeer(); });
+        return thread ? result::kOk : result::kInsufficientResources;
+    });
+    if (Failed(begun)) silent->LoseSilentPeer();
+}
+
 // Gives a peer whose connection is to end; null when there is none: then it is to be looked again
 // after `pause`, at the latest.
 std::shared_ptr<Connection> PeerWatch::FindSilent(milliseconds& pause) {
     const milliseconds now = clock_.AwakeTime();
     const milliseconds lose_after = hurried_ ? times_.lose_at_end : times_.lose_after;
     const milliseconds ask_after = hurried_ ? times_.lose_at_end / kLooks : times_.ask_after;
-    for (Wait* const wait : waits_) {
-        if (wait->lost_) continue;
-        if (const std::uint64_t signs = wait->peer_->signs_of_life(); signs != wait->signs_) {
-            wait->signs_ = signs;
-            wait->last_sign_ = now;
+    for (const auto& wait : waits_) {
+        if (wait->lost) continue;
+        if (const std::uint64_t signs = wait->peer->signs_of_life(); signs != wait->signs) {
+            wait->signs = signs;
+            wait->last_sign = now;
         }
-        const bool is_watched = !wait->is_limited_ || hurried_;
+        const bool is_watched = !wait->is_limited || hurried_;
         milliseconds end = milliseconds::max();
-        if (wait->is_limited_) end = wait->deadline_;
-        if (is_watched) end = std::min(end, wait->last_sign_ + lose_after);
+        if (wait->is_limited) end = wait->deadline;
+        if (is_watched) end = std::min(end, wait->last_sign + lose_after);
         if (now >= end) {
-            wait->lost_ = true;
-            return wait->peer_;
+            wait->lost = true;
+            return wait->peer;
         }
         pause = std::min(pause, end - now);
         if (!is_watched) continue;
-        if (now - wait->last_sign_ >= ask_after) Ask(wait->peer_);
+        if (now - wait->last_sign >= ask_after) Ask(wait->peer);
         pause = std::min(pause, ask_after / kLooks);
     }
     return nullptr;
@@ -102,7 +118,8 @@ void PeerWatch::Ask(const std::shared_ptr<Connection>& peer) noexcept {
     if (!asking_) {
         static_cast<void>(AtBorder([this] {
             asking_ = platform::TheSystem().StartThread(
-                [self = shared_from_this(), round = round_] { self->AskPeers(round); });
+                [mark = std::make_shared<LiveObjectMark>(), self = shared_from_this(),
+                 round = round_] { self->AskPeers(round); });
         }));
     }
     if (!asking_) return;
@@ -132,7 +149,7 @@ void PeerWatch::Hasten() noexcept {
     const std::lock_guard guard(lock_);
     hurried_ = true;
     hurried_since_ = clock_.AwakeTime();
-    for (Wait* const wait : waits_) wait->last_sign_ = hurried_since_;
+    for (const auto& wait : waits_) wait->last_sign = hurried_since_;
     changed_.notify_all();
 }
 

@@ -56,34 +56,41 @@ public:
     // As Stop, for good.
     void Close() noexcept;
 
-    // One call's wait for its reply, on the caller's stack. Does nothing for one without limit, and
-    // on a connection without a watch.
+private:
+    using milliseconds = std::chrono::milliseconds;
+
+    // One that is waited for. Not on the caller's stack, which goes with a thread that is ended by
+    // force.
+    struct Waited {
+        std::shared_ptr<Connection> peer;
+        bool is_limited = false;
+        milliseconds deadline{};   // of a limited one
+        milliseconds last_sign{};  // or the wait's begin
+        std::uint64_t signs = 0;   // that have been seen
+        bool lost = false;
+    };
+
+public:
+    // One call's wait for its reply. Does nothing for one without limit, and on a connection
+    // without a watch.
     class Wait {
     public:
-        // Raises CheckResultFailedException when it cannot be watched.
+        // Raises CheckResultFailedException or std::bad_alloc when it cannot be watched.
         explicit Wait(Connection& connection);
         ~Wait();
         Wait(const Wait&) = delete;
         Wait& operator=(const Wait&) = delete;
 
     private:
-        friend class PeerWatch;
         PeerWatch* watch_ = nullptr;
-        // The rest is guarded by the watch's lock, and used when there is one.
-        std::shared_ptr<Connection> peer_;
-        bool is_limited_ = false;
-        std::chrono::milliseconds deadline_{};   // of a limited one
-        std::chrono::milliseconds last_sign_{};  // or the wait's begin
-        std::uint64_t signs_ = 0;                // that have been seen
-        bool lost_ = false;
+        const Waited* waited_ = nullptr;
     };
 
 private:
-    using milliseconds = std::chrono::milliseconds;
-
-    void Add(Wait& wait, const CallScope& scope, Connection& peer);
-    void Remove(Wait& wait) noexcept;
+    const Waited* Add(const CallScope& scope, Connection& peer);
+    void Remove(const Waited* waited) noexcept;
     void Look() noexcept;
+    static void Lose(std::shared_ptr<Connection> silent) noexcept;
     std::shared_ptr<Connection> FindSilent(milliseconds& pause);
     void Ask(const std::shared_ptr<Connection>& peer) noexcept;
     void AskPeers(std::uint32_t round) noexcept;
@@ -93,7 +100,7 @@ private:
 
     platform::Lock lock_;  // guards what follows
     std::condition_variable_any changed_;
-    std::vector<Wait*> waits_;
+    std::vector<std::unique_ptr<Waited>> waits_;
     std::shared_ptr<Connection> asked_;  // who is being asked, or is to be
     bool hurried_ = false;
     milliseconds hurried_since_{};

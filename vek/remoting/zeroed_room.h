@@ -28,18 +28,18 @@ private:
 
 // Storage for a method to fill. It is all zero at first, so that what the method claims to have
 // filled and has not is zero for the peer, and nothing of this process. It is cleared at its end,
-// when the reply has been sent and nobody waits, and no further than it was used. One thread at a
-// time.
+// when the reply has been sent and nobody waits: all of it, for a method may have written beyond
+// what it says. One thread at a time.
 class ZeroedRoom {
 public:
     // `rooms` outlives it. Raises std::bad_alloc.
-    ZeroedRoom(ZeroedRooms& rooms, std::size_t size) : rooms_(rooms), size_(size), used_(size) {
+    ZeroedRoom(ZeroedRooms& rooms, std::size_t size) : rooms_(rooms), size_(size) {
         if (IsKept()) bytes_.reset(rooms.kept_.exchange(nullptr));
         if (!bytes_) bytes_ = std::make_unique<std::byte[]>(std::max(size, ZeroedRooms::kKept));
     }
     ~ZeroedRoom() {
         if (!IsKept()) return;
-        std::memset(bytes_.get(), 0, used_);
+        std::memset(bytes_.get(), 0, size_);
         bytes_.reset(rooms_.kept_.exchange(bytes_.release()));
     }
     ZeroedRoom(const ZeroedRoom&) = delete;
@@ -47,10 +47,9 @@ public:
 
     std::span<std::byte> bytes() const noexcept { return {bytes_.get(), size_}; }
 
-    // Gives the first `count` bytes, or all when there are fewer, which are what was used.
-    std::span<const std::byte> Used(std::size_t count) noexcept {
-        used_ = std::min(count, size_);
-        return bytes().first(used_);
+    // Gives the first `count` bytes, or all when there are fewer.
+    std::span<const std::byte> First(std::size_t count) const noexcept {
+        return bytes().first(std::min(count, size_));
     }
 
 private:
@@ -59,7 +58,6 @@ private:
     ZeroedRooms& rooms_;
     std::unique_ptr<std::byte[]> bytes_;
     const std::size_t size_;
-    std::size_t used_;
 };
 
 }  // namespace vek::remoting

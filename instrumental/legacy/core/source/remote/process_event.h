@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 
-#include "remote/transport.h"
 #include "vek/core/result.h"
 #include "vek/platform/event.h"
 #include "vek/platform/process.h"
@@ -20,12 +19,6 @@ enum class EventNamespace {
     kSession,  // known in this logon session
     kGlobal,   // "Global\": known in all of them
 };
-
-// Where both ends of a connection look: those that may be of different accounts, and sessions, in
-// all of them.
-inline EventNamespace EventNamespaceOf(const TransportConfig& config) noexcept {
-    return config.peer_account.empty() ? EventNamespace::kSession : EventNamespace::kGlobal;
-}
 
 // Everyone may do everything with the event, those of low integrity too (Microsoft's security
 // descriptor definition language): a peer may run as anyone.

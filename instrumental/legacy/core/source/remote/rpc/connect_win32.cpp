@@ -72,6 +72,7 @@ vek::result_t Introduce(RPC_BINDING_HANDLE binding, const Endpoint& endpoint, co
 
 vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& config,
                             std::shared_ptr<PeerTransport>& transport) {
+    const auto deadline = clock_t::now() + config.connect_timeout;
     RpcBinding binding;
     if (const auto status = RpcBinding::To(endpoint, binding); status != RPC_S_OK) {
         return ResultOf(status);
@@ -90,7 +91,6 @@ vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& con
     if (const auto code = RpcServer::Get().OpenOwn(endpoint, own); vek::Failed(code)) return code;
     std::uint64_t token = 0;
     const RPC_BINDING_HANDLE handle = binding.get();
-    const auto deadline = clock_t::now() + config.connect_timeout;
     auto code = Introduce(handle, endpoint, own, *connection, config, deadline, token);
     if (code == result::kNotReady && AwaitPeer(config, deadline)) {
         code = Introduce(handle, endpoint, own, *connection, config, deadline, token);

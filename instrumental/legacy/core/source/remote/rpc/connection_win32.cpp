@@ -9,6 +9,7 @@
 #include "remote/packet/packet_io.h"
 #include "remote/rpc/handle_transfer_win32.h"
 #include "vek/core/border.h"
+#include "vek/core/object.h"
 #include "vek/platform/system.h"
 
 namespace remote {
@@ -21,6 +22,7 @@ constexpr std::chrono::seconds kFarewell{3};
 
 // Between two attempts to cancel calls.
 constexpr std::chrono::milliseconds kCancelPause{10};
+constexpr std::chrono::milliseconds kCancelPatience{10000};
 
 void CALLBACK OnProcessEnded(void* token, BOOLEAN) {
     const auto connection = RpcServer::Get().ConnectionOf(reinterpret_cast<std::uint64_t>(token));
@@ -159,13 +161,18 @@ void RpcConnection::OnEnded(Ending ending) noexcept {
     // Neither is to keep the caller waiting. Without a thread the peer finds out with its next
     // call.
     static_cast<void>(vek::AtBorder([&] {
-        vek::platform::TheSystem().StartThread(
-            [self = shared_from_this(), tells] { self->FinishEnd(tells); });
+        // Nobody waits for the thread: it counts, so that the module stays.
+        auto counted = std::make_shared<vek::LiveObjectMark>();
+        vek::platform::TheSystem().StartThread([mark = std::move(counted),
+                                                self = shared_from_this(),
+                                                tells] { self->FinishEnd(tells); });
     }));
 }
 
 void RpcConnection::FinishEnd(bool tell_peer) noexcept {
-    while (waiting_.Cancel()) std::this_thread::sleep_for(kCancelPause);
+    // One that was ended by force within its call stays among them.
+    for (auto left = kCancelPatience; waiting_.Cancel() && left.count() > 0; left -= kCancelPause)
+        std::this_thread::sleep_for(kCancelPause);
     if (!tell_peer) return;
     const CallTimeout timeout(kFarewell);
     wire::VerdictReply reply{};

@@ -113,6 +113,11 @@ std::string WantedAccount(const TransportConfig& config) {
     return self ? self->account : std::string();
 }
 
+EventNamespace EventNamespaceOf(const TransportConfig& config) {
+    const bool own = WantedAccount(config) == WantedAccount({});
+    return own ? EventNamespace::kSession : EventNamespace::kGlobal;
+}
+
 bool IsPeerAllowed(const PeerIdentity& peer, const TransportConfig& config) {
     const auto self = TheIdentitySource().Self();
     if (!self || peer.process_id == 0 || peer.account.empty()) return false;

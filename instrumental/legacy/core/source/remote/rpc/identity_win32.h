@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "remote/process_event.h"
 #include "remote/transport.h"
 
 namespace remote {
@@ -50,6 +51,10 @@ bool IsPeerAllowed(const PeerIdentity& peer, const TransportConfig& config);
 // The account that `config` wants, as a text SID; kAnyAccount too. Empty when the system does not
 // tell whose this process is.
 std::string WantedAccount(const TransportConfig& config);
+
+// Where both ends of a connection look for a process's event: those that may be of different
+// accounts, and sessions, in all of them.
+EventNamespace EventNamespaceOf(const TransportConfig& config);
 
 // Whether the system is Wine, which lacks some of what the RPC runtime has.
 bool IsWine() noexcept;

@@ -51,9 +51,29 @@ private:
     bool listens_ = false;
 };
 
-// How many clients are taken in at once: what is received of them is together 1 MiB at most.
-constexpr int kMaxConnecting = 16;
-std::atomic<int> connecting{0};
+// How many clients are looked at at once of whom it is not known yet whose they are: what is
+// received of them is together 1 MiB at most.
+constexpr int kMaxArrivals = 16;
+std::atomic<int> arrivals{0};
+
+// One of them.
+class Arrival {
+public:
+    Arrival() noexcept : place_(++arrivals) {}
+    ~Arrival() { Leave(); }
+    Arrival(const Arrival&) = delete;
+    Arrival& operator=(const Arrival&) = delete;
+
+    bool fits() const noexcept { return place_ <= kMaxArrivals; }
+
+    // It is known whose it is: from now on it takes of its process's share.
+    void Leave() noexcept {
+        if (std::exchange(place_, 0) != 0) --arrivals;
+    }
+
+private:
+    int place_;
+};
 
 // How long a client may take to be confirmed to.
 constexpr std::chrono::seconds kConfirmTimeout{3};
@@ -77,13 +97,14 @@ bool ConfirmTo(const RpcBinding& binding, std::uint64_t token, const PeerIdentit
 // Lets a listener decide. `token` is what the caller is to call under.
 vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& caller,
                      const AcceptPeer& accept, const TransportConfig& config, PeerShares& shares,
-                     std::uint64_t& token) {
+                     Arrival& arrival, std::uint64_t& token) {
     const std::uint32_t id = caller.process_id;
     if (!IsPeerAllowed(caller, config)) return RefusePeer(id, "it may not connect", config);
     // Where there is one account, all are of that.
     peer_share_t share =
         shares.Take(id, config.peer_account == kAnyAccount ? caller.account : std::string());
     if (!share) return RefusePeer(id, "it has too many connections", config);
+    arrival.Leave();
     const Endpoint endpoint{request.caller_local_id,
                             static_cast<std::uint16_t>(request.caller_tcp_port)};
     RpcBinding binding;
@@ -111,12 +132,12 @@ vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& ca
 
 // kNotReady when this process has no such listener, kAccessDenied when it does not want the caller.
 vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& caller,
-                     std::uint64_t& token) {
+                     Arrival& arrival, std::uint64_t& token) {
     const Endpoint wanted{request.local_id, static_cast<std::uint16_t>(request.tcp_port)};
     vek::result_t code = result::kNotReady;
     if (const auto gate = RpcServer::Get().ListenerAt(TextOf(wanted))) {
         gate->Enter([&](const AcceptPeer& accept, const TransportConfig& config) {
-            code = TakeIn(request, caller, accept, config, gate->shares(), token);
+            code = TakeIn(request, caller, accept, config, gate->shares(), arrival, token);
         });
     }
     return code;
@@ -165,17 +186,14 @@ RPC_STATUS Answer(ServedCall& call, const Content& reply) noexcept {
 RPC_STATUS Connect(ServedCall& call) noexcept {
     const auto request = wire::Read<wire::ConnectRequest>(call.request());
     if (!request) return RPC_X_BAD_STUB_DATA;
-    if (++connecting > kMaxConnecting) {
-        --connecting;
-        return RPC_S_SERVER_TOO_BUSY;
-    }
+    Arrival arrival;
+    if (!arrival.fits()) return RPC_S_SERVER_TOO_BUSY;
     wire::ConnectReply reply{};
     reply.verdict = vek::AtBorder([&] {
         const auto caller = TheIdentitySource().Caller(call.handle());
         if (!caller) return result::kAccessDenied;
-        return TakeIn(*request, *caller, reply.token);
+        return TakeIn(*request, *caller, arrival, reply.token);
     });
-    --connecting;
     reply.link = GiveLink(call, reply.token);
     return Answer(call, reply);
 }
