@@ -105,8 +105,8 @@ bool ChannelPool::GiveBack(channel_ptr_t& channel) noexcept {
         --taken_;
         kept = !ended_ && idle_.size() < kMaxIdle;
         if (kept) idle_.push_back(std::move(channel));
+        changed_.notify_one();
     }
-    changed_.notify_one();
     return kept;
 }
 
@@ -117,6 +117,7 @@ void ChannelPool::End() noexcept {
         idle_.clear();
     }
     DropFirst();
+    const std::lock_guard guard(lock_);
     changed_.notify_all();
 }
 

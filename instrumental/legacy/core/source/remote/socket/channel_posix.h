@@ -8,12 +8,12 @@
 #include <atomic>
 #include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "vek/core/function_ref.h"
 #include "vek/core/result.h"
 #include "vek/platform/descriptor_posix.h"
+#include "vek/platform/lock.h"
 
 namespace remote {
 
@@ -51,7 +51,7 @@ public:
     void End() noexcept;
 
 private:
-    std::mutex lock_;
+    vek::platform::Lock lock_;
     std::vector<channel_ptr_t> channels_;
     bool ended_ = false;
 };
@@ -93,8 +93,8 @@ private:
     channel_ptr_t first_;  // here while it is idle, and whoever takes it may touch it
     std::atomic<std::size_t> waiting_{0};  // for a channel, with the lock
 
-    std::mutex lock_;
-    std::condition_variable changed_;
+    vek::platform::Lock lock_;
+    std::condition_variable_any changed_;
     std::vector<channel_ptr_t> idle_;
     std::size_t taken_ = 0;  // those being opened too, the first apart
     std::atomic<bool> ended_{false};

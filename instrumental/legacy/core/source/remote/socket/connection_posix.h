@@ -2,12 +2,12 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "remote/peer_connection.h"
 #include "remote/socket/channel_posix.h"
 #include "remote/socket/frame_posix.h"
 #include "vek/platform/descriptor_posix.h"
+#include "vek/platform/lock.h"
 
 namespace remote {
 
@@ -49,7 +49,7 @@ private:
     int control() const noexcept { return control_.get(); }
 
     const vek::platform::Descriptor control_;
-    std::mutex control_lock_;  // one frame at a time
+    vek::platform::Lock control_lock_;  // one frame at a time
     ChannelPool pool_;
     ChannelSet calling_;
     ChannelSet serving_;
