@@ -259,7 +259,7 @@ TEST(ProductLoader, IsFreeForOthersWhileALostConnectionGoes) {
 TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
     using std::chrono::milliseconds;
     const auto ask = [](ILoader& loader, milliseconds limit) {
-        const vek::remoting::EventScope event(milliseconds{100});
+        const vek::remoting::EventScope event(milliseconds{500});
         const auto start = std::chrono::steady_clock::now();
         const result_t code = Ask(loader).first;
         EXPECT_LT(std::chrono::steady_clock::now() - start, limit);
@@ -274,12 +274,12 @@ TEST(ProductLoader, LeavesASilentProductToAThreadOfItsOwn) {
         product.silent = true;
         product.alive = false;
         if (!was_connected) {
-            EXPECT_EQ(ask(*loader, milliseconds{1000}), result::kNotReady);
+            EXPECT_EQ(ask(*loader, milliseconds{3000}), result::kNotReady);
         }
         // As often as it is tried in the background, nobody waits for that.
         const auto fails_at_once = [&] {
             EXPECT_TRUE(tests::WaitUntil([&, before = product.connects.load()] {
-                EXPECT_EQ(ask(*loader, milliseconds{90}), result::kRemoteCallFailed);
+                EXPECT_EQ(ask(*loader, milliseconds{450}), result::kRemoteCallFailed);
                 return product.connects >= before + 2;
             }));
         };
