@@ -72,7 +72,6 @@ public:
         for (const remote::handle_t event : request.handles()) SetAndClose(event);
         NoteOrder();
         const std::string text = answer_(Text(request.GetCallData()));
-        NoteOrder();
         if (text == "no reply") return;
         const std::array<remote::bytes_t, 1> pieces{Bytes(text)};
         remote::RpcProtocolProcessorOut packet;
@@ -80,6 +79,7 @@ public:
         packet.SetCallIdentification(request.call_id() + (text == "wrong id"), 0);
         packet.SetCallData(pieces);
         if (!events.empty()) packet.SetFileHandles(events);
+        NoteOrder();
         reply.Send(packet);
     }
 
