@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "vek/core/never_destroyed.h"
+#include "vek/core/object.h"
 #include "vek/platform/native.h"
 
 namespace vek::platform {
@@ -27,6 +28,12 @@ public:
 };
 
 }  // namespace
+
+std::unique_ptr<Thread> StartCountedThread(System& system, std::function<void()> body) {
+    // Captured first, so that it goes last.
+    auto counted = std::make_shared<LiveObjectMark>();
+    return system.StartThread([mark = std::move(counted), run = std::move(body)] { run(); });
+}
 
 System& TheSystem() noexcept {
     // Never destroyed: what lives until the process ends may use it to the last.

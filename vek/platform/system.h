@@ -28,6 +28,10 @@ public:
     virtual std::unique_ptr<Thread> StartThread(std::function<void()> body) = 0;
 };
 
+// As StartThread, for a thread that nobody waits for: until `body` has run and is gone, the thread
+// counts among the module's live objects (vek/core/object.h), so that the module stays. May raise.
+std::unique_ptr<Thread> StartCountedThread(System& system, std::function<void()> body);
+
 // The operating system itself.
 System& TheSystem() noexcept;
 

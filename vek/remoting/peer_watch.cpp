@@ -73,12 +73,11 @@ void PeerWatch::Look() noexcept {
 }
 
 // On a thread of its own: what the end lets go may wait for the threads that own it. Nobody waits
-// for the thread, which counts, so that the module stays.
+// for the thread.
 void PeerWatch::Lose(std::shared_ptr<Connection> silent) noexcept {
     const result_t begun = AtBorder([&] {
-        auto counted = std::make_shared<LiveObjectMark>();
-        const auto thread = platform::TheSystem().StartThread(
-            [mark = std::move(counted), silent] { silent->LoseSilentPeer(); });
+        const auto thread = platform::StartCountedThread(platform::TheSystem(),
+                                                         [silent] { silent->LoseSilentPeer(); });
         return thread ? result::kOk : result::kInsufficientResources;
     });
     if (Failed(begun)) silent->LoseSilentPeer();
@@ -117,9 +116,9 @@ void PeerWatch::Ask(const std::shared_ptr<Connection>& peer) noexcept {
     if (asked_) return;
     if (!asking_) {
         static_cast<void>(AtBorder([this] {
-            asking_ = platform::TheSystem().StartThread(
-                [mark = std::make_shared<LiveObjectMark>(), self = shared_from_this(),
-                 round = round_] { self->AskPeers(round); });
+            asking_ = platform::StartCountedThread(
+                platform::TheSystem(),
+                [self = shared_from_this(), round = round_] { self->AskPeers(round); });
         }));
     }
     if (!asking_) return;

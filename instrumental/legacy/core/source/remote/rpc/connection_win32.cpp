@@ -9,7 +9,6 @@
 #include "remote/packet/packet_io.h"
 #include "remote/rpc/handle_transfer_win32.h"
 #include "vek/core/border.h"
-#include "vek/core/object.h"
 #include "vek/platform/system.h"
 
 namespace remote {
@@ -161,11 +160,9 @@ void RpcConnection::OnEnded(Ending ending) noexcept {
     // Neither is to keep the caller waiting. Without a thread the peer finds out with its next
     // call.
     static_cast<void>(vek::AtBorder([&] {
-        // Nobody waits for the thread: it counts, so that the module stays.
-        auto counted = std::make_shared<vek::LiveObjectMark>();
-        vek::platform::TheSystem().StartThread([mark = std::move(counted),
-                                                self = shared_from_this(),
-                                                tells] { self->FinishEnd(tells); });
+        vek::platform::StartCountedThread(
+            vek::platform::TheSystem(),
+            [self = shared_from_this(), tells] { self->FinishEnd(tells); });
     }));
 }
 

@@ -5,7 +5,6 @@
 
 #include "internal/helpers/hresult_exception.h"
 #include "mapi/mapi_edk.h"
-#include "vek/core/object.h"
 #include "vek/trace/traced_border.h"
 
 namespace plugins::mail_processing {
@@ -39,10 +38,8 @@ void MapiInitialization::GiveBackWithoutTrust(vek::platform::System& system) noe
     if (FAILED(result_)) return;
     given_back_ = true;
     trace::TracedBorder(tracer_, [&] {
-        // Counted, so that the module stays as long as the thread does.
-        auto counted = std::make_shared<vek::LiveObjectMark>();
-        const auto thread = system.StartThread(
-            [functions = functions_, mark = std::move(counted)] { functions->uninitialize(); });
+        const auto thread = vek::platform::StartCountedThread(
+            system, [functions = functions_] { functions->uninitialize(); });
         if (thread == nullptr) helpers::ThrowLastError();
         if (thread->Wait(kGiveBackTimeout) != vek::platform::WaitStatus::kSignalled)
             trace::Write(tracer_, trace::level::kError, "[ASYNC] MAPI does not uninitialize");
