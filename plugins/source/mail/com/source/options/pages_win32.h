@@ -2,7 +2,7 @@
 
 // The pages of Outlook's Options dialog, as COM objects.
 
-#include "mapi/mapi_interfaces.h"
+#include "mapi/interface_ids.h"
 #include "options/page_environment.h"
 
 // The order matters: it needs windows.h.
