@@ -1,6 +1,7 @@
 // Shows an options page in a window, with the texts, settings and pictures of a product's folder:
 //   mlxo_page_host antivirus|unable_to_connect FOLDER SECONDS
-// Prints how long it took from the page's creation to its first picture, and where the page is.
+// Prints how long it took from the page's creation to its first picture, and where the
+// window is.
 
 #include <charconv>
 #include <cstdio>
@@ -51,7 +52,7 @@ int Show(std::string_view page_name, const std::filesystem::path& folder, int se
     ::RedrawWindow(host->frame(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begun;
     RECT place{};
-    ::GetWindowRect(host->page(), &place);
+    ::GetWindowRect(host->frame(), &place);
     std::printf("%.1f ms, %ld %ld %ld %ld\n", took.count(), place.left, place.top, place.right,
                 place.bottom);
     std::fflush(stdout);

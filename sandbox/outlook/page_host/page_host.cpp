@@ -76,6 +76,7 @@ void PageHost::CreateFrame(SIZE page) {
     frame_class.lpszClassName = kFrameClass;
     ::RegisterClassExW(&frame_class);  // fails when it is there already
 
+    font_ = std::move(plugins::com::DialogFont(ScreenResolution()).font);
     const LONG margin = Scaled(kMargin), height = Scaled(kButtonHeight);
     place_ = {0, 0, page.cx, page.cy};
     RECT whole{0, 0, page.cx + 2 * margin, page.cy + 3 * margin + height};
@@ -89,9 +90,11 @@ void PageHost::CreateFrame(SIZE page) {
     LONG left = page.cx + margin;
     for (const auto& [id, text] : {std::pair{IDYES, L"Apply"}, std::pair{IDOK, L"OK"}}) {
         left -= Scaled(kButtonWidth);
-        ::CreateWindowExW(0, L"Button", text, WS_CHILD | WS_VISIBLE | WS_TABSTOP, left,
-                          page.cy + 2 * margin, Scaled(kButtonWidth) - margin, height, frame_,
-                          reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), module, nullptr);
+        const HWND button =
+            ::CreateWindowExW(0, L"Button", text, WS_CHILD | WS_VISIBLE | WS_TABSTOP, left,
+                              page.cy + 2 * margin, Scaled(kButtonWidth) - margin, height, frame_,
+                              reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), module, nullptr);
+        ::SendMessageW(button, WM_SETFONT, reinterpret_cast<WPARAM>(font_.get()), FALSE);
     }
     ::ShowWindow(frame_, SW_SHOW);
     ::SetForegroundWindow(frame_);
@@ -112,6 +115,11 @@ void PageHost::Close() {
     const auto page = std::exchange(page_, nullptr);
     page->Close(OLECLOSE_NOSAVE);
     page->SetClientSite(nullptr);
+    DestroyFrame();
+}
+
+void PageHost::Forget() {
+    page_.reset();
     DestroyFrame();
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "com/com_object.h"
+#include "com/dialog_layout_win32.h"
 #include "vek/core/ref_ptr.h"
 
 // The order matters: they need windows.h.
@@ -38,6 +39,8 @@ public:
     HRESULT Open(IUnknown* page);
     // Ends the page and lets it go.
     void Close();
+    // Releases the page without ending it, and destroys its window.
+    void Forget();
     // Destroys the window under the page.
     void DestroyFrame();
 
@@ -128,7 +131,8 @@ private:
     const Kind kind_;
     HWND frame_ = nullptr;
     HWND panel_ = nullptr;  // in which the page stands
-    RECT place_{};          // of the page in it
+    plugins::com::UniqueFont font_;
+    RECT place_{};  // of the page in it
     vek::RefPtr<IOleObject> page_;
 };
 
