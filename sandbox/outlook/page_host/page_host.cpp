@@ -80,7 +80,7 @@ void PageHost::CreateFrame(SIZE page) {
     const LONG margin = Scaled(kMargin), height = Scaled(kButtonHeight);
     place_ = {0, 0, page.cx, page.cy};
     RECT whole{0, 0, page.cx + 2 * margin, page.cy + 3 * margin + height};
-    constexpr DWORD kStyle = WS_POPUP | WS_CAPTION | WS_SYSMENU;
+    constexpr DWORD kStyle = WS_POPUP | WS_CAPTION;
     ::AdjustWindowRect(&whole, kStyle, FALSE);
     frame_ = ::CreateWindowExW(WS_EX_CONTROLPARENT, kFrameClass, L"Options", kStyle, 40, 40,
                                whole.right - whole.left, whole.bottom - whole.top, nullptr, nullptr,

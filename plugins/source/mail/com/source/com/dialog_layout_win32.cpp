@@ -169,6 +169,7 @@ void DialogLayout::Arrange() {
         const SIZE end = font_.ToPixels({place.units.right, place.units.bottom});
         place.pixels = {first.cx, first.cy, end.cx, end.cy};
     }
+    for (Place& mirrored : places_) AlignMirrored(mirrored);
     const ScreenContext screen(font_.font.get());
     for (Place& grown : places_) {
         grown.pixels.left = std::max(0L, grown.pixels.left - MissingWidth(screen.get(), grown));
@@ -190,6 +191,19 @@ void DialogLayout::Arrange() {
                        place.bottom - place.top, SWP_NOZORDER | SWP_NOACTIVATE);
     }
     ::InvalidateRect(dialog_, nullptr, TRUE);
+}
+
+void DialogLayout::AlignMirrored(Place& box) const {
+    if (KindOf(box.control) != Kind::kBox ||
+        (::GetWindowLongPtrW(box.control, GWL_EXSTYLE) & WS_EX_LAYOUTRTL) == 0)
+        return;
+    for (const Place& group : places_) {
+        RECT common{};
+        if (group.control == box.control || !::IntersectRect(&common, &group.units, &box.units) ||
+            !::EqualRect(&common, &box.units))
+            continue;
+        box.pixels.right = group.pixels.right - (box.pixels.left - group.pixels.left);
+    }
 }
 
 LONG DialogLayout::MissingHeight(HDC context, const Place& place) const {

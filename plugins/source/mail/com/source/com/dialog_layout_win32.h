@@ -65,6 +65,9 @@ private:
         RECT units;
         RECT pixels;
     };
+    // Has a mirrored check box begin as far from its group's right edge as the others from the
+    // left.
+    void AlignMirrored(Place& box) const;
     LONG MissingHeight(HDC context, const Place& place) const;
     LONG MissingWidth(HDC context, const Place& place) const;
 
