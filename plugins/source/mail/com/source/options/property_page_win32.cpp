@@ -1,18 +1,16 @@
 #include "options/property_page_win32.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "com/event_arguments_win32.h"
+#include "com/dispatch_win32.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
 namespace {
 
-constexpr std::pair<const wchar_t*, DISPID> kMembers[] = {
-    {L"GetPageInfo", property_page::kGetPageInfo},
-    {L"Dirty", property_page::kDirty},
-    {L"Apply", property_page::kApply}};
+constexpr com::DispatchMember kMembers[] = {{L"GetPageInfo", property_page::kGetPageInfo},
+                                            {L"Dirty", property_page::kDirty},
+                                            {L"Apply", property_page::kApply}};
 
 // The place that an argument by reference refers to.
 template <class Type>
@@ -46,16 +44,9 @@ HRESULT OptionsPage::GetTypeInfo(UINT index, LCID, ITypeInfo** out) noexcept {
     return index == 0 ? GetTypeInfoOf(interface_id_, out) : DISP_E_BADINDEX;
 }
 
-HRESULT OptionsPage::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+HRESULT OptionsPage::GetIDsOfNames(REFIID id, LPOLESTR* names, UINT count, LCID,
                                    DISPID* ids) noexcept {
-    if (names == nullptr || ids == nullptr) return E_POINTER;
-    if (count == 0) return E_INVALIDARG;
-    std::fill_n(ids, count, DISPID_UNKNOWN);
-    const auto member = std::ranges::find_if(
-        kMembers, [&](const auto& each) { return ::lstrcmpiW(each.first, names[0]) == 0; });
-    if (member != std::end(kMembers)) ids[0] = member->second;
-    // Arguments are not named.
-    return ids[0] != DISPID_UNKNOWN && count == 1 ? S_OK : DISP_E_UNKNOWNNAME;
+    return com::FindMembers(kMembers, id, names, count, ids);
 }
 
 HRESULT OptionsPage::Invoke(DISPID member, REFIID id, LCID, WORD flags, DISPPARAMS* parameters,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "com/border.h"
+#include "com/class_factory_win32.h"
 #include "com/com_object.h"
 #include "com/control_win32.h"
 #include "com/ole_values_win32.h"
@@ -16,7 +17,7 @@ public:
     // IDispatch
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID id, LPOLESTR* names, UINT count, LCID,
                                             DISPID* ids) noexcept override;
     HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID id, LCID, WORD flags,
                                      DISPPARAMS* parameters, VARIANT* result, EXCEPINFO*,
@@ -40,6 +41,7 @@ private:
     void* Find(REFIID id) noexcept final;
     HRESULT Call(DISPID member, WORD flags, const DISPPARAMS& parameters, VARIANT* result);
 
+    const com::InstanceMark mark_;
     const IID interface_id_;
     com::OwnedVariant dirty_;
 };
