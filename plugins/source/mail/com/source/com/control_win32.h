@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "com/class_factory_win32.h"
 #include "com/dialog_layout_win32.h"
 #include "mapi/interface_ids.h"
 #include "vek/core/ref_ptr.h"
@@ -180,6 +181,7 @@ private:
     HWND SiteWindow() const noexcept;
     void ScaleTo(HWND window);
 
+    const InstanceMark mark_;
     const ControlClass class_;
     const vek::trace::TracerPtr tracer_;
     vek::RefPtr<IOleClientSite> site_;

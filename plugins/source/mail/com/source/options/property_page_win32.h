@@ -1,7 +1,6 @@
 #pragma once
 
 #include "com/border.h"
-#include "com/class_factory_win32.h"
 #include "com/com_object.h"
 #include "com/control_win32.h"
 #include "com/ole_values_win32.h"
@@ -41,7 +40,6 @@ private:
     void* Find(REFIID id) noexcept final;
     HRESULT Call(DISPID member, WORD flags, const DISPPARAMS& parameters, VARIANT* result);
 
-    const com::InstanceMark mark_;
     const IID interface_id_;
     com::OwnedVariant dirty_;
 };
