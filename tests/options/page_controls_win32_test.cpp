@@ -9,9 +9,10 @@
 #include "product/localization_service.h"
 #include "product/settings_window_service.h"
 #include "sandbox/outlook/page_host/page_host.h"
-#include "tests/support/fake_clock.h"
+#include "tests/product/product_folder.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/recording_tracer.h"
+#include "tests/support/scratch_registry_win32.h"
 #include "tests/support/temporary_folder.h"
 
 #include <commctrl.h>
@@ -335,6 +336,58 @@ TEST_F(PageControlsTest, StandInAnotherMakersHost) {
         EXPECT_TRUE(::IsWindowVisible(::GetDlgItem(dialog, antivirus ? 1147 : 115)));
         ::DestroyWindow(window);
     }
+}
+
+// The page of the module itself, and a product that stops with all its threads when it is asked for
+// its settings.
+TEST(PageOfTheModule, IsHeldUpBySilenceOnceAndThenSaysOff) {
+    ASSERT_TRUE(SUCCEEDED(::OleInitialize(nullptr)));
+    const tests::ScratchRegistry registry;
+    tests::ProductFolder product("");
+    const std::wstring library(product.library().begin(), product.library().end());
+    tests::ScratchRegistry::Set(L"SOFTWARE\\QZ\\Mail Plugin", L"ProductInfo", library);
+    const auto process = product.Launch({"--folder", product.path(), "--stopped-at", "settings"});
+    ASSERT_TRUE(tests::ProductFolder::Soon(
+        [&] { return reference_product::RunFolder(product.path()).Running().has_value(); }));
+
+    const auto path = sandbox::ProgramFolder().parent_path() / "module/mlxo.dll";
+    const HMODULE module = ::LoadLibraryW(path.c_str());
+    const auto function = [&](const char* name) {
+        return reinterpret_cast<void (*)()>(::GetProcAddress(module, name));
+    };
+    {
+        vek::RefPtr<IClassFactory> factory;
+        vek::RefPtr<IProvideClassInfo> page;
+        vek::RefPtr<ITypeInfo> type;
+        ASSERT_EQ(reinterpret_cast<LPFNGETCLASSOBJECT>(function("DllGetClassObject"))(
+                      kPageAntivirusClass, IID_IClassFactory, factory.put_void()),
+                  S_OK);
+        ASSERT_EQ(factory->CreateInstance(nullptr, IID_IProvideClassInfo, page.put_void()), S_OK);
+        EXPECT_EQ(page->GetClassInfo(type.put()), S_OK);
+
+        const auto host = vek::MakeObject<PageHost>();
+        auto last = std::chrono::steady_clock::now();
+        const auto since_last = [&] {
+            const auto now = std::chrono::steady_clock::now();
+            return std::chrono::duration<double>(now - std::exchange(last, now)).count();
+        };
+        ASSERT_EQ(host->Open(page.get()), S_OK);
+        const double opening = since_last();
+        EXPECT_GT(opening, 2.5) << "it did stop";
+        EXPECT_LT(opening, 4.5);
+        double longest = 0;
+        host->RunUntil([&] { return longest = std::max(longest, since_last()), false; },
+                       std::chrono::seconds(3));
+        EXPECT_LT(longest, 0.5);
+        EXPECT_EQ(Text(host->Control(1142)), L"AntiVirusMailProtectionDisabled");
+        EXPECT_FALSE(::IsWindowVisible(host->Control(1143)));
+        host->Close();
+    }
+    process->Kill();
+    EXPECT_TRUE(tests::ProductFolder::Soon(
+        [&] { return reinterpret_cast<LPFNCANUNLOADNOW>(function("DllCanUnloadNow"))() == S_OK; }));
+    ::FreeLibrary(module);
+    ::OleUninitialize();
 }
 
 }  // namespace
