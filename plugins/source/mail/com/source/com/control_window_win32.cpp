@@ -70,6 +70,7 @@ void Control::ActivateInPlace() {
         ::ShowWindow(window_, SW_SHOW);
         return;
     }
+    InPlaceDeactivate();  // where the host has destroyed the window
     const auto site = Query<IOleInPlaceSite>(site_.get(), IID_IOleInPlaceSite);
     const HRESULT may = site->CanInPlaceActivate();
     CheckHResult(may);

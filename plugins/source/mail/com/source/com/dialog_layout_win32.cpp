@@ -13,6 +13,7 @@ constexpr int kUsualResolution = 96;
 // At the usual resolution: the check mark with the gap behind it, and a push button's margins.
 constexpr int kCheckMark = 20;
 constexpr int kButtonMargins = 16;
+constexpr int kIconSize = 32;
 
 // A function of user32 that older systems lack.
 template <class Function>
@@ -49,14 +50,16 @@ std::wstring TextOf(HWND control) {
     return text;
 }
 
-enum class Kind { kOther, kText, kBox, kButton };
+enum class Kind { kOther, kText, kIcon, kBox, kButton };
 
 Kind KindOf(HWND control) noexcept {
     wchar_t name[16]{};
     ::GetClassNameW(control, name, static_cast<int>(std::size(name)));
     const LONG_PTR style = ::GetWindowLongPtrW(control, GWL_STYLE);
-    if (::lstrcmpiW(name, L"Static") == 0)
-        return (style & SS_TYPEMASK) == SS_LEFT ? Kind::kText : Kind::kOther;
+    if (::lstrcmpiW(name, L"Static") == 0) {
+        const LONG_PTR type = style & SS_TYPEMASK;
+        return type == SS_LEFT ? Kind::kText : type == SS_ICON ? Kind::kIcon : Kind::kOther;
+    }
     if (::lstrcmpiW(name, L"Button") != 0) return Kind::kOther;
     switch (style & BS_TYPEMASK) {
         case BS_AUTOCHECKBOX:
@@ -168,6 +171,11 @@ void DialogLayout::Arrange() {
         const SIZE first = font_.ToPixels({place.units.left, place.units.top});
         const SIZE end = font_.ToPixels({place.units.right, place.units.bottom});
         place.pixels = {first.cx, first.cy, end.cx, end.cy};
+        if (KindOf(place.control) == Kind::kIcon) {
+            const int size = ::MulDiv(kIconSize, static_cast<int>(resolution_), kUsualResolution);
+            place.pixels.right = first.cx + size;
+            place.pixels.bottom = first.cy + size;
+        }
     }
     for (Place& mirrored : places_) AlignMirrored(mirrored);
     const ScreenContext screen(font_.font.get());
