@@ -7,9 +7,9 @@
 #include <set>
 
 #include "product/in_process_product.h"
+#include "sandbox/registry/memory_registry.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/fake_settings.h"
-#include "tests/support/installed_product.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/core/text.h"
 
@@ -106,22 +106,7 @@ public:
     int dirty = 0, arranged = 0;
 };
 
-struct NamedProduct final : vek::platform::Registry {
-    using Error = vek::platform::system_error_t;
-    using Root = vek::platform::RegistryRoot;
-    using View = std::string_view;
-    Error ReadText(Root root, View key, View name, std::string& value) override {
-        if (root != Root::kLocalMachine || key != "SOFTWARE\\QZ\\Mail Plugin\\environment" ||
-            name != "ProductName" || product.empty())
-            return vek::platform::system_error::kFileNotFound;
-        value = product;
-        return vek::platform::system_error::kNone;
-    }
-    Error ReadLastWriteTime(Root, View, vek::platform::filetime_t&) override { return 2; }
-    Error WriteText(Root, View, View, View) override { return 5; }
-    Error DeleteValue(Root, View, View) override { return 5; }
-    std::string product = "A & B";
-};
+constexpr char16_t kEnvironment[] = u"SOFTWARE\\QZ\\Mail Plugin\\environment";
 
 class AntivirusPageTest : public ::testing::Test {
 protected:
@@ -129,6 +114,7 @@ protected:
         product_->Offer(product::ILocalization::kInterfaceId, texts_);
         product_->Offer(product::IProductSettings::kInterfaceId, settings_);
         product_->Offer(product::ISettingsWindow::kInterfaceId, window_);
+        registry_.Set(kEnvironment, u"ProductName", u"A & B");
     }
     ~AntivirusPageTest() override { EXPECT_EQ(texts_->unlimited + settings_->unlimited, 0); }
 
@@ -166,7 +152,7 @@ protected:
         return result::kOk;
     }};
     tests::FakeClock clock_;
-    NamedProduct registry_;
+    sandbox::MemoryRegistry registry_;
     SettingsMemory memory_;
     std::shared_ptr<tests::RecordingTracer> tracer_ = std::make_shared<tests::RecordingTracer>();
     PageEnvironment environment_{services_, memory_, clock_, registry_, tracer_, {}};
@@ -257,7 +243,7 @@ TEST_F(AntivirusPageTest, ServicesMayBeMissingOrFailAtEachStep) {
     product_->Offer(product::ISettingsWindow::kInterfaceId, window_);
     EXPECT_EQ(Refresh(), "dRsb!");
     answer_ = texts_->code = result::kNotFound;
-    registry_.product.clear();
+    registry_.DeleteTree(kEnvironment);
     EXPECT_EQ(Refresh(), "[dRsb]");
     EXPECT_EQ(view_.texts.at(kHint), "AntiVirusRun ");
     EXPECT_EQ(view_.texts.at(kSettingsGroup), "AntiVirusSettings");

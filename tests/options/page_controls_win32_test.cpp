@@ -31,6 +31,17 @@ std::wstring Text(HWND window) {
     return text;
 }
 
+struct PolicyWatcher final : vek::ObjectImpl<ISettingsWatcher> {
+    vek::result_t Subscribe(ISettingsListener* one) noexcept override {
+        return listener = vek::RefPtr<ISettingsListener>::Share(one), 0u;
+    }
+    vek::result_t Unsubscribe(ISettingsListener* one) noexcept override {
+        if (listener.get() == one) listener.reset();
+        return 0;
+    }
+    vek::RefPtr<ISettingsListener> listener;
+};
+
 class PageControlsTest : public ::testing::Test {
 protected:
     PageControlsTest() {
@@ -78,14 +89,9 @@ protected:
     SettingsMemory memory_;
     const tests::TemporaryFolder folder_;
     std::shared_ptr<tests::RecordingTracer> tracer_ = std::make_shared<tests::RecordingTracer>();
-    std::function<void()> policy_changes_;
-    PageEnvironment environment_{.services = services_,
-                                 .settings = memory_,
-                                 .tracer = tracer_,
-                                 .follow_policy = [this](std::function<void()> tell) {
-                                     policy_changes_ = std::move(tell);
-                                     return std::make_shared<int>();
-                                 }};
+    vek::RefPtr<PolicyWatcher> policy_ = vek::MakeObject<PolicyWatcher>();
+    PageEnvironment environment_{
+        .services = services_, .settings = memory_, .tracer = tracer_, .policy = policy_};
 };
 
 HRESULT Call(IDispatch& page, DISPID member, WORD flags, std::vector<VARIANT> arguments = {},
@@ -174,13 +180,13 @@ TEST_F(PageControlsTest, ShowsStoresAndFollowsTheSettingsInOutlookAlone) {
         } else {
             ::KillTimer(host->page(), 1);
             ::Sleep(1000);
-            std::thread(policy_changes_).join();
+            std::thread([&] { policy_->listener->OnSettingsChanged(); }).join();
             EXPECT_TRUE(host->RunUntil([&] { return !::IsWindowVisible(host->Control(1143)); }));
         }
         EXPECT_FALSE(::IsWindowVisible(host->Control(1140)));
         EXPECT_EQ(host->slot_calls, 0);
         host->Close();
-        policy_changes_();
+        EXPECT_FALSE(policy_->listener);
     }
 }
 

@@ -45,14 +45,6 @@ std::string ValueOrNone(IProductValues& values, std::string_view name) {
 
 }  // namespace
 
-std::string ProductName(vek::platform::Registry& registry) {
-    std::string name;
-    static_cast<void>(registry.ReadText(vek::platform::RegistryRoot::kLocalMachine,
-                                        "SOFTWARE\\QZ\\Mail Plugin\\environment", "ProductName",
-                                        name));
-    return name;
-}
-
 std::optional<std::string> ExpandRoot(std::string_view root) {
     constexpr std::string_view kVariable = "%QZAppData%";
     if (!root.starts_with(kVariable)) return std::string(root);

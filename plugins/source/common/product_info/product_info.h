@@ -53,10 +53,6 @@ struct ProductProcess {
 //   kUnexpected   it claims success and gives no address
 ProductProcess FindProduct(const LibraryEnvironment& environment);
 
-// The product's name for people, in UTF-8: the registry's value "ProductName" of the machine's key
-// "environment" of the product. Empty when there is none.
-std::string ProductName(vek::platform::Registry& registry);
-
 // `root` with a "%QZAppData%" at its very beginning replaced by the environment variable
 // QZAppData; anything else is kept as it is. Nothing when the variable is needed but not set, or
 // empty.

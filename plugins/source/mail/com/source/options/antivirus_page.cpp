@@ -1,6 +1,6 @@
 #include "options/antivirus_page.h"
 
-#include "common/product_info/product_info.h"
+#include "common/product_info/product_library.h"
 #include "vek/core/text.h"
 #include "vek/core/throw.h"
 #include "vek/platform/thread.h"
@@ -128,9 +128,8 @@ void AntivirusPage::Layout() {
     if (on) {
         SetText(PageControl::kHint, "AntiVirusDisableOrConfigure");
     } else {
-        view_.SetText(PageControl::kHint,
-                      vek::ToUtf16(Text("AntiVirusRun") + ' ' +
-                                   product_info::ProductName(environment_.registry)));
+        view_.SetText(PageControl::kHint, vek::ToUtf16(Text("AntiVirusRun") + ' ') +
+                                              product_info::ProductName(environment_.registry));
     }
     view_.Enable(PageControl::kSettingsButton, SettingsWindow() != nullptr);
     SetText(PageControl::kSettingsButton, "AntiVirusSettingsButton");

@@ -5,6 +5,7 @@
 
 #include "options/antivirus_page.h"
 #include "options/property_page_win32.h"
+#include "vek/core/object.h"
 #include "vek/platform/lock.h"
 #include "vek/platform/wide_win32.h"
 
@@ -22,8 +23,9 @@ struct IconTraits {
 };
 using UniqueIcon = vek::platform::UniqueResource<IconTraits>;
 
-// Takes requests to refresh a page from any thread, while there is a dialog and after it.
-class RefreshRequests {
+// Has a page's dialog refresh itself when the policy may have changed; on any thread, also after
+// the dialog.
+class RefreshRequests final : public vek::ObjectImpl<ISettingsListener> {
 public:
     void Attach(HWND dialog) noexcept {
         const std::lock_guard guard(lock_);
@@ -31,7 +33,7 @@ public:
         is_posted_ = false;
     }
     // One message stands for all requests until it has come.
-    void Request() noexcept {
+    void OnSettingsChanged() noexcept override {
         const std::lock_guard guard(lock_);
         if (dialog_ != nullptr && !is_posted_)
             is_posted_ = ::PostMessageW(dialog_, kRefreshMessage, 0, 0) != FALSE;
@@ -61,14 +63,14 @@ public:
     }
 
 private:
-    ~PageAntivirus() override { requests_->Attach(nullptr); }
+    ~PageAntivirus() override { LeavePolicy(); }
 
     void OnInitialise() override {
         page_ = std::make_shared<AntivirusPage>(static_cast<PageView&>(*this), environment_);
         page_->Initialise();
         requests_->Attach(window());
-        if (environment_.follow_policy)
-            following_ = environment_.follow_policy([to = requests_] { to->Request(); });
+        // Without it the timer has the page look all the same.
+        if (environment_.policy) environment_.policy->Subscribe(requests_.get());
     }
 
     bool OnMessage(UINT message, WPARAM wide, LPARAM last) override {
@@ -93,9 +95,13 @@ private:
     }
 
     void OnGone() noexcept override {
-        requests_->Attach(nullptr);
-        following_.reset();
+        LeavePolicy();
         page_.reset();
+    }
+
+    void LeavePolicy() noexcept {
+        requests_->Attach(nullptr);
+        if (environment_.policy) environment_.policy->Unsubscribe(requests_.get());
     }
 
     // PageView
@@ -152,10 +158,8 @@ private:
     }
 
     const PageEnvironment environment_;
-    const std::shared_ptr<RefreshRequests> requests_ = std::make_shared<RefreshRequests>();
-    // While there is a dialog.
-    std::shared_ptr<AntivirusPage> page_;
-    std::shared_ptr<void> following_;
+    const vek::RefPtr<RefreshRequests> requests_ = vek::MakeObject<RefreshRequests>();
+    std::shared_ptr<AntivirusPage> page_;  // while there is a dialog
     // The dialog shows them to its last.
     UniqueIcon enabled_icon_;
     UniqueIcon disabled_icon_;
