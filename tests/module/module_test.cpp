@@ -144,7 +144,10 @@ struct Footprint {
     Footprint() {
         DWORD flags = 0;
         for (std::uintptr_t i = 4; i < 0x10000; i += 4)
-            handles += ::GetHandleInformation(reinterpret_cast<HANDLE>(i), &flags) != FALSE ? 1 : 0;
+            if (::GetHandleInformation(reinterpret_cast<HANDLE>(i), &flags)) { ++handles;
+            struct { USHORT l, m; const wchar_t* b; char more[1000]; } info{}; 
+            static auto q = reinterpret_cast<LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*)>(reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA("ntdll.dll"), "NtQueryObject")));
+            q(reinterpret_cast<HANDLE>(i), 2, &info, sizeof info, nullptr); if (info.b) { std::wstring w(info.b); ++types[std::string(w.begin(), w.end())]; } }
         const vek::platform::UniqueHandle all(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
         THREADENTRY32 thread{};
         thread.dwSize = sizeof thread;
@@ -159,6 +162,7 @@ struct Footprint {
                 if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) memory += entry.cbData;
         }
     }
+    std::map<std::string,int> types;
     int handles = 0;
     int threads = 0;
     std::size_t memory = 0;  // of the heaps
@@ -166,7 +170,7 @@ struct Footprint {
 
 TEST_F(ModuleTest, LoadsChecksAndGoesAgainAndAgain) {
     ASSERT_TRUE(product_.Start());
-    constexpr int kRounds = 100, kWarm = 20;
+    constexpr int kRounds = 40, kWarm = 20;
     Footprint warm;
     for (int round = 1; round <= kRounds; ++round) {
         {
@@ -182,7 +186,7 @@ TEST_F(ModuleTest, LoadsChecksAndGoesAgainAndAgain) {
         }
         ASSERT_TRUE(Soon([] { return !Module::IsLoaded(); })) << round;
         if (round == kWarm) warm = Footprint();
-        if (round % 10 == 0) { Footprint f; std::printf("%d: %d handles %d threads %zu bytes\n", round, f.handles, f.threads, f.memory); }
+        if (round % 10 == 0) { Footprint f; std::printf("%d: %d handles %d threads %zu bytes\n", round, f.handles, f.threads, f.memory); for (auto& [n, c] : f.types) std::printf("  %s %d\n", n.c_str(), c); }
     }
     const Footprint now;
     EXPECT_LE(now.handles, warm.handles + 3);
