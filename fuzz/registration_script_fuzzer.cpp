@@ -1,5 +1,5 @@
-// Registration scripts from anywhere: a script, which says the same when it is written again, or an
-// error at a place within it.
+// Registration scripts from anywhere: a script, which says the same when it is written again and
+// whose writing can be undone, or an error at a place within it.
 
 #include <algorithm>
 #include <cstdint>
@@ -7,7 +7,12 @@
 #include <string>
 #include <string_view>
 
+#include "com/registrar.h"
 #include "com/registration_script.h"
+#include "internal/helpers/hresult_exception.h"
+#include "sandbox/registry/failing_registry.h"
+#include "sandbox/registry/memory_registry.h"
+#include "sandbox/registry/registry_text.h"
 
 namespace {
 
@@ -72,5 +77,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::string written = Written(std::get<0>(parsed));
     if (ParseRegistrationScript(written, {}) != parsed) std::abort();
+
+    if (size > 96) return 0;  // writing takes its time
+
+    sandbox::MemoryRegistry registry;
+    sandbox::FailingRegistry failing(registry, size);
+    try {
+        Registrar registrar(failing);
+        registrar.Register({&text, 1}, kReplacements);
+        registrar.Unregister({&text, 1}, kReplacements);
+        registrar.Commit();
+        return 0;
+    } catch (const plugins::helpers::HResultCodeException&) {
+    }
+    using plugins::helpers::RegistryHandle;
+    for (const auto root : {RegistryHandle::kClassesRoot, RegistryHandle::kLocalMachine,
+                            RegistryHandle::kCurrentUser})
+        if (!sandbox::ToText(registry, root).empty()) std::abort();
+    if (registry.open_keys() != 0) std::abort();
     return 0;
 }

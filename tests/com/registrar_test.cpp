@@ -141,6 +141,7 @@ TEST(Registrar, ChangesAllOrNothing) {
     put(u"Shared", u"Ours", 11, "12345678");
     put(u"Shared", u"Foreign", 0, "");
     put(u"Shared\\Plain\\Foreign", u"", 3, "f");
+    put(u"Shared\\Other", u"Foreign", 3, "o");
     put(u"Shared\\Whole\\Extra\\More", u"A", 7, "odd");
     put(u"Shared\\Whole\\Deep", u"NAME", 4, "1234");
     put(u"Shared\\Old\\Older", u"", 3, "o");
@@ -150,9 +151,10 @@ TEST(Registrar, ChangesAllOrNothing) {
         "HKCU { Shared { Other { Empty } } NoRemove Last { val Only = s 'x' } }"};
     const std::pair<Action, std::string> actions[] = {
         {Registering(scripts),
-         "Last{Only=x } Shared{=ours Foreign=?0: New=$0. Ours=#7 Other{Empty{} } "
+         "Last{Only=x } Shared{=ours Foreign=?0: New=$0. Ours=#7 Other{Foreign=$111. Empty{} } "
          "Plain{=p Foreign{=$102. } Inner{} } Whole{Name= Deep{Deeper{} } } } "},
-        {Unregistering(scripts), "Last{} Shared{=ours Foreign=?0: Plain{Foreign{=$102. } } } "}};
+        {Unregistering(scripts),
+         "Last{} Shared{=ours Foreign=?0: Other{Foreign=$111. } Plain{Foreign{=$102. } } } "}};
     for (const auto& [action, after] : actions)
         for (int twice = 0; twice < 2; ++twice) {
             AtEveryStep(registry, action);
@@ -177,7 +179,7 @@ TEST(Registrar, ChangesAllOrNothing) {
             EXPECT_EQ(failure.code(), 0x80020009u);
             EXPECT_EQ(failure.message().view().find(u"Registration script 2:1:7: "), 0u);
         }
-        EXPECT_EQ(ToText(registry, kUser).find("Other"), std::string::npos);
+        EXPECT_EQ(ToText(registry, kUser).find("Empty"), std::string::npos);
     }
     EXPECT_EQ(ToText(registry, kUser), before);
 }

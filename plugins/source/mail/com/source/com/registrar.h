@@ -16,8 +16,8 @@ namespace plugins::com {
 // Writes registration scripts into the registry's 64-bit view, and takes out what they wrote: a
 // transaction. What is not committed when it ends is undone, the last change first, and keys and
 // values with their types and data are then as they were; an undoing that fails goes on with the
-// rest. (A key that was removed comes back with a new key's security and time, its name in the
-// script's letters.)
+// rest. (What was removed comes back by the name that the script has for it, in its letters; a key
+// with the security and time of a new one.)
 //
 //     Registrar registrar;
 //     registrar.Register(scripts, replacements);
