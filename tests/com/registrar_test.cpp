@@ -79,6 +79,7 @@ TEST(RegistrationScript, SaysWhatIsWrittenOrWhereItIsWrong) {
         {"HKCU { A {", "1:11"},
         {"HKCU { val A { B }", "1:14"},
         {"HKCU { ForceRemove val A", "1:20"},
+        {"HKCU { Delete A { B }", "1:17"},
         {"HKCU { A = s }", "1:14"},
         {"HKCU { A = s", "1:13"},
         {"HKCU { A = s 'x\n' }", "1:16"},
@@ -98,7 +99,7 @@ TEST(RegistrationScript, SaysWhatIsWrittenOrWhereItIsWrong) {
         {"HKCU { A = s '%NUL%' }", "1:14"},
         {"\xEF\xBB\xBFHKCU {}", "1:1"},
         {"HKCU { 'a\xC3\xBC' }", "1:10"},
-        {deep, "1:" + std::to_string(8 + 4 * 31)},
+        {deep, "1:" + std::to_string(8 + 4 * 32)},
         {"HKCU { " + std::string(256, 'k'), "1:8"},
     };
     std::vector<Replacement> replacements(std::begin(kReplacements), std::end(kReplacements));
@@ -170,6 +171,7 @@ TEST(Registrar, ChangesAllOrNothing) {
         put(u"Library\\1.0", u"", 1, "x");
         put(u"Shared\\Plain\\Foreign", u"", 3, "g");
         put(u"Shared\\Plain\\Mine", u"", 3, "g");
+        put(u"Shared\\Plain", u"Mine", 3, "g");
         RegistryKey::Open({kUser, u"Shared"}, registry_access::kWrite, registry)
             .DeleteValue(u"Foreign");
         try {

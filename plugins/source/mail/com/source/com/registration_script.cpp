@@ -1,9 +1,7 @@
 #include "com/registration_script.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <optional>
 #include <utility>
 
 namespace plugins::com {
@@ -148,7 +146,7 @@ private:
         ScriptKey key;
         key.kind = TakeKind();
         const std::size_t begin = token_.begin;
-        if (depth == kDeepest) Fail(begin, "keys less deep within each other");
+        if (depth > kDeepest) Fail(begin, "at most 32 keys within each other");
         key.name = TakeText("a key's name", kLongestKeyName);
         if (key.name.empty() || key.name.find(u'\\') != std::u16string::npos)
             Fail(begin, "a key's name without a backslash, one key within the other");
@@ -222,9 +220,8 @@ private:
 
     // Takes a word that is no keyword, with what it stands for in place of replacements.
     std::u16string TakeText(std::string_view expected, std::size_t longest) {
-        for (const char* mark : {"{", "}", "=", "val", "NoRemove", "ForceRemove", "Delete"})
+        for (const char* mark : {"", "{", "}", "=", "val", "NoRemove", "ForceRemove", "Delete"})
             if (token_.Is(mark)) Fail(token_.begin, std::string(expected));
-        if (token_.AtEnd()) Fail(token_.begin, std::string(expected));
 
         const std::size_t begin = token_.begin + (token_.quoted ? 1 : 0);
         const std::string_view written = token_.written;
@@ -238,9 +235,11 @@ private:
                 i = close;
             } else {
                 text.push_back(static_cast<char16_t>(written[i]));
-                if (token_.quoted && written[i] == '\'') ++i;  // the second of two
+                if (written[i] == '\'') ++i;  // the second of two
             }
-            if (text.size() > longest) Fail(token_.begin, "less of it");
+            if (text.size() > longest)
+                Fail(token_.begin, std::string(expected) + " of at most " +
+                                       std::to_string(longest) + " characters");
         }
         if (text.find(u'\0') != std::u16string::npos)
             Fail(token_.begin, "text without a zero character");
