@@ -30,6 +30,22 @@ const std::shared_ptr<LibraryKeeper>& TheLibraryKeeper() {
     return (*process).keeper;
 }
 
+helpers::RegistryKeyPath ProductKey() {
+    return {helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\QZ\\Mail Plugin"};
+}
+
+helpers::RegistryKeyPath PolicyKey() {
+    return {helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\Policies\\QZ\\Mail Plugin"};
+}
+
+std::u16string ProductName(vek::platform::Registry& registry) {
+    helpers::RegistryKeyPath key = ProductKey();
+    key.path += u"\\environment";
+    std::u16string name;
+    helpers::ReadString(key, u"ProductName", name, registry);
+    return name;
+}
+
 ProductLibrary::ProductLibrary(vek::platform::LibraryLoader& libraries, const std::string& path) {
     if (!IsLocalPath(path)) vek::ThrowResult(result::kInvalidArgument);
     library_ = libraries.Load(path);
