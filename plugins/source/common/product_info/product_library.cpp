@@ -23,9 +23,11 @@ void RequireObject(vek::result_t code, const void* object) {
 
 const std::shared_ptr<LibraryKeeper>& TheLibraryKeeper() {
     // Never destroyed: a library is not to be unloaded while the plug-in itself is.
-    static vek::NeverDestroyed<std::shared_ptr<LibraryKeeper>> keeper(
-        std::make_shared<LibraryKeeper>());
-    return *keeper;
+    struct Process {
+        std::shared_ptr<LibraryKeeper> keeper = std::make_shared<LibraryKeeper>();
+    };
+    static vek::NeverDestroyed<Process> process;
+    return (*process).keeper;
 }
 
 helpers::RegistryKeyPath ProductKey() {

@@ -3,9 +3,9 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <memory>
 #include <utility>
 
-#include "vek/core/exception.h"
 #include "vek/core/text.h"
 
 namespace plugins::helpers {
@@ -66,10 +66,20 @@ registry_access_t ViewOf(const RegistryKeyPath& path) {
     return path.bitness == RegistryBitness::k32 ? registry_access::kView32 : 0;
 }
 
+struct RegistryError final : vek::ExceptionDetail {
+    explicit RegistryError(system_error_t reported) : error(reported) {}
+    std::unique_ptr<ExceptionDetail> Clone() const override {
+        return std::make_unique<RegistryError>(error);
+    }
+
+    system_error_t error;
+};
+
 // Raises what `text` begins.
 [[noreturn]] void Fail(const std::string& text, system_error_t error, SourceLocation location) {
     throw vek::CheckFailedException(
-        location, vek::wide_string_t(vek::ToUtf16(text + ", result=0x" + Hexadecimal(error))));
+        location, vek::wide_string_t(vek::ToUtf16(text + ", result=0x" + Hexadecimal(error))),
+        std::make_unique<RegistryError>(error));
 }
 
 // These raise when there is an error. `what` begins the message.
@@ -266,6 +276,14 @@ RegistryValue RegistryKey::QueryValue(std::u16string_view name) const {
     return value;
 }
 
+std::optional<RegistryValue> RegistryKey::QueryValueIfThere(std::u16string_view name) const {
+    RegistryValue value;
+    const system_error_t error = registry_->QueryValue(handle_, name, value);
+    if (error == system_error::kFileNotFound) return std::nullopt;
+    CheckValue(error, "Cannot query registry value \"", name, " in key ", path_);
+    return value;
+}
+
 RegistryValue RegistryKey::Get(std::u16string_view name, RegistryType type) const {
     RegistryValue value;
     CheckValue(QueryTyped(*registry_, handle_, name, type, value), "Cannot get registry value \"",
@@ -310,6 +328,11 @@ void RegistryKey::DeleteValue(std::u16string_view name) const {
 
 system_error_t RegistryKey::Notify(platform::Event& event) const {
     return registry_->NotifyChange(handle_, event);
+}
+
+system_error_t RegistryErrorOf(const vek::CheckFailedException& failure) noexcept {
+    const auto* detail = dynamic_cast<const RegistryError*>(failure.detail());
+    return detail != nullptr ? detail->error : system_error::kGenFailure;
 }
 
 void DeleteKey(const RegistryKeyPath& path, Registry& registry) {

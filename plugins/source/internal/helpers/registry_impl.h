@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "vek/core/exception.h"
 #include "vek/platform/registry.h"
 
 namespace plugins::helpers {
@@ -80,6 +81,8 @@ public:
 
     // The value as it is stored.
     vek::platform::RegistryValue QueryValue(std::u16string_view name) const;
+    // Nothing when there is no such value.
+    std::optional<vek::platform::RegistryValue> QueryValueIfThere(std::u16string_view name) const;
     // Each fails with ERROR_UNSUPPORTED_TYPE for a value of another type. A string is a REG_SZ, a
     // REG_EXPAND_SZ unexpanded, or a REG_MULTI_SZ with a NUL after each of its texts.
     std::u16string GetString(std::u16string_view name) const;
@@ -107,6 +110,9 @@ private:
     RegistryKeyPath path_;
     RegistryHandle handle_ = RegistryHandle::kNone;
 };
+
+// The system's error behind a failure of these operations; kGenFailure behind any other.
+vek::platform::system_error_t RegistryErrorOf(const vek::CheckFailedException& failure) noexcept;
 
 // Deletes a key that has no subkeys.
 void DeleteKey(const RegistryKeyPath& path, Registry& registry = vek::platform::TheRegistry());

@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "remote/rpc/identity_win32.h"
-#include "remote/rpc/module_end_win32.h"
+#include "vek/platform/module_win32.h"
+#include "vek/platform/thread_value.h"
 
 namespace remote {
 namespace {
@@ -13,8 +14,7 @@ namespace result = vek::result;
 // A cancel that came too late for its call would end the thread's next one. Wine cancels a call
 // that is being made and no other, and has no function for this.
 void ForgetCancel() noexcept {
-    static const bool none = IsWine();
-    if (!none) Guarded([] { ::RpcTestCancel(); });
+    if (!IsWine()) Guarded([] { ::RpcTestCancel(); });
 }
 
 HANDLE OpenThisThread() noexcept {
@@ -30,6 +30,9 @@ void WINAPI Close(void* thread) { ::CloseHandle(thread); }
 // of those, the runtime library wants the loader's lock within one of its own, and an ending thread
 // takes the two the other way round.
 const DWORD thread_handles = ::FlsAlloc(Close);
+const vek::platform::UnloadStep free_thread_handles([]() noexcept {
+    if (thread_handles != FLS_OUT_OF_INDEXES) ::FlsFree(thread_handles);  // closes all of them
+});
 
 // A handle of the calling thread that others can use while the thread lives; null when the system
 // gives none. It stays the system's to close. Kept, because to make one is a good part of what a
@@ -43,11 +46,15 @@ HANDLE ThisThread() noexcept {
     return nullptr;
 }
 
+vek::platform::ThreadValue<unsigned long> exception_code;
+
 }  // namespace
 
-void FreeThreadHandles() noexcept {
-    if (thread_handles != FLS_OUT_OF_INDEXES) ::FlsFree(thread_handles);  // closes all of them
-}
+extern "C" void RemoteKeepExceptionCode(unsigned long code);
+extern "C" void RemoteKeepExceptionCode(unsigned long code) { exception_code.Set(code); }
+
+extern "C" unsigned long RemoteKeptExceptionCode();
+extern "C" unsigned long RemoteKeptExceptionCode() { return exception_code.Get(); }
 
 vek::result_t ResultOf(RPC_STATUS status) noexcept {
     switch (status) {

@@ -1,4 +1,4 @@
-// What the DLL exports, and its entry point. mlxo.def gives the exports their places.
+// What the DLL exports. mlxo.def gives the exports their places.
 
 #include <array>
 
@@ -6,6 +6,7 @@
 #include "module/addin_object.h"
 #include "module/extension_object.h"
 #include "module/module_life.h"
+#include "module/registration.h"
 #include "options/pages_win32.h"
 
 namespace {
@@ -48,12 +49,6 @@ extern "C" {
 
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* process_ends) {
-    // A process that ends takes everything with it; threads may stand anywhere, with any lock.
-    if (reason == DLL_PROCESS_DETACH && process_ends == nullptr) dll::ForgetModule();
-    return TRUE;
-}
-
 plugins::mapi::IExchExt* WINAPI ExchEntryPoint() { return dll::CreateRegisteredExtension(); }
 
 HRESULT WINAPI DllCanUnloadNow() { return dll::EndModule() ? S_OK : S_FALSE; }
@@ -69,9 +64,9 @@ HRESULT WINAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** out) {
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-HRESULT WINAPI DllRegisterServer() { return E_NOTIMPL; }
+HRESULT WINAPI DllRegisterServer() { return dll::RegisterModule(); }
 
-HRESULT WINAPI DllUnregisterServer() { return E_NOTIMPL; }
+HRESULT WINAPI DllUnregisterServer() { return dll::UnregisterModule(); }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
