@@ -1,6 +1,6 @@
 #include "common/common/registry_watcher.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <array>
 #include <atomic>
@@ -34,11 +34,10 @@ RegistryKeyPath KeyOf(const std::u16string& path) {
 // Notes what it is told, and then does what it is to do.
 struct Subscriber final : vek::ObjectImpl<IRegistrySubscriber> {
     void changed(const RegistryKeyPath& key) override {
-        last = key;
+        EXPECT_FALSE(key.path.empty());
         const int number = ++told;
         if (then) then(number);
     }
-    RegistryKeyPath last;
     std::atomic<int> told{0};
     std::function<void(int)> then;
 };
@@ -47,10 +46,6 @@ using SubscriberPtr = vek::RefPtr<Subscriber>;
 // A watcher that is not yet running.
 struct Watched {
     explicit Watched(helpers::Registry& with) : registry(with) { Set(u"probe", u""); }
-    ~Watched() {
-        thread.reset();
-        watcher.reset();
-    }
     void Start() { thread = std::make_unique<WatchThread>(watcher, tracer, system); }
     void Set(const std::u16string& path, std::u16string_view text) {
         RegistryKey::Create(KeyOf(path), registry).SetString(u"value", text);
@@ -77,7 +72,7 @@ struct Watched {
     std::unique_ptr<WatchThread> thread;
 };
 
-// With the stand-in, of which nothing is left open, and with the system's own.
+// With the stand-in and with the system's own.
 void WithEachRegistry(const std::function<void(helpers::Registry&)>& test) {
     sandbox::MemoryRegistry memory;
     test(memory);
@@ -99,13 +94,12 @@ TEST(RegistryWatcher, TellsOfChangedValues) {
             {[&] { it.Set(u"key", u"1"); }, true},
             {[&] { it.Set(u"key\\below", u"2"); }, true},
             {[&] { RegistryKey::Create(KeyOf(u"key\\empty"), registry); }, false},
-            {[&] { helpers::DeleteKey(KeyOf(u"key\\empty"), registry); }, false},
             {[&] { helpers::RemoveValue(KeyOf(u"key"), u"value", registry); }, true},
-            {[&] {  // which not every system tells
-                 helpers::DeleteKey(KeyOf(u"key\\below"), registry);
-                 helpers::DeleteKey(KeyOf(u"key"), registry);
-             },
-             true},
+            {[&] { helpers::DeleteKey(KeyOf(u"key\\empty"), registry); }, false},
+            {[&] { helpers::RemoveValue(KeyOf(u"key\\below"), u"value", registry); }, true},
+            {[&] { helpers::DeleteKey(KeyOf(u"key\\below"), registry); }, false},
+            // Which not every system tells.
+            {[&] { helpers::DeleteKey(KeyOf(u"key"), registry); }, true},
             {[&] { RegistryKey::Create(KeyOf(u"key"), registry); }, false},
             {[&] { it.Set(u"key", u"3"); }, true},
             {[&] {  // another key in its place
@@ -121,15 +115,8 @@ TEST(RegistryWatcher, TellsOfChangedValues) {
             it.Settle();
             EXPECT_EQ(key->told != before, told);
         }
-        EXPECT_EQ(key->last, KeyOf(u"key"));
-        EXPECT_THAT(it.tracer->lines(),
-                    testing::Contains("700 RegistryWatcher: notifying about changed { HKLM\\key, "
-                                      "current process bitness }"));
-        it.watcher->Unsubscribe(key.get());
-        it.Set(u"key", u"5");
-        const int before = key->told;
-        it.Settle();
-        EXPECT_EQ(key->told, before);
+        EXPECT_GT(it.tracer->Count("700 RegistryWatcher: notifying about changed { HKLM\\key,"),
+                  4u);
     });
 }
 
@@ -151,10 +138,7 @@ TEST(RegistryWatcher, LosesNoChange) {
         it.Set(u"a", u"1");
         EXPECT_TRUE(tests::WaitUntil([&] { return a->told == 2 && b->told == 1; }));
         it.Settle();
-        EXPECT_EQ(a->told, 2);
-        EXPECT_EQ(b->told, 1);
-        EXPECT_EQ(late->told, 1);
-        EXPECT_EQ(early->told, 1);
+        EXPECT_EQ(a->told * 1000 + b->told * 100 + late->told * 10 + early->told, 2111);
     });
 }
 
@@ -197,19 +181,15 @@ TEST(RegistryWatcher, WatchesWhatThereIsRoomFor) {
         all.push_back(it.Subscribe(name(i)));
     }
     it.Start();
-    const auto said = [&](const char* text, std::size_t count) {
-        return tests::WaitUntil([&] { return it.tracer->Count(text) == count; });
-    };
-    EXPECT_TRUE(said("500 RegistryWatcher: 1 keys are not watched, beyond 62", 1));
+    const auto until = [](const auto& condition) { EXPECT_TRUE(tests::WaitUntil(condition)); };
+    until([&] { return it.tracer->Count("500 RegistryWatcher: 1 keys are not watched") == 1; });
     for (std::size_t i = 0; i < 64; ++i) it.Set(name(i), u"1");
-    EXPECT_TRUE(tests::WaitUntil([&] { return all[62]->told == 1; }));
-    EXPECT_TRUE(tests::WaitUntil([&] { return registry.armed_keys() == 62; }));
+    until([&] { return all[62]->told == 1 && registry.armed_keys() == 62; });
     EXPECT_EQ(all[1]->told + all[63]->told, 0);  // those that were armed stay so
     it.watcher->Unsubscribe(all[0].get());
-    EXPECT_TRUE(tests::WaitUntil([&] { return all[1]->told == 1; }));
+    until([&] { return all[1]->told == 1; });
     it.watcher->Unsubscribe(all[2].get());
-    EXPECT_TRUE(tests::WaitUntil([&] { return all[63]->told == 1; }));
-    EXPECT_TRUE(said("500 RegistryWatcher: 0 keys are not watched", 1));
+    until([&] { return all[63]->told == 1; });
 }
 
 TEST(RegistryWatcher, FailsAsItSays) {
@@ -220,39 +200,23 @@ TEST(RegistryWatcher, FailsAsItSays) {
             it.system.fail_new_event = nth;
             EXPECT_THROW(RegistryWatcher(nullptr, registry, it.system), vek::SystemException);
         }
-        it.system.fail_start_thread = 1;
-        EXPECT_THROW(it.Start(), vek::SystemException);
         it.system.fail_set = 1;
         EXPECT_THROW(it.Subscribe(u"key"), vek::CheckResultFailedException);
         it.system.fail_set = 1;
         EXPECT_EQ(it.watcher->Stop(), vek::result::kPlatformError);
-        EXPECT_EQ(it.tracer->Count("m_stopEvent.Set(), VEK_SUCCEEDED(_result), result = "
-                                   "0x80010100"),
-                  1u);
-        const std::string text = "700 RegistryWatcher: unsubscribing 0x";
-        it.watcher->Unsubscribe(nullptr);
-        EXPECT_EQ(it.tracer->Count(text), 1u);
+        EXPECT_EQ(it.tracer->Count("m_stopEvent.Set(), VEK_SUCCEEDED(_result), result = 0x8"), 1u);
     }
-    const struct {
-        std::optional<Call> refused;
-        bool ends;
-    } kCases[] = {{std::nullopt, true}, {Call::kNotifyChange, true}, {Call::kOpen, false}};
-    for (const auto& row : kCases) {
+    for (const auto refused : {std::optional<Call>(), {Call::kNotifyChange}, {Call::kOpen}}) {
         Watched it(registry);
-        registry.Set(u"key", u"value", u"");
-        const SubscriberPtr subscriber = it.Subscribe(u"key");
-        if (row.refused) registry.Refuse(*row.refused, vek::platform::system_error::kAccessDenied);
-        if (!row.refused) it.system.fail_wait = 1;
+        const SubscriberPtr subscriber = it.Subscribe(u"probe");
+        refused ? registry.Refuse(*refused, 5) : void(it.system.fail_wait = 1);
         it.Start();
-        if (row.ends) {
-            EXPECT_TRUE(tests::WaitUntil([&] {
-                return it.tracer->Count("300 RegistryWatcher: CheckFailedException") == 1;
-            }));
-        }
-        if (row.refused) registry.Refuse(*row.refused, vek::platform::system_error::kNone);
-        if (!row.ends) it.Settle();  // it lives
-        const std::size_t armed = row.ends ? 0 : 1;
-        EXPECT_TRUE(tests::WaitUntil([&] { return registry.armed_keys() == armed; }));
+        const bool ends = refused != Call::kOpen;
+        const auto* const text = "300 RegistryWatcher: CheckFailedException";
+        EXPECT_TRUE(tests::WaitUntil([&] { return it.tracer->Count(text) == ends; }));
+        if (refused) registry.Refuse(*refused, 0);
+        if (!ends) it.Settle();
+        EXPECT_TRUE(tests::WaitUntil([&] { return registry.armed_keys() == (ends ? 0 : 1); }));
     }
 }
 
@@ -285,7 +249,6 @@ TEST(RegistryWatcher, ShowsEveryLastValue) {
                     RegistryKey::Create(KeyOf(name(own)), registry).SetDword(u"number", round);
                     it.watcher->Unsubscribe(guest.get());
                     const int told = guest->told;
-                    std::this_thread::yield();
                     EXPECT_EQ(guest->told, told);
                 }
             });
@@ -308,31 +271,25 @@ TEST(PluginsSettingsWatcher, TellsItsListenersOfThePolicy) {
     sandbox::MemoryRegistry registry;
     Watched it(registry);
     it.Start();
-    const auto settings =
-        vek::MakeObject<PluginsSettingsWatcher>(it.watcher, product_info::PolicyKey());
+    const auto policy = product_info::PolicyKey();
+    const auto settings = vek::MakeObject<PluginsSettingsWatcher>(it.watcher, policy);
     const auto one = vek::MakeObject<Listener>(), other = vek::MakeObject<Listener>();
-    for (const auto& listener : {one, one, other})
-        EXPECT_EQ(settings->Subscribe(listener.get()), vek::result::kOk);
-    it.Set(u"SOFTWARE\\Policies\\QZ\\Mail Plugin", u"1");
-    EXPECT_EQ(settings->Unsubscribe(one.get()), vek::result::kOk);
-    const int before = one->told;
-    it.Set(u"SOFTWARE\\Policies\\QZ\\Mail Plugin", u"2");
+    for (const auto& listener : {one, one, other}) settings->Subscribe(listener.get());
+    settings->Unsubscribe(one.get());
+    it.Set(policy.path, u"1");
     it.Settle();
     EXPECT_GE(other->told, 1);
-    EXPECT_EQ(one->told, before);
-    EXPECT_EQ(settings->Unsubscribe(other.get()), vek::result::kOk);
+    EXPECT_EQ(one->told, 0);
+    settings->Unsubscribe(other.get());
 }
 
 struct Followed final : vek::ObjectImpl<IRegistryWatcher> {
-    void Subscribe(const RegistryKeyPath& path, RegistrySubscriberPtr one) override {
-        key = path;
+    void Subscribe(const RegistryKeyPath& key, RegistrySubscriberPtr one) override {
+        EXPECT_EQ(key, KeyOf(u"SOFTWARE\\QZ\\Mail Plugin"));
         subscriber = std::move(one);
     }
-    void Unsubscribe(IRegistrySubscriber* one) override {
-        if (subscriber.get() == one) subscriber.reset();
-    }
+    void Unsubscribe(IRegistrySubscriber*) override { subscriber.reset(); }
     void LookAgain() override { ++looks; }
-    RegistryKeyPath key;
     RegistrySubscriberPtr subscriber;
     int looks = 0;
 };
@@ -340,13 +297,11 @@ struct Followed final : vek::ObjectImpl<IRegistryWatcher> {
 TEST(ProductInfoWatcher, FollowsTheInstalledProduct) {
     tests::InstalledAt installed("");
     tests::FakeClock clock;
-    clock.ticks = 0xFFFFFF00u;
     const auto followed = vek::MakeObject<Followed>();
     int changes = 0;
     {
         product_info::ProductInfoWatcher product(followed, {.registry = installed, .clock = clock},
                                                  [&] { ++changes; });
-        EXPECT_EQ(followed->key, KeyOf(u"SOFTWARE\\QZ\\Mail Plugin"));
         for (const auto& [later, looks] : {std::pair{0u, 0}, {29'999u, 0}, {1u, 1}, {1u, 1}}) {
             clock.ticks += later;
             product.OnAttempt();
@@ -354,7 +309,7 @@ TEST(ProductInfoWatcher, FollowsTheInstalledProduct) {
         }
         for (const auto& [path, told] : {std::pair{"", 0}, {"/a", 1}, {"/b", 2}, {"", 3}}) {
             installed.Move(path);
-            for (int i = 0; i < 2; ++i) followed->subscriber->changed(followed->key);
+            for (int i = 0; i < 2; ++i) followed->subscriber->changed({});
             EXPECT_EQ(changes, told);
         }
     }

@@ -12,6 +12,7 @@
 #include "tests/support/scratch_registry_win32.h"
 #include "tests/support/temporary_folder.h"
 #include "vek/core/ref_ptr.h"
+#include "vek/platform/ansi_text.h"
 
 namespace {
 
@@ -72,6 +73,14 @@ TEST(MapiEdkWin32, CallsRealLibraries) {
     LoadAndCall("sandbox_mapi_ordinals.dll", COINIT_MULTITHREADED, 4, 1);
     // They lie beside this program, where a bare name is not looked for.
     EXPECT_EQ(vek::platform::TheLibraryLoader().Load("sandbox_mapi.dll"), nullptr);
+}
+
+TEST(AnsiTextWin32, IsTheCodePages) {
+    const std::string with_nul("a\0b", 3), utf8("B\xC3\xBCro");
+    EXPECT_EQ(vek::platform::AnsiToUtf8(vek::platform::Utf8ToAnsi(with_nul)), with_nul);
+    if (::GetACP() != 1252) GTEST_SKIP() << "another code page";
+    EXPECT_EQ(vek::platform::Utf8ToAnsi(utf8), "B\xFCro");
+    EXPECT_EQ(vek::platform::AnsiToUtf8("B\xFCro"), utf8);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "common/common/registry_watcher.h"
 
 #include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -131,7 +132,6 @@ std::vector<RegistryWatcher::SubscriptionPtr> RegistryWatcher::ArmAll() {
     auto room =
         kMaxWatched - static_cast<std::size_t>(std::ranges::count_if(subscriptions_, is_armed));
     std::size_t unwatched = 0;
-    std::vector<SubscriptionPtr> armed;
     std::vector<RegistryKeyPath> changed;
     for (const SubscriptionPtr& one : subscriptions_) {
         if (one->armed) ++room;
@@ -141,27 +141,24 @@ std::vector<RegistryWatcher::SubscriptionPtr> RegistryWatcher::ArmAll() {
         }
         const auto is_this = [&](const RegistryKeyPath& key) { return AreEqual(key, one->key); };
         if (ArmAnew(*one) && std::ranges::none_of(changed, is_this)) changed.push_back(one->key);
-        if (!one->armed) continue;
-        --room;
-        armed.push_back(one);
+        if (one->armed) --room;
     }
     if (std::exchange(unwatched_, unwatched) != unwatched) {
         trace::Write(tracer_, trace::level::kWarning, "RegistryWatcher: ", unwatched,
                      " keys are not watched, beyond ", kMaxWatched);
     }
-    for (const RegistryKeyPath& key : changed) Tell(key);
+    for (const RegistryKeyPath& key : changed) Serve(key);
+    std::vector<SubscriptionPtr> armed;
+    std::ranges::copy_if(subscriptions_, std::back_inserter(armed), is_armed);
     return armed;
 }
 
-// Tells of a change that has been seen, when whatever follows it will be seen, too.
+// Tells of a change that has been seen, once for all subscriptions of the key, when whatever
+// follows it will be seen, too.
 void RegistryWatcher::Serve(const RegistryKeyPath& key) {
     const std::lock_guard guard(lock_);
     for (const SubscriptionPtr& one : subscriptions_)
         if (one->armed && AreEqual(one->key, key)) ArmAnew(*one);
-    Tell(key);
-}
-
-void RegistryWatcher::Tell(const RegistryKeyPath& key) {
     trace::Write(tracer_, trace::level::kDetail, "RegistryWatcher: notifying about changed ", key);
     const auto subscriptions = subscriptions_;  // which the subscribers may change
     for (const SubscriptionPtr& one : subscriptions) {

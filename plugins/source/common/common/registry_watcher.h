@@ -102,7 +102,6 @@ private:
     std::string ContentOf(const helpers::RegistryKeyPath& key) const;
     std::vector<SubscriptionPtr> ArmAll();
     void Serve(const helpers::RegistryKeyPath& key);
-    void Tell(const helpers::RegistryKeyPath& key);
     void Disarm() noexcept;
 
     const vek::trace::TracerPtr tracer_;

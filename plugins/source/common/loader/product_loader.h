@@ -24,7 +24,7 @@ namespace plugins::loader {
 struct ProductConnection {
     vek::RefPtr<IServiceLocator> locator;
     // Called from any thread, several at once; do not wait. All may be empty.
-    std::function<bool()> is_alive;  // whether calls are to go there; for ever if empty
+    std::function<bool()> is_alive;    // whether calls are to go there; for ever if empty
     std::function<bool()> was_silent;  // whether it was ended because the product did not answer
     std::function<void()> retire;      // is not alive from now on; calls under way are left to end
     std::function<void()> end;

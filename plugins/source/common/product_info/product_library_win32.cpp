@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include "common/product_info/product_library.h"
+#include "vek/core/exception.h"
 #include "vek/core/text.h"
 
 namespace plugins::product_info {
