@@ -50,6 +50,8 @@ State* CurrentState() noexcept {
 unsigned __stdcall Run(void* argument) noexcept {
     auto* const state = static_cast<State*>(argument);
     ::TlsSetValue(state_slot, state);
+    ULONG stack_for_overflow = 32 << 10;  // in which the overflow is reported
+    ::SetThreadStackGuarantee(&stack_for_overflow);
     // Here and not in the state: what a terminated thread owned leaks.
     std::function<void()> body = std::move(state->body);
     state->phase = State::Phase::kRunning;
