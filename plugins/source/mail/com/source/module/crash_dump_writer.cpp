@@ -7,7 +7,7 @@
 #include "vek/core/text.h"
 #include "vek/platform/wide_win32.h"
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 namespace {
 
 constexpr std::string_view kProgram = "mlxo_dump.exe";
@@ -69,4 +69,4 @@ vek::platform::UniqueHandle CrashDumpWriter::Start() noexcept {
     return vek::platform::UniqueHandle(process.hProcess);
 }
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll

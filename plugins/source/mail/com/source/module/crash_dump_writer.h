@@ -7,7 +7,7 @@
 
 #include "vek/platform/handle_win32.h"
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 
 // The program that writes the dumps, ready to be started with a fault of this process. One thread
 // at a time may use it.
@@ -33,4 +33,4 @@ private:
     std::wstring wide_command_line_;
 };
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll

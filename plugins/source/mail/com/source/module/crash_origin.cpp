@@ -14,7 +14,7 @@ extern "C" NTSTATUS NTAPI NtQueryVirtualMemory(HANDLE process, const void* addre
                                                int information_class, void* answer, SIZE_T size,
                                                SIZE_T* length);
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 namespace {
 
 // Deeper than the system's own calls go between two modules of others.
@@ -130,4 +130,4 @@ bool CrashOrigin::IsSystems(std::uintptr_t address) const noexcept {
                               AsciiLower);
 }
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 
 // Tells this module's faults from those of others. Any thread may call the operations; they
 // allocate nothing, and take no lock that the fault's dispatch has not taken.
@@ -34,4 +34,4 @@ private:
     std::wstring system_folder_;  // Windows' folder as the names of images begin with it
 };
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll

@@ -5,7 +5,7 @@
 
 #include "internal/helpers/hresult_exception.h"
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 namespace {
 
 using vek::platform::UniqueHandle;
@@ -154,4 +154,4 @@ void CrashReporter::TellErrorReporting() noexcept {
     if (report_fault_ != nullptr) report_fault_(request_.fault, 0);
 }
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll

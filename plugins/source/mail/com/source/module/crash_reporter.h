@@ -15,7 +15,7 @@
 #include "vek/trace/fixed_line.h"
 #include "vek/trace/tracer.h"
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 
 // All that the report of one fault needs, and the thread that makes it: the faulting one may have
 // no stack left. The thread holds the module.
@@ -87,4 +87,4 @@ private:
     DWORD thread_id_ = 0;
 };
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll

@@ -10,7 +10,7 @@
 #include "module/crash_reporter.h"
 #include "vek/trace/line.h"
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 namespace {
 
 // What the filter needs. It can be called at any time once it was set, also after the end.
@@ -110,4 +110,4 @@ CrashReporting::~CrashReporting() {
     }
 }
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll

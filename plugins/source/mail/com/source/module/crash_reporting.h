@@ -7,7 +7,7 @@
 
 #include "vek/trace/tracer.h"
 
-namespace plugins::mail_processing {
+namespace plugins::dll {
 
 class CrashReporter;
 
@@ -44,4 +44,4 @@ private:
     std::terminate_handler terminate_before_ = nullptr;
 };
 
-}  // namespace plugins::mail_processing
+}  // namespace plugins::dll
