@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "mapi/property_tags.h"
+#include "mlxo_version.h"
 #include "product/state/text_file.h"
 #include "vek/core/current_exception.h"
 #include "vek/trace/file_tracer.h"
@@ -22,7 +23,7 @@ vek::trace::FileTracerConfig TraceConfig(const PlayerOptions& options,
     vek::trace::FileTracerConfig config;
     config.folder = reference_product::PathText(options.out / "trace");
     config.name = "mlxo";
-    config.version = "demo";
+    config.version = MLXO_VERSION;
     config.level = vek::trace::level::kDetail;
     config.max_size = options.trace_bytes;
     product.SetTrace(config);

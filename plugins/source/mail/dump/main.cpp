@@ -12,6 +12,7 @@
 
 #include "mail/dump/dump_file.h"
 #include "mail/dump/dump_options.h"
+#include "mlxo_version.h"
 #include "vek/platform/handle_win32.h"
 #include "vek/platform/wide_win32.h"
 
@@ -27,7 +28,7 @@ ExitCode Run() {
                                                     static_cast<std::size_t>(count) - 1);
     try {
         if (arguments.size() == 1 && std::wstring_view(arguments[0]) == L"--version") {
-            std::cout << "mlxo_dump\n";
+            std::cout << "mlxo_dump " MLXO_VERSION "\n";
             return ExitCode::kDone;
         }
         const auto path = mail_dump::WriteDump(mail_dump::ParseOptions(arguments));

@@ -14,9 +14,8 @@ public:
     // Learns where this module and the system's folder lie. Raises HResultCodeException.
     CrashOrigin();
 
-    // The path of this module.
+    // Of this module.
     const std::wstring& module_path() const noexcept { return module_path_; }
-    HMODULE module() const noexcept { return module_; }
 
     // Whether the fault's address, or the first return address outside of the system's modules,
     // lies in this module. The faulting thread stands.

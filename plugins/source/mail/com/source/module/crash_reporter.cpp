@@ -36,23 +36,15 @@ CrashReporter::CrashReporter(vek::trace::TracerPtr tracer, std::string_view dump
       stop_(NewEvent()),
       requested_(NewEvent()),
       begun_(NewEvent()),
-      ended_(NewEvent()) {
+      ended_(NewEvent()),
+      hold_(vek::platform::ModuleHold::Take()) {
     constexpr SIZE_T kStackSize = 256 << 10;
     if (error_reporting_ != nullptr) {
         report_fault_ = reinterpret_cast<pfn_REPORTFAULT>(error_reporting_->Find("ReportFault"));
     }
-    HMODULE held = nullptr;  // by the thread
-    if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                             reinterpret_cast<LPCWSTR>(origin_.module()), &held) == FALSE) {
-        helpers::ThrowLastError();
-    }
     thread_ = UniqueHandle(::CreateThread(nullptr, kStackSize, Run, this,
                                           STACK_SIZE_PARAM_IS_A_RESERVATION, &thread_id_));
-    if (!thread_) {
-        const DWORD error = ::GetLastError();
-        ::FreeLibrary(held);
-        helpers::ThrowHResult(helpers::HResultFromWin32(error));
-    }
+    if (!thread_) helpers::ThrowLastError();
 }
 
 CrashReporter::~CrashReporter() {
@@ -109,12 +101,12 @@ void CrashReporter::GiveUp() noexcept {
 
 DWORD WINAPI CrashReporter::Run(void* reporter) noexcept {
     auto* const self = static_cast<CrashReporter*>(reporter);
-    const HMODULE module = self->origin_.module();
+    vek::platform::ModuleHold hold = std::move(self->hold_);
     const HANDLE wakers[] = {self->stop_.get(), self->requested_.get()};
     while (::WaitForMultipleObjects(2, wakers, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) {
         self->Answer();
     }
-    ::FreeLibraryAndExitThread(module, 0);
+    hold.LetGoAndExitThread();
 }
 
 void CrashReporter::Answer() noexcept {

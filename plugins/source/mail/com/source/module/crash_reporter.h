@@ -12,6 +12,7 @@
 #include "module/crash_origin.h"
 #include "vek/platform/handle_win32.h"
 #include "vek/platform/library_loader.h"
+#include "vek/platform/module_win32.h"
 #include "vek/trace/fixed_line.h"
 #include "vek/trace/tracer.h"
 
@@ -83,6 +84,7 @@ private:
     Request request_{};                   // the server's, from requested_ to ended_
     std::atomic<bool> ours_{false};       // whether its fault is ours
 
+    vek::platform::ModuleHold hold_;  // the thread's, who takes it over
     vek::platform::UniqueHandle thread_;
     DWORD thread_id_ = 0;
 };

@@ -84,9 +84,10 @@ std::string DumpFolder(const std::optional<std::string>& trace_folder) {
 
 }  // namespace
 
-CrashReporting::CrashReporting(const Options& options) {
+CrashReporting::CrashReporting(const std::optional<std::string>& trace_folder) {
     if (reporter_at_work != nullptr) return;
-    reporter_ = std::make_unique<CrashReporter>(options.tracer, DumpFolder(options.folder));
+    reporter_ =
+        std::make_unique<CrashReporter>(vek::trace::ProcessTracer(), DumpFolder(trace_folder));
     reporter_at_work = reporter_.get();
     KeepStackForOverflow();
     SetFilter();

@@ -5,8 +5,6 @@
 #include <optional>
 #include <string>
 
-#include "vek/trace/tracer.h"
-
 namespace plugins::dll {
 
 class CrashReporter;
@@ -20,16 +18,11 @@ class CrashReporter;
 // meanwhile. While one is at work, another does nothing.
 class CrashReporting {
 public:
-    struct Options {
-        // The folder of the trace in UTF-8, in which "dumps" is made. Nothing or an empty text
-        // stands for the system's temporary folder.
-        std::optional<std::string> folder;
-        vek::trace::TracerPtr tracer;
-    };
-
     // Makes all that the report of a fault needs and sets the filter and the terminate handler.
+    // `trace_folder` is in UTF-8 and gets a folder "dumps"; nothing or an empty text stands for the
+    // system's temporary folder. Lines go to the process's tracer of now.
     // Raises HResultCodeException, or for want of memory; then nothing is set.
-    explicit CrashReporting(const Options& options);
+    explicit CrashReporting(const std::optional<std::string>& trace_folder);
 
     // Puts back what was there before. When another filter has been set meanwhile, ours stays
     // behind it and the module in the process, and the trace says so; both also stay when a fault
