@@ -127,31 +127,30 @@ Code CallOf(const void* function) {                    // with null
 
 // Gives a function another body, and tells the system how to unwind it.
 void Change(ThreadFunction function, const Code& body) {
-    constexpr std::size_t kUnwindAt = 32;
-    Code code = Code{0x48, 0x83, 0xEC, 0x28} + body;
-    code.resize(kUnwindAt, 0xCC);
-    // Version 1, prologue of 4 bytes, one code: after byte 4, 40 bytes were taken.
-    code = code + Code{0x01, 0x04, 0x01, 0x00, 0x04, 0x42};
     auto* const place = reinterpret_cast<std::uint8_t*>(function);
-    Patch(place, code);
+    Code code = Code{0x48, 0x83, 0xEC, 0x28} + body;
+    do code.push_back(0xCC);
+    while ((reinterpret_cast<std::uintptr_t>(place) + code.size()) % sizeof(DWORD) != 0);
+    const auto unwind_at = static_cast<DWORD>(code.size());
+    // Version 1, prologue of 4 bytes, one code: after byte 4, 40 bytes were taken.
+    Patch(place, code + Code{0x01, 0x04, 0x01, 0x00, 0x04, 0x42});
 
     DWORD64 image = 0;
     auto* const entry = ::RtlLookupFunctionEntry(reinterpret_cast<DWORD64>(place), &image, nullptr);
-    RUNTIME_FUNCTION changed_entry = *entry;
-    changed_entry.EndAddress = changed_entry.BeginAddress + kUnwindAt;
-    changed_entry.UnwindData = changed_entry.EndAddress;
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&changed_entry);
-    Patch(entry, Code(bytes, bytes + sizeof changed_entry));
+    RUNTIME_FUNCTION changed = *entry;
+    changed.EndAddress = changed.UnwindData = changed.BeginAddress + unwind_at;
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&changed);
+    Patch(entry, Code(bytes, bytes + sizeof changed));
 }
 
 void RunOnThread(ThreadFunction function) {
     ::WaitForSingleObject(::CreateThread(nullptr, 0, function, nullptr, 0, nullptr), INFINITE);
 }
 
-// The host's own, to be changed like the module's.
+// The host's own, to be changed like the module's, and long enough for it.
 DWORD WINAPI Own(void*) {
-    Log("own code ", ::GetTickCount());
-    Log("own code ", ::GetTickCount());
+    for (const DWORD number : {::GetTickCount(), ::GetCurrentProcessId(), ::GetCurrentThreadId()})
+        Log("own ", number);
     return 0;
 }
 
@@ -208,7 +207,8 @@ struct Application final : IDispatch {
     explicit Application(const Crash& its_crash) : crash(its_crash) {}
 
     HRESULT WINAPI QueryInterface(REFIID id, void** out) override {
-        *out = id == IID_IUnknown || id == IID_IDispatch ? this : nullptr;
+        constexpr IID kApplication = {0x00063001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+        *out = id == IID_IUnknown || id == IID_IDispatch || id == kApplication ? this : nullptr;
         return *out != nullptr ? S_OK : E_NOINTERFACE;
     }
     ULONG WINAPI AddRef() override { return 1; }
@@ -264,7 +264,7 @@ int main(int count, char** arguments) {
     if (crash == nullptr) return 101;
 
     // What a dump holds, and what not.
-    volatile char on_stack[] = "on the ?????";
+    [[maybe_unused]] volatile char on_stack[] = "on the ?????";
     auto* const on_heap = new volatile char[64]{};
     for (int i = 0; i < 5; ++i) on_stack[7 + i] = "stack"[i];
     for (int i = 0; i < 11; ++i) on_heap[i] = static_cast<char>("on the heap"[i]);

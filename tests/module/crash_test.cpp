@@ -68,6 +68,7 @@ TEST(CrashReporting, DumpsOurFaultsAndLeavesTheProcessToTheirs) {
         {"none", 0, false, "module loaded 00000000\nfilter put back 00000001\n"},
         {"other_filter", 0, false, "module loaded 00000001\nfilter put back 00000000\n"},
     };
+    const fs::path built = sandbox::ProgramFolder().parent_path();
     for (const auto& [crash, code, ours, log] : kCases) {
         SCOPED_TRACE(crash);
         const tests::TemporaryFolder folder;
@@ -79,9 +80,11 @@ TEST(CrashReporting, DumpsOurFaultsAndLeavesTheProcessToTheirs) {
             fs::last_write_time(
                 dumps / name, fs::file_time_type::clock::now() - std::chrono::hours(name[5] - '0'));
         }
-        const auto host = sandbox::StartProgram(
-            sandbox::ProgramFolder() / "crash_host",
-            {MLXO_MODULE, MLXO_PRODUCT_LIBRARY, tests::Utf8(folder.path() / "log"), crash});
+        const auto host =
+            sandbox::StartProgram(sandbox::ProgramFolder() / "crash_host",
+                                  {tests::Utf8(built / "module" / "mlxo.dll"),
+                                   tests::Utf8(built / "product" / "product_info.dll"),
+                                   tests::Utf8(folder.path() / "log"), crash});
         EXPECT_EQ(static_cast<DWORD>(host->Wait()), code);
         EXPECT_EQ(tests::ReadFile(folder.path() / "log"), log);
 
