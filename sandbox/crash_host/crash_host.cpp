@@ -17,8 +17,6 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/scratch_registry_win32.h"
-
 namespace {
 
 HANDLE log_file = INVALID_HANDLE_VALUE;
@@ -202,6 +200,16 @@ const Crash kCrashes[] = {
     {"other_filter", [] { ::SetUnhandledExceptionFilter(OtherFilter); }},
 };
 
+// Lets this process see a product of its own in the registry.
+void InstallProduct(const std::string& library) {
+    HKEY key = nullptr;
+    ::RegCreateKeyA(HKEY_CURRENT_USER, "Software\\mlxo crash host", &key);
+    ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, key);
+    ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, "SOFTWARE\\QZ\\Mail Plugin", "ProductInfo", REG_SZ,
+                      library.c_str(), static_cast<DWORD>(library.size() + 1));
+    ::RegCloseKey(key);
+}
+
 // What the add-in is connected to: the crash happens when the add-in first looks at it.
 struct Application final : IDispatch {
     explicit Application(const Crash& its_crash) : crash(its_crash) {}
@@ -269,10 +277,7 @@ int main(int count, char** arguments) {
     for (int i = 0; i < 5; ++i) on_stack[7 + i] = "stack"[i];
     for (int i = 0; i < 11; ++i) on_heap[i] = static_cast<char>("on the heap"[i]);
 
-    const tests::ScratchRegistry registry;
-    const std::string product = arguments[2];
-    tests::ScratchRegistry::Set(L"SOFTWARE\\QZ\\Mail Plugin", L"ProductInfo",
-                                std::wstring(product.begin(), product.end()));
+    InstallProduct(arguments[2]);
     Patch(Find<void*>(::LoadLibraryW(L"faultrep.dll"), "ReportFault"),
           LoadAddress(reinterpret_cast<const void*>(LogReport)) + Code{0xFF, 0xE0});
     ::SetUnhandledExceptionFilter(LogFault);
