@@ -8,6 +8,7 @@
 #include "tests/support/fake_clock.h"
 #include "tests/support/temporary_folder.h"
 #include "vek/platform/thread.h"
+#include "vek/trace/channel_tracer.h"
 #include "vek/trace/file_channel.h"
 #include "vek/trace/file_tracer.h"
 #include "vek/trace/line.h"
@@ -91,6 +92,35 @@ TEST_F(FileChannelTest, WritesWhatNoTerminalObeys) {
         channel->Append(text + "\r\n");
         EXPECT_TRUE(Text().ends_with("\n" + written + "\r\n")) << written.substr(0, 100);
     }
+}
+
+TEST_F(FileChannelTest, TriesWhatNeedsNeitherMemoryNorWaiting) {
+    struct LockedClock final : tests::FakeClock {  // asked with the channel's lock held
+        vek::platform::filetime_t UtcNow() noexcept override {
+            if (channel != nullptr)
+                std::thread([this] { channel->TryAppend("while another writes\r\n"); }).join();
+            return utc;
+        }
+        FileChannel* channel = nullptr;
+    } clock;
+    auto owned =
+        std::make_unique<FileChannel>(FileChannel::Options{tests::Utf8(path_), "1", 1}, clock);
+    FileChannel& channel = *owned;
+    ChannelTracer tracer(std::move(owned), level::kError, clock);
+    tracer.TryWrite(level::kWarning, "not enabled");
+    for (const char* const lost : {"\x1b[2J", "\x9b", "\r"}) tracer.TryWrite(level::kFact, lost);
+    tracer.TryWrite(level::kFact, "t\u00e4ken");
+    EXPECT_TRUE(
+        std::regex_search(Text(), std::regex("^[^\n]*\n21:07:09.045\t\\d+\t100\tt..ken\r\n$")))
+        << Text();
+
+    clock.channel = &channel;
+    channel.Append(std::string(kBound / 2 - 2, 'x') + "\r\n");
+    channel.Append(std::string(kBound / 2 - 2, 'x') + "\r\n");  // begins a new file
+    clock.channel = nullptr;
+    EXPECT_EQ((OldText() + Text()).find("while"), std::string::npos);
+    channel.TryAppend(std::string(kBound / 2, 'y') + "\r\n");  // would begin another
+    EXPECT_EQ(Text().find('y'), std::string::npos);
 }
 
 TEST_F(FileChannelTest, WritesToPlainFilesWithOneNameAlone) {

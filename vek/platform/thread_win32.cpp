@@ -43,6 +43,8 @@ ThreadValue<State*> current_state;
     auto* const state = static_cast<State*>(argument);
     ModuleHold hold = std::move(state->hold);
     current_state.Set(state);
+    ULONG stack_for_overflow = 32 << 10;  // in which the overflow is reported
+    ::SetThreadStackGuarantee(&stack_for_overflow);
     // Here and not in the state: what a terminated thread owned leaks.
     std::function<void()> body = std::move(state->body);
     state->phase = State::Phase::kRunning;

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "vek/platform/thread.h"
-#include "vek/trace/line.h"
 
 namespace vek::trace {
 
@@ -16,20 +15,30 @@ void ChannelTracer::Write(level_t level, std::string_view text) noexcept {
     if (!IsEnabled(level)) return;
     const platform::ForcedEndShield shield;  // whoever writes next needs the channel's lock
     try {
-        constexpr std::size_t kPrefixRoom = 40;
         std::string line;
         line.reserve(kPrefixRoom + text.size());
-        platform::AppendTimeOfDay(line, platform::ToCalendar(clock_.ToLocal(clock_.UtcNow())));
-        line += '\t';
-        AppendPiece(line, platform::CurrentThreadId());
-        line += '\t';
-        AppendPiece(line, level);
-        line += '\t';
+        line += Prefix(level).text();
         line += text;
         line += "\r\n";
         channel_->Append(line);
     } catch (...) {  // NOLINT(bugprone-empty-catch): tracing never disturbs its caller
     }
+}
+
+void ChannelTracer::TryWrite(level_t level, std::string_view text) noexcept {
+    if (!IsEnabled(level) || text.size() > kMaxTriedText) return;
+    const platform::ForcedEndShield shield;
+    try {
+        const FixedLine<kPrefixRoom + kMaxTriedText> line(Prefix(level).text(), text, "\r\n");
+        channel_->TryAppend(line.text());
+    } catch (...) {  // NOLINT(bugprone-empty-catch): tracing never disturbs its caller
+    }
+}
+
+FixedLine<ChannelTracer::kPrefixRoom> ChannelTracer::Prefix(level_t level) const {
+    std::string time;  // short enough to need no memory
+    platform::AppendTimeOfDay(time, platform::ToCalendar(clock_.ToLocal(clock_.UtcNow())));
+    return FixedLine<kPrefixRoom>(time, "\t", platform::CurrentThreadId(), "\t", level, "\t");
 }
 
 }  // namespace vek::trace

@@ -6,6 +6,7 @@
 
 #include "vek/platform/clock.h"
 #include "vek/trace/channel.h"
+#include "vek/trace/fixed_line.h"
 #include "vek/trace/tracer.h"
 
 namespace vek::trace {
@@ -27,7 +28,15 @@ public:
 
     void Write(level_t level, std::string_view text) noexcept override;
 
+    // Texts of more than kMaxTriedText bytes are lost.
+    void TryWrite(level_t level, std::string_view text) noexcept override;
+
+    static constexpr std::size_t kMaxTriedText = 4096;
+
 private:
+    static constexpr std::size_t kPrefixRoom = 40;
+    FixedLine<kPrefixRoom> Prefix(level_t level) const;
+
     std::unique_ptr<Channel> channel_;
     std::atomic<level_t> level_;
     platform::Clock& clock_;

@@ -68,6 +68,17 @@ std::string HarmlessLine(std::string_view line, std::size_t max_size) {
     return out;
 }
 
+// Whether AppendCharacter writes all of `text` as it is.
+bool IsHarmless(std::string_view text) noexcept {
+    while (!text.empty()) {
+        const auto [code_point, length] = DecodeUtf8(text);
+        if (code_point == 0xFFFD && length == 1) return false;
+        if (IsControl(code_point) && code_point != '\t') return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 void AppendShortHex(std::string& text, std::uint32_t number) {
     std::array<char, 8> digits;
     text.append(digits.begin(), std::to_chars(digits.begin(), digits.end(), number, 16).ptr);
@@ -97,6 +108,12 @@ void FileChannel::Append(std::string_view line) noexcept {
     } catch (...) {
         GiveUpForNow();
     }
+}
+
+void FileChannel::TryAppend(std::string_view line) noexcept {
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (!lock || !file_ || !Fits(line.size()) || !line.ends_with(kLineEnd)) return;
+    if (IsHarmless(line.substr(0, line.size() - kLineEnd.size()))) Put(line);
 }
 
 bool FileChannel::Fits(std::size_t bytes) const noexcept {

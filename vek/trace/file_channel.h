@@ -40,6 +40,9 @@ public:
 
     void Append(std::string_view line) noexcept override;
 
+    // Loses the line also while there is no file or a full one.
+    void TryAppend(std::string_view line) noexcept override;
+
 private:
     bool Fits(std::size_t bytes) const noexcept;
     void Open();

@@ -32,6 +32,10 @@ public:
     // Appends one line. `text` is UTF-8 without an end of line. A level that is not enabled
     // writes nothing.
     virtual void Write(level_t level, std::string_view text) noexcept = 0;
+
+    // As Write, for who reports a crash: nothing is allocated or waited for. A line for which that
+    // would be needed is lost, and so is every line of a tracer that does not say otherwise.
+    virtual void TryWrite(level_t /*level*/, std::string_view /*text*/) noexcept {}
 };
 
 // Empty when no tracer is configured; then no level is enabled.

@@ -5,7 +5,9 @@
 #include "com/dispatch_win32.h"
 #include "internal/helpers/hresult_exception.h"
 #include "mapi/mapi_edk.h"
+#include "module/module_life.h"
 #include "vek/core/never_destroyed.h"
+#include "vek/trace/line.h"
 
 namespace plugins::dll {
 namespace {
@@ -48,14 +50,26 @@ void* AddinObject::Find(REFIID id) noexcept {
 
 HRESULT AddinObject::OnConnection(IDispatch* application, int, IDispatch*, SAFEARRAY**) noexcept {
     const auto self = vek::RefPtr<AddinObject>::Share(this);
+    StartCrashReporting();
     automation::AutomationObject object(application);
-    return addin_->OnConnection(object);
+    const HRESULT result = addin_->OnConnection(object);
+    if (FAILED(result)) crash_reporting_.reset();
+    return result;
 }
 
 HRESULT AddinObject::OnDisconnection(int, SAFEARRAY**) noexcept {
     const auto self = vek::RefPtr<AddinObject>::Share(this);
     addin_->OnDisconnection();
+    crash_reporting_.reset();
     return S_OK;
+}
+
+void AddinObject::StartCrashReporting() noexcept {
+    try {
+        if (!crash_reporting_) crash_reporting_.emplace(TraceFolder());
+    } catch (...) {  // the add-in works as well without
+        vek::trace::WriteCurrentException(vek::trace::ProcessTracer(), "Crash reporting: ");
+    }
 }
 
 HRESULT AddinObject::GetTypeInfoCount(UINT* count) noexcept {

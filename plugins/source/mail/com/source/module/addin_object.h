@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "com/class_factory_win32.h"
 #include "com/com_object.h"
+#include "module/crash_reporting.h"
 #include "outlook/Addin.h"
 
 // The order matters: it needs windows.h.
@@ -52,11 +54,13 @@ public:
                                      UINT* wrong_argument) noexcept override;
 
 private:
+    void StartCrashReporting() noexcept;
     void* Find(REFIID id) noexcept override;
 
     const com::InstanceMark instance_;
     // Held by whoever handles an event, too: it may end behind this object.
     const std::shared_ptr<mail_processing::CAddin> addin_;
+    std::optional<CrashReporting> crash_reporting_;  // while connected
 };
 
 }  // namespace plugins::dll

@@ -31,11 +31,16 @@ Life& TheLife() noexcept {
 // A runtime that still serves somebody is asked again with the next question.
 constexpr std::chrono::milliseconds kUnregisterPatience{500};
 
-vek::trace::TracerPtr OpenTrace() {
+vek::trace::FileTracerConfig TraceConfig() {
     vek::trace::FileTracerConfig config;
     config.name = "mlxo";
     config.version = MLXO_VERSION;
     product_info::ReadTraceValues(product_info::InstalledProduct(), config);
+    return config;
+}
+
+vek::trace::TracerPtr OpenTrace() {
+    const vek::trace::FileTracerConfig config = TraceConfig();
     return config.folder ? vek::trace::OpenFileTracer(config) : nullptr;
 }
 
@@ -55,6 +60,8 @@ void StartModule() noexcept {
         life.runs = true;
     }));
 }
+
+std::optional<std::string> TraceFolder() { return TraceConfig().folder; }
 
 bool EndModule() noexcept {
     Life& life = TheLife();
