@@ -303,9 +303,10 @@ TEST_F(ModuleTest, LoadsChecksAndGoesAgainAndAgain) {
         if (round == kWarm) warm = Footprint();
     }
     const Footprint now;
-    // What the language's runtime library keeps of each load of this module, and of the stand-in's
-    // MAPI: a lock, and what is of a thread that goes on.
-    EXPECT_LE(now.handles, warm.handles + (kRounds - kWarm) * 6 + 3);
+    // Not flat: of each load of this module, and of the stand-in's MAPI, the runtime library for
+    // threads keeps a lock (two handles), and two for each of the system's threads that has raised
+    // an exception in it and goes on.
+    EXPECT_LE(now.handles, warm.handles + (kRounds - kWarm) * 10);
     EXPECT_LE(now.threads, warm.threads + 1);
     EXPECT_LE(now.memory, warm.memory + (kRounds - kWarm) * 6144);
     RecordProperty("handles", now.handles - warm.handles);
