@@ -24,7 +24,8 @@ add_library(mlxo_options INTERFACE)
 target_compile_features(mlxo_options INTERFACE cxx_std_20)
 target_include_directories(
     mlxo_options
-    INTERFACE ${MLXO_GENERATED_HEADERS} ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/instrumental/legacy/core/source
+    INTERFACE ${MLXO_GENERATED_HEADERS} ${PROJECT_SOURCE_DIR}
+              ${PROJECT_SOURCE_DIR}/instrumental/legacy/core/source
               ${PROJECT_SOURCE_DIR}/plugins/source
               ${PROJECT_SOURCE_DIR}/plugins/source/mail/com/source)
 target_compile_options(

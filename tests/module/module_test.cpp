@@ -303,9 +303,10 @@ TEST_F(ModuleTest, LoadsChecksAndGoesAgainAndAgain) {
         if (round == kWarm) warm = Footprint();
     }
     const Footprint now;
-    // What the language's runtime library keeps of each load of this module, and of the stand-in's
-    // MAPI: a lock, and what is of a thread that goes on.
-    EXPECT_LE(now.handles, warm.handles + (kRounds - kWarm) * 6 + 3);
+    // Not flat: of each load of this module, and of the stand-in's MAPI, the runtime library for
+    // threads keeps a lock (two handles), and two for each of the system's threads that has raised
+    // an exception in it and goes on.
+    EXPECT_LE(now.handles, warm.handles + (kRounds - kWarm) * 10);
     EXPECT_LE(now.threads, warm.threads + 1);
     EXPECT_LE(now.memory, warm.memory + (kRounds - kWarm) * 6144);
     RecordProperty("handles", now.handles - warm.handles);
@@ -321,27 +322,37 @@ TEST_F(ModuleTest, LoadsChecksAndGoesAgainAndAgain) {
 
 // The last CoUninitialize unloads whatever the module says: at any time, with anything.
 TEST_F(ModuleTest, IsUnloadedWithoutBeingAsked) {
-    ASSERT_TRUE(product_.Start());
-    int checks = 0;
-    for (int round = 0; round < 10; ++round) {
-        SCOPED_TRACE(round);
-        Module module;
-        vek::RefPtr<IDTExtensibility2> addin;
-        {
-            const RegisteredExtension extension(module);
-            addin = Connect(module);
-            Deliver();
+    const std::vector<std::string> kSilences[] = {
+        {}, {"--silent-at", "check"}, {"--stopped-at", "settings"}};
+    for (const auto& silence : kSilences) {
+        SCOPED_TRACE(&silence - kSilences);
+        ASSERT_TRUE(product_.Start(silence));
+        // A stopped one has each event wait for it.
+        const int first = &silence == &kSilences[2] ? 3 : 0;
+        for (int round = first; round < 6; ++round) {
+            SCOPED_TRACE(round);
+            const int checks = product_.Logged("check ");
+            Module module;
+            vek::RefPtr<IDTExtensibility2> addin;
+            {
+                const RegisteredExtension extension(module);
+                addin = Connect(module);
+                Deliver();
+            }
+            // In the middle of a check, or after it.
+            const bool waits = silence.empty() && round % 2 == 0;
+            // A check that lasts is waited for: that takes a minute.
+            const bool leaves = round < 4 && &silence != &kSilences[1];
+            EXPECT_TRUE(!waits || Soon([&] { return product_.Logged("check ") > checks; }));
+            EXPECT_EQ(leaves ? addin->OnDisconnection(0, nullptr) : S_OK, S_OK);
+            // It leaks from here on, and with it, when it is connected, all that it has.
+            static_cast<void>(addin.detach());
+            module.Unload();
+            outlook_->sinks.clear();
+            const bool goes = leaves && silence.empty();
+            EXPECT_TRUE(!goes || Soon([] { return !Module::IsLoaded(); }));
         }
-        // In the middle of a check, or after it.
-        const bool waits = round % 2 == 0, leaves = round < 6;
-        EXPECT_TRUE(!waits || Soon([&] { return product_.Logged("check ") > checks; }));
-        EXPECT_EQ(leaves ? addin->OnDisconnection(0, nullptr) : S_OK, S_OK);
-        // It leaks from here on, and with it, when it is connected, all that it has.
-        static_cast<void>(addin.detach());
-        module.Unload();
-        outlook_->sinks.clear();
-        EXPECT_TRUE(!leaves || Soon([] { return !Module::IsLoaded(); }));
-        checks = product_.Logged("check ");
+        product_.Kill();
     }
 }
 

@@ -28,9 +28,10 @@ public:
     }
 
     // Whether it can be reached afterwards.
-    bool Start() {
+    bool Start(std::vector<std::string> arguments = {}) {
         const reference_product::RunFolder folder(folder_.path());
-        process_ = Launch({"--folder", path()});
+        arguments.insert(arguments.end(), {"--folder", path()});
+        process_ = Launch(arguments);
         return Soon([&] { return folder.Running().has_value(); });
     }
     bool Kill() { return process_->Kill(), true; }

@@ -33,8 +33,7 @@ WaitBudgetPtr EventScope::Budget() noexcept {
     return event != nullptr ? event->budget_ : nullptr;
 }
 
-CallScope::CallScope(Kind kind) noexcept
-    : kind_(kind), outer_(innermost_scope.Exchange(this)) {}
+CallScope::CallScope(Kind kind) noexcept : kind_(kind), outer_(innermost_scope.Exchange(this)) {}
 
 CallScope::~CallScope() { innermost_scope.Set(outer_); }
 

@@ -250,7 +250,8 @@ RpcConnection::Outcome RpcConnection::Transmit(RpcProtocolProcessorOut& request,
     }
     std::byte* const room = call.Prepare(binding_.get(), Operation::kSendReceive, kHead + size);
     if (room == nullptr) return BeforeItWasSent({call.status()});
-    wire::Write(room, wire::SendReceiveRequest{peer_token_, current_depth.Get(), number, size, size});
+    wire::Write(room,
+                wire::SendReceiveRequest{peer_token_, current_depth.Get(), number, size, size});
     if (packet) {
         std::memcpy(room + kHead, last.data(), size);
     } else if (const auto code = Construct(request, transfer, {room + kHead, size});

@@ -68,14 +68,11 @@ RPC_STATUS Register(const std::set<std::string>& accounts) {
 // For a moment: not waiting for the calls.
 void Unregister() noexcept { ::RpcServerUnregisterIf(ServedInterface(), nullptr, FALSE); }
 
-// For good: waits for the calls and runs the clients down. Wine only says so, and runs them down
-// when they are gone.
-void UnregisterAndWait() noexcept {
-    if (IsWine()) {
-        ::RpcServerUnregisterIf(ServedInterface(), nullptr, TRUE);
-    } else {
-        ::RpcServerUnregisterIfEx(ServedInterface(), nullptr, TRUE);
-    }
+// For good: runs the clients down. Wine only says so, and runs them down when they are gone. Nor is
+// it to wait for the calls there: the reply to a client that stands still counts as one.
+void UnregisterAndRunDown() noexcept {
+    if (IsWine()) return Unregister();
+    ::RpcServerUnregisterIfEx(ServedInterface(), nullptr, TRUE);
 }
 
 vek::result_t OpenResult(RPC_STATUS status) noexcept {
@@ -203,7 +200,7 @@ void RpcServer::UnregisterUnused() noexcept {
     for (;; ::Sleep(kLook)) {
         const std::lock_guard guard(use_lock_);
         if (uses_ == 0 && registered_) {
-            UnregisterAndWait();
+            UnregisterAndRunDown();
             registered_ = false;
             accounts_.clear();
         }
