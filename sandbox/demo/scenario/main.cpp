@@ -22,7 +22,7 @@
 
 #include "product/state/text_file.h"
 #include "sandbox/demo/scenario/parser.h"
-#include "sandbox/demo/scenario/scenario_run.h"
+#include "sandbox/demo/scenario/player.h"
 #include "sandbox/demo/scenario/silence.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "sandbox/outlook/object_model/host_outlook.h"
 
-#include "mapi/entry_id.h"
+#include "sandbox/outlook/entry_id_text.h"
 #include "sandbox/outlook/object_model/exchange_callback.h"
 #include "vek/platform/clock.h"
 
@@ -67,7 +67,7 @@ std::string HostOutlook::Deliver(MessageRecord message) {
     std::string entry_id;
     Run([&] {
         entry_id = mapi_.store().Add(std::move(message));
-        const std::u16string ids = plugins::mapi::EntryIdToHex(entry_id);
+        const std::u16string ids = EntryIdText(entry_id);
         application_->newer_events().Fire([&](auto& events) { events.OnNewMailEx(&ids); });
         if (!application_->inbox_events().empty()) {
             const auto item = std::make_shared<OutlookItem>(model_, mapi_, entry_id,

@@ -9,8 +9,6 @@
 
 namespace sandbox::outlook {
 
-// The bytes of an entry id as the object model writes them: upper-case hexadecimal digits.
-
 // One item as Outlook has it open: what an event brings. The message is opened when it is first
 // asked for. Outlook's thread; held by whoever keeps it beyond the event.
 class OutlookItem final : public plugins::mail_processing::Item,
