@@ -125,6 +125,7 @@ void EventPlayer::PlayNow(const ScenarioEvent& event) {
 void EventPlayer::OnOutlook(const std::string& text, const std::string& entry_id,
                             const std::function<std::string()>& body) {
     host_->Run([&] {
+        const auto start = std::chrono::steady_clock::now();
         const std::size_t row = rows().Begin(text, entry_id);
         std::string its_id;
         try {
@@ -132,7 +133,9 @@ void EventPlayer::OnOutlook(const std::string& text, const std::string& entry_id
         } catch (...) {
             Complain(text + ": " + vek::CurrentExceptionText());
         }
+        const auto held = std::chrono::steady_clock::now() - start;
         rows().End(row, its_id);
+        OnEventEnd(text, std::chrono::duration_cast<std::chrono::microseconds>(held));
     });
 }
 

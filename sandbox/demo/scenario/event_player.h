@@ -64,6 +64,9 @@ public:
     // The subject of a message as it is now; empty when there is none.
     std::string Subject(const std::string& entry_id);
 
+    // Whether nothing may be held after Quit.
+    virtual bool MustGiveBack() const { return true; }
+
     // Waits that long, serving Outlook's messages if this is Outlook's thread.
     virtual void Pause(std::chrono::milliseconds time);
     // The add-in's clock goes on by that much, where it can be moved.
@@ -100,6 +103,8 @@ protected:
     };
     // Fills in the damage of those that are there.
     virtual void FindDamage(std::vector<Inspected>& messages) = 0;
+    // An event of Outlook's thread has ended.
+    virtual void OnEventEnd(const std::string& /*event*/, std::chrono::microseconds /*held*/) {}
     // Gives back what looking for damage has taken.
     virtual void EndInspection() {}
 

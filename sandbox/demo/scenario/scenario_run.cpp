@@ -38,7 +38,7 @@ bool RunScenario(EventPlayer& player, const std::vector<ScenarioEvent>& events, 
     out << '\n';
     Print(out, totals);
     out << "damaged: " << player.damaged() << " messages\n";
-    const bool clean = PrintLeftovers(out, player.leftovers());
+    const bool clean = !player.MustGiveBack() || PrintLeftovers(out, player.leftovers());
     for (const std::string& trouble : player.troubles()) out << "WRONG: " << trouble << '\n';
     return clean && player.troubles().empty();
 }

@@ -1,6 +1,6 @@
-// MAPI's exported functions over a store of this library's own, which has the message files of
-// the folder that the environment variable MLXO_SANDBOX_STORE names. All that comes out of it
-// must go back before it is unloaded.
+// MAPI's exported functions over the module's subsystem. Where it has none there is one of its own,
+// which has the message files of the folder that the environment variable MLXO_SANDBOX_STORE names.
+// All that comes out of it must go back before a library is unloaded.
 
 #include <objbase.h>
 
@@ -24,7 +24,9 @@ thread_local int com_uses = 0;
 class Provider {
 public:
     // The first call fills the store; it raises what is wrong with a file.
-    static void Start() { static Provider provider; }
+    static void Start() {
+        if (!EntryPoints::IsAttached()) static Provider provider;
+    }
 
 private:
     Provider() {

@@ -84,7 +84,9 @@ std::string HostOutlook::Deliver(MessageRecord message) {
 
 std::shared_ptr<OutlookItem> HostOutlook::Load(std::shared_ptr<OutlookItem> item) {
     application_->open_items().push_back(item);
+    item->SetPhase(OutlookItem::Phase::kLoading);
     application_->newer_events().Fire([&](auto& events) { events.OnItemLoad(item); });
+    item->SetPhase(OutlookItem::Phase::kOpen);
     return item;
 }
 
@@ -92,6 +94,7 @@ void HostOutlook::Unload(const std::shared_ptr<OutlookItem>& item) {
     // `item` may be the list's own. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const auto unloaded = item;
     std::erase(application_->open_items(), unloaded);
+    unloaded->SetPhase(OutlookItem::Phase::kUnloaded);
     unloaded->FireUnload();
 }
 

@@ -41,6 +41,11 @@ public:
 
     // For Outlook itself; none of these is a call that is counted.
     const std::string& entry_id() const { return entry_id_; }
+    // While it is told of in ItemLoad, and after its Unload, Outlook's item answers next to
+    // nothing.
+    enum class Phase { kLoading, kOpen, kUnloaded };
+    Phase phase() const { return phase_; }
+    void SetPhase(Phase phase) { phase_ = phase; }
     bool saved() const { return saved_; }
     HRESULT SaveForOutlook();
     // Raise the events of ItemEvents_10.
@@ -56,6 +61,7 @@ private:
     const Traits traits_;
     vek::RefPtr<IMessage> message_;
     bool saved_;
+    Phase phase_ = Phase::kOpen;
     Subscriptions<plugins::mail_processing::ItemEvents> events_;
     const LiveCount live_;
 };

@@ -1,0 +1,166 @@
+#include "sandbox/outlook/host/host_player.h"
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "product/state/text_file.h"
+#include "sandbox/child_process/child_process.h"
+#include "sandbox/outlook/host/addin_key.h"
+#include "sandbox/outlook/message_file.h"
+#include "vek/core/text.h"
+
+namespace sandbox::host {
+namespace {
+
+using reference_product::PathText;
+using Clock = std::chrono::steady_clock;
+
+std::chrono::microseconds Since(Clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
+}
+
+const outlook::StoreTraits& Store(const std::string& name) {
+    const auto* const store = outlook::FindStore(name);
+    if (store == nullptr) throw std::runtime_error("there is no store " + name);
+    return *store;
+}
+
+}  // namespace
+
+// Has the reports of a process read before the next one begins its own.
+class HostPlayer::WatchedProduct final : public demo::ScenarioProduct {
+public:
+    WatchedProduct(const HostOptions& options, OutsideRows& rows)
+        : rows_(rows),
+          process_(demo::MakeProductProcess(
+              {options.product, options.rules, {}, [](auto time) { ServeMessages(time); }})) {}
+
+    void Start() override {
+        rows_.Collect();
+        process_->Start();
+        if (!std::exchange(runs_, true)) rows_.OnProductStarted();
+    }
+    void Stop() override {
+        process_->Stop();
+        runs_ = false;
+    }
+    void Kill() override {
+        process_->Kill();
+        runs_ = false;
+    }
+    void Set(const plugins::product::MailPluginSettings& settings) override {
+        process_->Set(settings);
+    }
+
+private:
+    OutsideRows& rows_;
+    const std::unique_ptr<demo::ScenarioProduct> process_;
+    bool runs_ = false;
+};
+
+HostPlayer::HostPlayer(HostOptions options)
+    : EventPlayer(options.messages, Store(options.store), options.version,
+                  outlook::ThreadChoice::kBuilders),
+      options_(std::move(options)),
+      rows_(options_.product / "reports.jsonl", times_),
+      product_(std::make_unique<WatchedProduct>(options_, rows_)),
+      items_(std::make_shared<ItemObjects>(host())),
+      application_(ApplicationObject::Make(items_)) {
+    mapi().Watch([this](const std::string& entry_id) { rows_.OnOpened(entry_id); });
+    StartProduct();
+}
+
+HostPlayer::~HostPlayer() { DisconnectAddin(); }
+
+demo::ScenarioProduct& HostPlayer::product() { return *product_; }
+
+HRESULT HostPlayer::ConnectAddin() {
+    const auto start = Clock::now();
+    for (const std::wstring& prog_id : RegisteredAddins()) {
+        constexpr std::uint32_t kWanted = load_behavior::kAtStartup | load_behavior::kLoaded;
+        if (LoadBehavior(prog_id) != kWanted) continue;
+        auto addin = std::make_unique<Addin>(prog_id);
+        host().LoadExtension([&] { return addin->MakeExtension(); });
+        if (const HRESULT code = addin->Connect(*application_, ConnectMode::kStartup); FAILED(code))
+            return code;
+        addins_.push_back(std::move(addin));
+    }
+    if (addins_.empty()) throw std::runtime_error("no add-in is registered to be loaded");
+    resiliency_.Note(Occasion::kStartup, Since(start));
+    connected_ = true;
+    for (const auto& addin : addins_) addin->TellStartupComplete();
+    application_->Raise(event::kStartup);
+    application_->Raise(event::kMapiLogonComplete);
+    return S_OK;
+}
+
+void HostPlayer::DisconnectAddin() {
+    if (!std::exchange(connected_, false)) return;
+    if (!options_.shutdown_notifications) return;  // the process will end
+    const auto start = Clock::now();
+    for (const auto& addin : addins_) addin->TellBeginShutdown();
+    for (const auto& addin : addins_) addin->Disconnect(DisconnectMode::kHostShutdown);
+    resiliency_.Note(Occasion::kShutdown, Since(start));
+    host().UnloadExtension();
+    items_->Sweep();
+    for (const auto& addin : addins_)
+        if (!UnloadLibraries(LibraryOf(addin->prog_id())))
+            Complain("the library of " +
+                     vek::ToUtf8(std::u16string(addin->prog_id().begin(), addin->prog_id().end())) +
+                     " stays loaded");
+    addins_.clear();
+}
+
+void HostPlayer::ShowOptions() { host().OpenOptions(); }
+
+void HostPlayer::OnEventEnd(const std::string& event, std::chrono::microseconds held) {
+    items_->Sweep();
+    if (event.starts_with("open ")) resiliency_.Note(Occasion::kItemOpen, held);
+    ServeMessages({});
+}
+
+void HostPlayer::FindDamage(std::vector<Inspected>& messages) {
+    const std::filesystem::path folder = options_.out / "after";
+    std::filesystem::create_directories(folder);
+    auto list = nlohmann::json::array();
+    for (std::size_t i = 0; i != messages.size(); ++i) {
+        const auto& [message, now, damage] = messages[i];
+        if (!now) continue;
+        const std::filesystem::path file = folder / (std::to_string(i) + ".json");
+        outlook::SaveMessageFile(file, SubmitTimes::Unmarked(*now, shelf().Find(message.mail)));
+        list.push_back({{"message", i},
+                        {"mail", message.mail},
+                        {"file", PathText(file)},
+                        {"checks", message.checks}});
+    }
+    const std::filesystem::path asked = folder / "asked.list";
+    reference_product::ReplaceTextFile(asked, list.dump(1));
+    const auto judge =
+        StartProgram(ProgramFolder() / "mlxo_scenario",
+                     {"--damage", PathText(asked), "--messages", PathText(options_.messages),
+                      "--out", PathText(folder / "answered.list"), "--rules",
+                      PathText(options_.rules), "--store", options_.store});
+    if (judge->Wait() != 0) throw std::runtime_error("the messages cannot be looked at");
+    const auto answer = nlohmann::json::parse(
+        reference_product::ReadTextFile(folder / "answered.list").value_or(""));
+    for (const auto& each : answer)
+        messages[each.at("message").get<std::size_t>()].damage =
+            each.at("damage").get<std::vector<std::string>>();
+}
+
+bool HostPlayer::PrintAddins(std::ostream& out) {
+    resiliency_.Print(out);
+    for (const std::string& held : items_->Held()) out << "held by somebody: item " << held << '\n';
+    bool good = true;
+    for (const std::wstring& prog_id : RegisteredAddins()) {
+        const auto behavior = LoadBehavior(prog_id);
+        const bool stays = behavior == 3u;
+        out << "LoadBehavior of " << vek::ToUtf8(std::u16string(prog_id.begin(), prog_id.end()))
+            << ": " << (behavior ? std::to_string(*behavior) : "none") << '\n';
+        good &= stays;
+    }
+    return good;
+}
+
+}  // namespace sandbox::host
