@@ -16,11 +16,15 @@ option(MLXO_UNITY "Compile the files of a room together" ON)
 set(CMAKE_UNITY_BUILD ${MLXO_UNITY})
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
 
+# The tree's version, that of the project: "mlxo_version.h".
+set(MLXO_GENERATED_HEADERS ${CMAKE_BINARY_DIR}/generated)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/mlxo_version.h.in ${MLXO_GENERATED_HEADERS}/mlxo_version.h)
+
 add_library(mlxo_options INTERFACE)
 target_compile_features(mlxo_options INTERFACE cxx_std_20)
 target_include_directories(
     mlxo_options
-    INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/instrumental/legacy/core/source
+    INTERFACE ${MLXO_GENERATED_HEADERS} ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/instrumental/legacy/core/source
               ${PROJECT_SOURCE_DIR}/plugins/source
               ${PROJECT_SOURCE_DIR}/plugins/source/mail/com/source)
 target_compile_options(

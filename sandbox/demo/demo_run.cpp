@@ -10,6 +10,7 @@
 
 #include "mapi/entry_id.h"
 #include "mapi/property_tags.h"
+#include "mlxo_version.h"
 #include "processing/message_processor.h"
 #include "product/state/text_file.h"
 #include "sandbox/demo/manifest.h"
@@ -107,7 +108,7 @@ private:
         vek::trace::FileTracerConfig config;
         config.folder = reference_product::PathText(options_.out / "trace");
         config.name = "mlxo";
-        config.version = "demo";
+        config.version = MLXO_VERSION;
         config.level = vek::trace::level::kDetail;
         product_->SetTrace(config);
         return vek::trace::OpenFileTracer(config);

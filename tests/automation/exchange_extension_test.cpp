@@ -25,7 +25,7 @@ public:
         : CountedObject(sinks), publisher_(std::move(sinks)) {
         CExchClientExt::EventsOf(client_side)->Advise(publisher_, connection_);
     }
-    const vek::RefPtr<CExchClientExt> client_side = vek::MakeObject<CExchClientExt>(nullptr);
+    const vek::RefPtr<CExchClientExt> client_side = vek::MakeObject<PlainExchClientExt>(nullptr);
     HRESULT WINAPI CreateInstance(IUnknown*, REFIID id, void** out) override {
         return QueryInterface(id, out);
     }

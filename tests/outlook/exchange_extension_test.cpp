@@ -14,7 +14,7 @@ TEST_F(ExchangeExtensionTest, StaysInSessionsAndWindowsOfItsBuildAlone) {
         {1, 0x000E0000, S_FALSE}, {0, 0x000D0000, S_FALSE},
     };
     const auto callback = Callback(entry_id_);
-    const auto extension = vek::MakeObject<CExchClientExt>(tracer_);
+    const auto extension = vek::MakeObject<PlainExchClientExt>(tracer_);
     for (const auto& [context, version, result] : table) {
         host_->model()->client_build = version;
         EXPECT_EQ(extension->Install(callback.get(), context, 0), result) << context;
@@ -34,9 +34,9 @@ struct Subscriber final : ExchangeEvents {
 
 TEST_F(ExchangeExtensionTest, SubscribersMayComeAndGoWithinAnEvent) {
     // The client's own object tells the subscribers of the add-in's.
-    const auto client = vek::MakeObject<CExchClientExt>(tracer_);
+    const auto client = vek::MakeObject<PlainExchClientExt>(tracer_);
     ExchangeEventSourcePtr source =
-        CExchClientExt::EventsOf(vek::MakeObject<CExchClientExt>(tracer_));
+        CExchClientExt::EventsOf(vek::MakeObject<PlainExchClientExt>(tracer_));
     Subscriber first, second, third, late;
     for (Subscriber* one : {&first, &second, &third})
         ASSERT_EQ(source->Advise(*one, one->connection), S_OK);

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "vek/platform/handle_win32.h"
+#include "vek/platform/module_win32.h"
 #include "vek/platform/native.h"
 
 namespace vek::platform {
@@ -30,15 +31,12 @@ struct State {
     // The thread's own reference: given up by the thread when it ends, by the owner when it was
     // terminated.
     std::shared_ptr<State> self;
+    // The module whose code the thread runs; given up by the thread alone.
+    ModuleHold hold;
 };
 
 // Each thread's State. Not thread_local, which takes a lock and memory on a thread's first use.
-DWORD state_slot = TLS_OUT_OF_INDEXES;
-
-const struct StateSlot {
-    StateSlot() noexcept { state_slot = ::TlsAlloc(); }
-    ~StateSlot() { ::TlsFree(std::exchange(state_slot, TLS_OUT_OF_INDEXES)); }
-} owner_of_state_slot;
+const DWORD state_slot = ::TlsAlloc();
 
 State* CurrentState() noexcept {
     const DWORD error = ::GetLastError();  // which a success takes away
@@ -47,8 +45,9 @@ State* CurrentState() noexcept {
     return state;
 }
 
-unsigned __stdcall Run(void* argument) noexcept {
+[[noreturn]] unsigned __stdcall Run(void* argument) noexcept {
     auto* const state = static_cast<State*>(argument);
+    ModuleHold hold = std::move(state->hold);
     ::TlsSetValue(state_slot, state);
     // Here and not in the state: what a terminated thread owned leaks.
     std::function<void()> body = std::move(state->body);
@@ -59,8 +58,8 @@ unsigned __stdcall Run(void* argument) noexcept {
 
     state->phase = State::Phase::kEnding;
     ::TlsSetValue(state_slot, nullptr);
-    const std::shared_ptr<State> self = std::move(state->self);
-    return 0;
+    std::exchange(state->self, nullptr).reset();
+    hold.LetGoAndExitThread();
 }
 
 class KernelThread final : public Thread {
@@ -71,6 +70,7 @@ public:
     bool Start() noexcept {
         SetLastError(system_error::kNone);
         state_->self = state_;
+        state_->hold = ModuleHold::Take();
         const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, Run, state_.get(), 0, &id_);
         if (handle == 0) {
             // The runtime library has failures that the system knows nothing of.
@@ -151,6 +151,8 @@ private:
 };
 
 }  // namespace
+
+void FreeThreadSlot() noexcept { ::TlsFree(state_slot); }
 
 void ForcedEndShield::Raise() noexcept {
     if (State* const state = CurrentState()) ++state->shields;

@@ -3,25 +3,36 @@
 #include <mutex>
 #include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/platform/lock.h"
 
 namespace vek::trace {
 namespace {
 
-platform::Lock process_tracer_mutex;
-TracerPtr process_tracer;
+struct Process {
+    platform::Lock lock;
+    TracerPtr tracer;
+};
+
+Process& TheProcess() noexcept {
+    // Never destroyed: threads may trace to the process's very end.
+    static NeverDestroyed<Process> process;
+    return *process;
+}
 
 }  // namespace
 
 TracerPtr ProcessTracer() noexcept {
-    const std::lock_guard lock(process_tracer_mutex);
-    return process_tracer;
+    Process& process = TheProcess();
+    const std::lock_guard lock(process.lock);
+    return process.tracer;
 }
 
 void SetProcessTracer(TracerPtr tracer) noexcept {
     // The one replaced is released after the lock: its end writes a file.
-    const std::lock_guard lock(process_tracer_mutex);
-    process_tracer.swap(tracer);
+    Process& process = TheProcess();
+    const std::lock_guard lock(process.lock);
+    process.tracer.swap(tracer);
 }
 
 }  // namespace vek::trace

@@ -61,7 +61,7 @@ public:
 private:
     // As the class object does it, for Outlook as for the add-in.
     vek::RefPtr<mail_processing::CExchClientExt> MakeExtension() const {
-        return vek::MakeObject<mail_processing::CExchClientExt>(tracer_);
+        return vek::MakeObject<mail_processing::PlainExchClientExt>(tracer_);
     }
 
     outlook::HostOutlook& host_;

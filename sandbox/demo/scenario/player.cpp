@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "mlxo_version.h"
 #include "product/state/text_file.h"
 #include "vek/core/object.h"
 
@@ -16,7 +17,7 @@ vek::trace::FileTracerConfig TraceConfig(const PlayerOptions& options,
     vek::trace::FileTracerConfig config;
     config.folder = reference_product::PathText(options.out / "trace");
     config.name = "mlxo";
-    config.version = "demo";
+    config.version = MLXO_VERSION;
     config.level = vek::trace::level::kDetail;
     config.max_size = options.trace_bytes;
     product.SetTrace(config);

@@ -11,8 +11,8 @@ namespace plugins::loader {
 namespace {
 
 LoaderFactory& ProcessLoaderFactory() {
-    static LoaderFactory factory;
-    return factory;
+    static vek::NeverDestroyed<LoaderFactory> factory;
+    return *factory;
 }
 
 }  // namespace
@@ -79,6 +79,13 @@ void ServiceAccess::Hasten() noexcept {
 
 void ServiceAccess::End() noexcept {
     if (const auto road = Road()) road->End();
+}
+
+void ServiceAccess::Drop() noexcept {
+    End();
+    vek::RefPtr<ILoader> loader;  // goes after the lock
+    const std::lock_guard guard(lock_);
+    loader = std::move(loader_);
 }
 
 ServiceAccess& ProcessServices() noexcept {

@@ -54,6 +54,9 @@ public:
     void Hasten() noexcept;
     void End() noexcept;
 
+    // As End, and lets go of the loader; a later lookup creates another.
+    void Drop() noexcept;
+
 private:
     vek::RefPtr<IProductRoad> Road() noexcept;
     void* RequireService(vek::interface_id_t id);

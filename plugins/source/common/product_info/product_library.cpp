@@ -50,6 +50,13 @@ void* ProductLibrary::Create(const char* name, vek::interface_id_t id) const {
     return object;
 }
 
+void LibraryKeeper::Drop() noexcept {
+    std::shared_ptr<const ProductLibrary> old;  // goes after the lock
+    const std::lock_guard guard(lock_);
+    old = std::move(library_);
+    failure_ = nullptr;
+}
+
 std::shared_ptr<const ProductLibrary> LibraryKeeper::Library(
     const LibraryEnvironment& environment) {
     std::shared_ptr<const ProductLibrary> old;  // goes after the lock

@@ -84,6 +84,9 @@ public:
     // written where the library is named. Any thread may call it, and waits for another's loading.
     std::shared_ptr<const ProductLibrary> Library(const LibraryEnvironment& environment);
 
+    // Lets go of the library, and of an attempt that failed.
+    void Drop() noexcept;
+
 private:
     vek::platform::Lock lock_;
     LibraryName name_;  // of the library, or of the attempt

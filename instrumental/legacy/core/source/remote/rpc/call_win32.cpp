@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "remote/rpc/identity_win32.h"
+#include "remote/rpc/module_end_win32.h"
 
 namespace remote {
 namespace {
@@ -28,37 +29,25 @@ void WINAPI Close(void* thread) { ::CloseHandle(thread); }
 // A handle for each thread that has asked for it. Not in a thread_local object: to run destructors
 // of those, the runtime library wants the loader's lock within one of its own, and an ending thread
 // takes the two the other way round.
-class ThreadHandles {
-public:
-    ThreadHandles() noexcept : slot_(::FlsAlloc(Close)) {}
-    ~ThreadHandles() {
-        if (slot_ != FLS_OUT_OF_INDEXES) ::FlsFree(slot_);  // closes all of them
-    }
-    ThreadHandles(const ThreadHandles&) = delete;
-    ThreadHandles& operator=(const ThreadHandles&) = delete;
-
-    HANDLE Get() noexcept {
-        if (slot_ == FLS_OUT_OF_INDEXES) return nullptr;
-        if (void* const kept = ::FlsGetValue(slot_)) return kept;
-        const HANDLE thread = OpenThisThread();
-        if (thread == nullptr || ::FlsSetValue(slot_, thread) != FALSE) return thread;
-        ::CloseHandle(thread);
-        return nullptr;
-    }
-
-private:
-    const DWORD slot_;
-};
+const DWORD thread_handles = ::FlsAlloc(Close);
 
 // A handle of the calling thread that others can use while the thread lives; null when the system
 // gives none. It stays the system's to close. Kept, because to make one is a good part of what a
 // small call costs.
 HANDLE ThisThread() noexcept {
-    static ThreadHandles handles;
-    return handles.Get();
+    if (thread_handles == FLS_OUT_OF_INDEXES) return nullptr;
+    if (void* const kept = ::FlsGetValue(thread_handles)) return kept;
+    const HANDLE thread = OpenThisThread();
+    if (thread == nullptr || ::FlsSetValue(thread_handles, thread) != FALSE) return thread;
+    ::CloseHandle(thread);
+    return nullptr;
 }
 
 }  // namespace
+
+void FreeThreadHandles() noexcept {
+    if (thread_handles != FLS_OUT_OF_INDEXES) ::FlsFree(thread_handles);  // closes all of them
+}
 
 vek::result_t ResultOf(RPC_STATUS status) noexcept {
     switch (status) {

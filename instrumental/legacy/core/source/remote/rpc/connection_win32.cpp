@@ -23,9 +23,14 @@ constexpr std::chrono::seconds kFarewell{3};
 constexpr std::chrono::milliseconds kCancelPause{10};
 constexpr std::chrono::milliseconds kCancelPatience{10000};
 
+// Not here, where the connection may end with its last user: its end waits for this call.
 void CALLBACK OnProcessEnded(void* token, BOOLEAN) {
-    const auto connection = RpcServer::Get().ConnectionOf(reinterpret_cast<std::uint64_t>(token));
-    if (connection) connection->Lose("the peer has gone");
+    static_cast<void>(vek::AtBorder([number = reinterpret_cast<std::uint64_t>(token)] {
+        vek::platform::StartCountedThread(vek::platform::TheSystem(), [number] {
+            if (const auto connection = RpcServer::Get().ConnectionOf(number))
+                connection->Lose("the peer has gone");
+        });
+    }));
 }
 
 // A call within a call comes on another thread than the one that waits: the peers count for each

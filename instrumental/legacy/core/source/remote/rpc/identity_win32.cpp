@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/platform/handle_win32.h"
 
 namespace remote {
@@ -100,9 +101,9 @@ std::atomic<IdentitySource*> source_in_place{nullptr};
 }  // namespace
 
 IdentitySource& TheIdentitySource() noexcept {
-    static SystemIdentitySource system;
+    static vek::NeverDestroyed<SystemIdentitySource> system;
     IdentitySource* const other = source_in_place;
-    return other != nullptr ? *other : system;
+    return other != nullptr ? *other : *system;
 }
 
 void SetIdentitySource(IdentitySource* source) noexcept { source_in_place = source; }

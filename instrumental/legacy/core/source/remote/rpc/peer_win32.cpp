@@ -18,7 +18,7 @@ void PeerProcess::Watch(WAITORTIMERCALLBACK ended, std::uint64_t argument) noexc
 }
 
 PeerProcess::~PeerProcess() {
-    if (wait_ != nullptr) ::UnregisterWaitEx(wait_, nullptr);
+    if (wait_ != nullptr) ::UnregisterWaitEx(wait_, INVALID_HANDLE_VALUE);
 }
 
 }  // namespace remote

@@ -12,12 +12,13 @@ namespace remote {
 class PeerProcess {
 public:
     PeerProcess(std::uint32_t id, bool duplicates) noexcept;
+    // Waits for a call of `ended`, so never in one.
     ~PeerProcess();
     PeerProcess(const PeerProcess&) = delete;
     PeerProcess& operator=(const PeerProcess&) = delete;
 
-    // `ended` is called with `argument` when the process ends, on a thread of the system's, and
-    // possibly when this object is gone. To be called once.
+    // `ended` is called with `argument` when the process ends, on a thread of the system's. To be
+    // called once.
     void Watch(WAITORTIMERCALLBACK ended, std::uint64_t argument) noexcept;
 
     // A handle that handles can be duplicated with, or null.

@@ -157,12 +157,14 @@ void __RPC_USER OnClientGone(void* link) {
     if (const auto connection = RpcServer::Get().ConnectionOf(token)) {
         connection->Lose("the peer has gone");
     }
+    RpcServer::Get().RemoveLink();
 }
 
 // Gives the client a hold on the connection of `token`, none when that is 0.
 wire::link_bytes_t GiveLink(const ServedCall& call, std::uint64_t token) noexcept {
     alignas(8) wire::link_bytes_t link{};
-    Guarded([&] {
+    if (token != 0) RpcServer::Get().AddLink();
+    const RPC_STATUS given = Guarded([&] {
         NDR_SCONTEXT const context = ::NDRSContextUnmarshall2(
             call.handle(), nullptr, NDR_LOCAL_DATA_REPRESENTATION, RPC_CONTEXT_HANDLE_DEFAULT_GUARD,
             RPC_CONTEXT_HANDLE_DEFAULT_FLAGS);
@@ -170,6 +172,7 @@ wire::link_bytes_t GiveLink(const ServedCall& call, std::uint64_t token) noexcep
         ::NDRSContextMarshall2(call.handle(), context, link.data(), OnClientGone,
                                RPC_CONTEXT_HANDLE_DEFAULT_GUARD, RPC_CONTEXT_HANDLE_DEFAULT_FLAGS);
     });
+    if (token != 0 && given != RPC_S_OK) RpcServer::Get().RemoveLink();
     return link;
 }
 
@@ -253,6 +256,7 @@ RPC_STATUS Disconnect(ServedCall& call) noexcept {
 template <RPC_STATUS (*operation)(ServedCall&) noexcept>
 void __RPC_STUB Dispatch(RPC_MESSAGE* message) {
     const RPC_STATUS status = [message]() noexcept {
+        const RpcServer::Busy busy;
         ServedCall call(*message);
         // The runtime has been told, but not each of them obeys.
         const bool fits = call.IsReadable() && call.request().size() <= kMaxCallSize;

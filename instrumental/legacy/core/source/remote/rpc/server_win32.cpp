@@ -13,10 +13,13 @@
 #include "remote/rpc/binding_win32.h"
 #include "remote/rpc/call_win32.h"
 #include "remote/rpc/identity_win32.h"
+#include "remote/rpc/module_end_win32.h"
 #include "remote/rpc/raw_call_win32.h"
+#include "vek/core/border.h"
 #include "vek/core/never_destroyed.h"
 #include "vek/core/throw.h"
 #include "vek/platform/handle_win32.h"
+#include "vek/platform/system.h"
 
 namespace remote {
 namespace {
@@ -63,9 +66,17 @@ RPC_STATUS Register(const std::set<std::string>& accounts) {
                          RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxSize, CheckClient, descriptor);
 }
 
-void Unregister() noexcept {
-    // Not waiting for the calls: this may be one of them.
-    ::RpcServerUnregisterIf(ServedInterface(), nullptr, FALSE);
+// For a moment: not waiting for the calls.
+void Unregister() noexcept { ::RpcServerUnregisterIf(ServedInterface(), nullptr, FALSE); }
+
+// For good: waits for the calls and runs the clients down. Wine only says so, and runs them down
+// when they are gone.
+void UnregisterAndWait() noexcept {
+    if (IsWine()) {
+        ::RpcServerUnregisterIf(ServedInterface(), nullptr, TRUE);
+    } else {
+        ::RpcServerUnregisterIfEx(ServedInterface(), nullptr, TRUE);
+    }
 }
 
 vek::result_t OpenResult(RPC_STATUS status) noexcept {
@@ -89,17 +100,20 @@ std::uint64_t NewToken() {
 }
 
 // The number that `name` is, or 0.
-std::uint16_t PortOf(std::string_view name) noexcept {
-    std::uint16_t port = 0;
-    const auto read = std::from_chars(name.data(), name.data() + name.size(), port);
-    return read.ec == std::errc() && read.ptr == name.data() + name.size() ? port : 0;
+template <class Number>
+Number NumberOf(std::string_view name) noexcept {
+    Number number = 0;
+    const auto read = std::from_chars(name.data(), name.data() + name.size(), number);
+    return read.ec == std::errc() && read.ptr == name.data() + name.size() ? number : 0;
 }
 
-// The ports that this process has of `bindings`.
-std::set<std::uint16_t> TcpPorts() {
-    std::set<std::uint16_t> ports;
+// The numbers of the endpoints that this process has opened, whichever module did: of those over
+// `protocol` whose names begin with `prefix`.
+template <class Number>
+std::set<Number> Opened(std::string_view protocol, std::string_view prefix) {
+    std::set<Number> numbers;
     RPC_BINDING_VECTOR* bindings = nullptr;
-    if (::RpcServerInqBindings(&bindings) != RPC_S_OK) return ports;
+    if (::RpcServerInqBindings(&bindings) != RPC_S_OK) return numbers;
     for (unsigned long i = 0; i < bindings->Count; ++i) {
         RPC_CSTR text = nullptr;
         if (::RpcBindingToStringBindingA(bindings->BindingH[i], &text) != RPC_S_OK) continue;
@@ -107,14 +121,19 @@ std::set<std::uint16_t> TcpPorts() {
         const std::string binding(reinterpret_cast<const char*>(text));
         ::RpcStringFreeA(&text);
         const std::size_t open = binding.find('[');
-        if (!binding.starts_with(kTcpProtocol) || open == std::string::npos) continue;
-        const auto port =
-            PortOf(std::string_view(binding).substr(open + 1, binding.find(']') - open - 1));
-        if (port != 0) ports.insert(port);
+        if (!binding.starts_with(protocol) || open == std::string::npos) continue;
+        const auto name = std::string_view(binding).substr(open + 1, binding.find(']') - open - 1);
+        if (!name.starts_with(prefix)) continue;
+        if (const auto number = NumberOf<Number>(name.substr(prefix.size())); number != 0)
+            numbers.insert(number);
     }
     ::RpcBindingVectorFree(&bindings);
-    return ports;
+    return numbers;
 }
+
+std::set<std::uint16_t> TcpPorts() { return Opened<std::uint16_t>(kTcpProtocol, ""); }
+
+std::set<std::uint32_t> LocalIds() { return Opened<std::uint32_t>(kLocalProtocol, "VLRemote:"); }
 
 // A runtime may open an endpoint on a thread of its own, after it was said to be open: waits until
 // a call arrives there.
@@ -149,12 +168,14 @@ RpcServer::Use::Use(const TransportConfig& config) {
     const std::lock_guard guard(server.use_lock_);
     std::set<std::string> accounts = server.accounts_;
     accounts.insert({account, own});
-    if (accounts != server.accounts_) {
-        if (server.uses_ != 0) Unregister();
+    if (!server.registered_ || accounts != server.accounts_) {
+        if (server.registered_) Unregister();
         if (Register(accounts) != RPC_S_OK) {
-            if (server.uses_ != 0) Register(server.accounts_);
+            if (server.registered_) Register(server.accounts_);
             vek::ThrowSystem(result::kPlatformError);
         }
+        if (!server.registered_) server.hold_ = vek::platform::ModuleHold::Take();
+        server.registered_ = true;
         server.accounts_ = std::move(accounts);
     }
     ++server.uses_;
@@ -163,9 +184,52 @@ RpcServer::Use::Use(const TransportConfig& config) {
 RpcServer::Use::~Use() {
     RpcServer& server = Get();
     const std::lock_guard guard(server.use_lock_);
-    if (--server.uses_ != 0) return;
-    Unregister();
-    server.accounts_.clear();
+    if (--server.uses_ == 0) server.StartUnregistering();
+}
+
+// With the lock. Not here: the runtime waits for the calls that it serves, and this may be one.
+// Without a thread it stays registered, and the module loaded.
+void RpcServer::StartUnregistering() noexcept {
+    if (is_unregistering_) return;
+    static_cast<void>(vek::AtBorder([this] {
+        unregistering_ = vek::platform::TheSystem().StartThread([this] { UnregisterUnused(); });
+        is_unregistering_ = unregistering_ != nullptr;
+    }));
+}
+
+// No call that is served needs the lock meanwhile: whatever could make a connection is a use.
+void RpcServer::UnregisterUnused() noexcept {
+    constexpr DWORD kLook = 10;  // ms
+    for (;; ::Sleep(kLook)) {
+        const std::lock_guard guard(use_lock_);
+        if (uses_ == 0 && registered_) {
+            UnregisterAndWait();
+            registered_ = false;
+            accounts_.clear();
+        }
+        if (uses_ == 0 && busy_ != 0) continue;
+        // The calling thread holds the module, too.
+        if (uses_ == 0) hold_ = {};
+        is_unregistering_ = false;
+        return;
+    }
+}
+
+bool RpcServer::AwaitUnregistered(std::chrono::milliseconds timeout) noexcept {
+    std::unique_ptr<vek::platform::Thread> thread;
+    {
+        const std::lock_guard guard(use_lock_);
+        if (uses_ != 0) return false;
+        thread = std::move(unregistering_);
+    }
+    if (!thread || thread->Wait(timeout) == vek::platform::WaitStatus::kSignalled) return true;
+    const std::lock_guard guard(use_lock_);
+    if (!unregistering_) unregistering_ = std::move(thread);
+    return false;
+}
+
+bool AwaitUnregistered(std::chrono::milliseconds timeout) noexcept {
+    return RpcServer::Get().AwaitUnregistered(timeout);
 }
 
 vek::result_t RpcServer::Open(Endpoint& endpoint) {
@@ -180,7 +244,10 @@ vek::result_t RpcServer::Open(Endpoint& endpoint) {
         if (found == opened_.end()) {
             const auto code = OpenResult(::RpcServerUseProtseqEpA(
                 ToRpc(protocol), RPC_C_PROTSEQ_MAX_REQS_DEFAULT, ToRpc(name), nullptr));
-            if (vek::Failed(code)) return code;
+            // Taken by this process itself, before this module was loaded, is as good.
+            const bool is_own = endpoint.local_id != 0 ? LocalIds().contains(endpoint.local_id)
+                                                       : TcpPorts().contains(endpoint.tcp_port);
+            if (vek::Failed(code) && !is_own) return code;
             opened_.emplace(text, false);
         }
     }
@@ -223,9 +290,14 @@ vek::result_t RpcServer::OpenOwn(const Endpoint& peer, Endpoint& own) {
     // Without the lock, which no thread may keep for long. Of two that open one at once the first
     // one's is used.
     vek::result_t code = kEndpointTaken;
-    for (int i = 0; code == kEndpointTaken && i < kLocalIdAttempts; ++i) {
+    if (const auto earlier = LocalIds(); !earlier.empty()) {
+        own = {*earlier.begin(), 0};
+        code = Open(own);
+    }
+    for (int i = 0; vek::Failed(code) && i < kLocalIdAttempts; ++i) {
         own = {NewLocalId(), 0};
         code = Open(own);
+        if (code != kEndpointTaken) break;
     }
     if (vek::Failed(code)) return code;
     const std::lock_guard guard(own_lock_);

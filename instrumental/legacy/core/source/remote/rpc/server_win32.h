@@ -1,11 +1,14 @@
 #pragma once
 
 // The RPC server of this process, one for all listeners and connections. The interface is
-// registered as long as one of them needs it. The RPC runtime keeps an endpoint that was used once
-// until the process ends.
+// registered as long as one of them needs it, and the module stays loaded as long as the runtime
+// may call it. The RPC runtime keeps an endpoint that was used once until the process ends; a
+// module that is loaded again uses it again.
 
 #include <rpc.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -16,6 +19,8 @@
 #include "remote/establish.h"
 #include "vek/core/result.h"
 #include "vek/platform/lock.h"
+#include "vek/platform/module_win32.h"
+#include "vek/platform/thread.h"
 
 namespace remote {
 
@@ -37,7 +42,24 @@ public:
         Use& operator=(const Use&) = delete;
     };
 
+    // While one lives, the runtime runs code of this module's: a call, or a client's rundown to
+    // come.
+    class Busy {
+    public:
+        Busy() noexcept { ++Get().busy_; }
+        ~Busy() { --Get().busy_; }
+        Busy(const Busy&) = delete;
+        Busy& operator=(const Busy&) = delete;
+    };
+
     static RpcServer& Get() noexcept;
+
+    // A client that is to be run down was taken in, or was run down.
+    void AddLink() noexcept { ++busy_; }
+    void RemoveLink() noexcept { --busy_; }
+
+    // As the function of module_end_win32.h.
+    bool AwaitUnregistered(std::chrono::milliseconds timeout) noexcept;
 
     // Makes this process reachable at `endpoint`; at a port that the system chooses when it has
     // neither number. Nothing to do when it is already. The interface is registered meanwhile.
@@ -60,8 +82,17 @@ public:
 private:
     vek::result_t OpenAnyPort(Endpoint& endpoint);
 
-    vek::platform::Lock use_lock_;
+    void StartUnregistering() noexcept;
+    void UnregisterUnused() noexcept;
+
+    std::atomic<int> busy_{0};
+
+    vek::platform::Lock use_lock_;  // guards what follows
     std::uint32_t uses_ = 0;
+    bool registered_ = false;
+    vek::platform::ModuleHold hold_;  // while registered, and until it is not busy
+    bool is_unregistering_ = false;
+    std::unique_ptr<vek::platform::Thread> unregistering_;
     std::set<std::string> accounts_;  // who may call, as text SIDs; "AU" is everyone
 
     vek::platform::Lock own_lock_;

@@ -46,12 +46,15 @@ private:
 
 }  // namespace
 
+HRESULT CreateExtensionObject(vek::RefPtr<IUnknown>& object) noexcept {
+    return ::CoCreateInstance(kExchClientExtClass, nullptr, kAnyServer, iid::kExchExtObject,
+                              object.put_void());
+}
+
 HRESULT CreateExchangeExtension(ExchangeEventSourcePtr& extension) noexcept {
     return com::AtBorder([&] {
         vek::RefPtr<IUnknown> object;
-        helpers::CheckGiven(::CoCreateInstance(kExchClientExtClass, nullptr, kAnyServer,
-                                               iid::kExchExtObject, object.put_void()),
-                            object);
+        helpers::CheckGiven(CreateExtensionObject(object), object);
         extension = std::make_shared<ExchangeExtension>(std::move(object));
     });
 }

@@ -7,8 +7,11 @@
 
 namespace plugins::mail_processing::automation {
 
-// Creates the registered extension object, wherever it runs, as a source of events. On a thread
-// that has initialised COM; gives CoCreateInstance's code.
+// Creates the registered extension object, wherever it runs, and gives its own interface. On a
+// thread that has initialised COM; gives CoCreateInstance's code.
+HRESULT CreateExtensionObject(vek::RefPtr<IUnknown>& object) noexcept;
+
+// The same as a source of events.
 HRESULT CreateExchangeExtension(ExchangeEventSourcePtr& extension) noexcept;
 
 // An extension object's own side: fires the events that it is told, which are those of all

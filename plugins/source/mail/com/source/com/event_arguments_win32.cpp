@@ -5,16 +5,18 @@
 namespace plugins::com {
 namespace {
 
-void Require(bool fits) {
-    if (!fits) helpers::ThrowHResult(DISP_E_TYPEMISMATCH);
-}
-
 bool IsReference(const VARIANT& argument) { return (argument.vt & VT_BYREF) != 0; }
 
 // By value or by reference.
 bool IsOf(const VARIANT& argument, VARTYPE type) { return (argument.vt & ~VT_BYREF) == type; }
 
 }  // namespace
+
+void EventArguments::Require(std::size_t index, bool fits, HRESULT code) const {
+    if (fits) return;
+    if (wrong_ != nullptr) *wrong_ = static_cast<UINT>(parameters_->cArgs - 1 - index);
+    helpers::ThrowHResult(code);
+}
 
 void EventArguments::Expect(std::size_t count) const {
     const std::size_t given = parameters_ == nullptr ? 0 : parameters_->cArgs;
@@ -26,37 +28,59 @@ void EventArguments::Expect(std::size_t count) const {
 const VARIANT& EventArguments::At(std::size_t index) const {
     const VARIANT* argument = &parameters_->rgvarg[parameters_->cArgs - 1 - index];
     if (argument->vt == (VT_BYREF | VT_VARIANT)) argument = argument->pvarVal;
-    Require(argument != nullptr && !(IsReference(*argument) && argument->byref == nullptr));
+    Require(index, argument != nullptr && !(IsReference(*argument) && argument->byref == nullptr));
+    Require(index, argument->vt != VT_ERROR || argument->scode != DISP_E_PARAMNOTFOUND,
+            DISP_E_PARAMNOTFOUND);
     return *argument;
 }
 
 vek::RefPtr<IDispatch> EventArguments::Object(std::size_t index) const {
     const VARIANT& argument = At(index);
-    Require(IsOf(argument, VT_DISPATCH));
+    Require(index, IsOf(argument, VT_DISPATCH));
     IDispatch* const object = IsReference(argument) ? *argument.ppdispVal : argument.pdispVal;
-    Require(object != nullptr);
+    Require(index, object != nullptr);
     return vek::RefPtr<IDispatch>::Share(object);
 }
 
 vek::RefPtr<IUnknown> EventArguments::Unknown(std::size_t index) const {
     const VARIANT& argument = At(index);
-    Require(IsOf(argument, VT_UNKNOWN));
+    Require(index, IsOf(argument, VT_UNKNOWN));
     IUnknown* const object = IsReference(argument) ? *argument.ppunkVal : argument.punkVal;
-    Require(object != nullptr);
+    Require(index, object != nullptr);
     return vek::RefPtr<IUnknown>::Share(object);
 }
 
 std::optional<std::u16string> EventArguments::Text(std::size_t index) const {
     const VARIANT& argument = At(index);
-    Require(IsOf(argument, VT_BSTR));
+    Require(index, IsOf(argument, VT_BSTR));
     const BSTR text = IsReference(argument) ? *argument.pbstrVal : argument.bstrVal;
     if (text == nullptr) return std::nullopt;
     return std::u16string(text, text + ::SysStringLen(text));
 }
 
+std::int32_t EventArguments::Number(std::size_t index) const {
+    OwnedVariant number;
+    const HRESULT copied = ::VariantCopyInd(number.address(), const_cast<VARIANT*>(&At(index)));
+    Require(index, SUCCEEDED(copied), copied);
+    const VARTYPE type = number.get().vt;
+    Require(index, type != VT_EMPTY && type != VT_NULL && type != VT_BSTR && type != VT_DISPATCH);
+    const HRESULT changed = ::VariantChangeType(number.address(), number.address(), 0, VT_I4);
+    Require(index, SUCCEEDED(changed), changed);
+    return number.get().lVal;
+}
+
+void EventArguments::ExpectObject(std::size_t index) const {
+    const VARIANT& argument = At(index);
+    Require(index, IsOf(argument, VT_DISPATCH) || IsOf(argument, VT_UNKNOWN));
+}
+
+void EventArguments::ExpectArray(std::size_t index) const {
+    Require(index, IsOf(At(index), VT_ARRAY | VT_VARIANT));
+}
+
 VARIANT_BOOL& EventArguments::FlagByReference(std::size_t index) const {
     const VARIANT& argument = At(index);
-    Require(argument.vt == (VT_BYREF | VT_BOOL));
+    Require(index, argument.vt == (VT_BYREF | VT_BOOL));
     return *argument.pboolVal;
 }
 

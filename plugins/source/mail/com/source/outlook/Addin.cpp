@@ -69,6 +69,7 @@ CAddin::CAddin(AddinEnvironment environment)
 CAddin::~CAddin() { Replace(nullptr); }
 
 HRESULT CAddin::OnConnection(ApplicationObject& object) noexcept {
+    const auto self = weak_from_this().lock();
     const trace::Scope scope(environment_.tracer, "OnConnection");
     std::shared_ptr<ConnectedAddin> connection;
     HRESULT result = E_FAIL;
@@ -109,6 +110,7 @@ void CAddin::CheckOpenItems(ConnectedAddin& connection, const std::vector<ItemPt
 }
 
 void CAddin::OnDisconnection() noexcept {
+    const auto self = weak_from_this().lock();
     const trace::Scope scope(environment_.tracer, "OnDisconnection");
     Replace(nullptr);
 }
@@ -126,6 +128,7 @@ void CAddin::Replace(std::shared_ptr<ConnectedAddin> next) noexcept {
 // is nothing to do.
 template <class Handler>
 void CAddin::Handle(std::string_view name, const Handler& handler) noexcept {
+    const auto self = weak_from_this().lock();
     const trace::Scope scope(environment_.tracer, name);
     const EventScope event(environment_.event_wait);
     TraceExceptions(environment_.tracer, [&] {
@@ -161,6 +164,7 @@ void CAddin::OnRead(mapi::IExchExtCallback* callback) noexcept {
 }
 
 void CAddin::OnItemRead(const ItemPtr& item) noexcept {
+    const auto self = weak_from_this().lock();
     TraceExceptions(environment_.tracer, [&] {
         const EventScope event(environment_.event_wait);
         if (const auto connection = connection_) message_events_.ItemReadImpl(*connection, item);
@@ -174,6 +178,7 @@ void CAddin::OnQuit() noexcept {
 }
 
 void CAddin::OnOptionsPagesAdd(PropertyPages& pages) noexcept {
+    const auto self = weak_from_this().lock();
     const trace::Scope scope(environment_.tracer, "OnOptionsAddPages");
     TraceExceptions(environment_.tracer, [&] {
         const EventScope event(environment_.event_wait);

@@ -7,17 +7,18 @@
 
 #include "outlook/connected_addin.h"
 #include "outlook/message_events.h"
+#include "vek/core/object.h"
 
 namespace plugins::mail_processing {
 
 // The add-in: connects to Outlook, hears its events and has MessageEvents decide what is checked.
 // On Outlook's thread; every handler may be entered from within another. No handler raises, and no
-// failure of a check keeps Outlook from what it does.
-class CAddin final : public AddinEvents {
+// failure of a check keeps Outlook from what it does. One that is held by shared_ptr may be let go
+// of from within a handler: it stays until that returns.
+class CAddin final : public AddinEvents, public std::enable_shared_from_this<CAddin> {
 public:
     explicit CAddin(AddinEnvironment environment);
-    // As OnDisconnection; never from within a handler: whoever calls one holds the add-in
-    // meanwhile.
+    // As OnDisconnection; never from within a handler.
     ~CAddin();
     CAddin(const CAddin&) = delete;
     CAddin& operator=(const CAddin&) = delete;
@@ -55,6 +56,7 @@ private:
     template <class Handler>
     void Handle(std::string_view name, const Handler& handler) noexcept;
 
+    const vek::LiveObjectMark mark_;
     const AddinEnvironment environment_;
     MessageEvents message_events_;
     // A connection is built aside and published when it is whole. Until then it is known only to be

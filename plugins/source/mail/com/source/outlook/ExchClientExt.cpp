@@ -6,6 +6,7 @@
 
 #include "com/border.h"
 #include "internal/helpers/hresult_exception.h"
+#include "vek/core/never_destroyed.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -43,8 +44,20 @@ CExchClientExt::~CExchClientExt() {
     subscribers_->RemoveIf([this](const Subscriber& each) { return each.at == this; });
 }
 
-const std::shared_ptr<CExchClientExt::Subscribers>& CExchClientExt::ProcessSubscribers() {
-    static const auto subscribers = std::make_shared<Subscribers>();
+void* CExchClientExt::FindClientInterface(REFIID id) noexcept {
+    if (id == mapi::iid::kExchExt) return static_cast<mapi::IExchExt*>(this);
+    if (id == mapi::iid::kExchExtSessionEvents)
+        return static_cast<mapi::IExchExtSessionEvents*>(this);
+    if (id == mapi::iid::kExchExtMessageEvents)
+        return static_cast<mapi::IExchExtMessageEvents*>(this);
+    return nullptr;
+}
+
+std::shared_ptr<CExchClientExt::Subscribers> CExchClientExt::ProcessSubscribers() {
+    // Goes with the last extension object and connection. Of Outlook's thread alone.
+    static vek::NeverDestroyed<std::weak_ptr<Subscribers>> process;
+    std::shared_ptr<Subscribers> subscribers = (*process).lock();
+    if (!subscribers) *process = subscribers = std::make_shared<Subscribers>();
     return subscribers;
 }
 

@@ -14,16 +14,19 @@ namespace plugins::mail_processing {
 // The Exchange client extension: tells its subscribers of the client's events and decides nothing
 // itself. The client makes objects of its own besides the add-in's, so the subscribers of the
 // process are one list: whichever object the client tells, everyone hears it, once. On Outlook's
-// thread. Construct with vek::MakeObject.
-class CExchClientExt final
-    : public com::ComObject<
-          com::ComInterface<mapi::IExchExt, mapi::iid::kExchExt>,
-          com::ComInterface<mapi::IExchExtSessionEvents, mapi::iid::kExchExtSessionEvents>,
-          com::ComInterface<mapi::IExchExtMessageEvents, mapi::iid::kExchExtMessageEvents>> {
+// thread. The object that it is part of counts its references.
+class CExchClientExt : public mapi::IExchExt,
+                       public mapi::IExchExtSessionEvents,
+                       public mapi::IExchExtMessageEvents {
 public:
     explicit CExchClientExt(vek::trace::TracerPtr tracer = vek::trace::ProcessTracer());
-    // Ends the connections that were made at this object.
-    ~CExchClientExt() override;
+    CExchClientExt(const CExchClientExt&) = delete;
+    CExchClientExt& operator=(const CExchClientExt&) = delete;
+
+    // One of the three.
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override = 0;
+    ULONG STDMETHODCALLTYPE AddRef() override = 0;
+    ULONG STDMETHODCALLTYPE Release() override = 0;
 
     // `extension` for a subscriber in this process, kept alive by what is given here but not by the
     // connections made at it. Raises std::bad_alloc.
@@ -47,6 +50,13 @@ public:
     HRESULT STDMETHODCALLTYPE OnSubmit(mapi::IExchExtCallback*) noexcept override;
     void STDMETHODCALLTYPE OnSubmitComplete(mapi::IExchExtCallback*, ULONG) noexcept override {}
 
+protected:
+    // Ends the connections that were made at this object.
+    virtual ~CExchClientExt();
+
+    // Gives the client's interface `id`, without a reference; null for any other.
+    void* FindClientInterface(REFIID id) noexcept;
+
 private:
     HRESULT Decide(mapi::IExchExtCallback* callback, ULONG context) const;
     using Event = void (ExchangeEvents::*)(mapi::IExchExtCallback*) noexcept;
@@ -60,8 +70,18 @@ private:
         ExchangeEvents& operator*() const noexcept { return *events; }
     };
     using Subscribers = com::Listeners<Subscriber>;
-    static const std::shared_ptr<Subscribers>& ProcessSubscribers();
+    static std::shared_ptr<Subscribers> ProcessSubscribers();
     const std::shared_ptr<Subscribers> subscribers_ = ProcessSubscribers();
+};
+
+// An extension object with the client's interfaces and nothing more. Construct with
+// vek::MakeObject.
+class PlainExchClientExt final : public com::CountedObject<CExchClientExt> {
+public:
+    using CountedObject::CountedObject;
+
+private:
+    void* Find(REFIID id) noexcept override { return FindClientInterface(id); }
 };
 
 }  // namespace plugins::mail_processing

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/core/result.h"
 
 namespace plugins::mail_processing {
@@ -72,8 +73,8 @@ private:
 
 // The observer of those who have none.
 inline CheckObserver& NoObserver() noexcept {
-    static CheckObserver none;
-    return none;
+    static vek::NeverDestroyed<CheckObserver> none;
+    return *none;
 }
 
 // One message on a road that decides whether it is checked: tells why it is not, at most once, and

@@ -1,0 +1,61 @@
+// What the DLL exports, and its entry point. mlxo.def gives the exports their places.
+
+#include <array>
+
+#include "automation/automation_ids.h"
+#include "module/addin_object.h"
+#include "module/extension_object.h"
+#include "module/module_life.h"
+
+namespace {
+
+namespace dll = plugins::dll;
+namespace com = plugins::com;
+
+// A class that COM creates.
+struct ModuleClass {
+    CLSID id;
+    com::Creator create;
+};
+
+constexpr std::array kClasses = {
+    ModuleClass{{0xF061D664, 0xE4F5, 0x469A, {0x90, 0x1A, 0x45, 0x51, 0xDE, 0x4C, 0x0E, 0x8A}},
+                com::CreateObject<dll::AddinObject>},
+    ModuleClass{plugins::mail_processing::automation::kExchClientExtClass,
+                com::CreateObject<dll::ExtensionObject>},
+};
+
+}  // namespace
+
+extern "C" {
+
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* process_ends) {
+    // A process that ends takes everything with it; threads may stand anywhere, with any lock.
+    if (reason == DLL_PROCESS_DETACH && process_ends == nullptr) dll::ForgetModule();
+    return TRUE;
+}
+
+plugins::mapi::IExchExt* WINAPI ExchEntryPoint() { return dll::CreateRegisteredExtension(); }
+
+HRESULT WINAPI DllCanUnloadNow() { return dll::EndModule() ? S_OK : S_FALSE; }
+
+HRESULT WINAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** out) {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    for (const ModuleClass& each : kClasses) {
+        if (each.id != class_id) continue;
+        dll::StartModule();
+        return com::MakeClassFactory(each.create, id, out);
+    }
+    return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+HRESULT WINAPI DllRegisterServer() { return E_NOTIMPL; }
+
+HRESULT WINAPI DllUnregisterServer() { return E_NOTIMPL; }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+
+}  // extern "C"
