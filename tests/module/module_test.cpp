@@ -13,6 +13,7 @@
 #include "tests/automation/fake_object.h"
 #include "tests/product/product_folder.h"
 #include "tests/support/scratch_registry_win32.h"
+#include "vek/platform/handle_win32.h"
 
 namespace {
 
@@ -97,6 +98,14 @@ protected:
         const std::string& library = product_.library();
         ScratchRegistry::Set(L"SOFTWARE\\QZ\\Mail Plugin", L"ProductInfo",
                              std::wstring(library.begin(), library.end()));
+        reference_product::ReplaceTextFile(
+            std::filesystem::path(product_.path()) / "product_info.json",
+            R"({"DataRoot": "c:/trace", "TraceRoot": "c:/trace", "TraceLevel": "800"})");
+        reference_product::ReplaceTextFile(
+            std::filesystem::path(product_.path()) / "settings.json",
+            R"({"isPluginEnabled": true, "checkIncomingOnly": false, "policySettings": null,
+                "userSettings": {"checkOnDelivery": true, "checkOnRead": true,
+                                 "checkOnSend": true}})");
         inspectors_->Has(L"Count", 0x50, OwnedVariant(0));
         outlook_->Has(L"Name", 0x3001, OwnedVariant(u"Outlook"))
             .Has(L"Version", 0x0116, OwnedVariant(u"16.0"))
@@ -104,6 +113,11 @@ protected:
             .Has(L"Inspectors", 0x0118, Dispatch(inspectors_.get()));
     }
     ~ModuleTest() override { ::CoUninitialize(); }
+
+    template <class Condition>
+    static bool Soon(const Condition& condition) {
+        return ProductFolder::Soon(condition);
+    }
 
     vek::RefPtr<IDTExtensibility2> Connect(const Module& module) {
         auto addin = module.Create<IDTExtensibility2>(kAddinClass, kExtensibilityInterface);
@@ -125,23 +139,55 @@ protected:
                                   outlook_ = vek::MakeObject<FakeObject>(plan_, iid::kApplication);
 };
 
-TEST_F(ModuleTest, ConnectsAndGoes) {
-    ASSERT_TRUE(product_.Start());
-    Module module;
-    {
-        const RegisteredExtension extension(module);
-        const auto addin = Connect(module);
-        EXPECT_FALSE(module.CanUnload());
-        Deliver();
-        EXPECT_TRUE(ProductFolder::Soon([&] {
-            return product_.log().find("check") != std::string::npos;
-        })) << product_.log();
-        std::printf("%s\n", product_.log().c_str());
-        EXPECT_EQ(addin->OnDisconnection(0, nullptr), S_OK);
+// What this process has of the system's.
+struct Footprint {
+    Footprint() {
+        DWORD flags = 0;
+        for (std::uintptr_t i = 4; i < 0x10000; i += 4)
+            handles += ::GetHandleInformation(reinterpret_cast<HANDLE>(i), &flags) != FALSE ? 1 : 0;
+        const vek::platform::UniqueHandle all(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+        THREADENTRY32 thread{};
+        thread.dwSize = sizeof thread;
+        for (BOOL more = ::Thread32First(all.get(), &thread); more != FALSE;
+             more = ::Thread32Next(all.get(), &thread))
+            threads += thread.th32OwnerProcessID == ::GetCurrentProcessId() ? 1 : 0;
+        HANDLE heaps[64];
+        const DWORD count = ::GetProcessHeaps(64, heaps);
+        for (DWORD i = 0; i < count; ++i) {
+            PROCESS_HEAP_ENTRY entry{};
+            while (::HeapWalk(heaps[i], &entry) != FALSE)
+                if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) memory += entry.cbData;
+        }
     }
-    EXPECT_TRUE(ProductFolder::Soon([&] { return module.CanUnload(); }));
-    module.Unload();
-    EXPECT_FALSE(Module::IsLoaded());
+    int handles = 0;
+    int threads = 0;
+    std::size_t memory = 0;  // of the heaps
+};
+
+TEST_F(ModuleTest, LoadsChecksAndGoesAgainAndAgain) {
+    ASSERT_TRUE(product_.Start());
+    constexpr int kRounds = 100, kWarm = 20;
+    Footprint warm;
+    for (int round = 1; round <= kRounds; ++round) {
+        {
+            Module module;
+            {
+                const RegisteredExtension extension(module);
+                const auto addin = Connect(module);
+                Deliver();
+                ASSERT_TRUE(Soon([&] { return product_.Logged("check ") == round; })) << product_.log();
+                EXPECT_EQ(addin->OnDisconnection(0, nullptr), S_OK);
+            }
+            ASSERT_TRUE(Soon([&] { return module.CanUnload(); })) << round;
+        }
+        ASSERT_TRUE(Soon([] { return !Module::IsLoaded(); })) << round;
+        if (round == kWarm) warm = Footprint();
+        if (round % 10 == 0) { Footprint f; std::printf("%d: %d handles %d threads %zu bytes\n", round, f.handles, f.threads, f.memory); }
+    }
+    const Footprint now;
+    EXPECT_LE(now.handles, warm.handles + 3);
+    EXPECT_LE(now.threads, warm.threads);
+    EXPECT_LE(now.memory, warm.memory + (kRounds - kWarm) * 1024);
 }
 
 }  // namespace

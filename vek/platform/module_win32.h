@@ -36,8 +36,22 @@ private:
     HMODULE module_ = nullptr;
 };
 
-// Gives back what the threads of the system keep for this module. To be called when it is unloaded
-// and no thread of its own is left (thread_win32.cpp).
-void FreeThreadSlot() noexcept;
+// What is given back to the system when the module is unloaded and the process goes on: to be an
+// object of static storage, which has no destructor. At that time no thread of the module's own is
+// left, and none may be waited for.
+class UnloadStep {
+public:
+    explicit UnloadStep(void (*run)() noexcept) noexcept;
+    UnloadStep(const UnloadStep&) = delete;
+    UnloadStep& operator=(const UnloadStep&) = delete;
+
+    // Takes all steps, and gives back what the runtime library keeps for the calling thread. Called
+    // by DllMain (dll_main_win32.cpp).
+    static void RunAll() noexcept;
+
+private:
+    void (*const run_)() noexcept;
+    UnloadStep* const next_;
+};
 
 }  // namespace vek::platform

@@ -37,6 +37,7 @@ struct State {
 
 // Each thread's State. Not thread_local, which takes a lock and memory on a thread's first use.
 const DWORD state_slot = ::TlsAlloc();
+const UnloadStep free_state_slot([]() noexcept { ::TlsFree(state_slot); });
 
 State* CurrentState() noexcept {
     const DWORD error = ::GetLastError();  // which a success takes away
@@ -151,8 +152,6 @@ private:
 };
 
 }  // namespace
-
-void FreeThreadSlot() noexcept { ::TlsFree(state_slot); }
 
 void ForcedEndShield::Raise() noexcept {
     if (State* const state = CurrentState()) ++state->shields;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "remote/rpc/identity_win32.h"
-#include "remote/rpc/module_end_win32.h"
+#include "vek/platform/module_win32.h"
 
 namespace remote {
 namespace {
@@ -30,6 +30,9 @@ void WINAPI Close(void* thread) { ::CloseHandle(thread); }
 // of those, the runtime library wants the loader's lock within one of its own, and an ending thread
 // takes the two the other way round.
 const DWORD thread_handles = ::FlsAlloc(Close);
+const vek::platform::UnloadStep free_thread_handles([]() noexcept {
+    if (thread_handles != FLS_OUT_OF_INDEXES) ::FlsFree(thread_handles);  // closes all of them
+});
 
 // A handle of the calling thread that others can use while the thread lives; null when the system
 // gives none. It stays the system's to close. Kept, because to make one is a good part of what a
@@ -44,10 +47,6 @@ HANDLE ThisThread() noexcept {
 }
 
 }  // namespace
-
-void FreeThreadHandles() noexcept {
-    if (thread_handles != FLS_OUT_OF_INDEXES) ::FlsFree(thread_handles);  // closes all of them
-}
 
 vek::result_t ResultOf(RPC_STATUS status) noexcept {
     switch (status) {

@@ -13,7 +13,6 @@
 #include "remote/rpc/binding_win32.h"
 #include "remote/rpc/call_win32.h"
 #include "remote/rpc/identity_win32.h"
-#include "remote/rpc/module_end_win32.h"
 #include "remote/rpc/raw_call_win32.h"
 #include "vek/core/border.h"
 #include "vek/core/never_destroyed.h"
@@ -117,9 +116,10 @@ std::set<Number> Opened(std::string_view protocol, std::string_view prefix) {
     for (unsigned long i = 0; i < bindings->Count; ++i) {
         RPC_CSTR text = nullptr;
         if (::RpcBindingToStringBindingA(bindings->BindingH[i], &text) != RPC_S_OK) continue;
-        // "ncacn_ip_tcp:address[port]"
-        const std::string binding(reinterpret_cast<const char*>(text));
+        // "ncacn_ip_tcp:address[port]"; before what would end a part there is a backslash.
+        std::string binding(reinterpret_cast<const char*>(text));
         ::RpcStringFreeA(&text);
+        std::erase(binding, '\\');
         const std::size_t open = binding.find('[');
         if (!binding.starts_with(protocol) || open == std::string::npos) continue;
         const auto name = std::string_view(binding).substr(open + 1, binding.find(']') - open - 1);
@@ -226,10 +226,6 @@ bool RpcServer::AwaitUnregistered(std::chrono::milliseconds timeout) noexcept {
     const std::lock_guard guard(use_lock_);
     if (!unregistering_) unregistering_ = std::move(thread);
     return false;
-}
-
-bool AwaitUnregistered(std::chrono::milliseconds timeout) noexcept {
-    return RpcServer::Get().AwaitUnregistered(timeout);
 }
 
 vek::result_t RpcServer::Open(Endpoint& endpoint) {

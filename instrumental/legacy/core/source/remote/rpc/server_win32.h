@@ -58,7 +58,8 @@ public:
     void AddLink() noexcept { ++busy_; }
     void RemoveLink() noexcept { --busy_; }
 
-    // As the function of module_end_win32.h.
+    // Whether the runtime calls nothing of this module's any more, within `timeout`. False while
+    // there is a connection or a listener. Not on a thread of the runtime's.
     bool AwaitUnregistered(std::chrono::milliseconds timeout) noexcept;
 
     // Makes this process reachable at `endpoint`; at a port that the system chooses when it has

@@ -1,4 +1,4 @@
-// What the DLL exports, and its entry point. mlxo.def gives the exports their places.
+// What the DLL exports. mlxo.def gives the exports their places.
 
 #include <array>
 
@@ -30,12 +30,6 @@ constexpr std::array kClasses = {
 extern "C" {
 
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
-
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* process_ends) {
-    // A process that ends takes everything with it; threads may stand anywhere, with any lock.
-    if (reason == DLL_PROCESS_DETACH && process_ends == nullptr) dll::ForgetModule();
-    return TRUE;
-}
 
 plugins::mapi::IExchExt* WINAPI ExchEntryPoint() { return dll::CreateRegisteredExtension(); }
 

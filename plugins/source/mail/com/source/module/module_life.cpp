@@ -7,12 +7,11 @@
 #include "common/loader/product_loader.h"
 #include "common/product_info/product_info.h"
 #include "mlxo_version.h"
-#include "remote/rpc/module_end_win32.h"
+#include "remote/rpc/server_win32.h"
 #include "vek/core/border.h"
 #include "vek/core/never_destroyed.h"
 #include "vek/core/object.h"
 #include "vek/platform/lock.h"
-#include "vek/platform/module_win32.h"
 #include "vek/trace/file_tracer.h"
 
 namespace plugins::dll {
@@ -65,18 +64,13 @@ bool EndModule() noexcept {
         loader::ProcessServices().Drop();
         product_info::TheLibraryKeeper()->Drop();
     }
-    if (vek::LiveObjectCount() != 0 || !remote::AwaitUnregistered(kUnregisterPatience))
+    if (vek::LiveObjectCount() != 0 || !remote::RpcServer::Get().AwaitUnregistered(kUnregisterPatience))
         return false;
     // Both hold the trace.
     loader::SetProcessLoaderFactory(nullptr);
     vek::trace::SetProcessTracer(nullptr);
     life.runs = false;
     return true;
-}
-
-void ForgetModule() noexcept {
-    remote::FreeThreadHandles();
-    vek::platform::FreeThreadSlot();
 }
 
 }  // namespace plugins::dll

@@ -13,8 +13,4 @@ void StartModule() noexcept;
 // called on one of the module's own, nor while the system loads or unloads a library.
 bool EndModule() noexcept;
 
-// The module is unloaded, and the process goes on: gives back what the system keeps for it. Called
-// while the system unloads it; nothing of the module runs any more.
-void ForgetModule() noexcept;
-
 }  // namespace plugins::dll
