@@ -274,6 +274,7 @@ Leftovers EventPlayer::leftovers() {
     EndInspection();
     host_->Run([&] {
         for (const ScenarioMessage& message : mailbox_.messages()) host_->Close(message.entry_id);
+        OnEventEnd({}, {});
     });
     return {host_->live_items(),          host_->live_connections(), mapi_.live_objects(),
             mapi_.memory().LiveBuffers(), mapi_.memory().BadFrees(), mapi_.foreign_calls(),

@@ -76,8 +76,12 @@ vek::RefPtr<plugins::mapi::IExchExt> Addin::MakeExtension() const {
 }
 
 bool UnloadLibraries(const std::wstring& path) {
-    ::CoFreeUnusedLibrariesEx(0, 0);
-    return ::GetModuleHandleW(path.c_str()) == nullptr;
+    for (int tries = 0; tries != 100; ++tries) {
+        ::CoFreeUnusedLibrariesEx(0, 0);
+        if (::GetModuleHandleW(path.c_str()) == nullptr) return true;
+        ServeMessages(std::chrono::milliseconds(10));
+    }
+    return false;
 }
 
 void ServeMessages(std::chrono::milliseconds time) {

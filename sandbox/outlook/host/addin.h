@@ -36,7 +36,8 @@ private:
     vek::RefPtr<IDispatch> entry_;  // what it can ask of itself
 };
 
-// Has COM unload what nobody needs, at once. Whether no library of that path is left.
+// Has COM unload what nobody needs. Whether no library of that path is left in the end: its own
+// threads may need a moment.
 bool UnloadLibraries(const std::wstring& path);
 
 // Serves the messages of this thread for that long, and once at least.

@@ -55,6 +55,12 @@ void SetLoadBehavior(const std::wstring& prog_id, std::uint32_t value) {
                       sizeof data);
 }
 
+void ForgetUsersLoadBehavior(const std::wstring& prog_id) {
+    // The key goes, too, when that was all.
+    ::RegDeleteKeyValueW(HKEY_CURRENT_USER, KeyOf(prog_id).c_str(), L"LoadBehavior");
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, KeyOf(prog_id).c_str());
+}
+
 std::wstring LibraryOf(const std::wstring& prog_id) {
     CLSID id;
     std::array<wchar_t, 64> text{};

@@ -22,6 +22,9 @@ std::optional<std::uint32_t> LoadBehavior(const std::wstring& prog_id);
 // Writes the user's.
 void SetLoadBehavior(const std::wstring& prog_id, std::uint32_t value);
 
+// Takes the user's away.
+void ForgetUsersLoadBehavior(const std::wstring& prog_id);
+
 // The path of the library that a class of that ProgID is in, empty when it is not registered.
 std::wstring LibraryOf(const std::wstring& prog_id);
 

@@ -33,8 +33,9 @@ class HostPlayer::WatchedProduct final : public demo::ScenarioProduct {
 public:
     WatchedProduct(const HostOptions& options, OutsideRows& rows)
         : rows_(rows),
-          process_(demo::MakeProductProcess(
-              {options.product, options.rules, {}, [](auto time) { ServeMessages(time); }})) {}
+          process_(
+              demo::MakeProductProcess({options.product, options.rules, options.product_arguments,
+                                        [](auto time) { ServeMessages(time); }})) {}
 
     void Start() override {
         rows_.Collect();
@@ -68,7 +69,7 @@ HostPlayer::HostPlayer(HostOptions options)
       items_(std::make_shared<ItemObjects>(host())),
       application_(ApplicationObject::Make(items_)) {
     mapi().Watch([this](const std::string& entry_id) { rows_.OnOpened(entry_id); });
-    StartProduct();
+    if (options_.starts_product) StartProduct();
 }
 
 HostPlayer::~HostPlayer() { DisconnectAddin(); }
@@ -97,10 +98,17 @@ HRESULT HostPlayer::ConnectAddin() {
 
 void HostPlayer::DisconnectAddin() {
     if (!std::exchange(connected_, false)) return;
-    if (!options_.shutdown_notifications) return;  // the process will end
+    if (options_.ending == Ending::kExit) return;  // the process will end
+    const bool unticked = options_.ending == Ending::kUnticked;
     const auto start = Clock::now();
-    for (const auto& addin : addins_) addin->TellBeginShutdown();
-    for (const auto& addin : addins_) addin->Disconnect(DisconnectMode::kHostShutdown);
+    for (const auto& addin : addins_) {
+        if (unticked)
+            SetLoadBehavior(addin->prog_id(), load_behavior::kAtStartup);
+        else
+            addin->TellBeginShutdown();
+    }
+    for (const auto& addin : addins_)
+        addin->Disconnect(unticked ? DisconnectMode::kUserClosed : DisconnectMode::kHostShutdown);
     resiliency_.Note(Occasion::kShutdown, Since(start));
     host().UnloadExtension();
     items_->Sweep();
@@ -155,7 +163,9 @@ bool HostPlayer::PrintAddins(std::ostream& out) {
     bool good = true;
     for (const std::wstring& prog_id : RegisteredAddins()) {
         const auto behavior = LoadBehavior(prog_id);
-        const bool stays = behavior == 3u;
+        const bool stays = behavior == (options_.ending == Ending::kUnticked ? 2u : 3u);
+        // The user ticks it again.
+        if (options_.ending == Ending::kUnticked) ForgetUsersLoadBehavior(prog_id);
         out << "LoadBehavior of " << vek::ToUtf8(std::u16string(prog_id.begin(), prog_id.end()))
             << ": " << (behavior ? std::to_string(*behavior) : "none") << '\n';
         good &= stays;

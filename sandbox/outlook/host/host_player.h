@@ -13,6 +13,13 @@
 
 namespace sandbox::host {
 
+// How an add-in comes to its end.
+enum class Ending {
+    kNotified,  // OnBeginShutdown and OnDisconnection, where an administrator has turned them on
+    kExit,      // Outlook since 2010: Quit is all that comes, then the process exits
+    kUnticked,  // the user takes it away in the list of add-ins, while Outlook goes on
+};
+
 struct HostOptions {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the messages in "after", as they are in the end
@@ -20,9 +27,10 @@ struct HostOptions {
     std::filesystem::path product;  // its folder
     std::string version = "15";     // Outlook's
     std::string store = "usual";    // of store_traits.h
-    // Outlook tells add-ins of its end. By default it has not done so since 2010: Quit is all that
-    // comes, then the process exits.
-    bool shutdown_notifications = true;
+    Ending ending = Ending::kNotified;
+    // For the product's first start; without any program it is another process's to start and stop.
+    std::vector<std::string> product_arguments;
+    bool starts_product = true;
 };
 
 // Plays events in an Outlook whose add-ins are those that are registered, and what it has no part
@@ -35,6 +43,9 @@ public:
 
     void Pause(std::chrono::milliseconds time) override { ServeMessages(time); }
     demo::EventRows& rows() override { return rows_; }
+
+    ApplicationObject& application() { return *application_; }
+    OutsideRows& outside() { return rows_; }
 
     // Prints how the add-ins would fare with Outlook, what they hold, and their LoadBehavior.
     // Returns whether they are to be loaded at the next start, too.
@@ -51,7 +62,7 @@ private:
     void Mark(outlook::MessageRecord& record) override { times_.Mark(record); }
     void FindDamage(std::vector<Inspected>& messages) override;
     void OnEventEnd(const std::string& event, std::chrono::microseconds held) override;
-    bool MustGiveBack() const override { return options_.shutdown_notifications; }
+    bool MustGiveBack() const override { return options_.ending != Ending::kExit; }
 
     const HostOptions options_;
     SubmitTimes times_;

@@ -1,10 +1,15 @@
 // A stand-in Outlook that knows no add-in: it finds and drives those that are registered.
 //
-//   mlxo_host --scenario FILE [--shutdown fast] COMMON
+//   mlxo_host --scenario FILE [--ending exit | unticked] COMMON
 //   mlxo_host --soak EVENTS [--seed N] COMMON
+//   mlxo_host --time ROUNDS COMMON
+//   mlxo_host --cycles N COMMON
+//   mlxo_host --exits N COMMON
 //
-// COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME].
-// --product is the folder of an installed product, whose process is started and stopped here.
+// COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME]
+// [--product-option TEXT [--product-value TEXT]]. --product is the folder of an installed product,
+// whose process is started and stopped here; its first start has that option besides. scenario.md
+// says what each way is.
 
 #include <windows.h>
 
@@ -14,13 +19,16 @@
 #include <exception>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "product/state/text_file.h"
 #include "sandbox/demo/scenario/parser.h"
 #include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/outlook/host/host_player.h"
+#include "sandbox/outlook/host/life.h"
 
 // The order matters: it needs windows.h.
 #include <ole2.h>
@@ -35,19 +43,41 @@ constexpr int kUsage = 2;
 
 using CommandLine = std::map<std::string, std::string, std::less<>>;
 
+constexpr std::array<std::string_view, 6> kWays = {"--scenario", "--soak",  "--time",
+                                                   "--cycles",   "--exits", "--exit"};
+
 // Nothing for arguments that cannot be understood.
 bool Parse(int argc, char** argv, CommandLine& arguments) {
-    constexpr std::array<std::string_view, 10> kNames = {
-        "--scenario", "--soak",  "--seed",    "--shutdown", "--messages",
-        "--out",      "--rules", "--product", "--outlook",  "--store"};
+    constexpr std::array<std::string_view, 11> kNames = {
+        "--seed",  "--ending",         "--messages",      "--out",   "--rules",  "--product",
+        "--stamp", "--product-option", "--product-value", "--store", "--outlook"};
     for (int i = 1; i < argc; i += 2) {
-        if (std::ranges::find(kNames, argv[i]) == kNames.end() || i + 1 == argc ||
-            !arguments.emplace(argv[i], argv[i + 1]).second)
+        const bool known = std::ranges::find(kNames, argv[i]) != kNames.end() ||
+                           std::ranges::find(kWays, argv[i]) != kWays.end();
+        if (!known || i + 1 == argc || !arguments.emplace(argv[i], argv[i + 1]).second)
             return false;
     }
-    return arguments.contains("--scenario") != arguments.contains("--soak") &&
+    return std::ranges::count_if(kWays, [&](auto way) { return arguments.contains(way); }) == 1 &&
            arguments.contains("--messages") && arguments.contains("--out") &&
            arguments.contains("--rules") && arguments.contains("--product");
+}
+
+Ending EndingOf(const std::string& name) {
+    if (name.empty()) return Ending::kNotified;
+    if (name == "exit") return Ending::kExit;
+    if (name == "unticked") return Ending::kUnticked;
+    throw std::runtime_error("there is no ending " + name);
+}
+
+// The command line of a process that ends in the middle.
+std::vector<std::string> ExitCommand(const CommandLine& arguments) {
+    std::vector<std::string> command;
+    for (const auto& [name, value] : arguments) {
+        if (name == "--exits" || name.starts_with("--product-")) continue;
+        command.push_back(name);
+        command.push_back(value);
+    }
+    return command;
 }
 
 std::uint32_t Number(const std::string& text) {
@@ -67,7 +97,26 @@ bool Run(CommandLine& arguments) {
     if (const std::string& version = arguments["--outlook"]; !version.empty())
         options.version = version;
     if (const std::string& name = arguments["--store"]; !name.empty()) options.store = name;
-    options.shutdown_notifications = arguments["--shutdown"] != "fast";
+    options.ending = EndingOf(arguments["--ending"]);
+    for (const char* const name : {"--product-option", "--product-value"})
+        if (const std::string& text = arguments[name]; !text.empty())
+            options.product_arguments.push_back(text);
+
+    std::erase_if(arguments, [](const auto& each) { return each.second.empty(); });
+    const auto value = [&](const char* name) {
+        const auto found = arguments.find(name);
+        return found == arguments.end() ? std::nullopt : std::optional(found->second);
+    };
+    if (const auto number = value("--exit"))
+        ExitInTheMiddle(options, Number(*number), PathOf(value("--stamp").value_or("")));
+    if (const auto exits = value("--exits"))
+        return RunExits(options, ExitCommand(arguments), Number(*exits), std::cout);
+    if (const auto cycles = value("--cycles"))
+        return RunCycles(options, Number(*cycles), std::cout);
+    if (const auto rounds = value("--time")) {
+        PrintTimes(options, Number(*rounds), std::cout);
+        return true;
+    }
 
     HostPlayer player(options);
     bool good = false;
@@ -83,7 +132,7 @@ bool Run(CommandLine& arguments) {
     good &= player.PrintAddins(std::cout);
     std::cout.flush();
     // The add-in is connected still, and so it stays.
-    if (!options.shutdown_notifications) ::ExitProcess(good ? 0 : kWentWrong);
+    if (options.ending == Ending::kExit) ::ExitProcess(good ? 0 : kWentWrong);
     return good;
 }
 
@@ -92,8 +141,9 @@ bool Run(CommandLine& arguments) {
 int main(int argc, char** argv) {
     CommandLine arguments;
     if (!Parse(argc, argv, arguments)) {
-        std::cerr << "usage: mlxo_host (--scenario FILE [--shutdown fast] | --soak EVENTS "
-                     "[--seed N])\n"
+        std::cerr << "usage: mlxo_host (--scenario FILE [--ending exit | unticked] | --soak EVENTS "
+                     "[--seed N] |\n"
+                     "                  --time ROUNDS | --cycles N | --exits N)\n"
                      "                 --messages DIR --out DIR --rules FILE --product DIR\n"
                      "                 [--outlook VERSION] [--store NAME]\n";
         return kUsage;
