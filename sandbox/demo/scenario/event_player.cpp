@@ -241,7 +241,7 @@ void EventPlayer::Inspect(bool delete_them) {
     mapi_.faults().Clear();
     for (const Row& row : rows().rows())
         if (auto* const message = row.entry_id.empty() ? nullptr : mailbox_.WithId(row.entry_id))
-            message->checks += row.checks;
+            message->checks += row.checks + row.cut_off;
     std::vector<Inspected> there;
     for (const ScenarioMessage& message : mailbox_.messages()) {
         if (message.entry_id.empty()) continue;  // it was not sent

@@ -20,6 +20,7 @@ struct Row {
     bool queued = false;
     int checks = 0;                     // that were begun because of it, those in background too
     int failed_checks = 0;              // of them
+    int cut_off = 0;                    // that may have been begun besides and were not told of
     bool in_background = false;         // one of them was
     std::vector<std::string> notes;     // why it was not checked
     std::vector<std::string> failures;  // codes of failed checks, and of what kept it from a check

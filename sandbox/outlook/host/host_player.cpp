@@ -45,10 +45,12 @@ public:
     void Stop() override {
         process_->Stop();
         runs_ = false;
+        rows_.OnProductEnded();
     }
     void Kill() override {
         process_->Kill();
         runs_ = false;
+        rows_.OnProductEnded();
     }
     void Set(const plugins::product::MailPluginSettings& settings) override {
         process_->Set(settings);

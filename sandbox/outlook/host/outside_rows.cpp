@@ -65,8 +65,9 @@ MessageRecord SubmitTimes::Unmarked(MessageRecord record, const MessageRecord& o
 }
 
 OutsideRows::Message* OutsideRows::WithId(const std::string& entry_id) {
-    for (auto& [time, message] : messages_)
-        if (message.entry_id == entry_id) return &message;
+    if (!entry_id.empty())
+        for (auto& [time, message] : messages_)
+            if (message.entry_id == entry_id) return &message;
     return nullptr;
 }
 
@@ -119,6 +120,13 @@ void OutsideRows::Collect() {
     CollectLocked();
 }
 
+void OutsideRows::OnProductEnded() {
+    const std::lock_guard lock(mutex_);
+    CollectLocked();
+    if (const Message* const message = WithId(std::exchange(in_background_, {})))
+        ++At(message->row).cut_off;
+}
+
 void OutsideRows::OnProductStarted() {
     const std::lock_guard lock(mutex_);
     read_ = 0;
@@ -144,13 +152,21 @@ void OutsideRows::CollectLocked() {
     }
 }
 
+// The summary of the message could not be had: the check was of the one that is in the background
+// or of the one that Outlook's thread is at.
+void OutsideRows::AddNameless() {
+    if (const Message* const message = WithId(in_background_)) ++At(message->row).cut_off;
+    if (!open_rows_.empty()) ++At(open_rows_.rbegin()->first).cut_off;
+}
+
 void OutsideRows::Add(const std::string& time, bool incoming, std::int32_t result) {
     ++reported_;
     active_ = Clock::now();
     const auto message = messages_.find(time);
-    std::size_t where = message == messages_.end() ? kNoRow : message->second.row;
+    if (message == messages_.end()) return AddNameless();
+    std::size_t where = message->second.row;
     bool in_background = false;
-    if (incoming && message != messages_.end()) {
+    if (incoming) {
         in_background = !in_background_.empty() && in_background_ == message->second.entry_id;
         if (in_background) {
             in_background_.clear();

@@ -48,7 +48,9 @@ public:
     void OnOpened(const std::string& entry_id);
     // Reads what the product has reported until now.
     void Collect();
-    // The product begins its file anew.
+    // The product's process has ended: what it was checking it will not report.
+    void OnProductEnded();
+    // It begins its file anew.
     void OnProductStarted();
 
     std::size_t reported() const { return reported_; }
@@ -63,6 +65,7 @@ private:
 
     void CollectLocked();
     void Add(const std::string& time, bool incoming, std::int32_t result);
+    void AddNameless();
     Message* WithId(const std::string& entry_id);
 
     const std::filesystem::path reports_;
