@@ -4,6 +4,7 @@
 #include <exception>
 #include <iostream>
 
+#include "mlxo_version.h"
 #include "product/process/product_process.h"
 #include "product/process/stop_signal.h"
 
@@ -25,6 +26,10 @@ ExitCode Run(std::span<char* const> arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::string_view(argv[1]) == "--version") {
+        std::cout << "mlxo_product " MLXO_VERSION "\n";
+        return 0;
+    }
     try {
         return static_cast<int>(Run({argv + 1, static_cast<std::size_t>(argc > 1 ? argc - 1 : 0)}));
     } catch (const std::exception& exception) {

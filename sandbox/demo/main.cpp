@@ -12,6 +12,7 @@
 #include <map>
 #include <string>
 
+#include "mlxo_version.h"
 #include "sandbox/demo/demo_run.h"
 
 namespace {
@@ -22,6 +23,10 @@ constexpr int kUsage = 2;
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::string(argv[1]) == "--version") {
+        std::cout << "mlxo_demo " MLXO_VERSION "\n";
+        return 0;
+    }
     std::map<std::string, std::filesystem::path> paths{{"--messages", {}}, {"--out", {}},
                                                        {"--rules", {}},    {"--report", {}},
                                                        {"--product", {}},  {"--store", "usual"}};

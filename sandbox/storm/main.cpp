@@ -20,6 +20,7 @@
 
 #include "common/remoting/remote_interfaces.h"
 #include "mapi/property_tags.h"
+#include "mlxo_version.h"
 #include "processing/message_processor.h"
 #include "sandbox/child_process/child_process.h"
 #include "sandbox/demo/scenario/mail_shelf.h"
@@ -333,6 +334,10 @@ int MakeRounds(const Arguments& arguments) {
 }  // namespace
 
 int main(int count, char** texts) {
+    if (count == 2 && std::string(texts[1]) == "--version") {
+        std::cout << "mlxo_storm " MLXO_VERSION "\n";
+        return 0;
+    }
     Arguments arguments;
     for (int i = 1; i + 1 < count; i += 2) arguments.emplace(texts[i], texts[i + 1]);
     const auto has = [&](const char* name) { return arguments.contains(name); };

@@ -4,8 +4,11 @@
 
 #include <cstring>
 #include <map>
+#include <optional>
 
+#include "internal/helpers/registry_impl.h"
 #include "sandbox/outlook/mapi_subsystem.h"
+#include "sandbox/registry/memory_registry.h"
 #include "tests/support/recording_tracer.h"
 #include "vek/core/exception.h"
 #include "vek/core/text.h"
@@ -15,16 +18,19 @@ namespace {
 using namespace plugins::mapi;
 using namespace vek::platform;
 using Texts = std::vector<std::string>;
-using Values = std::map<std::string, std::string>;
 using SystemError = system_error_t;
 using Symbol = Library::Symbol;
 using View = std::string_view;
 
-const std::string kClientsKey = "SOFTWARE\\Clients\\Mail";
-const std::string kOutlookKey = "Software\\Clients\\Mail\\Microsoft Outlook";
+constexpr std::u16string_view kClientsKey = u"SOFTWARE\\Clients\\Mail";
+constexpr std::u16string_view kOutlookKey = u"Software\\Clients\\Mail\\Microsoft Outlook";
+
+plugins::helpers::RegistryKeyPath InMachine(std::u16string_view key) {
+    return {RegistryHandle::kLocalMachine, std::u16string(key)};
+}
 
 // A system with Outlook. MAPI's functions have no context: they serve `current`.
-struct Office final : Registry, LibraryLoader {
+struct Office final : sandbox::MemoryRegistry, LibraryLoader {
     Office() {
         current = this;
         functions.initialize = &Initialize;
@@ -40,21 +46,11 @@ struct Office final : Registry, LibraryLoader {
             symbols[ordinal] = symbols[name];
             table += sizeof(Symbol);
         }
+        Set(kOutlookKey, u"MSIComponentID", u"{mapi}");
+        Set(kOutlookKey, u"MSIApplicationLCID", u"1031");
+        Set(kOutlookKey, u"MSIOfficeLCID", u"1033");
     }
-
-    SystemError ReadText(RegistryRoot, View key, View name, std::string& value) override {
-        const auto found = values.find(std::string(key) += name);
-        if (found == values.end()) return system_error::kFileNotFound;
-        if (read_error == 0) value = found->second;
-        return read_error;
-    }
-    SystemError WriteText(RegistryRoot, View key, View name, View value) override {
-        if (write_error == 0) values[std::string(key) += name] = value;
-        return write_error;
-    }
-    SystemError DeleteValue(RegistryRoot, View key, View name) override {
-        return values.erase(std::string(key) += name) == 1 ? 0 : system_error::kFileNotFound;
-    }
+    std::optional<std::u16string> client() { return Text(kClientsKey, u""); }
 
     struct Loaded final : Library {
         Loaded() { ++current->live; }
@@ -91,7 +87,7 @@ struct Office final : Registry, LibraryLoader {
     }
     static HRESULT WINAPI Initialize(void* init) {
         current->flags.push_back(static_cast<const MAPIINIT_0*>(init)->ulFlags);
-        current->client_meanwhile = current->values[kClientsKey];
+        current->client_meanwhile = current->client().value_or(u"");
         return static_cast<HRESULT>(current->answers.at(current->flags.size() - 1));
     }
 
@@ -105,11 +101,8 @@ struct Office final : Registry, LibraryLoader {
         {"C:\\Office/mapi.dll", {}},
         {"\\\\server\\mapi.dll", {}},
         {"FGetComponentPath", reinterpret_cast<Symbol>(&GetPath)}};
-    Values values{{kOutlookKey + "MSIComponentID", "{mapi}"},
-                  {kOutlookKey + "MSIApplicationLCID", "1031"},
-                  {kOutlookKey + "MSIOfficeLCID", "1033"}};
-    SystemError read_error = 0, write_error = 0;
-    std::string locale, path, client_meanwhile;
+    std::string locale, path;
+    std::u16string client_meanwhile;
     std::vector<std::uint32_t> answers;
     std::vector<ULONG> flags;
     int live = 0;
@@ -139,7 +132,10 @@ TEST(MapiEdk, LoadsTheLibraryOfTheInstalledOutlook) {
         SCOPED_TRACE(&row - kCases);
         Office office;
         for (const std::string& name : row.removed)
-            EXPECT_EQ(office.symbols.erase(name) + office.values.erase(kOutlookKey + name), 1u);
+            if (office.symbols.erase(name) == 0)
+                EXPECT_EQ(plugins::helpers::RemoveValue(InMachine(kOutlookKey), vek::ToUtf16(name),
+                                                        office),
+                          0u);
         office.locale = row.locale;
         office.path = row.path;
         std::shared_ptr<const MapiFunctions> table;
@@ -153,10 +149,10 @@ TEST(MapiEdk, LoadsTheLibraryOfTheInstalledOutlook) {
 }
 
 TEST(MapiEdk, InitializesMapiWithOutlookAsTheDefaultClient) {
-    const Values none, outlook{{kClientsKey, "Microsoft Outlook"}}, other{{kClientsKey, "Other"}};
+    const std::optional<std::u16string> none, outlook{u"Microsoft Outlook"}, other{u"Other"};
     constexpr std::uint32_t kFailed = 0x80040111, kChangedMode = 0x80010106;
     const struct {
-        Values values;
+        std::optional<std::u16string> client;
         SystemError read_error, write_error;
         std::vector<std::uint32_t> answers;
     } kCases[] = {
@@ -172,15 +168,16 @@ TEST(MapiEdk, InitializesMapiWithOutlookAsTheDefaultClient) {
     for (const auto& row : kCases) {
         SCOPED_TRACE(&row - kCases);
         Office office;
-        office.values = row.values;
-        office.read_error = row.read_error;
-        office.write_error = row.write_error;
+        office.Set(kClientsKey, u"", row.client.value_or(u""));
+        if (!row.client) plugins::helpers::RemoveValue(InMachine(kClientsKey), u"", office);
+        office.Refuse(Office::Call::kQueryValue, row.read_error);
+        office.Refuse(Office::Call::kSetValue, row.write_error);
         office.answers = row.answers;
         EXPECT_EQ(office.Error([&](auto with) { InitializeMapi(office.functions, with); }),
                   row.answers.back() == kFailed ? "HRESULT=0x80040111" : "");
-        EXPECT_EQ(office.values, row.values);
+        EXPECT_EQ(office.client(), row.client);
         const bool refused = row.read_error + row.write_error != 0;
-        EXPECT_EQ(office.client_meanwhile, refused ? "Other" : "Microsoft Outlook");
+        EXPECT_EQ(office.client_meanwhile, refused ? u"Other" : u"Microsoft Outlook");
         const std::vector<ULONG> flags{0, 8};
         EXPECT_THAT(office.flags, testing::ElementsAreArray(flags.data(), row.answers.size()));
     }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <future>
 
+#include "internal/helpers/registry_impl.h"
 #include "mapi/mapi_edk.h"
 #include "tests/support/recording_tracer.h"
 #include "tests/support/scoped_environment.h"
@@ -56,10 +57,11 @@ void LoadAndCall(const char* name, DWORD host_mode, std::size_t ordinals, std::s
         EXPECT_EQ(::GetModuleHandleA(name), nullptr);
         ::CoUninitialize();
     }).get();
-    std::string client;
-    environment.registry.ReadText(vek::platform::RegistryRoot::kLocalMachine,
-                                  "SOFTWARE\\Clients\\Mail", "", client);
-    EXPECT_EQ(client, "Other");
+    std::u16string client;
+    namespace helpers = plugins::helpers;
+    helpers::ReadString({helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\Clients\\Mail"}, u"",
+                        client, environment.registry);
+    EXPECT_EQ(client, u"Other");
     EXPECT_EQ(tracer->Count("Try mapi32"), 0u);
     EXPECT_EQ(tracer->Count("by ordinal"), ordinals);
     EXPECT_EQ(tracer->Count("RPC_E_CHANGED_MODE"), retries);

@@ -8,6 +8,7 @@
 
 #include "automation/automation_ids.h"
 #include "mapi/property_tags.h"
+#include "mlxo_version.h"
 #include "module/addin_object.h"
 #include "sandbox/outlook/message_file.h"
 #include "tests/automation/fake_object.h"
@@ -26,7 +27,6 @@ namespace mapi = plugins::mapi;
 
 constexpr CLSID kAddinClass = {
     0xF061D664, 0xE4F5, 0x469A, {0x90, 0x1A, 0x45, 0x51, 0xDE, 0x4C, 0x0E, 0x8A}};
-constexpr HRESULT kUnknownMember = DISP_E_MEMBERNOTFOUND;
 
 std::filesystem::path Built(const char* folder, const char* file) {
     return sandbox::ProgramFolder().parent_path() / folder / file;
@@ -100,7 +100,7 @@ protected:
                              std::wstring(library.begin(), library.end()));
         reference_product::ReplaceTextFile(
             std::filesystem::path(product_.path()) / "product_info.json",
-            R"({"DataRoot": "c:/trace", "TraceRoot": "c:/trace", "TraceLevel": "800"})");
+            R"({"TraceRoot": "%QZAppData%", "TraceLevel": "700"})");
         reference_product::ReplaceTextFile(
             std::filesystem::path(product_.path()) / "settings.json",
             R"({"isPluginEnabled": true, "checkIncomingOnly": false, "policySettings": null,
@@ -134,10 +134,129 @@ protected:
     ProductFolder product_;
     const TemporaryFolder store_;
     const ScopedEnvironment store_name_{"MLXO_SANDBOX_STORE", Utf8(store_.path())};
+    const TemporaryFolder trace_;
+    const ScopedEnvironment trace_name_{"QZAppData", Utf8(trace_.path())};
     CallPlan plan_;
     const vek::RefPtr<FakeObject> inspectors_ = vek::MakeObject<FakeObject>(plan_),
                                   outlook_ = vek::MakeObject<FakeObject>(plan_, iid::kApplication);
 };
+
+struct Call {
+    DISPID id;
+    std::vector<OwnedVariant> arguments;  // in reverse order
+    HRESULT result;
+    UINT wrong = 9;  // none
+};
+
+TEST_F(ModuleTest, GivesClassObjectsAndOneIdentityEach) {
+    Module module;
+    vek::RefPtr<IClassFactory> factory;
+    EXPECT_EQ(module.ClassObject(IID_IUnknown, factory), CLASS_E_CLASSNOTAVAILABLE);
+    const auto enter = module.Export<mapi::IExchExt * WINAPI()>("ExchEntryPoint");
+    EXPECT_EQ(enter(), nullptr) << "it is not registered";
+    ASSERT_EQ(module.ClassObject(automation::kExchClientExtClass, factory), S_OK);
+    EXPECT_FALSE(module.CanUnload()) << "somebody has the class object";
+    void* made = &made;
+    EXPECT_EQ(
+        factory->CreateInstance(static_cast<IDispatch*>(inspectors_.get()), IID_IUnknown, &made),
+        CLASS_E_NOAGGREGATION);
+    EXPECT_EQ(made, nullptr);
+    EXPECT_EQ(factory->CreateInstance(nullptr, iid::kMailItem, &made), E_NOINTERFACE);
+    EXPECT_EQ(factory->LockServer(TRUE), S_OK);
+    factory.reset();
+    EXPECT_FALSE(module.CanUnload()) << "it is locked";
+    ASSERT_EQ(module.ClassObject(automation::kExchClientExtClass, factory), S_OK);
+    EXPECT_EQ(factory->LockServer(FALSE), S_OK);
+    factory.reset();
+    EXPECT_TRUE(module.CanUnload());
+
+    const RegisteredExtension registered(module);
+    const auto extension = vek::RefPtr<mapi::IExchExt>::Adopt(enter());
+    ASSERT_TRUE(extension);
+    const IID ids[] = {IID_IUnknown,
+                       mapi::iid::kExchExt,
+                       mapi::iid::kExchExtSessionEvents,
+                       mapi::iid::kExchExtMessageEvents,
+                       IID_IConnectionPointContainer,
+                       iid::kExchExtObject};
+    vek::RefPtr<IUnknown> first, back;
+    ASSERT_EQ(extension->QueryInterface(IID_IUnknown, first.put_void()), S_OK);
+    for (const IID& from : ids) {
+        vek::RefPtr<IUnknown> part;
+        ASSERT_EQ(first->QueryInterface(from, part.put_void()), S_OK) << from.Data1;
+        ASSERT_EQ(part->QueryInterface(IID_IUnknown, back.put_void()), S_OK);
+        EXPECT_EQ(back, first) << from.Data1;
+    }
+}
+
+TEST_F(ModuleTest, RefusesLateCallsThatDoNotFit) {
+    Module module;
+    const RegisteredExtension registered(module);
+    const auto addin = module.Create<IDispatch>(kAddinClass, IID_IDispatch);
+    wchar_t name[] = L"onconnection", argument[] = L"Application", unknown[] = L"OnFire";
+    wchar_t* names[] = {name, argument};
+    DISPID ids[2];
+    EXPECT_EQ(addin->GetIDsOfNames(IID_NULL, names, 1, 0, ids), S_OK);
+    EXPECT_EQ(ids[0], 1);
+    EXPECT_EQ(addin->GetIDsOfNames(IID_NULL, names, 2, 0, ids), DISP_E_UNKNOWNNAME);
+    wchar_t* other = unknown;
+    EXPECT_EQ(addin->GetIDsOfNames(IID_NULL, &other, 1, 0, ids), DISP_E_UNKNOWNNAME);
+
+    SAFEARRAY* const none = ::SafeArrayCreateVector(VT_VARIANT, 0, 0);
+    const auto custom = [&] {
+        SAFEARRAY* copy = nullptr;
+        ::SafeArrayCopy(none, &copy);
+        return Typed(VT_ARRAY | VT_VARIANT, copy);
+    };
+    const auto missing = [] { return Typed<SCODE>(VT_ERROR, DISP_E_PARAMNOTFOUND); };
+    const auto make = [](auto... each) {
+        std::vector<OwnedVariant> all;
+        (all.push_back(std::move(each)), ...);
+        return all;
+    };
+    const auto outlook = [&] { return Dispatch(outlook_.get()); };
+    const Call calls[] = {
+        {0, make(), DISP_E_MEMBERNOTFOUND},
+        {6, make(custom()), DISP_E_MEMBERNOTFOUND},
+        {1, make(), DISP_E_BADPARAMCOUNT},
+        {1, make(custom(), outlook(), OwnedVariant(0)), DISP_E_BADPARAMCOUNT},
+        {1, make(custom(), outlook(), OwnedVariant(0), missing()), DISP_E_PARAMNOTFOUND, 3},
+        {1, make(custom(), outlook(), OwnedVariant(0), OwnedVariant(7)), DISP_E_TYPEMISMATCH, 3},
+        {1, make(custom(), outlook(), OwnedVariant(u"x"), outlook()), DISP_E_TYPEMISMATCH, 2},
+        {1, make(OwnedVariant(0), outlook(), OwnedVariant(0), outlook()), DISP_E_TYPEMISMATCH, 0},
+        {5, make(OwnedVariant(0)), DISP_E_TYPEMISMATCH, 0},
+        {5, make(custom()), S_OK},
+        // Not Outlook: the add-in's own failure.
+        {1, make(custom(), outlook(), OwnedVariant(0), Dispatch(inspectors_.get())),
+         DISP_E_EXCEPTION},
+        {1, make(custom(), outlook(), Typed<short>(VT_I2, 0), outlook()), S_OK},
+        {2, make(custom(), OwnedVariant(0)), S_OK},
+    };
+    for (const Call& call : calls) {
+        SCOPED_TRACE(&call - calls);
+        std::vector<VARIANT> given;
+        for (const OwnedVariant& each : call.arguments) given.push_back(each.get());
+        DISPPARAMS parameters{given.data(), nullptr, static_cast<UINT>(given.size()), 0};
+        plan_.Start(0);
+        UINT wrong = 9;
+        plugins::com::OwnedExceptionInfo info;
+        EXPECT_EQ(addin->Invoke(call.id, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr,
+                                info.address(), &wrong),
+                  call.result);
+        EXPECT_EQ(wrong, call.wrong);
+        const bool connects = call.id == 1 && call.result == S_OK;
+        EXPECT_EQ(plan_.log.empty(), !connects) << plan_.log;
+        EXPECT_EQ(info.Code(), call.result == DISP_E_EXCEPTION ? E_FAIL : DISP_E_EXCEPTION);
+    }
+    DISPPARAMS nothing{};
+    EXPECT_EQ(
+        addin->Invoke(5, IID_NULL, 0, DISPATCH_PROPERTYGET, &nothing, nullptr, nullptr, nullptr),
+        DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(
+        addin->Invoke(5, IID_IDispatch, 0, DISPATCH_METHOD, &nothing, nullptr, nullptr, nullptr),
+        DISP_E_UNKNOWNINTERFACE);
+    ::SafeArrayDestroy(none);
+}
 
 // What this process has of the system's.
 struct Footprint {
@@ -175,19 +294,55 @@ TEST_F(ModuleTest, LoadsChecksAndGoesAgainAndAgain) {
                 const RegisteredExtension extension(module);
                 const auto addin = Connect(module);
                 Deliver();
-                ASSERT_TRUE(Soon([&] { return product_.Logged("check ") == round; })) << product_.log();
+                ASSERT_TRUE(Soon([&] { return product_.Logged("check ") == round; })) << round;
                 EXPECT_EQ(addin->OnDisconnection(0, nullptr), S_OK);
             }
             ASSERT_TRUE(Soon([&] { return module.CanUnload(); })) << round;
         }
         ASSERT_TRUE(Soon([] { return !Module::IsLoaded(); })) << round;
         if (round == kWarm) warm = Footprint();
-        if (round % 10 == 0) { Footprint f; std::printf("%d: %d handles %d threads %zu bytes\n", round, f.handles, f.threads, f.memory); }
     }
     const Footprint now;
-    EXPECT_LE(now.handles, warm.handles + 3);
-    EXPECT_LE(now.threads, warm.threads);
-    EXPECT_LE(now.memory, warm.memory + (kRounds - kWarm) * 1024);
+    // What the language's runtime library keeps of each load of this module, and of the stand-in's
+    // MAPI: a lock, and what is of a thread that goes on.
+    EXPECT_LE(now.handles, warm.handles + (kRounds - kWarm) * 6 + 3);
+    EXPECT_LE(now.threads, warm.threads + 1);
+    EXPECT_LE(now.memory, warm.memory + (kRounds - kWarm) * 6144);
+    RecordProperty("handles", now.handles - warm.handles);
+    RecordProperty("bytes", static_cast<int>(now.memory - warm.memory));
+    std::string trace;
+    for (const auto& file : std::filesystem::directory_iterator(trace_.path()))
+        trace += ReadFile(file.path());
+    EXPECT_TRUE(trace.starts_with("OXW TRACE FILE\t Tracer version: " MLXO_VERSION "  UTC"));
+    EXPECT_NE(trace.rfind("\r\nEnd of trace file, local time: "), trace.npos);
+    EXPECT_EQ(trace.rfind("\r\n"), trace.size() - 2);
+    EXPECT_GT(trace.rfind("End of trace file"), trace.rfind("OXW TRACE FILE"));
+}
+
+// The last CoUninitialize unloads whatever the module says: at any time, with anything.
+TEST_F(ModuleTest, IsUnloadedWithoutBeingAsked) {
+    ASSERT_TRUE(product_.Start());
+    int checks = 0;
+    for (int round = 0; round < 10; ++round) {
+        SCOPED_TRACE(round);
+        Module module;
+        vek::RefPtr<IDTExtensibility2> addin;
+        {
+            const RegisteredExtension extension(module);
+            addin = Connect(module);
+            Deliver();
+        }
+        // In the middle of a check, or after it.
+        const bool waits = round % 2 == 0, leaves = round < 6;
+        EXPECT_TRUE(!waits || Soon([&] { return product_.Logged("check ") > checks; }));
+        EXPECT_EQ(leaves ? addin->OnDisconnection(0, nullptr) : S_OK, S_OK);
+        // It leaks from here on, and with it, when it is connected, all that it has.
+        static_cast<void>(addin.detach());
+        module.Unload();
+        outlook_->sinks.clear();
+        EXPECT_TRUE(!leaves || Soon([] { return !Module::IsLoaded(); }));
+        checks = product_.Logged("check ");
+    }
 }
 
 }  // namespace

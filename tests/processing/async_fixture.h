@@ -8,6 +8,7 @@
 #include "processing/async_processor.h"
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
+#include "sandbox/registry/memory_registry.h"
 #include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
 #include "vek/core/text.h"
@@ -22,18 +23,13 @@ struct SecondsClock final : FakeClock {
 };
 
 // Names Outlook as the default mail client; a change of that is a failure.
-struct OutlookRegistry final : vek::platform::Registry {
-    using Error = vek::platform::system_error_t;
-    using Root = vek::platform::RegistryRoot;
-    using View = std::string_view;
-    Error ReadText(Root, View, View, std::string& value) override {
-        return value = "Microsoft Outlook", vek::platform::system_error::kNone;
+struct OutlookRegistry final : sandbox::MemoryRegistry {
+    static constexpr std::u16string_view kKey = u"SOFTWARE\\Clients\\Mail";
+    OutlookRegistry() {
+        Set(kKey, u"", u"Microsoft Outlook");
+        Refuse(Call::kSetValue, vek::platform::system_error::kAccessDenied);
     }
-    Error WriteText(Root, View, View, View) override { return DeleteValue({}, {}, {}); }
-    Error DeleteValue(Root, View, View) override {
-        ADD_FAILURE() << "the default mail client is changed";
-        return vek::platform::system_error::kAccessDenied;
-    }
+    ~OutlookRegistry() override { EXPECT_EQ(Text(kKey, u""), u"Microsoft Outlook"); }
 };
 
 // What an observer is told: "3 queued 00FF", "3 begun 00FF", "3 ended 0 00FF", "4 skipped 1 0

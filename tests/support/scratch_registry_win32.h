@@ -7,7 +7,7 @@
 
 namespace tests {
 
-// While it lives, this process has one empty key of the registry in place of both its roots.
+// While it lives, this process has one empty key of the registry in place of its three roots.
 class ScratchRegistry {
 public:
     ScratchRegistry() {
@@ -33,7 +33,7 @@ public:
 
 private:
     static constexpr const wchar_t* kPath = L"Software\\mlxo unit tests";
-    static inline const HKEY kRoots[] = {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER};
+    static inline const HKEY kRoots[] = {HKEY_CLASSES_ROOT, HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER};
 };
 
 }  // namespace tests

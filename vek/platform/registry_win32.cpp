@@ -3,108 +3,133 @@
 #include <windows.h>
 
 #include <string>
-#include <utility>
 
 #include "vek/core/never_destroyed.h"
-#include "vek/platform/unique_resource.h"
-#include "vek/platform/wide_win32.h"
 
 namespace vek::platform {
 namespace {
 
-HKEY RootKey(RegistryRoot root) noexcept {
-    return root == RegistryRoot::kLocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+HKEY Native(RegistryHandle key) noexcept { return reinterpret_cast<HKEY>(key); }
+
+std::wstring Terminated(std::u16string_view text) { return {text.begin(), text.end()}; }
+
+// Not on every Windows that the plug-in loads on.
+using DeleteKeyEx = LSTATUS(WINAPI*)(HKEY root, const wchar_t* path, REGSAM view, DWORD reserved);
+
+DeleteKeyEx FindDeleteKeyEx() noexcept {
+    const HMODULE library = ::GetModuleHandleW(L"advapi32.dll");
+    if (library == nullptr) return nullptr;
+    return reinterpret_cast<DeleteKeyEx>(
+        reinterpret_cast<void*>(::GetProcAddress(library, "RegDeleteKeyExW")));
 }
 
-struct KeyTraits {
-    using value_t = HKEY;
-    static value_t None() noexcept { return nullptr; }
-    static void Close(value_t key) noexcept { ::RegCloseKey(key); }
-};
-
-using Key = UniqueResource<KeyTraits>;
-
-system_error_t OpenKey(RegistryRoot root, std::string_view path, REGSAM access, Key& key) {
-    HKEY opened = nullptr;
-    const LSTATUS status = ::RegOpenKeyExW(RootKey(root), ToWide(path).c_str(), 0, access, &opened);
-    key = Key(opened);
-    return static_cast<system_error_t>(status);
-}
-
-// The texts of a REG_MULTI_SZ with a NUL after each, up to the empty one that ends them. Nobody
-// makes a writer of the registry end its texts or its list.
-std::wstring TerminatedTexts(std::wstring data) {
-    data.append(2, L'\0');
-    std::size_t end = 0;
-    while (data[end] != L'\0') end = data.find(L'\0', end) + 1;
-    data.resize(end);
-    return data;
-}
+// The longest names, by the system's documentation, with an end.
+constexpr DWORD kKeyNameSize = 256;
+constexpr DWORD kValueNameSize = 16384;
 
 class SystemRegistry final : public Registry {
 public:
-    system_error_t ReadText(RegistryRoot root, std::string_view key, std::string_view name,
-                            std::string& value) override {
-        Key opened;
-        const system_error_t error = OpenKey(root, key, KEY_READ, opened);
-        if (error != system_error::kNone) return error;
-        const std::wstring wide_name = ToWide(name);
-        std::wstring data(64, L'\0');
-        for (;;) {
-            DWORD type = REG_NONE;
-            auto size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
-            const LSTATUS status = RegQueryValueExW(opened.get(), wide_name.c_str(), nullptr, &type,
-                                                    reinterpret_cast<BYTE*>(data.data()), &size);
-            if (status == ERROR_MORE_DATA) {
-                data.resize(size / sizeof(wchar_t) + 1);
-                continue;
-            }
-            if (status != ERROR_SUCCESS) return static_cast<system_error_t>(status);
-            data.resize(size / sizeof(wchar_t));
-            if (type == REG_MULTI_SZ) {
-                value = FromWide(TerminatedTexts(std::move(data)));
-            } else if (type == REG_SZ || type == REG_EXPAND_SZ) {
-                value = FromWide(data.substr(0, data.find(L'\0')));
-            } else {
-                return ERROR_UNSUPPORTED_TYPE;
-            }
-            return system_error::kNone;
-        }
-    }
-
-    system_error_t ReadLastWriteTime(RegistryRoot root, std::string_view key,
-                                     filetime_t& time) override {
-        Key opened;
-        const system_error_t error = OpenKey(root, key, KEY_READ, opened);
-        if (error != system_error::kNone) return error;
-        FILETIME written{};
+    system_error_t Open(RegistryHandle root, std::u16string_view path, registry_access_t access,
+                        RegistryHandle& key) override {
+        HKEY opened = nullptr;
         const LSTATUS status =
-            ::RegQueryInfoKeyW(opened.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                               nullptr, nullptr, nullptr, nullptr, &written);
-        if (status == ERROR_SUCCESS) {
-            time = filetime_t{written.dwHighDateTime} << 32 | written.dwLowDateTime;
-        }
+            ::RegOpenKeyExW(Native(root), Terminated(path).c_str(), 0, access, &opened);
+        key = RegistryHandle{reinterpret_cast<std::intptr_t>(opened)};
         return static_cast<system_error_t>(status);
     }
 
-    system_error_t WriteText(RegistryRoot root, std::string_view key, std::string_view name,
-                             std::string_view value) override {
-        Key opened;
-        const system_error_t error = OpenKey(root, key, KEY_SET_VALUE, opened);
-        if (error != system_error::kNone) return error;
-        const std::wstring text = ToWide(value);
-        const auto size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-        return static_cast<system_error_t>(
-            RegSetValueExW(opened.get(), ToWide(name).c_str(), 0, REG_SZ,
-                           reinterpret_cast<const BYTE*>(text.c_str()), size));
+    system_error_t Create(RegistryHandle root, std::u16string_view path, registry_access_t access,
+                          RegistryHandle& key) override {
+        HKEY opened = nullptr;
+        const LSTATUS status =
+            ::RegCreateKeyExW(Native(root), Terminated(path).c_str(), 0, nullptr,
+                              REG_OPTION_NON_VOLATILE, access, nullptr, &opened, nullptr);
+        key = RegistryHandle{reinterpret_cast<std::intptr_t>(opened)};
+        return static_cast<system_error_t>(status);
     }
 
-    system_error_t DeleteValue(RegistryRoot root, std::string_view key,
-                               std::string_view name) override {
-        Key opened;
-        const system_error_t error = OpenKey(root, key, KEY_SET_VALUE, opened);
-        if (error != system_error::kNone) return error;
-        return static_cast<system_error_t>(RegDeleteValueW(opened.get(), ToWide(name).c_str()));
+    void Close(RegistryHandle key) noexcept override { ::RegCloseKey(Native(key)); }
+
+    system_error_t QueryInfo(RegistryHandle key, RegistryKeyInfo& info) override {
+        DWORD subkeys = 0, values = 0;
+        FILETIME written{};
+        const LSTATUS status =
+            ::RegQueryInfoKeyW(Native(key), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr,
+                               &values, nullptr, nullptr, nullptr, &written);
+        info = {subkeys, values, ToNumber(written)};
+        return static_cast<system_error_t>(status);
+    }
+
+    system_error_t EnumerateKey(RegistryHandle key, std::uint32_t index, std::u16string& name,
+                                filetime_t& last_write) override {
+        wchar_t text[kKeyNameSize];
+        DWORD length = kKeyNameSize;
+        FILETIME written{};
+        const LSTATUS status =
+            ::RegEnumKeyExW(Native(key), index, text, &length, nullptr, nullptr, nullptr, &written);
+        if (status == ERROR_SUCCESS) name.assign(text, text + length);
+        last_write = ToNumber(written);
+        return static_cast<system_error_t>(status);
+    }
+
+    system_error_t EnumerateValue(RegistryHandle key, std::uint32_t index, std::u16string& name,
+                                  RegistryType& type) override {
+        std::wstring text(kValueNameSize, L'\0');
+        DWORD length = kValueNameSize, number = REG_NONE;
+        const LSTATUS status = ::RegEnumValueW(Native(key), index, text.data(), &length, nullptr,
+                                               &number, nullptr, nullptr);
+        if (status == ERROR_SUCCESS) name.assign(text.data(), text.data() + length);
+        type = RegistryType{number};
+        return static_cast<system_error_t>(status);
+    }
+
+    system_error_t QueryValue(RegistryHandle key, std::u16string_view name,
+                              RegistryValue& value) override {
+        const std::wstring wide_name = Terminated(name);
+        value.data.resize(256);
+        for (;;) {
+            DWORD type = REG_NONE;
+            auto size = static_cast<DWORD>(value.data.size());
+            const LSTATUS status =
+                ::RegQueryValueExW(Native(key), wide_name.c_str(), nullptr, &type,
+                                   reinterpret_cast<BYTE*>(value.data.data()), &size);
+            value.data.resize(size);
+            value.type = RegistryType{type};
+            // The value may grow in between.
+            if (status != ERROR_MORE_DATA) return static_cast<system_error_t>(status);
+        }
+    }
+
+    system_error_t SetValue(RegistryHandle key, std::u16string_view name, RegistryType type,
+                            std::span<const std::byte> data) override {
+        return static_cast<system_error_t>(::RegSetValueExW(
+            Native(key), Terminated(name).c_str(), 0, static_cast<DWORD>(type),
+            reinterpret_cast<const BYTE*>(data.data()), static_cast<DWORD>(data.size())));
+    }
+
+    system_error_t DeleteValue(RegistryHandle key, std::u16string_view name) override {
+        return static_cast<system_error_t>(
+            ::RegDeleteValueW(Native(key), Terminated(name).c_str()));
+    }
+
+    system_error_t DeleteKey(RegistryHandle root, std::u16string_view path,
+                             registry_access_t view) override {
+        static const DeleteKeyEx delete_key_ex = FindDeleteKeyEx();
+        const std::wstring wide_path = Terminated(path);
+        return static_cast<system_error_t>(
+            delete_key_ex != nullptr ? delete_key_ex(Native(root), wide_path.c_str(), view, 0)
+                                     : ::RegDeleteKeyW(Native(root), wide_path.c_str()));
+    }
+
+    system_error_t NotifyChange(RegistryHandle key, Event& event) override {
+        return static_cast<system_error_t>(
+            ::RegNotifyChangeKeyValue(Native(key), TRUE, REG_NOTIFY_CHANGE_LAST_SET,
+                                      reinterpret_cast<HANDLE>(event.handle()), TRUE));
+    }
+
+private:
+    static filetime_t ToNumber(const FILETIME& time) noexcept {
+        return filetime_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
     }
 };
 

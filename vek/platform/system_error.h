@@ -15,11 +15,15 @@ inline constexpr system_error_t kTooManyOpenFiles = 4;
 inline constexpr system_error_t kAccessDenied = 5;
 inline constexpr system_error_t kInvalidHandle = 6;
 inline constexpr system_error_t kNotEnoughMemory = 8;
+inline constexpr system_error_t kInvalidData = 13;
 inline constexpr system_error_t kGenFailure = 31;
 inline constexpr system_error_t kInvalidParameter = 87;
 inline constexpr system_error_t kModuleNotFound = 126;
 inline constexpr system_error_t kProcedureNotFound = 127;
+inline constexpr system_error_t kNoMoreItems = 259;
+inline constexpr system_error_t kKeyDeleted = 1018;
 inline constexpr system_error_t kNoSystemResources = 1450;
+inline constexpr system_error_t kUnsupportedType = 1630;
 }  // namespace system_error
 
 // Gives the error of the calling thread's last failed call of the platform layer: GetLastError on

@@ -13,6 +13,7 @@
 #include "vek/platform/handle_win32.h"
 #include "vek/platform/module_win32.h"
 #include "vek/platform/native.h"
+#include "vek/platform/thread_value.h"
 
 namespace vek::platform {
 namespace {
@@ -36,20 +37,12 @@ struct State {
 };
 
 // Each thread's State. Not thread_local, which takes a lock and memory on a thread's first use.
-const DWORD state_slot = ::TlsAlloc();
-const UnloadStep free_state_slot([]() noexcept { ::TlsFree(state_slot); });
-
-State* CurrentState() noexcept {
-    const DWORD error = ::GetLastError();  // which a success takes away
-    auto* const state = static_cast<State*>(::TlsGetValue(state_slot));
-    ::SetLastError(error);
-    return state;
-}
+ThreadValue<State*> current_state;
 
 [[noreturn]] unsigned __stdcall Run(void* argument) noexcept {
     auto* const state = static_cast<State*>(argument);
     ModuleHold hold = std::move(state->hold);
-    ::TlsSetValue(state_slot, state);
+    current_state.Set(state);
     // Here and not in the state: what a terminated thread owned leaks.
     std::function<void()> body = std::move(state->body);
     state->phase = State::Phase::kRunning;
@@ -58,7 +51,7 @@ State* CurrentState() noexcept {
     body = nullptr;
 
     state->phase = State::Phase::kEnding;
-    ::TlsSetValue(state_slot, nullptr);
+    current_state.Set(nullptr);
     std::exchange(state->self, nullptr).reset();
     hold.LetGoAndExitThread();
 }
@@ -154,11 +147,11 @@ private:
 }  // namespace
 
 void ForcedEndShield::Raise() noexcept {
-    if (State* const state = CurrentState()) ++state->shields;
+    if (State* const state = current_state.Get()) ++state->shields;
 }
 
 void ForcedEndShield::Lower() noexcept {
-    State* const state = CurrentState();
+    State* const state = current_state.Get();
     if (state == nullptr || --state->shields != 0) return;
     while (state->doomed) ::Sleep(1);
 }

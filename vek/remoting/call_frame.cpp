@@ -2,25 +2,25 @@
 
 #include <new>
 
+#include "vek/platform/thread_value.h"
+
 namespace vek::remoting {
 namespace {
 
-thread_local CallFrame* innermost = nullptr;
+platform::ThreadValue<CallFrame*> innermost;
 
 }  // namespace
 
 CallFrame::CallFrame(ReleaseQueue& queue, std::uint32_t call_id) noexcept
-    : queue_(queue), call_id_(call_id), outer_(innermost) {
-    innermost = this;
-}
+    : queue_(queue), call_id_(call_id), outer_(innermost.Exchange(this)) {}
 
 CallFrame::~CallFrame() {
-    innermost = outer_;
+    innermost.Set(outer_);
     if (!released_.empty()) queue_.PutBack(std::move(released_));
 }
 
 CallFrame* CallFrame::Current(const ReleaseQueue& queue) noexcept {
-    for (CallFrame* frame = innermost; frame != nullptr; frame = frame->outer_) {
+    for (CallFrame* frame = innermost.Get(); frame != nullptr; frame = frame->outer_) {
         if (&frame->queue_ == &queue && !frame->answered_) return frame;
     }
     return nullptr;

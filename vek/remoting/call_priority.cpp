@@ -1,9 +1,16 @@
 #include "vek/remoting/call_priority.h"
 
+#include "vek/platform/thread_value.h"
+
 namespace vek::remoting {
 namespace {
 
-thread_local CallPriority current_priority = CallPriority::kNormal;
+// Zero, as each thread has it at first, is none said.
+platform::ThreadValue<std::uint32_t> said_priority;
+
+std::uint32_t Said(CallPriority priority) noexcept {
+    return static_cast<std::uint32_t>(priority) + 1;
+}
 
 }  // namespace
 
@@ -20,12 +27,16 @@ CallPriority DeserializeFromRope(serialization::Reader& reader) noexcept {
     return static_cast<CallPriority>(value);
 }
 
-CallPriority CurrentCallPriority() noexcept { return current_priority; }
-
-CallPriorityScope::CallPriorityScope(CallPriority priority) noexcept : outer_(current_priority) {
-    current_priority = priority;
+CallPriority CurrentCallPriority() noexcept {
+    const std::uint32_t said = said_priority.Get();
+    return said == 0 ? CallPriority::kNormal : static_cast<CallPriority>(said - 1);
 }
 
-CallPriorityScope::~CallPriorityScope() { current_priority = outer_; }
+CallPriorityScope::CallPriorityScope(CallPriority priority) noexcept
+    : outer_(CurrentCallPriority()) {
+    said_priority.Set(Said(priority));
+}
+
+CallPriorityScope::~CallPriorityScope() { said_priority.Set(Said(outer_)); }
 
 }  // namespace vek::remoting

@@ -3,13 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "vek/platform/thread_value.h"
+
 namespace vek::remoting {
 namespace {
 
 using std::chrono::milliseconds;
 
-thread_local const EventScope* innermost_event = nullptr;
-thread_local const CallScope* innermost_scope = nullptr;
+platform::ThreadValue<const EventScope*> innermost_event;
+platform::ThreadValue<const CallScope*> innermost_scope;
 
 }  // namespace
 
@@ -22,24 +24,25 @@ void WaitBudget::Spend(milliseconds time) noexcept {
 }
 
 EventScope::EventScope(WaitBudgetPtr budget) noexcept
-    : budget_(std::move(budget)), outer_(std::exchange(innermost_event, this)) {}
+    : budget_(std::move(budget)), outer_(innermost_event.Exchange(this)) {}
 
-EventScope::~EventScope() { innermost_event = outer_; }
+EventScope::~EventScope() { innermost_event.Set(outer_); }
 
 WaitBudgetPtr EventScope::Budget() noexcept {
-    return innermost_event != nullptr ? innermost_event->budget_ : nullptr;
+    const EventScope* const event = innermost_event.Get();
+    return event != nullptr ? event->budget_ : nullptr;
 }
 
 CallScope::CallScope(Kind kind) noexcept
-    : kind_(kind), outer_(std::exchange(innermost_scope, this)) {}
+    : kind_(kind), outer_(innermost_scope.Exchange(this)) {}
 
-CallScope::~CallScope() { innermost_scope = outer_; }
+CallScope::~CallScope() { innermost_scope.Set(outer_); }
 
 milliseconds CallScope::left() const noexcept {
     return std::max(deadline_ - clock_->AwakeTime(), milliseconds{0});
 }
 
-const CallScope* CallScope::Current() noexcept { return innermost_scope; }
+const CallScope* CallScope::Current() noexcept { return innermost_scope.Get(); }
 
 LimitedCalls::LimitedCalls() noexcept
     : CallScope(Kind::kLimited),

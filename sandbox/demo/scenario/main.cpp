@@ -25,6 +25,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "mlxo_version.h"
 #include "product/state/text_file.h"
 #include "sandbox/demo/scenario/parser.h"
 #include "sandbox/demo/scenario/player.h"
@@ -118,6 +119,10 @@ bool Run(Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::string(argv[1]) == "--version") {
+        std::cout << "mlxo_scenario " MLXO_VERSION "\n";
+        return 0;
+    }
     Arguments arguments;
     if (!Parse(argc, argv, arguments)) {
         std::cerr << "usage: mlxo_scenario (--scenario FILE [--product DIR] | --soak EVENTS "

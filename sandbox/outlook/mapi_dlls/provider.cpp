@@ -7,11 +7,11 @@
 #include <filesystem>
 #include <string>
 
+#include "internal/helpers/registry_impl.h"
 #include "sandbox/outlook/entry_points.h"
 #include "sandbox/outlook/message_file.h"
 #include "vek/core/text.h"
 #include "vek/platform/environment.h"
-#include "vek/platform/registry.h"
 
 namespace {
 
@@ -42,10 +42,11 @@ private:
 
 // MAPI serves the default mail client, and is this library only while that is Outlook.
 bool OutlookIsDefault() {
-    std::string client;
-    vek::platform::TheRegistry().ReadText(vek::platform::RegistryRoot::kLocalMachine,
-                                          "SOFTWARE\\Clients\\Mail", "", client);
-    return client == "Microsoft Outlook";
+    namespace helpers = plugins::helpers;
+    std::u16string client;
+    helpers::ReadString({helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\Clients\\Mail"}, u"",
+                        client, vek::platform::TheRegistry());
+    return client == u"Microsoft Outlook";
 }
 
 }  // namespace

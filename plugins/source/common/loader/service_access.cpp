@@ -91,11 +91,14 @@ void ServiceAccess::Drop() noexcept {
 ServiceAccess& ProcessServices() noexcept {
     // Never destroyed: by the time the module goes, the loader can no longer say goodbye to the
     // product without waiting for threads that the system holds back.
-    static vek::NeverDestroyed<ServiceAccess> services([](vek::RefPtr<ILoader>& loader) {
-        const LoaderFactory& factory = ProcessLoaderFactory();
-        return factory ? factory(loader) : vek::result::kNotInitialized;
-    });
-    return *services;
+    struct Process {
+        ServiceAccess services{[](vek::RefPtr<ILoader>& loader) {
+            const LoaderFactory& factory = ProcessLoaderFactory();
+            return factory ? factory(loader) : vek::result::kNotInitialized;
+        }};
+    };
+    static vek::NeverDestroyed<Process> process;
+    return (*process).services;
 }
 
 void SetProcessLoaderFactory(LoaderFactory factory) { ProcessLoaderFactory() = std::move(factory); }

@@ -23,9 +23,27 @@ void RequireObject(vek::result_t code, const void* object) {
 
 const std::shared_ptr<LibraryKeeper>& TheLibraryKeeper() {
     // Never destroyed: a library is not to be unloaded while the plug-in itself is.
-    static vek::NeverDestroyed<std::shared_ptr<LibraryKeeper>> keeper(
-        std::make_shared<LibraryKeeper>());
-    return *keeper;
+    struct Process {
+        std::shared_ptr<LibraryKeeper> keeper = std::make_shared<LibraryKeeper>();
+    };
+    static vek::NeverDestroyed<Process> process;
+    return (*process).keeper;
+}
+
+helpers::RegistryKeyPath ProductKey() {
+    return {helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\QZ\\Mail Plugin"};
+}
+
+helpers::RegistryKeyPath PolicyKey() {
+    return {helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\Policies\\QZ\\Mail Plugin"};
+}
+
+std::u16string ProductName(vek::platform::Registry& registry) {
+    helpers::RegistryKeyPath key = ProductKey();
+    key.path += u"\\environment";
+    std::u16string name;
+    helpers::ReadString(key, u"ProductName", name, registry);
+    return name;
 }
 
 ProductLibrary::ProductLibrary(vek::platform::LibraryLoader& libraries, const std::string& path) {

@@ -8,12 +8,12 @@
 #include <optional>
 #include <string>
 
+#include "internal/helpers/registry_impl.h"
 #include "private_include/common/product_library.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/platform/clock.h"
 #include "vek/platform/library_loader.h"
 #include "vek/platform/lock.h"
-#include "vek/platform/registry.h"
 #include "vek/trace/tracer.h"
 
 namespace plugins::product_info {
@@ -32,6 +32,15 @@ struct LibraryEnvironment {
     vek::platform::Clock& clock = vek::platform::TheClock();
 };
 
+// Keys of the machine: what is named there, its administrators have installed; a user's do not
+// count.
+helpers::RegistryKeyPath ProductKey();  // "SOFTWARE\QZ\Mail Plugin": the product's information
+helpers::RegistryKeyPath PolicyKey();   // "SOFTWARE\Policies\QZ\Mail Plugin": what is imposed on it
+
+// The product's name for people: the value "ProductName" of the product key's "environment". Empty
+// when it cannot be read. Any thread may call it.
+std::u16string ProductName(vek::platform::Registry& registry = vek::platform::TheRegistry());
+
 // What the installed product names as its information library.
 struct LibraryName {
     std::string path;                 // UTF-8
@@ -41,8 +50,8 @@ struct LibraryName {
 
 // Gives it as it is now; nothing when no product is installed.
 //
-// On Windows the value "ProductInfo" of the machine's key "SOFTWARE\QZ\Mail Plugin"; a user's key
-// does not count. Elsewhere the environment variable MLXO_PRODUCT_INFO. Any thread may call it.
+// On Windows the value "ProductInfo" of the product's key, elsewhere the environment variable
+// MLXO_PRODUCT_INFO. Any thread may call it.
 std::optional<LibraryName> InstalledLibrary(vek::platform::Registry& registry);
 
 // Whether a library at this path may be loaded: an absolute path, on Windows on a drive of this

@@ -1,24 +1,21 @@
 #include <windows.h>
 
 #include "common/product_info/product_library.h"
+#include "vek/core/text.h"
 
 namespace plugins::product_info {
-namespace {
 
-namespace platform = vek::platform;
-
-// The machine's: what is loaded from there, its administrators have installed.
-constexpr auto kRoot = platform::RegistryRoot::kLocalMachine;
-constexpr char kKey[] = "SOFTWARE\\QZ\\Mail Plugin";
-
-}  // namespace
-
-std::optional<LibraryName> InstalledLibrary(platform::Registry& registry) {
-    LibraryName name{};
-    const auto error = registry.ReadText(kRoot, kKey, "ProductInfo", name.path);
-    if (error != platform::system_error::kNone || name.path.empty()) return std::nullopt;
-    registry.ReadLastWriteTime(kRoot, kKey, name.since);
-    return name;
+std::optional<LibraryName> InstalledLibrary(vek::platform::Registry& registry) {
+    try {
+        const auto key = helpers::RegistryKey::OpenIfThere(
+            ProductKey(), helpers::registry_access::kRead, registry);
+        if (!key) return std::nullopt;
+        LibraryName name{vek::ToUtf8(key->GetString(u"ProductInfo")), key->Info().last_write};
+        if (name.path.empty()) return std::nullopt;
+        return name;
+    } catch (const vek::CheckFailedException&) {  // nobody can be shown why
+        return std::nullopt;
+    }
 }
 
 bool IsLocalPath(const std::string& path) {

@@ -9,15 +9,18 @@ namespace plugins::remoting {
 std::shared_ptr<const vek::remoting::ProxyStubFactories> RemoteInterfaces() {
     using namespace plugins::mail_processing;
     using vek::remoting::FactoryOf;
-    static vek::NeverDestroyed<std::shared_ptr<const vek::remoting::ProxyStubFactories>> factories(
-        std::make_shared<const vek::remoting::ProxyStubFactories>(
-            std::vector<const vek::remoting::ProxyStubFactory*>{
-                FactoryOf<vek::IServiceLocator>(), FactoryOf<IMailScanner>(),
-                FactoryOf<IMailMessage>(), FactoryOf<IPropertyProvider>(),
-                FactoryOf<IAttachmentsEnum>(), FactoryOf<IDataStream, DataStreamProxy>(),
-                FactoryOf<product::IProductSettings>(), FactoryOf<product::ILocalization>(),
-                FactoryOf<product::ISettingsWindow>()}));
-    return *factories;
+    struct Process {
+        std::shared_ptr<const vek::remoting::ProxyStubFactories> factories =
+            std::make_shared<const vek::remoting::ProxyStubFactories>(
+                std::vector<const vek::remoting::ProxyStubFactory*>{
+                    FactoryOf<vek::IServiceLocator>(), FactoryOf<IMailScanner>(),
+                    FactoryOf<IMailMessage>(), FactoryOf<IPropertyProvider>(),
+                    FactoryOf<IAttachmentsEnum>(), FactoryOf<IDataStream, DataStreamProxy>(),
+                    FactoryOf<product::IProductSettings>(), FactoryOf<product::ILocalization>(),
+                    FactoryOf<product::ISettingsWindow>()});
+    };
+    static vek::NeverDestroyed<Process> process;
+    return (*process).factories;
 }
 
 }  // namespace plugins::remoting

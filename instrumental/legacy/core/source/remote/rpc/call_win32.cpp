@@ -4,6 +4,7 @@
 
 #include "remote/rpc/identity_win32.h"
 #include "vek/platform/module_win32.h"
+#include "vek/platform/thread_value.h"
 
 namespace remote {
 namespace {
@@ -13,8 +14,7 @@ namespace result = vek::result;
 // A cancel that came too late for its call would end the thread's next one. Wine cancels a call
 // that is being made and no other, and has no function for this.
 void ForgetCancel() noexcept {
-    static const bool none = IsWine();
-    if (!none) Guarded([] { ::RpcTestCancel(); });
+    if (!IsWine()) Guarded([] { ::RpcTestCancel(); });
 }
 
 HANDLE OpenThisThread() noexcept {
@@ -46,7 +46,15 @@ HANDLE ThisThread() noexcept {
     return nullptr;
 }
 
+vek::platform::ThreadValue<unsigned long> exception_code;
+
 }  // namespace
+
+extern "C" void RemoteKeepExceptionCode(unsigned long code);
+extern "C" void RemoteKeepExceptionCode(unsigned long code) { exception_code.Set(code); }
+
+extern "C" unsigned long RemoteKeptExceptionCode();
+extern "C" unsigned long RemoteKeptExceptionCode() { return exception_code.Get(); }
 
 vek::result_t ResultOf(RPC_STATUS status) noexcept {
     switch (status) {

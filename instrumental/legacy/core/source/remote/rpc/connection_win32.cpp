@@ -10,6 +10,7 @@
 #include "remote/rpc/handle_transfer_win32.h"
 #include "vek/core/border.h"
 #include "vek/platform/system.h"
+#include "vek/platform/thread_value.h"
 
 namespace remote {
 namespace {
@@ -38,12 +39,12 @@ void CALLBACK OnProcessEnded(void* token, BOOLEAN) {
 constexpr std::uint32_t kMaxDepth = 2 * kMaxNesting;
 
 // Of the request that this thread serves.
-thread_local std::uint32_t current_depth = 0;
+vek::platform::ThreadValue<std::uint32_t> current_depth;
 
 class Nested {
 public:
-    explicit Nested(std::uint32_t depth) noexcept : outer_(std::exchange(current_depth, depth)) {}
-    ~Nested() { current_depth = outer_; }
+    explicit Nested(std::uint32_t depth) noexcept : outer_(current_depth.Exchange(depth)) {}
+    ~Nested() { current_depth.Set(outer_); }
     Nested(const Nested&) = delete;
     Nested& operator=(const Nested&) = delete;
 
@@ -249,7 +250,7 @@ RpcConnection::Outcome RpcConnection::Transmit(RpcProtocolProcessorOut& request,
     }
     std::byte* const room = call.Prepare(binding_.get(), Operation::kSendReceive, kHead + size);
     if (room == nullptr) return BeforeItWasSent({call.status()});
-    wire::Write(room, wire::SendReceiveRequest{peer_token_, current_depth, number, size, size});
+    wire::Write(room, wire::SendReceiveRequest{peer_token_, current_depth.Get(), number, size, size});
     if (packet) {
         std::memcpy(room + kHead, last.data(), size);
     } else if (const auto code = Construct(request, transfer, {room + kHead, size});

@@ -4,7 +4,9 @@
 
 #include <excpt.h>
 
-static __thread unsigned long remote_exception_code;
+// Of the calling thread: call_win32.cpp keeps it.
+void RemoteKeepExceptionCode(unsigned long code);
+unsigned long RemoteKeptExceptionCode(void);
 
 // RPC_S_ and RPC_X_ codes are Win32 errors (winerror.h); those of the machine are not that small.
 static int IsOfRpc(unsigned long code) { return code < 0x4000; }
@@ -14,7 +16,7 @@ long RemoteGuardFilter(EXCEPTION_POINTERS* exception, void* frame);
 long RemoteGuardFilter(EXCEPTION_POINTERS* exception, void* frame) {
     (void)frame;
     if (!IsOfRpc(exception->ExceptionRecord->ExceptionCode)) return EXCEPTION_CONTINUE_SEARCH;
-    remote_exception_code = exception->ExceptionRecord->ExceptionCode;
+    RemoteKeepExceptionCode(exception->ExceptionRecord->ExceptionCode);
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
@@ -31,5 +33,5 @@ unsigned long RemoteGuardedCall(void (*call)(void*), void* argument);
 unsigned long RemoteGuardedCall(void (*call)(void*), void* argument) {
     volatile int done = 0;
     Run(call, argument, &done);
-    return done ? 0 : remote_exception_code;
+    return done ? 0 : RemoteKeptExceptionCode();
 }

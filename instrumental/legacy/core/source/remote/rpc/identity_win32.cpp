@@ -96,6 +96,11 @@ public:
     }
 };
 
+const bool is_wine = [] {
+    const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
+    return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
+}();
+
 std::atomic<IdentitySource*> source_in_place{nullptr};
 
 }  // namespace
@@ -129,12 +134,6 @@ bool IsPeerAllowed(const PeerIdentity& peer, const TransportConfig& config) {
     return allowed && (!config.peer_check || config.peer_check(peer.process_id));
 }
 
-bool IsWine() noexcept {
-    static const bool is_wine = [] {
-        const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
-        return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
-    }();
-    return is_wine;
-}
+bool IsWine() noexcept { return is_wine; }
 
 }  // namespace remote

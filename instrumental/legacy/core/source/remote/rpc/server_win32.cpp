@@ -47,7 +47,7 @@ RPC_STATUS Register(const std::set<std::string>& accounts) {
     // Windows 8 and later have it.
     using register_t = RPC_STATUS(RPC_ENTRY*)(RPC_IF_HANDLE, UUID*, RPC_MGR_EPV*, unsigned,
                                               unsigned, unsigned, RPC_IF_CALLBACK_FN*, void*);
-    static const auto with_security = reinterpret_cast<register_t>(reinterpret_cast<void*>(
+    const auto with_security = reinterpret_cast<register_t>(reinterpret_cast<void*>(
         ::GetProcAddress(::GetModuleHandleW(L"rpcrt4.dll"), "RpcServerRegisterIf3")));
     if (with_security == nullptr) {
         return ::RpcServerRegisterIf2(ServedInterface(), nullptr, nullptr, kFlags,

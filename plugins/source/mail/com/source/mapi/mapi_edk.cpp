@@ -8,6 +8,8 @@
 #include <string_view>
 
 #include "internal/helpers/hresult_exception.h"
+#include "internal/helpers/registry_impl.h"
+#include "vek/core/text.h"
 #include "vek/core/throw.h"
 #include "vek/platform/ansi_text.h"
 #include "vek/trace/line.h"
@@ -21,10 +23,13 @@ using trace::level::kDetail;
 using trace::level::kWarning;
 using vek::platform::Library;
 using vek::platform::Registry;
-using vek::platform::RegistryRoot;
 
-constexpr std::string_view kClientsKey = "SOFTWARE\\Clients\\Mail";
-constexpr std::string_view kOutlookKey = "Software\\Clients\\Mail\\Microsoft Outlook";
+helpers::RegistryKeyPath ClientsKey() {
+    return {helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\Clients\\Mail"};
+}
+helpers::RegistryKeyPath OutlookKey() {
+    return {helpers::RegistryHandle::kLocalMachine, u"Software\\Clients\\Mail\\Microsoft Outlook"};
+}
 constexpr std::string_view kLongPathPrefix = "\\\\?\\";
 
 // FGetComponentPath of mapistub.dll: the path of an installed component for one locale.
@@ -43,19 +48,22 @@ std::unique_ptr<Library> LoadStub(const MapiEnvironment& environment) {
     return stub;
 }
 
-vek::platform::system_error_t Read(const MapiEnvironment& environment, std::string_view name,
+// In the ANSI code page, as MAPI's functions take texts.
+vek::platform::system_error_t Read(const MapiEnvironment& environment, std::u16string_view name,
                                    std::string& value) {
-    return environment.registry.ReadText(vek::platform::RegistryRoot::kLocalMachine, kOutlookKey,
-                                         name, value);
+    std::u16string text;
+    const auto error = helpers::ReadString(OutlookKey(), name, text, environment.registry);
+    if (error == system_error::kNone) value = vek::platform::Utf8ToAnsi(vek::ToUtf8(text));
+    return error;
 }
 
 struct Locale {
-    std::string_view value_name;
+    std::u16string_view value_name;
     std::string_view success;
 };
 constexpr std::array kLocales{
-    Locale{"MSIApplicationLCID", "Get path succeeded for msiComponentId and msiApplicationLcid"},
-    Locale{"MSIOfficeLCID", "Get path succeeded for msiComponentId and msiOfficeLCID"}};
+    Locale{u"MSIApplicationLCID", "Get path succeeded for msiComponentId and msiApplicationLcid"},
+    Locale{u"MSIOfficeLCID", "Get path succeeded for msiComponentId and msiOfficeLCID"}};
 
 // With the prefix the system takes a path as it stands, so only one that is plain may have it.
 std::string WithLongPathPrefix(const std::string& path) {
@@ -86,15 +94,12 @@ std::string FindMapiLibrary(const MapiEnvironment& environment) {
 
     std::string component;
     helpers::CheckHResult(
-        helpers::HResultFromWin32(Read(environment, "MSIComponentID", component)));
-    component = vek::platform::Utf8ToAnsi(component);
+        helpers::HResultFromWin32(Read(environment, u"MSIComponentID", component)));
 
     for (const Locale& kind : kLocales) {
         // One of the two locales is enough.
         std::string locale;
-        if (Read(environment, kind.value_name, locale) != vek::platform::system_error::kNone)
-            continue;
-        locale = vek::platform::Utf8ToAnsi(locale);
+        if (Read(environment, kind.value_name, locale) != system_error::kNone) continue;
         const std::string path = PathFor(get_path, component, locale);
         if (path.empty()) continue;
         trace::Write(environment.tracer, kDetail, kind.success);
@@ -150,8 +155,8 @@ struct LoadedMapi {
     MapiFunctions functions;
 };
 
-constexpr std::string_view kDefaultValue = "";
-constexpr std::string_view kOutlook = "Microsoft Outlook";
+constexpr std::u16string_view kDefaultValue = u"";
+constexpr std::u16string_view kOutlook = u"Microsoft Outlook";
 
 // RPC_E_CHANGED_MODE of winerror.h: the thread has COM in another mode already.
 constexpr HRESULT kChangedMode = static_cast<HRESULT>(0x80010106u);
@@ -162,8 +167,7 @@ class OutlookAsDefaultClient {
 public:
     explicit OutlookAsDefaultClient(const MapiEnvironment& environment)
         : registry_(environment.registry), tracer_(environment.tracer) {
-        const auto error =
-            registry_.ReadText(RegistryRoot::kLocalMachine, kClientsKey, kDefaultValue, previous_);
+        const auto error = helpers::ReadString(ClientsKey(), kDefaultValue, previous_, registry_);
         had_client_ = error == system_error::kNone;
         if (had_client_ && previous_ == kOutlook) {
             trace::Write(tracer_, kDetail, "Default client is outlook");
@@ -175,17 +179,16 @@ public:
             return;
         }
         trace::Write(tracer_, kDetail, "Set default client");
-        switched_ = Succeeded(
-            registry_.WriteText(RegistryRoot::kLocalMachine, kClientsKey, kDefaultValue, kOutlook));
+        switched_ =
+            Succeeded(helpers::WriteString(ClientsKey(), kDefaultValue, kOutlook, registry_));
     }
 
     ~OutlookAsDefaultClient() {
         if (!switched_) return;
         try {
-            Succeeded(had_client_ ? registry_.WriteText(RegistryRoot::kLocalMachine, kClientsKey,
-                                                        kDefaultValue, previous_)
-                                  : registry_.DeleteValue(RegistryRoot::kLocalMachine, kClientsKey,
-                                                          kDefaultValue));
+            Succeeded(had_client_
+                          ? helpers::WriteString(ClientsKey(), kDefaultValue, previous_, registry_)
+                          : helpers::RemoveValue(ClientsKey(), kDefaultValue, registry_));
         } catch (...) {
             trace::WriteCurrentException(tracer_);
         }
@@ -203,7 +206,7 @@ private:
 
     Registry& registry_;
     const trace::TracerPtr tracer_;
-    std::string previous_;
+    std::u16string previous_;
     bool had_client_ = false;
     bool switched_ = false;
 };

@@ -17,23 +17,20 @@ using Block = std::span<const std::byte, kBlock>;
 constexpr State kInitial = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476};
 
 // The sine table of the algorithm: floor(2^32 * |sin(i + 1)|).
-const std::array<std::uint32_t, 64>& Sines() noexcept {
-    static const auto table = [] {
-        std::array<std::uint32_t, 64> sines{};
-        for (std::size_t i = 0; i < sines.size(); ++i) {
-            sines[i] = static_cast<std::uint32_t>(
-                std::floor(4294967296.0 * std::fabs(std::sin(static_cast<double>(i + 1)))));
-        }
-        return sines;
-    }();
-    return table;
+std::array<std::uint32_t, 64> Sines() noexcept {
+    std::array<std::uint32_t, 64> sines{};
+    for (std::size_t i = 0; i < sines.size(); ++i) {
+        sines[i] = static_cast<std::uint32_t>(
+            std::floor(4294967296.0 * std::fabs(std::sin(static_cast<double>(i + 1)))));
+    }
+    return sines;
 }
+const std::array<std::uint32_t, 64> sines = Sines();
 
 constexpr std::array<std::array<int, 4>, 4> kRotations = {
     {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}}};
 
 void Mix(State& state, Block block) noexcept {
-    const auto& sines = Sines();
     std::array<std::uint32_t, 16> words{};
     for (std::size_t i = 0; i < words.size(); ++i) {
         words[i] = LoadLittleEndian<std::uint32_t>(block.subspan(4 * i).first<4>());

@@ -6,6 +6,7 @@
 #include "module/addin_object.h"
 #include "module/extension_object.h"
 #include "module/module_life.h"
+#include "module/registration.h"
 
 namespace {
 
@@ -46,9 +47,9 @@ HRESULT WINAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** out) {
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-HRESULT WINAPI DllRegisterServer() { return E_NOTIMPL; }
+HRESULT WINAPI DllRegisterServer() { return dll::RegisterModule(); }
 
-HRESULT WINAPI DllUnregisterServer() { return E_NOTIMPL; }
+HRESULT WINAPI DllUnregisterServer() { return dll::UnregisterModule(); }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 

@@ -64,7 +64,8 @@ bool EndModule() noexcept {
         loader::ProcessServices().Drop();
         product_info::TheLibraryKeeper()->Drop();
     }
-    if (vek::LiveObjectCount() != 0 || !remote::RpcServer::Get().AwaitUnregistered(kUnregisterPatience))
+    if (vek::LiveObjectCount() != 0 ||
+        !remote::RpcServer::Get().AwaitUnregistered(kUnregisterPatience))
         return false;
     // Both hold the trace.
     loader::SetProcessLoaderFactory(nullptr);

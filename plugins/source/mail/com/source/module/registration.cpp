@@ -1,0 +1,147 @@
+#include "module/registration.h"
+
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "com/border.h"
+#include "com/ole_values_win32.h"
+#include "com/registrar.h"
+#include "common/product_info/product_library.h"
+#include "internal/helpers/hresult_exception.h"
+#include "mlxo_version.h"
+#include "module/resource_ids.h"
+#include "vek/core/text.h"
+
+#include "outlook_addin.h"
+
+// Where this module is loaded; the linker's.
+extern "C" const IMAGE_DOS_HEADER __ImageBase;
+
+namespace plugins::dll {
+namespace {
+
+using helpers::RegistryBitness;
+using helpers::RegistryHandle;
+using Scripts = std::array<std::string_view, 4>;
+
+constexpr WORD kLibraryMajor = 2;
+constexpr WORD kLibraryMinor = 0;
+
+HMODULE ThisModule() noexcept {
+    return reinterpret_cast<HMODULE>(const_cast<IMAGE_DOS_HEADER*>(&__ImageBase));
+}
+
+void RequireSystem(bool success) {
+    if (!success) helpers::ThrowHResult(HRESULT_FROM_WIN32(::GetLastError()));
+}
+
+std::wstring ModulePath() {
+    constexpr DWORD kLongest = 0x8000;
+    std::wstring path(kLongest, L'\0');
+    const DWORD length = ::GetModuleFileNameW(ThisModule(), path.data(), kLongest);
+    RequireSystem(length != 0 && length < kLongest);
+    path.resize(length);
+    return path;
+}
+
+std::string_view ScriptAt(WORD id) {
+    const HRSRC found = ::FindResourceW(ThisModule(), MAKEINTRESOURCEW(id), L"REGISTRY");
+    RequireSystem(found != nullptr);
+    const HGLOBAL loaded = ::LoadResource(ThisModule(), found);
+    RequireSystem(loaded != nullptr);
+    return {static_cast<const char*>(::LockResource(loaded)),
+            ::SizeofResource(ThisModule(), found)};
+}
+
+Scripts AllScripts() {
+    return {ScriptAt(IDR_ADDIN), ScriptAt(IDR_PAGE_ANTIVIRUS), ScriptAt(IDR_PAGE_UNABLE_TO_CONNECT),
+            ScriptAt(IDR_EXCH_CLIENT_EXT)};
+}
+
+std::u16string BracedText(const GUID& id) {
+    std::array<wchar_t, 40> text{};
+    ::StringFromGUID2(id, text.data(), static_cast<int>(text.size()));
+    return {text.begin(), text.begin() + 38};
+}
+
+// Calls `act` with the scripts and what stands in them for the module and the product.
+template <class Act>
+void WithScripts(const Act& act) {
+    const std::wstring wide = ModulePath();
+    const std::u16string path(wide.begin(), wide.end());
+    std::u16string product = product_info::ProductName();
+    if (product.empty()) product = vek::ToUtf16(MLXO_PRODUCT_NAME);
+    const std::array<com::Replacement, 4> replacements = {
+        {{"MODULE", path}, {"OLEMISC", u"131473"}, {"APPID", u""}, {"PRODUCTNAME", product}}};
+    act(AllScripts(), replacements);
+}
+
+vek::RefPtr<ITypeLib> TypeLibrary() {
+    vek::RefPtr<ITypeLib> library;
+    helpers::CheckGiven(::LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, library.put()),
+                        library);
+    return library;
+}
+
+void KeepInBothViews(com::Registrar& registrar, const std::u16string& key) {
+    for (const auto view : {RegistryBitness::k64, RegistryBitness::k32})
+        registrar.Keep({RegistryHandle::kClassesRoot, key, view});
+}
+
+// What the system writes and takes out for the library.
+void KeepLibrary(com::Registrar& registrar, ITypeLib& library) {
+    KeepInBothViews(registrar, u"TypeLib\\" + BracedText(LIBID_OUTLOOKADDINLib));
+    for (UINT i = 0; i < library.GetTypeInfoCount(); ++i) {
+        vek::RefPtr<ITypeInfo> type;
+        helpers::CheckGiven(library.GetTypeInfo(i, type.put()), type);
+        TYPEATTR* attributes = nullptr;
+        helpers::CheckHResult(type->GetTypeAttr(&attributes));
+        const GUID id = attributes->guid;
+        const TYPEKIND kind = attributes->typekind;
+        type->ReleaseTypeAttr(attributes);
+        if (kind == TKIND_INTERFACE || kind == TKIND_DISPATCH)
+            KeepInBothViews(registrar, u"Interface\\" + BracedText(id));
+    }
+}
+
+bool IsLibraryRegistered() {
+    return helpers::RegistryKey::OpenIfThere(
+               {RegistryHandle::kClassesRoot,
+                u"TypeLib\\" + BracedText(LIBID_OUTLOOKADDINLib) + u"\\2.0", RegistryBitness::k64},
+               helpers::registry_access::kRead)
+        .has_value();
+}
+
+}  // namespace
+
+HRESULT RegisterModule() noexcept {
+    return com::AtBorder([] {
+        com::Registrar registrar;
+        WithScripts([&](const auto& scripts, const auto& replacements) {
+            registrar.Register(scripts, replacements);
+        });
+        const auto library = TypeLibrary();
+        KeepLibrary(registrar, *library);
+        std::wstring path = ModulePath();
+        helpers::CheckHResult(::RegisterTypeLib(library.get(), path.data(), nullptr));
+        registrar.Commit();
+    });
+}
+
+HRESULT UnregisterModule() noexcept {
+    return com::AtBorder([] {
+        com::Registrar registrar;
+        WithScripts([&](const auto& scripts, const auto& replacements) {
+            registrar.Unregister(scripts, replacements);
+        });
+        if (IsLibraryRegistered()) {
+            KeepLibrary(registrar, *TypeLibrary());
+            helpers::CheckHResult(::UnRegisterTypeLib(LIBID_OUTLOOKADDINLib, kLibraryMajor,
+                                                      kLibraryMinor, LOCALE_NEUTRAL, SYS_WIN64));
+        }
+        registrar.Commit();
+    });
+}
+
+}  // namespace plugins::dll
