@@ -65,14 +65,17 @@ void Addin::Disconnect(DisconnectMode mode) {
     entry_.reset();
 }
 
-vek::RefPtr<plugins::mapi::IExchExt> Addin::MakeExtension() const {
+vek::RefPtr<plugins::mapi::IExchExt> Addin::MakeExtension() {
     using EntryPoint = plugins::mapi::IExchExt*(WINAPI*)();
-    const HMODULE library = ::LoadLibraryW(LibraryOf(prog_id_).c_str());
-    if (library == nullptr) return nullptr;
-    // As long as the process: Outlook does not unload extensions' libraries.
+    if (extensions_ == nullptr) extensions_ = ::LoadLibraryW(LibraryOf(prog_id_).c_str());
+    if (extensions_ == nullptr) return nullptr;
     const auto entry_point = reinterpret_cast<EntryPoint>(
-        reinterpret_cast<void*>(::GetProcAddress(library, "ExchEntryPoint")));
+        reinterpret_cast<void*>(::GetProcAddress(extensions_, "ExchEntryPoint")));
     return vek::RefPtr<plugins::mapi::IExchExt>::Adopt(entry_point ? entry_point() : nullptr);
+}
+
+void Addin::FreeExtensions() {
+    if (extensions_ != nullptr) ::FreeLibrary(std::exchange(extensions_, nullptr));
 }
 
 bool UnloadLibraries(const std::wstring& path) {

@@ -26,7 +26,9 @@ public:
     bool is_connected() const { return addin_ != nullptr; }
 
     // The library's entry point for client extensions: null where it has none, or gives none.
-    vek::RefPtr<plugins::mapi::IExchExt> MakeExtension() const;
+    vek::RefPtr<plugins::mapi::IExchExt> MakeExtension();
+    // All extensions have been released.
+    void FreeExtensions();
 
     const std::wstring& prog_id() const { return prog_id_; }
 
@@ -34,6 +36,7 @@ private:
     const std::wstring prog_id_;
     vek::RefPtr<IExtensibility> addin_;
     vek::RefPtr<IDispatch> entry_;  // what it can ask of itself
+    HMODULE extensions_ = nullptr;  // loaded for them
 };
 
 // Has COM unload what nobody needs. Whether no library of that path is left in the end: its own

@@ -100,6 +100,13 @@ HRESULT HostPlayer::ConnectAddin() {
 
 void HostPlayer::DisconnectAddin() {
     if (!std::exchange(connected_, false)) return;
+    // Its windows are closed before.
+    while (!host().application().open_items().empty()) {
+        const auto item = host().application().open_items().back();
+        host().Close(item->entry_id());
+    }
+    for (const std::string& held : items_->Held())
+        Complain("somebody holds the item " + held + " at the end");
     if (options_.ending == Ending::kExit) return;  // the process will end
     const bool unticked = options_.ending == Ending::kUnticked;
     const auto start = Clock::now();
@@ -113,6 +120,7 @@ void HostPlayer::DisconnectAddin() {
         addin->Disconnect(unticked ? DisconnectMode::kUserClosed : DisconnectMode::kHostShutdown);
     resiliency_.Note(Occasion::kShutdown, Since(start));
     host().UnloadExtension();
+    for (const auto& addin : addins_) addin->FreeExtensions();
     items_->Sweep();
     for (const auto& addin : addins_)
         if (!UnloadLibraries(LibraryOf(addin->prog_id())))
@@ -161,7 +169,6 @@ void HostPlayer::FindDamage(std::vector<Inspected>& messages) {
 
 bool HostPlayer::PrintAddins(std::ostream& out) {
     resiliency_.Print(out);
-    for (const std::string& held : items_->Held()) out << "held by somebody: item " << held << '\n';
     bool good = true;
     for (const std::wstring& prog_id : RegisteredAddins()) {
         const auto behavior = LoadBehavior(prog_id);

@@ -47,7 +47,7 @@ public:
     ApplicationObject& application() { return *application_; }
     OutsideRows& outside() { return rows_; }
 
-    // Prints how the add-ins would fare with Outlook, what they hold, and their LoadBehavior.
+    // Prints how the add-ins would fare with Outlook, and their LoadBehavior.
     // Returns whether they are to be loaded at the next start, too.
     bool PrintAddins(std::ostream& out);
 

@@ -140,6 +140,15 @@ void PrintTimes(const HostOptions& options, std::uint32_t rounds, std::ostream& 
     player.StopProduct();
 }
 
+namespace {
+
+void Print(std::ostream& out, std::uint32_t cycles, const ProcessState& state) {
+    out << "after " << cycles << " cycles: " << state.handles << " handles, " << state.threads
+        << " threads, " << state.memory / 1024 << " KiB\n";
+}
+
+}  // namespace
+
 bool RunCycles(const HostOptions& options, std::uint32_t cycles, std::ostream& out) {
     HostPlayer player(options);
     const std::string mail = player.shelf().names().front();
@@ -160,9 +169,7 @@ bool RunCycles(const HostOptions& options, std::uint32_t cycles, std::ostream& o
         player.rows().Clear();
         last = StateNow();
         if (i == settled) first = last;
-        if (i == settled || i == cycles || i == cycles / 2)
-            out << "after " << i << " cycles: " << last.handles << " handles, " << last.threads
-                << " threads, " << last.memory / 1024 << " KiB\n";
+        if (i == settled || i == cycles || i == cycles / 2) Print(out, i, last);
     }
     player.StopProduct();
     for (const std::string& trouble : player.troubles()) out << "WRONG: " << trouble << '\n';

@@ -6,8 +6,8 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
-#include "internal/helpers/registry_impl.h"
 #include "sandbox/outlook/entry_points.h"
 #include "sandbox/outlook/message_file.h"
 #include "vek/core/text.h"
@@ -42,11 +42,11 @@ private:
 
 // MAPI serves the default mail client, and is this library only while that is Outlook.
 bool OutlookIsDefault() {
-    namespace helpers = plugins::helpers;
-    std::u16string client;
-    helpers::ReadString({helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\Clients\\Mail"}, u"",
-                        client, vek::platform::TheRegistry());
-    return client == u"Microsoft Outlook";
+    wchar_t client[64] = L"";
+    DWORD size = sizeof client;
+    ::RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Clients\\Mail", nullptr, RRF_RT_REG_SZ, nullptr,
+                   client, &size);
+    return std::wstring_view(client) == L"Microsoft Outlook";
 }
 
 }  // namespace
