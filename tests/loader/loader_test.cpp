@@ -117,6 +117,7 @@ struct Product final : vek::platform::LibraryLoader {
                     nullptr, [this](void*) { on_lost ? std::exchange(on_lost, {})() : void(); });
                 connection.is_alive = [this, end, answers] { return alive && *answers; };
                 connection.was_silent = [this] { return silent.load(); };
+                connection.retire = [this] { alive = false; };
                 return silent ? result::kNotReady : plan.connected;
             },
             loader::LoaderTimes{{}, std::chrono::milliseconds{20}, std::chrono::milliseconds{50}});
@@ -225,7 +226,12 @@ TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
     EXPECT_EQ(Ask(*loader).second, first);
     EXPECT_EQ(product.connects, 1);
 
-    product.alive = false;
+    loader::ServiceAccess services(
+        [&](vek::RefPtr<ILoader>& made) { return made = loader, result::kOk; });
+    services.Forget();  // nothing is looked for yet
+    EXPECT_EQ(Ask(*loader).second, first);
+    vek::RefPtr<IMailScanner> scanner = services.RequireService<IMailScanner>();
+    services.Forget();
     EXPECT_EQ(Ask(*loader).first, result::kNotReady);
     product.plan.address = result::kOk;
     product.alive = true;

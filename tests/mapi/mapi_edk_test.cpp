@@ -132,10 +132,11 @@ TEST(MapiEdk, LoadsTheLibraryOfTheInstalledOutlook) {
         SCOPED_TRACE(&row - kCases);
         Office office;
         for (const std::string& name : row.removed)
-            if (office.symbols.erase(name) == 0)
+            if (office.symbols.erase(name) == 0) {
                 EXPECT_EQ(plugins::helpers::RemoveValue(InMachine(kOutlookKey), vek::ToUtf16(name),
                                                         office),
                           0u);
+            }
         office.locale = row.locale;
         office.path = row.path;
         std::shared_ptr<const MapiFunctions> table;

@@ -129,7 +129,9 @@ TEST(RecoveringService, IsFoundAnewAfterARestart) {
     const auto first = vek::MakeObject<FakeSettings>(answer);
     const auto second = vek::MakeObject<FakeSettings>(answer);
     std::optional<Pair> server;  // while it runs
+    std::optional<Pair> updated;
     const auto locate = [&](RefPtr<vek::IServiceLocator>& locator) {
+        if (updated) return updated->client->GetServiceLocator(locator);
         return server ? server->client->GetServiceLocator(locator) : result::kNotReady;
     };
     const auto locator =
@@ -161,6 +163,18 @@ TEST(RecoveringService, IsFoundAnewAfterARestart) {
     EXPECT_EQ(settings->GetSettings(record), result::kOk);
     EXPECT_EQ(first->asked, 1);
     EXPECT_EQ(second->asked, 2);
+
+    // Retired during a call: that is left to end, the next goes elsewhere.
+    server->client_wire->tamper_request = [&](byte_vector&) {
+        server->client->Retire();
+        return false;
+    };
+    EXPECT_EQ(settings->GetSettings(record), result::kOk);
+    EXPECT_EQ(second->asked, 3);
+    updated.emplace(first);
+    EXPECT_EQ(settings->GetSettings(record), result::kOk);
+    EXPECT_EQ(first->asked, 2);
+    EXPECT_TRUE(server->client->IsOpen());
 
     void* nothing = nullptr;
     EXPECT_EQ(locator->GetInterface(0x7777, nullptr, &nothing), result::kInterfaceNotSupported);

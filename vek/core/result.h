@@ -52,6 +52,7 @@ inline constexpr result_t kUnknownException = 0x80000072;
 inline constexpr result_t kPropertyNotFound = 0x80000180;
 inline constexpr result_t kPlatformError = 0x80010100;
 inline constexpr result_t kInvalidHandle = 0x80010101;
+inline constexpr result_t kFileNotFound = 0x80010102;
 inline constexpr result_t kSymbolNotFound = 0x80010107;
 inline constexpr result_t kModuleNotFound = 0x80010112;
 // A call that did not come back from the other process.

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "vek/core/result.h"
+
 namespace vek::platform {
 
 // A failure of the operating system in Win32 numbers; zero is success. Other systems' numbers
@@ -25,6 +27,20 @@ inline constexpr system_error_t kKeyDeleted = 1018;
 inline constexpr system_error_t kNoSystemResources = 1450;
 inline constexpr system_error_t kUnsupportedType = 1630;
 }  // namespace system_error
+
+// The result code of a failure: one of the platform facility.
+constexpr result_t ResultOf(system_error_t error) noexcept {
+    switch (error) {
+        case system_error::kInvalidHandle:
+            return result::kInvalidHandle;
+        case system_error::kFileNotFound:
+            return result::kFileNotFound;
+        case system_error::kModuleNotFound:
+            return result::kModuleNotFound;
+        default:
+            return result::kPlatformError;
+    }
+}
 
 // Gives the error of the calling thread's last failed call of the platform layer: GetLastError on
 // Windows, errno translated elsewhere.

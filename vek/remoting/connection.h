@@ -71,6 +71,10 @@ public:
 
     void Close(result_t reason) noexcept;
     bool IsOpen() const noexcept { return transport_.IsOpen(); }
+    // Has recovering services (recovering_service.h) leave it; calls under way go on. Does not
+    // wait.
+    void Retire() noexcept { is_retired_ = true; }
+    bool IsCurrent() const noexcept { return !is_retired_ && IsOpen(); }
     std::uint32_t peer_process_id() const noexcept { return transport_.peer_process_id(); }
 
     // What has arrived from the peer so far, requests and replies: a changed number is a sign of
@@ -112,6 +116,7 @@ private:
     AttachedTransport transport_;
     std::atomic<std::uint64_t> replies_received_{0};
     std::atomic<bool> was_silent_{false};
+    std::atomic<bool> is_retired_{false};
     ReleaseQueue releases_;
     MasterLock master_lock_;
     ZeroedRooms rooms_;

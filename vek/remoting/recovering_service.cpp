@@ -15,7 +15,7 @@ RecoveringService::RecoveringService(LocatorSource source, interface_id_t id)
 result_t RecoveringService::Resolve(StubAddress& address) noexcept {
     {
         const std::lock_guard guard(lock_);
-        if (address_.connection && address_.connection->IsOpen()) {
+        if (address_.connection && address_.connection->IsCurrent()) {
             address = address_;
             return result::kOk;
         }
@@ -42,7 +42,7 @@ result_t RecoveringService::Adopt(RefPtr<IObject> service, StubAddress& address)
     if (Failed(result)) return result;
     const std::lock_guard guard(lock_);
     // Of two that recover at once the later takes what the earlier has kept, whose stub is in use.
-    if (!address_.connection || !address_.connection->IsOpen()) {
+    if (!address_.connection || !address_.connection->IsCurrent()) {
         std::swap(address_, found);  // what was there goes when the lock is no longer held
         std::swap(service_, service);
     }

@@ -8,6 +8,7 @@
 #include "sandbox/child_process/child_process.h"
 #include "sandbox/outlook/host/addin_key.h"
 #include "sandbox/outlook/message_file.h"
+#include "sandbox/outlook/page_host/page_host.h"
 #include "vek/core/text.h"
 
 namespace sandbox::host {
@@ -130,7 +131,29 @@ void HostPlayer::DisconnectAddin() {
     addins_.clear();
 }
 
-void HostPlayer::ShowOptions() { host().OpenOptions(); }
+void HostPlayer::ShowOptions() {
+    for (const auto& [prog_id, caption] : host().OpenOptions()) {
+        const std::wstring name(prog_id.begin(), prog_id.end());
+        CLSID id;
+        vek::RefPtr<IUnknown> page;
+        HRESULT code = ::CLSIDFromProgID(name.c_str(), &id);
+        if (SUCCEEDED(code))
+            code = ::CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                      page.put_void());
+        const auto dialog = vek::MakeObject<outlook::PageHost>();
+        if (SUCCEEDED(code)) code = dialog->Open(page.get());
+        page.reset();
+        if (FAILED(code)) {
+            Complain("the page \"" + vek::ToUtf8(caption) + "\" cannot be shown");
+            continue;
+        }
+        // The user looks at it, and presses one button after the other.
+        ServeMessages({});
+        for (const int button : {IDYES, IDOK})
+            ::SendMessageW(dialog->frame(), WM_COMMAND, static_cast<WPARAM>(button), 0);
+        dialog->Close();
+    }
+}
 
 void HostPlayer::OnEventEnd(const std::string& event, std::chrono::microseconds held) {
     items_->Sweep();

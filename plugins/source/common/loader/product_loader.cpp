@@ -180,6 +180,16 @@ bool ProductLoader::TryAgain(std::uint32_t round) noexcept {
     return vek::Succeeded(tried);
 }
 
+// The next call lets it go: its end waits.
+void ProductLoader::Forget() noexcept {
+    ConnectionPtr kept;
+    {
+        const std::lock_guard guard(lock_);
+        kept = kept_;
+    }
+    if (kept && kept->retire) kept->retire();
+}
+
 // A thread that is in a call which the system does not give up is not waited for without end; it
 // ends by itself then, and counts as an object of the module meanwhile.
 void ProductLoader::End() noexcept {
@@ -226,8 +236,9 @@ ProductConnector RemoteConnector(trace::TracerPtr tracer) {
             vek::remoting::ConnectToServer({process.address.local_id, process.address.tcp_port},
                                            std::move(config), transport, connection);
         if (vek::Failed(connected)) return connected;
-        product.is_alive = [connection] { return connection->IsOpen(); };
+        product.is_alive = [connection] { return connection->IsCurrent(); };
         product.was_silent = [connection] { return connection->was_silent(); };
+        product.retire = [connection] { connection->Retire(); };
         product.end = [connection] { connection->Close(result::kOk); };
         return connection->GetServiceLocator(product.locator);
     };

@@ -24,8 +24,9 @@ namespace plugins::loader {
 struct ProductConnection {
     vek::RefPtr<IServiceLocator> locator;
     // Called from any thread, several at once; do not wait. All may be empty.
-    std::function<bool()> is_alive;  // whether calls can still reach the product; for ever if empty
+    std::function<bool()> is_alive;  // whether calls are to go there; for ever if empty
     std::function<bool()> was_silent;  // whether it was ended because the product did not answer
+    std::function<void()> retire;      // is not alive from now on; calls under way are left to end
     std::function<void()> end;
 };
 
@@ -69,6 +70,7 @@ public:
     vek::result_t GetInterface(vek::interface_id_t id, void** object) noexcept override;
 
     void Hasten() noexcept override { watch_->Hasten(); }
+    void Forget() noexcept override;
     void End() noexcept override;
 
 private:

@@ -77,6 +77,10 @@ void ServiceAccess::Hasten() noexcept {
     if (const auto road = Road()) road->Hasten();
 }
 
+void ServiceAccess::Forget() noexcept {
+    if (const auto road = Road()) road->Forget();
+}
+
 void ServiceAccess::End() noexcept {
     if (const auto road = Road()) road->End();
 }

@@ -20,6 +20,9 @@ struct IProductRoad : vek::IObject {
 
     // This process is about to end: a product that does not answer is not waited for as long.
     virtual void Hasten() noexcept = 0;
+    // The product is another one now, or none: later calls go to what is there then, those under
+    // way are left to end. Does not wait; any thread may call it.
+    virtual void Forget() noexcept = 0;
     // Ends the connection and every thread that it takes: calls to the product fail. A later lookup
     // makes another. Waits for the threads, for one that connects a second at most. Not to be
     // called twice at once.
@@ -52,6 +55,7 @@ public:
 
     // As IProductRoad; nothing without a loader, or when it is none.
     void Hasten() noexcept;
+    void Forget() noexcept;
     void End() noexcept;
 
     // As End, and lets go of the loader; a later lookup creates another.

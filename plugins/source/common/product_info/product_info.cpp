@@ -67,6 +67,7 @@ void ReadTraceValues(const ProductInfo& info, vek::trace::FileTracerConfig& conf
 }
 
 ProductProcess FindProduct(const LibraryEnvironment& environment) {
+    if (environment.on_attempt) environment.on_attempt();
     const auto library = environment.keeper->Library(environment);
     const auto remote = library->Create<IRemoteObject>(kRemoteLoaderObject);
     ProductProcess process;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,6 +31,8 @@ struct LibraryEnvironment {
     vek::trace::TracerPtr tracer = vek::trace::ProcessTracer();
     std::shared_ptr<LibraryKeeper> keeper = TheLibraryKeeper();
     vek::platform::Clock& clock = vek::platform::TheClock();
+    // Called before each attempt to reach the product, by any thread. Does not wait, nor raise.
+    std::function<void()> on_attempt = {};
 };
 
 // Keys of the machine: what is named there, its administrators have installed; a user's do not

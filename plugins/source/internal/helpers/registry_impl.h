@@ -37,6 +37,9 @@ struct RegistryKeyPath {
 // As messages and traces name a key: "{ HKLM\Software\Example, 32bit }".
 std::string TextOf(const RegistryKeyPath& key);
 
+// For trace::Write, which names a key so only when the line is taken.
+inline void AppendPiece(std::string& line, const RegistryKeyPath& key) { line += TextOf(key); }
+
 struct RegistrySubkey {
     std::u16string name;
     vek::platform::filetime_t last_write;

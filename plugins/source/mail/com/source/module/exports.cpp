@@ -7,11 +7,24 @@
 #include "module/extension_object.h"
 #include "module/module_life.h"
 #include "module/registration.h"
+#include "options/pages_win32.h"
 
 namespace {
 
 namespace dll = plugins::dll;
 namespace com = plugins::com;
+
+// Outlook's options pages, with what this process has and the module's own resources.
+template <auto kCreate>
+HRESULT CreatePage(REFIID id, void** out) noexcept {
+    return com::AtBorder([&] {
+        HMODULE module = nullptr;
+        ::GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<LPCWSTR>(&CreatePage<kCreate>), &module);
+        return kCreate({}, module, id, out);
+    });
+}
 
 // A class that COM creates.
 struct ModuleClass {
@@ -22,6 +35,10 @@ struct ModuleClass {
 constexpr std::array kClasses = {
     ModuleClass{{0xF061D664, 0xE4F5, 0x469A, {0x90, 0x1A, 0x45, 0x51, 0xDE, 0x4C, 0x0E, 0x8A}},
                 com::CreateObject<dll::AddinObject>},
+    ModuleClass{plugins::mail_processing::kPageAntivirusClass,
+                CreatePage<plugins::mail_processing::CreatePageAntivirus>},
+    ModuleClass{plugins::mail_processing::kPageUnableToConnectClass,
+                CreatePage<plugins::mail_processing::CreatePageUnableToConnect>},
     ModuleClass{plugins::mail_processing::automation::kExchClientExtClass,
                 com::CreateObject<dll::ExtensionObject>},
 };

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "vek/core/never_destroyed.h"
 #include "vek/core/ref_ptr.h"
 #include "vek/core/throw.h"
 #include "vek/remoting/call_wait.h"
@@ -36,10 +37,36 @@ const product::MailSettings& InForce(const product::MailPluginSettings& settings
 
 }  // namespace
 
+std::optional<product::MailPluginSettings> SettingsMemory::Get() const noexcept {
+    const std::lock_guard guard(lock_);
+    return settings_;
+}
+
+void SettingsMemory::Keep(const product::MailPluginSettings& settings) noexcept {
+    const std::lock_guard guard(lock_);
+    settings_ = settings;
+}
+
+SettingsMemory& TheSettingsMemory() noexcept {
+    // Never destroyed: threads may use it to the process's very end.
+    static vek::NeverDestroyed<SettingsMemory> memory;
+    return *memory;
+}
+
 ProductSettingsProvider::ProductSettingsProvider(loader::ServiceAccess& services,
                                                  vek::platform::Clock& clock,
-                                                 trace::TracerPtr tracer) noexcept
-    : services_(services), clock_(clock), tracer_(std::move(tracer)) {}
+                                                 trace::TracerPtr tracer,
+                                                 SettingsMemory& memory) noexcept
+    : services_(services), clock_(clock), tracer_(std::move(tracer)), memory_(memory) {}
+
+void ProductSettingsProvider::Recall() noexcept {
+    const auto last = memory_.Get();
+    if (!last) return;
+    const std::lock_guard guard(lock_);
+    settings_ = *last;
+    settings_.policySettings.reset();
+    has_settings_ = true;
+}
 
 bool ProductSettingsProvider::IsNeedScan(std::uint8_t kind) {
     Refresh();
@@ -93,6 +120,13 @@ void ProductSettingsProvider::Refresh() {
     if (question < answered_) return;
     answered_ = question;
     settings_ = settings;
+    has_settings_ = true;
+    memory_.Keep(settings);
+}
+
+bool ProductSettingsProvider::HasSettings() const noexcept {
+    const std::lock_guard guard(lock_);
+    return has_settings_;
 }
 
 bool ProductSettingsProvider::IsPluginEnabled() const noexcept {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 #include "common/loader/service_access.h"
 #include "private_include/common/product_settings.h"
@@ -31,13 +32,33 @@ struct PageSettingsView {
     bool operator==(const PageSettingsView&) const = default;
 };
 
+// Keeps the settings that the product gave last, to whichever provider. Any thread may call it.
+class SettingsMemory {
+public:
+    // Nothing before the first.
+    std::optional<product::MailPluginSettings> Get() const noexcept;
+    void Keep(const product::MailPluginSettings& settings) noexcept;
+
+private:
+    mutable vek::platform::Lock lock_;
+    std::optional<product::MailPluginSettings> settings_;
+};
+
+// The process's own.
+SettingsMemory& TheSettingsMemory() noexcept;
+
 // Keeps a copy of the product's settings, asks for them at most once a second, and decides by them.
 // Operations may be called from any thread.
 class ProductSettingsProvider {
 public:
     // References outlive the provider. Makes no call.
     ProductSettingsProvider(loader::ServiceAccess& services, vek::platform::Clock& clock,
-                            vek::trace::TracerPtr tracer) noexcept;
+                            vek::trace::TracerPtr tracer,
+                            SettingsMemory& memory = TheSettingsMemory()) noexcept;
+
+    // Takes the memory's settings for the copy, their policy excepted: it may be over. To be called
+    // before anything else.
+    void Recall() noexcept;
 
     // Refreshes, and returns whether a message is to be checked at this mail_event. Raises
     // vek::CheckResultFailedException when the refresh fails.
@@ -54,6 +75,9 @@ public:
     // vek::CheckResultFailedException.
     void Refresh();
 
+    // Returns whether the copy is the product's: it was recalled, or a refresh has succeeded.
+    bool HasSettings() const noexcept;
+
     // Returns whether mail is ever checked, by the copy.
     bool IsPluginEnabled() const noexcept;
 
@@ -65,6 +89,7 @@ private:
     loader::ServiceAccess& services_;
     vek::platform::Clock& clock_;
     const vek::trace::TracerPtr tracer_;
+    SettingsMemory& memory_;
 
     // In milliseconds of the tick count. It is set before the product is asked, so that a product
     // that is down is not asked more often either.
@@ -73,6 +98,7 @@ private:
     std::atomic<std::uint64_t> asked_{0};
     mutable vek::platform::RecursiveLock lock_;  // guards what follows
     std::uint64_t answered_ = 0;
+    bool has_settings_ = false;
     product::MailPluginSettings settings_;
 };
 

@@ -1,0 +1,79 @@
+// Shows an options page in a window, with the texts, settings and pictures of a product's folder:
+//   mlxo_page_host antivirus|unable_to_connect FOLDER SECONDS
+// Prints how long it took from the page's creation to its first picture, and where the
+// window is.
+
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <string_view>
+
+#include "options/pages_win32.h"
+#include "product/in_process_product.h"
+#include "product/localization_service.h"
+#include "product/settings_service.h"
+#include "product/settings_window_service.h"
+#include "sandbox/outlook/page_host/page_host.h"
+
+namespace {
+
+using namespace plugins::mail_processing;
+using namespace reference_product;
+
+vek::RefPtr<InProcessProduct> ProductIn(const std::filesystem::path& folder) {
+    const Log silent = [](std::string_view) {};
+    auto product = vek::MakeObject<InProcessProduct>(nullptr);
+    product->Offer(
+        plugins::product::ILocalization::kInterfaceId,
+        vek::MakeObject<LocalizationService>(folder / "texts.json", folder / "resources", silent));
+    product->Offer(plugins::product::IProductSettings::kInterfaceId,
+                   vek::MakeObject<SettingsService>(folder / "settings.json", silent));
+    product->Offer(plugins::product::ISettingsWindow::kInterfaceId,
+                   vek::MakeObject<SettingsWindowService>(silent));
+    return product;
+}
+
+int Show(std::string_view page_name, const std::filesystem::path& folder, int seconds) {
+    plugins::loader::ServiceAccess services([&](vek::RefPtr<plugins::ILoader>& loader) {
+        loader = ProductIn(folder);
+        return vek::result::kOk;
+    });
+    const auto create = page_name == "antivirus" ? CreatePageAntivirus : CreatePageUnableToConnect;
+    const auto begun = std::chrono::steady_clock::now();
+    vek::RefPtr<IUnknown> page;
+    HRESULT code =
+        create({.services = services}, ::GetModuleHandleW(nullptr), IID_IUnknown, page.put_void());
+    const auto host = vek::MakeObject<sandbox::outlook::PageHost>();
+    if (SUCCEEDED(code)) code = host->Open(page.get());
+    if (FAILED(code)) {
+        std::fprintf(stderr, "the page fails with 0x%08lx\n", static_cast<unsigned long>(code));
+        return 1;
+    }
+    ::RedrawWindow(host->frame(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begun;
+    RECT place{};
+    ::GetWindowRect(host->frame(), &place);
+    std::printf("%.1f ms, %ld %ld %ld %ld\n", took.count(), place.left, place.top, place.right,
+                place.bottom);
+    std::fflush(stdout);
+    host->RunUntil([] { return false; }, std::chrono::seconds(seconds));
+    host->Close();
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int seconds = 0;
+    if (argc != 4 ||
+        std::from_chars(argv[3], argv[3] + std::string_view(argv[3]).size(), seconds).ec !=
+            std::errc()) {
+        std::fputs("mlxo_page_host antivirus|unable_to_connect FOLDER SECONDS\n", stderr);
+        return 2;
+    }
+    if (FAILED(::OleInitialize(nullptr))) return 1;
+    ::SetProcessDPIAware();
+    const int code = Show(argv[1], argv[2], seconds);
+    ::OleUninitialize();
+    return code;
+}
