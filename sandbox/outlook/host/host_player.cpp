@@ -21,6 +21,28 @@ std::chrono::microseconds Since(Clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
 }
 
+// Clicks the first check box of a page that can be clicked, if there is one.
+void ClickFirstBox(HWND page) {
+    for (HWND each = ::GetWindow(page, GW_CHILD); each != nullptr;
+         each = ::GetWindow(each, GW_HWNDNEXT)) {
+        wchar_t name[16] = L"";
+        ::GetClassNameW(each, name, 16);
+        const LONG_PTR kind = ::GetWindowLongPtrW(each, GWL_STYLE) & BS_TYPEMASK;
+        if (::lstrcmpiW(name, L"Button") != 0 || !::IsWindowEnabled(each) ||
+            (kind != BS_AUTOCHECKBOX && kind != BS_CHECKBOX))
+            continue;
+        ::SendMessageW(each, BM_CLICK, 0, 0);
+        return;
+    }
+}
+
+// As the buttons Apply and OK do.
+HRESULT ApplyChanges(IPropertyPage& page) {
+    VARIANT_BOOL dirty = VARIANT_FALSE;
+    const HRESULT code = page.get_Dirty(&dirty);
+    return SUCCEEDED(code) && dirty != VARIANT_FALSE ? page.Apply() : code;
+}
+
 const outlook::StoreTraits& Store(const std::string& name) {
     const auto* const store = outlook::FindStore(name);
     if (store == nullptr) throw std::runtime_error("there is no store " + name);
@@ -141,16 +163,22 @@ void HostPlayer::ShowOptions() {
             code = ::CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
                                       page.put_void());
         const auto dialog = vek::MakeObject<outlook::PageHost>();
+        vek::RefPtr<IPropertyPage> own;
+        if (SUCCEEDED(code)) code = page->QueryInterface(iid::kPropertyPage, own.put_void());
         if (SUCCEEDED(code)) code = dialog->Open(page.get());
         page.reset();
         if (FAILED(code)) {
             Complain("the page \"" + vek::ToUtf8(caption) + "\" cannot be shown");
             continue;
         }
-        // The user looks at it, and presses one button after the other.
-        ServeMessages({});
-        for (const int button : {IDYES, IDOK})
-            ::SendMessageW(dialog->frame(), WM_COMMAND, static_cast<WPARAM>(button), 0);
+        // The user changes his mind twice, and presses Apply and OK.
+        for (int press = 0; press != 2; ++press) {
+            ServeMessages({});
+            ClickFirstBox(dialog->page());
+            code = ApplyChanges(*own);
+            if (FAILED(code)) Complain("the page \"" + vek::ToUtf8(caption) + "\" cannot apply");
+        }
+        own.reset();
         dialog->Close();
     }
 }

@@ -21,6 +21,7 @@ inline constexpr IID kInspector = Ole(0x00063005);
 inline constexpr IID kFolder = Ole(0x00063006);
 inline constexpr IID kInspectors = Ole(0x00063008);
 inline constexpr IID kMailItem = Ole(0x00063034);
+inline constexpr IID kPropertyPage = Ole(0x0006307E);
 inline constexpr IID kPropertyPages = Ole(0x00063080);
 inline constexpr IID kSelection = Ole(0x00063087);
 inline constexpr IID kApplicationEvents = Ole(0x0006304E);
@@ -61,6 +62,13 @@ struct IExtensibility : IDispatch {
     virtual HRESULT STDMETHODCALLTYPE OnAddInsUpdate(SAFEARRAY** custom) = 0;
     virtual HRESULT STDMETHODCALLTYPE OnStartupComplete(SAFEARRAY** custom) = 0;
     virtual HRESULT STDMETHODCALLTYPE OnBeginShutdown(SAFEARRAY** custom) = 0;
+};
+
+// A page of the Options dialog.
+struct IPropertyPage : IDispatch {
+    virtual HRESULT STDMETHODCALLTYPE GetPageInfo(BSTR* help_file, LONG* help_context) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Dirty(VARIANT_BOOL* dirty) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Apply() = 0;
 };
 
 }  // namespace sandbox::host
