@@ -37,6 +37,10 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
             options.stop = true;
             continue;
         }
+        if (name == "--no-scan") {
+            options.scans = false;
+            continue;
+        }
         if (name == "--silent-at" || name == "--stopped-at") {
             const auto step = ++i < arguments.size() ? StepNamed(arguments[i]) : std::nullopt;
             if (!step) return std::nullopt;
@@ -58,7 +62,7 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
 void PrintUsage(std::ostream& out) {
     out << "usage: mlxo_product --folder DIR [--rules FILE] [--settings FILE] [--texts FILE]\n"
            "                    [--resources DIR] [--log FILE] [--reports FILE]\n"
-           "                    [--silent-at STEP | --stopped-at STEP]\n"
+           "                    [--no-scan] [--silent-at STEP | --stopped-at STEP]\n"
            "       mlxo_product --folder DIR --stop\n";
 }
 

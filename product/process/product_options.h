@@ -12,6 +12,7 @@ namespace reference_product {
 // The command line of the product's program. Files that it does not name lie in the folder.
 struct ProductOptions {
     bool stop = false;  // stop the running process instead of becoming it
+    bool scans = true;  // otherwise every check returns at once
     std::optional<Silence> silence;
     std::filesystem::path folder;
     std::filesystem::path rules;      // sample.rules

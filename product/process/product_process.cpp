@@ -59,11 +59,13 @@ vek::RefPtr<plugins::IServiceLocator> MakeServices(const ProductOptions& options
                                                    const ReachStep& reach) {
     // Owned by the scanner, which a caller may keep longer than the server lives.
     auto reports = std::make_shared<ReportWriter>(options.reports);
-    const auto scanner = vek::MakeObject<MailScanner>(
-        LoadEngine(options.rules), [log, reports](const ScanReport& report) {
+    vek::RefPtr<plugins::mail_processing::IMailScanner> scanner =
+        vek::MakeObject<MailScanner>(LoadEngine(options.rules), [log, reports](const auto& report) {
             const std::uint32_t number = reports->Write(report);
             log("check " + std::to_string(number) + ": " + ToText(report));
         });
+    if (!options.scans)
+        scanner = vek::MakeObject<ScriptedScanner>([](bool, auto&) { return vek::result::kOk; });
     auto services = vek::MakeObject<InProcessProduct>(WithSteps(scanner, reach));
     using namespace plugins::product;
     services->Offer(IProductSettings::kInterfaceId,

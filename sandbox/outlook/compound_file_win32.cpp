@@ -4,7 +4,6 @@
 #include <new>
 #include <stdexcept>
 
-#include "mapi/ole_functions.h"
 #include "sandbox/outlook/entry_points.h"
 #include "sandbox/outlook/storage_transfer.h"
 // The order matters: it needs windows.h.
@@ -13,33 +12,37 @@
 namespace sandbox::outlook {
 namespace {
 
-namespace mapi = plugins::mapi;
-
 HRESULT OpenOnBytes(ILockBytes& bytes, IStorage** out) {
     return StgOpenStorageOnILockBytes(&bytes, nullptr, kReadElement, nullptr, 0, out);
 }
 
 }  // namespace
 
-plugins::mapi::OleFunctions EntryPoints::Ole() { return mapi::SystemOleFunctions(); }
+plugins::mapi::OleFunctions EntryPoints::Ole() {
+    return {&CreateStreamOnHGlobal, &CreateILockBytesOnHGlobal, &StgCreateDocfileOnILockBytes};
+}
 
 HRESULT OpenStorage(const std::shared_ptr<Runtime>&, const StorageNode& content, IStorage** out) {
-    const mapi::OleFunctions ole = mapi::SystemOleFunctions();
-    const vek::RefPtr<ILockBytes> bytes = mapi::NewMemoryLockBytes(ole);
-    vek::RefPtr<IStorage> file = mapi::NewCompoundFile(ole, *bytes);
-    HRESULT code = WriteStorage(content, *file);
+    vek::RefPtr<ILockBytes> bytes;
+    HRESULT code = CreateILockBytesOnHGlobal(nullptr, TRUE, bytes.put());
+    vek::RefPtr<IStorage> file;
+    constexpr DWORD kNew = STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE;
+    if (SUCCEEDED(code)) code = StgCreateDocfileOnILockBytes(bytes.get(), kNew, 0, file.put());
+    if (SUCCEEDED(code)) code = WriteStorage(content, *file);
     if (SUCCEEDED(code)) code = file->Commit(STGC_DEFAULT);
     file.reset();
     return SUCCEEDED(code) ? OpenOnBytes(*bytes, out) : code;
 }
 
 std::shared_ptr<StorageNode> ReadCompoundFile(std::string_view content) {
-    const vek::RefPtr<ILockBytes> bytes = mapi::NewMemoryLockBytes(mapi::SystemOleFunctions());
+    vek::RefPtr<ILockBytes> bytes;
+    HRESULT code = CreateILockBytesOnHGlobal(nullptr, TRUE, bytes.put());
     auto root = std::make_shared<StorageNode>();
     vek::RefPtr<IStorage> file;
     ULONG written = 0;
-    HRESULT code = bytes->WriteAt(ULARGE_INTEGER{}, content.data(),
-                                  static_cast<ULONG>(content.size()), &written);
+    if (SUCCEEDED(code))
+        code = bytes->WriteAt(ULARGE_INTEGER{}, content.data(), static_cast<ULONG>(content.size()),
+                              &written);
     if (SUCCEEDED(code)) code = OpenOnBytes(*bytes, file.put());
     if (SUCCEEDED(code)) code = ReadStorage(*file, *root);
     if (FAILED(code)) throw std::runtime_error("this is no compound file");

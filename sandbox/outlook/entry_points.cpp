@@ -43,6 +43,8 @@ void EntryPoints::Attach(MapiSubsystem* subsystem) {
 
 void EntryPoints::Detach() { current = nullptr; }
 
+bool EntryPoints::IsAttached() { return current != nullptr; }
+
 plugins::mapi::MapiFunctions EntryPoints::Table() {
     const MapiSubsystem* const mapi = current;
     const unsigned page =

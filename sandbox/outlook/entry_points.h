@@ -9,6 +9,7 @@ struct EntryPoints {
     // Raises std::logic_error when there is one already.
     static void Attach(MapiSubsystem* subsystem);
     static void Detach();
+    static bool IsAttached();
 
     static plugins::mapi::MapiFunctions Table();
 

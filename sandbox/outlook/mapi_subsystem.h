@@ -42,6 +42,11 @@ public:
     vek::RefPtr<IMAPISession> OpenSession();
     vek::RefPtr<IMsgStore> OpenStore();
 
+    // As Runtime::Watch.
+    void Watch(std::function<void(const std::string& entry_id)> opened) {
+        runtime_->Watch(std::move(opened));
+    }
+
     // How many COM objects are still referenced.
     std::uint32_t live_objects() const { return runtime_->live_objects(); }
     // Calls of an object's methods from a thread that it does not belong to.

@@ -42,6 +42,7 @@ HRESULT OpenUserEntry(std::shared_ptr<Runtime> runtime, const MessageStore& stor
 HRESULT OpenMessageEntry(std::shared_ptr<Runtime> runtime, std::shared_ptr<MessageStore> store,
                          const EntryRequest& request) {
     if (const HRESULT code = Check(*runtime, request); FAILED(code)) return code;
+    runtime->NoteOpened(IdOf(request));
     auto message =
         OpenStoredMessage(std::move(runtime), std::move(store), IdOf(request), request.flags);
     if (!message) return MAPI_E_NOT_FOUND;

@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "sandbox/outlook/distortion.h"
@@ -35,6 +38,15 @@ public:
     // AddRef and Release of such an object.
     void EnterReference(std::thread::id owner) {
         if (traits_.pedantic && owner != std::this_thread::get_id()) ++foreign_calls_;
+    }
+
+    // Has `opened` told of every message that a session or the store opens, on its thread. Before
+    // there are any.
+    void Watch(std::function<void(const std::string& entry_id)> opened) {
+        opened_ = std::move(opened);
+    }
+    void NoteOpened(const std::string& entry_id) const {
+        if (opened_) opened_(entry_id);
     }
 
     // For methods: whether `flags` are refused, being more than the `known` ones.
@@ -83,6 +95,7 @@ private:
     };
 
     const StoreTraits traits_;
+    std::function<void(const std::string& entry_id)> opened_;
     FaultPlan faults_;
     MapiMemory memory_;
     Distortion distortion_;

@@ -6,7 +6,7 @@
 
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
-#include "sandbox/demo/scenario/scenario_product.h"
+#include "sandbox/demo/scenario/reachable_product.h"
 
 namespace sandbox::demo {
 namespace {
@@ -72,7 +72,7 @@ public:
 
 private:
     outlook::MapiSubsystem& mapi_;
-    const std::unique_ptr<ScenarioProduct> product_;
+    const std::unique_ptr<ReachableProduct> product_;
     plugins::loader::ServiceAccess services_;
     const std::shared_ptr<const plugins::mapi::MapiFunctions> functions_;
     const bool initialized_;

@@ -6,7 +6,7 @@
 #include "product/in_process_product.h"
 #include "product/mail_scanner.h"
 #include "product/rules.h"
-#include "sandbox/demo/scenario/scenario_product.h"
+#include "sandbox/demo/scenario/reachable_product.h"
 
 namespace sandbox::demo {
 namespace {
@@ -53,7 +53,7 @@ private:
     MailPluginSettings settings_;
 };
 
-class LocalProduct final : public ScenarioProduct {
+class LocalProduct final : public ReachableProduct {
 public:
     explicit LocalProduct(const std::filesystem::path& rules)
         : settings_(vek::MakeObject<Settings>(runs_)) {
@@ -97,7 +97,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ScenarioProduct> MakeLocalProduct(const std::filesystem::path& rules) {
+std::unique_ptr<ReachableProduct> MakeLocalProduct(const std::filesystem::path& rules) {
     return std::make_unique<LocalProduct>(rules);
 }
 

@@ -9,11 +9,10 @@
 
 #include "sandbox/demo/scenario/addin_session.h"
 #include "sandbox/demo/scenario/damage.h"
-#include "sandbox/demo/scenario/event.h"
-#include "sandbox/demo/scenario/mail_shelf.h"
-#include "sandbox/demo/scenario/scenario_product.h"
+#include "sandbox/demo/scenario/event_player.h"
+#include "sandbox/demo/scenario/reachable_product.h"
+#include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/demo/scenario/scoreboard.h"
-#include "sandbox/outlook/mapi_subsystem.h"
 #include "vek/platform/clock.h"
 #include "vek/trace/file_tracer.h"
 
@@ -30,20 +29,6 @@ struct PlayerOptions {
     outlook::StoreTraits store = outlook::kUsualStore;
     std::uint64_t trace_bytes = 16 << 20;
     std::chrono::milliseconds event_wait = vek::remoting::kEventWait;  // the add-in's
-};
-
-// Counts what is still held when everything should have been given back.
-struct Leftovers {
-    std::uint32_t items = 0;
-    std::uint32_t connections = 0;
-    std::uint32_t mapi_objects = 0;
-    std::size_t mapi_buffers = 0;
-    std::size_t bad_frees = 0;
-    std::uint32_t foreign_calls = 0;      // of a MAPI object on a thread that it does not belong to
-    std::uint32_t outliving_objects = 0;  // the last MAPIUninitialize of their thread
-    int initializations = 0;
-
-    bool none() const;
 };
 
 // The system's clock with ticks that can be moved ahead.
@@ -64,81 +49,42 @@ private:
     std::atomic<std::uint32_t> ahead_{0};
 };
 
-// Plays events in a stand-in Outlook with the add-in and a product, and keeps the scoreboard. Used
-// on one thread. Starts the product.
-class Player {
+// Plays events with the add-in in this program, which tells what it does. Starts the product.
+class Player final : public EventPlayer {
 public:
     // Raises std::exception when there is no product, no rules or no mail.
     explicit Player(PlayerOptions options);
-    ~Player();
-    Player(const Player&) = delete;
-    Player& operator=(const Player&) = delete;
+    ~Player() override;
 
-    // Has Outlook load the add-in. Raises std::runtime_error when it does not connect.
-    void Connect();
-
-    // Plays an event at once, whatever its time. What goes wrong with it is in troubles().
-    void Play(const ScenarioEvent& event);
-
-    // Outlook quits and unloads the add-in, unless it has done so.
-    void Quit();
-
-    // Waits until nothing is queued; whether that is so in time.
-    bool WaitIdle();
-
-    // Looks at every message for damage, which is added to the troubles, then forgets them when
-    // they are to be deleted. Nothing may be under way; what was planned to fail no longer does.
-    void Inspect(bool delete_them);
-
-    // Stops the product, if it runs, in order; when that fails it is a trouble.
-    void StopProduct();
-
-    // After Quit.
-    Leftovers leftovers();
-
-    // The subject of a message as it is now; empty when there is none.
-    std::string Subject(const std::string& entry_id);
-
-    const std::vector<std::string>& troubles() const { return troubles_; }
-    int damaged() const { return damaged_; }
+    void Advance(std::uint32_t milliseconds) override { clock_.Advance(milliseconds); }
+    EventRows& rows() override { return scoreboard_; }
     Scoreboard& scoreboard() { return scoreboard_; }
-    MailShelf& shelf() { return shelf_; }
-    Mailbox& mailbox() { return mailbox_; }
     MovableClock& clock() { return clock_; }
-    outlook::HostOutlook& host() { return *host_; }
-    outlook::MapiSubsystem& mapi() { return mapi_; }
     std::filesystem::path trace_folder() const;
 
 private:
-    void PlayNow(const ScenarioEvent& event);
-    void Deliver(const ScenarioEvent& event);
-    void Open(const ScenarioEvent& event);
-    void Close(const ScenarioEvent& event);
-    void Send(const ScenarioEvent& event);
-    void Plan(const NthCall& call, std::function<void()> action, HRESULT code);
-    void ChangeSettings(const ScenarioEvent& event);
-    void ChangePolicy(const ScenarioEvent& event);
-    // A row of the table for something that happens on Outlook's thread; `body` gives the entry id
-    // of its message.
-    void OnOutlook(const std::string& text, const std::function<std::string()>& body);
-    void Complain(const std::string& what);
+    HRESULT ConnectAddin() override { return addin_.Connect(); }
+    void DisconnectAddin() override { addin_.Disconnect(); }
+    bool IsConnected() const override { return addin_.is_connected(); }
+    ScenarioProduct& product() override { return *product_; }
+    void FindDamage(std::vector<Inspected>& messages) override;
+    void EndInspection() override { damage_.reset(); }
 
     const PlayerOptions options_;
-    outlook::MapiSubsystem mapi_{options_.store};
-    MailShelf shelf_;
-    Mailbox mailbox_;
-    const std::unique_ptr<ScenarioProduct> product_;
-    plugins::product::MailPluginSettings settings_;
+    const std::unique_ptr<ReachableProduct> product_;
     MovableClock clock_;
     Scoreboard scoreboard_;
     const vek::trace::FileTracerConfig trace_;
     vek::trace::TracerPtr tracer_;
     plugins::loader::ServiceAccess services_;
     std::unique_ptr<DamageFinder> damage_;
-    std::vector<std::string> troubles_;
-    int damaged_ = 0;
-    const std::unique_ptr<outlook::HostOutlook> host_;
     AddinSession addin_;
 };
+
+// RunScenario and RunSoak (scenario_run.h) with such a player. A soak has the product in this
+// process and looks at the trace files and at what is left besides.
+bool RunScenario(const PlayerOptions& options, const std::vector<ScenarioEvent>& events,
+                 std::ostream& out);
+bool RunSoak(const PlayerOptions& options, const SoakOptions& soak, std::ostream& out);
 
 }  // namespace sandbox::demo

@@ -1,7 +1,5 @@
 #include "sandbox/demo/scenario/scenario_run.h"
 
-#include <thread>
-
 #include "sandbox/demo/scenario/scenario_table.h"
 
 namespace sandbox::demo {
@@ -18,20 +16,20 @@ bool PrintLeftovers(std::ostream& out, const Leftovers& left) {
     return left.none();
 }
 
-bool RunScenario(const PlayerOptions& options, const std::vector<ScenarioEvent>& events,
-                 std::ostream& out) {
-    Player player(options);
+bool RunScenario(EventPlayer& player, const std::vector<ScenarioEvent>& events, std::ostream& out) {
     player.Connect();
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     for (const ScenarioEvent& event : events) {
-        if (event.at) std::this_thread::sleep_until(start + *event.at);
-        if (event.after) std::this_thread::sleep_for(*event.after);
+        if (event.at)
+            player.Pause(
+                std::chrono::ceil<std::chrono::milliseconds>(start + *event.at - Clock::now()));
+        if (event.after) player.Pause(*event.after);
         player.Play(event);
     }
     player.Quit();
 
-    const std::vector<Row> rows = player.scoreboard().rows();
+    const std::vector<Row> rows = player.rows().rows();
     PrintRows(out, rows, [&](const std::string& entry_id) { return player.Subject(entry_id); });
     Totals totals;
     for (const Row& row : rows) totals.Add(row);
@@ -40,7 +38,7 @@ bool RunScenario(const PlayerOptions& options, const std::vector<ScenarioEvent>&
     out << '\n';
     Print(out, totals);
     out << "damaged: " << player.damaged() << " messages\n";
-    const bool clean = PrintLeftovers(out, player.leftovers());
+    const bool clean = !player.MustGiveBack() || PrintLeftovers(out, player.leftovers());
     for (const std::string& trouble : player.troubles()) out << "WRONG: " << trouble << '\n';
     return clean && player.troubles().empty();
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "sandbox/demo/scenario/scoreboard.h"
+#include "sandbox/demo/scenario/event_rows.h"
 
 namespace sandbox::demo {
 

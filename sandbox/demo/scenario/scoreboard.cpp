@@ -9,8 +9,6 @@ namespace {
 
 using plugins::mail_processing::SkipReason;
 
-constexpr std::size_t kNoRow = static_cast<std::size_t>(-1);
-
 const char* InWords(SkipReason reason) {
     switch (reason) {
         case SkipReason::kNotWanted:
@@ -47,10 +45,6 @@ const char* InWords(SkipReason reason) {
     return "failed";
 }
 
-void AddOnce(std::vector<std::string>& texts, std::string text) {
-    if (std::ranges::find(texts, text) == texts.end()) texts.push_back(std::move(text));
-}
-
 std::string TextOf(vek::result_t code) {
     std::string text;
     vek::AppendResult(text, code);
@@ -59,57 +53,28 @@ std::string TextOf(vek::result_t code) {
 
 }  // namespace
 
-std::chrono::microseconds Scoreboard::Now() const {
-    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start_);
-}
-
-std::size_t Scoreboard::Begin(std::string event, std::string entry_id) {
-    const std::lock_guard lock(mutex_);
-    Row row;
-    row.event = std::move(event);
-    row.entry_id = std::move(entry_id);
-    row.at = Now();
-    row.depth = static_cast<int>(open_.size());
-    rows_.push_back(std::move(row));
-    open_.push_back(first_ + rows_.size() - 1);
-    return open_.back();
-}
-
-void Scoreboard::End(std::size_t row, std::string entry_id) {
-    const std::lock_guard lock(mutex_);
-    Row& ended = rows_[row - first_];
-    ended.held = Now() - ended.at;
-    if (!entry_id.empty()) ended.entry_id = std::move(entry_id);
-    std::erase(open_, row);
-}
-
 Scoreboard::OpenCheck& Scoreboard::Find(const ObservedCheck& check) {
-    const OpenCheck innermost{open_.empty() ? kNoRow : open_.back(), false};
-    return checks_.try_emplace(check.number, innermost).first->second;
-}
-
-Row& Scoreboard::RowOf(const OpenCheck& check) {
-    return check.row == kNoRow || check.row < first_ ? elsewhere_ : rows_[check.row - first_];
+    return checks_.try_emplace(check.number, OpenCheck{Innermost(), false}).first->second;
 }
 
 void Scoreboard::OnQueued(const ObservedCheck& check) noexcept {
     const std::lock_guard lock(mutex_);
     OpenCheck& found = Find(check);
     found.queued = true;
-    RowOf(found).queued = true;
+    At(found.row).queued = true;
 }
 
 void Scoreboard::OnBegun(const ObservedCheck& check) noexcept {
     const std::lock_guard lock(mutex_);
     const OpenCheck& found = Find(check);
-    Row& row = RowOf(found);
+    Row& row = At(found.row);
     ++row.checks;
     row.in_background |= found.queued;
 }
 
 void Scoreboard::OnEnded(const ObservedCheck& check, vek::result_t code) noexcept {
     const std::lock_guard lock(mutex_);
-    Row& row = RowOf(Find(check));
+    Row& row = At(Find(check).row);
     if (vek::Failed(code)) {
         ++row.failed_checks;
         AddOnce(row.failures, TextOf(code));
@@ -121,7 +86,7 @@ void Scoreboard::OnSkipped(const ObservedCheck& check, SkipReason reason,
                            vek::result_t code) noexcept {
     const std::lock_guard lock(mutex_);
     const OpenCheck& found = Find(check);
-    Row& row = RowOf(found);
+    Row& row = At(found.row);
     if (reason == SkipReason::kFailed) {
         AddOnce(row.failures, TextOf(code));
     } else if (found.queued || !row.queued) {
@@ -131,20 +96,9 @@ void Scoreboard::OnSkipped(const ObservedCheck& check, SkipReason reason,
     checks_.erase(check.number);
 }
 
-bool Scoreboard::IsIdle() const {
+bool Scoreboard::IsIdle() {
     const std::lock_guard lock(mutex_);
     return std::ranges::none_of(checks_, [](const auto& each) { return each.second.queued; });
-}
-
-std::vector<Row> Scoreboard::rows() const {
-    const std::lock_guard lock(mutex_);
-    return {rows_.begin(), rows_.end()};
-}
-
-void Scoreboard::Clear() {
-    const std::lock_guard lock(mutex_);
-    first_ += rows_.size();
-    rows_.clear();
 }
 
 }  // namespace sandbox::demo

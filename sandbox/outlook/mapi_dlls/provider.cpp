@@ -1,13 +1,13 @@
-// MAPI's exported functions over a store of this library's own, which has the message files of
-// the folder that the environment variable MLXO_SANDBOX_STORE names. All that comes out of it
-// must go back before it is unloaded.
+// MAPI's exported functions over the module's subsystem. Where it has none there is one of its own,
+// which has the message files of the folder that the environment variable MLXO_SANDBOX_STORE names.
+// All that comes out of it must go back before a library is unloaded.
 
 #include <objbase.h>
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
-#include "internal/helpers/registry_impl.h"
 #include "sandbox/outlook/entry_points.h"
 #include "sandbox/outlook/message_file.h"
 #include "vek/core/text.h"
@@ -24,7 +24,9 @@ thread_local int com_uses = 0;
 class Provider {
 public:
     // The first call fills the store; it raises what is wrong with a file.
-    static void Start() { static Provider provider; }
+    static void Start() {
+        if (!EntryPoints::IsAttached()) static Provider provider;
+    }
 
 private:
     Provider() {
@@ -40,11 +42,11 @@ private:
 
 // MAPI serves the default mail client, and is this library only while that is Outlook.
 bool OutlookIsDefault() {
-    namespace helpers = plugins::helpers;
-    std::u16string client;
-    helpers::ReadString({helpers::RegistryHandle::kLocalMachine, u"SOFTWARE\\Clients\\Mail"}, u"",
-                        client, vek::platform::TheRegistry());
-    return client == u"Microsoft Outlook";
+    wchar_t client[64] = L"";
+    DWORD size = sizeof client;
+    ::RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Clients\\Mail", nullptr, RRF_RT_REG_SZ, nullptr,
+                   client, &size);
+    return std::wstring_view(client) == L"Microsoft Outlook";
 }
 
 }  // namespace

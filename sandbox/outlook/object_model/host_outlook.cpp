@@ -1,6 +1,6 @@
 #include "sandbox/outlook/object_model/host_outlook.h"
 
-#include "mapi/entry_id.h"
+#include "sandbox/outlook/entry_id_text.h"
 #include "sandbox/outlook/object_model/exchange_callback.h"
 #include "vek/platform/clock.h"
 
@@ -67,7 +67,7 @@ std::string HostOutlook::Deliver(MessageRecord message) {
     std::string entry_id;
     Run([&] {
         entry_id = mapi_.store().Add(std::move(message));
-        const std::u16string ids = plugins::mapi::EntryIdToHex(entry_id);
+        const std::u16string ids = EntryIdText(entry_id);
         application_->newer_events().Fire([&](auto& events) { events.OnNewMailEx(&ids); });
         if (!application_->inbox_events().empty()) {
             const auto item = std::make_shared<OutlookItem>(model_, mapi_, entry_id,
@@ -84,7 +84,9 @@ std::string HostOutlook::Deliver(MessageRecord message) {
 
 std::shared_ptr<OutlookItem> HostOutlook::Load(std::shared_ptr<OutlookItem> item) {
     application_->open_items().push_back(item);
+    item->SetPhase(OutlookItem::Phase::kLoading);
     application_->newer_events().Fire([&](auto& events) { events.OnItemLoad(item); });
+    item->SetPhase(OutlookItem::Phase::kOpen);
     return item;
 }
 
@@ -92,6 +94,7 @@ void HostOutlook::Unload(const std::shared_ptr<OutlookItem>& item) {
     // `item` may be the list's own. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const auto unloaded = item;
     std::erase(application_->open_items(), unloaded);
+    unloaded->SetPhase(OutlookItem::Phase::kUnloaded);
     unloaded->FireUnload();
 }
 

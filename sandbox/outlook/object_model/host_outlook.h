@@ -77,6 +77,7 @@ public:
     void LoadExtension(const ExtensionEntryPoint& entry_point);
     void UnloadExtension();
 
+    OutlookApplication& application() { return *application_; }
     // For further objects of this Outlook.
     const std::shared_ptr<ObjectModel>& model() const { return model_; }
     CallPlan<ObjectCall>& plan() { return model_->plan; }

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "mapi/entry_id.h"
 #include "mapi/property_tags.h"
+#include "sandbox/outlook/entry_id_text.h"
 #include "sandbox/outlook/open_message.h"
 #include "vek/core/text.h"
 
@@ -63,7 +63,7 @@ HRESULT OutlookItem::Advise(mail_processing::ItemEvents& events,
 
 HRESULT OutlookItem::GetEntryId(std::u16string& entry_id) noexcept {
     return Enter(*model_, ObjectCall::kEntryId, [&]() -> HRESULT {
-        entry_id = plugins::mapi::EntryIdToHex(entry_id_);
+        entry_id = EntryIdText(entry_id_);
         return S_OK;
     });
 }

@@ -9,8 +9,6 @@
 
 namespace sandbox::outlook {
 
-// The bytes of an entry id as the object model writes them: upper-case hexadecimal digits.
-
 // One item as Outlook has it open: what an event brings. The message is opened when it is first
 // asked for. Outlook's thread; held by whoever keeps it beyond the event.
 class OutlookItem final : public plugins::mail_processing::Item,
@@ -43,6 +41,11 @@ public:
 
     // For Outlook itself; none of these is a call that is counted.
     const std::string& entry_id() const { return entry_id_; }
+    // While it is told of in ItemLoad, and after its Unload, Outlook's item answers next to
+    // nothing.
+    enum class Phase { kLoading, kOpen, kUnloaded };
+    Phase phase() const { return phase_; }
+    void SetPhase(Phase phase) { phase_ = phase; }
     bool saved() const { return saved_; }
     HRESULT SaveForOutlook();
     // Raise the events of ItemEvents_10.
@@ -58,6 +61,7 @@ private:
     const Traits traits_;
     vek::RefPtr<IMessage> message_;
     bool saved_;
+    Phase phase_ = Phase::kOpen;
     Subscriptions<plugins::mail_processing::ItemEvents> events_;
     const LiveCount live_;
 };

@@ -62,6 +62,11 @@ public:
         });
     }
 
+    // Outlook's own: neither counted nor planned to fail.
+    plugins::mail_processing::EventConnectionPtr Listen(Events& events) {
+        return plugins::com::Listen(listeners_, &events);
+    }
+
     // Tells those that are subscribed, as plugins::com::Listeners does.
     template <class Event>
     void Fire(const Event& event) {

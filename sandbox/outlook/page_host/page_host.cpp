@@ -76,7 +76,12 @@ void PageHost::CreateFrame(SIZE page) {
     frame_class.lpszClassName = kFrameClass;
     ::RegisterClassExW(&frame_class);  // fails when it is there already
 
-    font_ = std::move(plugins::com::DialogFont(ScreenResolution()).font);
+    constexpr int kPoints = 8;
+    LOGFONTW font{};
+    font.lfHeight = -::MulDiv(kPoints, static_cast<int>(ScreenResolution()), 72);
+    font.lfCharSet = DEFAULT_CHARSET;
+    ::lstrcpynW(font.lfFaceName, L"MS Shell Dlg", LF_FACESIZE);
+    font_.reset(::CreateFontIndirectW(&font));
     const LONG margin = Scaled(kMargin), height = Scaled(kButtonHeight);
     place_ = {0, 0, page.cx, page.cy};
     RECT whole{0, 0, page.cx + 2 * margin, page.cy + 3 * margin + height};

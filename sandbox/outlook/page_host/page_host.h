@@ -4,9 +4,10 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
+#include <type_traits>
 
 #include "com/com_object.h"
-#include "com/dialog_layout_win32.h"
 #include "vek/core/ref_ptr.h"
 
 // The order matters: they need windows.h.
@@ -131,7 +132,10 @@ private:
     const Kind kind_;
     HWND frame_ = nullptr;
     HWND panel_ = nullptr;  // in which the page stands
-    plugins::com::UniqueFont font_;
+    struct FontDeleter {
+        void operator()(HFONT font) const noexcept { ::DeleteObject(font); }
+    };
+    std::unique_ptr<std::remove_pointer_t<HFONT>, FontDeleter> font_;
     RECT place_{};  // of the page in it
     vek::RefPtr<IOleObject> page_;
 };
