@@ -27,14 +27,14 @@ enum class RegistryHandle : std::intptr_t {
 using registry_access_t = std::uint32_t;
 
 namespace registry_access {
-inline constexpr registry_access_t kQueryValue = 0x1;
-inline constexpr registry_access_t kSetValue = 0x2;
-inline constexpr registry_access_t kCreateSubkey = 0x4;
-inline constexpr registry_access_t kEnumerateSubkeys = 0x8;
-inline constexpr registry_access_t kNotify = 0x10;
-inline constexpr registry_access_t kRead = 0x20019;
-inline constexpr registry_access_t kWrite = 0x20006;
-inline constexpr registry_access_t kView32 = 0x200;  // KEY_WOW64_32KEY
+inline constexpr registry_access_t kQueryValue = 0x1;        // KEY_QUERY_VALUE
+inline constexpr registry_access_t kSetValue = 0x2;          // KEY_SET_VALUE
+inline constexpr registry_access_t kCreateSubkey = 0x4;      // KEY_CREATE_SUB_KEY
+inline constexpr registry_access_t kEnumerateSubkeys = 0x8;  // KEY_ENUMERATE_SUB_KEYS
+inline constexpr registry_access_t kNotify = 0x10;           // KEY_NOTIFY
+inline constexpr registry_access_t kRead = 0x20019;          // KEY_READ
+inline constexpr registry_access_t kWrite = 0x20006;         // KEY_WRITE
+inline constexpr registry_access_t kView32 = 0x200;          // KEY_WOW64_32KEY
 }  // namespace registry_access
 
 // Types of values (REG_...). Others occur, too.

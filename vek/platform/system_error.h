@@ -12,7 +12,7 @@ using system_error_t = std::uint32_t;
 
 namespace system_error {
 inline constexpr system_error_t kNone = 0;
-inline constexpr system_error_t kFileNotFound = 2;
+inline constexpr system_error_t kFileNotFound = 2;  // ERROR_FILE_NOT_FOUND
 inline constexpr system_error_t kTooManyOpenFiles = 4;
 inline constexpr system_error_t kAccessDenied = 5;
 inline constexpr system_error_t kInvalidHandle = 6;

@@ -15,7 +15,7 @@ namespace plugins::mapi {
 
 namespace iid {
 inline constexpr IID kExchExtCallback = Ole(0x00020D10);
-inline constexpr IID kExchExt = Ole(0x00020D11);
+inline constexpr IID kExchExt = Ole(0x00020D11);  // IID_IExchExt
 inline constexpr IID kExchExtSessionEvents = Ole(0x00020D14);
 inline constexpr IID kExchExtMessageEvents = Ole(0x00020D15);
 }  // namespace iid

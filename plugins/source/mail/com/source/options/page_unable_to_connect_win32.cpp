@@ -67,7 +67,7 @@ private:
         const INITCOMMONCONTROLSEX classes{sizeof(classes), ICC_BAR_CLASSES};
         ::InitCommonControlsEx(&classes);
         tip_ =
-            ::CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr,
+            ::CreateWindowExW(WS_EX_TOPMOST, L"tooltips_class32", nullptr,
                               WS_POPUP | TTS_NOPREFIX | TTS_ALWAYSTIP, CW_USEDEFAULT, CW_USEDEFAULT,
                               CW_USEDEFAULT, CW_USEDEFAULT, Picture(), nullptr, module(), nullptr);
         TTTOOLINFOW tool = Tool();
