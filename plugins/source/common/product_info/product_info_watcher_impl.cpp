@@ -18,7 +18,7 @@ public:
           on_change_(std::move(on_change)),
           known_(InstalledLibrary(registry_)) {}
 
-    // One call at a time. Other values of the key say nothing of the way to the product.
+    // One call at a time. What lies below the key says nothing of the way to the product.
     void changed(const helpers::RegistryKeyPath&) override {
         if (auto now = InstalledLibrary(registry_); now != known_) {
             known_ = std::move(now);
@@ -45,7 +45,12 @@ ProductInfoWatcher::ProductInfoWatcher(vek::RefPtr<common::IRegistryWatcher> reg
       clock_(environment.clock),
       subscriber_(vek::MakeObject<InstallationSubscriber>(environment, std::move(on_change))),
       looked_at_(clock_.TickCount()) {
-    registry_->Subscribe(ProductKey(), subscriber_);
+    try {
+        registry_->Subscribe(ProductKey(), subscriber_);
+    } catch (...) {  // it may be subscribed all the same
+        vek::trace::TracedBorder(tracer_, [&] { registry_->Unsubscribe(subscriber_.get()); });
+        throw;
+    }
 }
 
 ProductInfoWatcher::~ProductInfoWatcher() {

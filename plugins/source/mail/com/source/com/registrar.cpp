@@ -209,6 +209,7 @@ void Registrar::Undo(const KeyBefore& before) const {
     }
 }
 
+// An undoing goes on whatever fails, and may set values of any type: it asks the system itself.
 void Registrar::Undo(const ValueBefore& before) const {
     const auto key = RegistryKey::OpenIfThere(before.path, registry_access::kWrite, registry_);
     if (!key) return;

@@ -105,12 +105,17 @@ void KeepLibrary(com::Registrar& registrar, ITypeLib& library) {
     }
 }
 
+// As that of a 64-bit module.
 bool IsLibraryRegistered() {
-    return helpers::RegistryKey::OpenIfThere(
-               {RegistryHandle::kClassesRoot,
-                u"TypeLib\\" + BracedText(LIBID_OUTLOOKADDINLib) + u"\\2.0", RegistryBitness::k64},
-               helpers::registry_access::kRead)
-        .has_value();
+    std::u16string path;
+    const auto error =
+        helpers::ReadString({RegistryHandle::kClassesRoot,
+                             u"TypeLib\\" + BracedText(LIBID_OUTLOOKADDINLib) + u"\\2.0\\0\\win64",
+                             RegistryBitness::k64},
+                            u"", path, vek::platform::TheRegistry());
+    if (error == vek::platform::system_error::kFileNotFound) return false;
+    helpers::CheckHResult(helpers::HResultFromWin32(error));
+    return true;
 }
 
 }  // namespace
