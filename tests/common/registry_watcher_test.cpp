@@ -6,6 +6,8 @@
 #include <atomic>
 #include <optional>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "common/common/plugins_settings_watcher.h"
 #include "common/product_info/product_info_watcher_impl.h"
