@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "com/dialog_layout_win32.h"
 #include "options/pages_win32.h"
 #include "product/in_process_product.h"
 #include "product/localization_service.h"
