@@ -24,7 +24,7 @@
 #include "processing/message_processor.h"
 #include "sandbox/child_process/child_process.h"
 #include "sandbox/demo/scenario/mail_shelf.h"
-#include "sandbox/demo/scenario/scenario_product.h"
+#include "sandbox/demo/scenario/reachable_product.h"
 #include "sandbox/outlook/mapi_subsystem.h"
 #include "vek/core/throw.h"
 #include "vek/platform/thread.h"
