@@ -2,6 +2,7 @@
 // module, which knows nothing of that.
 //
 //     crash_host MODULE PRODUCT_LIBRARY LOG CRASH
+//     crash_host --version
 //
 // LOG gets a line for each thing that happens to the crashed process.
 
@@ -10,12 +11,15 @@
 #include <oaidl.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "mlxo_version.h"
 
 namespace {
 
@@ -33,12 +37,27 @@ void Log(const char* what, DWORD number) {
     ::WriteFile(log_file, line, static_cast<DWORD>(end - line), &written, nullptr);
 }
 
+// Where set, the filter signals the one and stands until the other.
+HANDLE in_filter = nullptr;
+HANDLE leave_filter = nullptr;
+
 LONG WINAPI LogFault(EXCEPTION_POINTERS* fault) {
     Log("filter ", fault->ExceptionRecord->ExceptionCode);
+    if (in_filter != nullptr) ::SignalObjectAndWait(in_filter, leave_filter, INFINITE, FALSE);
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
 LONG WINAPI OtherFilter(EXCEPTION_POINTERS*) { return EXCEPTION_CONTINUE_SEARCH; }
+
+LPTOP_LEVEL_EXCEPTION_FILTER modules_filter = nullptr;
+
+void SetOtherFilter() { modules_filter = ::SetUnhandledExceptionFilter(OtherFilter); }
+
+// Calls the module's, which is not in force any more.
+LONG WINAPI CallModules(EXCEPTION_POINTERS* fault) {
+    Log("other ", fault->ExceptionRecord->ExceptionCode);
+    return modules_filter(fault);
+}
 
 bool reporting_crashes = false;
 
@@ -170,13 +189,40 @@ void Overflow(ThreadFunction function) {
     function(nullptr);
 }
 
+void WriteToNull() { Change(first, kWriteToNull), first(nullptr); }
+
+// A fault of the host whose thread stands in the filter.
+HANDLE standing = nullptr;
+void StandInFilter() {
+    in_filter = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    leave_filter = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    Change(Own, kWriteToNull);
+    standing = ::CreateThread(nullptr, 0, Own, nullptr, 0, nullptr);
+    ::WaitForSingleObject(in_filter, INFINITE);
+}
+
+// Has the module's filter look at a fault at which it cannot.
+void ShowBrokenFault() {
+    const auto filter = ::SetUnhandledExceptionFilter(nullptr);
+    ::SetUnhandledExceptionFilter(filter);
+    EXCEPTION_RECORD record{};
+    record.ExceptionCode = static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION);
+    EXCEPTION_POINTERS fault{&record, nullptr};
+    filter(&fault);
+}
+
+void CrashInSecondAddin();
+
 struct Crash {
     std::string_view name;
     void (*cause)();
+    // Where set, there is a second connection, before which the filter is changed.
+    LPTOP_LEVEL_EXCEPTION_FILTER filter = nullptr;
+    void (*second_cause)() = nullptr;
 };
 
 const Crash kCrashes[] = {
-    {"write", [] { Change(first, kWriteToNull), first(nullptr); }},
+    {"write", WriteToNull},
     {"thread", [] { Change(first, kWriteToNull), RunOnThread(first); }},
     {"call_null", [] { Change(first, kCallNull), first(nullptr); }},
     {"in_system",
@@ -196,8 +242,13 @@ const Crash kCrashes[] = {
      }},
     {"elsewhere", [] { Change(Own, kWriteToNull), Own(nullptr); }},
     {"elsewhere_overflow", [] { Overflow(Own); }},
+    {"elsewhere_broken", ShowBrokenFault},
+    {"elsewhere_standing", StandInFilter},
+    {"second_addin", CrashInSecondAddin},
     {"none", [] {}},
-    {"other_filter", [] { ::SetUnhandledExceptionFilter(OtherFilter); }},
+    {"other_filter", SetOtherFilter},
+    {"filter_gone", SetOtherFilter, LogFault, WriteToNull},
+    {"filter_changed", SetOtherFilter, CallModules, WriteToNull},
 };
 
 // Lets this process see a product of its own in the registry.
@@ -212,7 +263,7 @@ void InstallProduct(const std::string& library) {
 
 // What the add-in is connected to: the crash happens when the add-in first looks at it.
 struct Application final : IDispatch {
-    explicit Application(const Crash& its_crash) : crash(its_crash) {}
+    explicit Application(void (*its_cause)()) : cause(its_cause) {}
 
     HRESULT WINAPI QueryInterface(REFIID id, void** out) override {
         constexpr IID kApplication = {0x00063001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -224,7 +275,7 @@ struct Application final : IDispatch {
     HRESULT WINAPI GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
     HRESULT WINAPI GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     HRESULT WINAPI GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        if (!crashed) crashed = true, crash.cause();
+        if (!crashed) crashed = true, cause();
         return DISP_E_UNKNOWNNAME;
     }
     HRESULT WINAPI Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
@@ -232,7 +283,7 @@ struct Application final : IDispatch {
         return DISP_E_MEMBERNOTFOUND;
     }
 
-    const Crash& crash;
+    void (*const cause)();
     bool crashed = false;
 };
 
@@ -240,18 +291,20 @@ struct Application final : IDispatch {
 struct Extensibility : IDispatch {
     virtual HRESULT WINAPI OnConnection(IDispatch* application, int mode, IDispatch* instance,
                                         SAFEARRAY** custom) = 0;
+    virtual HRESULT WINAPI OnDisconnection(int mode, SAFEARRAY** custom) = 0;
 };
 constexpr IID kExtensibility = {
     0xB65AD801, 0xABAF, 0x11D0, {0xBB, 0x8B, 0x00, 0xA0, 0xC9, 0x0F, 0x27, 0x44}};
 constexpr CLSID kAddin = {
     0xF061D664, 0xE4F5, 0x469A, {0x90, 0x1A, 0x45, 0x51, 0xDE, 0x4C, 0x0E, 0x8A}};
 
+Extensibility* addin = nullptr;  // the one that is being connected
+
 // The add-in refuses an application that knows no name, and is released.
 void Connect(Application& application) {
     using GetClassObject = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
     const auto get_class_object = Find<GetClassObject>(module, "DllGetClassObject");
     IClassFactory* factory = nullptr;
-    Extensibility* addin = nullptr;
     get_class_object(kAddin, IID_IClassFactory, reinterpret_cast<void**>(&factory));
     factory->CreateInstance(nullptr, kExtensibility, reinterpret_cast<void**>(&addin));
     factory->Release();
@@ -259,9 +312,19 @@ void Connect(Application& application) {
     addin->Release();
 }
 
+void CrashInSecondAddin() {
+    static Extensibility* const first_addin = addin;
+    Application application([] { first_addin->OnDisconnection(0, nullptr), WriteToNull(); });
+    Connect(application);
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
+    if (count == 2 && std::string_view(arguments[1]) == "--version") {
+        std::puts("crash_host " MLXO_VERSION);
+        return 0;
+    }
     if (count != 5) return 100;
     log_file = ::CreateFileA(arguments[3], FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                              nullptr, OPEN_ALWAYS, 0, nullptr);
@@ -287,13 +350,19 @@ int main(int count, char** arguments) {
     second = Find<ThreadFunction>(module, "DllRegisterServer");
     if (first == nullptr || second == nullptr) return 102;
     ::CoInitialize(nullptr);
-    Application application(*crash);
+    Application application(crash->cause);
     Connect(application);
     if (!application.crashed) return 103;
+    if (crash->second_cause != nullptr) {
+        ::SetUnhandledExceptionFilter(crash->filter);
+        Application again(crash->second_cause);
+        Connect(again);
+    }
 
     Find<HRESULT(WINAPI*)()>(module, "DllCanUnloadNow")();
     ::FreeLibrary(module);
     Log("module loaded ", ::GetModuleHandleA(arguments[1]) != nullptr);
     Log("filter put back ", ::SetUnhandledExceptionFilter(nullptr) == LogFault);
+    if (standing != nullptr) ::SignalObjectAndWait(leave_filter, standing, INFINITE, FALSE);
     return 0;
 }

@@ -65,8 +65,15 @@ TEST(CrashReporting, DumpsOurFaultsAndLeavesTheProcessToTheirs) {
         {"second", kWrite, true, "report c0000005\nfilter c0000005\n"},
         {"elsewhere", kWrite, false, "filter c0000005\n"},
         {"elsewhere_overflow", kOverflow, false, "filter c00000fd\n"},
+        {"elsewhere_broken", 0, false,
+         "filter c0000005\nmodule loaded 00000001\nfilter put back 00000001\n"},
+        {"elsewhere_standing", kWrite, false,
+         "filter c0000005\nmodule loaded 00000001\nfilter put back 00000001\n"},
+        {"second_addin", kWrite, true, "report c0000005\nfilter c0000005\n"},
         {"none", 0, false, "module loaded 00000000\nfilter put back 00000001\n"},
         {"other_filter", 0, false, "module loaded 00000001\nfilter put back 00000000\n"},
+        {"filter_gone", kWrite, true, "report c0000005\nfilter c0000005\n"},
+        {"filter_changed", kWrite, true, "report c0000005\nother c0000005\nfilter c0000005\n"},
     };
     const fs::path built = sandbox::ProgramFolder().parent_path();
     for (const auto& [crash, code, ours, log] : kCases) {

@@ -88,6 +88,8 @@ void AppendShortHex(std::string& text, std::uint32_t number) {
 
 FileChannel::FileChannel(Options options, platform::Clock& clock)
     : options_(Bounded(std::move(options))), clock_(clock) {
+    // A mutex may take memory for its first owner, whom TryAppend must not be.
+    const std::lock_guard lock(mutex_);
     Open();
 }
 

@@ -1,5 +1,6 @@
 // Shows an options page in a window, with the texts, settings and pictures of a product's folder:
 //   mlxo_page_host antivirus|unable_to_connect FOLDER SECONDS
+//   mlxo_page_host --version
 // Prints how long it took from the page's creation to its first picture, and where the
 // window is.
 
@@ -8,6 +9,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "mlxo_version.h"
 #include "options/pages_win32.h"
 #include "product/in_process_product.h"
 #include "product/localization_service.h"
@@ -64,6 +66,10 @@ int Show(std::string_view page_name, const std::filesystem::path& folder, int se
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::string_view(argv[1]) == "--version") {
+        std::puts("mlxo_page_host " MLXO_VERSION);
+        return 0;
+    }
     int seconds = 0;
     if (argc != 4 ||
         std::from_chars(argv[3], argv[3] + std::string_view(argv[3]).size(), seconds).ec !=

@@ -53,14 +53,14 @@ HRESULT AddinObject::OnConnection(IDispatch* application, int, IDispatch*, SAFEA
     StartCrashReporting();
     automation::AutomationObject object(application);
     const HRESULT result = addin_->OnConnection(object);
-    if (FAILED(result)) crash_reporting_.reset();
+    EndCrashReportingUnlessConnected();
     return result;
 }
 
 HRESULT AddinObject::OnDisconnection(int, SAFEARRAY**) noexcept {
     const auto self = vek::RefPtr<AddinObject>::Share(this);
     addin_->OnDisconnection();
-    crash_reporting_.reset();
+    EndCrashReportingUnlessConnected();
     return S_OK;
 }
 
@@ -70,6 +70,11 @@ void AddinObject::StartCrashReporting() noexcept {
     } catch (...) {  // the add-in works as well without
         vek::trace::WriteCurrentException(vek::trace::ProcessTracer(), "Crash reporting: ");
     }
+}
+
+// A connection that was made from within another's making or end stands behind that.
+void AddinObject::EndCrashReportingUnlessConnected() noexcept {
+    if (addin_->settings() == nullptr) crash_reporting_.reset();
 }
 
 HRESULT AddinObject::GetTypeInfoCount(UINT* count) noexcept {

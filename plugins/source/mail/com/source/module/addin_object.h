@@ -55,6 +55,7 @@ public:
 
 private:
     void StartCrashReporting() noexcept;
+    void EndCrashReportingUnlessConnected() noexcept;
     void* Find(REFIID id) noexcept override;
 
     const com::InstanceMark instance_;

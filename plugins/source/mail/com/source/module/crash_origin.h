@@ -18,7 +18,8 @@ public:
     const std::wstring& module_path() const noexcept { return module_path_; }
 
     // Whether the fault's address, or the first return address outside of the system's modules,
-    // lies in this module. The faulting thread stands.
+    // lies in this module. The faulting thread stands. Reads its stack, and has a fault itself
+    // when that is damaged.
     bool IsOurs(const EXCEPTION_POINTERS& fault) const noexcept;
 
 private:

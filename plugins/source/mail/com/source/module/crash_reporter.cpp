@@ -17,6 +17,9 @@ constexpr DWORD kWriterPatience = 120'000;
 // And its start: a thread that stands with the heap's lock holds that up for good.
 constexpr DWORD kStartPatience = 20'000;
 
+// How long the process's end of a reported fault is waited for by the next one.
+constexpr DWORD kEndPatience = kStartPatience + kWriterPatience + 20'000;
+
 UniqueHandle NewEvent() {
     UniqueHandle event(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
     if (!event) helpers::ThrowLastError();
@@ -55,32 +58,36 @@ CrashReporter::~CrashReporter() {
 bool CrashReporter::Report(EXCEPTION_POINTERS& fault) noexcept {
     const DWORD thread = ::GetCurrentThreadId();
     if (thread == thread_id_) GiveUp();
-    const bool overflow = IsOverflow(fault);
-    if (!overflow && !origin_.IsOurs(fault)) return false;
     if (!Claim(thread)) return false;
 
     request_ = {&fault, thread};
-    ours_ = !overflow;  // else the reporting thread looks
+    ours_ = false;
     ::SetEvent(requested_.get());
     const bool begun = Await(begun_, kStartPatience);
     const bool ended = begun && Await(ended_, INFINITE);
     if (begun && !ours_) {
-        server_ = kNobody;
+        DWORD server = thread;
+        server_.compare_exchange_strong(server, kNobody);
         return false;
     }
-    if (ended && !overflow) TellErrorReporting();
+    if (ended && !IsOverflow(fault)) TellErrorReporting();
     return true;
 }
 
-// Makes `thread` the one whose fault is reported. While another's is, waits for the process to end
+// Makes `thread` the one whose fault is looked at. While another's is, waits for the process to end
 // of that: were it to end of this thread's, the dump would not be complete, and the exit code not
-// the first fault's.
+// the first fault's. A process that does not end has outlived it.
 bool CrashReporter::Claim(DWORD thread) noexcept {
     constexpr DWORD kPause = 20;
+    const ULONGLONG begun = ::GetTickCount64();
     for (;;) {
         DWORD server = kNobody;
         if (server_.compare_exchange_strong(server, thread)) return true;
         if (server == thread || server == kServed) return false;
+        if (::GetTickCount64() - begun > kEndPatience) {
+            server_.compare_exchange_strong(server, kServed);
+            return false;
+        }
         ::Sleep(kPause);
     }
 }
@@ -92,8 +99,10 @@ bool CrashReporter::Await(const UniqueHandle& event, DWORD patience) const noexc
     return ::WaitForMultipleObjects(2, either, FALSE, patience) == WAIT_OBJECT_0;
 }
 
-// The reporting thread has a fault of its own: the process is left to the fault that it reports.
+// The reporting thread has a fault of its own, of a damaged stack for one: the process is left to
+// the fault that it looks at.
 void CrashReporter::GiveUp() noexcept {
+    server_ = kServed;
     ::SetEvent(begun_.get());
     ::SetEvent(ended_.get());
     for (;;) ::Sleep(INFINITE);
@@ -111,7 +120,7 @@ DWORD WINAPI CrashReporter::Run(void* reporter) noexcept {
 
 void CrashReporter::Answer() noexcept {
     const bool overflow = IsOverflow(*request_.fault);
-    if (overflow) ours_ = origin_.IsOurs(*request_.fault);
+    ours_ = origin_.IsOurs(*request_.fault);
     const UniqueHandle writer = ours_ ? StartWriter() : UniqueHandle();
     ::SetEvent(begun_.get());
     if (writer) AwaitWriter(writer);

@@ -18,8 +18,8 @@
 
 namespace plugins::dll {
 
-// All that the report of one fault needs, and the thread that makes it: the faulting one may have
-// no stack left. The thread holds the module.
+// All that the report of one fault needs, and the thread that looks at faults and makes it: the
+// faulting one may have no stack left, or a damaged one. The thread holds the module.
 class CrashReporter {
 public:
     // `dump_folder` is in UTF-8. Raises HResultCodeException, or for want of memory.
@@ -32,14 +32,14 @@ public:
     CrashReporter& operator=(const CrashReporter&) = delete;
 
     // Reports a fault of ours, on the thread that has it, and gives whether it did: one fault is
-    // reported, and others' never. Allocates nothing. A second thread's fault of ours does not
-    // return from here unless the process outlives the first.
+    // reported, and others' never. Allocates nothing. While one is reported, a second thread's
+    // fault stands here, ours or not, unless the process outlives the first.
     bool Report(EXCEPTION_POINTERS& fault) noexcept;
 
     // To be called when the process goes on after the reported fault.
     void Outlived() noexcept { server_ = kServed; }
 
-    // Whether a fault is being reported or was, so that this must stay.
+    // Whether a fault is being looked at, or was reported, so that this must stay.
     bool busy() const noexcept { return server_ != kNobody; }
 
     const vek::trace::TracerPtr& tracer() const noexcept { return tracer_; }
@@ -80,7 +80,7 @@ private:
     vek::platform::UniqueHandle begun_;  // the dump writer is started, or will not be
     vek::platform::UniqueHandle ended_;
 
-    std::atomic<DWORD> server_{kNobody};  // the thread whose fault is reported
+    std::atomic<DWORD> server_{kNobody};  // the thread whose fault is looked at
     Request request_{};                   // the server's, from requested_ to ended_
     std::atomic<bool> ours_{false};       // whether its fault is ours
 

@@ -1,13 +1,9 @@
 #pragma once
 
-#include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 
 namespace plugins::dll {
-
-class CrashReporter;
 
 // While it lives, a fault of this module's code that nobody handles is reported before the process
 // ends of it: mlxo_dump.exe writes a dump of the threads' stacks, and Windows Error Reporting is
@@ -15,7 +11,7 @@ class CrashReporter;
 // before, to which ours go then, too.
 //
 // Made and destroyed on Outlook's thread, not within DllMain. A thread of its own holds the module
-// meanwhile. While one is at work, another does nothing.
+// meanwhile. Several share what the first has made, until the last is destroyed.
 class CrashReporting {
 public:
     // Makes all that the report of a fault needs and sets the filter and the terminate handler.
@@ -25,16 +21,12 @@ public:
     explicit CrashReporting(const std::optional<std::string>& trace_folder);
 
     // Puts back what was there before. When another filter has been set meanwhile, ours stays
-    // behind it and the module in the process, and the trace says so; both also stay when a fault
-    // is being reported.
+    // behind it and the module in the process, and the trace says so; the module also stays when
+    // a fault is in the filter or was reported.
     ~CrashReporting();
 
     CrashReporting(const CrashReporting&) = delete;
     CrashReporting& operator=(const CrashReporting&) = delete;
-
-private:
-    std::unique_ptr<CrashReporter> reporter_;  // none when another is at work
-    std::terminate_handler terminate_before_ = nullptr;
 };
 
 }  // namespace plugins::dll
