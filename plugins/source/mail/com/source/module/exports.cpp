@@ -22,8 +22,16 @@ HRESULT CreatePage(REFIID id, void** out) noexcept {
         ::GetModuleHandleExW(
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
             reinterpret_cast<LPCWSTR>(&CreatePage<kCreate>), &module);
-        return kCreate({}, module, id, out);
+        return kCreate({.policy = dll::PolicyWatcher()}, module, id, out);
     });
+}
+
+// With all that runs for an object, which may have ended since the class object was given.
+template <com::Creator kCreate>
+HRESULT Create(REFIID id, void** out) noexcept {
+    const com::InstanceMark until_made;
+    dll::StartModule();
+    return kCreate(id, out);
 }
 
 // A class that COM creates.
@@ -34,13 +42,13 @@ struct ModuleClass {
 
 constexpr std::array kClasses = {
     ModuleClass{{0xF061D664, 0xE4F5, 0x469A, {0x90, 0x1A, 0x45, 0x51, 0xDE, 0x4C, 0x0E, 0x8A}},
-                com::CreateObject<dll::AddinObject>},
+                Create<com::CreateObject<dll::AddinObject>>},
     ModuleClass{plugins::mail_processing::kPageAntivirusClass,
-                CreatePage<plugins::mail_processing::CreatePageAntivirus>},
+                Create<CreatePage<plugins::mail_processing::CreatePageAntivirus>>},
     ModuleClass{plugins::mail_processing::kPageUnableToConnectClass,
-                CreatePage<plugins::mail_processing::CreatePageUnableToConnect>},
+                Create<CreatePage<plugins::mail_processing::CreatePageUnableToConnect>>},
     ModuleClass{plugins::mail_processing::automation::kExchClientExtClass,
-                com::CreateObject<dll::ExtensionObject>},
+                Create<com::CreateObject<dll::ExtensionObject>>},
 };
 
 }  // namespace
