@@ -58,6 +58,7 @@ public:
     int slot_calls = 0;                        // of members that pages have no business with
     int cancelled = 0;                         // by the Escape key
     std::function<void()> on_status_change{};  // called as well
+    std::function<void()> on_activate{};       // when the page says that it becomes active
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
 
@@ -73,7 +74,10 @@ public:
     HRESULT STDMETHODCALLTYPE ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
     // IOleInPlaceSite
     HRESULT STDMETHODCALLTYPE CanInPlaceActivate() override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE OnInPlaceActivate() override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE OnInPlaceActivate() override {
+        if (on_activate) on_activate();
+        return S_OK;
+    }
     HRESULT STDMETHODCALLTYPE OnUIActivate() override { return S_OK; }
     HRESULT STDMETHODCALLTYPE GetWindowContext(IOleInPlaceFrame** frame,
                                                IOleInPlaceUIWindow** document, RECT* place,

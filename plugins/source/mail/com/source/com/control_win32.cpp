@@ -2,10 +2,10 @@
 
 #include <olectl.h>
 
-#include <string>
 #include <utility>
 
 #include "com/border.h"
+#include "com/module_path_win32.h"
 #include "internal/helpers/hresult_exception.h"
 
 namespace plugins::com {
@@ -39,20 +39,6 @@ private:
     int down_ = 0;
 };
 
-std::wstring PathOfModule(HINSTANCE module) {
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length =
-            ::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-        if (length == 0) helpers::ThrowLastError();
-        if (length < path.size()) {
-            path.resize(length);
-            return path;
-        }
-        path.resize(path.size() * 2);
-    }
-}
-
 }  // namespace
 
 Control::Control(const ControlClass& of, vek::trace::TracerPtr tracer) noexcept
@@ -80,7 +66,7 @@ HRESULT Control::GetTypeInfoOf(REFGUID id, ITypeInfo** out) noexcept {
     return AtBorder([&]() -> HRESULT {
         vek::RefPtr<ITypeLib> library;
         CheckHResult(
-            ::LoadTypeLibEx(PathOfModule(class_.module).c_str(), REGKIND_NONE, library.put()));
+            ::LoadTypeLibEx(ModulePath(class_.module).c_str(), REGKIND_NONE, library.put()));
         return library->GetTypeInfoOfGuid(id, out);
     });
 }

@@ -142,8 +142,10 @@ public:
 
 protected:
     Control(const ControlClass& of, vek::trace::TracerPtr tracer) noexcept;
-    // Takes the dialog down; the derived object is told nothing any more.
-    ~Control();
+    ~Control() = default;
+    // Takes the dialog down; the derived object is told nothing any more. Its destructor begins
+    // with this.
+    void DestroyDialog() noexcept;
 
     // Gives this object as one of the interfaces above, without a reference; null for others.
     void* FindControl(REFIID id) noexcept;
@@ -156,8 +158,8 @@ protected:
     IOleClientSite* site() const noexcept { return site_.get(); }
     HINSTANCE module() const noexcept { return class_.module; }
     const vek::trace::TracerPtr& tracer() const noexcept { return tracer_; }
-    // Only while there is a dialog.
-    DialogLayout& layout() noexcept { return *layout_; }
+    // To be called when texts have changed. May raise.
+    void ArrangeDialog();
 
     // What derived objects do; an exception is traced.
     virtual void OnInitialise() = 0;
@@ -177,7 +179,6 @@ private:
     void ActivateInterface();
     HRESULT TranslateTab(MSG& message);
     bool HasFocus() const noexcept;
-    void DestroyDialog() noexcept;
     HWND SiteWindow() const noexcept;
     void ScaleTo(HWND window);
 

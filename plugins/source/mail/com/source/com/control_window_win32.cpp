@@ -23,11 +23,9 @@ bool IsKeyDown(int key) noexcept { return ::GetKeyState(key) < 0; }
 
 }  // namespace
 
-Control::~Control() { DestroyDialog(); }
-
 void Control::DestroyDialog() noexcept {
     if (window_ == nullptr) return;
-    // From here on its messages reach nobody: the object may be half gone.
+    // From here on its messages reach nobody: a reference taken for one would end a second time.
     ::SetWindowLongPtrW(window_, DWLP_USER, 0);
     ::DestroyWindow(std::exchange(window_, nullptr));
     layout_.reset();
@@ -53,7 +51,8 @@ HRESULT Control::DoVerb(LONG verb, MSG*, IOleClientSite*, LONG, HWND, LPCRECT) n
             case OLEIVERB_UIACTIVATE:
                 ActivateInPlace();
                 ActivateInterface();
-                if (!HasFocus()) ::SetFocus(::GetNextDlgTabItem(window_, nullptr, FALSE));
+                if (window_ != nullptr && !HasFocus())
+                    ::SetFocus(::GetNextDlgTabItem(window_, nullptr, FALSE));
                 return S_OK;
             case OLEIVERB_HIDE:
                 UIDeactivate();
@@ -84,12 +83,14 @@ void Control::ActivateInPlace() {
         OLEINPLACEFRAMEINFO frame{};
         frame.cb = sizeof(frame);
         CheckHResult(site->GetWindowContext(frame_.put(), document_.put(), &place, &clip, &frame));
+        // The host may have taken it back in any of these calls.
+        if (!site_ || place_ != site) helpers::ThrowHResult(E_UNEXPECTED);
         CreateDialogWindow(parent, place);
     } catch (...) {
         InPlaceDeactivate();
         throw;
     }
-    site_->ShowObject();
+    if (const auto shown = site_) shown->ShowObject();
 }
 
 void Control::CreateDialogWindow(HWND parent, const RECT& place) {
@@ -102,18 +103,19 @@ void Control::CreateDialogWindow(HWND parent, const RECT& place) {
 }
 
 void Control::ActivateInterface() {
-    if (window_ == nullptr || std::exchange(has_interface_, true)) return;
-    place_->OnUIActivate();
-    if (frame_) frame_->SetActiveObject(this, nullptr);
-    if (document_) document_->SetActiveObject(this, nullptr);
+    if (window_ == nullptr || !place_ || std::exchange(has_interface_, true)) return;
+    // Each call may end the activation.
+    if (const auto place = place_) place->OnUIActivate();
+    if (const auto frame = frame_) frame->SetActiveObject(this, nullptr);
+    if (const auto document = document_) document->SetActiveObject(this, nullptr);
 }
 
 HRESULT Control::UIDeactivate() noexcept {
     if (!std::exchange(has_interface_, false)) return S_OK;
     const auto hold = vek::RefPtr<IOleObject>::Share(this);
-    if (document_) document_->SetActiveObject(nullptr, nullptr);
-    if (frame_) frame_->SetActiveObject(nullptr, nullptr);
-    if (place_) place_->OnUIDeactivate(FALSE);
+    if (const auto document = document_) document->SetActiveObject(nullptr, nullptr);
+    if (const auto frame = frame_) frame->SetActiveObject(nullptr, nullptr);
+    if (const auto place = place_) place->OnUIDeactivate(FALSE);
     return S_OK;
 }
 
@@ -143,8 +145,13 @@ HRESULT Control::GetWindow(HWND* out) noexcept {
 }
 
 void Control::ScaleTo(HWND window) {
+    if (!layout_) return;
     layout_->Scale(ResolutionOf(window));
     OnScaled();
+}
+
+void Control::ArrangeDialog() {
+    if (layout_) layout_->Arrange();
 }
 
 INT_PTR CALLBACK Control::DialogProcedure(HWND dialog, UINT message, WPARAM wide,

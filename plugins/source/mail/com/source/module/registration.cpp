@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "com/border.h"
-#include "com/ole_values_win32.h"
+#include "com/module_path_win32.h"
 #include "com/registrar.h"
 #include "common/product_info/product_library.h"
 #include "internal/helpers/hresult_exception.h"
@@ -32,24 +32,11 @@ HMODULE ThisModule() noexcept {
     return reinterpret_cast<HMODULE>(const_cast<IMAGE_DOS_HEADER*>(&__ImageBase));
 }
 
-void RequireSystem(bool success) {
-    if (!success) helpers::ThrowHResult(HRESULT_FROM_WIN32(::GetLastError()));
-}
-
-std::wstring ModulePath() {
-    constexpr DWORD kLongest = 0x8000;
-    std::wstring path(kLongest, L'\0');
-    const DWORD length = ::GetModuleFileNameW(ThisModule(), path.data(), kLongest);
-    RequireSystem(length != 0 && length < kLongest);
-    path.resize(length);
-    return path;
-}
-
 std::string_view ScriptAt(WORD id) {
     const HRSRC found = ::FindResourceW(ThisModule(), MAKEINTRESOURCEW(id), L"REGISTRY");
-    RequireSystem(found != nullptr);
+    if (found == nullptr) helpers::ThrowLastError();
     const HGLOBAL loaded = ::LoadResource(ThisModule(), found);
-    RequireSystem(loaded != nullptr);
+    if (loaded == nullptr) helpers::ThrowLastError();
     return {static_cast<const char*>(::LockResource(loaded)),
             ::SizeofResource(ThisModule(), found)};
 }
@@ -68,7 +55,7 @@ std::u16string BracedText(const GUID& id) {
 // Calls `act` with the scripts and what stands in them for the module and the product.
 template <class Act>
 void WithScripts(const Act& act) {
-    const std::wstring wide = ModulePath();
+    const std::wstring wide = com::ModulePath(ThisModule());
     const std::u16string path(wide.begin(), wide.end());
     std::u16string product = product_info::ProductName();
     if (product.empty()) product = vek::ToUtf16(MLXO_PRODUCT_NAME);
@@ -79,8 +66,9 @@ void WithScripts(const Act& act) {
 
 vek::RefPtr<ITypeLib> TypeLibrary() {
     vek::RefPtr<ITypeLib> library;
-    helpers::CheckGiven(::LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, library.put()),
-                        library);
+    helpers::CheckGiven(
+        ::LoadTypeLibEx(com::ModulePath(ThisModule()).c_str(), REGKIND_NONE, library.put()),
+        library);
     return library;
 }
 
@@ -128,7 +116,7 @@ HRESULT RegisterModule() noexcept {
         });
         const auto library = TypeLibrary();
         KeepLibrary(registrar, *library);
-        std::wstring path = ModulePath();
+        std::wstring path = com::ModulePath(ThisModule());
         helpers::CheckHResult(::RegisterTypeLib(library.get(), path.data(), nullptr));
         registrar.Commit();
     });

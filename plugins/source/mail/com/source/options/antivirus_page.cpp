@@ -66,9 +66,15 @@ void AntivirusPage::Refresh() noexcept {
     });
 }
 
+void AntivirusPage::RefreshAtOnce() noexcept {
+    if (settings_) settings_->Expire();
+    Refresh();
+}
+
 void AntivirusPage::Apply() noexcept {
     if (!settings_) return;
-    if (shown_.underPolicy) {
+    // A policy's switches do not become the user's when it ends and nobody has seen that.
+    if (shown_.underPolicy || boxes_are_policys_) {
         trace::Write(environment_.tracer, kDetail,
                      "Not need update user settings on apply under policy");
         return;
@@ -122,6 +128,7 @@ void AntivirusPage::Layout() {
     view_.Enable(PageControl::kOnRead, free);
     view_.Enable(PageControl::kOnSend, free && !shown_.checkIncomingOnly);
     send_box_is_off_ = shown_.checkIncomingOnly;
+    boxes_are_policys_ = shown_.underPolicy;
     // Otherwise the boxes keep what the user sees in them.
     if (shown_.underPolicy || !boxes_are_known_) ShowSwitches();
 

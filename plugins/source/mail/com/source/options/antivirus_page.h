@@ -28,8 +28,10 @@ public:
     // Reads the settings anew, and shows them when protection was switched on or off. Nothing else
     // that has changed is shown before that.
     void Refresh() noexcept;
+    // The same, however short a time after the last: something is known to have changed.
+    void RefreshAtOnce() noexcept;
 
-    // Has the product keep what the check boxes show, unless a policy decides.
+    // Has the product keep what the check boxes show, unless a policy decides or has set them.
     void Apply() noexcept;
 
     // A button or a check box was clicked; false for any other control.
@@ -54,8 +56,10 @@ private:
     // Whether the check boxes come from settings that the product has once given; until then they
     // show what nobody has set.
     bool boxes_are_known_ = false;
-    // Whether the last layout took the box for mail being sent from the user.
+    // Whether the last layout took the box for mail being sent from the user, and whether it took
+    // them all and showed a policy's switches.
     bool send_box_is_off_ = false;
+    bool boxes_are_policys_ = false;
 };
 
 }  // namespace plugins::mail_processing

@@ -63,9 +63,15 @@ public:
     }
 
 private:
-    ~PageAntivirus() override { LeavePolicy(); }
+    ~PageAntivirus() override {
+        DestroyDialog();
+        LeavePolicy();
+    }
 
     void OnInitialise() override {
+        // Those of a dialog before this one.
+        enabled_icon_ = {};
+        disabled_icon_ = {};
         page_ = std::make_shared<AntivirusPage>(static_cast<PageView&>(*this), environment_);
         page_->Initialise();
         requests_->Attach(window());
@@ -84,7 +90,7 @@ private:
                 return true;
             case kRefreshMessage:
                 requests_->HasCome();
-                page->Refresh();
+                page->RefreshAtOnce();
                 return true;
             case WM_COMMAND:
                 return HIWORD(wide) == BN_CLICKED && last != 0 &&
@@ -138,8 +144,10 @@ private:
                             ::GetWindowLongPtrW(item, GWL_EXSTYLE) | WS_EX_LAYOUTRTL);
         ::InvalidateRect(item, nullptr, TRUE);
     }
-    void Arrange() override { layout().Arrange(); }
+    void Arrange() override { ArrangeDialog(); }
     void StartTimer(std::chrono::milliseconds period) override {
+        // Without a dialog it would be the thread's, for ever.
+        if (window() == nullptr) return;
         if (::SetTimer(window(), kRefreshTimer, static_cast<UINT>(period.count()), nullptr) == 0)
             helpers::ThrowLastError();
     }

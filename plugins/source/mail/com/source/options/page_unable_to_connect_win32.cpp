@@ -61,7 +61,10 @@ public:
                       kPageUnableToConnectInterface, environment.tracer) {}
 
 private:
-    ~PageUnableToConnect() override { OnGone(); }
+    ~PageUnableToConnect() override {
+        DestroyDialog();
+        OnGone();
+    }
 
     void OnInitialise() override {
         const INITCOMMONCONTROLSEX classes{sizeof(classes), ICC_BAR_CLASSES};
@@ -87,10 +90,12 @@ private:
         RECT place{};
         ::GetClientRect(Picture(), &place);
         UniqueBitmap scaled = Scaled(picture_.get(), {place.right, place.bottom});
-        ::SendMessageW(Picture(), STM_SETIMAGE, IMAGE_BITMAP,
-                       reinterpret_cast<LPARAM>(scaled.get()));
+        const auto before = reinterpret_cast<HBITMAP>(::SendMessageW(
+            Picture(), STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(scaled.get())));
+        // The control gives up the one that it has loaded itself.
+        if (before != shown_.get()) ::DeleteObject(before);
         // The old one goes when nobody shows it any more.
-        std::swap(shown_, scaled);
+        shown_ = std::move(scaled);
         if (tip_ == nullptr) return;
         TTTOOLINFOW tool = Tool();
         ::SendMessageW(tip_, TTM_NEWTOOLRECTW, 0, reinterpret_cast<LPARAM>(&tool));

@@ -1,5 +1,6 @@
 #include "settings/product_settings_provider.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
@@ -88,10 +89,12 @@ bool ProductSettingsProvider::IsNeedScan(std::uint8_t kind) {
 }
 
 void ProductSettingsProvider::GetSettingsForPage(PageSettingsView& view) noexcept {
-    const bool refreshed = vek::Succeeded(trace::TracedBorder(tracer_, [this] { Refresh(); }));
-    const product::MailPluginSettings settings = Settings();
+    trace::TracedBorder(tracer_, [this] { Refresh(); });
+    const std::lock_guard guard(lock_);
+    const product::MailPluginSettings& settings = settings_;
     const product::MailSettings& switches = InForce(settings);
-    view.enabled = refreshed && settings.isPluginEnabled;
+    // A refresh that was skipped says nothing of the product.
+    view.enabled = failed_ <= answered_ && settings.isPluginEnabled;
     view.underPolicy = settings.policySettings.has_value();
     view.checkIncomingOnly = !view.underPolicy && settings.checkIncomingOnly;
     view.checkOnDelivery = switches.checkOnDelivery != 0;
@@ -111,11 +114,16 @@ void ProductSettingsProvider::Refresh() {
         return;
     }
     const std::uint64_t question = ++asked_;
-    const vek::remoting::LimitedCalls limited;
-    const auto service = services_.RequireService<product::IProductSettings>();
     product::MailPluginSettings settings;
-    vek::CheckResult(service->GetSettings(settings));
-
+    try {
+        const vek::remoting::LimitedCalls limited;
+        const auto service = services_.RequireService<product::IProductSettings>();
+        vek::CheckResult(service->GetSettings(settings));
+    } catch (...) {
+        const std::lock_guard guard(lock_);
+        failed_ = std::max(failed_, question);
+        throw;
+    }
     const std::lock_guard guard(lock_);
     if (question < answered_) return;
     answered_ = question;
@@ -138,7 +146,8 @@ bool ProductSettingsProvider::TakeTurn() noexcept {
     std::uint32_t last = last_refresh_;
     const std::uint32_t now = clock_.TickCount();
     // The sum wraps with the tick count: just before that does, it is past already.
-    if (last + kRefreshInterval > now) return false;
+    if (last + kRefreshInterval > now && !is_expired_) return false;
+    is_expired_ = false;
     return last_refresh_.compare_exchange_strong(last, now);
 }
 

@@ -21,7 +21,7 @@ inline constexpr std::uint8_t kSend = 2;      // it is being sent
 
 // The settings as the Options page shows them.
 struct PageSettingsView {
-    bool enabled = false;  // false as well when the product could not be asked
+    bool enabled = false;  // false as well since the product could not be asked
     bool underPolicy = false;
     bool checkIncomingOnly = false;  // false under a policy
     // The policy's switches when there is one, the user's otherwise.
@@ -75,6 +75,9 @@ public:
     // vek::CheckResultFailedException.
     void Refresh();
 
+    // Has the next refresh ask whenever it comes: something is known to have changed.
+    void Expire() noexcept { is_expired_ = true; }
+
     // Returns whether the copy is the product's: it was recalled, or a refresh has succeeded.
     bool HasSettings() const noexcept;
 
@@ -94,10 +97,12 @@ private:
     // In milliseconds of the tick count. It is set before the product is asked, so that a product
     // that is down is not asked more often either.
     std::atomic<std::uint32_t> last_refresh_{0};
+    std::atomic<bool> is_expired_{false};
     // Questions are numbered, for a slow answer must not replace that to a later question.
     std::atomic<std::uint64_t> asked_{0};
     mutable vek::platform::RecursiveLock lock_;  // guards what follows
     std::uint64_t answered_ = 0;
+    std::uint64_t failed_ = 0;  // the last question that has
     bool has_settings_ = false;
     product::MailPluginSettings settings_;
 };
