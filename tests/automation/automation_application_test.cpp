@@ -149,6 +149,8 @@ TEST_F(AutomationApplicationTest, TranslatesEventsAndRefusesWhatIsNone) {
     const OwnedVariant no_object = Dispatch(nullptr), no_ids = Typed(VT_BSTR, BSTR{});
     const OwnedVariant indirect = Typed(VT_BYREF | VT_VARIANT, object.address());
     const OwnedVariant no_flag = Typed(VT_BYREF | VT_BOOL, BSTR{});
+    SCODE none = DISP_E_PARAMNOTFOUND;
+    const OwnedVariant left_out = Typed(VT_BYREF | VT_ERROR, &none);
     const auto& old = iid::kApplicationEvents;
     const auto& newer = iid::kApplicationEvents11;
     const struct {
@@ -164,6 +166,7 @@ TEST_F(AutomationApplicationTest, TranslatesEventsAndRefusesWhatIsNone) {
         {*outlook, old, 0xF002, {object.get(), flag.get()}, DISP_E_TYPEMISMATCH},
         {*outlook, old, 0xF002, {no_flag.get(), object.get()}, DISP_E_TYPEMISMATCH},
         {*outlook, old, 0xF002, {flag.get(), no_object.get()}, DISP_E_TYPEMISMATCH},
+        {*outlook, old, 0xF002, {flag.get(), left_out.get()}, DISP_E_PARAMNOTFOUND},
         {*outlook, old, 0xF002, {object.get()}, DISP_E_BADPARAMCOUNT},
         {*outlook, old, 0xF005, {object.get()}, S_OK},
         {*outlook, old, 0xF007, {number.get()}, DISP_E_BADPARAMCOUNT},
@@ -182,6 +185,20 @@ TEST_F(AutomationApplicationTest, TranslatesEventsAndRefusesWhatIsNone) {
         EXPECT_EQ(heard, row.heard) << &row - rows;
         EXPECT_EQ(cancel, VARIANT_FALSE);
     }
+    heard.clear();
+    VARIANT wrong_one[] = {no_flag.get(), object.get()};
+    DISPPARAMS given{wrong_one, nullptr, 2, 0};
+    const auto invoke = [&](const IID& id, WORD kind, UINT& wrong) {
+        IDispatch& sink = *outlook->sinks.at(old.Data1);
+        return sink.Invoke(0xF002, id, 0, kind, &given, nullptr, nullptr, &wrong);
+    };
+    UINT wrong = 9;
+    EXPECT_EQ(invoke(old, DISPATCH_METHOD, wrong), DISP_E_UNKNOWNINTERFACE);
+    EXPECT_EQ(invoke(IID_NULL, DISPATCH_PROPERTYGET, wrong), DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(wrong, 9u);
+    EXPECT_EQ(invoke(IID_NULL, DISPATCH_METHOD, wrong), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(wrong, 0u);
+    EXPECT_EQ(heard, "");
     EXPECT_NE(plan.log.find("Add:Page.1:Caption() "), std::string::npos);
     cancels = true;
     EXPECT_EQ(outlook->Raise(old, 0xF002, {flag.get(), object.get()}), S_OK);

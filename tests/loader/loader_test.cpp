@@ -237,6 +237,28 @@ TEST(ProductLoader, KeepsItsConnectionWhileThatIsAlive) {
     EXPECT_EQ(product.connects, 2);
 }
 
+TEST(ServiceAccess, EndsTheRoadOnceAtATime) {
+    struct Road final : vek::ObjectImpl<ILoader, loader::IProductRoad> {
+        result_t GetInterface(vek::interface_id_t, void**) noexcept override {
+            return result::kNotFound;
+        }
+        void Hasten() noexcept override {}
+        void Forget() noexcept override {}
+        void End() noexcept override {
+            EXPECT_EQ(++within, 1);
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            --within;
+        }
+        std::atomic<int> within{0};
+    };
+    loader::ServiceAccess services(
+        [](vek::RefPtr<ILoader>& made) { return made = vek::MakeObject<Road>(), result::kOk; });
+    void* none = nullptr;
+    EXPECT_EQ(services.GetService(IMailScanner::kInterfaceId, &none), result::kNotFound);
+    const auto other = std::async(std::launch::async, [&] { services.End(); });
+    services.Drop();
+}
+
 TEST(ProductLoader, TwoThatConnectAtOnceShareTheConnectionThatIsThereFirst) {
     Product product({});
     const auto loader = product.MakeLoader();

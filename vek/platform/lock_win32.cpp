@@ -12,6 +12,8 @@ PSRWLOCK ToSystem(void** state) noexcept {
 
 }  // namespace
 
+// The system's queue is on the stacks of those who wait: a thread that is ended by force while it
+// waits, which its shield puts off by kForcedEndPatience, may take the next owners with it.
 void Mutex::lock() noexcept { ::AcquireSRWLockExclusive(ToSystem(&state_)); }
 
 void Mutex::unlock() noexcept { ::ReleaseSRWLockExclusive(ToSystem(&state_)); }

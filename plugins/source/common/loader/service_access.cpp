@@ -81,13 +81,20 @@ void ServiceAccess::Forget() noexcept {
     if (const auto road = Road()) road->Forget();
 }
 
-void ServiceAccess::End() noexcept {
+// With `ending_`.
+void ServiceAccess::EndRoad() noexcept {
     if (const auto road = Road()) road->End();
 }
 
+void ServiceAccess::End() noexcept {
+    const std::lock_guard one_at_a_time(ending_);
+    EndRoad();
+}
+
 void ServiceAccess::Drop() noexcept {
-    End();
-    vek::RefPtr<ILoader> loader;  // goes after the lock
+    vek::RefPtr<ILoader> loader;  // goes after the locks
+    const std::lock_guard one_at_a_time(ending_);
+    EndRoad();
     const std::lock_guard guard(lock_);
     loader = std::move(loader_);
 }

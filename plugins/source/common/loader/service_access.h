@@ -53,7 +53,8 @@ public:
             static_cast<Interface*>(RequireService(Interface::kInterfaceId)));
     }
 
-    // As IProductRoad; nothing without a loader, or when it is none.
+    // As IProductRoad; nothing without a loader, or when it is none. Of several that call End or
+    // Drop at once each waits for the one before.
     void Hasten() noexcept;
     void Forget() noexcept;
     void End() noexcept;
@@ -62,11 +63,13 @@ public:
     void Drop() noexcept;
 
 private:
+    void EndRoad() noexcept;
     vek::RefPtr<IProductRoad> Road() noexcept;
     void* RequireService(vek::interface_id_t id);
     vek::result_t GetLoader(vek::RefPtr<ILoader>& loader) noexcept;
 
     LoaderFactory factory_;
+    vek::platform::Lock ending_;  // of who ends the road; taken before lock_
     vek::platform::RecursiveLock lock_;
     vek::RefPtr<ILoader> loader_;
 };

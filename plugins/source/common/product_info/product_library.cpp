@@ -22,9 +22,11 @@ void RequireObject(vek::result_t code, const void* object) {
 }  // namespace
 
 const std::shared_ptr<LibraryKeeper>& TheLibraryKeeper() {
-    // Never destroyed: a library is not to be unloaded while the plug-in itself is.
+    // Never destroyed: a library is not to be unloaded while the plug-in itself is. Nor made on the
+    // heap, which would keep it when the plug-in is.
     struct Process {
-        std::shared_ptr<LibraryKeeper> keeper = std::make_shared<LibraryKeeper>();
+        LibraryKeeper own;
+        std::shared_ptr<LibraryKeeper> keeper{std::shared_ptr<void>(), &own};
     };
     static vek::NeverDestroyed<Process> process;
     return (*process).keeper;
@@ -70,9 +72,11 @@ void* ProductLibrary::Create(const char* name, vek::interface_id_t id) const {
 
 void LibraryKeeper::Drop() noexcept {
     std::shared_ptr<const ProductLibrary> old;  // goes after the lock
+    LibraryName old_name{};
     const std::lock_guard guard(lock_);
     old = std::move(library_);
     failure_ = nullptr;
+    std::swap(name_, old_name);
 }
 
 std::shared_ptr<const ProductLibrary> LibraryKeeper::Library(

@@ -156,25 +156,34 @@ RpcServer& RpcServer::Get() noexcept {
     return *server;
 }
 
+// What the module's unloading would leave: no thread is left that uses it.
+const vek::platform::UnloadStep RpcServer::forget_([]() noexcept {
+    RpcServer& server = Get();
+    server.opened_.clear();
+    server.unregistering_.reset();
+});
+
 RpcServer::Use::Use(const TransportConfig& config) {
     std::string account = WantedAccount(config);
     const std::string own = WantedAccount({});  // whose calls tell whether an endpoint is open
     if (account.empty() || own.empty()) vek::ThrowSystem(result::kPlatformError);
     if (account == kAnyAccount) account = "AU";
     RpcServer& server = Get();
-    const std::lock_guard guard(server.use_lock_);
+    const std::lock_guard one_at_a_time(server.registering_);
     std::set<std::string> accounts = server.accounts_;
     accounts.insert({account, own});
-    if (!server.registered_ || accounts != server.accounts_) {
-        if (server.registered_) Unregister();
+    const bool was_registered = server.registered_;
+    if (!was_registered || accounts != server.accounts_) {
+        if (was_registered) Unregister();
         if (Register(accounts) != RPC_S_OK) {
-            if (server.registered_) Register(server.accounts_);
+            if (was_registered) Register(server.accounts_);
             vek::ThrowSystem(result::kPlatformError);
         }
-        if (!server.registered_) server.hold_ = vek::platform::ModuleHold::Take();
-        server.registered_ = true;
         server.accounts_ = std::move(accounts);
     }
+    const std::lock_guard guard(server.use_lock_);
+    if (!was_registered) server.hold_ = vek::platform::ModuleHold::Take();
+    server.registered_ = true;
     ++server.uses_;
 }
 
@@ -184,7 +193,7 @@ RpcServer::Use::~Use() {
     if (--server.uses_ == 0) server.StartUnregistering();
 }
 
-// With the lock. Not here: the runtime waits for the calls that it serves, and this may be one.
+// With use_lock_. Not here: the runtime waits for the calls that it serves, and this may be one.
 // Without a thread it stays registered, and the module loaded.
 void RpcServer::StartUnregistering() noexcept {
     if (is_unregistering_) return;
@@ -194,15 +203,20 @@ void RpcServer::StartUnregistering() noexcept {
     }));
 }
 
-// No call that is served needs the lock meanwhile: whatever could make a connection is a use.
+// No call that is served needs registering_ meanwhile: whatever could make a connection is a use.
 void RpcServer::UnregisterUnused() noexcept {
     constexpr DWORD kLook = 10;  // ms
     for (;; ::Sleep(kLook)) {
-        const std::lock_guard guard(use_lock_);
+        const std::lock_guard one_at_a_time(registering_);
+        std::unique_lock guard(use_lock_);
         if (uses_ == 0 && registered_) {
+            // Without use_lock_: it may last, and who asks meanwhile whether it is done waits no
+            // longer than he likes.
+            guard.unlock();
             UnregisterAndRunDown();
-            registered_ = false;
             accounts_.clear();
+            guard.lock();
+            registered_ = false;
         }
         if (uses_ == 0 && busy_ != 0) continue;
         // The calling thread holds the module, too.
@@ -217,12 +231,15 @@ bool RpcServer::AwaitUnregistered(std::chrono::milliseconds timeout) noexcept {
     {
         const std::lock_guard guard(use_lock_);
         if (uses_ != 0) return false;
+        // Where there was no thread for it before.
+        if (registered_) StartUnregistering();
         thread = std::move(unregistering_);
     }
-    if (!thread || thread->Wait(timeout) == vek::platform::WaitStatus::kSignalled) return true;
+    const bool has_ended =
+        !thread || thread->Wait(timeout) == vek::platform::WaitStatus::kSignalled;
     const std::lock_guard guard(use_lock_);
-    if (!unregistering_) unregistering_ = std::move(thread);
-    return false;
+    if (!has_ended && !unregistering_) unregistering_ = std::move(thread);
+    return has_ended && !registered_ && !is_unregistering_ && busy_ == 0;
 }
 
 vek::result_t RpcServer::Open(Endpoint& endpoint) {

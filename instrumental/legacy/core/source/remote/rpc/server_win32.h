@@ -88,13 +88,17 @@ private:
 
     std::atomic<int> busy_{0};
 
+    // Held while the runtime is told, which may last; taken before use_lock_. Guards accounts_, and
+    // keeps uses_ from rising and registered_ from changing.
+    vek::platform::Lock registering_;
+    std::set<std::string> accounts_;  // who may call, as text SIDs; "AU" is everyone
+
     vek::platform::Lock use_lock_;  // guards what follows
     std::uint32_t uses_ = 0;
     bool registered_ = false;
     vek::platform::ModuleHold hold_;  // while registered, and until it is not busy
     bool is_unregistering_ = false;
     std::unique_ptr<vek::platform::Thread> unregistering_;
-    std::set<std::string> accounts_;  // who may call, as text SIDs; "AU" is everyone
 
     vek::platform::Lock own_lock_;
     Endpoint own_;  // empty until it is opened
@@ -103,6 +107,8 @@ private:
     std::map<std::string, bool> opened_;  // and whether calls are known to arrive there
     std::map<std::string, std::shared_ptr<AcceptGate>> listeners_;
     std::map<std::uint64_t, std::weak_ptr<RpcConnection>> connections_;
+
+    static const vek::platform::UnloadStep forget_;
 };
 
 }  // namespace remote

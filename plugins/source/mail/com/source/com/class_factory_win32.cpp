@@ -9,6 +9,7 @@ namespace {
 
 std::atomic<std::uint32_t> server_locks{0};
 std::atomic<std::uint32_t> instances{0};
+std::atomic<std::uint32_t> ends{0};  // that are under way
 std::atomic<void (*)() noexcept> on_last_instance{nullptr};
 
 class ClassFactory final : public CountedObject<IClassFactory> {
@@ -56,11 +57,18 @@ std::uint32_t ServerLockCount() noexcept { return server_locks; }
 InstanceMark::InstanceMark() noexcept { ++instances; }
 
 InstanceMark::~InstanceMark() {
-    if (--instances != 0) return;
-    if (const auto end = on_last_instance.load()) end();
+    ++ends;  // before it counts no more
+    if (--instances == 0) {
+        if (const auto end = on_last_instance.load()) end();
+    }
+    --ends;
 }
 
-std::uint32_t InstanceMark::Count() noexcept { return instances; }
+std::uint32_t InstanceMark::Count() noexcept {
+    // In this order: who goes from the one to the other is seen.
+    const std::uint32_t living = instances;
+    return living + ends;
+}
 
 void InstanceMark::OnLast(void (*end)() noexcept) noexcept { on_last_instance = end; }
 

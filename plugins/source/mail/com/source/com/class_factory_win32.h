@@ -39,6 +39,7 @@ public:
     InstanceMark(const InstanceMark&) = delete;
     InstanceMark& operator=(const InstanceMark&) = delete;
 
+    // With those whose end is under way.
     static std::uint32_t Count() noexcept;
     // Has `end` called with the end of the last one, on its thread. To be set before the first.
     static void OnLast(void (*end)() noexcept) noexcept;

@@ -2,6 +2,8 @@
 
 #include <olectl.h>
 
+#include <utility>
+
 #include "com/border.h"
 #include "com/com_object.h"
 
@@ -50,12 +52,60 @@ private:
     const std::shared_ptr<Subscribers> subscribers_;
 };
 
+// Enumerates one connection point.
+class PointEnumerator final : public CountedObject<IEnumConnectionPoints> {
+public:
+    PointEnumerator(vek::RefPtr<IConnectionPoint> point, bool is_left) noexcept
+        : point_(std::move(point)), is_left_(is_left) {}
+
+    HRESULT STDMETHODCALLTYPE Next(ULONG count, IConnectionPoint** out,
+                                   ULONG* given) noexcept override {
+        if (out == nullptr || (given == nullptr && count != 1)) return E_POINTER;
+        const ULONG taken = Take(count);
+        if (taken != 0) *out = vek::RefPtr(point_).detach();
+        if (given != nullptr) *given = taken;
+        return taken == count ? S_OK : S_FALSE;
+    }
+
+    HRESULT STDMETHODCALLTYPE Skip(ULONG count) noexcept override {
+        return Take(count) == count ? S_OK : S_FALSE;
+    }
+
+    HRESULT STDMETHODCALLTYPE Reset() noexcept override {
+        is_left_ = true;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE Clone(IEnumConnectionPoints** out) noexcept override {
+        if (out == nullptr) return E_POINTER;
+        *out = nullptr;
+        return AtBorder(
+            [&] { *out = vek::MakeObject<PointEnumerator>(point_, is_left_).detach(); });
+    }
+
+private:
+    void* Find(REFIID id) noexcept override {
+        return id == IID_IEnumConnectionPoints ? static_cast<IEnumConnectionPoints*>(this)
+                                               : nullptr;
+    }
+
+    ULONG Take(ULONG count) noexcept {
+        return count != 0 && std::exchange(is_left_, false) ? 1 : 0;
+    }
+
+    const vek::RefPtr<IConnectionPoint> point_;
+    bool is_left_;
+};
+
 }  // namespace
 
 HRESULT ConnectionPointContainer::EnumConnectionPoints(IEnumConnectionPoints** out) noexcept {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
-    return E_NOTIMPL;
+    return AtBorder([&] {
+        vek::RefPtr<IConnectionPoint> point = vek::MakeObject<ConnectionPoint>(this, subscribers_);
+        *out = vek::MakeObject<PointEnumerator>(std::move(point), true).detach();
+    });
 }
 
 HRESULT ConnectionPointContainer::FindConnectionPoint(REFIID id, IConnectionPoint** out) noexcept {

@@ -11,8 +11,8 @@ namespace plugins::com {
 
 // The part of a COM object by which others subscribe to its one outgoing interface. An object
 // derives from it instead of from IConnectionPointContainer; its connection points hold the object,
-// and connections end with it. On the object's thread. Neither it nor its points enumerate
-// (E_NOTIMPL).
+// and connections end with it. On the object's thread. Its points do not enumerate their
+// connections (E_NOTIMPL).
 class ConnectionPointContainer : public IConnectionPointContainer {
 public:
     // `subscribers` are of this object alone; never null.

@@ -29,8 +29,10 @@ const VARIANT& EventArguments::At(std::size_t index) const {
     const VARIANT* argument = &parameters_->rgvarg[parameters_->cArgs - 1 - index];
     if (argument->vt == (VT_BYREF | VT_VARIANT)) argument = argument->pvarVal;
     Require(index, argument != nullptr && !(IsReference(*argument) && argument->byref == nullptr));
-    Require(index, argument->vt != VT_ERROR || argument->scode != DISP_E_PARAMNOTFOUND,
-            DISP_E_PARAMNOTFOUND);
+    const bool is_left_out =
+        IsOf(*argument, VT_ERROR) &&
+        (IsReference(*argument) ? *argument->pscode : argument->scode) == DISP_E_PARAMNOTFOUND;
+    Require(index, !is_left_out, DISP_E_PARAMNOTFOUND);
     return *argument;
 }
 

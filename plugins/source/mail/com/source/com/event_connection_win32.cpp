@@ -36,12 +36,15 @@ public:
         return E_NOTIMPL;
     }
 
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters,
-                                     VARIANT*, EXCEPINFO*, UINT*) noexcept override {
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID id, LCID, WORD kind,
+                                     DISPPARAMS* parameters, VARIANT*, EXCEPINFO*,
+                                     UINT* wrong_argument) noexcept override {
+        if (id != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
+        if ((kind & DISPATCH_METHOD) == 0) return DISP_E_MEMBERNOTFOUND;
         if (muted_) return S_OK;
         // The handler may end the subscription, and with it the last other reference.
         const auto self = vek::RefPtr<EventSink>::Share(this);
-        return AtBorder([&] { handler_(event, EventArguments(parameters)); });
+        return AtBorder([&] { handler_(event, EventArguments(parameters, wrong_argument)); });
     }
 
 private:

@@ -14,7 +14,7 @@ using EventHandler = std::function<void(DISPID, const EventArguments&)>;
 // Subscribes `handler` to the events of `source` through its connection point for `events`; the
 // connection holds the source. On the source's thread; the handler may be entered from within
 // itself and may end the connection. An event that it leaves is answered with S_OK: a source may
-// drop a sink that fails.
+// drop a sink that fails. What is no call of a method is none of an event, and fails.
 //
 // Raises HResultCodeException with the code of the call that failed, E_POINTER without a source;
 // then nothing stays advised, and the handler is not called again even if the source keeps it.
