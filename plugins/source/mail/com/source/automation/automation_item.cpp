@@ -30,12 +30,15 @@ HRESULT AutomationItem::Advise(ItemEvents& events, EventConnectionPtr& connectio
         connection =
             com::ConnectEvents(object_.get(), iid::kItemEvents10,
                                [&events](DISPID event, const com::EventArguments& arguments) {
-                                   if (event != item_event::kRead && event != item_event::kUnload)
-                                       return;
-                                   arguments.Expect(0);
-                                   event == item_event::kRead ? events.OnRead() : events.OnUnload();
+                                   TellItemEvent(events, event, arguments);
                                });
     });
+}
+
+void TellItemEvent(ItemEvents& events, DISPID event, const com::EventArguments& arguments) {
+    if (event != item_event::kRead && event != item_event::kUnload) return;
+    arguments.Expect(0);
+    event == item_event::kRead ? events.OnRead() : events.OnUnload();
 }
 
 HRESULT AutomationMailItem::GetEntryId(std::u16string& entry_id) noexcept {

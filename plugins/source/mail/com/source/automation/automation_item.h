@@ -1,6 +1,7 @@
 #pragma once
 
 #include "automation/dispatch_object.h"
+#include "com/event_arguments_win32.h"
 #include "object_model/object_model.h"
 
 namespace plugins::mail_processing::automation {
@@ -13,9 +14,16 @@ public:
     HRESULT GetMailItem(MailItemPtr& mail_item) noexcept override;
     HRESULT Advise(ItemEvents& events, EventConnectionPtr& connection) noexcept override;
 
+    // Outlook's object.
+    const vek::RefPtr<IDispatch>& object() const noexcept { return object_; }
+
 private:
     const vek::RefPtr<IDispatch> object_;
 };
+
+// Tells `events` of an event of ItemEvents_10; leaves those that it does not know. Raises what
+// EventArguments does.
+void TellItemEvent(ItemEvents& events, DISPID event, const com::EventArguments& arguments);
 
 // An item that is mail, called late.
 class AutomationMailItem final : public MailItem {

@@ -59,24 +59,21 @@ private:
 
 class SinkConnection final : public mail_processing::EventConnection {
 public:
-    SinkConnection(const IID& events, EventHandler handler)
-        : events_(events), sink_(vek::MakeObject<EventSink>(events, std::move(handler))) {}
+    explicit SinkConnection(const IID& events) noexcept : events_(events) {}
     ~SinkConnection() override { Unadvise(); }
 
-    void Advise(IUnknown* source) {
+    void Advise(IUnknown* source, IUnknown* sink) {
         auto container = Query<IConnectionPointContainer>(source, IID_IConnectionPointContainer);
         vek::RefPtr<IConnectionPoint> point;
         helpers::CheckGiven(container->FindConnectionPoint(events_, point.put()), point);
-        helpers::CheckHResult(point->Advise(sink_.get(), &cookie_));
+        helpers::CheckHResult(point->Advise(sink, &cookie_));
         source_ = std::move(container);
     }
 
     HRESULT Unadvise() noexcept override {
         // Taken out first: the calls made here may raise events whose handlers end this once more
         // or destroy it.
-        const auto sink = std::move(sink_);
         const auto source = std::move(source_);
-        if (sink) sink->Mute();
         if (!source) return S_OK;
         const DWORD cookie = cookie_;
         vek::RefPtr<IConnectionPoint> point;
@@ -87,17 +84,50 @@ public:
 
 private:
     const IID events_;
-    vek::RefPtr<EventSink> sink_;
     vek::RefPtr<IConnectionPointContainer> source_;  // null unless advised
     DWORD cookie_ = 0;
+};
+
+// Mutes its sink before it ends, or when it cannot be made.
+class HandlerConnection final : public mail_processing::EventConnection {
+public:
+    explicit HandlerConnection(vek::RefPtr<EventSink> sink) noexcept : sink_(std::move(sink)) {}
+    ~HandlerConnection() override { Unadvise(); }
+
+    void Advise(IUnknown* source, const IID& events) {
+        connection_ = ConnectSink(source, events, sink_.get());
+    }
+
+    HRESULT Unadvise() noexcept override {
+        const auto sink = std::move(sink_);
+        const auto connection = std::move(connection_);
+        if (sink) sink->Mute();
+        return connection ? connection->Unadvise() : S_OK;
+    }
+
+private:
+    vek::RefPtr<EventSink> sink_;
+    mail_processing::EventConnectionPtr connection_;
 };
 
 }  // namespace
 
 mail_processing::EventConnectionPtr ConnectEvents(IUnknown* source, const IID& events,
                                                   EventHandler handler) {
-    auto connection = std::make_unique<SinkConnection>(events, std::move(handler));
-    connection->Advise(source);
+    auto connection =
+        std::make_unique<HandlerConnection>(vek::MakeObject<EventSink>(events, std::move(handler)));
+    connection->Advise(source, events);
+    return connection;
+}
+
+vek::RefPtr<IDispatch> MakeEventSink(const IID& events, EventHandler handler) {
+    return vek::MakeObject<EventSink>(events, std::move(handler));
+}
+
+mail_processing::EventConnectionPtr ConnectSink(IUnknown* source, const IID& events,
+                                                IUnknown* sink) {
+    auto connection = std::make_unique<SinkConnection>(events);
+    connection->Advise(source, sink);
     return connection;
 }
 

@@ -21,4 +21,10 @@ using EventHandler = std::function<void(DISPID, const EventArguments&)>;
 mail_processing::EventConnectionPtr ConnectEvents(IUnknown* source, const IID& events,
                                                   EventHandler handler);
 
+// The same in its two halves. A sink with a handler, which may be called for as long as somebody
+// has the sink; and the connection of any sink, which ends when the source says so.
+vek::RefPtr<IDispatch> MakeEventSink(const IID& events, EventHandler handler);
+mail_processing::EventConnectionPtr ConnectSink(IUnknown* source, const IID& events,
+                                                IUnknown* sink);
+
 }  // namespace plugins::com

@@ -5,6 +5,7 @@
 #include "com/dispatch_win32.h"
 #include "internal/helpers/hresult_exception.h"
 #include "mapi/mapi_edk.h"
+#include "module/item_event_object.h"
 #include "module/module_life.h"
 #include "vek/core/never_destroyed.h"
 #include "vek/trace/line.h"
@@ -35,7 +36,8 @@ automation::SystemCursor& TheCursor() {
 mail_processing::AddinEnvironment Surroundings() {
     return {.load_mapi = [] { return mapi::LoadMapi(); },
             .create_extension = automation::CreateExchangeExtension,
-            .cursor = TheCursor()};
+            .cursor = TheCursor(),
+            .advise_item = AdviseItemObject};
 }
 
 }  // namespace

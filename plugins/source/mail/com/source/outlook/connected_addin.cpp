@@ -34,7 +34,8 @@ ConnectedAddin::ConnectedAddin(const AddinEnvironment& environment, AddinEvents&
       events_(events),
       settings_(std::make_shared<ProductSettingsProvider>(environment.services, environment.clock,
                                                           environment.tracer)),
-      items_([&events](const ItemPtr& item) { events.OnItemRead(item); }, environment.tracer) {}
+      items_([&events](const ItemPtr& item) { events.OnItemRead(item); }, environment.tracer,
+             environment.advise_item) {}
 
 ConnectedAddin::~ConnectedAddin() { End(); }
 

@@ -43,6 +43,7 @@ struct AddinEnvironment {
     CheckObserver& observer = NoObserver();
     // What one event waits for the product at most, checks apart (call_wait.h).
     std::chrono::milliseconds event_wait = vek::remoting::kEventWait;
+    ItemAdviser advise_item = AdviseItem;
 };
 
 // Hears all that Outlook and the client extension tell an add-in.

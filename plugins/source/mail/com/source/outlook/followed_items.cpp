@@ -10,37 +10,37 @@ namespace plugins::mail_processing {
 // Keeps a handler among the followed items until it is unadvised.
 class FollowedItems::Subscription final : public EventConnection {
 public:
-    Subscription(Handlers& handlers, const std::shared_ptr<ItemEventHandler>& handler)
-        : handlers_(handlers), position_(handlers.insert(handlers.end(), handler)) {}
+    Subscription(std::shared_ptr<Handlers> handlers, std::shared_ptr<ItemEventHandler> handler)
+        : handlers_(std::move(handlers)), handler_(std::move(handler)) {
+        handlers_->insert(handler_);
+    }
     ~Subscription() override { Unadvise(); }
 
     HRESULT Unadvise() noexcept override {
-        if (!std::exchange(taken_, false)) return S_OK;
-        // Out of the list first: the end of a handler makes calls.
-        Handlers leaving;
-        leaving.splice(leaving.end(), handlers_, position_);
+        // Goes behind its place among the others: the end of a handler makes calls.
+        if (const auto handler = std::move(handler_)) handlers_->erase(handler);
         return S_OK;
     }
 
 private:
-    Handlers& handlers_;
-    const Handlers::iterator position_;
-    bool taken_ = true;
+    const std::shared_ptr<Handlers> handlers_;
+    std::shared_ptr<ItemEventHandler> handler_;
 };
 
-FollowedItems::FollowedItems(std::function<void(const ItemPtr&)> read, vek::trace::TracerPtr tracer)
-    : read_(std::move(read)), tracer_(std::move(tracer)) {}
+FollowedItems::FollowedItems(std::function<void(const ItemPtr&)> read, vek::trace::TracerPtr tracer,
+                             ItemAdviser advise)
+    : read_(std::move(read)), tracer_(std::move(tracer)), advise_(std::move(advise)) {}
 
 FollowedItems::~FollowedItems() { Clear(); }
 
 void FollowedItems::Attach(const ItemPtr& item) {
-    const auto handler = std::make_shared<ItemEventHandler>(tracer_);
-    helpers::CheckHResult(handler->Advise(*this, item));
+    helpers::CheckHResult(advise_(*this, item, tracer_));
 }
 
 void FollowedItems::Clear() noexcept {
-    while (!handlers_.empty()) {
-        const auto handler = handlers_.front();
+    while (!handlers_->empty()) {
+        const auto handler = *handlers_->begin();
+        handlers_->erase(handlers_->begin());
         handler->Unadvise();
     }
 }

@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "com/border.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -40,20 +41,24 @@ HRESULT ItemEventHandler::Advise(ItemNotifications& owner, const ItemPtr& source
     return S_OK;
 }
 
-void ItemEventHandler::Unadvise() noexcept {
+HRESULT ItemEventHandler::Unadvise() noexcept {
     const auto self = weak_from_this().lock();  // none in the destructor
     const auto end = [&](EventConnectionPtr connection, std::string_view failure) {
         const HRESULT result = connection ? connection->Unadvise() : S_OK;
         if (FAILED(result))
             trace::Write(tracer_, trace::level::kWarning, failure, trace::Hex(result));
+        return result;
     };
     // Taken out first: this may be entered again from within.
     EventConnectionPtr notifications = std::move(owner_connection_);
     EventConnectionPtr events = std::move(source_connection_);
     owner_ = nullptr;
     const ItemPtr source = std::move(source_);
-    end(std::move(notifications), "ItemEventHandler: owner unadvise failed, hr=");
-    end(std::move(events), "ItemEventHandler: unadvise from events failed, hr=");
+    const HRESULT left =
+        end(std::move(notifications), "ItemEventHandler: owner unadvise failed, hr=");
+    const HRESULT ended =
+        end(std::move(events), "ItemEventHandler: unadvise from events failed, hr=");
+    return FAILED(left) ? left : ended;
 }
 
 void ItemEventHandler::OnRead() noexcept {
@@ -63,5 +68,11 @@ void ItemEventHandler::OnRead() noexcept {
 }
 
 void ItemEventHandler::OnUnload() noexcept { Unadvise(); }
+
+HRESULT AdviseItem(ItemNotifications& owner, const ItemPtr& item,
+                   const trace::TracerPtr& tracer) noexcept {
+    return com::AtBorder(
+        [&] { return std::make_shared<ItemEventHandler>(tracer)->Advise(owner, item); });
+}
 
 }  // namespace plugins::mail_processing

@@ -38,8 +38,12 @@ public:
     // and the code is that of the call that failed. `owner` outlives the connection.
     HRESULT Advise(ItemNotifications& owner, const ItemPtr& source) noexcept;
 
-    // Ends both, even when one of them fails, and lets go of owner and source.
-    void Unadvise() noexcept;
+    // Ends both, even when one of them fails, and lets go of owner and source. The code of the
+    // first that fails.
+    HRESULT Unadvise() noexcept;
+
+    // Until Unadvise, or the item's end.
+    bool is_advised() const noexcept { return source_ != nullptr; }
 
     void OnRead() noexcept override;
     void OnUnload() noexcept override;
@@ -47,9 +51,13 @@ public:
 private:
     const vek::trace::TracerPtr tracer_;
     ItemNotifications* owner_ = nullptr;
-    ItemPtr source_;
+    ItemPtr source_;  // null unless advised
     EventConnectionPtr owner_connection_;
     EventConnectionPtr source_connection_;
 };
+
+// Has an item followed for `owner` by a handler that its connection keeps. As Advise.
+HRESULT AdviseItem(ItemNotifications& owner, const ItemPtr& item,
+                   const vek::trace::TracerPtr& tracer) noexcept;
 
 }  // namespace plugins::mail_processing

@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "model/owner_thread.h"
+#include "vek/platform/lock.h"
 #include "vek/platform/system.h"
 #include "vek/trace/tracer.h"
 
@@ -71,7 +71,7 @@ private:
     std::atomic<bool> ended_{false};    // and the owner will run nothing more
     // Held by the caller that is being served, to keep the slot single: a worker's thread or the
     // transport's, which are not ended by force.
-    std::mutex callers_;
+    vek::platform::Mutex callers_;
 };
 
 }  // namespace plugins::mail_processing
