@@ -67,7 +67,7 @@ bool RunSoak(EventPlayer& player, const SoakOptions& soak, std::ostream& out) {
         memory.end = resident;
     }
     player.Quit();
-    good &= PrintLeftovers(out, player.leftovers());
+    if (player.MustGiveBack()) good &= PrintLeftovers(out, player.leftovers());
     for (const std::string& trouble : player.troubles()) out << "WRONG: " << trouble << '\n';
     good &= player.troubles().empty();
     out << "planned failures that happened: " << player.host().plan().Failed().size()
