@@ -64,9 +64,11 @@ InstanceMark::~InstanceMark() {
     --ends;
 }
 
+std::uint32_t InstanceMark::Living() noexcept { return instances; }
+
 std::uint32_t InstanceMark::Count() noexcept {
     // In this order: who goes from the one to the other is seen.
-    const std::uint32_t living = instances;
+    const std::uint32_t living = Living();
     return living + ends;
 }
 

@@ -39,6 +39,8 @@ public:
     InstanceMark(const InstanceMark&) = delete;
     InstanceMark& operator=(const InstanceMark&) = delete;
 
+    // How many there are.
+    static std::uint32_t Living() noexcept;
     // With those whose end is under way.
     static std::uint32_t Count() noexcept;
     // Has `end` called with the end of the last one, on its thread. To be set before the first.

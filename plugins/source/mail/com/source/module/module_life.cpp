@@ -120,7 +120,7 @@ void EndWatch(Life& life) noexcept {
 void EndWork() noexcept {
     Life& life = TheLife();
     const std::lock_guard guard(life.lock);
-    if (com::InstanceMark::Count() != 0) return;  // there is again
+    if (com::InstanceMark::Living() != 0) return;  // there is again
     EndWatch(life);
     loader::ProcessServices().End();
 }
