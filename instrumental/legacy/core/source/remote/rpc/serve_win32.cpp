@@ -85,10 +85,14 @@ bool ConfirmTo(const RpcBinding& binding, std::uint64_t token, const PeerIdentit
     wire::ConfirmReply reply{};
     {
         const CallTimeout timeout(kConfirmTimeout);
-        if (CallPeer(binding.get(), Operation::kConfirm,
-                     wire::ConfirmRequest{token, caller.process_id}, reply) != RPC_S_OK) {
-            return false;
-        }
+        const auto ask = [&] {
+            return CallPeer(binding.get(), Operation::kConfirm,
+                            wire::ConfirmRequest{token, caller.process_id}, reply);
+        };
+        RPC_STATUS status = ask();
+        // The runtime calls first over connections of earlier calls that may have ended since.
+        if (status == RPC_S_CALL_FAILED_DNE) status = ask();
+        if (status != RPC_S_OK) return false;
     }
     connection.SetLink(TakeLink(binding.get(), reply.link));
     return vek::Succeeded(reply.verdict);
