@@ -6,7 +6,15 @@
 
 #include "internal/helpers/hresult_exception.h"
 
+// Where the module is loaded that this code is linked into; the linker's.
+extern "C" const IMAGE_DOS_HEADER __ImageBase;
+
 namespace plugins::com {
+
+// The module that this code is linked into: the DLL, or the program of a test.
+inline HMODULE ThisModule() noexcept {
+    return reinterpret_cast<HMODULE>(const_cast<IMAGE_DOS_HEADER*>(&__ImageBase));
+}
 
 // The file that a loaded module came from. Raises HResultCodeException.
 inline std::wstring ModulePath(HMODULE module) {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "com/module_path_win32.h"
 #include "internal/helpers/hresult_exception.h"
 
 // The system's headers do not declare it: with class 2 it gives the name of a mapped image.
@@ -62,30 +63,13 @@ wchar_t AsciiLower(wchar_t unit) noexcept {
     return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit - L'A' + L'a') : unit;
 }
 
-std::wstring PathOf(HMODULE module) {
-    std::wstring path(UNICODE_STRING_MAX_CHARS, L'\0');
-    const DWORD length = ::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-    if (length == 0) helpers::ThrowLastError();
-    path.resize(length);
-    path.shrink_to_fit();
-    return path;
-}
-
 }  // namespace
 
-CrashOrigin::CrashOrigin() {
-    constexpr DWORD kByAddress =
-        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
-    static const char kPlaceInModule = 0;
-    if (::GetModuleHandleExW(kByAddress, reinterpret_cast<LPCWSTR>(&kPlaceInModule), &module_) ==
-        FALSE) {
-        helpers::ThrowLastError();
-    }
+CrashOrigin::CrashOrigin() : module_(com::ThisModule()), module_path_(com::ModulePath(module_)) {
     const auto* const image = reinterpret_cast<const std::byte*>(module_);
     const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
     const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(image + dos->e_lfanew);
     module_size_ = headers->OptionalHeader.SizeOfImage;
-    module_path_ = PathOf(module_);
 
     // "...\Windows\System32\ntdll.dll"
     const ImageName ntdll(reinterpret_cast<std::uintptr_t>(::GetModuleHandleW(L"ntdll.dll")));

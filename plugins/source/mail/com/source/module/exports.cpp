@@ -3,6 +3,7 @@
 #include <array>
 
 #include "automation/automation_ids.h"
+#include "com/module_path_win32.h"
 #include "module/addin_object.h"
 #include "module/extension_object.h"
 #include "module/module_life.h"
@@ -17,13 +18,8 @@ namespace com = plugins::com;
 // Outlook's options pages, with what this process has and the module's own resources.
 template <auto kCreate>
 HRESULT CreatePage(REFIID id, void** out) noexcept {
-    return com::AtBorder([&] {
-        HMODULE module = nullptr;
-        ::GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<LPCWSTR>(&CreatePage<kCreate>), &module);
-        return kCreate({.policy = dll::PolicyWatcher()}, module, id, out);
-    });
+    return com::AtBorder(
+        [&] { return kCreate({.policy = dll::PolicyWatcher()}, com::ThisModule(), id, out); });
 }
 
 // With all that runs for an object, which may have ended since the class object was given.

@@ -15,9 +15,6 @@
 
 #include "outlook_addin.h"
 
-// Where this module is loaded; the linker's.
-extern "C" const IMAGE_DOS_HEADER __ImageBase;
-
 namespace plugins::dll {
 namespace {
 
@@ -28,17 +25,13 @@ using Scripts = std::array<std::string_view, 4>;
 constexpr WORD kLibraryMajor = 2;
 constexpr WORD kLibraryMinor = 0;
 
-HMODULE ThisModule() noexcept {
-    return reinterpret_cast<HMODULE>(const_cast<IMAGE_DOS_HEADER*>(&__ImageBase));
-}
-
 std::string_view ScriptAt(WORD id) {
-    const HRSRC found = ::FindResourceW(ThisModule(), MAKEINTRESOURCEW(id), L"REGISTRY");
+    const HRSRC found = ::FindResourceW(com::ThisModule(), MAKEINTRESOURCEW(id), L"REGISTRY");
     if (found == nullptr) helpers::ThrowLastError();
-    const HGLOBAL loaded = ::LoadResource(ThisModule(), found);
+    const HGLOBAL loaded = ::LoadResource(com::ThisModule(), found);
     if (loaded == nullptr) helpers::ThrowLastError();
     return {static_cast<const char*>(::LockResource(loaded)),
-            ::SizeofResource(ThisModule(), found)};
+            ::SizeofResource(com::ThisModule(), found)};
 }
 
 Scripts AllScripts() {
@@ -55,7 +48,7 @@ std::u16string BracedText(const GUID& id) {
 // Calls `act` with the scripts and what stands in them for the module and the product.
 template <class Act>
 void WithScripts(const Act& act) {
-    const std::wstring wide = com::ModulePath(ThisModule());
+    const std::wstring wide = com::ModulePath(com::ThisModule());
     const std::u16string path(wide.begin(), wide.end());
     std::u16string product = product_info::ProductName();
     if (product.empty()) product = vek::ToUtf16(MLXO_PRODUCT_NAME);
@@ -67,7 +60,7 @@ void WithScripts(const Act& act) {
 vek::RefPtr<ITypeLib> TypeLibrary() {
     vek::RefPtr<ITypeLib> library;
     helpers::CheckGiven(
-        ::LoadTypeLibEx(com::ModulePath(ThisModule()).c_str(), REGKIND_NONE, library.put()),
+        ::LoadTypeLibEx(com::ModulePath(com::ThisModule()).c_str(), REGKIND_NONE, library.put()),
         library);
     return library;
 }
@@ -116,7 +109,7 @@ HRESULT RegisterModule() noexcept {
         });
         const auto library = TypeLibrary();
         KeepLibrary(registrar, *library);
-        std::wstring path = com::ModulePath(ThisModule());
+        std::wstring path = com::ModulePath(com::ThisModule());
         helpers::CheckHResult(::RegisterTypeLib(library.get(), path.data(), nullptr));
         registrar.Commit();
     });
