@@ -39,7 +39,7 @@ HRESULT Addin::Connect(IDispatch& application, ConnectMode mode) {
         code = addin->OnConnection(&application, mode, entry_.get(), custom.get());
     }
     if (FAILED(code)) {
-        SetLoadBehavior(prog_id_, load_behavior::kAtStartup);
+        if (LoadBehavior(prog_id_)) SetLoadBehavior(prog_id_, load_behavior::kAtStartup);
         entry_.reset();
         return code;
     }

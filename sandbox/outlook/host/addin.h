@@ -16,8 +16,8 @@ public:
     Addin(const Addin&) = delete;
     Addin& operator=(const Addin&) = delete;
 
-    // Creates the object and connects it. When that fails the add-in is not loaded at the next
-    // start: its LoadBehavior becomes 2.
+    // Creates the object and connects it. When that fails an add-in that is registered as one is
+    // not loaded at the next start: its LoadBehavior becomes 2.
     HRESULT Connect(IDispatch& application, ConnectMode mode);
     void TellStartupComplete();
     // With shutdown notifications alone.

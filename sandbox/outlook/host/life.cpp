@@ -96,6 +96,11 @@ microseconds FromTicks(std::int64_t ticks) {
     return microseconds(ticks * 1'000'000 / per_second.QuadPart);
 }
 
+void ConnectAtStartup(Addin& addin, HostPlayer& player) {
+    if (FAILED(addin.Connect(player.application(), ConnectMode::kStartup)))
+        throw std::runtime_error("an add-in does not connect");
+}
+
 // Writes to the product's key, as an installation does, what is there already.
 void TouchProductKey() {
     constexpr const wchar_t* kKey = L"SOFTWARE\\QZ\\Mail Plugin";
@@ -117,8 +122,7 @@ void PrintTimes(const HostOptions& options, std::uint32_t rounds, std::ostream& 
         for (std::uint32_t i = 0; i != rounds; ++i) {
             const auto start = Stopwatch::now();
             Addin addin(prog_id);
-            if (FAILED(addin.Connect(player.application(), ConnectMode::kStartup)))
-                throw std::runtime_error("an add-in does not connect");
+            ConnectAtStartup(addin, player);
             const auto connected = Stopwatch::now();
             ServeMessages(milliseconds(20));
             const auto ending = Stopwatch::now();
@@ -157,7 +161,7 @@ std::uint32_t HandlesPerLoad(HostPlayer& player) {
     std::uint32_t first = 0;
     for (std::uint32_t i = 0; i <= kLoads; ++i) {
         Addin addin(kBareAddin);
-        if (FAILED(addin.Connect(player.application(), ConnectMode::kStartup))) return 0;
+        ConnectAtStartup(addin, player);
         addin.Disconnect(DisconnectMode::kHostShutdown);
         UnloadLibraries(LibraryOf(kBareAddin));
         if (i == 0) first = StateNow().handles;
