@@ -7,9 +7,9 @@
 //   mlxo_host --exits N COMMON
 //
 // COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME]
-// [--product-option TEXT [--product-value TEXT]]. --product is the folder of an installed product,
-// whose process is started and stopped here; its first start has that option besides. scenario.md
-// says what each way is.
+// [--product-option TEXT [--product-value TEXT]] [--no-process-access LIBRARY]. --product is the
+// folder of an installed product, whose process is started and stopped here; its first start has
+// that option besides. scenario.md says what each way is.
 
 #include <windows.h>
 
@@ -29,6 +29,7 @@
 #include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/outlook/host/host_player.h"
 #include "sandbox/outlook/host/life.h"
+#include "sandbox/outlook/host/process_access.h"
 
 // The order matters: it needs windows.h.
 #include <ole2.h>
@@ -48,9 +49,10 @@ constexpr std::array<std::string_view, 6> kWays = {"--scenario", "--soak",  "--t
 
 // Nothing for arguments that cannot be understood.
 bool Parse(int argc, char** argv, CommandLine& arguments) {
-    constexpr std::array<std::string_view, 11> kNames = {
-        "--seed",  "--ending",         "--messages",      "--out",   "--rules",  "--product",
-        "--stamp", "--product-option", "--product-value", "--store", "--outlook"};
+    constexpr std::array<std::string_view, 12> kNames = {
+        "--seed",  "--ending",  "--messages",      "--out",
+        "--rules", "--product", "--stamp",         "--product-option",
+        "--store", "--outlook", "--product-value", "--no-process-access"};
     for (int i = 1; i < argc; i += 2) {
         const bool known = std::ranges::find(kNames, argv[i]) != kNames.end() ||
                            std::ranges::find(kWays, argv[i]) != kWays.end();
@@ -102,6 +104,12 @@ bool Run(CommandLine& arguments) {
         if (const std::string& text = arguments[name]; !text.empty())
             options.product_arguments.push_back(text);
 
+    const std::string library = arguments["--no-process-access"];
+    if (!library.empty()) {
+        options.each_product_arguments = {"--no-process-access"};
+        RefuseProcessAccess(PathOf(library).wstring());
+    }
+
     std::erase_if(arguments, [](const auto& each) { return each.second.empty(); });
     const auto value = [&](const char* name) {
         const auto found = arguments.find(name);
@@ -130,6 +138,10 @@ bool Run(CommandLine& arguments) {
                                  std::cout);
     }
     good &= player.PrintAddins(std::cout);
+    if (!library.empty()) {
+        std::cout << library << " was refused " << RefusedAccesses() << " processes\n";
+        good &= RefusedAccesses() != 0;
+    }
     std::cout.flush();
     // The add-in is connected still, and so it stays.
     if (options.ending == Ending::kExit) ::ExitProcess(good ? 0 : kWentWrong);
@@ -145,7 +157,8 @@ int main(int argc, char** argv) {
                      "[--seed N] |\n"
                      "                  --time ROUNDS | --cycles N | --exits N)\n"
                      "                 --messages DIR --out DIR --rules FILE --product DIR\n"
-                     "                 [--outlook VERSION] [--store NAME]\n";
+                     "                 [--outlook VERSION] [--store NAME] [--no-process-access "
+                     "LIBRARY]\n";
         return kUsage;
     }
     int code = kWentWrong;
