@@ -1,16 +1,26 @@
 // The reference product's program: serves the scanner and the product's other services until it is
-// told to stop. Exit codes are those of product_process.h.
+// told to stop, or is the service that has another of its processes do so. Exit codes are those of
+// product_process.h.
 
+#include <cstdio>
 #include <exception>
 #include <iostream>
 
 #include "mlxo_version.h"
 #include "product/process/product_process.h"
+#include "product/process/service.h"
 #include "product/process/stop_signal.h"
 
 namespace {
 
 using namespace reference_product;
+
+// The service has the other end, and closes it to stop this process. It is closed with the service.
+bool AwaitEndOfInput() {
+    while (std::getchar() != EOF) {
+    }
+    return true;
+}
 
 ExitCode Run(std::span<char* const> arguments) {
     const std::optional<ProductOptions> options = ParseOptions(arguments);
@@ -18,7 +28,16 @@ ExitCode Run(std::span<char* const> arguments) {
         PrintUsage(std::cerr);
         return ExitCode::kUsage;
     }
-    if (options->stop) return StopProduct(options->folder, std::chrono::seconds(10));
+    switch (options->mode) {
+        case ProgramMode::kStop:
+            return StopProduct(options->data, std::chrono::seconds(10));
+        case ProgramMode::kService:
+            return RunService(*options, arguments);
+        case ProgramMode::kScanner:
+            return RunProduct(*options, [](auto) { return AwaitEndOfInput(); });
+        case ProgramMode::kConsole:
+            break;
+    }
     StopSignal signal;
     return RunProduct(*options, [&](std::chrono::milliseconds time) { return signal.Wait(time); });
 }
