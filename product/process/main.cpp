@@ -2,7 +2,6 @@
 // told to stop, or is the service that has another of its processes do so. Exit codes are those of
 // product_process.h.
 
-#include <cstdio>
 #include <exception>
 #include <iostream>
 
@@ -15,13 +14,6 @@ namespace {
 
 using namespace reference_product;
 
-// The service has the other end, and closes it to stop this process. It is closed with the service.
-bool AwaitEndOfInput() {
-    while (std::getchar() != EOF) {
-    }
-    return true;
-}
-
 ExitCode Run(std::span<char* const> arguments) {
     const std::optional<ProductOptions> options = ParseOptions(arguments);
     if (!options) {
@@ -33,12 +25,10 @@ ExitCode Run(std::span<char* const> arguments) {
             return StopProduct(options->data, std::chrono::seconds(10));
         case ProgramMode::kService:
             return RunService(*options, arguments);
-        case ProgramMode::kScanner:
-            return RunProduct(*options, [](auto) { return AwaitEndOfInput(); });
-        case ProgramMode::kConsole:
+        default:
             break;
     }
-    StopSignal signal;
+    StopSignal signal(options->mode == ProgramMode::kScanner);
     return RunProduct(*options, [&](std::chrono::milliseconds time) { return signal.Wait(time); });
 }
 

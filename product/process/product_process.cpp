@@ -30,6 +30,9 @@ namespace remoting = vek::remoting;
 // The pause between two looks at the folder for a request to stop.
 constexpr std::chrono::milliseconds kLookAround{50};
 
+// A service's scanner is told, and need not look.
+constexpr std::chrono::seconds kScannersPause{10};
+
 // The longest wait for checks under way. They end by themselves, as their callers are gone.
 constexpr std::chrono::seconds kLastChecks{5};
 
@@ -159,7 +162,7 @@ void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
     if (options.mode == ProgramMode::kScanner) {  // the service withdraws it
         ScannerFile(options.data).Publish({options.service_process, id, address.local_id});
         log_start();
-        while (!wait(kLookAround)) {
+        while (!wait(kScannersPause)) {
         }
     } else {
         const RunFolder folder(options.data);
