@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "common/product_info/product_info.h"
-#include "product/process/product_options.h"
 #include "product/process/restart_policy.h"
 #include "product/product_info/factory.h"
 #include "product/state/folder_security.h"
@@ -165,30 +164,6 @@ TEST(ServiceProduct, SaysWhoseItIsAndWhereTheUsersFilesLie) {
     EXPECT_EQ(PathOf(product.Value("DataRoot")), PathOf("/home/u"));
     EXPECT_EQ(PathOf(product.Value("TraceRoot")), PathOf("/home/u") / "trace");
     EXPECT_EQ(product.registry.open_keys(), 0u);
-}
-
-TEST(ProductOptions, NameFilesByTheMode) {
-    const auto parse = [](std::vector<std::string> words) {
-        std::vector<char*> arguments;
-        for (std::string& word : words) arguments.push_back(word.data());
-        return ParseOptions(arguments);
-    };
-    const auto console = parse({"--console", "--folder", "F", "--log", "L"});
-    const auto scanner = parse({"--scanner", "--data", "D", "--service-process", "9"});
-    ASSERT_TRUE(console && scanner);
-    EXPECT_EQ(console->settings, PathOf("F") / "settings.json");
-    EXPECT_EQ(console->reports, PathOf("F") / "reports.jsonl");
-    EXPECT_EQ(console->log, "L");
-    EXPECT_EQ(scanner->rules, ModuleFolder() / "sample.rules");
-    EXPECT_EQ(scanner->users, PathOf("D") / "users");
-    EXPECT_EQ(scanner->log, PathOf("D") / "private" / "product.log");
-    for (const auto& words :
-         std::vector<std::vector<std::string>>{{"--console"},
-                                               {"--scanner"},
-                                               {"--service", "--service-process", "9"},
-                                               {"--scanner", "--service-process", "x"},
-                                               {"--service", "--data"}})
-        EXPECT_FALSE(parse(words)) << words.back();
 }
 
 }  // namespace
