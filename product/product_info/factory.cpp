@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "product/policy/policy.h"
 #include "product/state/run_folder.h"
 #include "product/state/strict_json.h"
 #include "product/state/text_file.h"
@@ -40,6 +41,8 @@ vek::result_t Run(Answer&& answer) noexcept {
     }
 }
 
+constexpr std::string_view kTraceLevel = "TraceLevel";
+
 class Values final : public vek::ObjectImpl<IProductValues> {
 public:
     explicit Values(const std::filesystem::path& folder) : folder_(folder) {}
@@ -63,6 +66,10 @@ private:
     std::optional<std::string> Value(std::string_view name) const {
         // Nobody edits which program it is.
         if (name == plugins::product_info::kProcessImage) return PathText(folder_ / kProgram);
+        if (name == kTraceLevel) {
+            if (const auto imposed = PolicyReader({}).Read().trace_level)
+                return std::to_string(*imposed);
+        }
         const std::optional<std::string> text = ReadTextFile(folder_ / "product_info.json");
         if (!text) return std::nullopt;
         const nlohmann::json values = nlohmann::json::parse(*text);
