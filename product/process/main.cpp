@@ -19,6 +19,7 @@ ExitCode Run(std::span<char* const> arguments) {
         return ExitCode::kUsage;
     }
     if (options->stop) return StopProduct(options->folder, std::chrono::seconds(10));
+    if (options->lists_kept || options->restored != 0) return RunKeptCommand(*options, std::cout);
     StopSignal signal;
     return RunProduct(*options, [&](std::chrono::milliseconds time) { return signal.Wait(time); });
 }

@@ -1,5 +1,6 @@
 #include "product/process/product_options.h"
 
+#include <charconv>
 #include <string_view>
 
 namespace reference_product {
@@ -18,13 +19,29 @@ constexpr Option kFiles[] = {
     {"--resources", &ProductOptions::resources, "resources"},
     {"--log", &ProductOptions::log, "product.log"},
     {"--reports", &ProductOptions::reports, "reports.jsonl"},
+    {"--kept-in", &ProductOptions::kept, "kept"},
 };
 
 std::filesystem::path* PathOption(ProductOptions& options, std::string_view name) {
     if (name == "--folder") return &options.folder;
+    if (name == "--to") return &options.to;
     for (const Option& option : kFiles)
         if (name == option.name) return &(options.*option.member);
     return nullptr;
+}
+
+// Takes "list" or "restore N", which follow --kept. False for anything else.
+bool ParseKept(std::span<char* const> arguments, std::size_t& i, ProductOptions& options) {
+    const auto next = [&] {
+        return ++i < arguments.size() ? std::string_view(arguments[i]) : std::string_view();
+    };
+    const std::string_view what = next();
+    options.lists_kept = what == "list";
+    if (what != "restore") return options.lists_kept;
+    const std::string_view number = next();
+    const char* const last = number.data() + number.size();
+    const auto [end, error] = std::from_chars(number.data(), last, options.restored);
+    return error == std::errc() && end == last && options.restored != 0;
 }
 
 }  // namespace
@@ -47,11 +64,16 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
             options.silence = Silence{*step, name == "--stopped-at"};
             continue;
         }
+        if (name == "--kept") {
+            if (!ParseKept(arguments, i, options)) return std::nullopt;
+            continue;
+        }
         std::filesystem::path* const path = PathOption(options, name);
         if (path == nullptr || ++i == arguments.size()) return std::nullopt;
         *path = arguments[i];
     }
-    if (options.folder.empty()) return std::nullopt;
+    if (options.folder.empty() || (options.restored == 0) != options.to.empty())
+        return std::nullopt;
     for (const Option& option : kFiles) {
         std::filesystem::path& path = options.*option.member;
         if (path.empty()) path = options.folder / option.in_folder;
@@ -62,8 +84,11 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
 void PrintUsage(std::ostream& out) {
     out << "usage: mlxo_product --folder DIR [--rules FILE] [--settings FILE] [--texts FILE]\n"
            "                    [--resources DIR] [--log FILE] [--reports FILE]\n"
-           "                    [--no-scan] [--silent-at STEP | --stopped-at STEP]\n"
-           "       mlxo_product --folder DIR --stop\n";
+           "                    [--kept-in DIR] [--no-scan] [--silent-at STEP | --stopped-at "
+           "STEP]\n"
+           "       mlxo_product --folder DIR --stop\n"
+           "       mlxo_product --folder DIR --kept list\n"
+           "       mlxo_product --folder DIR --kept restore N --to DIR\n";
 }
 
 }  // namespace reference_product
