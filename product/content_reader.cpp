@@ -22,7 +22,11 @@ ContentReader::ContentReader(CallbackLog& log) : log_(log), buffer_(kReadSize) {
 bool ContentReader::Read(IPropertyProvider& provider, std::string_view label, const Sink& sink) {
     vek::RefPtr<IDataStream> stream;
     const vek::result_t opened = provider.OpenStream(access_mode::kRead, 0, stream.put());
-    if (!log_.Read(label, "OpenStream", opened) || !stream) return IsMissing(opened);
+    if (!log_.Read(label, "OpenStream", opened)) return IsMissing(opened);
+    if (!stream) {
+        log_.Failed(label, "OpenStream", vek::result::kUnexpected);
+        return false;
+    }
     for (;;) {
         std::uint32_t count = 0;
         if (!log_.Read(label, "Read", stream->Read(buffer_, count))) return false;

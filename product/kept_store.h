@@ -35,11 +35,11 @@ struct KeptLimits {
 struct KeptItem {
     std::uint32_t id = 0;                // from 1; given by the store, as the next and the last
     vek::platform::filetime_t time = 0;  // UTC
-    std::string account;                 // the user's
-    std::string subject;
-    std::string name;        // the attachment's
-    std::string reason;      // why it was taken away
-    std::uint64_t size = 0;  // of the content, in bytes
+    std::string account = {};            // the user's
+    std::string subject = {};
+    std::string name = {};    // the attachment's
+    std::string reason = {};  // why it was taken away
+    std::uint64_t size = 0;   // of the content, in bytes
 };
 
 // The items in a folder. Any thread may call it; one store at a time has a folder.

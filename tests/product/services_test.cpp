@@ -159,9 +159,11 @@ TEST_F(SettingsOfUsers, AreOverruledByThePolicy) {
         registry.Close(key);
         logged.clear();
         for (int time = 0; time < 2; ++time) EXPECT_EQ(Get("S-1-5-1"), row.expected);
-        EXPECT_EQ(logged.size(), row.complaint != nullptr ? 1u : exists(file) && &row == kCases);
-        if (row.complaint != nullptr)
+        // The first one has the file of all written.
+        EXPECT_EQ(logged.size(), row.complaint != nullptr || &row == kCases ? 1u : 0u);
+        if (row.complaint != nullptr) {
             EXPECT_THAT(logged.front(), testing::HasSubstr(row.complaint));
+        }
         const auto all = store.OfAll();
         EXPECT_EQ(all->engine,
                   row.name == std::u16string_view(u"Engine") && !row.complaint ? "other" : "rules");
