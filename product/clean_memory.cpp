@@ -3,7 +3,7 @@
 namespace reference_product {
 namespace {
 
-constexpr std::size_t kKeptSummary = 200;  // bytes
+constexpr std::size_t kKeptSummary = 500;  // bytes
 
 vek::platform::filetime_t ToFileTime(std::chrono::seconds time) {
     return static_cast<vek::platform::filetime_t>(time.count()) * 10'000'000;
