@@ -12,6 +12,7 @@
 #include "product/state/process_start.h"
 #include "remote/rpc/identity_win32.h"
 #include "tests/product/product_folder.h"
+#include "vek/core/border.h"
 #include "vek/platform/handle_win32.h"
 #include "vek/platform/wide_win32.h"
 
