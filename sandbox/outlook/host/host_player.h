@@ -54,6 +54,10 @@ public:
 private:
     class WatchedProduct;
 
+    void LetAddinsGo();
+    // The user ticks what he has unticked.
+    static void TickAgain();
+
     HRESULT ConnectAddin() override;
     void DisconnectAddin() override;
     bool IsConnected() const override { return connected_; }
@@ -72,6 +76,7 @@ private:
     vek::RefPtr<ApplicationObject> application_;
     std::vector<std::unique_ptr<Addin>> addins_;
     bool connected_ = false;
+    bool has_quit_ = false;
     Resiliency resiliency_;
 };
 
