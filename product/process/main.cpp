@@ -27,6 +27,8 @@ ExitCode Run(std::span<char* const> arguments) {
             return StopProduct(options->data, std::chrono::seconds(10));
         case ProgramMode::kService:
             return RunService(*options, arguments);
+        case ProgramMode::kKept:
+            return RunKeptCommand(*options, std::cout);
         default:
             break;
     }

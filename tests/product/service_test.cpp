@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "common/product_info/product_info.h"
+#include "product/policy/policy.h"
+#include "product/process/product_options.h"
 #include "product/process/restart_policy.h"
 #include "product/product_info/factory.h"
 #include "product/state/folder_security.h"
@@ -163,7 +165,54 @@ TEST(ServiceProduct, SaysWhoseItIsAndWhereTheUsersFilesLie) {
     EXPECT_EQ(account(), "S-1-5-80-1");
     EXPECT_EQ(PathOf(product.Value("DataRoot")), PathOf("/home/u"));
     EXPECT_EQ(PathOf(product.Value("TraceRoot")), PathOf("/home/u") / "trace");
+    ReplaceTextFile(product.folder.path() / "product_info.json", R"({"TraceLevel": "500"})");
+    EXPECT_EQ(product.Value("TraceLevel"), "500");
+    vek::platform::RegistryHandle policy{};
+    const std::uint32_t level = 700;
+    product.registry.Create(vek::platform::RegistryHandle::kLocalMachine, kPolicyPath,
+                            vek::platform::registry_access::kWrite, policy);
+    product.registry.SetValue(policy, u"TraceLevel", vek::platform::RegistryType::kDword,
+                              std::as_bytes(std::span(&level, 1)));
+    product.registry.Close(policy);
+    EXPECT_EQ(product.Value("TraceLevel"), "700");
     EXPECT_EQ(product.registry.open_keys(), 0u);
+}
+
+TEST(ProductOptions, NameFilesByTheMode) {
+    const auto parse = [](std::vector<std::string> words) {
+        std::vector<char*> arguments;
+        for (std::string& word : words) arguments.push_back(word.data());
+        return ParseOptions(arguments);
+    };
+    const auto console = parse({"--console", "--folder", "F", "--log", "L"});
+    ASSERT_TRUE(console);
+    EXPECT_EQ(console->settings, PathOf("F") / "settings.json");
+    EXPECT_EQ(console->reports, PathOf("F") / "reports.jsonl");
+    EXPECT_EQ(console->log, "L");
+    const auto scanner = parse({"--scanner", "--data", "D", "--service-process", "9"});
+    ASSERT_TRUE(scanner);
+    EXPECT_EQ(scanner->service_process, 9u);
+    EXPECT_EQ(scanner->rules, ModuleFolder() / "sample.rules");
+    EXPECT_EQ(scanner->settings, PathOf("D") / "settings.json");
+    EXPECT_EQ(scanner->users, PathOf("D") / "users");
+    EXPECT_EQ(scanner->log, PathOf("D") / "private" / "product.log");
+    EXPECT_EQ(console->users, "");
+    EXPECT_EQ(parse({"--kept", "list", "--folder", "F"})->kept, PathOf("F") / "kept");
+    const auto kept = parse({"--data", "D", "--kept", "restore", "7", "--to", "T"});
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->kept, PathOf("D") / "private" / "kept");
+    EXPECT_EQ(std::tuple(kept->mode, kept->restored, kept->to),
+              std::tuple(ProgramMode::kKept, 7u, PathOf("T")));
+    for (const auto& words :
+         std::vector<std::vector<std::string>>{{"--console"},
+                                               {"--scanner"},
+                                               {"--service", "--service-process", "9"},
+                                               {"--scanner", "--service-process", "x"},
+                                               {"--kept", "all", "--folder", "F"},
+                                               {"--kept", "list", "--to", "T", "--folder", "F"},
+                                               {"--kept", "restore", "0", "--to", "T"},
+                                               {"--service", "--data"}})
+        EXPECT_FALSE(parse(words)) << words.back();
 }
 
 }  // namespace
