@@ -5,15 +5,17 @@
 #include <thread>
 #include <utility>
 
-#include "common/remoting/remote_interfaces.h"
+#include "mlxo_version.h"
 #include "product/in_process_product.h"
 #include "product/localization_service.h"
 #include "product/mail_scanner.h"
 #include "product/report_lines.h"
 #include "product/settings_service.h"
 #include "product/settings_window_service.h"
+#include "product/settings_window_start.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
+#include "product/status_service.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/object.h"
 #include "vek/core/result_text.h"
@@ -59,20 +61,34 @@ vek::RefPtr<plugins::IServiceLocator> MakeServices(const ProductOptions& options
                                                    const ReachStep& reach) {
     // Owned by the scanner, which a caller may keep longer than the server lives.
     auto reports = std::make_shared<ReportWriter>(options.reports);
+    auto finds = std::make_shared<FindHistory>(options.folder / "finds", log);
+    const std::string account = "console";
     vek::RefPtr<plugins::mail_processing::IMailScanner> scanner =
-        vek::MakeObject<MailScanner>(LoadEngine(options.rules), [log, reports](const auto& report) {
+        vek::MakeObject<MailScanner>(LoadEngine(options.rules), [=](const auto& report) {
             const std::uint32_t number = reports->Write(report);
             log("check " + std::to_string(number) + ": " + ToText(report));
+            if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
+                finds->Add(account, *std::move(find));
         });
     if (!options.scans)
         scanner = vek::MakeObject<ScriptedScanner>([](bool, auto&) { return vek::result::kOk; });
     auto services = vek::MakeObject<InProcessProduct>(WithSteps(scanner, reach));
     using namespace plugins::product;
-    services->Offer(IProductSettings::kInterfaceId,
-                    WithSteps(vek::MakeObject<SettingsService>(options.settings, log), reach));
+    const auto settings = vek::MakeObject<SettingsService>(options.settings, log);
+    services->Offer(IProductSettings::kInterfaceId, WithSteps(settings, reach));
+    auto status = [settings, signatures = PathText(options.rules.filename())] {
+        MailPluginSettings now;
+        vek::CheckResult(settings->GetSettings(now));
+        return ProductStatus{now.isPluginEnabled ? Protection::kOn : Protection::kOff, "",
+                             "Rules " MLXO_VERSION, signatures};
+    };
     services->Offer(ILocalization::kInterfaceId,
                     vek::MakeObject<LocalizationService>(options.texts, options.resources, log));
-    services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(log));
+    services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(log, [] {
+                        StartSettingsWindow(WindowRoad::kProgram, 0);
+                    }));
+    services->Offer(IProductStatus::kInterfaceId,
+                    vek::MakeObject<StatusService>(std::move(status), finds, account));
     return WithSteps(std::move(services), reach);
 }
 
@@ -107,7 +123,7 @@ std::unique_ptr<remoting::Server> Serve(vek::RefPtr<plugins::IServiceLocator> lo
                                         const Log& log, const ReachStep& reach) {
     remoting::ServerConfig config;
     config.endpoint.local_id = vek::platform::CurrentProcessId();
-    config.connection.factories = plugins::remoting::RemoteInterfaces();
+    config.connection.factories = ProductInterfaces();
     config.connection.master = std::make_shared<Master>(std::move(locator), reach);
     config.on_connected = [log, reach](std::uint32_t process_id) {
         if (reach) reach(Step::kAccept);

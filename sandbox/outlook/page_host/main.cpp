@@ -31,7 +31,7 @@ vek::RefPtr<InProcessProduct> ProductIn(const std::filesystem::path& folder) {
     product->Offer(plugins::product::IProductSettings::kInterfaceId,
                    vek::MakeObject<SettingsService>(folder / "settings.json", silent));
     product->Offer(plugins::product::ISettingsWindow::kInterfaceId,
-                   vek::MakeObject<SettingsWindowService>(silent));
+                   vek::MakeObject<SettingsWindowService>(silent, [] {}));
     return product;
 }
 
