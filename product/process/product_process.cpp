@@ -5,17 +5,10 @@
 #include <thread>
 #include <utility>
 
-#include "mlxo_version.h"
-#include "product/in_process_product.h"
-#include "product/localization_service.h"
-#include "product/mail_scanner.h"
-#include "product/report_lines.h"
-#include "product/settings_service.h"
-#include "product/settings_window_service.h"
-#include "product/settings_window_start.h"
+#include "product/process/product_services.h"
+#include "product/product_status.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
-#include "product/status_service.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/object.h"
 #include "vek/core/result_text.h"
@@ -33,14 +26,6 @@ constexpr std::chrono::milliseconds kLookAround{50};
 // The longest wait for checks under way. They end by themselves, as their callers are gone.
 constexpr std::chrono::seconds kLastChecks{5};
 
-std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
-    ParsedRules parsed = LoadRules(rules);
-    std::string errors;
-    for (const RuleError& error : parsed.errors) errors += ToText(error) + '\n';
-    if (!errors.empty()) throw std::runtime_error(errors);
-    return std::make_shared<ScannerEngine>(std::move(parsed.rules));
-}
-
 // Names the process in the folder for as long as it can be reached.
 class Publication {
 public:
@@ -57,42 +42,7 @@ private:
     const RunningProduct& self_;
 };
 
-vek::RefPtr<plugins::IServiceLocator> MakeServices(const ProductOptions& options, const Log& log,
-                                                   const ReachStep& reach) {
-    // Owned by the scanner, which a caller may keep longer than the server lives.
-    auto reports = std::make_shared<ReportWriter>(options.reports);
-    auto finds = std::make_shared<FindHistory>(options.folder / "finds", log);
-    const std::string account = "console";
-    vek::RefPtr<plugins::mail_processing::IMailScanner> scanner =
-        vek::MakeObject<MailScanner>(LoadEngine(options.rules), [=](const auto& report) {
-            const std::uint32_t number = reports->Write(report);
-            log("check " + std::to_string(number) + ": " + ToText(report));
-            if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
-                finds->Add(account, *std::move(find));
-        });
-    if (!options.scans)
-        scanner = vek::MakeObject<ScriptedScanner>([](bool, auto&) { return vek::result::kOk; });
-    auto services = vek::MakeObject<InProcessProduct>(WithSteps(scanner, reach));
-    using namespace plugins::product;
-    const auto settings = vek::MakeObject<SettingsService>(options.settings, log);
-    services->Offer(IProductSettings::kInterfaceId, WithSteps(settings, reach));
-    auto status = [settings, signatures = PathText(options.rules.filename())] {
-        MailPluginSettings now;
-        vek::CheckResult(settings->GetSettings(now));
-        return ProductStatus{now.isPluginEnabled ? Protection::kOn : Protection::kOff, "",
-                             "Rules " MLXO_VERSION, signatures};
-    };
-    services->Offer(ILocalization::kInterfaceId,
-                    vek::MakeObject<LocalizationService>(options.texts, options.resources, log));
-    services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(log, [] {
-                        StartSettingsWindow(WindowRoad::kProgram, 0);
-                    }));
-    services->Offer(IProductStatus::kInterfaceId,
-                    vek::MakeObject<StatusService>(std::move(status), finds, account));
-    return WithSteps(std::move(services), reach);
-}
-
-// Gives the services to every process that connects.
+// Gives the services to one process that has connected.
 class Master final : public remoting::MasterObject {
 public:
     Master(vek::RefPtr<plugins::IServiceLocator> locator, ReachStep reach) noexcept
@@ -117,14 +67,18 @@ private:
     const ReachStep reach_;
 };
 
-// Lets processes of this user reach `locator`, at the local id of this process. The log is told who
-// comes and goes.
-std::unique_ptr<remoting::Server> Serve(vek::RefPtr<plugins::IServiceLocator> locator,
-                                        const Log& log, const ReachStep& reach) {
+// Lets processes of this user reach the services, at the local id of this process. The log is told
+// who comes and goes.
+std::unique_ptr<remoting::Server> Serve(const ProductOptions& options, const Log& log) {
+    const ReachStep reach = MakeReachStep(options.silence);
     remoting::ServerConfig config;
     config.endpoint.local_id = vek::platform::CurrentProcessId();
     config.connection.factories = ProductInterfaces();
-    config.connection.master = std::make_shared<Master>(std::move(locator), reach);
+    config.master_for = [services = std::make_shared<ProductServices>(options, log, reach),
+                         reach](const remote::PeerIdentity& peer) {
+        return std::make_shared<Master>(
+            services->MakeServices({peer.process_id, peer.session_id, peer.account}), reach);
+    };
     config.on_connected = [log, reach](std::uint32_t process_id) {
         if (reach) reach(Step::kAccept);
         log("connected: process " + std::to_string(process_id));
@@ -153,8 +107,7 @@ bool IsServed(const RunFolder& folder) noexcept {
 
 void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
                        const RunFolder& folder, const Log& log) {
-    const ReachStep reach = MakeReachStep(options.silence);
-    const auto server = Serve(MakeServices(options, log, reach), log, reach);
+    const auto server = Serve(options, log);
     const remote::Endpoint address = server->endpoint();
     const std::uint32_t id = vek::platform::CurrentProcessId();
     const RunningProduct self{id, ProcessStart(id).value_or(0), address.local_id, address.tcp_port};
