@@ -7,6 +7,7 @@
 #include "mlxo_version.h"
 #include "product/process/product_process.h"
 #include "product/process/stop_signal.h"
+#include "vek/platform/process.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ ExitCode Run(std::span<char* const> arguments) {
         return ExitCode::kUsage;
     }
     if (options->stop) return StopProduct(options->folder, std::chrono::seconds(10));
+    vek::platform::RefuseProcesses(!options->opens_processes);
     StopSignal signal;
     return RunProduct(*options, [&](std::chrono::milliseconds time) { return signal.Wait(time); });
 }

@@ -41,6 +41,10 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
             options.scans = false;
             continue;
         }
+        if (name == "--no-process-access") {
+            options.opens_processes = false;
+            continue;
+        }
         if (name == "--silent-at" || name == "--stopped-at") {
             const auto step = ++i < arguments.size() ? StepNamed(arguments[i]) : std::nullopt;
             if (!step) return std::nullopt;
@@ -63,6 +67,7 @@ void PrintUsage(std::ostream& out) {
     out << "usage: mlxo_product --folder DIR [--rules FILE] [--settings FILE] [--texts FILE]\n"
            "                    [--resources DIR] [--log FILE] [--reports FILE]\n"
            "                    [--no-scan] [--silent-at STEP | --stopped-at STEP]\n"
+           "                    [--no-process-access]\n"
            "       mlxo_product --folder DIR --stop\n";
 }
 

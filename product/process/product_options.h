@@ -14,6 +14,7 @@ struct ProductOptions {
     bool stop = false;  // stop the running process instead of becoming it
     bool scans = true;  // otherwise every check returns at once
     std::optional<Silence> silence;
+    bool opens_processes = true;  // otherwise it is refused, as a service is users' processes
     std::filesystem::path folder;
     std::filesystem::path rules;      // sample.rules
     std::filesystem::path settings;   // settings.json

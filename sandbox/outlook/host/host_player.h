@@ -30,6 +30,7 @@ struct HostOptions {
     Ending ending = Ending::kNotified;
     // For the product's first start; without any program it is another process's to start and stop.
     std::vector<std::string> product_arguments;
+    std::vector<std::string> each_product_arguments;  // for every start
     bool starts_product = true;
 };
 
@@ -54,6 +55,10 @@ public:
 private:
     class WatchedProduct;
 
+    void LetAddinsGo();
+    // The user ticks what he has unticked.
+    static void TickAgain();
+
     HRESULT ConnectAddin() override;
     void DisconnectAddin() override;
     bool IsConnected() const override { return connected_; }
@@ -72,6 +77,7 @@ private:
     vek::RefPtr<ApplicationObject> application_;
     std::vector<std::unique_ptr<Addin>> addins_;
     bool connected_ = false;
+    bool has_quit_ = false;
     Resiliency resiliency_;
 };
 

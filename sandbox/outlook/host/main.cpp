@@ -2,14 +2,15 @@
 //
 //   mlxo_host --scenario FILE [--ending exit | unticked] COMMON
 //   mlxo_host --soak EVENTS [--seed N] COMMON
-//   mlxo_host --time ROUNDS COMMON
+//   mlxo_host (--time | --bench) ROUNDS COMMON
 //   mlxo_host --cycles N COMMON
 //   mlxo_host --exits N COMMON
 //
 // COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME]
-// [--product-option TEXT [--product-value TEXT]]. --product is the folder of an installed product,
-// whose process is started and stopped here; its first start has that option besides. scenario.md
-// says what each way is.
+// [--product-option TEXT [--product-value TEXT] | --product-start never]
+// [--no-process-access LIBRARY]. --product is the folder of an installed product, whose process is
+// started and stopped here, unless never is said; its first start has that option besides.
+// scenario.md says what each way is.
 
 #include <windows.h>
 
@@ -19,7 +20,6 @@
 #include <exception>
 #include <iostream>
 #include <map>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -29,6 +29,7 @@
 #include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/outlook/host/host_player.h"
 #include "sandbox/outlook/host/life.h"
+#include "sandbox/outlook/host/process_access.h"
 
 // The order matters: it needs windows.h.
 #include <ole2.h>
@@ -43,14 +44,24 @@ constexpr int kUsage = 2;
 
 using CommandLine = std::map<std::string, std::string, std::less<>>;
 
-constexpr std::array<std::string_view, 6> kWays = {"--scenario", "--soak",  "--time",
+constexpr std::array<std::string_view, 7> kWays = {"--scenario", "--soak",  "--time", "--bench",
                                                    "--cycles",   "--exits", "--exit"};
 
 // Nothing for arguments that cannot be understood.
 bool Parse(int argc, char** argv, CommandLine& arguments) {
-    constexpr std::array<std::string_view, 11> kNames = {
-        "--seed",  "--ending",         "--messages",      "--out",   "--rules",  "--product",
-        "--stamp", "--product-option", "--product-value", "--store", "--outlook"};
+    constexpr std::array<std::string_view, 13> kNames = {"--seed",
+                                                         "--ending",
+                                                         "--messages",
+                                                         "--out",
+                                                         "--rules",
+                                                         "--product",
+                                                         "--stamp",
+                                                         "--store",
+                                                         "--product-start",
+                                                         "--product-option",
+                                                         "--product-value",
+                                                         "--outlook",
+                                                         "--no-process-access"};
     for (int i = 1; i < argc; i += 2) {
         const bool known = std::ranges::find(kNames, argv[i]) != kNames.end() ||
                            std::ranges::find(kWays, argv[i]) != kWays.end();
@@ -87,49 +98,62 @@ std::uint32_t Number(const std::string& text) {
     return number;
 }
 
-bool Run(CommandLine& arguments) {
+bool Run(const CommandLine& arguments) {
     using reference_product::PathOf;
+    // Empty for one that is not given.
+    const auto value = [&](std::string_view name) {
+        const auto found = arguments.find(name);
+        return found == arguments.end() ? std::string() : found->second;
+    };
     HostOptions options;
-    options.messages = PathOf(arguments["--messages"]);
-    options.out = PathOf(arguments["--out"]);
-    options.rules = PathOf(arguments["--rules"]);
-    options.product = PathOf(arguments["--product"]);
-    if (const std::string& version = arguments["--outlook"]; !version.empty())
-        options.version = version;
-    if (const std::string& name = arguments["--store"]; !name.empty()) options.store = name;
-    options.ending = EndingOf(arguments["--ending"]);
+    options.messages = PathOf(value("--messages"));
+    options.out = PathOf(value("--out"));
+    options.rules = PathOf(value("--rules"));
+    options.product = PathOf(value("--product"));
+    if (const std::string version = value("--outlook"); !version.empty()) options.version = version;
+    if (const std::string name = value("--store"); !name.empty()) options.store = name;
+    options.ending = EndingOf(value("--ending"));
+    options.starts_product = value("--product-start") != "never";
     for (const char* const name : {"--product-option", "--product-value"})
-        if (const std::string& text = arguments[name]; !text.empty())
+        if (const std::string text = value(name); !text.empty())
             options.product_arguments.push_back(text);
 
-    std::erase_if(arguments, [](const auto& each) { return each.second.empty(); });
-    const auto value = [&](const char* name) {
-        const auto found = arguments.find(name);
-        return found == arguments.end() ? std::nullopt : std::optional(found->second);
-    };
-    if (const auto number = value("--exit"))
-        ExitInTheMiddle(options, Number(*number), PathOf(value("--stamp").value_or("")));
-    if (const auto exits = value("--exits"))
-        return RunExits(options, ExitCommand(arguments), Number(*exits), std::cout);
-    if (const auto cycles = value("--cycles"))
-        return RunCycles(options, Number(*cycles), std::cout);
-    if (const auto rounds = value("--time")) {
-        PrintTimes(options, Number(*rounds), std::cout);
+    const std::string library = value("--no-process-access");
+    if (!library.empty()) {
+        options.each_product_arguments = {"--no-process-access"};
+        RefuseProcessAccess(PathOf(library).wstring());
+    }
+
+    if (arguments.contains("--exit"))
+        ExitInTheMiddle(options, Number(value("--exit")), PathOf(value("--stamp")));
+    if (arguments.contains("--exits"))
+        return RunExits(options, ExitCommand(arguments), Number(value("--exits")), std::cout);
+    if (arguments.contains("--cycles"))
+        return RunCycles(options, Number(value("--cycles")), std::cout);
+    // Speed is judged where it is asked for alone: others may be at work on the machine.
+    if (arguments.contains("--time")) {
+        PrintTimes(options, Number(value("--time")), std::cout);
         return true;
     }
+    if (arguments.contains("--bench"))
+        return PrintTimes(options, Number(value("--bench")), std::cout);
 
     HostPlayer player(options);
     bool good = false;
-    if (const auto soak = arguments.find("--soak"); soak != arguments.end()) {
-        const std::string& seed = arguments["--seed"];
-        good = demo::RunSoak(player, {Number(soak->second), seed.empty() ? 1 : Number(seed)},
+    if (arguments.contains("--soak")) {
+        const std::string seed = value("--seed");
+        good = demo::RunSoak(player, {Number(value("--soak")), seed.empty() ? 1 : Number(seed)},
                              std::cout);
         player.StopProduct();
     } else {
-        good = demo::RunScenario(player, demo::LoadScenario(PathOf(arguments["--scenario"])),
-                                 std::cout);
+        good =
+            demo::RunScenario(player, demo::LoadScenario(PathOf(value("--scenario"))), std::cout);
     }
     good &= player.PrintAddins(std::cout);
+    if (!library.empty()) {
+        std::cout << library << " was refused " << RefusedAccesses() << " processes\n";
+        good &= RefusedAccesses() != 0;
+    }
     std::cout.flush();
     // The add-in is connected still, and so it stays.
     if (options.ending == Ending::kExit) ::ExitProcess(good ? 0 : kWentWrong);
@@ -143,9 +167,11 @@ int main(int argc, char** argv) {
     if (!Parse(argc, argv, arguments)) {
         std::cerr << "usage: mlxo_host (--scenario FILE [--ending exit | unticked] | --soak EVENTS "
                      "[--seed N] |\n"
-                     "                  --time ROUNDS | --cycles N | --exits N)\n"
+                     "                  --time ROUNDS | --bench ROUNDS | --cycles N | --exits N)\n"
                      "                 --messages DIR --out DIR --rules FILE --product DIR\n"
-                     "                 [--outlook VERSION] [--store NAME]\n";
+                     "                 [--outlook VERSION] [--store NAME]\n"
+                     "                 [--product-option TEXT [--product-value TEXT] |\n"
+                     "                  --product-start never] [--no-process-access LIBRARY]\n";
         return kUsage;
     }
     int code = kWentWrong;
