@@ -20,6 +20,7 @@ struct ScanFailure {
 // Everything that a check has to tell.
 struct ScanReport {
     bool incoming = false;
+    std::string subject;  // UTF-8
     std::string summary;  // the message's header summary, in the code page of its store
     // The code of the first failure that left a content unread or a change undone, else kOk.
     vek::result_t result = vek::result::kOk;

@@ -7,6 +7,7 @@
 #include "product/callback_log.h"
 #include "product/message_facts.h"
 #include "product/rule_match.h"
+#include "vek/core/text.h"
 
 namespace reference_product {
 namespace {
@@ -30,6 +31,7 @@ ScanReport ScannerEngine::Check(bool incoming, plugins::mail_processing::IMailMe
     CallbackLog log(report);
     ContentReader contents(log);
     MessageFacts facts = FactsGatherer(rules_, search_, contents, log).Gather(message);
+    report.subject = vek::ToUtf8(facts.subject);
     report.summary = facts.summary;
     report.infected = IsInfected(facts);
 

@@ -87,6 +87,7 @@ std::string DefaultText() {
 void Impose(const Policy& policy, ProductSettings& settings) {
     MailPluginSettings& plugin = settings.plugin;
     plugin.isPluginEnabled = policy.is_plugin_enabled.value_or(plugin.isPluginEnabled);
+    settings.is_off_by_policy = policy.is_plugin_enabled == false;
     plugin.checkIncomingOnly = policy.check_incoming_only.value_or(plugin.checkIncomingOnly);
     if (policy.check_on_delivery || policy.check_on_read || policy.check_on_send) {
         MailSettings& switches = plugin.policySettings.has_value()

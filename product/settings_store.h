@@ -20,6 +20,7 @@ namespace reference_product {
 // beside a member are the least and the most that it may say.
 struct ProductSettings {
     plugins::product::MailPluginSettings plugin{true, false, {}, {1, 1, 1}};
+    bool is_off_by_policy = false;  // not of the file: a policy has switched protection off
     std::string engine = "rules";
     std::vector<std::string> engine_addresses;
     std::uint32_t remembered_messages = 10'000;  // 0 to 100,000

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
+#include <functional>
 
 #include "private_include/common/settings_window.h"
 #include "product/product_log.h"
@@ -9,19 +8,20 @@
 
 namespace reference_product {
 
-// Stands in for the settings window: it shows none and logs that it was opened. Any thread may call
-// it.
+// Has the settings window shown to the caller's user. Any thread may call it.
 class SettingsWindowService final : public vek::ObjectImpl<plugins::product::ISettingsWindow> {
 public:
-    explicit SettingsWindowService(Log log);
+    // Shows it, and may take its time for that; raises when that fails. Any thread calls it.
+    using Opener = std::function<void()>;
 
+    SettingsWindowService(Log log, Opener opener);
+
+    // Does not wait for the window: whether it could be shown is in the log.
     vek::result_t Open(std::uint32_t process_id) noexcept override;
-
-    std::uint32_t times_opened() const noexcept { return times_opened_; }
 
 private:
     const Log log_;
-    std::atomic<std::uint32_t> times_opened_{0};
+    const Opener opener_;
 };
 
 }  // namespace reference_product

@@ -6,8 +6,8 @@
 #include <thread>
 #include <utility>
 
-#include "common/remoting/remote_interfaces.h"
 #include "product/process/product_services.h"
+#include "product/product_status.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
@@ -87,7 +87,7 @@ std::unique_ptr<remoting::Server> Serve(const ProductOptions& options, const Log
     const ReachStep reach = MakeReachStep(options.silence);
     remoting::ServerConfig config;
     SetPeers(options, config);
-    config.connection.factories = plugins::remoting::RemoteInterfaces();
+    config.connection.factories = ProductInterfaces();
     config.master_for = [services = std::make_shared<ProductServices>(options, log, reach),
                          reach](const remote::PeerIdentity& peer) {
         return std::make_shared<Master>(

@@ -8,12 +8,17 @@
 #include <string>
 #include <utility>
 
+#include "mlxo_version.h"
 #include "product/in_process_product.h"
 #include "product/localization_service.h"
 #include "product/mail_scanner.h"
 #include "product/settings_service.h"
 #include "product/settings_window_service.h"
+#include "product/status_service.h"
 #include "vek/core/object.h"
+#include "vek/core/text.h"
+#include "vek/core/throw.h"
+#include "vek/platform/clock.h"
 
 namespace reference_product {
 namespace {
@@ -59,19 +64,29 @@ void ExpireDaily(const std::stop_token& stop, KeptStore& kept) {
     }
 }
 
+ProductStatus StatusOf(SettingsStore& store, const ScannerEngine& engine) {
+    ProductSettings now;
+    vek::CheckResult(store.Get({}, now));
+    const Protection off = now.is_off_by_policy ? Protection::kOffByPolicy : Protection::kOff;
+    const auto version = vek::HexDigits<char>(static_cast<std::uint32_t>(engine.version()));
+    return {now.plugin.isPluginEnabled ? Protection::kOn : off, "", "Rules " MLXO_VERSION,
+            std::string(version.begin(), version.end())};
+}
+
 }  // namespace
 
 ProductServices::ProductServices(const ProductOptions& options, const Log& log, ReachStep reach)
     : scans_(options.scans),
+      road_(options.mode == ProgramMode::kScanner ? WindowRoad::kSession : WindowRoad::kProgram),
       log_(log),
       reach_(std::move(reach)),
       engine_(LoadEngine(options.rules)),
       reports_(std::make_shared<ReportWriter>(options.reports)),
+      finds_(std::make_shared<FindHistory>(options.private_data / "finds", log)),
       settings_(std::make_shared<SettingsStore>(options.settings, options.users, log)),
       clean_(std::make_shared<CleanMemory>(CleanLimitsOf(settings_))),
       kept_(std::make_shared<KeptStore>(options.kept, KeptLimitsOf(settings_), log)),
       texts_(vek::MakeObject<LocalizationService>(options.texts, options.resources, log)),
-      settings_window_(vek::MakeObject<SettingsWindowService>(log)),
       expiring_([kept = kept_](std::stop_token stop) { ExpireDaily(stop, *kept); }) {}
 
 vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller& caller) const {
@@ -79,9 +94,12 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     if (scans_) {
         scanner = vek::MakeObject<MailScanner>(
             engine_,
-            [log = log_, reports = reports_](const ScanReport& report) {
+            [log = log_, reports = reports_, finds = finds_,
+             account = caller.account](const ScanReport& report) {
                 const std::uint32_t number = reports->Write(report);
                 log("check " + std::to_string(number) + ": " + ToText(report));
+                if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
+                    finds->Add(account, *std::move(find));
             },
             ScanMemory{clean_, {kept_, caller.account}});
     } else {
@@ -92,7 +110,16 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     services->Offer(IProductSettings::kInterfaceId,
                     WithSteps(vek::MakeObject<SettingsService>(settings_, caller, log_), reach_));
     services->Offer(ILocalization::kInterfaceId, texts_);
-    services->Offer(ISettingsWindow::kInterfaceId, settings_window_);
+    services->Offer(
+        ISettingsWindow::kInterfaceId,
+        vek::MakeObject<SettingsWindowService>(log_, [road = road_, session = caller.session_id] {
+            StartSettingsWindow(road, session);
+        }));
+    services->Offer(IProductStatus::kInterfaceId, vek::MakeObject<StatusService>(
+                                                      [settings = settings_, engine = engine_] {
+                                                          return StatusOf(*settings, *engine);
+                                                      },
+                                                      finds_, caller.account));
     return WithSteps(std::move(services), reach_);
 }
 

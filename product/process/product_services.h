@@ -5,22 +5,23 @@
 
 #include "private_include/common/localization.h"
 #include "private_include/common/service_locator.h"
-#include "private_include/common/settings_window.h"
 #include "product/caller.h"
 #include "product/clean_memory.h"
+#include "product/find_history.h"
 #include "product/kept_store.h"
 #include "product/process/product_options.h"
 #include "product/product_log.h"
 #include "product/report_lines.h"
 #include "product/scanner_engine.h"
+#include "product/settings_window_start.h"
 #include "product/settings_store.h"
 #include "vek/core/ref_ptr.h"
 
 namespace reference_product {
 
 // What the product offers. Each caller has services of its own, over what there is once: the
-// engine, the reports, the settings, the texts, and what is remembered and kept. Any thread may use
-// it.
+// engine, the reports and finds, the settings, the texts, and what is remembered and kept. Any
+// thread may use it.
 class ProductServices {
 public:
     // Raises std::exception when the rules cannot be read or a file cannot be opened.
@@ -31,15 +32,16 @@ public:
 
 private:
     const bool scans_;
+    const WindowRoad road_;
     const Log log_;
     const ReachStep reach_;
     const std::shared_ptr<const ScannerEngine> engine_;
     const std::shared_ptr<ReportWriter> reports_;
+    const std::shared_ptr<FindHistory> finds_;
     const std::shared_ptr<SettingsStore> settings_;
     const std::shared_ptr<CleanMemory> clean_;
     const std::shared_ptr<KeptStore> kept_;
     const vek::RefPtr<plugins::product::ILocalization> texts_;
-    const vek::RefPtr<plugins::product::ISettingsWindow> settings_window_;
     const std::jthread expiring_;  // of what is kept; ends with this object
 };
 

@@ -66,9 +66,9 @@ protected:
         EXPECT_TRUE(SUCCEEDED(::OleInitialize(nullptr)));
         Offer("Mail & more");
         product_->Offer(product::IProductSettings::kInterfaceId, settings_);
-        product_->Offer(
-            product::ISettingsWindow::kInterfaceId,
-            vek::MakeObject<reference_product::SettingsWindowService>([](std::string_view) {}));
+        product_->Offer(product::ISettingsWindow::kInterfaceId,
+                        vek::MakeObject<reference_product::SettingsWindowService>(
+                            [](std::string_view) {}, [] {}));
     }
     ~PageControlsTest() override {
         product_.reset();

@@ -45,6 +45,12 @@ public:
         : factories_(std::move(factories)) {
         std::ranges::stable_sort(factories_, {}, &ProxyStubFactory::interface_id);
     }
+    // Those of another table, and more.
+    ProxyStubFactories(const ProxyStubFactories& others, std::vector<const ProxyStubFactory*> more)
+        : ProxyStubFactories([&] {
+              more.insert(more.begin(), others.factories_.begin(), others.factories_.end());
+              return std::move(more);
+          }()) {}
 
     // Null for an interface that does not travel.
     const ProxyStubFactory* Find(interface_id_t id) const noexcept {

@@ -35,7 +35,7 @@ vek::RefPtr<InProcessProduct> ProductIn(const std::filesystem::path& folder) {
                        std::make_shared<SettingsStore>(folder / "settings.json", "", silent),
                        Caller{}, silent));
     product->Offer(plugins::product::ISettingsWindow::kInterfaceId,
-                   vek::MakeObject<SettingsWindowService>(silent));
+                   vek::MakeObject<SettingsWindowService>(silent, [] {}));
     return product;
 }
 

@@ -40,10 +40,12 @@ bool RunsImage(std::uint32_t process_id, const std::string& image) {
 }  // namespace
 
 ProductLoader::ProductLoader(product_info::LibraryEnvironment environment,
-                             ProductConnector connector, LoaderTimes times)
+                             ProductConnector connector, LoaderTimes times,
+                             InterfacesPtr interfaces)
     : environment_(std::move(environment)),
       connector_(std::move(connector)),
       times_(times),
+      interfaces_(std::move(interfaces)),
       watch_(std::make_shared<vek::remoting::PeerWatch>(times.watch)) {}
 
 vek::result_t ProductLoader::GetInterface(vek::interface_id_t id, void** object) noexcept {
@@ -59,7 +61,7 @@ vek::result_t ProductLoader::GetInterface(vek::interface_id_t id, void** object)
         const vek::result_t reached = locate(now);
         if (vek::Failed(reached)) return reached;
         vek::RefPtr<IServiceLocator> locator =
-            vek::MakeObject<vek::remoting::RecoveringLocator>(locate, remoting::RemoteInterfaces());
+            vek::MakeObject<vek::remoting::RecoveringLocator>(locate, interfaces_);
         *object = locator.detach();
         return result::kOk;
     });
@@ -210,12 +212,13 @@ void ProductLoader::End() noexcept {
     watch_->Stop();
 }
 
-ProductConnector RemoteConnector(trace::TracerPtr tracer) {
-    return [tracer = std::move(tracer)](const product_info::ProductProcess& process,
-                                        const PeerWatchPtr& watch, ProductConnection& product) {
+ProductConnector RemoteConnector(trace::TracerPtr tracer, InterfacesPtr interfaces) {
+    return [tracer = std::move(tracer), interfaces = std::move(interfaces)](
+               const product_info::ProductProcess& process, const PeerWatchPtr& watch,
+               ProductConnection& product) {
         const vek::remoting::LimitedCalls limited;
         vek::remoting::ConnectionConfig config;
-        config.factories = remoting::RemoteInterfaces();
+        config.factories = interfaces;
         config.tracer = tracer;
         config.watch = watch;
         remote::TransportConfig transport;
@@ -244,11 +247,12 @@ ProductConnector RemoteConnector(trace::TracerPtr tracer) {
     };
 }
 
-LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment,
-                                   LoaderTimes times) {
-    return [environment = std::move(environment), times](vek::RefPtr<ILoader>& loader) {
-        loader =
-            vek::MakeObject<ProductLoader>(environment, RemoteConnector(environment.tracer), times);
+LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment, LoaderTimes times,
+                                   InterfacesPtr interfaces) {
+    return [environment = std::move(environment), times,
+            interfaces = std::move(interfaces)](vek::RefPtr<ILoader>& loader) {
+        loader = vek::MakeObject<ProductLoader>(
+            environment, RemoteConnector(environment.tracer, interfaces), times, interfaces);
         return result::kOk;
     };
 }

@@ -11,6 +11,7 @@
 
 #include "common/loader/service_access.h"
 #include "common/product_info/product_info.h"
+#include "common/remoting/remote_interfaces.h"
 #include "private_include/common/service_locator.h"
 #include "vek/core/object.h"
 #include "vek/core/ref_ptr.h"
@@ -30,6 +31,9 @@ struct ProductConnection {
     std::function<void()> end;
 };
 
+// The interfaces that may cross the border to the product.
+using InterfacesPtr = std::shared_ptr<const vek::remoting::ProxyStubFactories>;
+
 using PeerWatchPtr = std::shared_ptr<vek::remoting::PeerWatch>;
 
 // Connects to the product's process and gets its service locator. Returns a failing code
@@ -42,7 +46,8 @@ using ProductConnector =
 // The connector over the remoting. It talks to the named process alone, as far as it is named: of
 // its account, with its id, and, where it is a process of this one's user, of its image. Another
 // account's says enough, and its process may not be opened.
-ProductConnector RemoteConnector(vek::trace::TracerPtr tracer);
+ProductConnector RemoteConnector(vek::trace::TracerPtr tracer,
+                                 InterfacesPtr interfaces = remoting::RemoteInterfaces());
 
 // How patient a loader is with a product that does not answer.
 struct LoaderTimes {
@@ -62,7 +67,7 @@ struct LoaderTimes {
 class ProductLoader final : public vek::ObjectImpl<ILoader, IProductRoad> {
 public:
     ProductLoader(product_info::LibraryEnvironment environment, ProductConnector connector,
-                  LoaderTimes times = {});
+                  LoaderTimes times = {}, InterfacesPtr interfaces = remoting::RemoteInterfaces());
     ~ProductLoader() override { watch_->Close(); }
 
     // Gives the service locator, kNotFound for any other id. A product that cannot be reached now
@@ -89,6 +94,7 @@ private:
     const product_info::LibraryEnvironment environment_;
     const ProductConnector connector_;
     const LoaderTimes times_;
+    const InterfacesPtr interfaces_;
     const PeerWatchPtr watch_;
 
     vek::platform::Lock lock_;  // guards what follows
@@ -101,6 +107,7 @@ private:
 
 // Makes the loader of the installed product.
 LoaderFactory ProductLoaderFactory(product_info::LibraryEnvironment environment,
-                                   LoaderTimes times = {});
+                                   LoaderTimes times = {},
+                                   InterfacesPtr interfaces = remoting::RemoteInterfaces());
 
 }  // namespace plugins::loader

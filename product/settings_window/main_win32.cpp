@@ -1,0 +1,154 @@
+// The product's settings window, a program in the user's own session. It is started from the Start
+// menu, or by COM for the product's service; whoever comes second brings the first one's window to
+// the front.
+
+#include <windows.h>
+// The order matters: it needs windows.h.
+#include <objbase.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+#include "common/loader/product_loader.h"
+#include "mlxo_version.h"
+#include "product/localization_service.h"
+#include "product/settings_window/settings_dialog_win32.h"
+#include "product/settings_window_start.h"
+#include "vek/platform/handle_win32.h"
+
+namespace reference_product {
+namespace {
+
+// To the thread's message queue: somebody wants to see the window.
+constexpr UINT kShowMessage = WM_APP + 2;
+
+// How long a process that COM has started waits for somebody to ask for the window.
+constexpr UINT kWaitForAsker = 30'000;  // ms
+
+// COM makes an object of the class to have the window shown; the object itself is good for nothing
+// else. On the thread of the window.
+class WindowClass final : public IClassFactory {
+public:
+    explicit WindowClass(DWORD thread) noexcept : thread_(thread) {}
+    virtual ~WindowClass() = default;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override {
+        if (out == nullptr) return E_POINTER;
+        const bool known = id == IID_IUnknown || id == IID_IClassFactory;
+        *out = known ? this : nullptr;
+        return known ? S_OK : E_NOINTERFACE;
+    }
+    // It lives as long as the process serves.
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** out) override {
+        if (out == nullptr) return E_POINTER;
+        *out = nullptr;
+        if (outer != nullptr) return CLASS_E_NOAGGREGATION;
+        if (::PostThreadMessageW(thread_, kShowMessage, 0, 0) == FALSE) return E_FAIL;
+        return QueryInterface(id, out);
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+
+private:
+    const DWORD thread_;
+};
+
+// Registers the class for as long as it lives.
+class Registration {
+public:
+    explicit Registration(IClassFactory& factory) noexcept {
+        if (FAILED(::CoRegisterClassObject(kSettingsWindowClass, &factory, CLSCTX_LOCAL_SERVER,
+                                           REGCLS_MULTIPLEUSE, &cookie_)))
+            cookie_ = 0;
+    }
+    ~Registration() {
+        if (cookie_ != 0) ::CoRevokeClassObject(cookie_);
+    }
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
+
+private:
+    DWORD cookie_ = 0;
+};
+
+std::filesystem::path ProgramFolder() {
+    std::wstring path(32768, L'\0');
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return std::filesystem::path(path).parent_path();
+}
+
+// Runs the message loop of the window, which is made when somebody wants to see it.
+int Run(HINSTANCE program, bool is_wanted) {
+    WindowClass window_class(::GetCurrentThreadId());
+    const Registration registration(window_class);
+    plugins::loader::ServiceAccess services(
+        plugins::loader::ProductLoaderFactory({}, {}, ProductInterfaces()));
+    const std::filesystem::path folder = ProgramFolder();
+    const auto texts = vek::MakeObject<LocalizationService>(folder / "texts.json",
+                                                            folder / "resources", [](auto) {});
+    std::unique_ptr<SettingsDialog> dialog;
+    const auto show = [&] {
+        if (dialog) return dialog->BringToFront();
+        dialog = std::make_unique<SettingsDialog>(program, services, WindowTexts(texts));
+    };
+    const UINT_PTR timer = is_wanted ? 0 : ::SetTimer(nullptr, 0, kWaitForAsker, nullptr);
+    if (is_wanted) show();
+    for (MSG message; ::GetMessageW(&message, nullptr, 0, 0) > 0;) {
+        if (message.hwnd == nullptr && message.message == kShowMessage) {
+            show();
+        } else if (message.hwnd == nullptr && message.message == WM_TIMER &&
+                   message.wParam == timer) {
+            ::KillTimer(nullptr, timer);
+            if (!dialog) break;
+        } else if (!dialog || ::IsDialogMessageW(dialog->window(), &message) == FALSE) {
+            ::TranslateMessage(&message);
+            ::DispatchMessageW(&message);
+        }
+    }
+    dialog.reset();
+    services.End();
+    return 0;
+}
+
+// Whether a window of this session is to be shown by another process; it has been asked to then.
+bool AnotherShowsIt() {
+    IUnknown* shown = nullptr;
+    // A process that is there already: none is started for this.
+    const HRESULT asked = ::CoCreateInstance(kSettingsWindowClass, nullptr, CLSCTX_LOCAL_SERVER,
+                                             IID_IUnknown, reinterpret_cast<void**>(&shown));
+    if (SUCCEEDED(asked)) shown->Release();
+    return SUCCEEDED(asked);
+}
+
+int Main(HINSTANCE program, std::string_view arguments) {
+    if (arguments == "--version") {
+        std::puts("mlxo_settings " MLXO_VERSION);
+        return 0;
+    }
+    const bool is_wanted = arguments.find("mbedding") == arguments.npos;
+    if (FAILED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
+    // Held by the one that serves this session.
+    const vek::platform::UniqueHandle first(
+        ::CreateMutexW(nullptr, FALSE, L"Local\\QZ.MailPlugin.Settings"));
+    const bool is_second = ::GetLastError() == ERROR_ALREADY_EXISTS;
+    int code = 0;
+    try {
+        if (!(is_wanted && is_second && AnotherShowsIt())) code = Run(program, is_wanted);
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "%s\n", exception.what());
+        code = 1;
+    }
+    ::CoUninitialize();
+    return code;
+}
+
+}  // namespace
+}  // namespace reference_product
+
+int WINAPI WinMain(HINSTANCE program, HINSTANCE, LPSTR arguments, int) {
+    return reference_product::Main(program, arguments);
+}

@@ -1,0 +1,227 @@
+#include "product/settings_window/settings_dialog_win32.h"
+
+// After windows.h, which it needs.
+#include <commctrl.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "product/settings_window/resource_ids.h"
+#include "vek/platform/wide_win32.h"
+
+namespace reference_product {
+namespace {
+
+// Its last parameter is a News, which the receiver owns.
+constexpr UINT kNewsMessage = WM_APP + 1;
+
+constexpr int kFirstBox = MLXO_WINDOW_ON_DELIVERY;
+static_assert(MLXO_WINDOW_ON_SEND == kFirstBox + static_cast<int>(WindowContent::kSwitches) - 1);
+
+// A column's text, and its share of the list's width in hundredths.
+constexpr std::pair<const char*, int> kColumns[] = {{"SettingsWindowFindTime", 24},
+                                                    {"SettingsWindowFindMessage", 30},
+                                                    {"SettingsWindowFindWhat", 23},
+                                                    {"SettingsWindowFindDone", 23}};
+static_assert(std::size(kColumns) == std::tuple_size_v<WindowContent::Row>);
+
+std::wstring Wide(const std::u16string& text) { return {text.begin(), text.end()}; }
+
+}  // namespace
+
+SettingsDialog::SettingsDialog(HINSTANCE program, plugins::loader::ServiceAccess& services,
+                               WindowTexts texts)
+    : program_(program), texts_(std::move(texts)) {
+    constexpr INITCOMMONCONTROLSEX kControls{sizeof kControls,
+                                             ICC_STANDARD_CLASSES | ICC_LISTVIEW_CLASSES};
+    ::InitCommonControlsEx(&kControls);
+    ::CreateDialogParamW(program_, MAKEINTRESOURCEW(MLXO_SETTINGS_WINDOW), nullptr, Serve,
+                         reinterpret_cast<LPARAM>(this));
+    if (window_ == nullptr) throw std::runtime_error("the settings window cannot be made");
+    // The window is there as long as the reader.
+    reader_ = std::make_unique<StatusReader>(
+        services, [window = window_](WindowSnapshot snapshot, std::optional<vek::result_t> stored) {
+            auto news = std::make_unique<News>(std::move(snapshot), stored);
+            if (::PostMessageW(window, kNewsMessage, 0, reinterpret_cast<LPARAM>(news.get())) !=
+                FALSE)
+                static_cast<void>(news.release());
+        });
+    BringToFront();
+}
+
+SettingsDialog::~SettingsDialog() {
+    reader_.reset();
+    // What it had posted by then.
+    for (MSG message; ::PeekMessageW(&message, window_, kNewsMessage, kNewsMessage, PM_REMOVE);)
+        delete reinterpret_cast<News*>(message.lParam);
+    if (window_ != nullptr) ::DestroyWindow(window_);
+    if (bold_ != nullptr) ::DeleteObject(bold_);
+    for (const HICON icon : icons_) {
+        if (icon != nullptr) ::DestroyIcon(icon);
+    }
+}
+
+void SettingsDialog::BringToFront() noexcept {
+    ::ShowWindow(window_, ::IsIconic(window_) != FALSE ? SW_RESTORE : SW_SHOW);
+    ::SetForegroundWindow(window_);
+}
+
+INT_PTR CALLBACK SettingsDialog::Serve(HWND window, UINT message, WPARAM wide, LPARAM last) {
+    if (message == WM_INITDIALOG) {
+        auto* const made = reinterpret_cast<SettingsDialog*>(last);
+        ::SetWindowLongPtrW(window, DWLP_USER, last);
+        made->window_ = window;
+    }
+    auto* const dialog = reinterpret_cast<SettingsDialog*>(::GetWindowLongPtrW(window, DWLP_USER));
+    if (dialog == nullptr) return FALSE;
+    try {
+        return dialog->OnMessage(message, wide, last);
+    } catch (const std::exception&) {  // what is not shown now is shown with the next news
+        return FALSE;
+    }
+}
+
+INT_PTR SettingsDialog::OnMessage(UINT message, WPARAM wide, LPARAM last) {
+    switch (message) {
+        case WM_INITDIALOG:
+            Initialise();
+            return TRUE;
+        case kNewsMessage:
+            Take(std::unique_ptr<News>(reinterpret_cast<News*>(last)));
+            return TRUE;
+        case WM_COMMAND:
+            OnCommand(LOWORD(wide), HIWORD(wide));
+            return TRUE;
+        case WM_CLOSE:
+            ::PostQuitMessage(0);
+            return TRUE;
+        default:
+            return FALSE;
+    }
+}
+
+void SettingsDialog::Initialise() {
+    if (texts_.IsRightToLeft())
+        ::SetWindowLongPtrW(window_, GWL_EXSTYLE,
+                            ::GetWindowLongPtrW(window_, GWL_EXSTYLE) | WS_EX_LAYOUTRTL);
+    for (int i = 0; i != 2; ++i) {
+        const std::string path =
+            texts_.Resource(i == 0 ? "mail\\disabled_main1.ico" : "mail\\main1.ico");
+        icons_[i] = static_cast<HICON>(::LoadImageW(
+            nullptr, vek::platform::ToWide(path).c_str(), IMAGE_ICON, ::GetSystemMetrics(SM_CXICON),
+            ::GetSystemMetrics(SM_CYICON), LR_LOADFROMFILE));
+    }
+    LOGFONTW font{};
+    const auto plain = reinterpret_cast<HFONT>(::SendMessageW(window_, WM_GETFONT, 0, 0));
+    if (::GetObjectW(plain, sizeof font, &font) != 0) {
+        font.lfWeight = FW_BOLD;
+        bold_ = ::CreateFontIndirectW(&font);
+        ::SendMessageW(Item(MLXO_WINDOW_STATE), WM_SETFONT, reinterpret_cast<WPARAM>(bold_), FALSE);
+    }
+    ::SetWindowTextW(window_, Wide(texts_.Get("AntiVirusPluginName")).c_str());
+    SetText(MLXO_WINDOW_SWITCHES, texts_.Get("AntiVirusSettings"));
+    SetText(MLXO_WINDOW_ON_DELIVERY, texts_.Get("AntiVirusSettingsUponReceiving"));
+    SetText(MLXO_WINDOW_ON_READ, texts_.Get("AntiVirusSettingsWhenRead"));
+    SetText(MLXO_WINDOW_ON_SEND, texts_.Get("AntiVirusSettingsUponSending"));
+    SetText(MLXO_WINDOW_APPLY, texts_.Get("SettingsWindowApply"));
+    SetText(IDCANCEL, texts_.Get("SettingsWindowClose"));
+    SetText(MLXO_WINDOW_STATE, texts_.Get("SettingsWindowAsking"));
+    for (int box = kFirstBox; box <= MLXO_WINDOW_ON_SEND; ++box) ::EnableWindow(Item(box), FALSE);
+    ::EnableWindow(Item(MLXO_WINDOW_APPLY), FALSE);
+    AddColumns();
+}
+
+void SettingsDialog::AddColumns() {
+    const HWND list = Item(MLXO_WINDOW_FINDS);
+    ::SendMessageW(list, LVM_SETEXTENDEDLISTVIEWSTYLE, 0,
+                   LVS_EX_FULLROWSELECT | LVS_EX_INFOTIP | LVS_EX_LABELTIP);
+    RECT place{};
+    ::GetClientRect(list, &place);
+    const int width = static_cast<int>(place.right) - ::GetSystemMetrics(SM_CXVSCROLL);
+    for (const auto& [key, share] : kColumns) {
+        std::wstring text = Wide(texts_.Get(key));
+        LVCOLUMNW column{};
+        column.mask = LVCF_TEXT | LVCF_WIDTH;
+        column.pszText = text.data();
+        column.cx = width * share / 100;
+        ::SendMessageW(list, LVM_INSERTCOLUMNW, static_cast<WPARAM>(&share - &kColumns[0].second),
+                       reinterpret_cast<LPARAM>(&column));
+    }
+}
+
+void SettingsDialog::Take(std::unique_ptr<News> news) {
+    if (news->stored && vek::Succeeded(*news->stored)) edited_ = false;
+    WindowContent content = Describe(news->snapshot, texts_, vek::platform::TheClock());
+    if (news->stored && vek::Failed(*news->stored))
+        content.switches_note = texts_.Get("SettingsWindowNotStored");
+    Show(content);
+}
+
+void SettingsDialog::Show(const WindowContent& content) {
+    if (!edited_) {
+        for (std::size_t i = 0; i != WindowContent::kSwitches; ++i)
+            ::CheckDlgButton(window_, kFirstBox + static_cast<int>(i),
+                             content.checked[i] ? BST_CHECKED : BST_UNCHECKED);
+    }
+    bool can_store = false;
+    for (std::size_t i = 0; i != WindowContent::kSwitches; ++i) {
+        ::EnableWindow(Item(kFirstBox + static_cast<int>(i)), content.enabled[i] ? TRUE : FALSE);
+        can_store = can_store || content.enabled[i];
+    }
+    ::EnableWindow(Item(MLXO_WINDOW_APPLY), edited_ && can_store ? TRUE : FALSE);
+    // Nothing flickers, and no selection is lost, where nothing is new.
+    if (shown_ == content) return;
+    const auto icon = reinterpret_cast<LPARAM>(icons_[content.is_on ? 1 : 0]);
+    ::SendMessageW(Item(MLXO_WINDOW_ICON), STM_SETICON, static_cast<WPARAM>(icon), 0);
+    ::SendMessageW(window_, WM_SETICON, ICON_BIG, icon);
+    ::SendMessageW(window_, WM_SETICON, ICON_SMALL, icon);
+    SetText(MLXO_WINDOW_STATE, content.state);
+    SetText(MLXO_WINDOW_REASON, content.reason);
+    SetText(MLXO_WINDOW_ENGINE, content.engine);
+    SetText(MLXO_WINDOW_SIGNATURES, content.signatures);
+    SetText(MLXO_WINDOW_SWITCHES_NOTE, content.switches_note);
+    SetText(MLXO_WINDOW_FINDS_TITLE, content.finds_title);
+    if (!shown_ || shown_->finds != content.finds) ShowFinds(content.finds);
+    shown_ = content;
+}
+
+void SettingsDialog::ShowFinds(const std::vector<WindowContent::Row>& rows) {
+    const HWND list = Item(MLXO_WINDOW_FINDS);
+    ::SendMessageW(list, LVM_DELETEALLITEMS, 0, 0);
+    for (std::size_t row = 0; row != rows.size(); ++row) {
+        for (std::size_t column = 0; column != rows[row].size(); ++column) {
+            std::wstring text = Wide(rows[row][column]);
+            LVITEMW item{};
+            item.mask = LVIF_TEXT;
+            item.iItem = static_cast<int>(row);
+            item.iSubItem = static_cast<int>(column);
+            item.pszText = text.data();
+            ::SendMessageW(list, column == 0 ? LVM_INSERTITEMW : LVM_SETITEMW, 0,
+                           reinterpret_cast<LPARAM>(&item));
+        }
+    }
+}
+
+void SettingsDialog::OnCommand(int control, int code) {
+    if (control == IDCANCEL) {
+        ::PostQuitMessage(0);
+    } else if (control >= kFirstBox && control <= MLXO_WINDOW_ON_SEND && code == BN_CLICKED) {
+        edited_ = true;
+        ::EnableWindow(Item(MLXO_WINDOW_APPLY), TRUE);
+    } else if (control == MLXO_WINDOW_APPLY && code == BN_CLICKED && shown_) {
+        ::EnableWindow(Item(MLXO_WINDOW_APPLY), FALSE);
+        const auto is_checked = [this](int box) {
+            return ::IsDlgButtonChecked(window_, box) == BST_CHECKED;
+        };
+        // A box that is taken from the user keeps what he had chosen.
+        const bool sends = shown_->enabled[2];
+        reader_->Store({is_checked(MLXO_WINDOW_ON_DELIVERY), is_checked(MLXO_WINDOW_ON_READ),
+                        sends ? is_checked(MLXO_WINDOW_ON_SEND) : shown_->user_sends});
+    }
+}
+
+void SettingsDialog::SetText(int control, const std::u16string& text) {
+    ::SetWindowTextW(Item(control), Wide(text).c_str());
+}
+
+}  // namespace reference_product

@@ -1,0 +1,10 @@
+#include "product/settings_window_start.h"
+#include "vek/core/throw.h"
+
+namespace reference_product {
+
+void StartSettingsWindow(WindowRoad, std::uint32_t) {
+    vek::ThrowResult(vek::result::kNotSupported);
+}
+
+}  // namespace reference_product

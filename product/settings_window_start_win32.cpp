@@ -1,0 +1,83 @@
+#include "product/settings_window_start.h"
+
+#include <windows.h>
+// The order matters: it needs windows.h.
+#include <objbase.h>
+
+#include <array>
+#include <filesystem>
+#include <string>
+
+#include "remote/rpc/identity_win32.h"
+#include "vek/core/throw.h"
+#include "vek/platform/handle_win32.h"
+
+namespace reference_product {
+namespace {
+
+using vek::platform::UniqueHandle;
+
+void Check(HRESULT code) {
+    if (FAILED(code)) vek::ThrowResult(static_cast<vek::result_t>(code));
+}
+
+// An apartment for this thread while it lives. The thread may have one of another kind.
+class Apartment {
+public:
+    Apartment() noexcept : entered_(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
+    ~Apartment() {
+        if (SUCCEEDED(entered_)) ::CoUninitialize();
+    }
+    Apartment(const Apartment&) = delete;
+    Apartment& operator=(const Apartment&) = delete;
+
+private:
+    const HRESULT entered_;
+};
+
+// The session moniker: the class object of a server that runs in that session, as the interactive
+// user; making an object of it shows the window.
+void AskInSession(std::uint32_t session_id) {
+    const Apartment apartment;
+    std::array<wchar_t, 40> text{};  // in braces, which a moniker of a class does without
+    ::StringFromGUID2(kSettingsWindowClass, text.data(), static_cast<int>(text.size()));
+    const std::wstring id(text.data() + 1, text.data() + 37);
+    const std::wstring name = L"Session:" + std::to_wstring(session_id) + L"!clsid:" + id;
+    BIND_OPTS3 options{};
+    options.cbStruct = sizeof options;
+    options.dwClassContext = CLSCTX_LOCAL_SERVER;
+    IClassFactory* window_class = nullptr;
+    Check(::CoGetObject(name.c_str(), &options, IID_IClassFactory,
+                        reinterpret_cast<void**>(&window_class)));
+    IUnknown* shown = nullptr;
+    const HRESULT asked =
+        window_class->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&shown));
+    if (SUCCEEDED(asked)) shown->Release();
+    window_class->Release();
+    Check(asked);
+}
+
+void StartBeside() {
+    std::wstring path(32768, L'\0');
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    const std::wstring program =
+        (std::filesystem::path(path).parent_path() / L"mlxo_settings.exe").native();
+    std::wstring command = L'"' + program + L'"';
+    STARTUPINFOW start{};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION started{};
+    if (::CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                         nullptr, &start, &started) == FALSE)
+        Check(HRESULT_FROM_WIN32(::GetLastError()));
+    const UniqueHandle process(started.hProcess), thread(started.hThread);
+}
+
+}  // namespace
+
+void StartSettingsWindow(WindowRoad road, std::uint32_t session_id) {
+    // Wine has no moniker of sessions, and one session alone.
+    if (road == WindowRoad::kSession && !remote::IsWine()) return AskInSession(session_id);
+    StartBeside();
+}
+
+}  // namespace reference_product
