@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "product/process/product_services.h"
-#include "product/product_status.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
+#include "product/status/product_status.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/object.h"
 #include "vek/core/result_text.h"

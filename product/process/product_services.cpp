@@ -14,7 +14,7 @@
 #include "product/mail_scanner.h"
 #include "product/settings_service.h"
 #include "product/settings_window_service.h"
-#include "product/status_service.h"
+#include "product/status/status_service.h"
 #include "vek/core/object.h"
 #include "vek/core/text.h"
 #include "vek/core/throw.h"

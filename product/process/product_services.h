@@ -7,14 +7,14 @@
 #include "private_include/common/service_locator.h"
 #include "product/caller.h"
 #include "product/clean_memory.h"
-#include "product/find_history.h"
 #include "product/kept_store.h"
 #include "product/process/product_options.h"
 #include "product/product_log.h"
 #include "product/report_lines.h"
 #include "product/scanner_engine.h"
-#include "product/settings_window_start.h"
 #include "product/settings_store.h"
+#include "product/status/find_history.h"
+#include "product/status/settings_window_start.h"
 #include "vek/core/ref_ptr.h"
 
 namespace reference_product {

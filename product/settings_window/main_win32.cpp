@@ -15,7 +15,7 @@
 #include "mlxo_version.h"
 #include "product/localization_service.h"
 #include "product/settings_window/settings_dialog_win32.h"
-#include "product/settings_window_start.h"
+#include "product/status/settings_window_start.h"
 #include "vek/platform/handle_win32.h"
 
 namespace reference_product {

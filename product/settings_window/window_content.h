@@ -11,7 +11,7 @@
 #include "common/loader/service_access.h"
 #include "private_include/common/localization.h"
 #include "private_include/common/product_settings.h"
-#include "product/product_status.h"
+#include "product/status/product_status.h"
 #include "vek/platform/clock.h"
 
 namespace reference_product {

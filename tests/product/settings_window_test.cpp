@@ -10,7 +10,7 @@
 #include "product/settings_service.h"
 #include "product/settings_window/status_reader.h"
 #include "product/state/text_file.h"
-#include "product/status_service.h"
+#include "product/status/status_service.h"
 #include "tests/support/temporary_folder.h"
 #include "vek/core/text.h"
 

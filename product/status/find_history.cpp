@@ -1,4 +1,4 @@
-#include "product/find_history.h"
+#include "product/status/find_history.h"
 
 #include <algorithm>
 #include <stdexcept>

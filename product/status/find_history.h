@@ -9,7 +9,7 @@
 #include <string>
 
 #include "product/product_log.h"
-#include "product/product_status.h"
+#include "product/status/product_status.h"
 
 namespace reference_product {
 

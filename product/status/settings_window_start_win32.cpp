@@ -1,4 +1,4 @@
-#include "product/settings_window_start.h"
+#include "product/status/settings_window_start.h"
 
 #include <windows.h>
 // The order matters: it needs windows.h.

@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "product/find_history.h"
-#include "product/product_status.h"
 #include "product/scan_report.h"
+#include "product/status/find_history.h"
+#include "product/status/product_status.h"
 #include "vek/core/object.h"
 
 namespace reference_product {

@@ -1,4 +1,4 @@
-#include "product/status_service.h"
+#include "product/status/status_service.h"
 
 #include <optional>
 #include <utility>

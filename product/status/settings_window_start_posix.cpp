@@ -1,4 +1,4 @@
-#include "product/settings_window_start.h"
+#include "product/status/settings_window_start.h"
 #include "vek/core/throw.h"
 
 namespace reference_product {
