@@ -1,11 +1,13 @@
 // The reference product's program: serves the scanner and the product's other services until it is
-// told to stop. Exit codes are those of product_process.h.
+// told to stop, or is the service that has another of its processes do so. Exit codes are those of
+// product_process.h.
 
 #include <exception>
 #include <iostream>
 
 #include "mlxo_version.h"
 #include "product/process/product_process.h"
+#include "product/process/service.h"
 #include "product/process/stop_signal.h"
 
 namespace {
@@ -18,8 +20,15 @@ ExitCode Run(std::span<char* const> arguments) {
         PrintUsage(std::cerr);
         return ExitCode::kUsage;
     }
-    if (options->stop) return StopProduct(options->folder, std::chrono::seconds(10));
-    StopSignal signal;
+    switch (options->mode) {
+        case ProgramMode::kStop:
+            return StopProduct(options->data, std::chrono::seconds(10));
+        case ProgramMode::kService:
+            return RunService(*options, arguments);
+        default:
+            break;
+    }
+    StopSignal signal(options->mode == ProgramMode::kScanner);
     return RunProduct(*options, [&](std::chrono::milliseconds time) { return signal.Wait(time); });
 }
 

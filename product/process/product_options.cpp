@@ -1,30 +1,64 @@
 #include "product/process/product_options.h"
 
+#include <charconv>
 #include <string_view>
+
+#include "product/state/places.h"
 
 namespace reference_product {
 namespace {
 
+using Place = std::filesystem::path ProductOptions::*;
+
 struct Option {
     std::string_view name;
-    std::filesystem::path ProductOptions::*member;
-    const char* in_folder;
+    Place member;
+    Place base;
+    const char* in_base;
 };
 
 constexpr Option kFiles[] = {
-    {"--rules", &ProductOptions::rules, "sample.rules"},
-    {"--settings", &ProductOptions::settings, "settings.json"},
-    {"--texts", &ProductOptions::texts, "texts.json"},
-    {"--resources", &ProductOptions::resources, "resources"},
-    {"--log", &ProductOptions::log, "product.log"},
-    {"--reports", &ProductOptions::reports, "reports.jsonl"},
+    {"--rules", &ProductOptions::rules, &ProductOptions::folder, "sample.rules"},
+    {"--settings", &ProductOptions::settings, &ProductOptions::data, "settings.json"},
+    {"--texts", &ProductOptions::texts, &ProductOptions::folder, "texts.json"},
+    {"--resources", &ProductOptions::resources, &ProductOptions::folder, "resources"},
+    {"--log", &ProductOptions::log, &ProductOptions::private_data, "product.log"},
+    {"--reports", &ProductOptions::reports, &ProductOptions::private_data, "reports.jsonl"},
 };
+
+constexpr struct {
+    std::string_view name;
+    ProgramMode mode;
+} kModes[] = {
+    {"--console", ProgramMode::kConsole},
+    {"--stop", ProgramMode::kStop},
+    {"--service", ProgramMode::kService},
+    {"--scanner", ProgramMode::kScanner},
+};
+
+bool TakeMode(ProductOptions& options, std::string_view name) {
+    for (const auto& each : kModes) {
+        if (each.name == name) return options.mode = each.mode, true;
+    }
+    return false;
+}
+
+bool TakeNumber(std::string_view text, std::uint32_t& number) {
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && rest == end;
+}
 
 std::filesystem::path* PathOption(ProductOptions& options, std::string_view name) {
     if (name == "--folder") return &options.folder;
+    if (name == "--data") return &options.data;
     for (const Option& option : kFiles)
         if (name == option.name) return &(options.*option.member);
     return nullptr;
+}
+
+void FillIn(std::filesystem::path& place, const std::filesystem::path& usual) {
+    if (place.empty()) place = usual;
 }
 
 }  // namespace
@@ -33,37 +67,49 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
     ProductOptions options;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view name = arguments[i];
-        if (name == "--stop") {
-            options.stop = true;
-            continue;
-        }
+        if (TakeMode(options, name)) continue;
         if (name == "--no-scan") {
             options.scans = false;
             continue;
         }
+        if (++i == arguments.size()) return std::nullopt;
+        const std::string_view value = arguments[i];
         if (name == "--silent-at" || name == "--stopped-at") {
-            const auto step = ++i < arguments.size() ? StepNamed(arguments[i]) : std::nullopt;
+            const auto step = StepNamed(value);
             if (!step) return std::nullopt;
             options.silence = Silence{*step, name == "--stopped-at"};
-            continue;
+        } else if (name == "--service-process") {
+            if (!TakeNumber(value, options.service_process)) return std::nullopt;
+        } else if (std::filesystem::path* const path = PathOption(options, name)) {
+            *path = value;
+        } else {
+            return std::nullopt;
         }
-        std::filesystem::path* const path = PathOption(options, name);
-        if (path == nullptr || ++i == arguments.size()) return std::nullopt;
-        *path = arguments[i];
     }
-    if (options.folder.empty()) return std::nullopt;
-    for (const Option& option : kFiles) {
-        std::filesystem::path& path = options.*option.member;
-        if (path.empty()) path = options.folder / option.in_folder;
+    const bool is_scanner = options.mode == ProgramMode::kScanner;
+    const bool is_services = is_scanner || options.mode == ProgramMode::kService;
+    if (is_scanner != (options.service_process != 0)) return std::nullopt;
+    if (is_services) {
+        FillIn(options.folder, ModuleFolder());
+        FillIn(options.data, CommonDataFolder());
+        options.private_data = options.data / "private";
+    } else {
+        FillIn(options.data, options.folder);
+        options.private_data = options.folder;
     }
+    if (options.folder.empty() || options.data.empty()) return std::nullopt;
+    options.users = options.data / "users";
+    for (const Option& option : kFiles)
+        FillIn(options.*option.member, options.*option.base / option.in_base);
     return options;
 }
 
 void PrintUsage(std::ostream& out) {
-    out << "usage: mlxo_product --folder DIR [--rules FILE] [--settings FILE] [--texts FILE]\n"
-           "                    [--resources DIR] [--log FILE] [--reports FILE]\n"
+    out << "usage: mlxo_product [--console] --folder DIR [--rules FILE] [--settings FILE]\n"
+           "                    [--texts FILE] [--resources DIR] [--log FILE] [--reports FILE]\n"
            "                    [--no-scan] [--silent-at STEP | --stopped-at STEP]\n"
-           "       mlxo_product --folder DIR --stop\n";
+           "       mlxo_product --folder DIR --stop\n"
+           "       mlxo_product --service [--data DIR]\n";
 }
 
 }  // namespace reference_product

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <ostream>
@@ -9,18 +10,30 @@
 
 namespace reference_product {
 
-// The command line of the product's program. Files that it does not name lie in the folder.
+// What the program is started as.
+enum class ProgramMode {
+    kConsole,  // the product's process of the user who starts it, for development
+    kStop,     // asks the running --console to stop
+    kService,  // the service: starts the scanner and restarts it when it ends
+    kScanner,  // the product's process, as the service starts it
+};
+
+// The command line of the product's program. What it does not name lies where the comments say.
 struct ProductOptions {
-    bool stop = false;  // stop the running process instead of becoming it
-    bool scans = true;  // otherwise every check returns at once
+    ProgramMode mode = ProgramMode::kConsole;
+    bool scans = true;                  // otherwise every check returns at once
+    std::uint32_t service_process = 0;  // of --scanner: the service that has started it
     std::optional<Silence> silence;
-    std::filesystem::path folder;
-    std::filesystem::path rules;      // sample.rules
-    std::filesystem::path settings;   // settings.json
-    std::filesystem::path texts;      // texts.json
-    std::filesystem::path resources;  // resources
-    std::filesystem::path log;        // product.log
-    std::filesystem::path reports;    // reports.jsonl
+    std::filesystem::path folder;  // what is installed; the service's: that of the program
+    std::filesystem::path data;    // running.json; the service's: CommonDataFolder, else `folder`
+    std::filesystem::path users;   // a file for each user: in `data`, "users"
+    std::filesystem::path private_data;  // the service's: in `data`, "private"; else `folder`
+    std::filesystem::path rules;         // in `folder`, sample.rules
+    std::filesystem::path settings;      // in `data`, settings.json
+    std::filesystem::path texts;         // in `folder`, texts.json
+    std::filesystem::path resources;     // in `folder`, resources
+    std::filesystem::path log;           // in `private_data`, product.log
+    std::filesystem::path reports;       // in `private_data`, reports.jsonl
 };
 
 // Gives nothing for malformed arguments. `arguments` lack the program's name.

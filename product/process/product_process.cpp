@@ -1,6 +1,7 @@
 #include "product/process/product_process.h"
 
 #include <iostream>
+#include <random>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -14,6 +15,7 @@
 #include "product/settings_window_service.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
+#include "product/state/text_file.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/object.h"
 #include "vek/core/result_text.h"
@@ -27,6 +29,9 @@ namespace remoting = vek::remoting;
 
 // The pause between two looks at the folder for a request to stop.
 constexpr std::chrono::milliseconds kLookAround{50};
+
+// A service's scanner is told, and need not look.
+constexpr std::chrono::seconds kScannersPause{10};
 
 // The longest wait for checks under way. They end by themselves, as their callers are gone.
 constexpr std::chrono::seconds kLastChecks{5};
@@ -101,12 +106,22 @@ private:
     const ReachStep reach_;
 };
 
-// Lets processes of this user reach `locator`, at the local id of this process. The log is told who
-// comes and goes.
-std::unique_ptr<remoting::Server> Serve(vek::RefPtr<plugins::IServiceLocator> locator,
+// Who is served, and where: a service's scanner serves all, at a local id that nobody can take
+// before it.
+void SetPeers(const ProductOptions& options, remoting::ServerConfig& config) {
+    config.endpoint.local_id = vek::platform::CurrentProcessId();
+    if (options.mode != ProgramMode::kScanner) return;
+    std::random_device random;
+    config.endpoint.local_id = std::uniform_int_distribution<std::uint32_t>(1)(random);
+    config.transport.peer_account = remote::kAnyAccount;
+}
+
+// Lets others reach `locator`. The log is told who comes and goes.
+std::unique_ptr<remoting::Server> Serve(const ProductOptions& options,
+                                        vek::RefPtr<plugins::IServiceLocator> locator,
                                         const Log& log, const ReachStep& reach) {
     remoting::ServerConfig config;
-    config.endpoint.local_id = vek::platform::CurrentProcessId();
+    SetPeers(options, config);
     config.connection.factories = plugins::remoting::RemoteInterfaces();
     config.connection.master = std::make_shared<Master>(std::move(locator), reach);
     config.on_connected = [log, reach](std::uint32_t process_id) {
@@ -135,19 +150,37 @@ bool IsServed(const RunFolder& folder) noexcept {
     }
 }
 
-void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
-                       const RunFolder& folder, const Log& log) {
+void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait, const Log& log) {
     const ReachStep reach = MakeReachStep(options.silence);
-    const auto server = Serve(MakeServices(options, log, reach), log, reach);
+    const auto server = Serve(options, MakeServices(options, log, reach), log, reach);
     const remote::Endpoint address = server->endpoint();
     const std::uint32_t id = vek::platform::CurrentProcessId();
-    const RunningProduct self{id, ProcessStart(id).value_or(0), address.local_id, address.tcp_port};
-    const Publication publication(folder, self);
-    log("started: process " + std::to_string(id) + ", local id " +
-        std::to_string(address.local_id) + ", port " + std::to_string(address.tcp_port));
-    while (!wait(kLookAround) && !folder.StopRequested(self)) {
+    const auto log_start = [&] {
+        log("started: process " + std::to_string(id) + ", local id " +
+            std::to_string(address.local_id) + ", port " + std::to_string(address.tcp_port));
+    };
+    if (options.mode == ProgramMode::kScanner) {  // the service withdraws it
+        ScannerFile(options.data).Publish({options.service_process, id, address.local_id});
+        log_start();
+        while (!wait(kScannersPause)) {
+        }
+    } else {
+        const RunFolder folder(options.data);
+        const RunningProduct self{id, ProcessStart(id).value_or(0), address.local_id,
+                                  address.tcp_port};
+        const Publication publication(folder, self);
+        log_start();
+        while (!wait(kLookAround) && !folder.StopRequested(self)) {
+        }
     }
     log("stopping");
+}
+
+// The settings of all are the service's, from those that are installed.
+void WriteDefaultSettings(const ProductOptions& options) {
+    if (exists(options.settings)) return;
+    if (const auto text = ReadTextFile(options.folder / "settings.json"))
+        ReplaceTextFile(options.settings, *text);
 }
 
 // Waits until the served objects are released: a process must not end under its threads. Gives the
@@ -166,16 +199,18 @@ std::uint32_t AwaitRelease(std::uint32_t before) {
 
 ExitCode RunProduct(const ProductOptions& options, const WaitForSignal& wait) {
     try {
-        std::filesystem::create_directories(options.folder);
-        const RunFolder folder(options.folder);
+        const bool is_scanner = options.mode == ProgramMode::kScanner;
+        if (!is_scanner) std::filesystem::create_directories(options.data);
         const Log log = OpenLog(options.log);
         try {
-            if (IsServed(folder)) {
+            if (is_scanner) {
+                WriteDefaultSettings(options);
+            } else if (IsServed(RunFolder(options.data))) {
                 std::cerr << "a product runs in this folder already\n";
                 return ExitCode::kRunsAlready;
             }
             const std::uint32_t before = vek::LiveObjectCount();
-            ServeUntilStopped(options, wait, folder, log);
+            ServeUntilStopped(options, wait, log);
             log("objects left: " + std::to_string(AwaitRelease(before)));
             log("stopped");
             return ExitCode::kStopped;

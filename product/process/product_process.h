@@ -16,13 +16,15 @@ enum class ExitCode : int {
     kUsage = 2,
     kRunsAlready = 3,  // another process serves this folder
     kDoesNotStop = 4,  // with --stop: the process was asked to stop and still runs
+    kRefused = 5,      // the data folder is not the service's own; the event log says why
 };
 
 // A function that waits for a signal to stop; false when the time is over.
 using WaitForSignal = std::function<bool(std::chrono::milliseconds)>;
 
-// Offers the services to processes of this user until a signal or a request stops it. The log gets
-// start and stop, connections, and each check with what was found, changed and failed.
+// Offers the services until a signal or, in --console, a request stops it: to processes of this
+// user, as --scanner to every user's. The log gets start and stop, connections, and each check with
+// what was found, changed and failed.
 ExitCode RunProduct(const ProductOptions& options, const WaitForSignal& wait);
 
 // Asks the process that runs in the folder to stop, and waits at most `patience` for its end.

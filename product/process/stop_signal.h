@@ -5,11 +5,12 @@
 
 namespace reference_product {
 
-// Takes the signals to stop the process: SIGINT and SIGTERM, or Ctrl-C and Ctrl-Break on Windows.
-// A process has one, made before its other threads.
+// Takes the signals to stop the process: SIGINT and SIGTERM, or Ctrl-C and Ctrl-Break on Windows,
+// where a service's child is stopped by the end of its standard input. A process has one, made
+// before its other threads.
 class StopSignal {
 public:
-    StopSignal();
+    explicit StopSignal(bool is_services_child);
     ~StopSignal();
     StopSignal(const StopSignal&) = delete;
     StopSignal& operator=(const StopSignal&) = delete;

@@ -11,7 +11,7 @@ struct StopSignal::State {
 };
 
 // A blocked signal stays pending until it is waited for. Threads made later inherit the mask.
-StopSignal::StopSignal() : state_(std::make_unique<State>()) {
+StopSignal::StopSignal(bool) : state_(std::make_unique<State>()) {
     ::sigemptyset(&state_->taken);
     ::sigaddset(&state_->taken, SIGINT);
     ::sigaddset(&state_->taken, SIGTERM);

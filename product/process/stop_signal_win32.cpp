@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include <stdexcept>
+#include <thread>
 
 #include "product/process/stop_signal.h"
 #include "vek/platform/handle_win32.h"
@@ -16,15 +17,34 @@ BOOL WINAPI OnConsoleEvent(DWORD) {
     return TRUE;
 }
 
+// The pipe's other end is the service's, and is closed at the latest with its process.
+void AwaitEndOfInput() noexcept {
+    const HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
+    char byte;
+    DWORD count = 0;
+    while (::ReadFile(input, &byte, 1, &count, nullptr) != FALSE && count != 0) {
+    }
+}
+
 }  // namespace
 
 struct StopSignal::State {
-    vek::platform::UniqueHandle event{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    // Shared with the thread that reads.
+    const std::shared_ptr<const vek::platform::UniqueHandle> event =
+        std::make_shared<vek::platform::UniqueHandle>(
+            ::CreateEventW(nullptr, TRUE, FALSE, nullptr));
 };
 
-StopSignal::StopSignal() : state_(std::make_unique<State>()) {
-    if (!state_->event) throw std::runtime_error("no event for the console's signals");
-    stop_event = state_->event.get();
+StopSignal::StopSignal(bool is_services_child) : state_(std::make_unique<State>()) {
+    if (!*state_->event) throw std::runtime_error("no event for the signals to stop");
+    stop_event = state_->event->get();
+    if (is_services_child) {
+        std::thread([event = state_->event] {
+            AwaitEndOfInput();
+            ::SetEvent(event->get());
+        }).detach();
+        return;
+    }
     // Fails in a process without a console, which is stopped by request alone.
     ::SetConsoleCtrlHandler(&OnConsoleEvent, TRUE);
 }
@@ -35,7 +55,7 @@ StopSignal::~StopSignal() {
 }
 
 bool StopSignal::Wait(std::chrono::milliseconds time) {
-    return ::WaitForSingleObject(state_->event.get(), static_cast<DWORD>(time.count())) ==
+    return ::WaitForSingleObject(state_->event->get(), static_cast<DWORD>(time.count())) ==
            WAIT_OBJECT_0;
 }
 

@@ -1,5 +1,5 @@
 #include "product/product_info/factory.h"
-#include "product/product_info/module_folder.h"
+#include "product/state/places.h"
 #include "vek/core/border.h"
 #include "vek/core/ref_ptr.h"
 

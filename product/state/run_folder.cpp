@@ -87,4 +87,30 @@ bool RunFolder::StopRequested(const RunningProduct& self) const noexcept {
     return Names(stop_, self);
 }
 
+std::optional<ServiceScanner> ScannerFile::ScannerOf(std::uint32_t service) const noexcept {
+    try {
+        const json value = json::parse(ReadTextFile(path_).value_or(""));
+        RequireMembers(value, {"service", "process_id", "local_id"});
+        const ServiceScanner scanner{RequireNumber<std::uint32_t>(value, "service"),
+                                     RequireNumber<std::uint32_t>(value, "process_id"),
+                                     RequireNumber<std::uint32_t>(value, "local_id")};
+        if (scanner.service != service || scanner.process_id == 0 || scanner.local_id == 0)
+            return std::nullopt;
+        return scanner;
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
+void ScannerFile::Publish(const ServiceScanner& self) const {
+    const json value{
+        {"service", self.service}, {"process_id", self.process_id}, {"local_id", self.local_id}};
+    ReplaceTextFile(path_, value.dump(1) + '\n');
+}
+
+void ScannerFile::Withdraw() const noexcept {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+}
+
 }  // namespace reference_product

@@ -5,6 +5,8 @@
 //   running.json  names the running process and its address; written when the process is ready,
 //                 removed when it stops
 //   stop.json     asks the process that it names to stop
+//
+// A service's scanner is found through a running.json of another form (ScannerFile).
 
 #include <cstdint>
 #include <filesystem>
@@ -49,5 +51,34 @@ private:
 
 // Tells whether the process still runs.
 bool IsAlive(const RunningProduct& product);
+
+// A service's scanner, which can be reached.
+struct ServiceScanner {
+    std::uint32_t service = 0;     // the service's process
+    std::uint32_t process_id = 0;  // the scanner's
+    std::uint32_t local_id = 0;    // its address
+
+    bool operator==(const ServiceScanner&) const = default;
+};
+
+// The running.json of the common data folder, which only the service can write. It counts for as
+// long as the service control manager names the service's process that it names: nobody opens a
+// process. Any thread of any process may use one.
+class ScannerFile {
+public:
+    explicit ScannerFile(const std::filesystem::path& data) : path_(data / "running.json") {}
+
+    // Gives the scanner of the service that runs as `service`; nothing when the file is missing or
+    // malformed or names another.
+    std::optional<ServiceScanner> ScannerOf(std::uint32_t service) const noexcept;
+
+    // For the scanner, when it can be reached. Raises std::runtime_error.
+    void Publish(const ServiceScanner& self) const;
+    // For the service, when no scanner runs. Removes what is there, whoever wrote it.
+    void Withdraw() const noexcept;
+
+private:
+    const std::filesystem::path path_;
+};
 
 }  // namespace reference_product

@@ -1,6 +1,6 @@
-#include <dlfcn.h>
+#include "product/state/places.h"
 
-#include "product/product_info/module_folder.h"
+#include <dlfcn.h>
 
 namespace reference_product {
 
@@ -9,5 +9,9 @@ std::filesystem::path ModuleFolder() {
     if (::dladdr(reinterpret_cast<const void*>(&ModuleFolder), &module) == 0) return {};
     return std::filesystem::path(module.dli_fname).parent_path();
 }
+
+std::filesystem::path CommonDataFolder() { return {}; }
+
+std::filesystem::path UserDataFolder() { return {}; }
 
 }  // namespace reference_product

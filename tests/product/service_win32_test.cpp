@@ -1,0 +1,198 @@
+// The product as a real service. What this does to the machine is for Wine's prefix alone, where a
+// service runs as the user.
+
+#include <gmock/gmock.h>
+#include <windows.h>
+// After windows.h, which it needs.
+#include <aclapi.h>
+
+#include "common/loader/product_loader.h"
+#include "product/process/product_process.h"
+#include "product/state/places.h"
+#include "product/state/process_start.h"
+#include "remote/rpc/identity_win32.h"
+#include "tests/product/product_folder.h"
+#include "vek/platform/handle_win32.h"
+
+namespace reference_product {
+namespace {
+
+namespace fs = std::filesystem;
+namespace result = vek::result;
+using plugins::product_info::ProductProcess;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr wchar_t kName[] = L"MlxoMailProtectionTest";
+constexpr wchar_t kKey[] = L"SOFTWARE\\QZ\\Mail Plugin";
+
+class ServiceTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!remote::IsWine()) GTEST_SKIP();
+        fs::remove_all(data_.parent_path());
+        // A path with a blank, as an installed program's.
+        fs::copy(PathOf(product_.path()), installed_);
+        const std::string name(std::begin(kName), std::end(kName) - 1);
+        ReplaceTextFile(installed_ / "product_info.json", R"({"Service": ")" + name + "\"}");
+        ReplaceTextFile(installed_ / "settings.json", "{}");
+        const std::wstring line =
+            L"\"" + (installed_ / "mlxo_product.exe").wstring() + L"\" --service";
+        manager_ = ::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+        service_ =
+            ::CreateServiceW(manager_, kName, kName, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
+                             SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, line.c_str(), nullptr,
+                             nullptr, nullptr, nullptr, nullptr);
+        ASSERT_NE(service_, nullptr) << ::GetLastError();
+        const std::string account = remote::TheIdentitySource().Self()->account;
+        ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, "SOFTWARE\\QZ\\Mail Plugin", "ProcessAccount", REG_SZ,
+                          account.c_str(), static_cast<DWORD>(account.size() + 1));
+    }
+    void TearDown() override {
+        if (service_ == nullptr) return;
+        Stop();
+        ::DeleteService(service_);
+        ::CloseServiceHandle(service_);
+        ::CloseServiceHandle(manager_);
+        ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"ProcessAccount");
+        fs::remove_all(data_.parent_path());
+    }
+
+    SERVICE_STATUS_PROCESS Status() const {
+        SERVICE_STATUS_PROCESS status{};
+        DWORD size = 0;
+        ::QueryServiceStatusEx(service_, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
+                               sizeof status, &size);
+        return status;
+    }
+    // Whether it is stopped; how long that took, in `took`.
+    bool Stop() {
+        const auto begun = steady_clock::now();
+        SERVICE_STATUS status;
+        const bool stopped =
+            ::ControlService(service_, SERVICE_CONTROL_STOP, &status) != FALSE &&
+            tests::ProductFolder::Soon([&] { return Status().dwCurrentState == SERVICE_STOPPED; });
+        took_ = std::chrono::duration_cast<milliseconds>(steady_clock::now() - begun);
+        return stopped;
+    }
+    vek::result_t Find() {
+        return vek::AtBorder([&] { found_ = FindProduct(environment_); });
+    }
+    // Waits until it is found, as another process than it was.
+    bool IsFound() {
+        const std::uint32_t before = found_.address.process_id;
+        return tests::ProductFolder::Soon(
+            [&] { return Find() == result::kOk && found_.address.process_id != before; });
+    }
+    static void Kill(DWORD id) {
+        const vek::platform::UniqueHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, id));
+        EXPECT_NE(::TerminateProcess(process.get(), 7), FALSE) << id;
+    }
+    static bool Suspend(DWORD id) {
+        const vek::platform::UniqueHandle process(::OpenProcess(PROCESS_SUSPEND_RESUME, FALSE, id));
+        const auto suspend = reinterpret_cast<LONG(WINAPI*)(HANDLE)>(reinterpret_cast<void*>(
+            ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtSuspendProcess")));
+        return suspend(process.get()) == 0;
+    }
+    std::string log() const { return tests::ReadFile(data_ / "private" / "product.log"); }
+
+    const fs::path data_ = CommonDataFolder();
+    const tests::ProductFolder product_{""};
+    const tests::TemporaryFolder folder_;
+    const fs::path installed_ = folder_.path() / "Mail Plugin";
+    tests::InstalledAt registry_{tests::Utf8(installed_ / "product_info.dll")};
+    const plugins::product_info::LibraryEnvironment environment_{
+        .registry = registry_,
+        .tracer = nullptr,
+        .keeper = std::make_shared<plugins::product_info::LibraryKeeper>()};
+    SC_HANDLE manager_ = nullptr, service_ = nullptr;
+    ProductProcess found_;
+    milliseconds took_{};
+};
+
+TEST_F(ServiceTest, IsFoundComesBackAndStops) {
+    EXPECT_EQ(Find(), result::kNotReady);
+    ASSERT_NE(::StartServiceW(service_, 0, nullptr), FALSE) << ::GetLastError();
+    ASSERT_TRUE(IsFound()) << log();
+    EXPECT_EQ(found_.account, remote::TheIdentitySource().Self()->account);
+    EXPECT_EQ(tests::ReadFile(data_ / "settings.json"), "{}");
+    const DWORD parent = Status().dwProcessId, first = found_.address.process_id;
+    EXPECT_NE(parent, first);
+
+    auto begun = steady_clock::now();
+    Kill(first);
+    ASSERT_TRUE(IsFound()) << log();
+    const auto away = std::chrono::duration_cast<milliseconds>(steady_clock::now() - begun);
+    RecordProperty("away", static_cast<int>(away.count()));
+    EXPECT_GE(away, milliseconds(1000));
+    EXPECT_LT(away, milliseconds(3000));
+    EXPECT_EQ(Status().dwProcessId, parent);
+    EXPECT_THAT(log(),
+                testing::HasSubstr("scanner ended: exit code 7; it is started again in 1000 ms"));
+    {
+        plugins::loader::LoaderFactory make = plugins::loader::ProductLoaderFactory(environment_);
+        vek::RefPtr<plugins::ILoader> loader;
+        ASSERT_EQ(make(loader), result::kOk);
+        vek::RefPtr<plugins::IServiceLocator> locator;
+        EXPECT_EQ(loader->GetInterface(plugins::IServiceLocator::kInterfaceId, locator.put_void()),
+                  result::kOk)
+            << log();
+    }
+
+    ASSERT_TRUE(Stop());
+    RecordProperty("stop", static_cast<int>(took_.count()));
+    EXPECT_LT(took_, milliseconds(1000));
+    EXPECT_THAT(log(), testing::EndsWith("scanner ended: exit code 0; service stopped\n"));
+    EXPECT_FALSE(ProcessStart(found_.address.process_id));
+    EXPECT_EQ(Find(), result::kNotReady);
+
+    // A scanner that does not end when it is asked, and one whose service is killed. (Wine's
+    // manager goes on saying that such a one runs.)
+    ASSERT_NE(::StartServiceW(service_, 0, nullptr), FALSE) << ::GetLastError();
+    ASSERT_TRUE(IsFound()) << log();
+    ASSERT_TRUE(Suspend(found_.address.process_id));
+    ASSERT_TRUE(Stop());
+    EXPECT_LT(took_, milliseconds(1000));
+    EXPECT_THAT(log(), testing::EndsWith("ended by force; service stopped\n"));
+    EXPECT_FALSE(ProcessStart(found_.address.process_id));
+    ASSERT_NE(::StartServiceW(service_, 0, nullptr), FALSE) << ::GetLastError();
+    ASSERT_TRUE(IsFound()) << log();
+    Kill(Status().dwProcessId);
+    EXPECT_TRUE(
+        tests::ProductFolder::Soon([&] { return !ProcessStart(found_.address.process_id); }));
+}
+
+TEST_F(ServiceTest, RefusesAFolderThatOthersCanChange) {
+    wchar_t everyone[] = L"Everyone";
+    const struct {
+        fs::path path;
+        DWORD rights;
+    } kPlanted[] = {{data_, FILE_ALL_ACCESS},
+                    {data_ / "private", FILE_GENERIC_READ},
+                    {data_ / "private" / "kept", FILE_GENERIC_WRITE}};
+    for (const auto& planted : kPlanted) {
+        SCOPED_TRACE(planted.path);
+        fs::remove_all(data_.parent_path());
+        fs::create_directories(planted.path);
+        EXPLICIT_ACCESSW access{};
+        ::BuildExplicitAccessWithNameW(&access, everyone, planted.rights, SET_ACCESS, 0);
+        PACL list = nullptr;
+        PSECURITY_DESCRIPTOR security = nullptr;
+        std::wstring path = planted.path.wstring();
+        ::GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                                nullptr, &list, nullptr, &security);
+        ::SetEntriesInAclW(1, &access, list, &list);
+        ASSERT_EQ(::SetNamedSecurityInfoW(path.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                          nullptr, nullptr, list, nullptr),
+                  0u);
+        ::StartServiceW(service_, 0, nullptr);
+        EXPECT_TRUE(
+            tests::ProductFolder::Soon([&] { return Status().dwCurrentState == SERVICE_STOPPED; }));
+        EXPECT_EQ(Status().dwWin32ExitCode, DWORD{ERROR_SERVICE_SPECIFIC_ERROR});
+        EXPECT_EQ(Status().dwServiceSpecificExitCode, static_cast<DWORD>(ExitCode::kRefused));
+        EXPECT_FALSE(exists(data_ / "private" / "product.log"));
+    }
+}
+
+}  // namespace
+}  // namespace reference_product
