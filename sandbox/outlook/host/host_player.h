@@ -24,7 +24,7 @@ struct HostOptions {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the messages in "after", as they are in the end
     std::filesystem::path rules;
-    std::filesystem::path product;  // its folder
+    std::filesystem::path product;  // its folder, where its reports are
     std::string version = "15";     // Outlook's
     std::string store = "usual";    // of store_traits.h
     Ending ending = Ending::kNotified;

@@ -6,10 +6,11 @@
 //   mlxo_host --cycles N COMMON
 //   mlxo_host --exits N COMMON
 //
-// COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME]
-// [--product-option TEXT [--product-value TEXT]]. --product is the folder of an installed product,
-// whose process is started and stopped here; its first start has that option besides. scenario.md
-// says what each way is.
+// COMMON is --messages DIR --out DIR --rules FILE (--product DIR | --reports DIR)
+// [--outlook VERSION] [--store NAME] [--product-option TEXT [--product-value TEXT]]. --product is
+// the folder of an installed product, whose process is started and stopped here; its first start
+// has that option besides. --reports is where a product that others start and stop puts its
+// reports. scenario.md says what each way is.
 
 #include <windows.h>
 
@@ -48,9 +49,9 @@ constexpr std::array<std::string_view, 6> kWays = {"--scenario", "--soak",  "--t
 
 // Nothing for arguments that cannot be understood.
 bool Parse(int argc, char** argv, CommandLine& arguments) {
-    constexpr std::array<std::string_view, 11> kNames = {
-        "--seed",  "--ending",         "--messages",      "--out",   "--rules",  "--product",
-        "--stamp", "--product-option", "--product-value", "--store", "--outlook"};
+    constexpr std::array<std::string_view, 12> kNames = {
+        "--seed",  "--ending",         "--messages",      "--out",   "--rules",   "--product",
+        "--stamp", "--product-option", "--product-value", "--store", "--outlook", "--reports"};
     for (int i = 1; i < argc; i += 2) {
         const bool known = std::ranges::find(kNames, argv[i]) != kNames.end() ||
                            std::ranges::find(kWays, argv[i]) != kWays.end();
@@ -59,7 +60,8 @@ bool Parse(int argc, char** argv, CommandLine& arguments) {
     }
     return std::ranges::count_if(kWays, [&](auto way) { return arguments.contains(way); }) == 1 &&
            arguments.contains("--messages") && arguments.contains("--out") &&
-           arguments.contains("--rules") && arguments.contains("--product");
+           arguments.contains("--rules") &&
+           arguments.contains("--product") != arguments.contains("--reports");
 }
 
 Ending EndingOf(const std::string& name) {
@@ -94,6 +96,10 @@ bool Run(CommandLine& arguments) {
     options.out = PathOf(arguments["--out"]);
     options.rules = PathOf(arguments["--rules"]);
     options.product = PathOf(arguments["--product"]);
+    if (const std::string& reports = arguments["--reports"]; !reports.empty()) {
+        options.product = PathOf(reports);
+        options.starts_product = false;
+    }
     if (const std::string& version = arguments["--outlook"]; !version.empty())
         options.version = version;
     if (const std::string& name = arguments["--store"]; !name.empty()) options.store = name;
@@ -144,7 +150,8 @@ int main(int argc, char** argv) {
         std::cerr << "usage: mlxo_host (--scenario FILE [--ending exit | unticked] | --soak EVENTS "
                      "[--seed N] |\n"
                      "                  --time ROUNDS | --cycles N | --exits N)\n"
-                     "                 --messages DIR --out DIR --rules FILE --product DIR\n"
+                     "                 --messages DIR --out DIR --rules FILE\n"
+                     "                 (--product DIR | --reports DIR)\n"
                      "                 [--outlook VERSION] [--store NAME]\n";
         return kUsage;
     }
