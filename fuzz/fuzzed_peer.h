@@ -121,7 +121,7 @@ public:
         if (const auto connection = connection_.lock()) connection->OnTransportClosed(reason);
     }
     bool IsOpen() const noexcept override { return open_; }
-    std::uint32_t peer_process_id() const noexcept override { return 1; }
+    const remote::PeerIdentity& peer() const noexcept override { return identity_; }
 
 private:
     std::vector<std::byte> Bytes() {
@@ -156,6 +156,7 @@ private:
         return stub ? stub->factory->interface_id : input_.ConsumeIntegral<std::uint32_t>();
     }
 
+    const remote::PeerIdentity identity_;
     FuzzedDataProvider& input_;
     const std::weak_ptr<vek::remoting::Connection> connection_;
     bool open_ = true;

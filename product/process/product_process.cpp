@@ -7,12 +7,7 @@
 #include <utility>
 
 #include "common/remoting/remote_interfaces.h"
-#include "product/in_process_product.h"
-#include "product/localization_service.h"
-#include "product/mail_scanner.h"
-#include "product/report_lines.h"
-#include "product/settings_service.h"
-#include "product/settings_window_service.h"
+#include "product/process/product_services.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
@@ -36,14 +31,6 @@ constexpr std::chrono::seconds kScannersPause{10};
 // The longest wait for checks under way. They end by themselves, as their callers are gone.
 constexpr std::chrono::seconds kLastChecks{5};
 
-std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
-    ParsedRules parsed = LoadRules(rules);
-    std::string errors;
-    for (const RuleError& error : parsed.errors) errors += ToText(error) + '\n';
-    if (!errors.empty()) throw std::runtime_error(errors);
-    return std::make_shared<ScannerEngine>(std::move(parsed.rules));
-}
-
 // Names the process in the folder for as long as it can be reached.
 class Publication {
 public:
@@ -60,28 +47,7 @@ private:
     const RunningProduct& self_;
 };
 
-vek::RefPtr<plugins::IServiceLocator> MakeServices(const ProductOptions& options, const Log& log,
-                                                   const ReachStep& reach) {
-    // Owned by the scanner, which a caller may keep longer than the server lives.
-    auto reports = std::make_shared<ReportWriter>(options.reports);
-    vek::RefPtr<plugins::mail_processing::IMailScanner> scanner =
-        vek::MakeObject<MailScanner>(LoadEngine(options.rules), [log, reports](const auto& report) {
-            const std::uint32_t number = reports->Write(report);
-            log("check " + std::to_string(number) + ": " + ToText(report));
-        });
-    if (!options.scans)
-        scanner = vek::MakeObject<ScriptedScanner>([](bool, auto&) { return vek::result::kOk; });
-    auto services = vek::MakeObject<InProcessProduct>(WithSteps(scanner, reach));
-    using namespace plugins::product;
-    services->Offer(IProductSettings::kInterfaceId,
-                    WithSteps(vek::MakeObject<SettingsService>(options.settings, log), reach));
-    services->Offer(ILocalization::kInterfaceId,
-                    vek::MakeObject<LocalizationService>(options.texts, options.resources, log));
-    services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(log));
-    return WithSteps(std::move(services), reach);
-}
-
-// Gives the services to every process that connects.
+// Gives the services to one process that has connected.
 class Master final : public remoting::MasterObject {
 public:
     Master(vek::RefPtr<plugins::IServiceLocator> locator, ReachStep reach) noexcept
@@ -106,24 +72,27 @@ private:
     const ReachStep reach_;
 };
 
-// Who is served, and where: a service's scanner serves all, at a local id that nobody can take
-// before it.
+// Who is served, and where: by a service's scanner whoever works at this machine, at a local id
+// that nobody can take before it.
 void SetPeers(const ProductOptions& options, remoting::ServerConfig& config) {
     config.endpoint.local_id = vek::platform::CurrentProcessId();
     if (options.mode != ProgramMode::kScanner) return;
     std::random_device random;
     config.endpoint.local_id = std::uniform_int_distribution<std::uint32_t>(1)(random);
-    config.transport.peer_account = remote::kAnyAccount;
+    config.transport.peer_account = remote::kInteractiveUsers;
 }
 
-// Lets others reach `locator`. The log is told who comes and goes.
-std::unique_ptr<remoting::Server> Serve(const ProductOptions& options,
-                                        vek::RefPtr<plugins::IServiceLocator> locator,
-                                        const Log& log, const ReachStep& reach) {
+// Lets others reach the services. The log is told who comes and goes.
+std::unique_ptr<remoting::Server> Serve(const ProductOptions& options, const Log& log) {
+    const ReachStep reach = MakeReachStep(options.silence);
     remoting::ServerConfig config;
     SetPeers(options, config);
     config.connection.factories = plugins::remoting::RemoteInterfaces();
-    config.connection.master = std::make_shared<Master>(std::move(locator), reach);
+    config.master_for = [services = std::make_shared<ProductServices>(options, log, reach),
+                         reach](const remote::PeerIdentity& peer) {
+        return std::make_shared<Master>(
+            services->MakeServices({peer.process_id, peer.session_id, peer.account}), reach);
+    };
     config.on_connected = [log, reach](std::uint32_t process_id) {
         if (reach) reach(Step::kAccept);
         log("connected: process " + std::to_string(process_id));
@@ -151,8 +120,7 @@ bool IsServed(const RunFolder& folder) noexcept {
 }
 
 void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait, const Log& log) {
-    const ReachStep reach = MakeReachStep(options.silence);
-    const auto server = Serve(options, MakeServices(options, log, reach), log, reach);
+    const auto server = Serve(options, log);
     const remote::Endpoint address = server->endpoint();
     const std::uint32_t id = vek::platform::CurrentProcessId();
     const auto log_start = [&] {

@@ -149,8 +149,9 @@ public:
 private:
     vek::result_t GetScanner(const std::string& service, RemoteAddress& address) const {
         const std::optional<std::uint32_t> process = sources_.service_process(service);
-        if (!process) return result::kNotReady;
-        const auto scanner = ScannerFile(sources_.common_data()).ScannerOf(*process);
+        const std::filesystem::path data = sources_.common_data();
+        if (!process || data.empty()) return result::kNotReady;
+        const auto scanner = ScannerFile(data).ScannerOf(*process);
         if (!scanner) return result::kNotReady;
         address = {scanner->local_id, 0, 0, scanner->process_id};
         return result::kOk;

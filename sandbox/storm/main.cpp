@@ -103,7 +103,7 @@ public:
     }
     void Close(vek::result_t reason) noexcept override { inner_->Close(reason); }
     bool IsOpen() const noexcept override { return inner_->IsOpen(); }
-    std::uint32_t peer_process_id() const noexcept override { return inner_->peer_process_id(); }
+    const remote::PeerIdentity& peer() const noexcept override { return inner_->peer(); }
 
 private:
     Trouble& trouble_;

@@ -6,7 +6,7 @@
 
 #include "automation/automation_application.h"
 #include "mapi/property_tags.h"
-#include "sandbox/outlook/host/outlook_objects.h"
+#include "sandbox/outlook/host/application_object.h"
 #include "sandbox/outlook/object_model/host_outlook.h"
 #include "vek/core/text.h"
 

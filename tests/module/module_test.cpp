@@ -249,13 +249,24 @@ TEST_F(ModuleTest, RefusesLateCallsThatDoNotFit) {
         EXPECT_EQ(plan_.log.empty(), !connects) << plan_.log;
         EXPECT_EQ(info.Code(), call.result == DISP_E_EXCEPTION ? E_FAIL : DISP_E_EXCEPTION);
     }
-    DISPPARAMS nothing{};
-    EXPECT_EQ(
-        addin->Invoke(5, IID_NULL, 0, DISPATCH_PROPERTYGET, &nothing, nullptr, nullptr, nullptr),
-        DISP_E_MEMBERNOTFOUND);
-    EXPECT_EQ(
-        addin->Invoke(5, IID_IDispatch, 0, DISPATCH_METHOD, &nothing, nullptr, nullptr, nullptr),
-        DISP_E_UNKNOWNINTERFACE);
+    // Neither they nor the events of an item that is followed are anything but methods.
+    ASSERT_TRUE(product_.Start());
+    const auto connected = Connect(module);
+    const auto mail = vek::MakeObject<FakeObject>(plan_, iid::kMailItem);
+    outlook_->Raise(iid::kApplicationEvents11, 0xFBA7, {Dispatch(mail.get()).get()});
+    const auto sink = mail->sinks.at(iid::kItemEvents10.Data1);
+    plan_.log.clear();
+    for (const auto& [object, id] :
+         {std::pair{addin, DISPID{5}}, std::pair{sink, DISPID{0xF001}}}) {
+        const auto call = [&](REFIID kept, WORD kind) {
+            DISPPARAMS nothing{};
+            return object->Invoke(id, kept, 0, kind, &nothing, nullptr, nullptr, nullptr);
+        };
+        EXPECT_EQ(call(IID_NULL, DISPATCH_PROPERTYGET), DISP_E_MEMBERNOTFOUND);
+        EXPECT_EQ(call(IID_IDispatch, DISPATCH_METHOD), DISP_E_UNKNOWNINTERFACE);
+    }
+    EXPECT_EQ(plan_.log, "");
+    connected->OnDisconnection(0, nullptr);
     ::SafeArrayDestroy(none);
 }
 

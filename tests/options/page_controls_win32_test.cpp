@@ -112,10 +112,12 @@ protected:
         .services = services_, .settings = memory_, .tracer = tracer_, .policy = policy_};
 };
 
+UINT wrong_argument = 9;
+
 HRESULT Call(IDispatch& page, DISPID member, WORD flags, std::vector<VARIANT> arguments = {},
              VARIANT* result = nullptr, REFIID id = IID_NULL) {
     DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
-    return page.Invoke(member, id, 0, flags, &parameters, result, nullptr, nullptr);
+    return page.Invoke(member, id, 0, flags, &parameters, result, nullptr, &wrong_argument);
 }
 
 TEST_F(PageControlsTest, AnswerAsOneObjectToWhateverHostsAsk) {
@@ -162,6 +164,7 @@ TEST_F(PageControlsTest, AnswerAsOneObjectToWhateverHostsAsk) {
         {Call(*page, 0x2103, DISPATCH_METHOD), DISP_E_MEMBERNOTFOUND},
         {Call(*page, 0x2102, DISPATCH_METHOD, {}, nullptr, IID_IUnknown), DISP_E_UNKNOWNINTERFACE}};
     for (const auto& [code, expected] : kWrong) EXPECT_EQ(code, expected);
+    EXPECT_EQ(wrong_argument, 1u) << "the file";
 }
 
 TEST_F(PageControlsTest, ShowsStoresAndFollowsTheSettingsInOutlookAlone) {
@@ -191,8 +194,8 @@ TEST_F(PageControlsTest, ShowsStoresAndFollowsTheSettingsInOutlookAlone) {
             std::thread([&] { policy_->listener->OnSettingsChanged(); }).join();
         }
         EXPECT_TRUE(host->RunUntil([&] { return !::IsWindowVisible(host->Control(1143)); }));
-        EXPECT_EQ(host->slot_calls, 0);
         host->Close();
+        EXPECT_TRUE(host->IsLeft() && host->wrong_calls == 0);
         EXPECT_FALSE(policy_->listener);
     }
 }

@@ -108,7 +108,7 @@ protected:
     }
 
     void Read(const OutlookItemPtr& item) {
-        addin_->OnItemLoad(item);
+        item->Load([&] { addin_->OnItemLoad(item); });
         item->FireRead();
         item->FireUnload();
     }

@@ -12,7 +12,9 @@
 #include "product/state/process_start.h"
 #include "remote/rpc/identity_win32.h"
 #include "tests/product/product_folder.h"
+#include "vek/core/border.h"
 #include "vek/platform/handle_win32.h"
+#include "vek/platform/wide_win32.h"
 
 namespace reference_product {
 namespace {
@@ -45,8 +47,9 @@ protected:
                              nullptr, nullptr, nullptr, nullptr);
         ASSERT_NE(service_, nullptr) << ::GetLastError();
         const std::string account = remote::TheIdentitySource().Self()->account;
-        ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, "SOFTWARE\\QZ\\Mail Plugin", "ProcessAccount", REG_SZ,
-                          account.c_str(), static_cast<DWORD>(account.size() + 1));
+        ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"ProcessAccount", REG_SZ,
+                          vek::platform::ToWide(account).c_str(),
+                          static_cast<DWORD>(2 * account.size() + 2));
     }
     void TearDown() override {
         if (service_ == nullptr) return;

@@ -8,6 +8,8 @@ namespace {
 
 namespace result = vek::result;
 
+constexpr auto kMedium = remote::kMediumIntegrity;
+
 // In the place of the system while it exists, it says that all are this process, unless told
 // otherwise.
 struct ToldIdentity final : remote::IdentitySource {
@@ -24,7 +26,7 @@ struct ToldIdentity final : remote::IdentitySource {
         return server;
     }
     std::optional<remote::PeerIdentity> Self() override {
-        return remote::PeerIdentity{::GetCurrentProcessId(), 1, "S-1-5-21-1"};
+        return remote::PeerIdentity{::GetCurrentProcessId(), 1, "S-1-5-21-1", kMedium, true};
     }
 
     std::optional<remote::PeerIdentity> caller;
@@ -46,11 +48,12 @@ TEST(RpcIdentity, IsRequiredOfBothEndsAndOfEachCall) {
         {[](auto& told) { told.caller->account.clear(); }, "", result::kAccessDenied},
         {[](auto& told) { told.caller->session_id = 2; }, "", result::kAccessDenied},
         {[](auto& told) { told.caller->process_id += 4; }, "", result::kAccessDenied},
+        {[](auto& told) { --told.caller->integrity; }, "", result::kAccessDenied},
         {[](auto& told) { told.server = RPC_S_UNKNOWN_AUTHN_SERVICE; }, "", result::kAccessDenied},
         {[](auto&) {}, kService, result::kAccessDenied},
         // A service is in another session.
         {[](auto& told) {
-             told.caller = {::GetCurrentProcessId(), 0, kService};
+             told.caller = {::GetCurrentProcessId(), 0, kService, 0x4000, false};
          },
          kService, result::kOk},
     };
@@ -76,6 +79,29 @@ TEST(RpcIdentity, IsRequiredOfBothEndsAndOfEachCall) {
         EXPECT_EQ(tests::Ask(*client, "hello"), "failed");
         EXPECT_FALSE(client->IsOpen());
     }
+}
+
+TEST(RpcIdentity, OfWhomAServiceTakesIn) {
+    ToldIdentity told;
+    // What the system says of this process has all parts.
+    remote::SetIdentitySource(nullptr);
+    const auto own = remote::TheIdentitySource().Self();
+    EXPECT_TRUE(own && own->is_interactive && own->integrity >= kMedium &&
+                own->account.starts_with("S-"));
+    remote::SetIdentitySource(&told);
+    remote::TransportConfig config;
+    config.peer_account = remote::kInteractiveUsers;
+    const std::pair<remote::PeerIdentity, bool> kCases[] = {
+        {{8, 1, "S-1-5-21-1", kMedium, true}, true},
+        {{8, 2, "S-1-5-21-2", kMedium + 0x100, true}, true},  // another user's, elsewhere
+        {{8, 1, "S-1-5-21-1", kMedium - 1, true}, false},
+        {{8, 1, "S-1-5-21-1", kMedium, false}, false},
+        {{8, 1, "", kMedium, true}, false},
+        {{0, 1, "S-1-5-21-1", kMedium, true}, false},
+        {{}, false},
+    };
+    for (const auto& [peer, allowed] : kCases)
+        EXPECT_EQ(remote::IsPeerAllowed(peer, config), allowed) << &peer - &kCases[0].first;
 }
 
 // No caller of a port is told, and no server there can be required: only a test can.

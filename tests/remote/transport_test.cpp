@@ -33,7 +33,7 @@ TEST(Transport, CarriesPacketsOfEverySizeBothWays) {
     EXPECT_NE(at_port.listener->endpoint().tcp_port, 0);
     for (auto* end : {&at_port.client, &at_port.server}) {
         EXPECT_EQ(Ask(**end, "there"), "there");
-        EXPECT_EQ((*end)->peer_process_id(), vek::platform::CurrentProcessId());
+        EXPECT_EQ((*end)->peer().process_id, vek::platform::CurrentProcessId());
     }
 #endif
 }
@@ -228,7 +228,7 @@ TEST(Transport, NoticesThatThePeerIsKilled) {
         }));
 
         EXPECT_EQ(Ask(*transport, "back there"), "there");
-        EXPECT_NE(transport->peer_process_id(), vek::platform::CurrentProcessId());
+        EXPECT_NE(transport->peer().process_id, vek::platform::CurrentProcessId());
         std::thread caller([&] {
             const auto code = in_call ? Call(*transport, "hang") : result::kRemoteCallFailed;
             EXPECT_EQ(code, result::kRemoteCallFailed);

@@ -95,7 +95,7 @@ public:
         if (const auto own = own_.lock()) own->OnTransportClosed(reason);
     }
     bool IsOpen() const noexcept override { return open_; }
-    std::uint32_t peer_process_id() const noexcept override { return 1; }
+    const remote::PeerIdentity& peer() const noexcept override { return identity_; }
 
     bool supports_files = false;
     std::size_t handles_sent = 0;
@@ -104,6 +104,7 @@ public:
     result_t refusal = result::kOk;  // a failure is what requests are refused with, unseen
 
 private:
+    const remote::PeerIdentity identity_;
     std::weak_ptr<remote::RequestHandler> own_;
     std::weak_ptr<Loopback> peer_;
     std::atomic<bool> open_{true};

@@ -47,7 +47,12 @@ struct RemotingServer : MailFixture {
         config.agreement_limit = std::chrono::seconds(4);
         config.endpoint.local_id = vek::platform::CurrentProcessId();
         config.connection.factories = plugins::remoting::RemoteInterfaces();
-        config.connection.master = master;
+        config.transport.peer_account = remote::kInteractiveUsers;
+        config.master_for = [this](const remote::PeerIdentity& peer) {
+            const std::lock_guard guard(peers_lock);
+            peers.push_back(peer);
+            return peer.process_id == refused ? nullptr : master;
+        };
         EXPECT_EQ(remoting::Server::Start(std::move(config), server), result::kOk);
     }
 
@@ -63,8 +68,26 @@ struct RemotingServer : MailFixture {
 
     const std::shared_ptr<TestMaster> master = std::make_shared<TestMaster>(RefPtr<IMailScanner>(
         vek::MakeObject<reference_product::ScriptedScanner>(LookFromTwoThreads)));
+    std::mutex peers_lock;
+    std::vector<remote::PeerIdentity> peers;
+    std::uint32_t refused = 0;
     std::unique_ptr<remoting::Server> server;
 };
+
+TEST_F(RemotingServer, ServesEachPeerAsWhomTheSystemSaysThatItIs) {
+    const auto connection = Connect();
+    ASSERT_EQ(peers.size(), 1u);
+    for (const remote::PeerIdentity& one : {peers[0], connection->peer()}) {
+        EXPECT_EQ(one.process_id, vek::platform::CurrentProcessId());
+        EXPECT_TRUE(one.is_interactive && one.integrity >= remote::kMediumIntegrity);
+        EXPECT_EQ(one.account, peers[0].account);
+        EXPECT_TRUE(one.account.starts_with("S-1-5-") || one.account.starts_with("uid:"));
+    }
+    refused = peers[0].process_id;
+    std::shared_ptr<remoting::Connection> none;
+    EXPECT_EQ(remoting::ConnectToServer(server->endpoint(), {}, kPatiently, none),
+              result::kAccessDenied);
+}
 
 TEST_F(RemotingServer, ServesManyConnectionsAndCallsAtOnce) {
     std::vector<std::thread> threads;

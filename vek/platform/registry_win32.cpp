@@ -114,7 +114,7 @@ public:
 
     system_error_t DeleteKey(RegistryHandle root, std::u16string_view path,
                              registry_access_t view) override {
-        static const DeleteKeyEx delete_key_ex = FindDeleteKeyEx();
+        const DeleteKeyEx delete_key_ex = FindDeleteKeyEx();
         const std::wstring wide_path = Terminated(path);
         return static_cast<system_error_t>(
             delete_key_ex != nullptr ? delete_key_ex(Native(root), wide_path.c_str(), view, 0)

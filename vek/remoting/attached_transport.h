@@ -46,10 +46,10 @@ public:
         return transport != nullptr && transport->IsOpen();
     }
 
-    // 0 before the attachment.
-    std::uint32_t peer_process_id() const noexcept {
+    // Nobody before the attachment.
+    remote::PeerIdentity peer() const {
         const auto* const transport = attached_.load();
-        return transport != nullptr ? transport->peer_process_id() : 0;
+        return transport != nullptr ? transport->peer() : remote::PeerIdentity();
     }
 
 private:

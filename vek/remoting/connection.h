@@ -75,7 +75,8 @@ public:
     // wait.
     void Retire() noexcept { is_retired_ = true; }
     bool IsCurrent() const noexcept { return !is_retired_ && IsOpen(); }
-    std::uint32_t peer_process_id() const noexcept { return transport_.peer_process_id(); }
+    // Who the peer is, as the transport has it from the system; nobody before there is one.
+    remote::PeerIdentity peer() const { return transport_.peer(); }
 
     // What has arrived from the peer so far, requests and replies: a changed number is a sign of
     // life.

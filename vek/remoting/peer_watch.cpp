@@ -18,6 +18,9 @@ using std::chrono::milliseconds;
 // How often it is looked for signs of life while a peer is not asked for one yet.
 constexpr int kLooks = 5;
 
+// Until a peer's end is tried again for which the system had no thread.
+constexpr milliseconds kPauseWithoutThread{100};
+
 }  // namespace
 
 PeerWatch::Wait::Wait(Connection& connection) {
@@ -59,12 +62,8 @@ void PeerWatch::Remove(const Waited* waited) noexcept {
 void PeerWatch::Look() noexcept {
     std::unique_lock guard(lock_);
     while (!stopping_) {
-        milliseconds pause = milliseconds::max();
-        if (auto silent = FindSilent(pause)) {
-            guard.unlock();
-            Lose(std::move(silent));
-            guard.lock();
-        } else if (waits_.empty()) {
+        const milliseconds pause = LookAtPeers();
+        if (waits_.empty()) {
             changed_.wait(guard);
         } else {
             changed_.wait_for(guard, std::clamp(pause, milliseconds{1}, milliseconds{60000}));
@@ -72,23 +71,13 @@ void PeerWatch::Look() noexcept {
     }
 }
 
-// On a thread of its own: what the end lets go may wait for the threads that own it. Nobody waits
-// for the thread.
-void PeerWatch::Lose(std::shared_ptr<Connection> silent) noexcept {
-    const result_t begun = AtBorder([&] {
-        const auto thread = platform::StartCountedThread(platform::TheSystem(),
-                                                         [silent] { silent->LoseSilentPeer(); });
-        return thread ? result::kOk : result::kInsufficientResources;
-    });
-    if (Failed(begun)) silent->LoseSilentPeer();
-}
-
-// Gives a peer whose connection is to end; null when there is none: then it is to be looked again
-// after `pause`, at the latest.
-std::shared_ptr<Connection> PeerWatch::FindSilent(milliseconds& pause) {
+// With the lock. Ends the connections of silent peers, and gives when it is to be looked again, at
+// the latest.
+milliseconds PeerWatch::LookAtPeers() noexcept {
     const milliseconds now = clock_.AwakeTime();
     const milliseconds lose_after = hurried_ ? times_.lose_at_end : times_.lose_after;
     const milliseconds ask_after = hurried_ ? times_.lose_at_end / kLooks : times_.ask_after;
+    milliseconds pause = milliseconds::max();
     for (const auto& wait : waits_) {
         if (wait->lost) continue;
         if (const std::uint64_t signs = wait->peer->signs_of_life(); signs != wait->signs) {
@@ -100,15 +89,26 @@ std::shared_ptr<Connection> PeerWatch::FindSilent(milliseconds& pause) {
         if (wait->is_limited) end = wait->deadline;
         if (is_watched) end = std::min(end, wait->last_sign + lose_after);
         if (now >= end) {
-            wait->lost = true;
-            return wait->peer;
+            wait->lost = Lose(wait->peer);
+            if (!wait->lost) pause = std::min(pause, kPauseWithoutThread);
+            continue;
         }
         pause = std::min(pause, end - now);
         if (!is_watched) continue;
         if (now - wait->last_sign >= ask_after) Ask(wait->peer);
         pause = std::min(pause, ask_after / kLooks);
     }
-    return nullptr;
+    return pause;
+}
+
+// Ends a peer's connection, on a thread of its own: what the end lets go may wait for the threads
+// that own it. Nobody waits for the thread. False when there is none.
+bool PeerWatch::Lose(const std::shared_ptr<Connection>& silent) noexcept {
+    return Succeeded(AtBorder([&] {
+        const auto thread = platform::StartCountedThread(platform::TheSystem(),
+                                                         [silent] { silent->LoseSilentPeer(); });
+        return thread ? result::kOk : result::kInsufficientResources;
+    }));
 }
 
 // One at a time: whoever does not answer is lost before long, and the next has its turn.
@@ -158,6 +158,8 @@ bool PeerWatch::IsPatient(milliseconds begun) noexcept {
     return !hurried_ || clock_.AwakeTime() < since + times_.lose_at_end;
 }
 
+// The thread that looks is waited for without end: it calls nobody and waits for nothing but a
+// look.
 void PeerWatch::Close() noexcept {
     std::shared_ptr<Connection> asked;
     std::unique_ptr<platform::Thread> looking;

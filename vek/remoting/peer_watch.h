@@ -90,8 +90,8 @@ private:
     const Waited* Add(const CallScope& scope, Connection& peer);
     void Remove(const Waited* waited) noexcept;
     void Look() noexcept;
-    static void Lose(std::shared_ptr<Connection> silent) noexcept;
-    std::shared_ptr<Connection> FindSilent(milliseconds& pause);
+    milliseconds LookAtPeers() noexcept;
+    static bool Lose(const std::shared_ptr<Connection>& silent) noexcept;
     void Ask(const std::shared_ptr<Connection>& peer) noexcept;
     void AskPeers(std::uint32_t round) noexcept;
 

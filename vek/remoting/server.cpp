@@ -20,13 +20,17 @@ struct Server::State : std::enable_shared_from_this<State> {
     explicit State(ServerConfig c) : config(std::move(c)) {}
 
     std::shared_ptr<remote::RequestHandler> Accept(std::shared_ptr<remote::Transport> transport) {
-        const std::uint32_t process_id = transport->peer_process_id();
+        const std::uint32_t process_id = transport->peer().process_id;
         const std::uint64_t number = next_number++;
         ConnectionConfig connection_config = config.connection;
         connection_config.on_closed = [weak = weak_from_this(), number,
                                        process_id](result_t reason) {
             if (const auto state = weak.lock()) state->Forget(number, process_id, reason);
         };
+        if (config.master_for) {
+            connection_config.master = config.master_for(transport->peer());
+            if (!connection_config.master) return nullptr;
+        }
         std::shared_ptr<Connection> connection;
         CheckResult(Connection::Create(std::move(connection_config), connection));
         connection->Attach(std::move(transport));

@@ -16,6 +16,10 @@ struct ServerConfig {
     remote::TransportConfig transport;
     // Every connection is made with this; its on_closed is not used.
     ConnectionConfig connection;
+    // Makes the master object that one peer gets, instead of that of `connection`: each is served
+    // as who it is. On any thread, several at once; null, or an exception, refuses the peer. May be
+    // empty.
+    std::function<std::shared_ptr<MasterObject>(const remote::PeerIdentity& peer)> master_for;
     // Who has not agreed the protocol features so long after being taken in is dropped. Longer than
     // one event of a client's waits.
     std::chrono::milliseconds agreement_limit{5000};

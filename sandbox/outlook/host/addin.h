@@ -5,7 +5,7 @@
 #include <string>
 
 #include "mapi/exchange_extension.h"
-#include "sandbox/outlook/host/outlook_objects.h"
+#include "sandbox/outlook/host/application_object.h"
 
 namespace sandbox::host {
 

@@ -3,6 +3,8 @@
 #include <oleauto.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cwchar>
 #include <stdexcept>
 #include <utility>
@@ -121,6 +123,12 @@ AutomationObject::AutomationObject(std::span<const Member> members, const IID& d
       outgoing_(std::move(outgoing)),
       thread_(::GetCurrentThreadId()) {}
 
+AutomationObject::~AutomationObject() {
+    if (!IsForeign()) return;
+    std::fputs("an object of Outlook's is released on another thread\n", stderr);
+    std::abort();
+}
+
 bool AutomationObject::IsForeign() const { return thread_ != ::GetCurrentThreadId(); }
 
 HRESULT AutomationObject::QueryInterface(REFIID id, void** out) {
@@ -180,8 +188,7 @@ HRESULT AutomationObject::Invoke(DISPID id, REFIID reserved, LCID, WORD kind,
     const auto self = vek::RefPtr<AutomationObject>::Share(this);
     HRESULT code = DISP_E_TYPEMISMATCH;
     try {
-        code = Allows(id);
-        if (SUCCEEDED(code)) code = Call(id, Arguments(*parameters), given);
+        code = Call(id, Arguments(*parameters), given);
     } catch (const std::invalid_argument&) {
         return DISP_E_TYPEMISMATCH;
     } catch (...) {
@@ -245,6 +252,13 @@ VARIANT UnknownValue(vek::RefPtr<IUnknown> object) {
     VARIANT value;
     value.vt = VT_UNKNOWN;
     value.punkVal = object.detach();
+    return value;
+}
+
+VARIANT FlagByReference(VARIANT_BOOL& flag) {
+    VARIANT value;
+    value.vt = VT_BYREF | VT_BOOL;
+    value.pboolVal = &flag;
     return value;
 }
 

@@ -13,11 +13,16 @@
 
 namespace sandbox::host {
 
-// A member of an automation object: a property that is read, or a method.
+// What a member is: a property that is read, a method, or, of a collection, both.
+inline constexpr WORD kGet = DISPATCH_PROPERTYGET;
+inline constexpr WORD kMethod = DISPATCH_METHOD;
+inline constexpr WORD kEither = kGet | kMethod;
+
+// A member of an automation object.
 struct Member {
     DISPID id;
     const wchar_t* name;
-    WORD kind;  // DISPATCH_PROPERTYGET or DISPATCH_METHOD
+    WORD kind;
     UINT least_arguments = 0;
     UINT most_arguments = 0;
 };
@@ -62,8 +67,8 @@ public:
 };
 
 // An object of Outlook's object model, called late, with its outgoing interfaces. It belongs to the
-// thread that made it, and refuses calls from others with RPC_E_WRONG_THREAD. Construct with
-// vek::MakeObject.
+// thread that made it, and refuses calls from others with RPC_E_WRONG_THREAD; a last reference that
+// is released on another ends the process. Construct with vek::MakeObject.
 class AutomationObject
     : public plugins::com::ReferenceCounted<IDispatch, IConnectionPointContainer> {
 public:
@@ -82,11 +87,10 @@ protected:
     // `dual` is the interface that the object's type has, `outgoing` those of its events.
     AutomationObject(std::span<const Member> members, const IID& dual,
                      std::vector<IID> outgoing = {});
+    ~AutomationObject() override;
 
     // A query for the object's own interface: S_OK lets it have it.
     virtual HRESULT OnQuery() { return S_OK; }
-    // Whether the object answers that member now: S_OK or why not.
-    virtual HRESULT Allows(DISPID /*member*/) { return S_OK; }
     // Runs a member. `result` is empty before. A failure is reported as the call's exception.
     virtual HRESULT Call(DISPID member, const Arguments& arguments, VARIANT& result) = 0;
     // Subscribes a sink; null with a code when that fails.
@@ -113,5 +117,7 @@ VARIANT TextValue(std::u16string_view text);
 VARIANT NumberValue(std::int32_t number);
 VARIANT ObjectValue(vek::RefPtr<IDispatch> object);
 VARIANT UnknownValue(vek::RefPtr<IUnknown> object);
+// One that refers to the caller's.
+VARIANT FlagByReference(VARIANT_BOOL& flag);
 
 }  // namespace sandbox::host

@@ -36,6 +36,15 @@ void ClickFirstBox(HWND page) {
     }
 }
 
+// Where the page's help is, which nobody looks up here.
+HRESULT AskForHelp(IPropertyPage& page) {
+    BSTR file = nullptr;
+    LONG context = 0;
+    const HRESULT code = page.GetPageInfo(&file, &context);
+    ::SysFreeString(file);
+    return code;
+}
+
 // As the buttons Apply and OK do.
 HRESULT ApplyChanges(IPropertyPage& page) {
     VARIANT_BOOL dirty = VARIANT_FALSE;
@@ -142,6 +151,8 @@ void HostPlayer::DisconnectAddin() {
     for (const auto& addin : addins_)
         addin->Disconnect(unticked ? DisconnectMode::kUserClosed : DisconnectMode::kHostShutdown);
     resiliency_.Note(Occasion::kShutdown, Since(start));
+    if (application_->AddRef(); application_->Release() != 1)
+        Complain("somebody holds the application at the end");
     host().UnloadExtension();
     for (const auto& addin : addins_) addin->FreeExtensions();
     items_->Sweep();
@@ -166,6 +177,7 @@ void HostPlayer::ShowOptions() {
         vek::RefPtr<IPropertyPage> own;
         if (SUCCEEDED(code)) code = page->QueryInterface(iid::kPropertyPage, own.put_void());
         if (SUCCEEDED(code)) code = dialog->Open(page.get());
+        if (SUCCEEDED(code)) code = AskForHelp(*own);
         page.reset();
         if (FAILED(code)) {
             Complain("the page \"" + vek::ToUtf8(caption) + "\" cannot be shown");
@@ -180,6 +192,8 @@ void HostPlayer::ShowOptions() {
         }
         own.reset();
         dialog->Close();
+        if (dialog->wrong_calls != 0 || !dialog->IsLeft())
+            Complain("the page \"" + vek::ToUtf8(caption) + "\" has made a wrong call, or stays");
     }
 }
 

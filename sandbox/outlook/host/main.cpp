@@ -20,7 +20,6 @@
 #include <exception>
 #include <iostream>
 #include <map>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -89,51 +88,50 @@ std::uint32_t Number(const std::string& text) {
     return number;
 }
 
-bool Run(CommandLine& arguments) {
+bool Run(const CommandLine& arguments) {
     using reference_product::PathOf;
+    // Empty for one that is not given.
+    const auto value = [&](std::string_view name) {
+        const auto found = arguments.find(name);
+        return found == arguments.end() ? std::string() : found->second;
+    };
     HostOptions options;
-    options.messages = PathOf(arguments["--messages"]);
-    options.out = PathOf(arguments["--out"]);
-    options.rules = PathOf(arguments["--rules"]);
-    options.product = PathOf(arguments["--product"]);
-    if (const std::string& reports = arguments["--reports"]; !reports.empty()) {
+    options.messages = PathOf(value("--messages"));
+    options.out = PathOf(value("--out"));
+    options.rules = PathOf(value("--rules"));
+    options.product = PathOf(value("--product"));
+    if (const std::string reports = value("--reports"); !reports.empty()) {
         options.product = PathOf(reports);
         options.starts_product = false;
     }
-    if (const std::string& version = arguments["--outlook"]; !version.empty())
-        options.version = version;
-    if (const std::string& name = arguments["--store"]; !name.empty()) options.store = name;
-    options.ending = EndingOf(arguments["--ending"]);
+    if (const std::string version = value("--outlook"); !version.empty()) options.version = version;
+    if (const std::string name = value("--store"); !name.empty()) options.store = name;
+    options.ending = EndingOf(value("--ending"));
     for (const char* const name : {"--product-option", "--product-value"})
-        if (const std::string& text = arguments[name]; !text.empty())
+        if (const std::string text = value(name); !text.empty())
             options.product_arguments.push_back(text);
 
-    std::erase_if(arguments, [](const auto& each) { return each.second.empty(); });
-    const auto value = [&](const char* name) {
-        const auto found = arguments.find(name);
-        return found == arguments.end() ? std::nullopt : std::optional(found->second);
-    };
-    if (const auto number = value("--exit"))
-        ExitInTheMiddle(options, Number(*number), PathOf(value("--stamp").value_or("")));
-    if (const auto exits = value("--exits"))
-        return RunExits(options, ExitCommand(arguments), Number(*exits), std::cout);
-    if (const auto cycles = value("--cycles"))
-        return RunCycles(options, Number(*cycles), std::cout);
-    if (const auto rounds = value("--time")) {
-        PrintTimes(options, Number(*rounds), std::cout);
+    if (arguments.contains("--exit"))
+        ExitInTheMiddle(options, Number(value("--exit")), PathOf(value("--stamp")));
+    if (arguments.contains("--exits"))
+        return RunExits(options, ExitCommand(arguments), Number(value("--exits")), std::cout);
+    if (arguments.contains("--cycles"))
+        return RunCycles(options, Number(value("--cycles")), std::cout);
+    if (arguments.contains("--time")) {
+        PrintTimes(options, Number(value("--time")), std::cout);
         return true;
     }
 
     HostPlayer player(options);
     bool good = false;
-    if (const auto soak = arguments.find("--soak"); soak != arguments.end()) {
-        const std::string& seed = arguments["--seed"];
-        good = demo::RunSoak(player, {Number(soak->second), seed.empty() ? 1 : Number(seed)},
+    if (arguments.contains("--soak")) {
+        const std::string seed = value("--seed");
+        good = demo::RunSoak(player, {Number(value("--soak")), seed.empty() ? 1 : Number(seed)},
                              std::cout);
         player.StopProduct();
     } else {
-        good = demo::RunScenario(player, demo::LoadScenario(PathOf(arguments["--scenario"])),
-                                 std::cout);
+        good =
+            demo::RunScenario(player, demo::LoadScenario(PathOf(value("--scenario"))), std::cout);
     }
     good &= player.PrintAddins(std::cout);
     std::cout.flush();

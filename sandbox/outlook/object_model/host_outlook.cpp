@@ -52,7 +52,10 @@ HostOutlook::HostOutlook(MapiSubsystem& mapi, const std::string& version, Thread
     : mapi_(mapi),
       application_(std::make_shared<OutlookApplication>(model_, mapi_, version)),
       thread_(thread) {
-    Run([&] { mapi_.NoteHostThread(); });
+    Run([&] {
+        model_->thread = std::this_thread::get_id();
+        mapi_.NoteHostThread();
+    });
 }
 
 HostOutlook::~HostOutlook() {
@@ -84,9 +87,8 @@ std::string HostOutlook::Deliver(MessageRecord message) {
 
 std::shared_ptr<OutlookItem> HostOutlook::Load(std::shared_ptr<OutlookItem> item) {
     application_->open_items().push_back(item);
-    item->SetPhase(OutlookItem::Phase::kLoading);
-    application_->newer_events().Fire([&](auto& events) { events.OnItemLoad(item); });
-    item->SetPhase(OutlookItem::Phase::kOpen);
+    item->Load(
+        [&] { application_->newer_events().Fire([&](auto& events) { events.OnItemLoad(item); }); });
     return item;
 }
 
@@ -94,8 +96,7 @@ void HostOutlook::Unload(const std::shared_ptr<OutlookItem>& item) {
     // `item` may be the list's own. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const auto unloaded = item;
     std::erase(application_->open_items(), unloaded);
-    unloaded->SetPhase(OutlookItem::Phase::kUnloaded);
-    unloaded->FireUnload();
+    unloaded->Unload();
 }
 
 bool HostOutlook::Open(const std::string& entry_id) {
@@ -188,9 +189,10 @@ std::size_t HostOutlook::open_items() {
 }
 
 HRESULT HostOutlook::GetApplication(mail_processing::ApplicationPtr& application) noexcept {
-    const HRESULT code = model_->plan.Enter(ObjectCall::kGetApplication);
-    if (SUCCEEDED(code)) application = application_;
-    return code;
+    return Enter(*model_, ObjectCall::kGetApplication, [&]() -> HRESULT {
+        application = application_;
+        return S_OK;
+    });
 }
 
 template <class Events>

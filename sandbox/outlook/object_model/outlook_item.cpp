@@ -56,34 +56,45 @@ HRESULT OutlookItem::GetMailItem(mail_processing::MailItemPtr& mail_item) noexce
     });
 }
 
+template <class Body>
+HRESULT OutlookItem::Ask(ObjectCall member, const Body& body) noexcept {
+    return Enter(*model_, member, [&]() -> HRESULT {
+        const bool answers = phase_ == Phase::kLoading ? member == ObjectCall::kClass ||
+                                                             member == ObjectCall::kMessageClass
+                                                       : phase_ == Phase::kOpen;
+        return answers ? body() : E_FAIL;
+    });
+}
+
 HRESULT OutlookItem::Advise(mail_processing::ItemEvents& events,
                             mail_processing::EventConnectionPtr& connection) noexcept {
+    if (phase_ == Phase::kUnloaded) return E_FAIL;
     return events_.Advise(ObjectCall::kAdviseItem, events, connection);
 }
 
 HRESULT OutlookItem::GetEntryId(std::u16string& entry_id) noexcept {
-    return Enter(*model_, ObjectCall::kEntryId, [&]() -> HRESULT {
+    return Ask(ObjectCall::kEntryId, [&]() -> HRESULT {
         entry_id = EntryIdText(entry_id_);
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::GetSaved(std::int16_t& saved) noexcept {
-    return Enter(*model_, ObjectCall::kSaved, [&]() -> HRESULT {
+    return Ask(ObjectCall::kSaved, [&]() -> HRESULT {
         saved = saved_ ? mail_processing::kVariantTrue : std::int16_t{0};
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::GetCreationTime(mail_processing::ole_date_t& time) noexcept {
-    return Enter(*model_, ObjectCall::kCreationTime, [&]() -> HRESULT {
+    return Ask(ObjectCall::kCreationTime, [&]() -> HRESULT {
         time = traits_.created;
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::GetMessageClass(std::u16string& message_class) noexcept {
-    return Enter(*model_, ObjectCall::kMessageClass, [&]() -> HRESULT {
+    return Ask(ObjectCall::kMessageClass, [&]() -> HRESULT {
         const auto message = Message();
         if (!message) return MAPI_E_NOT_FOUND;
         const auto value = Opened(*message).Get(KeptTag(tag::kMessageClassA));
@@ -93,14 +104,14 @@ HRESULT OutlookItem::GetMessageClass(std::u16string& message_class) noexcept {
 }
 
 HRESULT OutlookItem::GetClass(std::int32_t& item_class) noexcept {
-    return Enter(*model_, ObjectCall::kClass, [&]() -> HRESULT {
+    return Ask(ObjectCall::kClass, [&]() -> HRESULT {
         item_class = traits_.is_mail ? kMailClass : kAppointmentClass;
         return S_OK;
     });
 }
 
 HRESULT OutlookItem::Save() noexcept {
-    return Enter(*model_, ObjectCall::kSave, [&] { return SaveForOutlook(); });
+    return Ask(ObjectCall::kSave, [&] { return SaveForOutlook(); });
 }
 
 HRESULT OutlookItem::SaveForOutlook() {
@@ -115,12 +126,23 @@ HRESULT OutlookItem::SaveForOutlook() {
 }
 
 HRESULT OutlookItem::GetMessage(vek::RefPtr<IMessage>& message) noexcept {
-    return Enter(*model_, ObjectCall::kMapiObject, [&]() -> HRESULT {
+    return Ask(ObjectCall::kMapiObject, [&]() -> HRESULT {
         auto opened = Message();
         if (!opened) return MAPI_E_NOT_FOUND;
         message = std::move(opened);
         return S_OK;
     });
+}
+
+void OutlookItem::Load(const std::function<void()>& tell) {
+    phase_ = Phase::kLoading;
+    tell();
+    phase_ = Phase::kOpen;
+}
+
+void OutlookItem::Unload() {
+    phase_ = Phase::kUnloaded;
+    FireUnload();
 }
 
 void OutlookItem::FireRead() {

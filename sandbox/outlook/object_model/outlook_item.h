@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -41,18 +42,23 @@ public:
 
     // For Outlook itself; none of these is a call that is counted.
     const std::string& entry_id() const { return entry_id_; }
-    // While it is told of in ItemLoad, and after its Unload, Outlook's item answers next to
-    // nothing.
+    // While it is told of in ItemLoad it answers its class and message class alone; from its Unload
+    // on nothing, and nobody can subscribe any more.
     enum class Phase { kLoading, kOpen, kUnloaded };
     Phase phase() const { return phase_; }
-    void SetPhase(Phase phase) { phase_ = phase; }
     bool saved() const { return saved_; }
     HRESULT SaveForOutlook();
+    // Its life: `tell` raises the ItemLoad of this item, and Unload its own last event.
+    void Load(const std::function<void()>& tell);
+    void Unload();
     // Raise the events of ItemEvents_10.
     void FireRead();
     void FireUnload();
 
 private:
+    // A call of a member: E_FAIL where the item does not answer it now.
+    template <class Body>
+    HRESULT Ask(ObjectCall member, const Body& body) noexcept;
     vek::RefPtr<IMessage> Message();
 
     const std::shared_ptr<ObjectModel> model_;

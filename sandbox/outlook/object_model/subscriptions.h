@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <thread>
 #include <utility>
 
 #include "com/border.h"
@@ -12,8 +13,10 @@
 
 namespace sandbox::outlook {
 
-// Shared by the objects of one Outlook: the plan of their calls, and how many of them are held.
+// Shared by the objects of one Outlook: their thread, the plan of their calls, and how many of them
+// are held.
 struct ObjectModel {
+    std::thread::id thread;  // Outlook's: calls from others are refused
     CallPlan<ObjectCall> plan;
     // The build that a client extension is told: EECBGV_BUILDVERSION_MAJOR of exchext.h and a
     // build.
@@ -22,11 +25,12 @@ struct ObjectModel {
     std::atomic<std::uint32_t> live_connections{0};
 };
 
-// The border of every method: the call fails as planned or runs `body`, whose exceptions become
-// codes.
+// The border of every method: the call fails as planned, or with RPC_E_WRONG_THREAD on another
+// thread than Outlook's, or runs `body`, whose exceptions become codes.
 template <class Body>
 HRESULT Enter(ObjectModel& model, ObjectCall kind, Body&& body) noexcept {
     return plugins::com::AtBorder([&]() -> HRESULT {
+        if (std::this_thread::get_id() != model.thread) return RPC_E_WRONG_THREAD;
         const HRESULT code = model.plan.Enter(kind);
         return code == S_OK ? body() : code;
     });
@@ -55,10 +59,10 @@ public:
         return plugins::com::AtBorder([&]() -> HRESULT {
             // Events from within the call are told to the new one, too.
             auto listening = plugins::com::Listen(listeners_, &events);
-            const HRESULT code = model_->plan.Enter(kind);
-            if (code == S_OK)
+            return Enter(*model_, kind, [&]() -> HRESULT {
                 connection = std::make_unique<Connection>(model_, std::move(listening));
-            return code;
+                return S_OK;
+            });
         });
     }
 

@@ -24,6 +24,9 @@ LONG Scaled(int length) { return ::MulDiv(length, static_cast<int>(ScreenResolut
 }  // namespace
 
 HRESULT PageHost::QueryInterface(REFIID id, void** out) {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    if (IsForeign()) return RPC_E_WRONG_THREAD;
     if (id == IID_IUnknown || id == IID_IOleClientSite) {
         *out = static_cast<IOleClientSite*>(this);
     } else if (id == IID_IOleWindow || id == IID_IOleInPlaceSite) {
@@ -35,7 +38,6 @@ HRESULT PageHost::QueryInterface(REFIID id, void** out) {
     } else if ((id == IID_IDispatch || id == kPropertyPageSite) && kind_ == Kind::kOutlook) {
         *out = static_cast<PropertyPageSite*>(this);
     } else {
-        *out = nullptr;
         return E_NOINTERFACE;
     }
     AddRef();
@@ -61,7 +63,9 @@ HRESULT PageHost::Open(IUnknown* page) {
     const int resolution = static_cast<int>(ScreenResolution());
     CreateFrame({::MulDiv(extent.cx, resolution, kHimetricPerInch),
                  ::MulDiv(extent.cy, resolution, kHimetricPerInch)});
-    return page_->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, this, 0, panel_, &place_);
+    RECT place{};
+    ::GetClientRect(panel_, &place);
+    return page_->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, this, 0, panel_, &place);
 }
 
 void PageHost::CreateFrame(SIZE page) {
@@ -83,7 +87,6 @@ void PageHost::CreateFrame(SIZE page) {
     ::lstrcpynW(font.lfFaceName, L"MS Shell Dlg", LF_FACESIZE);
     font_.reset(::CreateFontIndirectW(&font));
     const LONG margin = Scaled(kMargin), height = Scaled(kButtonHeight);
-    place_ = {0, 0, page.cx, page.cy};
     RECT whole{0, 0, page.cx + 2 * margin, page.cy + 3 * margin + height};
     constexpr DWORD kStyle = WS_POPUP | WS_CAPTION;
     ::AdjustWindowRect(&whole, kStyle, FALSE);
@@ -154,6 +157,24 @@ bool PageHost::RunUntil(const std::function<bool()>& condition, std::chrono::mil
     return true;
 }
 
+bool PageHost::IsLeft() {
+    AddRef();
+    return Release() == 1 && stage_ == Stage::kIdle;
+}
+
+HRESULT PageHost::Move(Stage from, Stage to) noexcept {
+    if (IsForeign()) return RPC_E_WRONG_THREAD;
+    if (stage_ != from) return ++wrong_calls, E_UNEXPECTED;
+    stage_ = to;
+    return S_OK;
+}
+
+HRESULT PageHost::OnInPlaceActivate() {
+    const HRESULT code = Move(Stage::kIdle, Stage::kInPlace);
+    if (code == S_OK && on_activate) on_activate();
+    return code;
+}
+
 HRESULT PageHost::GetMoniker(DWORD, DWORD, IMoniker** out) { return *out = nullptr, E_NOTIMPL; }
 HRESULT PageHost::GetContainer(IOleContainer** out) { return *out = nullptr, E_NOINTERFACE; }
 HRESULT PageHost::GetExtendedControl(IDispatch** out) { return *out = nullptr, E_NOTIMPL; }
@@ -168,7 +189,9 @@ HRESULT PageHost::GetWindowContext(IOleInPlaceFrame** frame, IOleInPlaceUIWindow
                                    RECT* place, RECT* clip, OLEINPLACEFRAMEINFO* info) {
     *frame = vek::RefPtr<IOleInPlaceFrame>::Share(this).detach();
     *document = nullptr;
-    *place = *clip = place_;
+    // By the measure that the thread has at the moment.
+    ::GetClientRect(panel_, place);
+    *clip = *place;
     const UINT size = info->cb;
     *info = {};
     info->cb = size;
@@ -182,6 +205,7 @@ HRESULT PageHost::TranslateAccelerator(MSG* message, DWORD) {
 
 HRESULT PageHost::Invoke(DISPID member, REFIID id, LCID, WORD flags, DISPPARAMS* parameters,
                          VARIANT*, EXCEPINFO*, UINT*) {
+    if (IsForeign()) return RPC_E_WRONG_THREAD;
     if (id != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
     if (member != kOnStatusChange || (flags & DISPATCH_METHOD) == 0) return DISP_E_MEMBERNOTFOUND;
     if (parameters == nullptr || parameters->cArgs != 0) return DISP_E_BADPARAMCOUNT;

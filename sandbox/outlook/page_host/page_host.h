@@ -26,7 +26,8 @@ struct PropertyPageSite : IDispatch {
 };
 
 // A window with a page's control in it and the buttons OK and Apply below, as Outlook's Options
-// dialog is one. On its thread, in an apartment of its own.
+// dialog is one. On the thread that makes it, in an apartment of its own: it refuses calls from
+// others with RPC_E_WRONG_THREAD.
 class PageHost final
     : public plugins::com::ReferenceCounted<IOleClientSite, IOleInPlaceSite, IOleInPlaceFrame,
                                             IOleControlSite, PropertyPageSite> {
@@ -40,6 +41,8 @@ public:
     HRESULT Open(IUnknown* page);
     // Ends the page and lets it go.
     void Close();
+    // Whether the page has left its place and this, as it has to by the end of Close.
+    bool IsLeft();
     // Releases the page without ending it, and destroys its window.
     void Forget();
     // Destroys the window under the page.
@@ -55,7 +58,7 @@ public:
                   std::chrono::milliseconds time = std::chrono::seconds(5));
 
     int status_changes = 0;                    // that the page has told of as it should
-    int slot_calls = 0;                        // of members that pages have no business with
+    int wrong_calls = 0;                       // that no page may make, or not in this order
     int cancelled = 0;                         // by the Escape key
     std::function<void()> on_status_change{};  // called as well
     std::function<void()> on_activate{};       // when the page says that it becomes active
@@ -74,17 +77,20 @@ public:
     HRESULT STDMETHODCALLTYPE ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
     // IOleInPlaceSite
     HRESULT STDMETHODCALLTYPE CanInPlaceActivate() override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE OnInPlaceActivate() override {
-        if (on_activate) on_activate();
-        return S_OK;
+    HRESULT STDMETHODCALLTYPE OnInPlaceActivate() override;
+    HRESULT STDMETHODCALLTYPE OnUIActivate() override {
+        return Move(Stage::kInPlace, Stage::kWithInterface);
     }
-    HRESULT STDMETHODCALLTYPE OnUIActivate() override { return S_OK; }
     HRESULT STDMETHODCALLTYPE GetWindowContext(IOleInPlaceFrame** frame,
                                                IOleInPlaceUIWindow** document, RECT* place,
                                                RECT* clip, OLEINPLACEFRAMEINFO* info) override;
     HRESULT STDMETHODCALLTYPE Scroll(SIZE) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE OnUIDeactivate(BOOL) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE OnInPlaceDeactivate() override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE OnUIDeactivate(BOOL) override {
+        return Move(Stage::kWithInterface, Stage::kInPlace);
+    }
+    HRESULT STDMETHODCALLTYPE OnInPlaceDeactivate() override {
+        return Move(Stage::kInPlace, Stage::kIdle);
+    }
     HRESULT STDMETHODCALLTYPE DiscardUndoState() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE DeactivateAndUndo() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE OnPosRectChange(const RECT*) override { return S_OK; }
@@ -131,16 +137,22 @@ private:
     ~PageHost() override { DestroyFrame(); }
     static LRESULT CALLBACK FrameProcedure(HWND window, UINT message, WPARAM wide, LPARAM last);
     void CreateFrame(SIZE page);
-    HRESULT BySlot() noexcept { return ++slot_calls, E_UNEXPECTED; }
+    // How far the page is active.
+    enum class Stage { kIdle, kInPlace, kWithInterface };
+    HRESULT Move(Stage from, Stage to) noexcept;
+    // Pages have no business with these members.
+    HRESULT BySlot() noexcept { return ++wrong_calls, E_UNEXPECTED; }
+    bool IsForeign() const noexcept { return ::GetCurrentThreadId() != thread_; }
 
     const Kind kind_;
+    const DWORD thread_ = ::GetCurrentThreadId();
+    Stage stage_ = Stage::kIdle;
     HWND frame_ = nullptr;
     HWND panel_ = nullptr;  // in which the page stands
     struct FontDeleter {
         void operator()(HFONT font) const noexcept { ::DeleteObject(font); }
     };
     std::unique_ptr<std::remove_pointer_t<HFONT>, FontDeleter> font_;
-    RECT place_{};  // of the page in it
     vek::RefPtr<IOleObject> page_;
 };
 

@@ -132,13 +132,13 @@ ProductLoader::ConnectionPtr ProductLoader::Connect() const {
     return made;
 }
 
-// With the lock. Without a thread the next call connects itself.
+// With the lock. Without a thread the next call connects itself. One before has done its last, and
+// ends by itself.
 void ProductLoader::StartRetrying() noexcept {
     if (retrying_) return;
     trace::Write(environment_.tracer, trace::level::kWarning,
                  "The product does not answer. It is tried again in the background");
     static_cast<void>(vek::AtBorder([this] {
-        if (retry_thread_) retry_thread_->Wait(vek::platform::kInfinite);  // it is about to end
         retry_thread_ =
             vek::platform::TheSystem().StartThread([self = vek::RefPtr<ProductLoader>::Share(this),
                                                     round = round_] { self->Retry(round); });
@@ -173,7 +173,7 @@ bool ProductLoader::TryAgain(std::uint32_t round) noexcept {
         if (!IsAlive(*made)) return result::kRemoteCallFailed;
         const std::lock_guard guard(lock_);
         if (round_ != round) return result::kRemoteCallFailed;  // `made` goes behind the lock
-        kept_ = std::move(made);
+        kept_.swap(made);   // so does one that was kept meanwhile
         retrying_ = false;  // the last that this thread does
         return result::kOk;
     });

@@ -7,7 +7,8 @@
 
 #include <exception>
 #include <iostream>
-#include <memory>
+#include <new>
+#include <span>
 #include <string_view>
 
 #include "mail/dump/dump_file.h"
@@ -24,6 +25,7 @@ ExitCode Run() {
     int count = 0;
     const vek::platform::UniqueLocal<wchar_t*> words(
         ::CommandLineToArgvW(::GetCommandLineW(), &count));
+    if (!words) throw std::bad_alloc();
     const std::span<const wchar_t* const> arguments(words.get() + 1,
                                                     static_cast<std::size_t>(count) - 1);
     try {

@@ -48,7 +48,7 @@ vek::result_t ConnectTransport(const Endpoint& endpoint, std::weak_ptr<RequestHa
         if (vek::Failed(connected)) return connected;
         made->Open(std::move(handler));
         trace::Write(config.tracer, trace::level::kRemoting, "rmt\tConnected to process ",
-                     made->peer_process_id());
+                     made->peer().process_id);
         transport = std::move(made);
         return result::kOk;
     });
@@ -75,7 +75,7 @@ vek::result_t Listen(const Endpoint& endpoint, AcceptPeer accept, const Transpor
 
 vek::result_t AdmitPeer(const std::shared_ptr<PeerTransport>& transport, const AcceptPeer& accept,
                         const TransportConfig& config, vek::FunctionRef<void()> welcome) {
-    const std::uint32_t process_id = transport->peer_process_id();
+    const std::uint32_t process_id = transport->peer().process_id;
     const std::shared_ptr<RequestHandler> handler = accept(transport);
     if (!handler) return RefusePeer(process_id, "it is not accepted", config);
     welcome();

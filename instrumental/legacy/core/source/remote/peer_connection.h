@@ -49,17 +49,24 @@ public:
     vek::result_t Lose(std::string_view why) noexcept;
 
     bool IsOpen() const noexcept { return state_ == State::kOpen; }
+    // 0 until it is known who the peer is.
     std::uint32_t peer_process_id() const noexcept { return peer_process_id_; }
+    // Once that is known, as it is for whoever has the transport.
+    const PeerIdentity& peer() const noexcept { return peer_; }
 
 protected:
     enum class Ending { kClosed, kLost };
 
-    explicit PeerConnection(const TransportConfig& config, std::uint32_t peer_process_id = 0)
-        : tracer_(vek::trace::LimitRepeats(config.tracer)),
-          handles_(config.handles),
-          peer_process_id_(peer_process_id) {}
+    explicit PeerConnection(const TransportConfig& config, PeerIdentity peer = {})
+        : tracer_(vek::trace::LimitRepeats(config.tracer)), handles_(config.handles) {
+        set_peer(std::move(peer));
+    }
 
-    void set_peer_process_id(std::uint32_t id) noexcept { peer_process_id_ = id; }
+    // To be called once with one that is known.
+    void set_peer(PeerIdentity peer) noexcept {
+        peer_ = std::move(peer);
+        peer_process_id_ = peer_.process_id;
+    }
     const vek::trace::TracerPtr& tracer() const noexcept { return tracer_; }
     HandlePolicy handles() const noexcept { return handles_; }
     ByteBudget& budget() noexcept { return budget_; }
@@ -94,7 +101,8 @@ private:
 
     const vek::trace::TracerPtr tracer_;
     const HandlePolicy handles_;
-    std::atomic<std::uint32_t> peer_process_id_;
+    PeerIdentity peer_;                              // not changed once the id is set
+    std::atomic<std::uint32_t> peer_process_id_{0};  // peer_'s
     std::atomic<std::uint32_t> served_{0};
     ByteBudget budget_{0};
 
@@ -131,9 +139,7 @@ public:
     }
     void Close(vek::result_t reason) noexcept override { connection_->Close(reason); }
     bool IsOpen() const noexcept override { return connection_->IsOpen(); }
-    std::uint32_t peer_process_id() const noexcept override {
-        return connection_->peer_process_id();
-    }
+    const PeerIdentity& peer() const noexcept override { return connection_->peer(); }
 
 private:
     const std::shared_ptr<PeerConnection> connection_;

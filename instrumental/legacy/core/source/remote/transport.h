@@ -62,6 +62,19 @@ public:
     virtual void OnTransportClosed(vek::result_t reason) noexcept = 0;
 };
 
+// What Windows calls medium, which is what the programs of a user have (winnt.h).
+inline constexpr std::uint32_t kMediumIntegrity = 0x2000;
+
+// A process as the system knows it; none of this is its own word.
+struct PeerIdentity {
+    std::uint32_t process_id = 0;
+    std::uint32_t session_id = 0;
+    std::string account;          // a text SID
+    std::uint32_t integrity = 0;  // the last number of the mandatory label's SID
+    // Whether a person is logged on to it: its token has the group INTERACTIVE (S-1-5-4).
+    bool is_interactive = false;
+};
+
 // Operations may be called from any thread, several at once. Destroying it closes it.
 class Transport {
 public:
@@ -85,15 +98,19 @@ public:
     // False once closed or lost.
     virtual bool IsOpen() const noexcept = 0;
 
-    virtual std::uint32_t peer_process_id() const noexcept = 0;
+    // Who the peer is. Where sockets carry the packets the account is "uid:" with the number, the
+    // session 0, the integrity medium, and each process counts as interactive. Valid as long as
+    // the transport exists.
+    virtual const PeerIdentity& peer() const noexcept = 0;
 };
 
 // Whether a process of the wanted account may be a peer; asked before anything of it is read.
 // Empty: each one may.
 using PeerCheck = std::function<bool(std::uint32_t process_id)>;
 
-// Every account of this machine: for the listener of a service, whose peers are its users.
-inline constexpr char kAnyAccount[] = "*";
+// For the listener of a service: whoever works at this machine, that is the processes that are
+// interactive and of medium integrity or more, of every account and session.
+inline constexpr char kInteractiveUsers[] = "*";
 
 // What becomes of kernel handles that come with a packet. Both ends have the same.
 enum class HandlePolicy {
@@ -109,9 +126,9 @@ enum class HandlePolicy {
 struct TransportConfig {
     vek::trace::TracerPtr tracer;
     PeerCheck peer_check;
-    // Whose processes may be peers: a text SID, or kAnyAccount in a listener. Empty: the processes
-    // of this one's user, on Windows in this one's session. Where sockets carry the packets it is
-    // not used: no other user's process is a peer.
+    // Whose processes may be peers: a text SID, or kInteractiveUsers in a listener. Empty: the
+    // processes of this one's user, on Windows in this one's session and of no lower integrity.
+    // Where sockets carry the packets it is not used: no other user's process is a peer.
     std::string peer_account = {};
     // The process that is expected at the endpoint; 0 when it is not known. One of Windows that
     // does not listen yet is waited for, where this process may know of it (process_event.h).

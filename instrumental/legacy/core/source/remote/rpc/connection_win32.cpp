@@ -141,10 +141,10 @@ void RpcConnection::SetPeer(RpcBinding binding, std::uint64_t token) {
     peer_token_ = token;
 }
 
-void RpcConnection::SetPeerProcess(std::uint32_t process_id) {
-    peer_.emplace(process_id, handles() != HandlePolicy::kRefuse);
+void RpcConnection::SetIdentity(const PeerIdentity& peer) {
+    peer_.emplace(peer.process_id, handles() != HandlePolicy::kRefuse);
     peer_->Watch(OnProcessEnded, token_);
-    set_peer_process_id(process_id);
+    set_peer(peer);
 }
 
 bool RpcConnection::Confirm(const PeerIdentity& server) {
@@ -154,7 +154,7 @@ bool RpcConnection::Confirm(const PeerIdentity& server) {
         RefusePeer(server.process_id, "it is not the one to connect to", wanted_);
         return false;
     }
-    SetPeerProcess(server.process_id);
+    SetIdentity(server);
     return true;
 }
 

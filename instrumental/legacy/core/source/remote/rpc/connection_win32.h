@@ -39,7 +39,7 @@ public:
     void SetPeer(RpcBinding binding, std::uint64_t token);
     // Who the peer is: nobody else's calls are served. Its process is watched from now on, as far
     // as the system lets this one. To be called once.
-    void SetPeerProcess(std::uint32_t process_id);
+    void SetIdentity(const PeerIdentity& peer);
     // The client's part of what the server learns of its end by.
     void SetLink(void* link) noexcept { link_ = link; }
 

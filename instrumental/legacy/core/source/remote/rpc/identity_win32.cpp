@@ -6,8 +6,10 @@
 // After windows.h, which it needs.
 #include <sddl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <span>
 #include <vector>
 
 #include "vek/core/never_destroyed.h"
@@ -18,20 +20,54 @@ namespace {
 
 using vek::platform::UniqueHandle;
 
-// Of a token's user; process_id is not set.
+// What a token says of one kind.
+template <class Fact>
+class TokenFact {
+public:
+    TokenFact(HANDLE token, TOKEN_INFORMATION_CLASS kind) {
+        DWORD size = 0;
+        ::GetTokenInformation(token, kind, nullptr, 0, &size);
+        bytes_.resize(size);
+        if (::GetTokenInformation(token, kind, bytes_.data(), size, &size) == FALSE) size = 0;
+        bytes_.resize(size);
+    }
+
+    explicit operator bool() const noexcept { return bytes_.size() >= sizeof(Fact); }
+    const Fact& operator*() const noexcept { return *reinterpret_cast<const Fact*>(bytes_.data()); }
+    const Fact* operator->() const noexcept { return &**this; }
+
+private:
+    std::vector<std::byte> bytes_;
+};
+
+// Whether S-1-5-4 is among the groups that count.
+bool IsInteractive(const TokenFact<TOKEN_GROUPS>& groups) noexcept {
+    constexpr DWORD kCounts = SE_GROUP_ENABLED | SE_GROUP_USE_FOR_DENY_ONLY;
+    const std::span all(groups->Groups, groups->GroupCount);
+    return std::ranges::any_of(all, [](const SID_AND_ATTRIBUTES& group) {
+        return (group.Attributes & kCounts) == SE_GROUP_ENABLED &&
+               ::IsWellKnownSid(group.Sid, WinInteractiveSid) != FALSE;
+    });
+}
+
+// Of a token, of which it is enough that it may be looked at; process_id is not set. Nothing when a
+// part is missing.
 std::optional<PeerIdentity> IdentityOf(HANDLE token) {
-    alignas(TOKEN_USER) std::byte user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
-    DWORD size = 0;
-    DWORD session = 0;
+    const TokenFact<TOKEN_USER> user(token, TokenUser);
+    const TokenFact<DWORD> session(token, TokenSessionId);
+    const TokenFact<TOKEN_MANDATORY_LABEL> label(token, TokenIntegrityLevel);
+    const TokenFact<TOKEN_GROUPS> groups(token, TokenGroups);
     LPSTR text = nullptr;
-    if (::GetTokenInformation(token, TokenUser, user, sizeof user, &size) == FALSE ||
-        ::GetTokenInformation(token, TokenSessionId, &session, sizeof session, &size) == FALSE ||
-        ::ConvertSidToStringSidA(reinterpret_cast<const TOKEN_USER*>(user)->User.Sid, &text) ==
-            FALSE) {
+    if (!user || !session || !label || !groups ||
+        ::ConvertSidToStringSidA(user->User.Sid, &text) == FALSE) {
         return std::nullopt;
     }
     const vek::platform::UniqueLocal<char> owned(text);
-    return PeerIdentity{0, session, text};
+    const PSID level = label->Label.Sid;
+    const UCHAR parts = *::GetSidSubAuthorityCount(level);
+    if (parts == 0) return std::nullopt;
+    const DWORD integrity = *::GetSidSubAuthority(level, parts - 1u);
+    return PeerIdentity{0, *session, text, integrity, IsInteractive(groups)};
 }
 
 // The token of the thread's caller.
@@ -127,10 +163,16 @@ EventNamespace EventNamespaceOf(const TransportConfig& config) {
 bool IsPeerAllowed(const PeerIdentity& peer, const TransportConfig& config) {
     const auto self = TheIdentitySource().Self();
     if (!self || peer.process_id == 0 || peer.account.empty()) return false;
-    const bool own = config.peer_account.empty() || config.peer_account == self->account;
-    const bool allowed =
-        own ? peer.account == self->account && peer.session_id == self->session_id
-            : config.peer_account == kAnyAccount || peer.account == config.peer_account;
+    const std::string& wanted = config.peer_account;
+    bool allowed;
+    if (wanted == kInteractiveUsers) {
+        allowed = peer.is_interactive && peer.integrity >= kMediumIntegrity;
+    } else if (wanted.empty() || wanted == self->account) {
+        allowed = peer.account == self->account && peer.session_id == self->session_id &&
+                  peer.integrity >= self->integrity;
+    } else {
+        allowed = peer.account == wanted;
+    }
     return allowed && (!config.peer_check || config.peer_check(peer.process_id));
 }
 

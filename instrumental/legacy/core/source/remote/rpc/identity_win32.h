@@ -15,13 +15,6 @@
 
 namespace remote {
 
-// A process as the system knows it.
-struct PeerIdentity {
-    std::uint32_t process_id = 0;
-    std::uint32_t session_id = 0;
-    std::string account;  // a text SID
-};
-
 // Asks the system. A seam: a test passes one that tells something else, or nothing. Any thread.
 class IdentitySource {
 public:
@@ -44,12 +37,12 @@ public:
 IdentitySource& TheIdentitySource() noexcept;
 void SetIdentitySource(IdentitySource* source) noexcept;
 
-// Whether such a peer is the one that `config` wants: of its account, or of this process's account
-// and session, and one that its check passes.
+// Whether such a peer is one that `config` wants: as its peer_account says, and one that its check
+// passes.
 bool IsPeerAllowed(const PeerIdentity& peer, const TransportConfig& config);
 
-// The account that `config` wants, as a text SID; kAnyAccount too. Empty when the system does not
-// tell whose this process is.
+// The account that `config` wants, as a text SID; kInteractiveUsers too. Empty when the system does
+// not tell whose this process is.
 std::string WantedAccount(const TransportConfig& config);
 
 // Where both ends of a connection look for a process's event: those that may be of different

@@ -106,7 +106,7 @@ vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& ca
     if (!IsPeerAllowed(caller, config)) return RefusePeer(id, "it may not connect", config);
     // Where there is one account, all are of that.
     peer_share_t share =
-        shares.Take(id, config.peer_account == kAnyAccount ? caller.account : std::string());
+        shares.Take(id, config.peer_account == kInteractiveUsers ? caller.account : std::string());
     if (!share) return RefusePeer(id, "it has too many connections", config);
     arrival.Leave();
     const Endpoint endpoint{request.caller_local_id,
@@ -123,7 +123,7 @@ vek::result_t TakeIn(const wire::ConnectRequest& request, const PeerIdentity& ca
         return RefusePeer(id, "it does not answer for itself", config);
     }
     connection->SetPeer(std::move(binding), request.caller_token);
-    connection->SetPeerProcess(id);
+    connection->SetIdentity(caller);
     // The caller learns it by this call's return, and serves nobody before.
     const vek::result_t admitted = AdmitPeer(transport, accept, config, [] {});
     if (vek::Failed(admitted)) {

@@ -167,7 +167,7 @@ RpcServer::Use::Use(const TransportConfig& config) {
     std::string account = WantedAccount(config);
     const std::string own = WantedAccount({});  // whose calls tell whether an endpoint is open
     if (account.empty() || own.empty()) vek::ThrowSystem(result::kPlatformError);
-    if (account == kAnyAccount) account = "AU";
+    if (account == kInteractiveUsers) account = "IU";
     RpcServer& server = Get();
     const std::lock_guard one_at_a_time(server.registering_);
     std::set<std::string> accounts = server.accounts_;

@@ -91,7 +91,7 @@ private:
     // Held while the runtime is told, which may last; taken before use_lock_. Guards accounts_, and
     // keeps uses_ from rising and registered_ from changing.
     vek::platform::Lock registering_;
-    std::set<std::string> accounts_;  // who may call, as text SIDs; "AU" is everyone
+    std::set<std::string> accounts_;  // who may call, as text SIDs; "IU" is INTERACTIVE
 
     vek::platform::Lock use_lock_;  // guards what follows
     std::uint32_t uses_ = 0;

@@ -45,18 +45,24 @@ void LimitWaits(int socket, int option, std::chrono::milliseconds timeout) noexc
     ::setsockopt(socket, SOL_SOCKET, option, &time, sizeof time);
 }
 
-std::optional<ucred> CredentialsOf(int socket) noexcept {
-    ucred credentials{};
-    socklen_t size = sizeof credentials;
-    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return {};
-    return credentials;
-}
-
 int OptionOf(int socket, int option) noexcept {
     int value = -1;
     socklen_t size = sizeof value;
     return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
 }
+
+// Of a Unix-domain stream socket.
+std::optional<ucred> CredentialsOf(int socket) noexcept {
+    ucred credentials{};
+    socklen_t size = sizeof credentials;
+    if (OptionOf(socket, SO_DOMAIN) != AF_UNIX || OptionOf(socket, SO_TYPE) != SOCK_STREAM ||
+        ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
+        return {};
+    }
+    return credentials;
+}
+
+std::string AccountOf(uid_t user) { return "uid:" + std::to_string(user); }
 
 vek::result_t ResultOf(int error) noexcept {
     switch (error) {
@@ -110,16 +116,19 @@ vek::result_t MakePair(Descriptor& here, Descriptor& there) noexcept {
 }
 
 std::uint32_t PeerProcess(int socket) noexcept {
-    if (OptionOf(socket, SO_DOMAIN) != AF_UNIX || OptionOf(socket, SO_TYPE) != SOCK_STREAM)
-        return 0;
     const auto credentials = CredentialsOf(socket);
     return credentials ? static_cast<std::uint32_t>(credentials->pid) : 0;
 }
 
-bool IsPeerAllowed(int socket, const PeerCheck& check) {
+PeerIdentity PeerOf(int socket) {
     const auto credentials = CredentialsOf(socket);
-    if (!credentials || credentials->uid != ::geteuid()) return false;
-    return !check || check(static_cast<std::uint32_t>(credentials->pid));
+    if (!credentials) return {};
+    return {static_cast<std::uint32_t>(credentials->pid), 0, AccountOf(credentials->uid),
+            kMediumIntegrity, true};
+}
+
+bool IsPeerAllowed(const PeerIdentity& peer, const PeerCheck& check) {
+    return peer.account == AccountOf(::geteuid()) && (!check || check(peer.process_id));
 }
 
 void LimitReceiving(int socket, std::chrono::milliseconds timeout) noexcept {

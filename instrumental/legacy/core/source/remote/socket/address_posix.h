@@ -29,8 +29,11 @@ vek::result_t MakePair(vek::platform::Descriptor& here, vek::platform::Descripto
 // was made (SO_PEERCRED of unix(7)). 0 when `socket` is no Unix-domain stream socket.
 std::uint32_t PeerProcess(int socket) noexcept;
 
-// Whether the other end may be a peer.
-bool IsPeerAllowed(int socket, const PeerCheck& check);
+// All that the kernel noted; nothing of another kind of socket.
+PeerIdentity PeerOf(int socket);
+
+// Whether such a process may be a peer.
+bool IsPeerAllowed(const PeerIdentity& peer, const PeerCheck& check);
 
 // Limits each wait in receiving; zero: no limit.
 void LimitReceiving(int socket, std::chrono::milliseconds timeout) noexcept;

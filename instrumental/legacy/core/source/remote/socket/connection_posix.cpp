@@ -35,9 +35,9 @@ std::string_view TextOf(Receiving received) noexcept {
 
 }  // namespace
 
-SocketConnection::SocketConnection(Descriptor control, std::uint32_t peer_process_id,
+SocketConnection::SocketConnection(Descriptor control, PeerIdentity peer,
                                    const TransportConfig& config)
-    : PeerConnection(config, peer_process_id), control_(std::move(control)) {}
+    : PeerConnection(config, std::move(peer)), control_(std::move(control)) {}
 
 void SocketConnection::OnEnded(Ending) noexcept {
     ::shutdown(control(), SHUT_RDWR);

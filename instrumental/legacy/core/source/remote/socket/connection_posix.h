@@ -17,7 +17,7 @@ namespace remote {
 class SocketConnection final : public PeerConnection,
                                public std::enable_shared_from_this<SocketConnection> {
 public:
-    SocketConnection(vek::platform::Descriptor control, std::uint32_t peer_process_id,
+    SocketConnection(vek::platform::Descriptor control, PeerIdentity peer,
                      const TransportConfig& config);
 
     // Takes in the peer's channels from when this is open until the peer is gone. The body of a

@@ -78,13 +78,13 @@ constexpr std::uint16_t kFirstPort = 49152;
 std::shared_ptr<SocketConnection> TakeIn(Descriptor control, const AcceptPeer& accept,
                                          const TransportConfig& config, PeerShares& shares) {
     const int socket = control.get();
-    const std::uint32_t peer = PeerProcess(socket);
+    const PeerIdentity peer = PeerOf(socket);
     const auto refuse = [&](std::string_view why) {
-        SendVerdict(socket, FrameKind::kWelcome, RefusePeer(peer, why, config));
+        SendVerdict(socket, FrameKind::kWelcome, RefusePeer(peer.process_id, why, config));
         return nullptr;
     };
-    if (!IsPeerAllowed(socket, config.peer_check)) return refuse("it may not connect");
-    peer_share_t share = shares.Take(peer);
+    if (!IsPeerAllowed(peer, config.peer_check)) return refuse("it may not connect");
+    peer_share_t share = shares.Take(peer.process_id);
     if (!share) return refuse("it has too many connections");
     auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);
     connection->Keep(std::move(share));
@@ -176,10 +176,10 @@ vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& con
     if (const auto code = ConnectTo(endpoint, timeout, control); vek::Failed(code)) {
         return code;
     }
-    if (!IsPeerAllowed(control.get(), config.peer_check)) return result::kAccessDenied;
+    const PeerIdentity peer = PeerOf(control.get());
+    if (!IsPeerAllowed(peer, config.peer_check)) return result::kAccessDenied;
     if (const auto code = AwaitWelcome(control.get(), patience); vek::Failed(code)) return code;
 
-    const std::uint32_t peer = PeerProcess(control.get());
     const auto connection = std::make_shared<SocketConnection>(std::move(control), peer, config);
     transport = std::make_shared<PeerTransport>(connection);
     return vek::platform::TheSystem().StartThread([connection] { connection->WatchControl(); })

@@ -74,6 +74,7 @@ HRESULT Control::GetTypeInfoOf(REFGUID id, ITypeInfo** out) noexcept {
 // IOleObject
 
 HRESULT Control::SetClientSite(IOleClientSite* site) noexcept {
+    const auto hold = vek::RefPtr<IOleObject>::Share(this);
     if (site == nullptr) InPlaceDeactivate();
     site_ = vek::RefPtr<IOleClientSite>::Share(site);
     return S_OK;
@@ -86,6 +87,7 @@ HRESULT Control::GetClientSite(IOleClientSite** out) noexcept {
 }
 
 HRESULT Control::Close(DWORD) noexcept {
+    const auto hold = vek::RefPtr<IOleObject>::Share(this);
     InPlaceDeactivate();
     if (advised_) advised_->SendOnClose();
     return S_OK;
@@ -128,8 +130,10 @@ HRESULT Control::GetExtent(DWORD aspect, SIZEL* size) noexcept {
     if (extent_) {
         *size = *extent_;
     } else {
-        const DialogFont font(ResolutionOf(SiteWindow()));
-        *size = Himetric().FromPixels(font.ToPixels(DialogUnits(class_.module, class_.dialog)));
+        const HWND window = SiteWindow();
+        const DialogFont font(ResolutionOf(window));
+        const SIZE pixels = font.ToPixels(DialogUnits(class_.module, class_.dialog));
+        *size = Himetric().FromPixels(AsThisThreadMeasures(window, pixels));
     }
     return S_OK;
 }

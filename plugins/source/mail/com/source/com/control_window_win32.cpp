@@ -94,10 +94,13 @@ void Control::ActivateInPlace() {
 }
 
 void Control::CreateDialogWindow(HWND parent, const RECT& place) {
-    const AwarenessOf aware(parent);
-    const HWND dialog = ::CreateDialogParamW(class_.module, MAKEINTRESOURCEW(class_.dialog), parent,
-                                             DialogProcedure, reinterpret_cast<LPARAM>(this));
+    const HWND dialog = [&] {
+        const AwarenessOf aware(parent);
+        return ::CreateDialogParamW(class_.module, MAKEINTRESOURCEW(class_.dialog), parent,
+                                    DialogProcedure, reinterpret_cast<LPARAM>(this));
+    }();
     if (dialog == nullptr) helpers::ThrowLastError();
+    // By the host's measure, as in SetObjectRects: its thread need not have the window's.
     ::SetWindowPos(dialog, nullptr, place.left, place.top, place.right - place.left,
                    place.bottom - place.top, SWP_NOZORDER | SWP_NOACTIVATE | SWP_SHOWWINDOW);
 }

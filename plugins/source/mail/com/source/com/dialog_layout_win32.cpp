@@ -96,6 +96,20 @@ AwarenessOf::~AwarenessOf() {
         UserFunction<void*(WINAPI*)(void*)>("SetThreadDpiAwarenessContext")(previous_);
 }
 
+SIZE AsThisThreadMeasures(HWND window, SIZE pixels) noexcept {
+    RECT here{}, own{};
+    if (window == nullptr || !::GetWindowRect(window, &here)) return pixels;
+    {
+        const AwarenessOf aware(window);
+        ::GetWindowRect(window, &own);
+    }
+    const auto convert = [](LONG length, LONG from, LONG to) {
+        return from > 0 && to > 0 ? static_cast<LONG>(::MulDiv(length, to, from)) : length;
+    };
+    return {convert(pixels.cx, own.right - own.left, here.right - here.left),
+            convert(pixels.cy, own.bottom - own.top, here.bottom - here.top)};
+}
+
 DialogFont::DialogFont(UINT resolution) noexcept {
     if (resolution == 0) return;
     font = UniqueFont(::CreateFontW(

@@ -33,6 +33,9 @@ private:
     void* previous_ = nullptr;  // null when nothing was changed
 };
 
+// A size in a window's pixels in those of this thread, which may know more or less of resolutions.
+SIZE AsThisThreadMeasures(HWND window, SIZE pixels) noexcept;
+
 // The font of all dialogs here, and the size of their units with it.
 struct DialogFont {
     explicit DialogFont(UINT resolution) noexcept;

@@ -15,10 +15,14 @@ HRESULT FindMembers(std::span<const DispatchMember> members, REFIID id, LPOLESTR
     return ids[0] != DISPID_UNKNOWN && count == 1 ? S_OK : DISP_E_UNKNOWNNAME;
 }
 
+HRESULT ExpectMethodCall(REFIID id, WORD kind) noexcept {
+    if (id != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
+    return (kind & DISPATCH_METHOD) != 0 ? S_OK : DISP_E_MEMBERNOTFOUND;
+}
+
 HRESULT InvokeMethod(const DispatchCall& call,
                      vek::FunctionRef<HRESULT(DISPID, const EventArguments&)> run) noexcept {
-    if (call.id != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-    if ((call.kind & DISPATCH_METHOD) == 0) return DISP_E_MEMBERNOTFOUND;
+    if (const HRESULT wrong = ExpectMethodCall(call.id, call.kind); wrong != S_OK) return wrong;
     if (call.parameters == nullptr) return E_INVALIDARG;
     if (call.result != nullptr) ::VariantInit(call.result);
 

@@ -20,6 +20,10 @@ struct DispatchMember {
 HRESULT FindMembers(std::span<const DispatchMember> members, REFIID id, LPOLESTR* names, UINT count,
                     DISPID* ids) noexcept;
 
+// S_OK for an IDispatch::Invoke that calls a method; else what it is to be answered with, a DISP_E_
+// code.
+HRESULT ExpectMethodCall(REFIID id, WORD kind) noexcept;
+
 // What IDispatch::Invoke is given.
 struct DispatchCall {
     DISPID member;

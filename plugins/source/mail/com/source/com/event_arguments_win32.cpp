@@ -80,10 +80,22 @@ void EventArguments::ExpectArray(std::size_t index) const {
     Require(index, IsOf(At(index), VT_ARRAY | VT_VARIANT));
 }
 
-VARIANT_BOOL& EventArguments::FlagByReference(std::size_t index) const {
+const VARIANT& EventArguments::ReferenceAt(std::size_t index, VARTYPE type) const {
     const VARIANT& argument = At(index);
-    Require(index, argument.vt == (VT_BYREF | VT_BOOL));
-    return *argument.pboolVal;
+    Require(index, argument.vt == (VT_BYREF | type));
+    return argument;
+}
+
+VARIANT_BOOL& EventArguments::FlagByReference(std::size_t index) const {
+    return *ReferenceAt(index, VT_BOOL).pboolVal;
+}
+
+BSTR& EventArguments::TextByReference(std::size_t index) const {
+    return *ReferenceAt(index, VT_BSTR).pbstrVal;
+}
+
+LONG& EventArguments::NumberByReference(std::size_t index) const {
+    return *ReferenceAt(index, VT_I4).plVal;
 }
 
 }  // namespace plugins::com

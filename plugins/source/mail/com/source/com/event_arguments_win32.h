@@ -32,12 +32,15 @@ public:
     // An object that may be none, or an array of values: only that it is one.
     void ExpectObject(std::size_t index) const;
     void ExpectArray(std::size_t index) const;
-    // One passed by reference; the caller's.
+    // Those passed by reference; the caller's.
     VARIANT_BOOL& FlagByReference(std::size_t index) const;
+    BSTR& TextByReference(std::size_t index) const;
+    LONG& NumberByReference(std::size_t index) const;
 
 private:
     // The argument itself, or the one that it refers to; never through a null reference.
     const VARIANT& At(std::size_t index) const;
+    const VARIANT& ReferenceAt(std::size_t index, VARTYPE type) const;
     void Require(std::size_t index, bool fits, HRESULT code = DISP_E_TYPEMISMATCH) const;
 
     const DISPPARAMS* parameters_;

@@ -6,6 +6,7 @@
 
 #include "com/border.h"
 #include "com/com_object.h"
+#include "com/dispatch_win32.h"
 #include "com/query.h"
 
 namespace plugins::com {
@@ -39,8 +40,7 @@ public:
     HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID id, LCID, WORD kind,
                                      DISPPARAMS* parameters, VARIANT*, EXCEPINFO*,
                                      UINT* wrong_argument) noexcept override {
-        if (id != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-        if ((kind & DISPATCH_METHOD) == 0) return DISP_E_MEMBERNOTFOUND;
+        if (const HRESULT wrong = ExpectMethodCall(id, kind); wrong != S_OK) return wrong;
         if (muted_) return S_OK;
         // The handler may end the subscription, and with it the last other reference.
         const auto self = vek::RefPtr<EventSink>::Share(this);

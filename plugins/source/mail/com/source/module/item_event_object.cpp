@@ -5,6 +5,7 @@
 #include "automation/automation_ids.h"
 #include "automation/automation_item.h"
 #include "com/border.h"
+#include "com/dispatch_win32.h"
 #include "com/event_connection_win32.h"
 #include "com/query.h"
 
@@ -109,12 +110,13 @@ HRESULT ItemEventObject::GetTypeInfo(UINT, LCID, ITypeInfo** info) noexcept {
     return E_NOTIMPL;
 }
 
-HRESULT ItemEventObject::Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
-                                EXCEPINFO*, UINT*) noexcept {
+HRESULT ItemEventObject::Invoke(DISPID event, REFIID id, LCID, WORD kind, DISPPARAMS* parameters,
+                                VARIANT*, EXCEPINFO*, UINT* wrong_argument) noexcept {
+    if (const HRESULT wrong = com::ExpectMethodCall(id, kind); wrong != S_OK) return wrong;
     const auto self = vek::RefPtr<ItemEventObject>::Share(this);
     return com::AtBorder([&] {
         mail_processing::automation::TellItemEvent(*handler_, event,
-                                                   com::EventArguments(parameters));
+                                                   com::EventArguments(parameters, wrong_argument));
     });
 }
 

@@ -44,8 +44,9 @@ public:
                                             DISPID*) noexcept override {
         return E_NOTIMPL;
     }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters,
-                                     VARIANT*, EXCEPINFO*, UINT*) noexcept override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID id, LCID, WORD kind,
+                                     DISPPARAMS* parameters, VARIANT*, EXCEPINFO*,
+                                     UINT* wrong_argument) noexcept override;
 
 private:
     class Source;

@@ -72,8 +72,10 @@ private:
         // Those of a dialog before this one.
         enabled_icon_ = {};
         disabled_icon_ = {};
-        page_ = std::make_shared<AntivirusPage>(static_cast<PageView&>(*this), environment_);
-        page_->Initialise();
+        const auto page =
+            std::make_shared<AntivirusPage>(static_cast<PageView&>(*this), environment_);
+        page_ = page;
+        page->Initialise();
         requests_->Attach(window());
         // Without it the timer has the page look all the same.
         if (environment_.policy) environment_.policy->Subscribe(requests_.get());

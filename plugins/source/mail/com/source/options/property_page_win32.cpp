@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "com/dispatch_win32.h"
 #include "vek/trace/line.h"
 
 namespace plugins::mail_processing {
@@ -11,14 +10,6 @@ namespace {
 constexpr com::DispatchMember kMembers[] = {{L"GetPageInfo", property_page::kGetPageInfo},
                                             {L"Dirty", property_page::kDirty},
                                             {L"Apply", property_page::kApply}};
-
-// The place that an argument by reference refers to.
-template <class Type>
-Type* PlaceOf(const VARIANT& argument, VARTYPE type) {
-    if (argument.vt != (VT_BYREF | type) || argument.byref == nullptr)
-        helpers::ThrowHResult(DISP_E_TYPEMISMATCH);
-    return static_cast<Type*>(argument.byref);
-}
 
 }  // namespace
 
@@ -50,29 +41,31 @@ HRESULT OptionsPage::GetIDsOfNames(REFIID id, LPOLESTR* names, UINT count, LCID,
 }
 
 HRESULT OptionsPage::Invoke(DISPID member, REFIID id, LCID, WORD flags, DISPPARAMS* parameters,
-                            VARIANT* result, EXCEPINFO*, UINT*) noexcept {
+                            VARIANT* result, EXCEPINFO*, UINT* wrong_argument) noexcept {
     if (id != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-    if (parameters == nullptr) return E_POINTER;
-    return com::AtBorder([&] { return Call(member, flags, *parameters, result); });
+    if (parameters == nullptr) return E_INVALIDARG;
+    if (result != nullptr) ::VariantInit(result);
+    return com::AtBorder([&] {
+        return Call(member, flags, com::EventArguments(parameters, wrong_argument), result);
+    });
 }
 
-HRESULT OptionsPage::Call(DISPID member, WORD flags, const DISPPARAMS& parameters,
+HRESULT OptionsPage::Call(DISPID member, WORD flags, const com::EventArguments& arguments,
                           VARIANT* result) {
     const bool reads = member == property_page::kDirty;
     if ((flags & (reads ? DISPATCH_PROPERTYGET : DISPATCH_METHOD)) == 0)
         return DISP_E_MEMBERNOTFOUND;
-    const com::EventArguments arguments(&parameters);
     switch (member) {
-        case property_page::kGetPageInfo:
-            arguments.Expect(2);  // in reverse order
-            return GetPageInfo(PlaceOf<BSTR>(parameters.rgvarg[1], VT_BSTR),
-                               PlaceOf<LONG>(parameters.rgvarg[0], VT_I4));
+        case property_page::kGetPageInfo: {
+            arguments.Expect(2);
+            BSTR& help_file = arguments.TextByReference(0);
+            return GetPageInfo(&help_file, &arguments.NumberByReference(1));
+        }
         case property_page::kDirty: {
             arguments.Expect(0);
             VARIANT_BOOL dirty = VARIANT_FALSE;
             const HRESULT read = get_Dirty(&dirty);
             if (result == nullptr) return read;
-            ::VariantInit(result);
             result->vt = VT_BOOL;
             result->boolVal = dirty;
             return read;

@@ -3,6 +3,7 @@
 #include "com/border.h"
 #include "com/com_object.h"
 #include "com/control_win32.h"
+#include "com/dispatch_win32.h"
 #include "com/ole_values_win32.h"
 #include "internal/helpers/hresult_exception.h"
 #include "options/pages_win32.h"
@@ -20,7 +21,7 @@ public:
                                             DISPID* ids) noexcept override;
     HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID id, LCID, WORD flags,
                                      DISPPARAMS* parameters, VARIANT* result, EXCEPINFO*,
-                                     UINT*) noexcept override;
+                                     UINT* wrong_argument) noexcept override;
 
     // PropertyPage: there is no help.
     HRESULT STDMETHODCALLTYPE GetPageInfo(BSTR* help_file, LONG* help_context) noexcept override;
@@ -38,7 +39,7 @@ protected:
 
 private:
     void* Find(REFIID id) noexcept final;
-    HRESULT Call(DISPID member, WORD flags, const DISPPARAMS& parameters, VARIANT* result);
+    HRESULT Call(DISPID member, WORD flags, const com::EventArguments& arguments, VARIANT* result);
 
     const IID interface_id_;
     com::OwnedVariant dirty_;
