@@ -24,12 +24,24 @@ show_tail() {
 # ninja to know. A second call waits until the first is done.
 build_preset() {
     mkdir -p -- "$root/build"
-    (flock 9 && build_alone "$@" 9>&-) 9>"$root/build/$1.lock"
+    (
+        flock 9
+        configure_preset "$1" 9>&- &&
+            cmake --build "$root/build/$1" -j "$jobs" ${2:+--target "${@:2}"} 9>&-
+    ) 9>"$root/build/$1.lock"
 }
 
-build_alone() {
+# build_aside PRESET [TARGET...]: the same on one processor, with what others leave of it, in place
+# of the shell that calls it. A TERM ends it, and loses the one file that is being compiled.
+build_aside() {
+    mkdir -p -- "$root/build"
+    exec 9>"$root/build/$1.lock"
+    flock 9
+    configure_preset "$1" && exec nice -n 19 ninja -C "$root/build/$1" -j 1 "${@:2}"
+}
+
+configure_preset() {
     local preset=$1 folder=$root/build/$1 configured=$root/build/$1/configured
-    shift
     if [[ -f $folder/CMakeCache.txt ]] &&
         ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$folder/CMakeCache.txt"; then
         rm -rf -- "$folder"
@@ -38,5 +50,4 @@ build_alone() {
         (cd "$root" && cmake --preset "$preset") || return
         touch "$configured"
     fi
-    cmake --build "$folder" -j "$jobs" ${1:+--target "$@"}
 }

@@ -81,7 +81,7 @@ void Addin::FreeExtensions() {
 bool UnloadLibraries(const std::wstring& path) {
     for (int tries = 0; tries != 100; ++tries) {
         ::CoFreeUnusedLibrariesEx(0, 0);
-        if (::GetModuleHandleW(path.c_str()) == nullptr) return true;
+        if (path.empty() || ::GetModuleHandleW(path.c_str()) == nullptr) return true;
         ServeMessages(std::chrono::milliseconds(10));
     }
     return false;

@@ -17,6 +17,10 @@ namespace {
 using reference_product::PathText;
 using Clock = std::chrono::steady_clock;
 
+std::string Utf8(const std::wstring& text) {
+    return vek::ToUtf8(std::u16string(text.begin(), text.end()));
+}
+
 std::chrono::microseconds Since(Clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
 }
@@ -111,17 +115,29 @@ HostPlayer::~HostPlayer() { DisconnectAddin(); }
 demo::ScenarioProduct& HostPlayer::product() { return *product_; }
 
 HRESULT HostPlayer::ConnectAddin() {
+    // After an end that was not the process's.
+    if (!addins_.empty()) LetAddinsGo();
+    if (has_quit_ && options_.ending == Ending::kUnticked) TickAgain();
     const auto start = Clock::now();
-    for (const std::wstring& prog_id : RegisteredAddins()) {
+    const std::vector<std::wstring> registered = RegisteredAddins();
+    if (registered.empty()) throw std::runtime_error("no add-in is registered");
+    for (const std::wstring& prog_id : registered) {
         constexpr std::uint32_t kWanted = load_behavior::kAtStartup | load_behavior::kLoaded;
-        if (LoadBehavior(prog_id) != kWanted) continue;
+        if (LoadBehavior(prog_id) != kWanted) {
+            Complain(Utf8(prog_id) + " is not loaded");
+            continue;
+        }
         auto addin = std::make_unique<Addin>(prog_id);
         host().LoadExtension([&] { return addin->MakeExtension(); });
-        if (const HRESULT code = addin->Connect(*application_, ConnectMode::kStartup); FAILED(code))
-            return code;
+        if (const HRESULT code = addin->Connect(*application_, ConnectMode::kStartup);
+            FAILED(code)) {
+            char text[32];
+            std::snprintf(text, sizeof text, " does not connect: 0x%08X",
+                          static_cast<unsigned>(code));
+            Complain(Utf8(prog_id) + text);  // its extension is no part of that
+        }
         addins_.push_back(std::move(addin));
     }
-    if (addins_.empty()) throw std::runtime_error("no add-in is registered to be loaded");
     resiliency_.Note(Occasion::kStartup, Since(start));
     connected_ = true;
     for (const auto& addin : addins_) addin->TellStartupComplete();
@@ -132,6 +148,7 @@ HRESULT HostPlayer::ConnectAddin() {
 
 void HostPlayer::DisconnectAddin() {
     if (!std::exchange(connected_, false)) return;
+    has_quit_ = true;
     // Its windows are closed before.
     while (!host().application().open_items().empty()) {
         const auto item = host().application().open_items().back();
@@ -139,7 +156,10 @@ void HostPlayer::DisconnectAddin() {
     }
     for (const std::string& held : items_->Held())
         Complain("somebody holds the item " + held + " at the end");
-    if (options_.ending == Ending::kExit) return;  // the process will end
+    if (options_.ending != Ending::kExit) LetAddinsGo();  // else the process will end
+}
+
+void HostPlayer::LetAddinsGo() {
     const bool unticked = options_.ending == Ending::kUnticked;
     const auto start = Clock::now();
     for (const auto& addin : addins_) {
@@ -158,9 +178,7 @@ void HostPlayer::DisconnectAddin() {
     items_->Sweep();
     for (const auto& addin : addins_)
         if (!UnloadLibraries(LibraryOf(addin->prog_id())))
-            Complain("the library of " +
-                     vek::ToUtf8(std::u16string(addin->prog_id().begin(), addin->prog_id().end())) +
-                     " stays loaded");
+            Complain("the library of " + Utf8(addin->prog_id()) + " stays loaded");
     addins_.clear();
 }
 
@@ -238,13 +256,16 @@ bool HostPlayer::PrintAddins(std::ostream& out) {
     for (const std::wstring& prog_id : RegisteredAddins()) {
         const auto behavior = LoadBehavior(prog_id);
         const bool stays = behavior == (options_.ending == Ending::kUnticked ? 2u : 3u);
-        // The user ticks it again.
-        if (options_.ending == Ending::kUnticked) ForgetUsersLoadBehavior(prog_id);
-        out << "LoadBehavior of " << vek::ToUtf8(std::u16string(prog_id.begin(), prog_id.end()))
-            << ": " << (behavior ? std::to_string(*behavior) : "none") << '\n';
+        out << "LoadBehavior of " << Utf8(prog_id) << ": "
+            << (behavior ? std::to_string(*behavior) : "none") << '\n';
         good &= stays;
     }
+    if (options_.ending == Ending::kUnticked) TickAgain();
     return good;
+}
+
+void HostPlayer::TickAgain() {
+    for (const std::wstring& prog_id : RegisteredAddins()) ForgetUsersLoadBehavior(prog_id);
 }
 
 }  // namespace sandbox::host

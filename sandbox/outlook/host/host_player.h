@@ -24,7 +24,7 @@ struct HostOptions {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the messages in "after", as they are in the end
     std::filesystem::path rules;
-    std::filesystem::path product;  // its folder, where its reports are
+    std::filesystem::path product;  // its folder
     std::string version = "15";     // Outlook's
     std::string store = "usual";    // of store_traits.h
     Ending ending = Ending::kNotified;
@@ -54,6 +54,10 @@ public:
 private:
     class WatchedProduct;
 
+    void LetAddinsGo();
+    // The user ticks what he has unticked.
+    static void TickAgain();
+
     HRESULT ConnectAddin() override;
     void DisconnectAddin() override;
     bool IsConnected() const override { return connected_; }
@@ -72,6 +76,7 @@ private:
     vek::RefPtr<ApplicationObject> application_;
     std::vector<std::unique_ptr<Addin>> addins_;
     bool connected_ = false;
+    bool has_quit_ = false;
     Resiliency resiliency_;
 };
 

@@ -12,10 +12,12 @@ namespace sandbox::host {
 // The ProgID of a library beside which others are measured: its add-in does nothing.
 inline constexpr const wchar_t* kBareAddin = L"Sandbox.BareAddin";
 
-// Prints medians of that many rounds: of loading, creating and connecting each add-in, of its
-// disconnection, and of an opened message with and without it. The bare one is measured with those
-// that are registered.
-void PrintTimes(const HostOptions& options, std::uint32_t rounds, std::ostream& out);
+// Measures that many rounds of the add-ins that are registered, taking turns with the bare one:
+// loading, creating and connecting, also while a message is open, disconnecting, and an opened
+// message where the product's process was started here and is not told to be silent. Prints
+// medians, their ratio to the bare one's, and whether they are within their goals; whether all are.
+// Raises std::exception when something goes wrong.
+bool PrintTimes(const HostOptions& options, std::uint32_t rounds, std::ostream& out);
 
 // Loads and connects the add-ins, has a message checked, disconnects and unloads them, that many
 // times, and prints the process's handles, threads and memory on the way. Whether each check was

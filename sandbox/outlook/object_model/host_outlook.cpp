@@ -198,10 +198,11 @@ HRESULT HostOutlook::GetApplication(mail_processing::ApplicationPtr& application
 template <class Events>
 void HostOutlook::Install(const ExtensionEntryPoint& entry_point, ULONG context, const IID& events,
                           vek::RefPtr<Events>& kept) {
-    kept.reset();
     const auto extension = entry_point();
+    if (!extension) return;  // another add-in's stays
+    kept.reset();
     const auto callback = vek::MakeObject<ExchangeCallback>(model_, mapi_, std::string());
-    if (extension && extension->Install(callback.get(), context, 0) == S_OK)
+    if (extension->Install(callback.get(), context, 0) == S_OK)
         extension->QueryInterface(events, kept.put_void());
 }
 

@@ -1,13 +1,15 @@
 // Shows an options page in a window, with the texts, settings and pictures of a product's folder:
 //   mlxo_page_host antivirus|unable_to_connect FOLDER SECONDS
+// until its standard input ends, and no longer than SECONDS.
 //   mlxo_page_host --version
-// Prints how long it took from the page's creation to its first picture, and where the
-// window is.
+// Prints how long it took from the page's creation to its first picture, and where the window is.
 
+#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <string_view>
+#include <thread>
 
 #include "mlxo_version.h"
 #include "options/pages_win32.h"
@@ -35,6 +37,16 @@ vek::RefPtr<InProcessProduct> ProductIn(const std::filesystem::path& folder) {
     return product;
 }
 
+std::atomic<bool> input_has_ended = false;
+
+// The runtime's streams are not used: a process that ends waits for whoever reads one.
+void WaitForEndOfInput() {
+    char byte = 0;
+    for (DWORD count = 1; count > 0;)
+        if (!::ReadFile(::GetStdHandle(STD_INPUT_HANDLE), &byte, 1, &count, nullptr)) break;
+    input_has_ended = true;
+}
+
 int Show(std::string_view page_name, const std::filesystem::path& folder, int seconds) {
     plugins::loader::ServiceAccess services([&](vek::RefPtr<plugins::ILoader>& loader) {
         loader = ProductIn(folder);
@@ -58,7 +70,8 @@ int Show(std::string_view page_name, const std::filesystem::path& folder, int se
     std::printf("%.1f ms, %ld %ld %ld %ld\n", took.count(), place.left, place.top, place.right,
                 place.bottom);
     std::fflush(stdout);
-    host->RunUntil([] { return false; }, std::chrono::seconds(seconds));
+    std::thread(WaitForEndOfInput).detach();
+    host->RunUntil([] { return input_has_ended.load(); }, std::chrono::seconds(seconds));
     host->Close();
     return 0;
 }

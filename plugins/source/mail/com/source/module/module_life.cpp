@@ -42,6 +42,7 @@ struct Life {
     // Held while it waits for threads, which do not take it.
     vek::platform::Lock lock;
     bool runs = false;
+    bool has_waited = false;  // for a runtime that serves somebody still
 
     // Guards `watch`; never held during a call out.
     vek::platform::Lock watch_lock;
@@ -53,7 +54,9 @@ Life& TheLife() noexcept {
     return *life;
 }
 
-// A runtime that still serves somebody is asked again with the next question.
+// A runtime that still serves somebody is asked again with the next question, but not waited for
+// again: hosts ask on the thread that draws their windows, and a silent product may hold it for
+// long.
 constexpr std::chrono::milliseconds kUnregisterPatience{500};
 
 vek::trace::FileTracerConfig TraceConfig() {
@@ -139,6 +142,7 @@ void StartModule() noexcept {
             life.runs = true;
         }
         StartWatch(life);
+        life.has_waited = false;
     }));
 }
 
@@ -159,9 +163,10 @@ bool EndModule() noexcept {
         loader::ProcessServices().Drop();
         product_info::TheLibraryKeeper()->Drop();
     }
-    if (vek::LiveObjectCount() != 0 ||
-        !remote::RpcServer::Get().AwaitUnregistered(kUnregisterPatience))
-        return false;
+    if (vek::LiveObjectCount() != 0) return false;
+    const auto patience =
+        std::exchange(life.has_waited, true) ? std::chrono::milliseconds() : kUnregisterPatience;
+    if (!remote::RpcServer::Get().AwaitUnregistered(patience)) return false;
     // Both hold the trace.
     loader::SetProcessLoaderFactory(nullptr);
     vek::trace::SetProcessTracer(nullptr);

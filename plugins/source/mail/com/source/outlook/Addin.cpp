@@ -1,5 +1,6 @@
 #include "outlook/Addin.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "internal/helpers/hresult_exception.h"
@@ -71,6 +72,7 @@ CAddin::~CAddin() { Replace(nullptr); }
 HRESULT CAddin::OnConnection(ApplicationObject& object) noexcept {
     const auto self = weak_from_this().lock();
     const trace::Scope scope(environment_.tracer, "OnConnection");
+    const EventScope event(std::min(environment_.event_wait, kConnectionWait));
     std::shared_ptr<ConnectedAddin> connection;
     HRESULT result = E_FAIL;
     try {
@@ -99,7 +101,6 @@ void CAddin::CheckOpenItems(ConnectedAddin& connection, const std::vector<ItemPt
     connection.Trace("CAddin::checking opened mail items on connect");
     for (const ItemPtr& item : items) {
         try {
-            const EventScope event(environment_.event_wait);
             message_events_.ItemReadImpl(connection, item);
         } catch (...) {
             trace::Write(environment_.tracer, trace::level::kError, "Mail checking failed");

@@ -27,6 +27,10 @@
 
 namespace plugins::mail_processing {
 
+// What connecting waits for the product at most, checks apart: Outlook switches off an add-in that
+// takes a second to start, its loading included.
+inline constexpr std::chrono::milliseconds kConnectionWait{400};
+
 // The surroundings that an add-in works with. References outlive it.
 struct AddinEnvironment {
     // Loads MAPI; may raise.
@@ -41,7 +45,8 @@ struct AddinEnvironment {
     std::chrono::milliseconds stop_timeout = kThreadStopTimeout;
     vek::platform::Registry& registry = vek::platform::TheRegistry();
     CheckObserver& observer = NoObserver();
-    // What one event waits for the product at most, checks apart (call_wait.h).
+    // What one event waits for the product at most, checks apart (call_wait.h). That of connecting
+    // is kConnectionWait, if this is not less.
     std::chrono::milliseconds event_wait = vek::remoting::kEventWait;
     ItemAdviser advise_item = AdviseItem;
 };

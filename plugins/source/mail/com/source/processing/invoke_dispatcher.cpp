@@ -1,6 +1,7 @@
 #include "processing/invoke_dispatcher.h"
 
 #include <array>
+#include <thread>
 #include <utility>
 
 #include "mapi/mapi_interfaces.h"
@@ -20,12 +21,12 @@ InvokeDispatcher::InvokeDispatcher(vek::trace::TracerPtr tracer, vek::platform::
       system_(system),
       request_(NewEvent(system, EventKind::kAutoReset)),
       reply_(NewEvent(system, EventKind::kAutoReset)),
-      owner_(std::this_thread::get_id()) {}
+      owner_(vek::platform::CurrentThreadId()) {}
 
 vek::result_t InvokeDispatcher::Invoke(vek::FunctionRef<void()> call) {
     // The id alone does not tell: a system gives the id of an ended thread to another.
     if (ended_) return vek::result::kUnspecifiedError;
-    if (std::this_thread::get_id() == owner_) return Run(call);
+    if (vek::platform::CurrentThreadId() == owner_) return Run(call);
 
     const std::lock_guard turn(callers_);
     pending_ = &call;

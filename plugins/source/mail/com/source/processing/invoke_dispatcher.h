@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
-#include <thread>
 
 #include "model/owner_thread.h"
 #include "vek/platform/lock.h"
@@ -58,7 +58,9 @@ private:
     vek::platform::System& system_;
     const std::unique_ptr<vek::platform::Event> request_;
     const std::unique_ptr<vek::platform::Event> reply_;
-    const std::thread::id owner_;
+    // The system's: for the language's own, the runtime library would keep something for each
+    // thread of the RPC runtime's that asks, and leave it when the module is unloaded.
+    const std::uint32_t owner_;
 
     // The single slot, handed from the caller (pending) to the owner (running) and back
     // (answered). Whoever has it owns the two members behind it.
