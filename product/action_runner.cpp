@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <stdexcept>
 
 #include "product/text_form.h"
 #include "vek/core/text.h"
@@ -18,14 +19,20 @@ std::string TagText(std::uint32_t tag) {
     return text;
 }
 
+std::string RuleText(const Rule& rule) { return "the rule in line " + std::to_string(rule.line); }
+
+// Ends the keeping of a content that was replaced already.
+struct IsReplaced {};
+
 }  // namespace
 
 ActionRunner::ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
-                           ContentReader& contents, CallbackLog& log)
+                           ContentReader& contents, CallbackLog& log, const KeptFor& kept)
     : message_(message),
       facts_(facts),
       contents_(contents),
       log_(log),
+      kept_(kept),
       attachments_(facts.attachments.size()) {}
 
 void ActionRunner::Add(const RuleMatch& match) {
@@ -36,7 +43,9 @@ void ActionRunner::AddInfection() {
     infected_ = true;
     AddNotice(kInfectedNotice);
     for (std::size_t i = 0; i < attachments_.size(); ++i) {
-        if (facts_.attachments[i].hits.infected) attachments_[i].content = kInfectedReplacement;
+        if (!facts_.attachments[i].hits.infected) continue;
+        attachments_[i].content = kInfectedReplacement;
+        attachments_[i].reason = "EICAR test string";
     }
 }
 
@@ -59,10 +68,16 @@ void ActionRunner::AddOne(const Action& action, const RuleMatch& match) {
             }
             break;
         case ActionKind::kDeleteAttachment:
-            for (const std::size_t i : match.attachments) attachments_[i].remove = true;
+            for (const std::size_t i : match.attachments) {
+                attachments_[i].remove = true;
+                attachments_[i].reason = RuleText(*match.rule);
+            }
             break;
         case ActionKind::kReplaceAttachment:
-            for (const std::size_t i : match.attachments) attachments_[i].content = action.text;
+            for (const std::size_t i : match.attachments) {
+                attachments_[i].content = action.text;
+                attachments_[i].reason = RuleText(*match.rule);
+            }
             break;
     }
 }
@@ -127,14 +142,51 @@ void ActionRunner::RunNotices() {
     }
 }
 
+// Keeps the content that a plan takes away. False when it must stay, or is the new one already: a
+// message is checked each time it is read, and what was put there is not to be kept.
+bool ActionRunner::Keep(AttachmentFacts& attachment, const AttachmentPlan& plan) {
+    if (!kept_.store) return true;
+    const std::string name = attachment.names.empty() ? std::string() : attachment.names.front();
+    const auto read = [&](const KeptStore::Sink& sink) {
+        bool is_same = !plan.remove;
+        std::string_view left = plan.content ? *plan.content : std::string_view();
+        const bool all = contents_.Read(
+            *attachment.provider, attachment.label, [&](std::span<const std::byte> piece) {
+                const std::string_view bytes(reinterpret_cast<const char*>(piece.data()),
+                                             piece.size());
+                is_same = is_same && left.starts_with(bytes);
+                if (is_same) left.remove_prefix(bytes.size());
+                sink(piece);
+            });
+        if (!all) throw std::runtime_error("it cannot be read");
+        if (is_same && left.empty()) throw IsReplaced();
+    };
+    try {
+        kept_.store->Keep({.account = kept_.account,
+                           .subject = vek::ToUtf8(facts_.subject),
+                           .name = name,
+                           .reason = plan.reason},
+                          read);
+        return true;
+    } catch (const IsReplaced&) {
+        return false;
+    } catch (const std::runtime_error& error) {
+        log_.Failed(attachment.label, std::string("Keep, so it stays (") + error.what() + ')',
+                    vek::result::kUnspecifiedError);
+        return false;
+    }
+}
+
 void ActionRunner::RunAttachment(AttachmentFacts& attachment, const AttachmentPlan& plan) {
     auto& provider = *attachment.provider;
     const std::string& label = attachment.label;
+    const bool may_go = (plan.remove || plan.content) && Keep(attachment, plan);
     if (plan.remove) {
-        if (log_.Change(label, "Delete", provider.Delete())) log_.Changed(label + " deleted");
+        if (may_go && log_.Change(label, "Delete", provider.Delete()))
+            log_.Changed(label + " deleted");
         return;
     }
-    if (plan.content && contents_.Replace(provider, label, *plan.content)) {
+    if (may_go && contents_.Replace(provider, label, *plan.content)) {
         log_.Changed(label + " replaced");
     }
     const std::string old = attachment.names.empty() ? std::string() : attachment.names.front();

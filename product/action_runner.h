@@ -8,6 +8,7 @@
 #include "private_include/common/mail_message.h"
 #include "product/callback_log.h"
 #include "product/content_reader.h"
+#include "product/kept_store.h"
 #include "product/message_facts.h"
 #include "product/rule_match.h"
 
@@ -20,12 +21,13 @@ inline constexpr std::string_view kInfectedReplacement =
     "This attachment carried the EICAR test string and was removed.\r\n";
 
 // Collects the actions on one message, then runs them: the subject is written once however many
-// rules change it, and an attachment that is to be deleted is not rewritten before. For one thread.
+// rules change it, and an attachment that is to be deleted is not rewritten before. What is deleted
+// or replaced is kept first, or left as it is. For one thread.
 class ActionRunner {
 public:
     // Each argument must outlive the runner.
     ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
-                 ContentReader& contents, CallbackLog& log);
+                 ContentReader& contents, CallbackLog& log, const KeptFor& kept);
 
     // Adds the actions of a rule, which must outlive the runner.
     void Add(const RuleMatch& match);
@@ -39,6 +41,7 @@ private:
         bool remove = false;
         std::optional<std::string> content;
         std::vector<std::string> name_forms;
+        std::string reason;  // of its end or its new content
     };
 
     void AddOne(const Action& action, const RuleMatch& match);
@@ -47,12 +50,14 @@ private:
     void RunSubject();
     void RunHeader(const Action& action);
     void RunNotices();
+    bool Keep(AttachmentFacts& attachment, const AttachmentPlan& plan);
     void RunAttachment(AttachmentFacts& attachment, const AttachmentPlan& plan);
 
     plugins::mail_processing::IMailMessage& message_;
     MessageFacts& facts_;
     ContentReader& contents_;
     CallbackLog& log_;
+    const KeptFor& kept_;
 
     bool infected_ = false;
     std::vector<std::u16string> subject_forms_;

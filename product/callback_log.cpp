@@ -8,15 +8,20 @@ namespace {
 constexpr vek::result_t kMapiNotFound = 0x8004010F;  // MAPI_E_NOT_FOUND, mapicode.h
 
 bool IsAbsence(vek::result_t code) {
-    return code == vek::result::kNotImplemented || code == vek::result::kNotFound ||
-           code == vek::result::kPropertyNotFound || code == kMapiNotFound;
+    return code == vek::result::kNotImplemented || IsMissing(code);
 }
 
 }  // namespace
 
+bool IsMissing(vek::result_t code) noexcept {
+    return code == vek::result::kNotFound || code == vek::result::kPropertyNotFound ||
+           code == kMapiNotFound;
+}
+
 bool CallbackLog::Read(std::string_view label, std::string_view operation, vek::result_t code) {
     ++report_.callbacks;
     if (vek::Succeeded(code)) return true;
+    if (code == vek::result::kNotImplemented) report_.whole = false;
     if (IsAbsence(code)) return false;
     if (code == vek::result::kNotSupported) {
         report_.not_offered.emplace_back(label.empty() ? operation : label);

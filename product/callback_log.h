@@ -8,6 +8,9 @@
 
 namespace reference_product {
 
+// Tells whether a code says that a message lacks what was asked for.
+bool IsMissing(vek::result_t code) noexcept;
+
 // Judges the results of the message's operations and writes them into the report. For one thread.
 //
 // "Not implemented", "not found" and "not supported" are no failures: a message need not have

@@ -19,22 +19,24 @@ constexpr std::size_t kReadSize = std::size_t{64} << 10;
 
 ContentReader::ContentReader(CallbackLog& log) : log_(log), buffer_(kReadSize) {}
 
-void ContentReader::Read(IPropertyProvider& provider, std::string_view label, const Sink& sink) {
+bool ContentReader::Read(IPropertyProvider& provider, std::string_view label, const Sink& sink) {
     vek::RefPtr<IDataStream> stream;
-    if (!log_.Read(label, "OpenStream", provider.OpenStream(access_mode::kRead, 0, stream.put())) ||
-        !stream) {
-        return;
+    const vek::result_t opened = provider.OpenStream(access_mode::kRead, 0, stream.put());
+    if (!log_.Read(label, "OpenStream", opened)) return IsMissing(opened);
+    if (!stream) {
+        log_.Failed(label, "OpenStream", vek::result::kUnexpected);
+        return false;
     }
     for (;;) {
         std::uint32_t count = 0;
-        if (!log_.Read(label, "Read", stream->Read(buffer_, count))) return;
+        if (!log_.Read(label, "Read", stream->Read(buffer_, count))) return false;
         if (count > buffer_.size()) {
             log_.Failed(label, "Read", vek::result::kUnexpected);
-            return;
+            return false;
         }
         log_.BytesRead(count);
         sink(std::span(buffer_).first(count));
-        if (count < buffer_.size()) return;
+        if (count < buffer_.size()) return true;
     }
 }
 

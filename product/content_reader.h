@@ -20,8 +20,9 @@ public:
     explicit ContentReader(CallbackLog& log);
 
     // Hands the content to `sink` in pieces of at most 64 KiB, up to the end or the first failure.
-    // `label` names the content in the report. Raises what `sink` raises.
-    void Read(plugins::mail_processing::IPropertyProvider& provider, std::string_view label,
+    // `label` names the content in the report. False when some of it was not read; one that is not
+    // there is empty. Raises what `sink` raises.
+    bool Read(plugins::mail_processing::IPropertyProvider& provider, std::string_view label,
               const Sink& sink);
 
     // Replaces the old content and commits. False when a step failed; the report says which.

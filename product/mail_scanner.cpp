@@ -18,13 +18,37 @@ vek::result_t RunCheck(IMailMessage* message, Check&& check) noexcept {
 
 }  // namespace
 
-MailScanner::MailScanner(std::shared_ptr<const ScannerEngine> engine, ReportSink sink)
-    : engine_(std::move(engine)), sink_(std::move(sink)) {}
+MailScanner::MailScanner(std::shared_ptr<const ScannerEngine> engine, ReportSink sink,
+                         ScanMemory memory)
+    : engine_(std::move(engine)), sink_(std::move(sink)), memory_(std::move(memory)) {}
+
+// Mail being sent is checked each time: it has no lasting identity yet, and is sent once.
+ScanReport MailScanner::Check(bool incoming, IMailMessage& message) const {
+    const bool asks = memory_.clean && incoming;
+    std::uint64_t hash = 0;
+    const bool has_hash = asks && vek::Succeeded(message.GetMessageHash(hash));
+    const std::string& account = memory_.kept.account;
+    if (has_hash) {
+        if (auto summary = memory_.clean->Find(account, hash, engine_->version())) {
+            ScanReport known;
+            known.incoming = incoming;
+            known.known_clean = true;
+            known.summary = *std::move(summary);
+            known.callbacks = 1;
+            return known;
+        }
+    }
+    ScanReport report = engine_->Check(incoming, message, memory_.kept);
+    report.callbacks += asks;
+    if (has_hash && IsClean(report))
+        memory_.clean->Add(account, hash, engine_->version(), report.summary);
+    return report;
+}
 
 vek::result_t MailScanner::CheckMessage(std::uint32_t, bool incoming, IMailMessage* message) {
     return RunCheck(message, [&](IMailMessage& checked) {
         const auto start = std::chrono::steady_clock::now();
-        ScanReport report = engine_->Check(incoming, checked);
+        ScanReport report = Check(incoming, checked);
         report.time = std::chrono::duration_cast<std::chrono::microseconds>(
             std::chrono::steady_clock::now() - start);
         if (sink_) sink_(report);

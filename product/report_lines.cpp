@@ -16,12 +16,13 @@ std::string ToReportLine(const NumberedReport& numbered) {
     json failures = json::array();
     for (const ScanFailure& failure : report.failures)
         failures.push_back({{"operation", failure.operation}, {"code", failure.code}});
-    const json line{{"number", numbered.number},         {"incoming", report.incoming},
-                    {"summary", report.summary},         {"result", report.result},
-                    {"infected", report.infected},       {"findings", report.findings},
-                    {"changes", report.changes},         {"failures", failures},
-                    {"not_offered", report.not_offered}, {"callbacks", report.callbacks},
-                    {"bytes_read", report.bytes_read},   {"time_us", report.time.count()}};
+    const json line{{"number", numbered.number},     {"incoming", report.incoming},
+                    {"summary", report.summary},     {"result", report.result},
+                    {"infected", report.infected},   {"known_clean", report.known_clean},
+                    {"findings", report.findings},   {"changes", report.changes},
+                    {"failures", failures},          {"not_offered", report.not_offered},
+                    {"callbacks", report.callbacks}, {"bytes_read", report.bytes_read},
+                    {"time_us", report.time.count()}};
     return line.dump(-1, ' ', true, json::error_handler_t::replace) + '\n';
 }
 
@@ -34,6 +35,7 @@ NumberedReport ParseReportLine(std::string_view line) {
     value.at("summary").get_to(report.summary);
     value.at("result").get_to(report.result);
     value.at("infected").get_to(report.infected);
+    value.at("known_clean").get_to(report.known_clean);
     value.at("findings").get_to(report.findings);
     value.at("changes").get_to(report.changes);
     for (const json& failure : value.at("failures"))

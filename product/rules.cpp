@@ -27,6 +27,14 @@ void ParseLine(std::string_view line, std::size_t number, std::string_view file,
     }
 }
 
+// FNV-1a.
+std::uint64_t VersionOf(std::string_view text) {
+    std::uint64_t version = 0xCBF29CE484222325;
+    for (const char letter : text)
+        version = (version ^ static_cast<unsigned char>(letter)) * 0x100000001B3;
+    return version;
+}
+
 }  // namespace
 
 bool RuleSet::Uses(Field field) const noexcept {
@@ -46,6 +54,7 @@ std::string ToText(const RuleError& error) {
 
 ParsedRules ParseRules(std::string_view text, std::string_view file) {
     ParsedRules parsed;
+    parsed.rules.version = VersionOf(text);
     if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
     for (std::size_t number = 1; !text.empty(); ++number) {
         const std::size_t end = std::min(text.find('\n'), text.size());

@@ -71,6 +71,7 @@ struct Rule {
 struct RuleSet {
     std::vector<Rule> rules;
     std::vector<std::string> content_texts;
+    std::uint64_t version = 0;  // of the text, by which others tell it from another
 
     // Tells whether any condition looks at `field`.
     bool Uses(Field field) const noexcept;

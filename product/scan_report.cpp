@@ -13,9 +13,15 @@ std::string Hex(vek::result_t code) {
 
 }  // namespace
 
+bool IsClean(const ScanReport& report) noexcept {
+    return report.whole && report.result == vek::result::kOk && !report.infected &&
+           report.findings.empty() && report.changes.empty() && report.failures.empty() &&
+           report.not_offered.empty();
+}
+
 std::string ToText(const ScanReport& report) {
     std::string text = (report.incoming ? "incoming " : "outgoing ") + report.summary;
-    text += report.infected ? ": infected\n" : ": clean\n";
+    text += report.infected ? ": infected\n" : report.known_clean ? ": known clean\n" : ": clean\n";
     for (const std::string& finding : report.findings) text += "  found: " + finding + '\n';
     for (const std::string& change : report.changes) text += "  changed: " + change + '\n';
     for (const std::string& part : report.not_offered) text += "  not offered: " + part + '\n';

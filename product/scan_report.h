@@ -24,6 +24,8 @@ struct ScanReport {
     // The code of the first failure that left a content unread or a change undone, else kOk.
     vek::result_t result = vek::result::kOk;
     bool infected = false;
+    bool known_clean = false;  // it was not looked at: an earlier check found it clean
+    bool whole = true;         // no operation that was asked for is missing from the plug-in
     std::vector<std::string> findings;
     std::vector<std::string> changes;  // only those that succeeded
     std::vector<ScanFailure> failures;
@@ -33,6 +35,9 @@ struct ScanReport {
     std::uint64_t bytes_read = 0;  // of bodies and attachments
     std::chrono::microseconds time{0};
 };
+
+// Tells whether a whole check found nothing, changed nothing and could read all.
+bool IsClean(const ScanReport& report) noexcept;
 
 // Gives the report for people: several lines, each with its end.
 std::string ToText(const ScanReport& report);

@@ -23,8 +23,8 @@ bool IsInfected(const MessageFacts& facts) {
 ScannerEngine::ScannerEngine(RuleSet rules)
     : rules_(std::move(rules)), search_(rules_.content_texts) {}
 
-ScanReport ScannerEngine::Check(bool incoming,
-                                plugins::mail_processing::IMailMessage& message) const {
+ScanReport ScannerEngine::Check(bool incoming, plugins::mail_processing::IMailMessage& message,
+                                const KeptFor& kept) const {
     ScanReport report;
     report.incoming = incoming;
     CallbackLog log(report);
@@ -33,7 +33,7 @@ ScanReport ScannerEngine::Check(bool incoming,
     report.summary = facts.summary;
     report.infected = IsInfected(facts);
 
-    ActionRunner actions(message, facts, contents, log);
+    ActionRunner actions(message, facts, contents, log, kept);
     const std::vector<RuleMatch> matches = MatchRules(rules_, incoming, facts);
     for (const RuleMatch& match : matches) {
         log.Found("the rule in line " + std::to_string(match.rule->line) + " applies");

@@ -4,6 +4,7 @@
 
 #include "private_include/common/mail_message.h"
 #include "product/content_search.h"
+#include "product/kept_store.h"
 #include "product/rules.h"
 #include "product/scan_report.h"
 
@@ -18,10 +19,15 @@ public:
     ScannerEngine(const ScannerEngine&) = delete;
     ScannerEngine& operator=(const ScannerEngine&) = delete;
 
+    // The version of its rules: the same for the same rules alone.
+    std::uint64_t version() const noexcept { return rules_.version; }
+
     // Checks one message and makes the changes that the findings demand, also where some of the
-    // message's operations are not implemented. Nothing of the message is held when it returns.
+    // message's operations are not implemented. What is deleted or replaced is kept first: what
+    // cannot be kept is left as it is. Nothing of the message is held when it returns.
     // Raises only for want of memory: failures of the message's operations are in the report.
-    ScanReport Check(bool incoming, plugins::mail_processing::IMailMessage& message) const;
+    ScanReport Check(bool incoming, plugins::mail_processing::IMailMessage& message,
+                     const KeptFor& kept = {}) const;
 
 private:
     RuleSet rules_;

@@ -9,6 +9,7 @@
 #include "product/process/product_process.h"
 #include "product/process/service.h"
 #include "product/process/stop_signal.h"
+#include "vek/platform/process.h"
 
 namespace {
 
@@ -20,11 +21,14 @@ ExitCode Run(std::span<char* const> arguments) {
         PrintUsage(std::cerr);
         return ExitCode::kUsage;
     }
+    vek::platform::RefuseProcesses(!options->opens_processes);
     switch (options->mode) {
         case ProgramMode::kStop:
             return StopProduct(options->data, std::chrono::seconds(10));
         case ProgramMode::kService:
             return RunService(*options, arguments);
+        case ProgramMode::kKept:
+            return RunKeptCommand(*options, std::cout);
         default:
             break;
     }

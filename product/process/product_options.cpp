@@ -24,6 +24,7 @@ constexpr Option kFiles[] = {
     {"--resources", &ProductOptions::resources, &ProductOptions::folder, "resources"},
     {"--log", &ProductOptions::log, &ProductOptions::private_data, "product.log"},
     {"--reports", &ProductOptions::reports, &ProductOptions::private_data, "reports.jsonl"},
+    {"--kept-in", &ProductOptions::kept, &ProductOptions::private_data, "kept"},
 };
 
 constexpr struct {
@@ -52,6 +53,7 @@ bool TakeNumber(std::string_view text, std::uint32_t& number) {
 std::filesystem::path* PathOption(ProductOptions& options, std::string_view name) {
     if (name == "--folder") return &options.folder;
     if (name == "--data") return &options.data;
+    if (name == "--to") return &options.to;
     for (const Option& option : kFiles)
         if (name == option.name) return &(options.*option.member);
     return nullptr;
@@ -72,12 +74,22 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
             options.scans = false;
             continue;
         }
+        if (name == "--no-process-access") {
+            options.opens_processes = false;
+            continue;
+        }
         if (++i == arguments.size()) return std::nullopt;
         const std::string_view value = arguments[i];
         if (name == "--silent-at" || name == "--stopped-at") {
             const auto step = StepNamed(value);
             if (!step) return std::nullopt;
             options.silence = Silence{*step, name == "--stopped-at"};
+        } else if (name == "--kept") {
+            options.mode = ProgramMode::kKept;
+            if (value == "list") continue;
+            if (value != "restore" || ++i == arguments.size() ||
+                !TakeNumber(arguments[i], options.restored) || options.restored == 0)
+                return std::nullopt;
         } else if (name == "--service-process") {
             if (!TakeNumber(value, options.service_process)) return std::nullopt;
         } else if (std::filesystem::path* const path = PathOption(options, name)) {
@@ -87,18 +99,20 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
         }
     }
     const bool is_scanner = options.mode == ProgramMode::kScanner;
-    const bool is_services = is_scanner || options.mode == ProgramMode::kService;
+    const bool is_services = is_scanner || options.mode == ProgramMode::kService ||
+                             (options.mode == ProgramMode::kKept && options.folder.empty());
     if (is_scanner != (options.service_process != 0)) return std::nullopt;
     if (is_services) {
         FillIn(options.folder, ModuleFolder());
         FillIn(options.data, CommonDataFolder());
         options.private_data = options.data / "private";
+        options.users = options.data / "users";
     } else {
         FillIn(options.data, options.folder);
         options.private_data = options.folder;
     }
     if (options.folder.empty() || options.data.empty()) return std::nullopt;
-    options.users = options.data / "users";
+    if ((options.restored == 0) != options.to.empty()) return std::nullopt;
     for (const Option& option : kFiles)
         FillIn(options.*option.member, options.*option.base / option.in_base);
     return options;
@@ -107,9 +121,12 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
 void PrintUsage(std::ostream& out) {
     out << "usage: mlxo_product [--console] --folder DIR [--rules FILE] [--settings FILE]\n"
            "                    [--texts FILE] [--resources DIR] [--log FILE] [--reports FILE]\n"
-           "                    [--no-scan] [--silent-at STEP | --stopped-at STEP]\n"
+           "                    [--kept-in DIR] [--no-scan] [--no-process-access]\n"
+           "                    [--silent-at STEP | --stopped-at STEP]\n"
            "       mlxo_product --folder DIR --stop\n"
-           "       mlxo_product --service [--data DIR]\n";
+           "       mlxo_product --service [--data DIR]\n"
+           "       mlxo_product [--folder DIR] --kept list\n"
+           "       mlxo_product [--folder DIR] --kept restore N --to DIR\n";
 }
 
 }  // namespace reference_product

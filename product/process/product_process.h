@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <ostream>
 
 #include "product/process/product_options.h"
 
@@ -11,8 +12,8 @@ namespace reference_product {
 
 // The exit codes of the product's program.
 enum class ExitCode : int {
-    kStopped = 0,      // stopped as asked; with --stop: no process runs now
-    kCannotStart = 1,  // the log or the error output says why
+    kStopped = 0,      // stopped as asked; with --stop: no process runs now; with --kept: done
+    kCannotStart = 1,  // or cannot restore; the log or the error output says why
     kUsage = 2,
     kRunsAlready = 3,  // another process serves this folder
     kDoesNotStop = 4,  // with --stop: the process was asked to stop and still runs
@@ -30,5 +31,9 @@ ExitCode RunProduct(const ProductOptions& options, const WaitForSignal& wait);
 // Asks the process that runs in the folder to stop, and waits at most `patience` for its end.
 // Raises std::exception when the request cannot be written.
 ExitCode StopProduct(const std::filesystem::path& folder, std::chrono::milliseconds patience);
+
+// Does what `--kept` asks for and prints what there is, or where it was restored to. Raises
+// std::runtime_error that says why it cannot.
+ExitCode RunKeptCommand(const ProductOptions& options, std::ostream& out);
 
 }  // namespace reference_product

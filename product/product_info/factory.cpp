@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "product/policy/policy.h"
 #include "product/state/run_folder.h"
 #include "product/state/strict_json.h"
 #include "product/state/text_file.h"
@@ -108,6 +109,10 @@ private:
     std::optional<std::string> Value(std::string_view name) const {
         // Nobody edits which program it is.
         if (name == plugins::product_info::kProcessImage) return PathText(folder_ / kProgram);
+        if (name == "TraceLevel") {
+            if (const auto imposed = PolicyReader({}, sources_.registry).Read().trace_level)
+                return std::to_string(*imposed);
+        }
         const Description description(folder_);
         if (description.Service()) {
             if (name == plugins::product_info::kProcessAccount)

@@ -1,13 +1,13 @@
 #include <windows.h>
 
 #include "product/state/process_start.h"
-#include "vek/platform/handle_win32.h"
+#include "vek/platform/process_win32.h"
 
 namespace reference_product {
 
 std::optional<std::uint64_t> ProcessStart(std::uint32_t id) {
-    const vek::platform::UniqueHandle process(
-        ::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, id));
+    const auto process =
+        vek::platform::OpenProcessById(id, PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE);
     FILETIME started, unused;
     // An ended process can be opened for as long as somebody has a handle of it.
     if (!process || ::WaitForSingleObject(process.get(), 0) != WAIT_TIMEOUT ||

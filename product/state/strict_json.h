@@ -13,15 +13,17 @@
 
 namespace reference_product {
 
-// Raises unless `value` is an object with exactly these members.
+// Raises unless `value` is an object with exactly these members; the optional ones may be missing.
 inline void RequireMembers(const nlohmann::json& value,
-                           std::initializer_list<std::string_view> names) {
+                           std::initializer_list<std::string_view> names,
+                           std::initializer_list<std::string_view> optional = {}) {
     if (!value.is_object()) throw std::runtime_error("an object is expected");
     for (const std::string_view name : names) {
         if (!value.contains(name)) throw std::runtime_error(std::string(name) + " is missing");
     }
     for (const auto& member : value.items()) {
-        if (std::ranges::find(names, member.key()) == names.end())
+        if (std::ranges::find(names, member.key()) == names.end() &&
+            std::ranges::find(optional, member.key()) == optional.end())
             throw std::runtime_error(member.key() + " is not known");
     }
 }

@@ -12,6 +12,7 @@
 #include "product/mail_scanner.h"
 #include "sandbox/outlook/compressed_rtf.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/temporary_folder.h"
 
 namespace reference_product {
 namespace {
@@ -32,20 +33,20 @@ protected:
             "Content-Type: text/plain\r\nX-Long: one\r\n two\r\n\r\n");
     }
 
-    ScanReport Check(std::string_view rules = {}) {
+    ScanReport Check(std::string_view rules = {}, bool incoming = true) {
         ParsedRules parsed = ParseRules(rules, "f");
         EXPECT_THAT(parsed.errors, IsEmpty()) << ToText(parsed.errors.front());
         ScanReport report;
-        const auto product = vek::MakeObject<InProcessProduct>(
-            vek::MakeObject<MailScanner>(std::make_shared<ScannerEngine>(std::move(parsed.rules)),
-                                         [&](const ScanReport& made) { report = made; }));
+        const auto product = vek::MakeObject<InProcessProduct>(vek::MakeObject<MailScanner>(
+            std::make_shared<ScannerEngine>(std::move(parsed.rules)),
+            [&](const ScanReport& made) { report = made; }, memory_));
         plugins::loader::ServiceAccess services{[&](vek::RefPtr<plugins::ILoader>& loader) {
             loader = product;
             return result::kOk;
         }};
         mail::MessageProcessor::Create(nullptr, functions_, nullptr,
                                        {vek::platform::TheSystem(), clock_, services, tracer_})
-            ->ProcessMessage(mapi_.OpenMessage(entry_id_).get(), true, false);
+            ->ProcessMessage(mapi_.OpenMessage(entry_id_).get(), incoming, false);
         return report;
     }
     void SetRtf(std::string_view text) {
@@ -63,6 +64,23 @@ protected:
         data.Set(tag::kAttachMimeTagA, PropertyValue::Text(type));
         Edit([&](auto& record) { record.AddAttachment(std::move(data)); });
     }
+    // Has the contents that go kept in a folder, with limits that a test may change.
+    void Keep() {
+        memory_.kept.store = std::make_shared<KeptStore>(
+            kept_, [this] { return limits_; }, [this](std::string_view) { ++logged_; }, clock_);
+    }
+    std::vector<std::uint32_t> Kept() {
+        std::vector<std::uint32_t> ids;
+        for (const KeptItem& item : ListKept(kept_)) ids.push_back(item.id);
+        return ids;
+    }
+
+    const tests::TemporaryFolder folder_;
+    const std::filesystem::path kept_ = folder_.path() / "kept";
+    std::optional<KeptLimits> limits_{{std::chrono::days(30), 1 << 20}};
+    int logged_ = 0;
+    ScanMemory memory_{nullptr, {nullptr, "S-1-5-1"}};
+
     std::vector<std::string> Attachments(ULONG property) {
         std::vector<std::string> texts;
         const auto record = mapi_.store().Find(entry_id_);
@@ -195,6 +213,158 @@ TEST_F(ScannerEngineTest, RecordsFailuresAndGoesOn) {
         EXPECT_EQ(Saved(tag::kSubjectW), marked ? "[INFECTED] Hello" : "Hello");
         EXPECT_EQ(Attachments(tag::kAttachDataBin).front() == kInfectedReplacement, replaced);
     }
+}
+
+TEST_F(ScannerEngineTest, RemembersWhatIsCleanForAWhile) {
+    CleanLimits limits{2, std::chrono::hours(24)};
+    memory_.clean = std::make_shared<CleanMemory>([&] { return limits; }, clock_);
+    Attach("a.txt", std::string(100'000, 'a'));
+    const ScanReport first = Check();
+    EXPECT_FALSE(first.known_clean);
+    const auto is_known = [&](std::string_view rules = {}, bool incoming = true) {
+        const std::uint32_t reads = Calls(Call::kStreamRead);
+        const ScanReport report = Check(rules, incoming);
+        EXPECT_EQ(report.known_clean, Calls(Call::kStreamRead) == reads);
+        EXPECT_EQ(report.summary, first.summary);
+        return report.known_clean;
+    };
+    const std::string own = entry_id_, user = memory_.kept.account;
+    const std::string others[] = {mapi_.store().Add(*mapi_.store().Find(own)),
+                                  mapi_.store().Add(*mapi_.store().Find(own))};
+    EXPECT_TRUE(is_known());
+    EXPECT_FALSE(is_known({}, false)) << "sent";
+    memory_.kept.account = "S-1-5-2";
+    EXPECT_FALSE(is_known()) << "by another";
+    memory_.kept.account = user;
+    entry_id_ = others[0];
+    EXPECT_FALSE(is_known());
+    EXPECT_TRUE(is_known());
+    entry_id_ = own;  // was asked for longest ago
+    EXPECT_FALSE(is_known());
+    entry_id_ = others[0];
+    EXPECT_TRUE(is_known());
+    EXPECT_FALSE(is_known("# other rules"));
+    EXPECT_FALSE(is_known()) << "before new rules";
+    clock_.utc += 24 * 36'000'000'000 - 1;
+    EXPECT_TRUE(is_known());
+    clock_.utc += 1;
+    EXPECT_FALSE(is_known());
+    clock_.utc -= 1;
+    EXPECT_FALSE(is_known()) << "by a clock set back";
+    limits.messages = 0;
+    for (int time = 0; time < 2; ++time) EXPECT_FALSE(is_known());
+
+    limits.messages = 10;
+    const std::tuple<const char*, const char*, std::function<void()>> not_clean[] = {
+        {"a rule applies", "when any do add-header \"X-Long: one two\"", [] {}},
+        {"it cannot be read", "", [&] { mapi_.faults().FailNth(Call::kStreamRead, 1, E_FAIL); }},
+        {"some is not offered", "",
+         [&] { Attach("i", "", "message/rfc822", ATTACH_EMBEDDED_MSG); }},
+        {"infected", "", [&] { Set(tag::kBodyA, EicarTestString()); }}};
+    for (const auto& [why, rules, prepare] : not_clean) {
+        SCOPED_TRACE(why);
+        prepare();
+        Check(rules);
+        EXPECT_FALSE(Check(rules).known_clean);
+        mapi_.faults().Clear();
+    }
+}
+
+TEST_F(ScannerEngineTest, KeepsWhatGoes) {
+    constexpr std::string_view kRules = R"(when attachment-name is "a.exe" do delete-attachment
+        when attachment-name is "b.txt" do replace-attachment "Removed.")";
+    Keep();
+    const std::string big(200'000, 'b');
+    Attach("a.exe", big);
+    Attach("b.txt", "text");
+    Attach("../c.com.", EicarTestString());
+    EXPECT_EQ(Check(kRules).result, result::kOk);
+    const std::tuple<std::uint32_t, const char*, std::string, const char*> kExpected[] = {
+        {1, "1-a.exe", big, "the rule in line 1"},
+        {2, "2-b.txt", "text", "the rule in line 2"},
+        {3, "3-.._c.com", EicarTestString(), "EICAR test string"}};
+    const std::vector<KeptItem> items = ListKept(kept_);
+    ASSERT_EQ(items.size(), std::size(kExpected));
+    for (const auto& [id, file, content, reason] : kExpected) {
+        const KeptItem& item = items[id - 1];
+        EXPECT_EQ(std::tie(item.id, item.account, item.subject, item.reason, item.time),
+                  std::tuple(id, "S-1-5-1", "Hello", reason, clock_.utc));
+        EXPECT_EQ(item.size, content.size());
+        const std::string hidden = tests::ReadFile(kept_ / (std::to_string(id) + ".kept"));
+        EXPECT_EQ(hidden.find(content.substr(0, 4)), hidden.npos);
+        const auto restored = RestoreKept(kept_, id, folder_.path());
+        EXPECT_EQ(restored.filename(), file);
+        EXPECT_EQ(tests::ReadFile(restored), content);
+        EXPECT_THROW(RestoreKept(kept_, id, folder_.path()), std::runtime_error);
+        EXPECT_EQ(tests::ReadFile(restored), content);
+    }
+    EXPECT_THROW(RestoreKept(kept_, 4, folder_.path()), std::runtime_error);
+    EXPECT_THAT(Check(kRules).changes, IsEmpty()) << "what was put there is not kept";
+    EXPECT_THAT(Kept(), ElementsAre(1, 2, 3));
+}
+
+TEST_F(ScannerEngineTest, LeavesWhatCannotBeKept) {
+    constexpr std::string_view kRules = "when attachment-name is \"a\" do delete-attachment";
+    Keep();
+    std::uint32_t reads = 0;
+    const std::tuple<const char*, std::function<void()>, std::function<void()>> kCases[] = {
+        {"no folder", [&] { remove_all(kept_); }, [&] { Keep(); }},
+        {"too large", [&] { limits_->bytes = 8192; }, [&] { limits_->bytes = 1 << 20; }},
+        {"unreadable", [&] { mapi_.faults().FailNth(Call::kStreamRead, reads + 1, E_FAIL); },
+         [&] { mapi_.faults().Clear(); }}};
+    Attach("a", std::string(8000, 'a'));
+    Check();
+    reads = Calls(Call::kStreamRead);  // it is read a second time to be kept
+    for (const auto& [why, fail, repair] : kCases) {
+        SCOPED_TRACE(why);
+        fail();
+        const ScanReport report = Check(kRules);
+        EXPECT_EQ(Attachments(tag::kAttachFilenameA).size(), 1u);
+        ASSERT_FALSE(report.failures.empty());
+        EXPECT_THAT(report.failures.back().operation, testing::HasSubstr("Keep, so it stays"));
+        EXPECT_NE(report.result, result::kOk);
+        repair();
+        EXPECT_THAT(Kept(), IsEmpty());
+        EXPECT_TRUE(std::filesystem::is_empty(kept_));
+    }
+    limits_->bytes = 0;
+    EXPECT_EQ(Check(kRules).result, result::kOk) << "nothing is to be kept";
+    EXPECT_THAT(Attachments(tag::kAttachFilenameA), IsEmpty());
+    EXPECT_THAT(Kept(), IsEmpty());
+}
+
+TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
+    Keep();
+    const auto keep = [&](std::size_t size) {
+        const std::vector<std::byte> content(size);
+        return memory_.kept.store->Keep({.name = std::string(50'000, '\xE4')},
+                                        [&](const auto& sink) { sink(content); });
+    };
+    constexpr std::uint64_t kDay = 24 * 36'000'000'000;
+    limits_->bytes = 5 * 4096;
+    for (std::uint32_t id = 1; id <= 3; ++id) {
+        EXPECT_EQ(keep(10), id);
+        clock_.utc += kDay;
+    }
+    EXPECT_EQ(keep(10'000), 4u);  // three clusters
+    EXPECT_THAT(Kept(), ElementsAre(2, 3, 4));
+    std::ofstream(kept_ / "5.kept.new") << "half";
+    std::ofstream(kept_ / "6.kept") << "broken";
+    Keep();
+    EXPECT_FALSE(exists(kept_ / "5.kept.new"));
+    EXPECT_EQ(keep(1), 7u);
+    EXPECT_THAT(Kept(), ElementsAre(3, 4, 7));
+    clock_.utc += 28 * kDay;
+    limits_.reset();
+    memory_.kept.store->ExpireDaily();
+    EXPECT_THAT(Kept(), ElementsAre(3, 4, 7)) << "limits are not known";
+    limits_ = {std::chrono::days(30), 1 << 20};
+    memory_.kept.store->ExpireDaily();
+    EXPECT_THAT(Kept(), ElementsAre(3, 4, 7)) << "looked at today";
+    clock_.utc += kDay;
+    memory_.kept.store->ExpireDaily();
+    EXPECT_THAT(Kept(), ElementsAre(4, 7));
+    EXPECT_EQ(logged_, 4);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "processing/message_processor.h"
 #include "product/in_process_product.h"
+#include "product/kept_store.h"
 #include "product/mail_scanner.h"
 #include "product/process/product_process.h"
 #include "product/rules.h"
@@ -122,6 +123,9 @@ TEST_F(SecondProcess, ChangesMessagesAsOneInThisProcessDoes) {
     EXPECT_EQ(tracer_->Count(kFailure), 0u);
     EXPECT_EQ(product_process_.Logged("  connected: process"), 1);
     EXPECT_EQ(product_process_.Logged("  check "), 7);
+    const auto items =
+        reference_product::ListKept(reference_product::PathOf(product_process_.path()) / "kept");
+    EXPECT_EQ(items.size(), 7 * 3u);
     EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
 }
 
@@ -167,6 +171,14 @@ TEST(ProductProcess, SaysWhyItDoesNotRun) {
     using namespace reference_product;
     tests::ProductFolder product("no rule\n");
     const std::filesystem::path path = PathOf(product.path());
+    const auto kept = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"--folder", product.path(), "--kept"});
+        return product.Launch(arguments)->Wait();
+    };
+    EXPECT_EQ(kept({"list"}), 0);
+    EXPECT_EQ(kept({"restore", "1", "--to", product.path()}), 1);  // there is no such item
+    EXPECT_EQ(kept({"restore", "1"}), 2);                          // to where?
+    EXPECT_EQ(kept({"restore", "1x", "--to", product.path()}), 2);
     EXPECT_EQ(product.Launch({"--stop"})->Wait(), 2);  // where?
     EXPECT_EQ(product.Launch({"--folder", product.path()})->Wait(), 1);
     ReplaceTextFile(path / "sample.rules", kRules);

@@ -27,7 +27,7 @@ constexpr std::string_view kFile =
 TEST(Rules, KeepsTheLinesOfAFileThatAreRight) {
     const ParsedRules parsed = ParseRules(kFile, "f");
     EXPECT_EQ(parsed.errors.size(), 1u);
-    const auto& [rules, texts] = parsed.rules;
+    const auto& [rules, texts, version] = parsed.rules;
     ASSERT_EQ(rules.size(), 3u);
     EXPECT_EQ(rules[0].event, Event::kIncoming);
     EXPECT_EQ(rules[0].conditions.at(0).text, "a \"b\"");

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "common/product_info/product_info.h"
+#include "product/policy/policy.h"
 #include "product/process/product_options.h"
 #include "product/process/restart_policy.h"
 #include "product/product_info/factory.h"
@@ -39,59 +40,47 @@ TEST(RestartPolicy, WaitsLongerEachTimeUntilTheProcessRunsWell) {
 
 TEST(FolderSecurity, TrustsTheServiceTheSystemAndItsAdministratorsAlone) {
     using Kind = AccessEntry::Kind;
-    constexpr char kOwn[] = "S-1-5-80-1", kUser[] = "S-1-5-21-7", kUsers[] = "S-1-5-32-545",
-                   kSystem[] = "S-1-5-18", kAdministrators[] = "S-1-5-32-544";
-    constexpr std::uint32_t kAll = 0x1F'01FF, kRead = 0x12'00A9, kModify = 0x13'01BF;
-    const AccessEntry kOurs{Kind::kAllow, false, kAll, kOwn};
-    const auto users = [&](std::uint32_t rights, bool is_for_children = false) {
-        return AccessEntry{Kind::kAllow, is_for_children, rights, kUsers};
-    };
+    const std::string own = "S-1-5-80-1", system = "S-1-5-18", admins = "S-1-5-32-544",
+                      user = "S-1-5-21-7", users = "S-1-5-32-545", creator = "S-1-3-0";
+    constexpr std::uint32_t kAll = 0x1F'01FF, kModify = 0x13'01BF, kRead = 0x12'00A9;
     const struct {
         FileSecurity security;
-        std::string passage, readable, closed;  // what FaultOf says of it as a folder of this kind
+        std::string_view may_be;  // p: a passage, r: readable, c: closed to others
+        std::string fault = {};   // of a readable one
     } kCases[] = {
-        {{false, kOwn, {{kOurs}}}, "", "", ""},
-        {{false, kSystem, {{kOurs, {Kind::kAllow, false, kAll, kAdministrators}}}}, "", "", ""},
-        {{false, kAdministrators, {{}}}, "", "", ""},
-        // Planted.
-        {{false, kUser, {{kOurs}}},
-         "belongs to S-1-5-21-7",
-         "belongs to S-1-5-21-7",
-         "belongs to S-1-5-21-7"},
-        {{false, "", {{kOurs}}}, "belongs to ", "belongs to ", "belongs to "},
-        {{true, kOwn, {{kOurs}}}, "is a link", "is a link", "is a link"},
-        {{false, kOwn, {}}, "is open to everybody", "is open to everybody", "is open to everybody"},
-        // Read.
-        {{false, kOwn, {{users(kRead), kOurs}}}, "", "", "U"},
-        {{false, kOwn, {{users(0xA000'0000)}}}, "", "", "U"},  // GENERIC_READ and _EXECUTE
-        // Add, as in the folder for all programs' data; replace what is there.
-        {{false, kOwn, {{kOurs, users(0x116)}}}, "", "U", "U"},
-        {{false, kOwn, {{users(kModify)}}}, "U", "U", "U"},
-        {{false, kOwn, {{users(0x40)}}}, "U", "U", "U"},         // FILE_DELETE_CHILD
-        {{false, kOwn, {{users(0x4'0000)}}}, "U", "U", "U"},     // WRITE_DAC
-        {{false, kOwn, {{users(0x8'0000)}}}, "U", "U", "U"},     // WRITE_OWNER
-        {{false, kOwn, {{users(0x1000'0000)}}}, "U", "U", "U"},  // GENERIC_ALL
-        {{false, kOwn, {{users(0x4000'0000)}}}, "", "U", "U"},   // GENERIC_WRITE
-        // What is made in it would be open.
-        {{false, kOwn, {{users(kModify, true)}}}, "", "U", "U"},
-        {{false, kOwn, {{{Kind::kAllow, true, kAll, "S-1-3-0"}}}}, "", "", ""},  // CREATOR OWNER
+        {{false, own, {{{Kind::kAllow, false, kAll, own}}}}, "prc"},
+        {{false, system, {{{Kind::kAllow, false, kAll, admins}}}}, "prc"},
+        {{false, admins, {{}}}, "prc"},
+        {{false, user, {{}}}, "", "belongs to " + user},
+        {{false, "", {{}}}, "", "belongs to "},
+        {{true, own, {{}}}, "", "is a link"},
+        {{false, own, {}}, "", "is open to everybody"},
+        {{false, own, {{{Kind::kAllow, false, kRead, users}}}}, "pr"},
+        {{false, own, {{{Kind::kAllow, false, 0xA000'0000, users}}}}, "pr"},  // the same, generic
+        // Adding to it, as in the folder of all programs' data, with any right to write.
+        {{false, own, {{{Kind::kAllow, false, 0x4000'0116, users}}}}, "p"},
+        // What replaces what is there: each of these rights.
+        {{false, own, {{{Kind::kAllow, false, 0x40, users}}}}, ""},
+        {{false, own, {{{Kind::kAllow, false, 0x1'0000, users}}}}, ""},
+        {{false, own, {{{Kind::kAllow, false, 0x4'0000, users}}}}, ""},
+        {{false, own, {{{Kind::kAllow, false, 0x8'0000, users}}}}, ""},
+        {{false, own, {{{Kind::kAllow, false, 0x1000'0000, users}}}}, ""},
+        // What is made in it would be open; not to whoever makes it.
+        {{false, own, {{{Kind::kAllow, true, kModify, users}}}}, "p", "can be changed by " + users},
+        {{false, own, {{{Kind::kAllow, true, kAll, creator}}}}, "prc"},
         // A denial takes nothing from another entry, and gives nothing.
-        {{false, kOwn, {{{Kind::kDeny, false, kAll, kUsers}, users(kModify)}}}, "U", "U", "U"},
-        {{false, kOwn, {{{Kind::kDeny, false, kAll, kUsers}}}}, "", "", ""},
-        {{false, kOwn, {{{Kind::kOther, false, 0, ""}}}},
-         "has an entry of an unknown kind",
-         "has an entry of an unknown kind",
-         "has an entry of an unknown kind"},
+        {{false, own, {{{Kind::kDeny, false, kAll, users}, {Kind::kAllow, false, kAll, user}}}},
+         ""},
+        {{false, own, {{{Kind::kDeny, false, kAll, users}}}}, "prc"},
+        {{false, own, {{{Kind::kOther, false, 0, ""}}}}, "", "has an entry of an unknown kind"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(&c - kCases);
-        const auto fault = [&](Openness openness) {
-            const std::string text = FaultOf(c.security, openness, kOwn);
-            return text.ends_with(kUsers) ? "U" : text;
-        };
-        EXPECT_EQ(fault(Openness::kPassage), c.passage);
-        EXPECT_EQ(fault(Openness::kReadable), c.readable);
-        EXPECT_EQ(fault(Openness::kPrivate), c.closed);
+        const auto is_fit = [&](Openness use) { return FaultOf(c.security, use, own).empty(); };
+        EXPECT_EQ(is_fit(Openness::kPassage), c.may_be.find('p') != c.may_be.npos);
+        EXPECT_EQ(is_fit(Openness::kReadable), c.may_be.find('r') != c.may_be.npos);
+        EXPECT_EQ(is_fit(Openness::kPrivate), c.may_be.find('c') != c.may_be.npos);
+        EXPECT_THAT(FaultOf(c.security, Openness::kReadable, own), testing::HasSubstr(c.fault));
     }
     EXPECT_NE(FaultOf({false, "", {{}}}, Openness::kReadable, ""), "");
 }
@@ -131,33 +120,31 @@ struct ServiceProduct {
 TEST(ServiceProduct, IsWhereTheRunningServiceSays) {
     ServiceProduct product;
     const ScannerFile published(product.data.path());
+    const std::string good = R"({"service": 5, "process_id": 6, "local_id": 7)";
     const struct {
         std::optional<std::uint32_t> service;
         std::string text;
-        bool found;
     } kCases[] = {
-        {5, "", false},
-        {5, R"({"service": 5, "process_id": 6, "local_id": 7})", true},
-        {6, R"({"service": 5, "process_id": 6, "local_id": 7})", false},  // an earlier one's
-        {{}, R"({"service": 5, "process_id": 6, "local_id": 7})", false},
-        {5, R"({"service": 5, "process_id": 6, "local_id": 0})", false},
-        {5, R"({"service": 5, "process_id": 0, "local_id": 7})", false},
-        {5, R"({"service": 5, "process_id": 6, "local_id": 7, "x": 1})", false},
-        {5, R"({"service": 5, "process_id": 6, "local_id": 4294967296})", false},
-        {5, R"({"service": 5, "process_id": 6, "local_id")", false},
-        {5, R"({"process_id": 6, "started": 1, "local_id": 7, "tcp_port": 0})", false},
+        {5, good + "}"},  // the one that counts
+        {5, ""},
+        {6, good + "}"},  // an earlier service's
+        {{}, good + "}"},
+        {5, good},
+        {5, good + R"(, "x": 1})"},
+        {5, R"({"service": 5, "process_id": 6, "local_id": 0})"},
+        {5, R"({"service": 5, "process_id": 0, "local_id": 7})"},
+        {5, R"({"service": 5, "process_id": 6, "local_id": 4294967296})"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.text);
         product.service = c.service;
         ReplaceTextFile(product.data.path() / "running.json", c.text);
         info::RemoteAddress address{};
-        EXPECT_EQ(
-            product.Make<info::IRemoteObject>(info::kRemoteLoaderObject)->GetAddress(&address),
-            c.found ? result::kOk : result::kNotReady);
-        EXPECT_EQ(address.local_id, c.found ? 7u : 0u);
-        EXPECT_EQ(address.process_id, c.found ? 6u : 0u);
-        EXPECT_EQ(address.tcp_port, 0u);
+        const auto remote = product.Make<info::IRemoteObject>(info::kRemoteLoaderObject);
+        const bool counts = &c == kCases;
+        EXPECT_EQ(remote->GetAddress(&address), counts ? result::kOk : result::kNotReady);
+        EXPECT_EQ(address.local_id, counts ? 7u : 0u);
+        EXPECT_EQ(address.process_id, counts ? 6u : 0u);
     }
     published.Publish({5, 8, 9});
     EXPECT_EQ(published.ScannerOf(5), (ServiceScanner{5, 8, 9}));
@@ -178,6 +165,16 @@ TEST(ServiceProduct, SaysWhoseItIsAndWhereTheUsersFilesLie) {
     EXPECT_EQ(account(), "S-1-5-80-1");
     EXPECT_EQ(PathOf(product.Value("DataRoot")), PathOf("/home/u"));
     EXPECT_EQ(PathOf(product.Value("TraceRoot")), PathOf("/home/u") / "trace");
+    ReplaceTextFile(product.folder.path() / "product_info.json", R"({"TraceLevel": "500"})");
+    EXPECT_EQ(product.Value("TraceLevel"), "500");
+    vek::platform::RegistryHandle policy{};
+    const std::uint32_t level = 700;
+    product.registry.Create(vek::platform::RegistryHandle::kLocalMachine, kPolicyPath,
+                            vek::platform::registry_access::kWrite, policy);
+    product.registry.SetValue(policy, u"TraceLevel", vek::platform::RegistryType::kDword,
+                              std::as_bytes(std::span(&level, 1)));
+    product.registry.Close(policy);
+    EXPECT_EQ(product.Value("TraceLevel"), "700");
     EXPECT_EQ(product.registry.open_keys(), 0u);
 }
 
@@ -199,11 +196,21 @@ TEST(ProductOptions, NameFilesByTheMode) {
     EXPECT_EQ(scanner->settings, PathOf("D") / "settings.json");
     EXPECT_EQ(scanner->users, PathOf("D") / "users");
     EXPECT_EQ(scanner->log, PathOf("D") / "private" / "product.log");
+    EXPECT_EQ(console->users, "");
+    EXPECT_EQ(parse({"--kept", "list", "--folder", "F"})->kept, PathOf("F") / "kept");
+    const auto kept = parse({"--data", "D", "--kept", "restore", "7", "--to", "T"});
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->kept, PathOf("D") / "private" / "kept");
+    EXPECT_EQ(std::tuple(kept->mode, kept->restored, kept->to),
+              std::tuple(ProgramMode::kKept, 7u, PathOf("T")));
     for (const auto& words :
          std::vector<std::vector<std::string>>{{"--console"},
                                                {"--scanner"},
                                                {"--service", "--service-process", "9"},
                                                {"--scanner", "--service-process", "x"},
+                                               {"--kept", "all", "--folder", "F"},
+                                               {"--kept", "list", "--to", "T", "--folder", "F"},
+                                               {"--kept", "restore", "0", "--to", "T"},
                                                {"--service", "--data"}})
         EXPECT_FALSE(parse(words)) << words.back();
 }

@@ -3,9 +3,12 @@
 #include "product/localization_service.h"
 #include "product/report_lines.h"
 #include "product/settings_service.h"
+#include "product/settings_store.h"
 #include "product/state/text_file.h"
+#include "sandbox/registry/memory_registry.h"
 #include "tests/support/temporary_folder.h"
 #include "vek/core/ref_ptr.h"
+#include "vek/core/text.h"
 
 namespace reference_product {
 namespace {
@@ -34,13 +37,18 @@ TEST(SettingsService, FollowsItsFileAndKeepsWhatItCannotRead) {
         {Settings(policy), result::kOk, {true, false, imposed, user}},
         {Settings("null").substr(9), result::kInvalidType, {true, false, imposed, user}},
         {Settings("null", "true, \"x\": 1"), result::kInvalidType, {true, false, imposed, user}},
+        {Settings("null", "true, \"keptDays\": 0"),
+         result::kInvalidType,
+         {true, false, imposed, user}},
+        {Settings("null", "true, \"keptDays\": 1"), result::kOk, {true, false, {}, user}},
         {Settings("null", "false"), result::kOk, {false, false, {}, user}},
     };
     const tests::TemporaryFolder folder;
     const auto path = folder.path() / "settings.json";
     int logged = 0, complaints = 0;
-    const auto service =
-        vek::MakeObject<SettingsService>(path, [&](std::string_view) { ++logged; });
+    const Log log = [&](std::string_view) { ++logged; };
+    const auto service = vek::MakeObject<SettingsService>(
+        std::make_shared<SettingsStore>(path, "", log), Caller{}, log);
     MailPluginSettings settings;
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.text);
@@ -57,11 +65,112 @@ TEST(SettingsService, FollowsItsFileAndKeepsWhatItCannotRead) {
         }
     }
 
-    ReplaceTextFile(path, Settings(policy));
+    ReplaceTextFile(path, Settings(policy, "true, \"rememberedHours\": 7"));
     EXPECT_EQ(service->SetUserSettings({0, 7, 0}), result::kOk);
     EXPECT_EQ(service->GetSettings(settings), result::kOk);
     EXPECT_EQ(settings, (MailPluginSettings{true, false, imposed, {0, 1, 0}}));
+    EXPECT_NE(tests::ReadFile(path).find("\"rememberedHours\": 7"), std::string::npos);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+struct SettingsOfUsers : ::testing::Test {
+    static constexpr const char16_t* kPolicy = u"SOFTWARE\\Policies\\QZ\\Mail Plugin";
+
+    MailPluginSettings Get(const std::string& account) {
+        ProductSettings settings;
+        EXPECT_EQ(store.Get(account, settings), result::kOk);
+        return settings.plugin;
+    }
+
+    const tests::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "settings.json";
+    const std::filesystem::path users = folder.path() / "users";
+    sandbox::MemoryRegistry registry;
+    std::vector<std::string> logged;
+    SettingsStore store{file, users, [this](std::string_view line) { logged.emplace_back(line); },
+                        registry};
+};
+
+TEST_F(SettingsOfUsers, AreKeptForEach) {
+    const MailPluginSettings defaults{true, false, {}, {1, 1, 1}};
+    const std::string user = "S-1-5-21-1-500";
+    EXPECT_EQ(Get(user), defaults);
+    const std::string written = tests::ReadFile(file);
+    for (const char* other :
+         {"", "uid:1", "S-1-", "S-1-5-", "S-1-5--1", "S-1-5/../../x", "S-1-5-x"})
+        EXPECT_EQ(store.SetSwitches(other, {0, 0, 0}), result::kAccessDenied) << other;
+    EXPECT_FALSE(exists(users));
+    EXPECT_EQ(store.SetSwitches(user, {0, 5, 0}), result::kOk);
+    EXPECT_EQ(Get(user), (MailPluginSettings{true, false, {}, {0, 1, 0}}));
+    for (const char* other : {"", "S-1-5-21-1-501", "../users/S-1-5-21-1-500"})
+        EXPECT_EQ(Get(other), defaults) << other;
+    EXPECT_EQ(tests::ReadFile(file), written);
+
+    ReplaceTextFile(users / (user + ".json"), "{");
+    for (int time = 0; time < 2; ++time) EXPECT_EQ(Get(user), defaults);
+    EXPECT_EQ(logged.size(), 10u) << "written, 7 refused, changed, malformed";
+    ReplaceTextFile(file, "{");
+    ProductSettings settings;
+    EXPECT_EQ(store.Get(user, settings), result::kInvalidType);
+    EXPECT_EQ(store.OfAll(), std::nullopt);
+    EXPECT_EQ(tests::ReadFile(file), "{");
+}
+
+TEST_F(SettingsOfUsers, AreOverruledByThePolicy) {
+    const MailSettings user{1, 1, 0};
+    const MailPluginSettings own{true, false, {}, user};
+    const auto bytes = [](std::u16string_view text) { return std::as_bytes(std::span(text)); };
+    const auto number = [](const std::uint32_t& value) {
+        return std::as_bytes(std::span(&value, 1));
+    };
+    using vek::platform::RegistryType;
+    const std::uint32_t none = 0, one = 1, two = 2;
+    const struct {
+        const char16_t* name;
+        RegistryType type;
+        std::span<const std::byte> data;
+        MailPluginSettings expected;
+        const char* complaint = nullptr;
+    } kCases[] = {
+        {u"IsPluginEnabled", RegistryType::kDword, number(none), {false, false, {}, user}},
+        {u"CheckIncomingOnly", RegistryType::kDword, number(one), {true, true, {}, user}},
+        {u"CheckOnDelivery", RegistryType::kDword, number(none), {true, false, {{0, 1, 0}}, user}},
+        {u"CheckOnRead", RegistryType::kDword, number(none), {true, false, {{1, 0, 0}}, user}},
+        {u"CheckOnSend", RegistryType::kDword, number(one), {true, false, {{1, 1, 1}}, user}},
+        {u"CheckOnSend", RegistryType::kDword, number(two), own, "is out of its range"},
+        {u"CheckOnSend", RegistryType::kBinary, number(one), own, "has another type"},
+        {u"CheckOnSend", RegistryType::kDword, number(one).first(3), own, "is not whole"},
+        {u"Engine", RegistryType::kString, bytes(u"other"), own},
+        {u"Engine", RegistryType::kString, bytes(std::u16string_view(u"\0", 1)), own,
+         "is not one text"},
+        {u"EngineAddresses", RegistryType::kMultiString,
+         bytes(std::u16string_view(u"a:1\0b\0\0", 7)), own},
+        {u"EngineAddresses", RegistryType::kString, bytes(u"a"), own, "has another type"},
+    };
+    ASSERT_EQ(store.SetSwitches("S-1-5-1", user), result::kOk);
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(vek::ToUtf8(row.name));
+        registry.Set(kPolicy, u"Unknown", u"x");
+        vek::platform::RegistryHandle key{};
+        ASSERT_EQ(registry.Create(vek::platform::RegistryHandle::kLocalMachine, kPolicy,
+                                  vek::platform::registry_access::kWrite, key),
+                  0u);
+        ASSERT_EQ(registry.SetValue(key, row.name, row.type, row.data), 0u);
+        registry.Close(key);
+        logged.clear();
+        for (int time = 0; time < 2; ++time) EXPECT_EQ(Get("S-1-5-1"), row.expected);
+        // The first one has the file of all written.
+        EXPECT_EQ(logged.size(), row.complaint != nullptr || &row == kCases ? 1u : 0u);
+        if (row.complaint != nullptr) {
+            EXPECT_THAT(logged.front(), testing::HasSubstr(row.complaint));
+        }
+        const auto all = store.OfAll();
+        EXPECT_EQ(all->engine,
+                  row.name == std::u16string_view(u"Engine") && !row.complaint ? "other" : "rules");
+        EXPECT_EQ(all->engine_addresses.size(), row.data.size() == 14 ? 2u : 0u);
+        registry.DeleteTree(kPolicy);
+        EXPECT_EQ(Get("S-1-5-1"), own);
+    }
 }
 
 TEST(LocalizationService, GivesTextsAndFilesOfItsFolderAlone) {

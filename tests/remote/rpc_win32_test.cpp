@@ -3,6 +3,8 @@
 #include "remote/rpc/identity_win32.h"
 #include "sandbox/child_process/child_process.h"
 #include "tests/remote/transport_ends.h"
+#include "vek/core/object.h"
+#include "vek/platform/handle_win32.h"
 
 namespace {
 
@@ -117,6 +119,24 @@ TEST(RpcIdentity, OfAPortIsNotTold) {
     const tests::Ends ends(tests::Echo, tests::Echo, {});
     EXPECT_EQ(tests::Ask(*ends.client, "there"), "there");
     EXPECT_EQ(tests::Ask(*ends.server, "back"), "back");
+}
+
+// As Wine carries the local protocol; elsewhere there is nobody, which is noticed at once.
+TEST(RpcConnect, WaitsForNoPeerThatReadsNothing) {
+    const remote::Endpoint endpoint = tests::NewEndpoint();
+    const std::string name = R"(\\.\pipe\lrpc\)" + remote::EndpointName(endpoint);
+    const vek::platform::UniqueHandle pipe(::CreateNamedPipeA(
+        name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE, 1, 4096, 4096, 0, nullptr));
+    ASSERT_NE(pipe.get(), INVALID_HANDLE_VALUE);
+    const auto handler = std::make_shared<tests::TextHandler>(tests::Echo);
+    remote::TransportConfig config;
+    config.connect_timeout = std::chrono::milliseconds(300);
+    std::shared_ptr<remote::Transport> transport;
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(remote::ConnectTransport(endpoint, handler, config, transport), result::kNotReady);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+    ::DisconnectNamedPipe(pipe.get());  // lets the runtime's wait end
+    EXPECT_TRUE(tests::WaitUntil([] { return vek::LiveObjectCount() == 0; }));
 }
 
 // The other end is made of stubs that were compiled from the interface's definition.

@@ -7,6 +7,7 @@
 #include "remote/establish.h"
 #include "sandbox/child_process/child_process.h"
 #include "tests/remote/transport_ends.h"
+#include "vek/platform/process.h"
 #include "vek/platform/system.h"
 
 namespace {
@@ -204,10 +205,12 @@ TEST(Transport, CarriesHandlesWhereBothEndsTakeThemAndLeavesNone) {
     }
 }
 
-// The other process, connected whichever way, is killed at rest and in a call.
+// The other process, connected whichever way, is killed at rest and in a call, also where it may
+// not be opened.
 TEST(Transport, NoticesThatThePeerIsKilled) {
-    for (int way = 0; way < 4; ++way) {
-        const bool listens = way % 2 != 0, in_call = way / 2 != 0;
+    for (int way = 0; way < 8; ++way) {
+        const bool listens = way % 2 != 0, in_call = way / 2 % 2 != 0;
+        vek::platform::RefuseProcesses(way / 4 != 0);
         const remote::Endpoint endpoint = NewEndpoint();
         auto handler = std::make_shared<TextHandler>(Echo);
         std::shared_ptr<remote::Transport> transport;
@@ -239,6 +242,7 @@ TEST(Transport, NoticesThatThePeerIsKilled) {
         EXPECT_EQ(handler->Closed(), result::kRemoteCallFailed);
         EXPECT_EQ(Call(*transport, "late"), result::kNotReady);
     }
+    vek::platform::RefuseProcesses(false);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The wire is a contract: the numbers of the methods, and the bytes of a documented check.
+// The wire is a contract: the numbers of the methods, and the bytes of a documented check and of
+// each kind of message.
 
 #include <algorithm>
 #include <cctype>
@@ -7,9 +8,18 @@
 #include <sstream>
 
 #include "common/remoting/interface_descriptions.h"
+#include "product/localization_service.h"
 #include "product/mail_scanner.h"
+#include "product/settings_window_service.h"
+#include "remote/rpc/wire.h"
 #include "tests/remoting/pair_fixture.h"
+#include "tests/support/fake_settings.h"
 #include "tests/support/mail_fixture.h"
+#ifdef _WIN32
+#include "remote/rpc/raw_call_win32.h"
+#else
+#include "remote/socket/frame_posix.h"
+#endif
 
 namespace tests {
 namespace {
@@ -126,15 +136,149 @@ std::vector<Message> DocumentedCheck() {
     return messages;
 }
 
-using DocumentedBytes = ContentFixture;
-
-TEST_F(DocumentedBytes, AreThoseOfTheSettings) {
-    vek::serialization::Writer writer;
-    Serialize(writer, MailPluginSettings{true, false, {}, {1, 0, 2}});
-    constexpr unsigned char kBytes[] = {0x1C, 0xE8, 0x71, 0x3B, 1, 0, 0, 0x5C, 0x85, 0x80, 0x66, 1,
-                                        0,    0,    0,    0,    0, 0, 0, 2,    0,    0,    0};
-    EXPECT_TRUE(std::ranges::equal(writer.Pieces()[0], std::as_bytes(std::span(kBytes))));
+std::string Hex(std::span<const std::byte> bytes) {
+    std::string text;
+    for (const std::byte byte : bytes) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02X ", std::to_integer<unsigned>(byte));
+        text += digits;
+    }
+    return text;
 }
+
+// The messages of a section of golden_wire.txt.
+std::string Golden(const std::string& section) {
+    std::ifstream file(MLXO_GOLDEN_WIRE);
+    std::string line, bytes;
+    while (std::getline(file, line) && line != '[' + section + ']') continue;
+    while (std::getline(file, line) && !line.starts_with('['))
+        if (line.starts_with('>') || line.starts_with('<')) bytes += line.substr(1);
+    return bytes;
+}
+
+// However they are parted.
+void ExpectSame(std::string sent, std::string golden) {
+    for (std::string* const text : {&sent, &golden}) std::erase(*text, ' ');
+    EXPECT_EQ(sent, golden);
+}
+
+template <class... Content>
+std::string RpcBytes(const Content&... contents) {
+    std::byte bytes[64];
+    std::string text;
+    ((remote::wire::Write(bytes, contents),
+      text += Hex(std::span(bytes).first(remote::wire::kSize<Content>))),
+     ...);
+    return text;
+}
+
+TEST(GoldenBytes, AreThoseOfTheTransports) {
+    namespace wire = remote::wire;
+    constexpr std::uint64_t kToken = 0x0807060504030201;
+    wire::link_bytes_t link{};
+    link[0] = link[19] = std::byte{0xA5};
+    ExpectSame(RpcBytes(wire::ConnectRequest{1, 2, 3, 4, kToken},
+                        wire::ConnectReply{kToken, link, 5}, wire::ConfirmRequest{kToken, 6},
+                        wire::ConfirmReply{link, 7}, wire::SendRequest{kToken, 8, 9, 10},
+                        wire::SendReceiveRequest{kToken, 11, 12, 13, 14},
+                        wire::SendReceiveReply{15, 16, 17}, wire::DisconnectRequest{kToken},
+                        wire::VerdictReply{0x80000012}),
+               Golden("rpc operations"));
+#ifdef _WIN32
+    const RPC_SYNTAX_IDENTIFIER ids[] = {remote::kInterface, remote::kTransferSyntax};
+    ExpectSame(Hex(std::as_bytes(std::span(ids))), Golden("rpc interface"));
+#else
+    int ends[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const vek::platform::Descriptor here(ends[0]), there(ends[1]);
+    remote::RpcProtocolProcessorOut packet;
+    const std::array<remote::bytes_t, 1> data{std::as_bytes(std::span("abc", 3))};
+    packet.SetCallIdentification(1, 2);
+    packet.SetCallData(data);
+    result_t failure = result::kOk;
+    remote::SendPacket(here.get(), remote::FrameKind::kRequest, packet, failure);
+    remote::SendVerdict(here.get(), remote::FrameKind::kWelcome, 0x80070005);
+    std::byte room[100];
+    const auto size = ::recv(there.get(), room, sizeof room, 0);
+    ExpectSame(Hex(std::span(room).first(static_cast<std::size_t>(size))), Golden("frames"));
+#endif
+}
+
+struct GoldenBytesOf : ContentFixture {
+    template <class I>
+    RefPtr<I> Join(RefPtr<vek::IObject> service) {
+        pair.emplace(std::move(service));
+        pair->client_wire->tamper_request =
+            pair->client_wire->tamper_reply = [this](byte_vector& packet) {
+                sent += Hex(std::span(packet).subspan(20));
+                return false;
+            };
+        auto proxy = pair->Service<I>();
+        if (I::kInterfaceId != IProductSettings::kInterfaceId) sent.clear();  // it is the same
+        return proxy;
+    }
+    void Expect(const char* section) { ExpectSame(std::exchange(sent, ""), Golden(section)); }
+
+    std::optional<Pair> pair;
+    std::string sent;
+};
+
+TEST_F(GoldenBytesOf, EachInterface) {
+    const auto settings = Join<IProductSettings>(vek::MakeObject<FakeSettings>([](auto& record) {
+        record = {true, false, MailSettings{1, 0, 1}, {0, 2, 0}};
+        return result::kOk;
+    }));
+    MailPluginSettings record;
+    settings->GetSettings(record);
+    settings->SetUserSettings({1, 2, 3});
+    Expect("settings");
+
+    const reference_product::Log log = [](std::string_view) {};
+    const auto localization = Join<ILocalization>(
+        vek::MakeObject<reference_product::LocalizationService>("none", "none", log));
+    std::string text;
+    bool yes = false;
+    localization->GetText(kDefaultResourceKind, "key", text);
+    localization->ResolveResource(kDefaultResourceKind, "path", text);
+    localization->IsRightToLeft(yes);
+    Expect("localization");
+    const auto window =
+        Join<ISettingsWindow>(vek::MakeObject<reference_product::SettingsWindowService>(log));
+    window->Open(5);
+    Expect("settings window");
+
+    OpenMail();
+    const auto scanner = Join<IMailScanner>(vek::MakeObject<reference_product::ScriptedScanner>(
+        [](bool, auto&) { return result::kOk; }));
+    scanner->CheckMessage(6626, true, mail_.get());
+    Expect("scanner");
+
+    const auto mail = Join<IMailMessage>(mail_);
+    std::u16string subject;
+    RefPtr<IPropertyProvider> body;
+    RefPtr<IDataStream> stream;
+    RefPtr<IAttachmentsEnum> attachments;
+    std::array<std::byte, 2> bytes;
+    std::uint32_t count = 0;
+    std::uint64_t size = 0;
+    mail->GetSubject(subject);
+    mail->GetSenderName(text);
+    mail->SetSubject(u"A\u00F1");
+    mail->SetProperty(0x3FFF001E, "checked");
+    mail->GetPlainBody(body.put());
+    body->OpenStream(kRead, 0, stream.put());
+    stream->Seek(-4, SeekOrigin::kEnd, size);
+    stream->Read(bytes, count);
+    stream->GetSize(size);
+    stream->Write(bytes, count);
+    stream.reset();
+    mail->GetAttachments(attachments.put());
+    attachments->Next(body.put(), yes);
+    attachments->Find(u"a", body.put());
+    Expect("message");
+}
+
+using DocumentedBytes = ContentFixture;
 
 TEST_F(DocumentedBytes, AreThoseOfACheck) {
     Pair pair(RefPtr<IMailScanner>(vek::MakeObject<reference_product::MailScanner>(
@@ -142,12 +286,7 @@ TEST_F(DocumentedBytes, AreThoseOfACheck) {
     std::vector<Message> sent;
     const auto keep = [&](char way) {
         return [&sent, way](byte_vector& packet) {
-            std::string& text = sent.emplace_back(way, "").second;
-            for (const std::byte byte : packet) {
-                char digits[4];
-                std::snprintf(digits, sizeof digits, "%02X ", std::to_integer<unsigned>(byte));
-                text += digits;
-            }
+            sent.emplace_back(way, Hex(packet));
             return false;
         };
     };

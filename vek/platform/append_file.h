@@ -16,6 +16,8 @@ public:
     // this process's user's and has no other name: folders for everyone are where trace files may
     // be. On failure the result is empty; LastError() says why.
     static AppendFile Open(std::string_view path);
+    // As Open, for a file that is not there yet.
+    static AppendFile Create(std::string_view path);
 
     // Hands `bytes` to the system in one call, so that they outlive this process however it ends.
     // False when not all of them were taken; LastError() says why.
@@ -27,6 +29,8 @@ public:
     explicit operator bool() const noexcept { return static_cast<bool>(handle_); }
 
 private:
+    static AppendFile Open(std::string_view path, bool is_new);
+
     NativeHandle handle_;
 };
 

@@ -11,11 +11,15 @@
 
 namespace vek::platform {
 
-AppendFile AppendFile::Open(std::string_view path) {
+AppendFile AppendFile::Open(std::string_view path) { return Open(path, false); }
+AppendFile AppendFile::Create(std::string_view path) { return Open(path, true); }
+
+AppendFile AppendFile::Open(std::string_view path, bool is_new) {
     AppendFile file;
     file.handle_ = NativeHandle(::open(
         std::string(path).c_str(),
-        O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
+        O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | (is_new ? O_EXCL : 0),
+        S_IRUSR | S_IWUSR));
     struct stat facts;
     if (!file || ::fstat(static_cast<int>(file.handle_.get()), &facts) != 0) {
         FailWith(errno);

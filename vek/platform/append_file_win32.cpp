@@ -53,10 +53,14 @@ bool IsOurPlainFile(HANDLE file) {
 
 }  // namespace
 
-AppendFile AppendFile::Open(std::string_view path) {
+AppendFile AppendFile::Open(std::string_view path) { return Open(path, false); }
+AppendFile AppendFile::Create(std::string_view path) { return Open(path, true); }
+
+AppendFile AppendFile::Open(std::string_view path, bool is_new) {
     const HANDLE handle =
         ::CreateFileW(ToWide(path).c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL,
-                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                      is_new ? CREATE_NEW : OPEN_ALWAYS,
                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     AppendFile file;
     file.handle_ = NativeHandle(reinterpret_cast<std::intptr_t>(handle));

@@ -31,4 +31,8 @@ struct ProcessStart {
 // Finds when a process started. Any thread may call it.
 ProcessStart StartOfProcess(std::uint32_t process_id) noexcept;
 
+// Whether the system is to tell this process of no other, as Windows does between a user's process
+// and a service's: nothing that is needed may depend on it. A fault, for those who try that.
+void RefuseProcesses(bool refuses) noexcept;
+
 }  // namespace vek::platform

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -13,6 +14,12 @@
 
 namespace vek::platform {
 namespace {
+
+std::atomic<bool> refuses_processes{false};
+
+bool IsRefused(std::uint32_t process_id) noexcept {
+    return refuses_processes && process_id != CurrentProcessId();
+}
 
 constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
 
@@ -49,7 +56,10 @@ std::string CurrentProcessName() {
     return std::filesystem::read_symlink("/proc/self/exe", error).filename().string();
 }
 
+void RefuseProcesses(bool refuses) noexcept { refuses_processes = refuses; }
+
 std::string ProgramOfProcess(std::uint32_t process_id) {
+    if (IsRefused(process_id)) return {};
     std::error_code error;
     return std::filesystem::read_symlink("/proc/" + std::to_string(process_id) + "/exe", error)
         .string();
@@ -57,6 +67,7 @@ std::string ProgramOfProcess(std::uint32_t process_id) {
 
 ProcessStart StartOfProcess(std::uint32_t process_id) noexcept try {
     using Missing = ProcessStart::Missing;
+    if (IsRefused(process_id)) return {Missing::kProcess, FailWith(EACCES), 0};
     std::ifstream stat("/proc/" + std::to_string(process_id) + "/stat");
     if (!stat) return {Missing::kProcess, FailWith(errno), 0};
 

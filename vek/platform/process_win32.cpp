@@ -1,12 +1,29 @@
-#include "vek/platform/process.h"
+#include "vek/platform/process_win32.h"
 
 #include <windows.h>
 
-#include "vek/platform/handle_win32.h"
+#include <atomic>
+
+#include "vek/platform/process.h"
 #include "vek/platform/thread.h"
 #include "vek/platform/wide_win32.h"
 
 namespace vek::platform {
+namespace {
+
+std::atomic<bool> refuses_processes{false};
+
+}  // namespace
+
+void RefuseProcesses(bool refuses) noexcept { refuses_processes = refuses; }
+
+UniqueHandle OpenProcessById(std::uint32_t process_id, DWORD access) noexcept {
+    if (refuses_processes && process_id != CurrentProcessId()) {
+        ::SetLastError(ERROR_ACCESS_DENIED);
+        return {};
+    }
+    return UniqueHandle(::OpenProcess(access, FALSE, process_id));
+}
 
 std::uint32_t CurrentProcessId() noexcept { return ::GetCurrentProcessId(); }
 
@@ -28,7 +45,7 @@ std::string CurrentProcessName() {
 }
 
 std::string ProgramOfProcess(std::uint32_t process_id) {
-    const UniqueHandle process(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+    const UniqueHandle process = OpenProcessById(process_id, PROCESS_QUERY_LIMITED_INFORMATION);
     if (!process) return {};
     std::wstring path(UNICODE_STRING_MAX_CHARS, L'\0');
     auto length = static_cast<DWORD>(path.size());
@@ -46,7 +63,7 @@ ProcessStart StartOfProcess(std::uint32_t process_id) noexcept {
     const DWORD access = version.dwMajorVersion < kVistaMajorVersion
                              ? PROCESS_QUERY_INFORMATION
                              : PROCESS_QUERY_LIMITED_INFORMATION;
-    const UniqueHandle process(::OpenProcess(access, FALSE, process_id));
+    const UniqueHandle process = OpenProcessById(process_id, access);
     if (!process) return {Missing::kProcess, ::GetLastError(), 0};
 
     FILETIME created, exited, kernel, user;

@@ -31,8 +31,8 @@ public:
         if (process_) return;
         std::vector<std::string> arguments{"--folder", PathText(options_.folder), "--rules",
                                            PathText(options_.rules)};
-        for (std::string& argument : std::exchange(options_.first_arguments, {}))
-            arguments.push_back(std::move(argument));
+        for (const auto& more : {options_.arguments, std::exchange(options_.first_arguments, {})})
+            arguments.insert(arguments.end(), more.begin(), more.end());
         process_ = StartProgram(program_, arguments);
         const reference_product::RunFolder folder(options_.folder);
         const auto deadline = std::chrono::steady_clock::now() + kPatience;

@@ -34,6 +34,7 @@ struct ProductProcessOptions {
     std::vector<std::string> first_arguments;  // that the first start has besides
     // Waits that long. Whoever has a message loop serves it meanwhile.
     std::function<void(std::chrono::milliseconds)> pause;
+    std::vector<std::string> arguments = {};  // that each start has
 };
 
 // Makes one in a process of its own.

@@ -69,9 +69,9 @@ class HostPlayer::WatchedProduct final : public demo::ScenarioProduct {
 public:
     WatchedProduct(const HostOptions& options, OutsideRows& rows)
         : rows_(rows),
-          process_(
-              demo::MakeProductProcess({options.product, options.rules, options.product_arguments,
-                                        [](auto time) { ServeMessages(time); }})) {}
+          process_(demo::MakeProductProcess(
+              {options.product, options.rules, options.product_arguments,
+               [](auto time) { ServeMessages(time); }, options.each_product_arguments})) {}
 
     void Start() override {
         rows_.Collect();

@@ -30,6 +30,7 @@ struct HostOptions {
     Ending ending = Ending::kNotified;
     // For the product's first start; without any program it is another process's to start and stop.
     std::vector<std::string> product_arguments;
+    std::vector<std::string> each_product_arguments;  // for every start
     bool starts_product = true;
 };
 

@@ -7,9 +7,10 @@
 //   mlxo_host --exits N COMMON
 //
 // COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME]
-// [--product-option TEXT [--product-value TEXT] | --product-start never]. --product is the folder
-// of an installed product, whose process is started and stopped here, unless never is said; its
-// first start has that option besides. scenario.md says what each way is.
+// [--product-option TEXT [--product-value TEXT] | --product-start never]
+// [--no-process-access LIBRARY]. --product is the folder of an installed product, whose process is
+// started and stopped here, unless never is said; its first start has that option besides.
+// scenario.md says what each way is.
 
 #include <windows.h>
 
@@ -28,6 +29,7 @@
 #include "sandbox/demo/scenario/scenario_run.h"
 #include "sandbox/outlook/host/host_player.h"
 #include "sandbox/outlook/host/life.h"
+#include "sandbox/outlook/host/process_access.h"
 
 // The order matters: it needs windows.h.
 #include <ole2.h>
@@ -47,10 +49,19 @@ constexpr std::array<std::string_view, 7> kWays = {"--scenario", "--soak",  "--t
 
 // Nothing for arguments that cannot be understood.
 bool Parse(int argc, char** argv, CommandLine& arguments) {
-    constexpr std::array<std::string_view, 12> kNames = {
-        "--seed",          "--ending",         "--messages",      "--out",
-        "--rules",         "--product",        "--stamp",         "--store",
-        "--product-start", "--product-option", "--product-value", "--outlook"};
+    constexpr std::array<std::string_view, 13> kNames = {"--seed",
+                                                         "--ending",
+                                                         "--messages",
+                                                         "--out",
+                                                         "--rules",
+                                                         "--product",
+                                                         "--stamp",
+                                                         "--store",
+                                                         "--product-start",
+                                                         "--product-option",
+                                                         "--product-value",
+                                                         "--outlook",
+                                                         "--no-process-access"};
     for (int i = 1; i < argc; i += 2) {
         const bool known = std::ranges::find(kNames, argv[i]) != kNames.end() ||
                            std::ranges::find(kWays, argv[i]) != kWays.end();
@@ -107,6 +118,12 @@ bool Run(const CommandLine& arguments) {
         if (const std::string text = value(name); !text.empty())
             options.product_arguments.push_back(text);
 
+    const std::string library = value("--no-process-access");
+    if (!library.empty()) {
+        options.each_product_arguments = {"--no-process-access"};
+        RefuseProcessAccess(PathOf(library).wstring());
+    }
+
     if (arguments.contains("--exit"))
         ExitInTheMiddle(options, Number(value("--exit")), PathOf(value("--stamp")));
     if (arguments.contains("--exits"))
@@ -133,6 +150,10 @@ bool Run(const CommandLine& arguments) {
             demo::RunScenario(player, demo::LoadScenario(PathOf(value("--scenario"))), std::cout);
     }
     good &= player.PrintAddins(std::cout);
+    if (!library.empty()) {
+        std::cout << library << " was refused " << RefusedAccesses() << " processes\n";
+        good &= RefusedAccesses() != 0;
+    }
     std::cout.flush();
     // The add-in is connected still, and so it stays.
     if (options.ending == Ending::kExit) ::ExitProcess(good ? 0 : kWentWrong);
@@ -150,7 +171,7 @@ int main(int argc, char** argv) {
                      "                 --messages DIR --out DIR --rules FILE --product DIR\n"
                      "                 [--outlook VERSION] [--store NAME]\n"
                      "                 [--product-option TEXT [--product-value TEXT] |\n"
-                     "                  --product-start never]\n";
+                     "                  --product-start never] [--no-process-access LIBRARY]\n";
         return kUsage;
     }
     int code = kWentWrong;

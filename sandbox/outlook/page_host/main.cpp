@@ -31,7 +31,9 @@ vek::RefPtr<InProcessProduct> ProductIn(const std::filesystem::path& folder) {
         plugins::product::ILocalization::kInterfaceId,
         vek::MakeObject<LocalizationService>(folder / "texts.json", folder / "resources", silent));
     product->Offer(plugins::product::IProductSettings::kInterfaceId,
-                   vek::MakeObject<SettingsService>(folder / "settings.json", silent));
+                   vek::MakeObject<SettingsService>(
+                       std::make_shared<SettingsStore>(folder / "settings.json", "", silent),
+                       Caller{}, silent));
     product->Offer(plugins::product::ISettingsWindow::kInterfaceId,
                    vek::MakeObject<SettingsWindowService>(silent));
     return product;

@@ -136,8 +136,7 @@ struct TransportConfig {
     HandlePolicy handles = HandlePolicy::kRefuse;
     // How long ConnectTransport waits for the peer; a millisecond at least.
     std::chrono::milliseconds connect_timeout{3000};
-    // Asked now and then meanwhile: true ends the wait. May be empty; a call of the RPC runtime
-    // does not ask.
+    // Asked now and then meanwhile: true ends the wait. May be empty.
     std::function<bool()> gives_up = {};
 };
 

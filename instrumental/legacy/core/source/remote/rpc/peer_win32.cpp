@@ -1,12 +1,14 @@
 #include "remote/rpc/peer_win32.h"
 
+#include "vek/platform/process_win32.h"
+
 namespace remote {
-using vek::platform::UniqueHandle;
+using vek::platform::OpenProcessById;
 
 PeerProcess::PeerProcess(std::uint32_t id, bool duplicates) noexcept
-    : process_(duplicates ? ::OpenProcess(SYNCHRONIZE | PROCESS_DUP_HANDLE, FALSE, id) : nullptr),
-      can_duplicate_(static_cast<bool>(process_)) {
-    if (!process_) process_ = UniqueHandle(::OpenProcess(SYNCHRONIZE, FALSE, id));
+    : process_(OpenProcessById(id, duplicates ? SYNCHRONIZE | PROCESS_DUP_HANDLE : SYNCHRONIZE)),
+      can_duplicate_(duplicates && process_) {
+    if (duplicates && !process_) process_ = OpenProcessById(id, SYNCHRONIZE);
 }
 
 void PeerProcess::Watch(WAITORTIMERCALLBACK ended, std::uint64_t argument) noexcept {

@@ -8,7 +8,8 @@
 
 namespace remote {
 
-// A peer's process, as far as this one may open it: nothing but handles in packets needs that.
+// A peer's process, as far as this one may open it: nothing but handles in packets needs that. That
+// a peer has ended is seen by the runtime, too: its clients are run down, and calls to it fail.
 class PeerProcess {
 public:
     PeerProcess(std::uint32_t id, bool duplicates) noexcept;

@@ -1,0 +1,104 @@
+#pragma once
+
+// What was deleted from mail or replaced in it, kept for its user for a while.
+//
+// An item is one file, N.kept: a line of JSON that says what it is, then the content, each byte
+// XORed with a byte of the line's "key", 32 of them over and over: so nothing runs it, and other
+// scanners do not take it for what it was.
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "product/product_log.h"
+#include "vek/platform/clock.h"
+
+namespace reference_product {
+
+// How long things are kept, and how much at most: the oldest go first. Each item counts in whole
+// clusters of 4 KiB; with no bytes nothing is kept.
+struct KeptLimits {
+    std::chrono::days age{0};
+    std::uint64_t bytes = 0;
+};
+
+// What an item is. Texts are UTF-8, of which the store shortens long ones.
+struct KeptItem {
+    std::uint32_t id = 0;                // from 1; given by the store, as the next and the last
+    vek::platform::filetime_t time = 0;  // UTC
+    std::string account = {};            // the user's
+    std::string subject = {};
+    std::string name = {};    // the attachment's
+    std::string reason = {};  // why it was taken away
+    std::uint64_t size = 0;   // of the content, in bytes
+};
+
+// The items in a folder. Any thread may call it; one store at a time has a folder.
+class KeptStore {
+public:
+    // Takes the content in pieces. Raises std::runtime_error when it cannot be kept.
+    using Sink = std::function<void(std::span<const std::byte>)>;
+
+    // Makes the folder, removes what a process that ended in the middle has left, and expires.
+    // `limits` is asked each time; nothing while they are not known: then all is kept. `clock` must
+    // outlive the store. Raises std::exception without a folder.
+    KeptStore(std::filesystem::path folder, std::function<std::optional<KeptLimits>()> limits,
+              Log log, vek::platform::Clock& clock = vek::platform::TheClock());
+
+    // Keeps a content that `read` hands to its sink; gives the item's number, 0 when nothing is to
+    // be kept. Until it returns there is no such item, however the process ends. Raises what `read`
+    // raises, and std::runtime_error for a content that cannot be kept.
+    std::uint32_t Keep(KeptItem item, const std::function<void(const Sink&)>& read);
+
+    // Removes what is too old or too much.
+    void Expire();
+    // As Expire, unless that was done within a day.
+    void ExpireDaily();
+
+private:
+    struct Entry {
+        std::uint32_t id;
+        vek::platform::filetime_t time;
+        std::uint64_t cost;
+    };
+
+    std::filesystem::path FileOf(std::uint32_t id) const;
+    void Shrink(const KeptLimits& limits);
+
+    const std::filesystem::path folder_;
+    const std::function<std::optional<KeptLimits>()> limits_;
+    const Log log_;
+    vek::platform::Clock& clock_;
+    std::mutex lock_;  // guards what follows
+    std::uint32_t last_id_ = 0;
+    vek::platform::filetime_t expired_ = 0;
+    std::deque<Entry> entries_;  // the oldest first
+    std::uint64_t cost_ = 0;
+};
+
+// The store for what one user's mail loses. Without a store nothing is kept.
+struct KeptFor {
+    std::shared_ptr<KeptStore> store;
+    std::string account;
+};
+
+// For the administrator, beside a store of another process. Items that are gone or malformed are
+// left out.
+std::vector<KeptItem> ListKept(const std::filesystem::path& folder);
+
+// Writes an item's content into a new file of `to`, a folder, and gives its path: the number and as
+// much of the attachment's name as is safe. Raises std::runtime_error that says what is wrong, also
+// when the file is there already.
+std::filesystem::path RestoreKept(const std::filesystem::path& folder, std::uint32_t id,
+                                  const std::filesystem::path& to);
+
+}  // namespace reference_product
