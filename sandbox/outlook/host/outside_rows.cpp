@@ -136,8 +136,13 @@ void OutsideRows::OnProductStarted() {
 void OutsideRows::CollectLocked() {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(reports_, error);
-    if (error || size <= read_) return;
+    if (error || size == 0) return;
     std::ifstream file(reports_, std::ios::binary);
+    // A product that others start begins its reports anew, unnoticed.
+    std::string first;
+    if (!std::getline(file, first) || file.eof()) return;
+    if (first_ != first) read_ = 0;
+    first_ = first;
     file.seekg(static_cast<std::streamoff>(read_));
     for (std::string line; std::getline(file, line) && !file.eof();) {
         read_ += line.size() + 1;

@@ -72,6 +72,7 @@ private:
     const SubmitTimes& times_;
     const std::thread::id outlook_ = std::this_thread::get_id();
     std::uintmax_t read_ = 0;  // of the reports' file
+    std::string first_;        // its first line
     std::size_t reported_ = 0;
     std::map<std::string, Message> messages_;       // by their marks
     std::map<std::size_t, std::string> open_rows_;  // of Outlook's thread, with their marks

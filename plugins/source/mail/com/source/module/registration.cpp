@@ -1,8 +1,6 @@
 #include "module/registration.h"
 
-#include <array>
 #include <string>
-#include <string_view>
 
 #include "com/border.h"
 #include "com/module_path_win32.h"
@@ -20,7 +18,6 @@ namespace {
 
 using helpers::RegistryBitness;
 using helpers::RegistryHandle;
-using Scripts = std::array<std::string_view, 4>;
 
 constexpr WORD kLibraryMajor = 2;
 constexpr WORD kLibraryMinor = 0;
@@ -32,11 +29,6 @@ std::string_view ScriptAt(WORD id) {
     if (loaded == nullptr) helpers::ThrowLastError();
     return {static_cast<const char*>(::LockResource(loaded)),
             ::SizeofResource(com::ThisModule(), found)};
-}
-
-Scripts AllScripts() {
-    return {ScriptAt(IDR_ADDIN), ScriptAt(IDR_PAGE_ANTIVIRUS), ScriptAt(IDR_PAGE_UNABLE_TO_CONNECT),
-            ScriptAt(IDR_EXCH_CLIENT_EXT)};
 }
 
 std::u16string BracedText(const GUID& id) {
@@ -52,9 +44,7 @@ void WithScripts(const Act& act) {
     const std::u16string path(wide.begin(), wide.end());
     std::u16string product = product_info::ProductName();
     if (product.empty()) product = vek::ToUtf16(MLXO_PRODUCT_NAME);
-    const std::array<com::Replacement, 4> replacements = {
-        {{"MODULE", path}, {"OLEMISC", u"131473"}, {"APPID", u""}, {"PRODUCTNAME", product}}};
-    act(AllScripts(), replacements);
+    act(RegistrationScripts(), ScriptReplacements(path, product));
 }
 
 vek::RefPtr<ITypeLib> TypeLibrary() {
@@ -100,6 +90,16 @@ bool IsLibraryRegistered() {
 }
 
 }  // namespace
+
+std::array<std::string_view, 4> RegistrationScripts() {
+    return {ScriptAt(IDR_ADDIN), ScriptAt(IDR_PAGE_ANTIVIRUS), ScriptAt(IDR_PAGE_UNABLE_TO_CONNECT),
+            ScriptAt(IDR_EXCH_CLIENT_EXT)};
+}
+
+std::array<com::Replacement, 4> ScriptReplacements(std::u16string_view path,
+                                                   std::u16string_view product) noexcept {
+    return {{{"MODULE", path}, {"OLEMISC", u"131473"}, {"APPID", u""}, {"PRODUCTNAME", product}}};
+}
 
 HRESULT RegisterModule() noexcept {
     return com::AtBorder([] {

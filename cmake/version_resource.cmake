@@ -1,0 +1,17 @@
+# mlxo_version_resource(TARGET FILE DESCRIPTION): Windows alone; FILE, which TARGET makes, has the
+# tree's version and what it is in its properties.
+function(mlxo_version_resource target file description)
+    if(NOT WIN32)
+        return()
+    endif()
+    cmake_path(GET file STEM stem)
+    cmake_path(GET file EXTENSION extension)
+    set(kind VFT_APP)
+    if(extension STREQUAL ".dll")
+        set(kind VFT_DLL)
+    endif()
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${stem}_version.rc @ONLY)
+    add_library(${target}_version OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${stem}_version.rc)
+    target_include_directories(${target}_version PRIVATE ${MLXO_GENERATED_HEADERS})
+    target_sources(${target} PRIVATE $<TARGET_OBJECTS:${target}_version>)
+endfunction()
