@@ -242,8 +242,8 @@ TEST_F(GoldenBytesOf, EachInterface) {
     localization->ResolveResource(kDefaultResourceKind, "path", text);
     localization->IsRightToLeft(yes);
     Expect("localization");
-    const auto window =
-        Join<ISettingsWindow>(vek::MakeObject<reference_product::SettingsWindowService>(log));
+    const auto window = Join<ISettingsWindow>(
+        vek::MakeObject<reference_product::SettingsWindowService>(log, [] {}));
     window->Open(5);
     Expect("settings window");
 
