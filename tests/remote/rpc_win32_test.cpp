@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "remote/rpc/identity_win32.h"
+#include "remote/rpc/server_win32.h"
 #include "sandbox/child_process/child_process.h"
 #include "tests/remote/transport_ends.h"
 #include "vek/core/object.h"
@@ -137,6 +138,10 @@ TEST(RpcConnect, WaitsForNoPeerThatReadsNothing) {
     EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
     ::DisconnectNamedPipe(pipe.get());  // lets the runtime's wait end
     EXPECT_TRUE(tests::WaitUntil([] { return vek::LiveObjectCount() == 0; }));
+    const auto lets_go = [] {
+        return remote::RpcServer::Get().AwaitUnregistered(std::chrono::milliseconds(100));
+    };
+    EXPECT_TRUE(tests::WaitUntil(lets_go)) << "nothing keeps the connection";
 }
 
 // The other end is made of stubs that were compiled from the interface's definition.

@@ -105,7 +105,6 @@ vek::result_t Reach(const Endpoint& endpoint, const TransportConfig& config,
 // What a thread makes for another, which may have gone.
 struct Attempt {
     std::unique_ptr<vek::platform::Event> ended;
-    std::atomic<bool> is_given_up{false};
     // Before the end the thread's alone.
     vek::result_t code = result::kOk;
     std::shared_ptr<PeerTransport> transport;
@@ -140,7 +139,9 @@ vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& con
     attempt->ended = system.NewEvent(vek::platform::EventKind::kManualReset);
     if (!attempt->ended) return result::kInsufficientResources;
     TransportConfig theirs = config;
-    theirs.gives_up = [attempt]() -> bool { return attempt->is_given_up; };
+    // Apart from the attempt, whose connection keeps the configuration.
+    const auto is_given_up = std::make_shared<std::atomic<bool>>(false);
+    theirs.gives_up = [is_given_up]() -> bool { return *is_given_up; };
     const auto thread = vek::platform::StartCountedThread(
         system, [attempt, endpoint, config = std::move(theirs), deadline] {
             attempt->code = vek::AtBorder(
@@ -149,7 +150,7 @@ vek::result_t ConnectToPeer(const Endpoint& endpoint, const TransportConfig& con
         });
     if (!thread) return result::kInsufficientResources;
     if (!AwaitEnd(*attempt, config, deadline)) {
-        attempt->is_given_up = true;
+        *is_given_up = true;
         trace::Write(config.tracer, trace::level::kRemoting, "rmt\tCannot reach ", TextOf(endpoint),
                      " in time");
         return result::kNotReady;
