@@ -2,11 +2,9 @@
 
 #include <memory>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 
-#include "product/state/text_file.h"
-#include "vek/platform/append_file.h"
+#include "product/state/rotating_file.h"
 #include "vek/platform/clock.h"
 
 namespace reference_product {
@@ -14,10 +12,7 @@ namespace {
 
 class LogFile {
 public:
-    explicit LogFile(const std::filesystem::path& file)
-        : file_(vek::platform::AppendFile::Open(PathText(file))) {
-        if (!file_) throw std::runtime_error(PathText(file) + ": cannot be opened");
-    }
+    explicit LogFile(const std::filesystem::path& file) : file_(file) {}
 
     void Write(std::string_view text) noexcept {
         try {
@@ -35,7 +30,7 @@ public:
 
 private:
     std::mutex lock_;  // guards the file
-    vek::platform::AppendFile file_;
+    RotatingFile file_;
 };
 
 }  // namespace

@@ -47,12 +47,7 @@ NumberedReport ParseReportLine(std::string_view line) {
     return numbered;
 }
 
-ReportWriter::ReportWriter(const std::filesystem::path& file) {
-    std::error_code ignored;
-    std::filesystem::remove(file, ignored);
-    file_ = vek::platform::AppendFile::Open(PathText(file));
-    if (!file_) throw std::runtime_error(PathText(file) + ": cannot be opened");
-}
+ReportWriter::ReportWriter(const std::filesystem::path& file) : file_(file) { file_.BeginAnew(); }
 
 std::uint32_t ReportWriter::Write(ScanReport report) {
     const std::lock_guard guard(lock_);

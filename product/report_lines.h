@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "product/scan_report.h"
-#include "vek/platform/append_file.h"
+#include "product/state/rotating_file.h"
 
 namespace reference_product {
 
@@ -30,7 +30,7 @@ NumberedReport ParseReportLine(std::string_view line);
 // Writes the reports of a process to its file. Any thread may call it.
 class ReportWriter {
 public:
-    // Replaces the file by an empty one. Raises std::runtime_error that names it.
+    // Begins the file anew (rotating_file.h). Raises std::runtime_error that names it.
     explicit ReportWriter(const std::filesystem::path& file);
 
     // Writes the line before it returns, and gives the report's number. Raises std::runtime_error.
@@ -38,7 +38,7 @@ public:
 
 private:
     std::mutex lock_;  // guards what follows
-    vek::platform::AppendFile file_;
+    RotatingFile file_;
     std::uint32_t written_ = 0;
 };
 

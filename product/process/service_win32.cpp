@@ -42,7 +42,9 @@ public:
         std::string fault;
         try {
             const DataFolders folders(options_.data);
-            KeepScanner(OpenLog(options_.log));
+            OpenLog(options_.log);  // raises where there can be none
+            // For each entry anew: it is the scanner that begins a full one anew.
+            KeepScanner([this](std::string_view text) { OpenLog(options_.log)(text); });
             code_ = ExitCode::kStopped;
         } catch (const FolderRefused& refused) {
             fault = refused.what();

@@ -3,8 +3,10 @@
 // After windows.h, which it needs.
 #include <commctrl.h>
 
+#include <cstring>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "product/settings_window/resource_ids.h"
 #include "vek/platform/wide_win32.h"
@@ -25,6 +27,21 @@ constexpr std::pair<const char*, int> kColumns[] = {{"SettingsWindowFindTime", 2
                                                     {"SettingsWindowFindDone", 23}};
 static_assert(std::size(kColumns) == std::tuple_size_v<WindowContent::Row>);
 
+// Where a DLGTEMPLATEEX has the window's extended style, in DWORDs: after dlgVer, signature and
+// helpID.
+constexpr std::size_t kExtendedStyle = 2;
+
+std::vector<DWORD> DialogTemplate(HINSTANCE program, int id) {
+    const HRSRC found = ::FindResourceW(program, MAKEINTRESOURCEW(id), MAKEINTRESOURCEW(5));
+    const HGLOBAL loaded = found != nullptr ? ::LoadResource(program, found) : nullptr;
+    const void* const bytes = loaded != nullptr ? ::LockResource(loaded) : nullptr;
+    if (bytes == nullptr) throw std::runtime_error("the settings window has no template");
+    const DWORD size = ::SizeofResource(program, found);
+    std::vector<DWORD> form((size + sizeof(DWORD) - 1) / sizeof(DWORD));
+    std::memcpy(form.data(), bytes, size);
+    return form;
+}
+
 std::wstring Wide(const std::u16string& text) { return {text.begin(), text.end()}; }
 
 }  // namespace
@@ -35,8 +52,11 @@ SettingsDialog::SettingsDialog(HINSTANCE program, plugins::loader::ServiceAccess
     constexpr INITCOMMONCONTROLSEX kControls{sizeof kControls,
                                              ICC_STANDARD_CLASSES | ICC_LISTVIEW_CLASSES};
     ::InitCommonControlsEx(&kControls);
-    ::CreateDialogParamW(program_, MAKEINTRESOURCEW(MLXO_SETTINGS_WINDOW), nullptr, Serve,
-                         reinterpret_cast<LPARAM>(this));
+    std::vector<DWORD> form = DialogTemplate(program_, MLXO_SETTINGS_WINDOW);
+    // Its controls are mirrored with a window that is from the beginning.
+    if (texts_.IsRightToLeft()) form.at(kExtendedStyle) |= WS_EX_LAYOUTRTL;
+    ::CreateDialogIndirectParamW(program_, reinterpret_cast<const DLGTEMPLATE*>(form.data()),
+                                 nullptr, Serve, reinterpret_cast<LPARAM>(this));
     if (window_ == nullptr) throw std::runtime_error("the settings window cannot be made");
     // The window is there as long as the reader.
     reader_ = std::make_unique<StatusReader>(
@@ -101,9 +121,6 @@ INT_PTR SettingsDialog::OnMessage(UINT message, WPARAM wide, LPARAM last) {
 }
 
 void SettingsDialog::Initialise() {
-    if (texts_.IsRightToLeft())
-        ::SetWindowLongPtrW(window_, GWL_EXSTYLE,
-                            ::GetWindowLongPtrW(window_, GWL_EXSTYLE) | WS_EX_LAYOUTRTL);
     for (int i = 0; i != 2; ++i) {
         const std::string path =
             texts_.Resource(i == 0 ? "mail\\disabled_main1.ico" : "mail\\main1.ico");

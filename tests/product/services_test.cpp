@@ -4,6 +4,7 @@
 #include "product/report_lines.h"
 #include "product/settings_service.h"
 #include "product/settings_store.h"
+#include "product/state/rotating_file.h"
 #include "product/state/text_file.h"
 #include "sandbox/registry/memory_registry.h"
 #include "tests/support/temporary_folder.h"
@@ -197,6 +198,16 @@ TEST(LocalizationService, GivesTextsAndFilesOfItsFolderAlone) {
     EXPECT_EQ(service->ResolveResource(1, "mail\\main2.ico", path), result::kNotFound);
     EXPECT_EQ(service->ResolveResource(1, "mail\\main1.ico", path), result::kOk);
     EXPECT_EQ(tests::ReadFile(PathOf(path)), "icon");
+}
+
+TEST(RotatingFile, BeginsAnewWhenItIsFullAndKeepsOneBefore) {
+    const tests::TemporaryFolder folder;
+    const auto path = folder.path() / "log";
+    RotatingFile file(path, 10);
+    for (const char* text : {"12345", "67890", "abc", "longer than all", "d"})
+        EXPECT_TRUE(file.Append(text));
+    EXPECT_EQ(tests::ReadFile(path), "d");
+    EXPECT_EQ(tests::ReadFile(folder.path() / "log.1"), "longer than all");
 }
 
 TEST(Reports, ReachAReaderLineByLine) {
