@@ -142,10 +142,12 @@ void ActionRunner::RunNotices() {
     }
 }
 
-// Keeps the content that a plan takes away. False when it must stay, or is the new one already: a
-// message is checked each time it is read, and what was put there is not to be kept.
-bool ActionRunner::Keep(AttachmentFacts& attachment, const AttachmentPlan& plan) {
-    if (!kept_.store) return true;
+// Keeps the content that a plan takes away, and gives its number, 0 when nothing is kept. Nothing
+// when it must stay, or is the new one already: a message is checked each time it is read, and what
+// was put there is not to be kept.
+std::optional<std::uint32_t> ActionRunner::Keep(AttachmentFacts& attachment,
+                                                const AttachmentPlan& plan) {
+    if (!kept_.store) return 0;
     const std::string name = attachment.names.empty() ? std::string() : attachment.names.front();
     const auto read = [&](const KeptStore::Sink& sink) {
         bool is_same = !plan.remove;
@@ -162,33 +164,33 @@ bool ActionRunner::Keep(AttachmentFacts& attachment, const AttachmentPlan& plan)
         if (is_same && left.empty()) throw IsReplaced();
     };
     try {
-        kept_.store->Keep({.account = kept_.account,
-                           .subject = vek::ToUtf8(facts_.subject),
-                           .name = name,
-                           .reason = plan.reason},
-                          read);
-        return true;
+        return kept_.store->Keep({.account = kept_.account,
+                                  .subject = vek::ToUtf8(facts_.subject),
+                                  .name = name,
+                                  .reason = plan.reason},
+                                 read);
     } catch (const IsReplaced&) {
-        return false;
+        return std::nullopt;
     } catch (const std::runtime_error& error) {
         log_.Failed(attachment.label, std::string("Keep, so it stays (") + error.what() + ')',
                     vek::result::kUnspecifiedError);
-        return false;
+        return std::nullopt;
     }
 }
 
 void ActionRunner::RunAttachment(AttachmentFacts& attachment, const AttachmentPlan& plan) {
     auto& provider = *attachment.provider;
     const std::string& label = attachment.label;
-    const bool may_go = (plan.remove || plan.content) && Keep(attachment, plan);
-    if (plan.remove) {
-        if (may_go && log_.Change(label, "Delete", provider.Delete()))
-            log_.Changed(label + " deleted");
-        return;
+    std::optional<std::uint32_t> kept;
+    if (plan.remove || plan.content) kept = Keep(attachment, plan);
+    if (kept) {
+        const bool is_gone = plan.remove ? log_.Change(label, "Delete", provider.Delete())
+                                         : contents_.Replace(provider, label, *plan.content);
+        if (is_gone) log_.Changed(label + (plan.remove ? " deleted" : " replaced"));
+        // A message that cannot be changed is kept no further with each check.
+        if (!is_gone && *kept != 0) kept_.store->Remove(*kept);
     }
-    if (may_go && contents_.Replace(provider, label, *plan.content)) {
-        log_.Changed(label + " replaced");
-    }
+    if (plan.remove) return;
     const std::string old = attachment.names.empty() ? std::string() : attachment.names.front();
     const std::string name = Refill<char>(plan.name_forms, kNamePlaceholder, old);
     if (name != old && log_.Change(label, "Rename", provider.Rename(name))) {

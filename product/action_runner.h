@@ -50,7 +50,7 @@ private:
     void RunSubject();
     void RunHeader(const Action& action);
     void RunNotices();
-    bool Keep(AttachmentFacts& attachment, const AttachmentPlan& plan);
+    std::optional<std::uint32_t> Keep(AttachmentFacts& attachment, const AttachmentPlan& plan);
     void RunAttachment(AttachmentFacts& attachment, const AttachmentPlan& plan);
 
     plugins::mail_processing::IMailMessage& message_;

@@ -26,13 +26,20 @@ public:
     EditedFile(std::filesystem::path path, Parse parse, Log log)
         : path_(std::move(path)), parse_(std::move(parse)), log_(std::move(log)) {}
 
-    // Gives what the file says now. A missing file gives kNotFound, one that cannot be read or
-    // parsed kInvalidType: then `content` stays as it was, and the log is told why, once.
+    // Gives what the file says now; what it said before while it cannot be read, as when somebody
+    // keeps it open for himself. A missing file gives kNotFound, one that cannot be parsed, or was
+    // never read, kInvalidType: then `content` stays as it was. The log is told why, once.
     vek::result_t Get(std::shared_ptr<const Content>& content) {
         const std::lock_guard guard(lock_);
         vek::result_t code = vek::result::kInvalidType;
         try {
-            std::optional<std::string> text = ReadTextFile(path_);
+            std::optional<std::string> text;
+            try {
+                text = ReadTextFile(path_);
+            } catch (const std::runtime_error&) {
+                if (content_) code = vek::result::kOk, content = content_;
+                throw;
+            }
             if (!text) {
                 code = vek::result::kNotFound;
                 throw std::runtime_error(PathText(path_) + ": there is no such file");

@@ -218,6 +218,17 @@ std::uint32_t KeptStore::Keep(KeptItem item, const std::function<void(const Sink
     return item.id;
 }
 
+void KeptStore::Remove(std::uint32_t id) noexcept {
+    const std::lock_guard guard(lock_);
+    const auto found = std::ranges::find(entries_, id, &Entry::id);
+    if (found == entries_.end()) return;
+    std::error_code error;
+    fs::remove(FileOf(id), error);
+    if (error) return;  // it expires
+    cost_ -= found->cost;
+    entries_.erase(found);
+}
+
 void KeptStore::Expire() {
     const std::optional<KeptLimits> limits = limits_();
     const std::lock_guard guard(lock_);
@@ -254,7 +265,8 @@ void KeptStore::Shrink(const KeptLimits& limits) {
 std::vector<KeptItem> ListKept(const fs::path& folder) {
     std::vector<KeptItem> items;
     std::error_code error;
-    for (const auto& file : fs::directory_iterator(folder, error)) {
+    if (!fs::exists(folder, error) && !error) return items;
+    for (const auto& file : fs::directory_iterator(folder)) {
         if (!IdOf(file.path())) continue;
         try {
             items.push_back(OpenItem(file.path()).item);

@@ -59,6 +59,9 @@ public:
     // raises, and std::runtime_error for a content that cannot be kept.
     std::uint32_t Keep(KeptItem item, const std::function<void(const Sink&)>& read);
 
+    // Removes an item again: what it holds was not taken away after all.
+    void Remove(std::uint32_t id) noexcept;
+
     // Removes what is too old or too much.
     void Expire();
     // As Expire, unless that was done within a day.
@@ -92,7 +95,7 @@ struct KeptFor {
 };
 
 // For the administrator, beside a store of another process. Items that are gone or malformed are
-// left out.
+// left out. Raises std::filesystem::filesystem_error for a folder that may not be read.
 std::vector<KeptItem> ListKept(const std::filesystem::path& folder);
 
 // Writes an item's content into a new file of `to`, a folder, and gives its path: the number and as

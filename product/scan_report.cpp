@@ -11,6 +11,15 @@ std::string Hex(vek::result_t code) {
     return text;
 }
 
+// Without what would begin another line of a log, or tell a terminal something.
+std::string InOneLine(std::string text) {
+    for (char& letter : text) {
+        const auto byte = static_cast<unsigned char>(letter);
+        if (byte < 0x20 || byte == 0x7F) letter = ' ';
+    }
+    return text;
+}
+
 }  // namespace
 
 bool IsClean(const ScanReport& report) noexcept {
@@ -20,13 +29,17 @@ bool IsClean(const ScanReport& report) noexcept {
 }
 
 std::string ToText(const ScanReport& report) {
-    std::string text = (report.incoming ? "incoming " : "outgoing ") + report.summary;
+    std::string text = (report.incoming ? "incoming " : "outgoing ") + InOneLine(report.summary);
     text += report.infected ? ": infected\n" : report.known_clean ? ": known clean\n" : ": clean\n";
-    for (const std::string& finding : report.findings) text += "  found: " + finding + '\n';
-    for (const std::string& change : report.changes) text += "  changed: " + change + '\n';
-    for (const std::string& part : report.not_offered) text += "  not offered: " + part + '\n';
+    for (const std::string& finding : report.findings)
+        text += "  found: " + InOneLine(finding) + '\n';
+    for (const std::string& change : report.changes)
+        text += "  changed: " + InOneLine(change) + '\n';
+    for (const std::string& part : report.not_offered)
+        text += "  not offered: " + InOneLine(part) + '\n';
     for (const ScanFailure& failure : report.failures) {
-        text += "  failed: " + failure.operation + ", result=" + Hex(failure.code) + '\n';
+        text +=
+            "  failed: " + InOneLine(failure.operation) + ", result=" + Hex(failure.code) + '\n';
     }
     text += "  " + std::to_string(report.callbacks) + " callbacks, " +
             std::to_string(report.bytes_read) + " bytes read, " +

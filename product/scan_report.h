@@ -40,7 +40,7 @@ struct ScanReport {
 // Tells whether a whole check found nothing, changed nothing and could read all.
 bool IsClean(const ScanReport& report) noexcept;
 
-// Gives the report for people: several lines, each with its end.
+// Gives the report for people: several lines, each with its end. What mail says makes no other.
 std::string ToText(const ScanReport& report);
 
 }  // namespace reference_product

@@ -96,8 +96,14 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
             engine_,
             [log = log_, reports = reports_, finds = finds_,
              account = caller.account](const ScanReport& report) {
-                const std::uint32_t number = reports->Write(report);
-                log("check " + std::to_string(number) + ": " + ToText(report));
+                // The check is done: what cannot be written of it does not undo that.
+                std::string number = "without report";
+                try {
+                    number = std::to_string(reports->Write(report));
+                } catch (const std::runtime_error& error) {
+                    log(error.what());
+                }
+                log("check " + number + ": " + ToText(report));
                 if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
                     finds->Add(account, *std::move(find));
             },

@@ -1,6 +1,5 @@
-// The product's settings window, a program in the user's own session. It is started from the Start
-// menu, or by COM for the product's service; whoever comes second brings the first one's window to
-// the front.
+// The product's settings window, a program in the user's own session. Its user starts it, or COM
+// for the product's service; whoever comes second brings the first one's window to the front.
 
 #include <windows.h>
 // The order matters: it needs windows.h.
@@ -60,18 +59,20 @@ private:
 // Registers the class for as long as it lives.
 class Registration {
 public:
-    explicit Registration(IClassFactory& factory) noexcept {
+    explicit Registration(IClassFactory& factory) noexcept : factory_(factory) {
         if (FAILED(::CoRegisterClassObject(kSettingsWindowClass, &factory, CLSCTX_LOCAL_SERVER,
                                            REGCLS_MULTIPLEUSE, &cookie_)))
             cookie_ = 0;
     }
     ~Registration() {
         if (cookie_ != 0) ::CoRevokeClassObject(cookie_);
+        ::CoDisconnectObject(&factory_, 0);  // whoever has it still
     }
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
 
 private:
+    IClassFactory& factory_;
     DWORD cookie_ = 0;
 };
 
@@ -117,7 +118,7 @@ int Run(HINSTANCE program, bool is_wanted) {
 // Whether a window of this session is to be shown by another process; it has been asked to then.
 bool AnotherShowsIt() {
     IUnknown* shown = nullptr;
-    // A process that is there already: none is started for this.
+    ::AllowSetForegroundWindow(ASFW_ANY);
     const HRESULT asked = ::CoCreateInstance(kSettingsWindowClass, nullptr, CLSCTX_LOCAL_SERVER,
                                              IID_IUnknown, reinterpret_cast<void**>(&shown));
     if (SUCCEEDED(asked)) shown->Release();

@@ -70,6 +70,7 @@ SettingsDialog::SettingsDialog(HINSTANCE program, plugins::loader::ServiceAccess
 }
 
 SettingsDialog::~SettingsDialog() {
+    ::ShowWindow(window_, SW_HIDE);  // the reader may wait for the product
     reader_.reset();
     // What it had posted by then.
     for (MSG message; ::PeekMessageW(&message, window_, kNewsMessage, kNewsMessage, PM_REMOVE);)
@@ -182,10 +183,10 @@ void SettingsDialog::Show(const WindowContent& content) {
     }
     bool can_store = false;
     for (std::size_t i = 0; i != WindowContent::kSwitches; ++i) {
-        ::EnableWindow(Item(kFirstBox + static_cast<int>(i)), content.enabled[i] ? TRUE : FALSE);
+        Enable(kFirstBox + static_cast<int>(i), content.enabled[i]);
         can_store = can_store || content.enabled[i];
     }
-    ::EnableWindow(Item(MLXO_WINDOW_APPLY), edited_ && can_store ? TRUE : FALSE);
+    Enable(MLXO_WINDOW_APPLY, edited_ && can_store);
     // Nothing flickers, and no selection is lost, where nothing is new.
     if (shown_ == content) return;
     const auto icon = reinterpret_cast<LPARAM>(icons_[content.is_on ? 1 : 0]);
@@ -226,7 +227,7 @@ void SettingsDialog::OnCommand(int control, int code) {
         edited_ = true;
         ::EnableWindow(Item(MLXO_WINDOW_APPLY), TRUE);
     } else if (control == MLXO_WINDOW_APPLY && code == BN_CLICKED && shown_) {
-        ::EnableWindow(Item(MLXO_WINDOW_APPLY), FALSE);
+        Enable(MLXO_WINDOW_APPLY, false);
         const auto is_checked = [this](int box) {
             return ::IsDlgButtonChecked(window_, box) == BST_CHECKED;
         };
@@ -235,6 +236,13 @@ void SettingsDialog::OnCommand(int control, int code) {
         reader_->Store({is_checked(MLXO_WINDOW_ON_DELIVERY), is_checked(MLXO_WINDOW_ON_READ),
                         sends ? is_checked(MLXO_WINDOW_ON_SEND) : shown_->user_sends});
     }
+}
+
+// The keyboard must not be left with a control that no longer takes it.
+void SettingsDialog::Enable(int control, bool enabled) {
+    if (!enabled && ::GetFocus() == Item(control))
+        ::SendMessageW(window_, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(Item(IDCANCEL)), TRUE);
+    ::EnableWindow(Item(control), enabled ? TRUE : FALSE);
 }
 
 void SettingsDialog::SetText(int control, const std::u16string& text) {

@@ -38,6 +38,7 @@ private:
     void Show(const WindowContent& content);
     void ShowFinds(const std::vector<WindowContent::Row>& rows);
     void OnCommand(int control, int code);
+    void Enable(int control, bool enabled);
     void SetText(int control, const std::u16string& text);
     HWND Item(int control) const noexcept { return ::GetDlgItem(window_, control); }
 

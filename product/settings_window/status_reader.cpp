@@ -30,14 +30,17 @@ void StatusReader::Store(const plugins::product::MailSettings& switches) {
 
 void StatusReader::Read() noexcept {
     std::unique_lock guard(lock_);
-    while (!ending_) {
+    while (!ending_ || to_store_) {
         const auto switches = std::exchange(to_store_, std::nullopt);
         guard.unlock();
         std::optional<vek::result_t> stored;
         if (switches) stored = StoreSwitches(services_, *switches);
+        guard.lock();
+        if (ending_) continue;
+        guard.unlock();
         WindowSnapshot snapshot = ReadSnapshot(services_);
         guard.lock();
-        if (ending_) return;
+        if (ending_) continue;
         // With the lock: the end waits for a listener that is being told.
         listener_(std::move(snapshot), stored);
         changed_.wait_for(guard, pause_, [this] { return ending_ || to_store_; });

@@ -24,7 +24,8 @@ public:
     // `services` outlives the reader. Between two questions it pauses.
     StatusReader(plugins::loader::ServiceAccess& services, Listener listener,
                  std::chrono::milliseconds pause = std::chrono::seconds(2));
-    // Waits for a question that is on its way: for the time of one event of Outlook at most.
+    // Stores what was to be stored, and waits for a question that is on its way: for the time of
+    // one event of Outlook each, at most.
     ~StatusReader();
     StatusReader(const StatusReader&) = delete;
     StatusReader& operator=(const StatusReader&) = delete;

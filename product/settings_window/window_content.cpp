@@ -61,9 +61,7 @@ WindowSnapshot ReadSnapshot(plugins::loader::ServiceAccess& services) noexcept {
         constexpr std::uint32_t kMostFinds = 50;
         for (std::uint32_t i = 0; i != kMostFinds; ++i) {
             MailFind find;
-            const vek::result_t code = status->GetFind(i, find);
-            if (code == vek::result::kNotFound) break;
-            vek::CheckResult(code);
+            if (vek::Failed(status->GetFind(i, find))) break;  // after the last, or no more in time
             snapshot.finds.push_back(std::move(find));
         }
         return vek::result::kOk;

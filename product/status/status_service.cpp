@@ -11,13 +11,25 @@
 namespace reference_product {
 namespace {
 
+// A sender decides how long a mail's texts are.
+constexpr std::size_t kLongestText = 500;  // bytes
+
+std::string Shortened(std::string text) {
+    if (text.size() <= kLongestText) return text;
+    std::size_t end = kLongestText;
+    while (end != 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+    text.resize(end);
+    return text += "...";
+}
+
 std::string Joined(const std::vector<std::string>& lines) {
     std::string text;
     for (const std::string& line : lines) {
+        if (text.size() > kLongestText) break;
         if (!text.empty()) text += "; ";
         text += line;
     }
-    return text;
+    return Shortened(std::move(text));
 }
 
 }  // namespace
@@ -43,7 +55,8 @@ vek::result_t StatusService::GetFind(std::uint32_t number, MailFind& find) noexc
 
 std::optional<MailFind> FindOf(const ScanReport& report, vek::platform::filetime_t now) {
     if (report.findings.empty()) return std::nullopt;
-    return MailFind{now, report.subject, Joined(report.findings), Joined(report.changes)};
+    return MailFind{now, Shortened(report.subject), Joined(report.findings),
+                    Joined(report.changes)};
 }
 
 std::shared_ptr<const vek::remoting::ProxyStubFactories> ProductInterfaces() {

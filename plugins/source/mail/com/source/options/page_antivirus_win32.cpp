@@ -95,6 +95,8 @@ private:
                 page->RefreshAtOnce();
                 return true;
             case WM_COMMAND:
+                // The product's window comes from another process, before Outlook's.
+                if (LOWORD(wide) == MLXO_SETTINGS_BUTTON) ::AllowSetForegroundWindow(ASFW_ANY);
                 return HIWORD(wide) == BN_CLICKED && last != 0 &&
                        page->OnClicked(static_cast<PageControl>(LOWORD(wide)));
             default:
