@@ -115,14 +115,14 @@ void Look(const std::filesystem::path& path, HANDLE file, Openness openness,
 
 // Of all that is in a folder nothing may be others' to change. A folder is looked into when it is
 // known to be no link.
-void LookInto(const std::filesystem::path& folder, Openness openness, const std::string& account) {
+void LookInto(const std::filesystem::path& folder, const std::string& account) {
     for (const auto& each : std::filesystem::directory_iterator(folder)) {
         const DWORD attributes = ::GetFileAttributesW(each.path().c_str());
         const bool is_folder =
             attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         const UniqueHandle file = Open(each.path(), is_folder);
-        Look(each.path(), file.get(), openness, account);
-        if (is_folder) LookInto(each.path(), openness, account);
+        Look(each.path(), file.get(), Openness::kReadable, account);
+        if (is_folder) LookInto(each.path(), account);
     }
 }
 
@@ -133,9 +133,7 @@ DataFolders::DataFolders(const std::filesystem::path& data) : account_(OwnAccoun
     Take(data, Openness::kReadable);
     Take(data / "private", Openness::kPrivate);
     Take(data / "users", Openness::kPrivate);
-    LookInto(data, Openness::kReadable, account_);
-    LookInto(data / "private", Openness::kPrivate, account_);
-    LookInto(data / "users", Openness::kPrivate, account_);
+    LookInto(data, account_);
 }
 
 void DataFolders::Take(const std::filesystem::path& folder, Openness openness) {
