@@ -14,6 +14,7 @@
 #include "mlxo_version.h"
 #include "product/localization_service.h"
 #include "product/settings_window/settings_dialog_win32.h"
+#include "product/state/places.h"
 #include "product/status/settings_window_start.h"
 #include "vek/platform/handle_win32.h"
 
@@ -76,19 +77,13 @@ private:
     DWORD cookie_ = 0;
 };
 
-std::filesystem::path ProgramFolder() {
-    std::wstring path(32768, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
-}
-
 // Runs the message loop of the window, which is made when somebody wants to see it.
 int Run(HINSTANCE program, bool is_wanted) {
     WindowClass window_class(::GetCurrentThreadId());
     const Registration registration(window_class);
     plugins::loader::ServiceAccess services(
         plugins::loader::ProductLoaderFactory({}, {}, ProductInterfaces()));
-    const std::filesystem::path folder = ProgramFolder();
+    const std::filesystem::path folder = ModuleFolder();
     const auto texts = vek::MakeObject<LocalizationService>(folder / "texts.json",
                                                             folder / "resources", [](auto) {});
     std::unique_ptr<SettingsDialog> dialog;

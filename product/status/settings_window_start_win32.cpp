@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 
+#include "product/state/places.h"
 #include "remote/rpc/identity_win32.h"
 #include "vek/core/throw.h"
 #include "vek/platform/handle_win32.h"
@@ -58,10 +59,7 @@ void AskInSession(std::uint32_t session_id) {
 }
 
 void StartBeside() {
-    std::wstring path(32768, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    const std::wstring program =
-        (std::filesystem::path(path).parent_path() / L"mlxo_settings.exe").native();
+    const std::wstring program = (ModuleFolder() / L"mlxo_settings.exe").native();
     std::wstring command = L'"' + program + L'"';
     STARTUPINFOW start{};
     start.cb = sizeof start;
