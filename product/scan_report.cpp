@@ -37,7 +37,11 @@ bool IsClean(const ScanReport& report) noexcept {
 
 std::string ToText(const ScanReport& report) {
     std::string text = (report.incoming ? "incoming " : "outgoing ") + InOneLine(report.summary);
-    text += report.infected ? ": infected\n" : report.known_clean ? ": known clean\n" : ": clean\n";
+    const bool is_all = report.not_offered.empty() && report.not_checked.empty();
+    text += report.infected      ? ": infected\n"
+            : report.known_clean ? ": known clean\n"
+            : is_all             ? ": clean\n"
+                                 : ": nothing found in what was checked\n";
     AddLines(text, "found", report.findings);
     AddLines(text, "changed", report.changes);
     AddLines(text, "left as it is", report.left);
