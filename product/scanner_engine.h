@@ -19,6 +19,7 @@
 namespace reference_product {
 
 // Gives the engine that looks into the contents of the next message, null for the rules alone.
+// Raises std::exception when there should be one and is none; nothing is then checked by it.
 using EngineSource = std::function<std::shared_ptr<ContentEngine>()>;
 
 // Checks messages by rules, and their contents by an engine. Immutable: checks may run on any
