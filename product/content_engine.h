@@ -43,9 +43,9 @@ public:
 
 // What people and the memory of clean messages are told about an engine.
 struct EngineState {
-    std::string name;        // "ClamAV 1.4.6"; may be empty while nobody has answered
-    std::string signatures;  // their version and date; likewise
-    std::string trouble;     // why it cannot check; empty when it can
+    std::string name;           // "ClamAV 1.4.6"; may be empty while nobody has answered
+    std::string signatures;     // their version and date; likewise
+    std::string trouble;        // why it cannot check; empty when it can
     std::uint64_t version = 0;  // another one whenever it might find something else
 };
 

@@ -8,8 +8,6 @@
 namespace reference_product {
 namespace {
 
-using Kind = ContentVerdict::Kind;
-
 constexpr std::size_t kLongestText = 256;  // characters
 
 // Takes the end off a text that has it.
@@ -54,20 +52,22 @@ std::string CleanText(std::string_view text) {
 ContentVerdict ReadVerdict(std::string_view answer, bool sent, std::string_view clamd) {
     constexpr std::string_view kPrefix = "stream: ";
     if (answer == "INSTREAM size limit exceeded. ERROR")
-        return {Kind::kNotChecked,
+        return {ContentVerdict::Kind::kNotChecked,
                 "the content is larger than the StreamMaxLength of " + std::string(clamd)};
     std::string_view rest = answer;
     if (rest.starts_with(kPrefix)) {
         rest.remove_prefix(kPrefix.size());
-        if (rest == "OK" && sent) return {Kind::kClean, {}};
-        if (TakeEnd(rest, " FOUND") && !rest.empty()) return {Kind::kFound, CleanText(rest)};
+        if (rest == "OK" && sent) return {ContentVerdict::Kind::kClean, {}};
+        if (TakeEnd(rest, " FOUND") && !rest.empty())
+            return {ContentVerdict::Kind::kFound, CleanText(rest)};
     }
     if (TakeEnd(rest, " ERROR") && !rest.empty())
-        return {Kind::kNotChecked, std::string(clamd) + " reports an error: " + CleanText(rest)};
+        return {ContentVerdict::Kind::kNotChecked,
+                std::string(clamd) + " reports an error: " + CleanText(rest)};
     if (answer == "stream: OK")
-        return {Kind::kNotChecked,
+        return {ContentVerdict::Kind::kNotChecked,
                 std::string(clamd) + " gave a verdict before the content had ended"};
-    return {Kind::kNotChecked, Nonsense(answer, clamd)};
+    return {ContentVerdict::Kind::kNotChecked, Nonsense(answer, clamd)};
 }
 
 EngineState ReadVersion(std::string_view answer, std::string_view clamd) {
