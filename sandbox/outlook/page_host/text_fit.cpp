@@ -166,8 +166,10 @@ public:
                 if (unit <= u' ' || unit == 0xA0 || (unit >= 0x2028 && unit <= 0x202F)) continue;
                 if (!seen.insert(unit).second) continue;
                 const Canvas::Pixels drawn = canvas.Draw(std::wstring(1, unit));
-                if (drawn == blank || drawn == box)
-                    Complain(key + ": U+" + std::to_string(unit) + " cannot be drawn");
+                if (drawn != blank && drawn != box) continue;
+                char number[8];
+                std::snprintf(number, sizeof number, "U+%04X", static_cast<unsigned>(unit));
+                Complain(key + ": " + number + " cannot be drawn");
             }
         }
     }
