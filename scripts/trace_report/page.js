@@ -73,6 +73,7 @@
   const list = byId("rows"), all = byId("all"), canvas = byId("lanes");
 
   function choose(row, event = -1) {
+    if (row && !shown.includes(row)) showAll();
     chosen = row;
     chosenEvent = event;
     if (row && event < 0) {
@@ -102,8 +103,8 @@
   function bringIntoView(event) {
     const from = Math.min(of(event, ARRIVED), of(event, BEGUN)), to = endOf(event);
     if (to >= view.from && from <= view.to) return;
-    const span = view.to - view.from, middle = (from + to) / 2;
-    setView(middle - span / 2, middle + span / 2);
+    const half = (view.to - view.from) / 2;
+    setView((from + to) / 2 - half, (from + to) / 2 + half);
   }
 
   function select() {
@@ -127,7 +128,12 @@
     view.to = view.from + span;
     paint();
   }
-  function zoom(factor, at = (view.from + view.to) / 2) {
+  // Around the chosen event, if that is in sight.
+  function middle() {
+    const time = chosen ? of(chosenEvent, BEGUN) : NaN;
+    return time >= view.from && time <= view.to ? time : (view.from + view.to) / 2;
+  }
+  function zoom(factor, at = middle()) {
     setView(at - (at - view.from) * factor, at + (view.to - at) * factor);
   }
   function move(part) {
@@ -465,8 +471,8 @@
     if (top < 0 || top + 240 > room) byId("chart").scrollIntoView({ block: "start" });
   }
   function step(by) {
-    const place_ = chosen ? shown.indexOf(chosen) + by : by > 0 ? 0 : shown.length - 1;
-    const row = shown[Math.min(Math.max(place_, 0), shown.length - 1)];
+    const from = chosen ? shown.indexOf(chosen) : by > 0 ? -1 : shown.length;
+    const row = shown[Math.min(Math.max(from + by, 0), shown.length - 1)];
     if (row) choose(row);
   }
   list.addEventListener("keydown", (key) => {
@@ -483,10 +489,7 @@
     if (key.key === "Escape" && !byId("detail").hidden) {
       choose(null);
     } else if (key.key === "Escape") {
-      byId("search").value = "";
-      wanted.clear();
-      showWanted();
-      select();
+      showAll();
       if (typing) list.focus();
     } else if (key.key === "Enter" && key.target === byId("search")) {
       if (shown.length) choose(shown[0]);
@@ -503,6 +506,12 @@
       }
     }
   });
+  function showAll() {
+    byId("search").value = "";
+    wanted.clear();
+    showWanted();
+    select();
+  }
   function showWanted() {
     for (const button of document.querySelectorAll("button[data-outcome]")) {
       button.setAttribute("aria-pressed", String(wanted.has(Number(button.dataset.outcome))));
