@@ -9,7 +9,8 @@
   const columns = data.events.length ? data.events : Array.from({ length: 13 }, () => []);
   const count = columns[0].length;
   const of = (event, column) => columns[column][event];
-  const endOf = (event) => of(event, ENDED) < 0 ? data.until : of(event, ENDED);
+  const endOf = (event) => of(event, ENDED) < 0 ? data.untilOfThread[of(event, THREAD)]
+    : of(event, ENDED);
 
   // Times of the lines, which are stored as steps.
   const times = new Float64Array(data.lines.steps.length);
@@ -444,8 +445,8 @@
         element("dd", { className: "text" }, chosen.id || "not in the trace")),
       element("table", {}, element("thead", {}, element("tr", {}, ...head)),
         element("tbody", {}, ...chosen.events.slice(0, 200).map(eventRow))),
-      linesSection(`Lines of the event, ${AROUND} before and after it`, of(chosenEvent, FIRST), of(chosenEvent, LAST),
-        of(chosenEvent, THREAD)));
+      linesSection(`Lines of the event, ${AROUND} before and after it`, of(chosenEvent, FIRST),
+        of(chosenEvent, LAST), of(chosenEvent, THREAD)));
   }
 
   function showLine(line) {
@@ -549,6 +550,7 @@
   window.addEventListener("resize", paint);
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", paint);
 
+  if (severalDays) document.documentElement.style.setProperty("--began", "146px");
   for (const control of document.querySelectorAll(":disabled")) control.disabled = false;
   byId("chart").hidden = false;
   select();
