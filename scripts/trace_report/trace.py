@@ -497,6 +497,7 @@ class Trace:
                 thread.background = None
         while run.queue:
             if event := run.queue.popleft():
+                event.ended = event.begun  # its check never began
                 event.outcome, event.reason = (NOT_CHECKED, "Outlook was closed before its turn") \
                     if run.closed else (NO_END, "it waits for its check")
         run.threads, run.checks = {}, 0
