@@ -138,7 +138,8 @@ def _show(options):
         pairs = [(Path(entry["source"]).name,
                   (Path(entry["source"]), (options.after / entry["message"]).with_suffix(".eml")))
                  for entry in _load(options.manifest)["messages"]
-                 if reports.get(entry["message"], {}).get("found")]
+                 if any(not found.startswith("the rule in ") for found in
+                        reports.get(entry["message"], {}).get("found", ()))]
     for name, mails in pairs:
         try:
             print(*[name] * bool(name), side_by_side(*(path.read_bytes() for path in mails)), "",
