@@ -1,6 +1,8 @@
 #include "product/scanner_engine.h"
 
 #include <algorithm>
+#include <new>
+#include <string>
 #include <utility>
 
 #include "product/action_runner.h"
@@ -17,8 +19,21 @@ ScannerEngine::ScannerEngine(RuleSet rules, EngineSource engine, GatherLimits li
       engine_(std::move(engine)),
       limits_(limits) {}
 
+std::shared_ptr<ContentEngine> ScannerEngine::EngineNow(std::string& trouble) const {
+    try {
+        return engine_ ? engine_() : nullptr;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& exception) {
+        trouble = exception.what();
+        return nullptr;
+    }
+}
+
 std::optional<std::uint64_t> ScannerEngine::CleanVersion() const {
-    const std::shared_ptr<ContentEngine> engine = engine_ ? engine_() : nullptr;
+    std::string trouble;
+    const std::shared_ptr<ContentEngine> engine = EngineNow(trouble);
+    if (!trouble.empty()) return std::nullopt;
     if (!engine) return rules_.version;
     const std::uint64_t version = engine->State().version;
     if (version == 0) return std::nullopt;
@@ -32,9 +47,11 @@ ScanReport ScannerEngine::Check(bool incoming, plugins::mail_processing::IMailMe
     report.incoming = incoming;
     CallbackLog log(report);
     ContentReader contents(log);
+    std::string trouble;
+    std::shared_ptr<ContentEngine> engine = EngineNow(trouble);
+    if (!trouble.empty()) log.NotChecked("all contents by the engine", trouble);
     MessageFacts facts =
-        FactsGatherer(rules_, search_, engine_ ? engine_() : nullptr, limits_, contents, log)
-            .Gather(message);
+        FactsGatherer(rules_, search_, std::move(engine), limits_, contents, log).Gather(message);
     report.subject = vek::ToUtf8(facts.subject);
     report.summary = facts.summary;
     report.infected = !facts.body_finds.empty() ||

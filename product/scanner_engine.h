@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "private_include/common/mail_message.h"
 #include "product/content_engine.h"
@@ -48,6 +49,8 @@ public:
                      const KeptFor& kept = {}, const NoticeTexts& texts = {}) const;
 
 private:
+    std::shared_ptr<ContentEngine> EngineNow(std::string& trouble) const;
+
     RuleSet rules_;
     ContentSearch search_;
     EngineSource engine_;
