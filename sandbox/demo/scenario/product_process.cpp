@@ -57,12 +57,7 @@ public:
     }
 
     void Set(const MailPluginSettings& settings) override {
-        nlohmann::ordered_json value = {{"isPluginEnabled", settings.isPluginEnabled},
-                                        {"checkIncomingOnly", settings.checkIncomingOnly},
-                                        {"policySettings", nullptr},
-                                        {"userSettings", ToJson(settings.userSettings)}};
-        if (settings.policySettings) value["policySettings"] = ToJson(*settings.policySettings);
-        reference_product::ReplaceTextFile(options_.folder / "settings.json", value.dump(1) + '\n');
+        WriteSettings(options_.folder, settings);
     }
 
 private:
@@ -72,6 +67,15 @@ private:
 };
 
 }  // namespace
+
+void WriteSettings(const std::filesystem::path& folder, const MailPluginSettings& settings) {
+    nlohmann::ordered_json value = {{"isPluginEnabled", settings.isPluginEnabled},
+                                    {"checkIncomingOnly", settings.checkIncomingOnly},
+                                    {"policySettings", nullptr},
+                                    {"userSettings", ToJson(settings.userSettings)}};
+    if (settings.policySettings) value["policySettings"] = ToJson(*settings.policySettings);
+    reference_product::ReplaceTextFile(folder / "settings.json", value.dump(1) + '\n');
+}
 
 std::unique_ptr<ScenarioProduct> MakeProductProcess(ProductProcessOptions options) {
     return std::make_unique<ProductProcess>(std::move(options));
