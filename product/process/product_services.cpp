@@ -25,12 +25,13 @@ namespace {
 
 using plugins::mail_processing::IMailScanner;
 
-std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
+std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules,
+                                                EngineSource contents) {
     ParsedRules parsed = LoadRules(rules);
     std::string errors;
     for (const RuleError& error : parsed.errors) errors += ToText(error) + '\n';
     if (!errors.empty()) throw std::runtime_error(errors);
-    return std::make_shared<ScannerEngine>(std::move(parsed.rules));
+    return std::make_shared<ScannerEngine>(std::move(parsed.rules), std::move(contents));
 }
 
 // While the settings are not known nothing is remembered, and all is kept.
@@ -93,7 +94,7 @@ ProductServices::ProductServices(const ProductOptions& options, const Log& log, 
       finds_(std::make_shared<FindHistory>(options.private_data / "finds", log)),
       settings_(std::make_shared<SettingsStore>(options.settings, options.users, log)),
       choice_(std::make_shared<EngineChoice>(settings_, log)),
-      engine_(LoadEngine(options.rules)),
+      engine_(LoadEngine(options.rules, [choice = choice_] { return choice->Current(); })),
       clean_(std::make_shared<CleanMemory>(CleanLimitsOf(settings_))),
       kept_(std::make_shared<KeptStore>(options.kept, KeptLimitsOf(settings_), log)),
       texts_(vek::MakeObject<LocalizationService>(options.texts, options.resources, log)),

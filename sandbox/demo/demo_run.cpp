@@ -89,14 +89,11 @@ public:
 
         outlook::SaveMessageFile(options_.out / mail.message, *mapi_.store().Find(entry_id));
         mapi_.store().Remove(entry_id);
-        Result result{std::filesystem::path(mail.source).filename().string(),
-                      mail.message,
-                      received ? "received" : "sent",
-                      {},
-                      {},
-                      {},
-                      {},
-                      std::chrono::duration_cast<std::chrono::microseconds>(end - start)};
+        Result result;
+        result.mail = std::filesystem::path(mail.source).filename().string();
+        result.message = mail.message;
+        result.event = received ? "received" : "sent";
+        result.time = std::chrono::duration_cast<std::chrono::microseconds>(end - start);
         const std::optional<ScanReport> report = product_->TakeReport();
         if (!report) throw std::runtime_error("the product has not checked it; the trace says why");
         AddReport(*report, embedded, result);
@@ -122,6 +119,8 @@ private:
             const bool is_message = std::ranges::find(embedded, place) != embedded.end();
             result.not_offered.push_back(place + (is_message ? ", embedded message" : ""));
         }
+        result.not_checked = report.not_checked;
+        result.left = report.left;
         for (const reference_product::ScanFailure& failure : report.failures) {
             result.failed.push_back(InWords(failure));
         }
