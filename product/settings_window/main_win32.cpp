@@ -78,8 +78,42 @@ private:
     DWORD cookie_ = 0;
 };
 
+// The right to show the window, which one process of a session has at a time.
+class Turn {
+public:
+    // The process that has it may be ending, or its window not be there yet.
+    static constexpr int kLooks = 100;
+    static constexpr DWORD kBetweenLooks = 50;  // ms
+
+    Turn() noexcept : mutex_(::CreateMutexW(nullptr, FALSE, L"Local\\QZ.MailPlugin.Settings")) {}
+    ~Turn() {
+        if (taken_) ::ReleaseMutex(mutex_.get());
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    // Takes it, and gives false when another process shows its window instead, which has been
+    // brought to the front then. Of one that does neither it takes no notice in the end.
+    bool Take() noexcept {
+        for (int look = 0; look != kLooks && !taken_; ++look) {
+            if (::WaitForSingleObject(mutex_.get(), kBetweenLooks) != WAIT_TIMEOUT) {
+                taken_ = true;
+            } else if (SettingsDialog::BringAnothersToFront()) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    const vek::platform::UniqueHandle mutex_;
+    bool taken_ = false;
+};
+
 // Runs the message loop of the window, which is made when somebody wants to see it.
 int Run(HINSTANCE program, bool is_wanted) {
+    Turn turn;
+    if (is_wanted && !turn.Take()) return 0;
     WindowClass window_class(::GetCurrentThreadId());
     const Registration registration(window_class);
     plugins::loader::ServiceAccess services(
@@ -91,6 +125,7 @@ int Run(HINSTANCE program, bool is_wanted) {
     std::unique_ptr<SettingsDialog> dialog;
     const auto show = [&] {
         if (dialog) return dialog->BringToFront();
+        if (!turn.Take()) return ::PostQuitMessage(0);
         dialog = std::make_unique<SettingsDialog>(program, services, WindowTexts(texts));
     };
     const UINT_PTR timer = is_wanted ? 0 : ::SetTimer(nullptr, 0, kWaitForAsker, nullptr);
@@ -112,16 +147,6 @@ int Run(HINSTANCE program, bool is_wanted) {
     return 0;
 }
 
-// Whether a window of this session is to be shown by another process; it has been asked to then.
-bool AnotherShowsIt() {
-    IUnknown* shown = nullptr;
-    ::AllowSetForegroundWindow(ASFW_ANY);
-    const HRESULT asked = ::CoCreateInstance(kSettingsWindowClass, nullptr, CLSCTX_LOCAL_SERVER,
-                                             IID_IUnknown, reinterpret_cast<void**>(&shown));
-    if (SUCCEEDED(asked)) shown->Release();
-    return SUCCEEDED(asked);
-}
-
 int Main(HINSTANCE program, std::string_view arguments) {
     if (arguments == "--version") {
         std::puts("mlxo_settings " MLXO_VERSION);
@@ -129,13 +154,9 @@ int Main(HINSTANCE program, std::string_view arguments) {
     }
     const bool is_wanted = arguments.find("mbedding") == arguments.npos;
     if (FAILED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
-    // Held by the one that serves this session.
-    const vek::platform::UniqueHandle first(
-        ::CreateMutexW(nullptr, FALSE, L"Local\\QZ.MailPlugin.Settings"));
-    const bool is_second = ::GetLastError() == ERROR_ALREADY_EXISTS;
     int code = 0;
     try {
-        if (!(is_wanted && is_second && AnotherShowsIt())) code = Run(program, is_wanted);
+        code = Run(program, is_wanted);
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "%s\n", exception.what());
         code = 1;

@@ -3,6 +3,7 @@
 // The settings window's resources: plain numbers, for the resource compiler too.
 
 #define MLXO_SETTINGS_WINDOW 101
+#define MLXO_WINDOW_CLASS "QZ.MailPlugin.Settings"  // by which another process finds the window
 
 #define MLXO_WINDOW_ICON 1001
 #define MLXO_WINDOW_STATE 1002

@@ -42,6 +42,19 @@ std::vector<DWORD> DialogTemplate(HINSTANCE program, int id) {
     return form;
 }
 
+constexpr wchar_t kClass[] = L"" MLXO_WINDOW_CLASS;
+
+// A dialog's class under a name of its own.
+void RegisterWindowClass(HINSTANCE program) {
+    WNDCLASSEXW dialogs{};
+    dialogs.cbSize = sizeof dialogs;
+    if (::GetClassInfoExW(nullptr, L"#32770", &dialogs) == FALSE) return;  // no window then
+    dialogs.style &= ~static_cast<UINT>(CS_GLOBALCLASS);
+    dialogs.hInstance = program;
+    dialogs.lpszClassName = kClass;
+    ::RegisterClassExW(&dialogs);
+}
+
 std::wstring Wide(const std::u16string& text) { return {text.begin(), text.end()}; }
 
 }  // namespace
@@ -52,6 +65,7 @@ SettingsDialog::SettingsDialog(HINSTANCE program, plugins::loader::ServiceAccess
     constexpr INITCOMMONCONTROLSEX kControls{sizeof kControls,
                                              ICC_STANDARD_CLASSES | ICC_LISTVIEW_CLASSES};
     ::InitCommonControlsEx(&kControls);
+    RegisterWindowClass(program_);
     std::vector<DWORD> form = DialogTemplate(program_, MLXO_SETTINGS_WINDOW);
     // Its controls are mirrored with a window that is from the beginning.
     if (texts_.IsRightToLeft()) form.at(kExtendedStyle) |= WS_EX_LAYOUTRTL;
@@ -77,9 +91,19 @@ SettingsDialog::~SettingsDialog() {
         delete reinterpret_cast<News*>(message.lParam);
     if (window_ != nullptr) ::DestroyWindow(window_);
     if (bold_ != nullptr) ::DeleteObject(bold_);
-    for (const HICON icon : icons_) {
-        if (icon != nullptr) ::DestroyIcon(icon);
+    for (const auto& icon : icons_) {
+        if (icon.big != nullptr) ::DestroyIcon(icon.big);
+        if (icon.small != nullptr) ::DestroyIcon(icon.small);
     }
+}
+
+bool SettingsDialog::BringAnothersToFront() noexcept {
+    const HWND window = ::FindWindowW(kClass, nullptr);
+    if (window == nullptr || ::IsWindowVisible(window) == FALSE) return false;
+    // That process may not serve its messages.
+    if (::IsIconic(window) != FALSE) ::ShowWindowAsync(window, SW_RESTORE);
+    ::SetForegroundWindow(window);
+    return true;
 }
 
 void SettingsDialog::BringToFront() noexcept {
@@ -125,9 +149,12 @@ void SettingsDialog::Initialise() {
     for (int i = 0; i != 2; ++i) {
         const std::string path =
             texts_.Resource(i == 0 ? "mail\\disabled_main1.ico" : "mail\\main1.ico");
-        icons_[i] = static_cast<HICON>(::LoadImageW(
-            nullptr, vek::platform::ToWide(path).c_str(), IMAGE_ICON, ::GetSystemMetrics(SM_CXICON),
-            ::GetSystemMetrics(SM_CYICON), LR_LOADFROMFILE));
+        const auto load = [file = vek::platform::ToWide(path)](int width, int height) {
+            return static_cast<HICON>(::LoadImageW(nullptr, file.c_str(), IMAGE_ICON,
+                                                   ::GetSystemMetrics(width),
+                                                   ::GetSystemMetrics(height), LR_LOADFROMFILE));
+        };
+        icons_[i] = {load(SM_CXICON, SM_CYICON), load(SM_CXSMICON, SM_CYSMICON)};
     }
     LOGFONTW font{};
     const auto plain = reinterpret_cast<HFONT>(::SendMessageW(window_, WM_GETFONT, 0, 0));
@@ -145,7 +172,7 @@ void SettingsDialog::Initialise() {
     SetText(IDCANCEL, texts_.Get("SettingsWindowClose"));
     SetText(MLXO_WINDOW_STATE, texts_.Get("SettingsWindowAsking"));
     for (int box = kFirstBox; box <= MLXO_WINDOW_ON_SEND; ++box) ::EnableWindow(Item(box), FALSE);
-    ::EnableWindow(Item(MLXO_WINDOW_APPLY), FALSE);
+    AllowApply(false);
     AddColumns();
 }
 
@@ -168,10 +195,15 @@ void SettingsDialog::AddColumns() {
 }
 
 void SettingsDialog::Take(std::unique_ptr<News> news) {
-    if (news->stored && vek::Succeeded(*news->stored)) edited_ = false;
     WindowContent content = Describe(news->snapshot, texts_, vek::platform::TheClock());
-    if (news->stored && vek::Failed(*news->stored))
-        content.switches_note = texts_.Get("SettingsWindowNotStored");
+    if (news->stored) not_stored_ = vek::Failed(*news->stored);
+    const bool has_policy = !content.switches_note.empty();
+    if (has_policy) not_stored_ = false;
+    if (has_policy)
+        edited_ = false;
+    else if (news->stored && !not_stored_)
+        edited_ = edited_since_;
+    if (not_stored_) content.switches_note = texts_.Get("SettingsWindowNotStored");
     Show(content);
 }
 
@@ -186,13 +218,13 @@ void SettingsDialog::Show(const WindowContent& content) {
         Enable(kFirstBox + static_cast<int>(i), content.enabled[i]);
         can_store = can_store || content.enabled[i];
     }
-    Enable(MLXO_WINDOW_APPLY, edited_ && can_store);
+    AllowApply(edited_ && can_store);
     // Nothing flickers, and no selection is lost, where nothing is new.
     if (shown_ == content) return;
-    const auto icon = reinterpret_cast<LPARAM>(icons_[content.is_on ? 1 : 0]);
-    ::SendMessageW(Item(MLXO_WINDOW_ICON), STM_SETICON, static_cast<WPARAM>(icon), 0);
-    ::SendMessageW(window_, WM_SETICON, ICON_BIG, icon);
-    ::SendMessageW(window_, WM_SETICON, ICON_SMALL, icon);
+    const auto& [big, small] = icons_[content.is_on ? 1 : 0];
+    ::SendMessageW(Item(MLXO_WINDOW_ICON), STM_SETICON, reinterpret_cast<WPARAM>(big), 0);
+    ::SendMessageW(window_, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(big));
+    ::SendMessageW(window_, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(small));
     SetText(MLXO_WINDOW_STATE, content.state);
     SetText(MLXO_WINDOW_REASON, content.reason);
     SetText(MLXO_WINDOW_ENGINE, content.engine);
@@ -224,10 +256,13 @@ void SettingsDialog::OnCommand(int control, int code) {
     if (control == IDCANCEL) {
         ::PostQuitMessage(0);
     } else if (control >= kFirstBox && control <= MLXO_WINDOW_ON_SEND && code == BN_CLICKED) {
-        edited_ = true;
-        ::EnableWindow(Item(MLXO_WINDOW_APPLY), TRUE);
+        edited_ = edited_since_ = true;
+        DropFailure();
+        AllowApply(true);
     } else if (control == MLXO_WINDOW_APPLY && code == BN_CLICKED && shown_) {
-        Enable(MLXO_WINDOW_APPLY, false);
+        DropFailure();
+        AllowApply(false);
+        edited_since_ = false;
         const auto is_checked = [this](int box) {
             return ::IsDlgButtonChecked(window_, box) == BST_CHECKED;
         };
@@ -243,6 +278,24 @@ void SettingsDialog::Enable(int control, bool enabled) {
     if (!enabled && ::GetFocus() == Item(control))
         ::SendMessageW(window_, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(Item(IDCANCEL)), TRUE);
     ::EnableWindow(Item(control), enabled ? TRUE : FALSE);
+}
+
+// Enter applies what there is to apply, and else closes.
+void SettingsDialog::AllowApply(bool allowed) {
+    Enable(MLXO_WINDOW_APPLY, allowed);
+    const int wanted = allowed ? MLXO_WINDOW_APPLY : IDCANCEL;
+    const int before = allowed ? IDCANCEL : MLXO_WINDOW_APPLY;
+    if (LOWORD(::SendMessageW(window_, DM_GETDEFID, 0, 0)) == wanted) return;
+    ::SendMessageW(window_, DM_SETDEFID, static_cast<WPARAM>(wanted), 0);
+    // Who is drawn so: the system draws the one with the keyboard so, too.
+    ::SendMessageW(Item(before), BM_SETSTYLE, BS_PUSHBUTTON, TRUE);
+    ::SendMessageW(Item(wanted), BM_SETSTYLE, BS_DEFPUSHBUTTON, TRUE);
+}
+
+void SettingsDialog::DropFailure() {
+    if (!std::exchange(not_stored_, false) || !shown_) return;
+    shown_->switches_note.clear();
+    SetText(MLXO_WINDOW_SWITCHES_NOTE, {});
 }
 
 void SettingsDialog::SetText(int control, const std::u16string& text) {

@@ -23,6 +23,8 @@ public:
     HWND window() const noexcept { return window_; }
     // Shows it before the others, as far as the system lets a program do that.
     void BringToFront() noexcept;
+    // The same with that of another process of this session, if it has one that can be seen.
+    static bool BringAnothersToFront() noexcept;
 
 private:
     struct News {
@@ -39,6 +41,8 @@ private:
     void ShowFinds(const std::vector<WindowContent::Row>& rows);
     void OnCommand(int control, int code);
     void Enable(int control, bool enabled);
+    void AllowApply(bool allowed);
+    void DropFailure();
     void SetText(int control, const std::u16string& text);
     HWND Item(int control) const noexcept { return ::GetDlgItem(window_, control); }
 
@@ -46,9 +50,13 @@ private:
     const WindowTexts texts_;
     HWND window_ = nullptr;
     HFONT bold_ = nullptr;
-    HICON icons_[2] = {};  // off, on
+    struct {
+        HICON big = nullptr, small = nullptr;
+    } icons_[2];  // off, on
     std::optional<WindowContent> shown_;
-    bool edited_ = false;  // the boxes are the user's, until they are stored
+    bool edited_ = false;        // the boxes are the user's, until they are stored
+    bool edited_since_ = false;  // they were stored last
+    bool not_stored_ = false;    // which stays to be read until the user acts
     std::unique_ptr<StatusReader> reader_;
 };
 

@@ -104,7 +104,8 @@ void WriteReport(const std::filesystem::path& path, const std::vector<Result>& r
                             {"not_offered", result.not_offered},
                             {"not_checked", result.not_checked},
                             {"left", result.left},
-                            {"failed", result.failed}});
+                            {"failed", result.failed},
+                            {"microseconds", result.time.count()}});
     }
     std::ofstream file(path, std::ios::binary);
     // Names may hold bytes that are no UTF-8.

@@ -28,7 +28,7 @@ void PrintTable(std::ostream& out, const std::vector<Result>& results);
 
 // The same in full, as JSON for scripts: {"messages": [{"message": "invoice.json", "event": ...,
 // "found": [...], "changed": [...], "not_offered": [...], "not_checked": [...], "left": [...],
-// "failed": [...]}]}. Raises std::runtime_error that names the file.
+// "failed": [...], "microseconds": 1}]}. Raises std::runtime_error that names the file.
 void WriteReport(const std::filesystem::path& path, const std::vector<Result>& results);
 
 }  // namespace sandbox::demo

@@ -27,6 +27,10 @@ public:
     virtual void Set(const plugins::product::MailPluginSettings& settings) = 0;
 };
 
+// Writes the settings.json of a product into its folder. Raises std::runtime_error.
+void WriteSettings(const std::filesystem::path& folder,
+                   const plugins::product::MailPluginSettings& settings);
+
 // A product's process as a scenario uses it.
 struct ProductProcessOptions {
     std::filesystem::path folder;  // it is installed there (product.md)

@@ -68,15 +68,20 @@ const outlook::StoreTraits& Store(const std::string& name) {
 class HostPlayer::WatchedProduct final : public demo::ScenarioProduct {
 public:
     WatchedProduct(const HostOptions& options, OutsideRows& rows)
-        : rows_(rows),
-          process_(demo::MakeProductProcess(
-              {options.product, options.rules, options.product_arguments,
-               [](auto time) { ServeMessages(time); }, options.each_product_arguments})) {}
+        : rows_(rows), goes_on_(options.is_service) {
+        const auto pause = [](std::chrono::milliseconds time) { ServeMessages(time); };
+        if (options.is_service)
+            process_ = MakeServiceProduct(options.product.parent_path(), pause);
+        else
+            process_ =
+                demo::MakeProductProcess({options.product, options.rules, options.product_arguments,
+                                          pause, options.each_product_arguments});
+    }
 
     void Start() override {
         rows_.Collect();
         process_->Start();
-        if (!std::exchange(runs_, true)) rows_.OnProductStarted();
+        if (!std::exchange(runs_, true) && !goes_on_) rows_.OnProductStarted();
     }
     void Stop() override {
         process_->Stop();
@@ -94,7 +99,8 @@ public:
 
 private:
     OutsideRows& rows_;
-    const std::unique_ptr<demo::ScenarioProduct> process_;
+    const bool goes_on_;  // with the reports that are there
+    std::unique_ptr<demo::ScenarioProduct> process_;
     bool runs_ = false;
 };
 
@@ -237,11 +243,11 @@ void HostPlayer::FindDamage(std::vector<Inspected>& messages) {
     }
     const std::filesystem::path asked = folder / "asked.list";
     reference_product::ReplaceTextFile(asked, list.dump(1));
-    const auto judge =
-        StartProgram(ProgramFolder() / "mlxo_scenario",
-                     {"--damage", PathText(asked), "--messages", PathText(options_.messages),
-                      "--out", PathText(folder / "answered.list"), "--rules",
-                      PathText(options_.rules), "--store", options_.store});
+    const auto judge = StartProgram(
+        ProgramFolder() / "mlxo_scenario",
+        {"--damage", PathText(asked), "--messages", PathText(options_.messages), "--out",
+         PathText(folder / "answered.list"), "--rules", PathText(options_.rules), "--product",
+         PathText(options_.product), "--store", options_.store});
     if (judge->Wait() != 0) throw std::runtime_error("the messages cannot be looked at");
     const auto answer = nlohmann::json::parse(
         reference_product::ReadTextFile(folder / "answered.list").value_or(""));

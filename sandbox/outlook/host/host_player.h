@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -24,7 +26,7 @@ struct HostOptions {
     std::filesystem::path messages;  // the folder of the manifest and its message files
     std::filesystem::path out;       // gets the messages in "after", as they are in the end
     std::filesystem::path rules;
-    std::filesystem::path product;  // its folder
+    std::filesystem::path product;  // its folder, where its reports are; a service's private one
     std::string version = "15";     // Outlook's
     std::string store = "usual";    // of store_traits.h
     Ending ending = Ending::kNotified;
@@ -32,7 +34,15 @@ struct HostOptions {
     std::vector<std::string> product_arguments;
     std::vector<std::string> each_product_arguments;  // for every start
     bool starts_product = true;
+    bool is_service = false;  // an installed one, for whose start arguments are nothing
 };
+
+// The installed service as a scenario's product: started and stopped by the service control
+// manager, killed in its scanner, which the service itself starts again. `data` is its common data
+// folder. `pause` waits, and serves messages meanwhile. Raises std::runtime_error when none is
+// installed.
+std::unique_ptr<demo::ScenarioProduct> MakeServiceProduct(
+    std::filesystem::path data, std::function<void(std::chrono::milliseconds)> pause);
 
 // Plays events in an Outlook whose add-ins are those that are registered, and what it has no part
 // in: the add-in's library talks to the product's process. The thread that makes it is Outlook's,

@@ -7,9 +7,10 @@
 //   mlxo_host --exits N COMMON
 //
 // COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME]
-// [--product-option TEXT [--product-value TEXT] | --product-start never]
-// [--no-process-access LIBRARY]. --product is the folder of an installed product, whose process is
-// started and stopped here, unless never is said; its first start has that option besides.
+// [--product-option TEXT [--product-value TEXT] | --product-start (never | service)]
+// [--no-process-access LIBRARIES]. --product is the folder of an installed product, whose process
+// is started and stopped here, unless never is said; its first start has that option besides. Of
+// the installed service it is the private folder.
 // scenario.md says what each way is.
 
 #include <windows.h>
@@ -114,14 +115,15 @@ bool Run(const CommandLine& arguments) {
     if (const std::string name = value("--store"); !name.empty()) options.store = name;
     options.ending = EndingOf(value("--ending"));
     options.starts_product = value("--product-start") != "never";
+    options.is_service = value("--product-start") == "service";
     for (const char* const name : {"--product-option", "--product-value"})
         if (const std::string text = value(name); !text.empty())
             options.product_arguments.push_back(text);
 
-    const std::string library = value("--no-process-access");
-    if (!library.empty()) {
+    const std::string libraries = value("--no-process-access");
+    if (!libraries.empty()) {
         options.each_product_arguments = {"--no-process-access"};
-        RefuseProcessAccess(PathOf(library).wstring());
+        RefuseProcessAccess(PathOf(libraries).wstring());
     }
 
     if (arguments.contains("--exit"))
@@ -150,8 +152,8 @@ bool Run(const CommandLine& arguments) {
             demo::RunScenario(player, demo::LoadScenario(PathOf(value("--scenario"))), std::cout);
     }
     good &= player.PrintAddins(std::cout);
-    if (!library.empty()) {
-        std::cout << library << " was refused " << RefusedAccesses() << " processes\n";
+    if (!libraries.empty()) {
+        std::cout << libraries << " was refused " << RefusedAccesses() << " processes\n";
         good &= RefusedAccesses() != 0;
     }
     std::cout.flush();
@@ -171,7 +173,8 @@ int main(int argc, char** argv) {
                      "                 --messages DIR --out DIR --rules FILE --product DIR\n"
                      "                 [--outlook VERSION] [--store NAME]\n"
                      "                 [--product-option TEXT [--product-value TEXT] |\n"
-                     "                  --product-start never] [--no-process-access LIBRARY]\n";
+                     "                  --product-start (never | service)]\n"
+                     "                 [--no-process-access LIBRARIES]\n";
         return kUsage;
     }
     int code = kWentWrong;

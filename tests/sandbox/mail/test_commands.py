@@ -56,6 +56,20 @@ class Commands(unittest.TestCase):
         self.assertEqual(1, failed.returncode)
         self.assertNotIn("Traceback", failed.stderr)
 
+    def test_a_person_sees_both_mails_side_by_side(self):
+        changed = self.folder / "changed.eml"
+        changed.write_bytes(sample("eicar_attachment").replace(b"Subject: ", b"Subject: [INFECTED] "))
+        shown = run(CONVERTER, "show", SAMPLES / "eicar_attachment.eml", changed)
+        self.assertEqual(0, shown.returncode)
+        for line in ("Subject: Scanner test, string in an attachment +[|] Subject: .INFECTED. Sc",
+                     "\\[harmless.txt, 22 bytes\\] +[|] .harmless.txt", "  Nothing to see here. +[|]"):
+            self.assertRegex(shown.stdout, line)
+        page = self.folder / "page.eml"
+        page.write_bytes(b"Content-Type: text/html\r\n\r\n<style>p{}</style><p>One<p>Two<br>")
+        self.assertRegex(run(CONVERTER, "show", page, page).stdout, r"\nOne +[|] One\nTwo +[|] Two")
+        self.assertEqual(2, run(CONVERTER, "show", page).returncode)
+        self.assertEqual(1, run(CONVERTER, "show", page, self.folder / "none.eml").returncode)
+
     def test_the_comparison_sees_what_the_parts_do_not_show(self):
         data = sample("attachments")
         for change, expected in (

@@ -72,6 +72,9 @@ class Unpack(unittest.TestCase):
         self.assertEqual(EMBEDDED_MESSAGE, nested["properties"][ATTACH_METHOD])
         self.assertEqual("Delivery on the 20th", nested["message"]["properties"][SUBJECT])
         self.assertEqual(1, len(nested["message"]["attachments"]))
+        sheet = unpack(b"Content-Type: application/x-oleobject; name=Sheet\r\n\r\nrows")
+        self.assertEqual({"CONTENTS": "cm93cw=="}, sheet["attachments"][0]["storage"])
+        self.assertEqual(OLE_OBJECT, sheet["attachments"][0]["properties"][ATTACH_METHOD])
 
     def test_the_sender_is_in_the_address_book(self):
         message = unpack(sample("alternative"))
