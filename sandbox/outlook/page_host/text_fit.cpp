@@ -245,6 +245,14 @@ int Look(const std::filesystem::path& folder, const std::filesystem::path& progr
     constexpr INITCOMMONCONTROLSEX kControls{sizeof kControls,
                                              ICC_STANDARD_CLASSES | ICC_LISTVIEW_CLASSES};
     ::InitCommonControlsEx(&kControls);
+    // The window's template names a class of its own.
+    WNDCLASSW window_class{};
+    window_class.style = CS_GLOBALCLASS;  // the template is another module's
+    window_class.lpfnWndProc = ::DefDlgProcW;
+    window_class.cbWndExtra = DLGWINDOWEXTRA;
+    window_class.hInstance = ::GetModuleHandleW(nullptr);
+    window_class.lpszClassName = L"" MLXO_WINDOW_CLASS;
+    ::RegisterClassW(&window_class);
     const HINSTANCE module = ::LoadLibraryExW(program.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
     TextFolder texts(folder, [](std::string_view line) { std::puts(std::string(line).c_str()); });
     Canvas canvas;
@@ -260,7 +268,8 @@ int Look(const std::filesystem::path& folder, const std::filesystem::path& progr
         // Anew for each language, as a page grows.
         Dialog window(module, MLXO_SETTINGS_WINDOW, nullptr, kWindow);
         Dialog page(::GetModuleHandleW(nullptr), MLXO_PAGE_ANTIVIRUS, window.window, kPage);
-        if (window.window == nullptr || page.window == nullptr) return 1;
+        if (window.window == nullptr || page.window == nullptr)
+            return std::puts("there are no dialogs"), 1;
         page.layout.emplace(page.window);
         language.LookAt(page, canvas);
         language.LookAt(window, canvas);
