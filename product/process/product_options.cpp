@@ -124,7 +124,7 @@ void PrintUsage(std::ostream& out) {
            "                    [--kept-in DIR] [--no-scan] [--no-process-access]\n"
            "                    [--silent-at STEP | --stopped-at STEP]\n"
            "       mlxo_product --folder DIR --stop\n"
-           "       mlxo_product --service [--data DIR]\n"
+           "       mlxo_product --service [--data DIR] [--no-process-access]\n"
            "       mlxo_product [--folder DIR] --kept list\n"
            "       mlxo_product [--folder DIR] --kept restore N --to DIR\n";
 }

@@ -127,6 +127,7 @@ void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
         log("started: process " + std::to_string(id) + ", local id " +
             std::to_string(address.local_id) + ", port " + std::to_string(address.tcp_port));
     };
+    if (!options.opens_processes) log("other processes are not opened");
     if (options.mode == ProgramMode::kScanner) {  // the service withdraws it
         ScannerFile(options.data).Publish({options.service_process, id, address.local_id});
         log_start();

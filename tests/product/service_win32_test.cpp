@@ -37,8 +37,8 @@ protected:
         const std::string name(std::begin(kName), std::end(kName) - 1);
         ReplaceTextFile(installed_ / "product_info.json", R"({"Service": ")" + name + "\"}");
         ReplaceTextFile(installed_ / "settings.json", "{}");
-        const std::wstring line =
-            L"\"" + (installed_ / "mlxo_product.exe").wstring() + L"\" --service";
+        const std::wstring line = L"\"" + (installed_ / "mlxo_product.exe").wstring() +
+                                  L"\" --service --no-process-access";
         manager_ = ::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
         // An earlier run may have been ended before it could take its service away.
         service_ = ::OpenServiceW(manager_, kName, SERVICE_ALL_ACCESS);
@@ -126,6 +126,7 @@ TEST_F(ServiceTest, IsFoundComesBackAndStops) {
     ASSERT_TRUE(Start()) << log();
     EXPECT_EQ(found_.account, remote::TheIdentitySource().Self()->account);
     EXPECT_EQ(tests::ReadFile(data_ / "settings.json"), "{}");
+    EXPECT_THAT(log(), testing::HasSubstr("other processes are not opened"));
     const DWORD parent = Status().dwProcessId, first = found_.address.process_id;
     EXPECT_NE(parent, first);
 

@@ -8,8 +8,8 @@
 //
 // COMMON is --messages DIR --out DIR --rules FILE --product DIR [--outlook VERSION] [--store NAME]
 // [--product-option TEXT [--product-value TEXT] | --product-start never]
-// [--no-process-access LIBRARY]. --product is the folder of an installed product, whose process is
-// started and stopped here, unless never is said; its first start has that option besides.
+// [--no-process-access LIBRARIES]. --product is the folder of an installed product, whose process
+// is started and stopped here, unless never is said; its first start has that option besides.
 // scenario.md says what each way is.
 
 #include <windows.h>
@@ -118,10 +118,10 @@ bool Run(const CommandLine& arguments) {
         if (const std::string text = value(name); !text.empty())
             options.product_arguments.push_back(text);
 
-    const std::string library = value("--no-process-access");
-    if (!library.empty()) {
+    const std::string libraries = value("--no-process-access");
+    if (!libraries.empty()) {
         options.each_product_arguments = {"--no-process-access"};
-        RefuseProcessAccess(PathOf(library).wstring());
+        RefuseProcessAccess(PathOf(libraries).wstring());
     }
 
     if (arguments.contains("--exit"))
@@ -150,8 +150,8 @@ bool Run(const CommandLine& arguments) {
             demo::RunScenario(player, demo::LoadScenario(PathOf(value("--scenario"))), std::cout);
     }
     good &= player.PrintAddins(std::cout);
-    if (!library.empty()) {
-        std::cout << library << " was refused " << RefusedAccesses() << " processes\n";
+    if (!libraries.empty()) {
+        std::cout << libraries << " was refused " << RefusedAccesses() << " processes\n";
         good &= RefusedAccesses() != 0;
     }
     std::cout.flush();
@@ -171,7 +171,7 @@ int main(int argc, char** argv) {
                      "                 --messages DIR --out DIR --rules FILE --product DIR\n"
                      "                 [--outlook VERSION] [--store NAME]\n"
                      "                 [--product-option TEXT [--product-value TEXT] |\n"
-                     "                  --product-start never] [--no-process-access LIBRARY]\n";
+                     "                  --product-start never] [--no-process-access LIBRARIES]\n";
         return kUsage;
     }
     int code = kWentWrong;

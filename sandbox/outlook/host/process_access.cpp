@@ -7,7 +7,6 @@
 #include <atomic>
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 
 namespace sandbox::host {
 namespace {
@@ -92,19 +91,20 @@ using register_t = NTSTATUS(NTAPI*)(ULONG flags, notify_t notify, void* context,
 void CALLBACK OnLibrary(ULONG reason, const LoadedLibrary* library, void* context) {
     constexpr ULONG kLoaded = 1;
     const auto& wanted = *static_cast<const std::wstring*>(context);
-    const std::wstring_view name(library->name->Buffer, library->name->Length / sizeof(wchar_t));
-    if (reason == kLoaded && name == wanted) Image(library->base).LeadImportsElsewhere();
+    const std::wstring name(library->name->Buffer, library->name->Length / sizeof(wchar_t));
+    if (reason == kLoaded && wanted.find(L',' + name + L',') != wanted.npos)
+        Image(library->base).LeadImportsElsewhere();
 }
 
 }  // namespace
 
-void RefuseProcessAccess(std::wstring library) {
-    static std::wstring name;
-    name = std::move(library);
+void RefuseProcessAccess(const std::wstring& libraries) {
+    static std::wstring names;
+    names = L',' + libraries + L',';
     const auto notify = reinterpret_cast<register_t>(reinterpret_cast<void*>(
         ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "LdrRegisterDllNotification")));
     void* cookie = nullptr;
-    if (notify == nullptr || notify(0, OnLibrary, &name, &cookie) != 0)
+    if (notify == nullptr || notify(0, OnLibrary, &names, &cookie) != 0)
         throw std::runtime_error("the loader does not tell of libraries");
 }
 
