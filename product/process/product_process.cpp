@@ -1,6 +1,7 @@
 #include "product/process/product_process.h"
 
 #include <iostream>
+#include <limits>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -77,8 +78,10 @@ private:
 void SetPeers(const ProductOptions& options, remoting::ServerConfig& config) {
     config.endpoint.local_id = vek::platform::CurrentProcessId();
     if (options.mode != ProgramMode::kScanner) return;
-    std::random_device random;
-    config.endpoint.local_id = std::uniform_int_distribution<std::uint32_t>(1)(random);
+    std::random_device random;  // the system's own
+    // Whoever names an endpoint takes the number for one with a sign.
+    config.endpoint.local_id =
+        std::uniform_int_distribution<std::uint32_t>(1, std::numeric_limits<int>::max())(random);
     config.transport.peer_account = remote::kInteractiveUsers;
 }
 

@@ -4,11 +4,14 @@
 // After windows.h, which they need.
 #include <aclapi.h>
 #include <sddl.h>
+#include <winternl.h>
 
 #include <cstddef>
 #include <memory>
 
+#include "product/state/run_folder.h"
 #include "product/state/text_file.h"
+#include "vek/core/border.h"
 #include "vek/core/throw.h"
 #include "vek/platform/wide_win32.h"
 
@@ -59,16 +62,53 @@ void Make(const std::filesystem::path& folder, Openness openness, const std::str
         throw Failure(folder, "cannot be made");
 }
 
-// Opens it itself, not what it leads to. A folder cannot be moved while it is open.
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr NTSTATUS kOplockBreakInProgress = 0x108;  // a success
+
+// Opens a file or folder itself, not what it leads to. Whoever reads a file may have an oplock on
+// it and need never let go: the usual way to open one waits for him, this one gives
+// kOplockBreakInProgress. After a failure ::GetLastError() says why.
+NTSTATUS OpenAtOnce(const std::filesystem::path& path, DWORD access, DWORD share,
+                    UniqueHandle& opened, ULONG disposition = FILE_OPEN, ULONG options = 0) {
+    UNICODE_STRING name;
+    Require(::RtlDosPathNameToNtPathName_U(path.c_str(), &name, nullptr, nullptr) != FALSE);
+    OBJECT_ATTRIBUTES object;
+    InitializeObjectAttributes(&object, &name, OBJ_CASE_INSENSITIVE, nullptr, nullptr);
+    IO_STATUS_BLOCK unused;
+    HANDLE file = nullptr;
+    options |= FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_FOR_BACKUP_INTENT |
+               FILE_OPEN_REPARSE_POINT | FILE_COMPLETE_IF_OPLOCKED;
+    const NTSTATUS status =
+        ::NtCreateFile(&file, access | SYNCHRONIZE, &object, &unused, nullptr,
+                       FILE_ATTRIBUTE_NORMAL, share, disposition, options, nullptr, 0);
+    ::RtlFreeUnicodeString(&name);
+    if (NT_SUCCESS(status)) opened = UniqueHandle(file);
+    ::SetLastError(::RtlNtStatusToDosError(status));
+    return status;
+}
+
+// A folder cannot be moved while it is open.
 UniqueHandle Open(const std::filesystem::path& path, bool is_folder) {
-    const DWORD access =
-        READ_CONTROL | FILE_READ_ATTRIBUTES | (is_folder ? FILE_LIST_DIRECTORY : 0);
-    const DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | (is_folder ? 0 : FILE_SHARE_DELETE);
-    const HANDLE file =
-        ::CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING,
-                      FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    if (file == INVALID_HANDLE_VALUE) throw Failure(path, "cannot be opened");
-    return UniqueHandle(file);
+    UniqueHandle file;
+    OpenAtOnce(path, READ_CONTROL | FILE_READ_ATTRIBUTES | (is_folder ? FILE_LIST_DIRECTORY : 0),
+               is_folder ? FILE_SHARE_READ | FILE_SHARE_WRITE : kShareAll, file);
+    if (!file) throw Failure(path, "cannot be opened");
+    return file;
+}
+
+// Null when somebody keeps it from others, or could keep others waiting.
+UniqueHandle Hold(const std::filesystem::path& path) {
+    UniqueHandle file;
+    if (OpenAtOnce(path, FILE_READ_DATA | FILE_WRITE_DATA, kShareAll, file, FILE_OPEN_IF,
+                   FILE_NON_DIRECTORY_FILE) == kOplockBreakInProgress)
+        return {};
+    return file;
+}
+
+// It goes when the last who has it open lets go; it stays when one of them does not let it.
+void Remove(const std::filesystem::path& path) {
+    UniqueHandle file;
+    OpenAtOnce(path, DELETE, kShareAll, file, FILE_OPEN, FILE_DELETE_ON_CLOSE);
 }
 
 AccessEntry EntryOf(const ACE_HEADER& header) {
@@ -115,25 +155,28 @@ void Look(const std::filesystem::path& path, HANDLE file, Openness openness,
 
 // Of all that is in a folder nothing may be others' to change. A folder is looked into when it is
 // known to be no link.
-void LookInto(const std::filesystem::path& folder, const std::string& account) {
+void LookInto(const std::filesystem::path& folder, const std::string& account,
+              const std::function<void()>& look) {
     for (const auto& each : std::filesystem::directory_iterator(folder)) {
         const DWORD attributes = ::GetFileAttributesW(each.path().c_str());
         const bool is_folder =
             attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         const UniqueHandle file = Open(each.path(), is_folder);
         Look(each.path(), file.get(), Openness::kReadable, account);
-        if (is_folder) LookInto(each.path(), account);
+        look();
+        if (is_folder) LookInto(each.path(), account, look);
     }
 }
 
 }  // namespace
 
-DataFolders::DataFolders(const std::filesystem::path& data) : account_(OwnAccount()) {
+DataFolders::DataFolders(const std::filesystem::path& data, const std::function<void()>& look)
+    : account_(OwnAccount()) {
     Take(data.parent_path(), Openness::kPassage);
     Take(data, Openness::kReadable);
     Take(data / "private", Openness::kPrivate);
     Take(data / "users", Openness::kPrivate);
-    LookInto(data, account_);
+    LookInto(data, account_, look);
 }
 
 void DataFolders::Take(const std::filesystem::path& folder, Openness openness) {
@@ -144,6 +187,31 @@ void DataFolders::Take(const std::filesystem::path& folder, Openness openness) {
     if (::GetFileInformationByHandle(held_.back().get(), &facts) == FALSE ||
         (facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
         throw FolderRefused(PathText(folder) + " is no folder");
+}
+
+HeldScannerFile::HeldScannerFile(const std::filesystem::path& data) {
+    const ScannerFile files(data);
+    for (const auto& each : std::filesystem::directory_iterator(data))
+        if (each.path().filename().native().starts_with(L"running-")) Remove(each.path());
+    path_ = files.Usual();
+    file_ = Hold(path_);
+    const std::filesystem::path spare = files.SpareOf(::GetCurrentProcessId());
+    if (!file_ || exists(spare)) {
+        path_ = spare;
+        file_ = Hold(path_);
+    }
+    if (!file_) throw std::runtime_error(PathText(path_) + ": somebody keeps it from others");
+    Withdraw();
+}
+
+HeldScannerFile::~HeldScannerFile() {
+    Withdraw();
+    static_cast<void>(vek::AtBorder([this] { Remove(path_); }));
+}
+
+void HeldScannerFile::Withdraw() noexcept {
+    ::SetFilePointer(file_.get(), 0, nullptr, FILE_BEGIN);
+    ::SetEndOfFile(file_.get());
 }
 
 }  // namespace reference_product

@@ -1,6 +1,8 @@
 #include "product/state/run_folder.h"
 
+#include <fstream>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
 #include "product/state/process_start.h"
@@ -89,7 +91,7 @@ bool RunFolder::StopRequested(const RunningProduct& self) const noexcept {
 
 std::optional<ServiceScanner> ScannerFile::ScannerOf(std::uint32_t service) const noexcept {
     try {
-        const json value = json::parse(ReadTextFile(path_).value_or(""));
+        const json value = json::parse(ReadTextFile(Of(service)).value_or(""));
         RequireMembers(value, {"service", "process_id", "local_id"});
         const ServiceScanner scanner{RequireNumber<std::uint32_t>(value, "service"),
                                      RequireNumber<std::uint32_t>(value, "process_id"),
@@ -105,12 +107,21 @@ std::optional<ServiceScanner> ScannerFile::ScannerOf(std::uint32_t service) cons
 void ScannerFile::Publish(const ServiceScanner& self) const {
     const json value{
         {"service", self.service}, {"process_id", self.process_id}, {"local_id", self.local_id}};
-    ReplaceTextFile(path_, value.dump(1) + '\n');
+    const std::filesystem::path path = Of(self.service);
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << value.dump(1) << '\n';
+    file.close();
+    if (!file) throw std::runtime_error(PathText(path) + ": cannot be written");
 }
 
-void ScannerFile::Withdraw() const noexcept {
+std::filesystem::path ScannerFile::SpareOf(std::uint32_t service) const {
+    return data_ / ("running-" + std::to_string(service) + ".json");
+}
+
+std::filesystem::path ScannerFile::Of(std::uint32_t service) const {
+    std::filesystem::path spare = SpareOf(service);
     std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
+    return std::filesystem::exists(spare, ignored) ? spare : Usual();
 }
 
 }  // namespace reference_product

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <utility>
 
 namespace reference_product {
 
@@ -64,21 +65,29 @@ struct ServiceScanner {
 // The running.json of the common data folder, which only the service can write. It counts for as
 // long as the service control manager names the service's process that it names: nobody opens a
 // process. Any thread of any process may use one.
+//
+// The service keeps the file open, so that nobody can keep it from others, and empty while no
+// scanner can be reached (HeldScannerFile). A service that finds it taken uses running-N.json, of
+// which N is its process; where that exists, the other is not looked at.
 class ScannerFile {
 public:
-    explicit ScannerFile(const std::filesystem::path& data) : path_(data / "running.json") {}
+    explicit ScannerFile(std::filesystem::path data) : data_(std::move(data)) {}
 
     // Gives the scanner of the service that runs as `service`; nothing when the file is missing or
     // malformed or names another.
     std::optional<ServiceScanner> ScannerOf(std::uint32_t service) const noexcept;
 
-    // For the scanner, when it can be reached. Raises std::runtime_error.
+    // For the scanner, once it can be reached. Writes into the empty file, of which a part is as
+    // good as nothing to those who read it meanwhile. Raises std::runtime_error.
     void Publish(const ServiceScanner& self) const;
-    // For the service, when no scanner runs. Removes what is there, whoever wrote it.
-    void Withdraw() const noexcept;
+
+    std::filesystem::path Usual() const { return data_ / "running.json"; }
+    std::filesystem::path SpareOf(std::uint32_t service) const;
 
 private:
-    const std::filesystem::path path_;
+    std::filesystem::path Of(std::uint32_t service) const;
+
+    const std::filesystem::path data_;
 };
 
 }  // namespace reference_product

@@ -148,8 +148,10 @@ TEST(ServiceProduct, IsWhereTheRunningServiceSays) {
     }
     published.Publish({5, 8, 9});
     EXPECT_EQ(published.ScannerOf(5), (ServiceScanner{5, 8, 9}));
-    published.Withdraw();
+    ReplaceTextFile(published.SpareOf(5), "");  // the service could not have the usual one
     EXPECT_FALSE(published.ScannerOf(5));
+    published.Publish({5, 10, 11});
+    EXPECT_EQ(published.ScannerOf(5), (ServiceScanner{5, 10, 11}));
 }
 
 TEST(ServiceProduct, SaysWhoseItIsAndWhereTheUsersFilesLie) {

@@ -105,6 +105,10 @@ protected:
             ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtSuspendProcess")));
         return suspend(process.get()) == 0;
     }
+    HANDLE TakeFile() const {
+        return ::CreateFileW((data_ / "running.json").c_str(), GENERIC_READ, 0, nullptr,
+                             OPEN_ALWAYS, 0, nullptr);
+    }
     std::string log() const { return tests::ReadFile(data_ / "private" / "product.log"); }
 
     const fs::path data_ = CommonDataFolder();
@@ -134,6 +138,7 @@ TEST_F(ServiceTest, IsFoundComesBackAndStops) {
     Kill(first);
     EXPECT_TRUE(tests::ProductFolder::Soon([&] { return Find() == result::kNotReady; }));
     ASSERT_TRUE(IsFound()) << log();
+    EXPECT_EQ(TakeFile(), INVALID_HANDLE_VALUE);
     const auto away = steady_clock::now() - begun;
     EXPECT_GE(away, milliseconds(1000));
     EXPECT_LT(away, milliseconds(3000));
@@ -154,8 +159,11 @@ TEST_F(ServiceTest, IsFoundComesBackAndStops) {
     EXPECT_EQ(Find(), result::kNotReady);
 
     // A scanner that does not end when it is asked, and one whose service is killed. (Wine's
-    // manager goes on saying that such a one runs.)
+    // manager goes on saying that such a one runs.) Meanwhile a user keeps the file to himself, as
+    // he cannot while the service has it.
+    const vek::platform::UniqueHandle taken(TakeFile());
     ASSERT_TRUE(Start()) << log();
+    EXPECT_TRUE(exists(data_ / ("running-" + std::to_string(Status().dwProcessId) + ".json")));
     ASSERT_TRUE(Suspend(found_.address.process_id));
     ASSERT_TRUE(Stop());
     EXPECT_LT(took_, milliseconds(1000));
