@@ -1,6 +1,6 @@
 #pragma once
 
-// New texts made from old ones by a form: "[checked] {subject}".
+// New texts made from old ones: by a form, "[checked] {subject}", or shortened.
 
 #include <span>
 #include <string>
@@ -58,6 +58,15 @@ std::basic_string<Char> Refill(std::span<const std::basic_string<Char>> forms,
     std::basic_string<Char> filled(text);
     for (const auto& form : forms) filled = TextForm<Char>(form, placeholder).Fill(filled);
     return filled;
+}
+
+// At most `most` bytes of a UTF-8 text, up to a character's end, and the mark after them if it was
+// longer.
+inline std::string Shortened(std::string text, std::size_t most, std::string_view mark = {}) {
+    if (text.size() <= most) return text;
+    while (most != 0 && (static_cast<unsigned char>(text[most]) & 0xC0) == 0x80) --most;
+    text.resize(most);
+    return text += mark;
 }
 
 }  // namespace reference_product

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "common/remoting/remote_interfaces.h"
+#include "product/text_form.h"
 #include "vek/core/border.h"
 #include "vek/core/never_destroyed.h"
 
@@ -14,13 +15,7 @@ namespace {
 // A sender decides how long a mail's texts are.
 constexpr std::size_t kLongestText = 500;  // bytes
 
-std::string Shortened(std::string text) {
-    if (text.size() <= kLongestText) return text;
-    std::size_t end = kLongestText;
-    while (end != 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-    text.resize(end);
-    return text += "...";
-}
+std::string ToShow(std::string text) { return Shortened(std::move(text), kLongestText, "..."); }
 
 std::string Joined(const std::vector<std::string>& lines) {
     std::string text;
@@ -29,7 +24,7 @@ std::string Joined(const std::vector<std::string>& lines) {
         if (!text.empty()) text += "; ";
         text += line;
     }
-    return Shortened(std::move(text));
+    return ToShow(std::move(text));
 }
 
 }  // namespace
@@ -55,8 +50,7 @@ vek::result_t StatusService::GetFind(std::uint32_t number, MailFind& find) noexc
 
 std::optional<MailFind> FindOf(const ScanReport& report, vek::platform::filetime_t now) {
     if (report.findings.empty()) return std::nullopt;
-    return MailFind{now, Shortened(report.subject), Joined(report.findings),
-                    Joined(report.changes)};
+    return MailFind{now, ToShow(report.subject), Joined(report.findings), Joined(report.changes)};
 }
 
 std::shared_ptr<const vek::remoting::ProxyStubFactories> ProductInterfaces() {
