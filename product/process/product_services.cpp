@@ -13,7 +13,6 @@
 #include "product/localization_service.h"
 #include "product/mail_scanner.h"
 #include "product/settings_service.h"
-#include "product/settings_window_service.h"
 #include "product/status/status_service.h"
 #include "vek/core/object.h"
 #include "vek/core/text.h"
@@ -77,7 +76,7 @@ ProductStatus StatusOf(SettingsStore& store, const ScannerEngine& engine) {
 
 ProductServices::ProductServices(const ProductOptions& options, const Log& log, ReachStep reach)
     : scans_(options.scans),
-      road_(options.mode == ProgramMode::kScanner ? WindowRoad::kSession : WindowRoad::kProgram),
+      road_(RoadOf(options)),
       log_(log),
       reach_(std::move(reach)),
       engine_(LoadEngine(options.rules)),
@@ -94,8 +93,7 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     if (scans_) {
         scanner = vek::MakeObject<MailScanner>(
             engine_,
-            [log = log_, reports = reports_, finds = finds_,
-             account = caller.account](const ScanReport& report) {
+            [log = log_, reports = reports_, finds = finds_, caller](const ScanReport& report) {
                 // The check is done: what cannot be written of it does not undo that.
                 std::string number = "without report";
                 try {
@@ -103,9 +101,9 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
                 } catch (const std::runtime_error& error) {
                     log(error.what());
                 }
-                log("check " + number + ": " + ToText(report));
+                log("check " + number + " for " + ToText(caller) + ": " + ToText(report));
                 if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
-                    finds->Add(account, *std::move(find));
+                    finds->Add(caller.account, *std::move(find));
             },
             ScanMemory{clean_, {kept_, caller.account}});
     } else {
@@ -116,11 +114,12 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     services->Offer(IProductSettings::kInterfaceId,
                     WithSteps(vek::MakeObject<SettingsService>(settings_, caller, log_), reach_));
     services->Offer(ILocalization::kInterfaceId, texts_);
-    services->Offer(
-        ISettingsWindow::kInterfaceId,
-        vek::MakeObject<SettingsWindowService>(log_, [road = road_, session = caller.session_id] {
-            StartSettingsWindow(road, session);
-        }));
+    services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(
+                                                       log_,
+                                                       [road = road_, session = caller.session_id] {
+                                                           StartSettingsWindow(road, session);
+                                                       },
+                                                       caller, openings_));
     services->Offer(IProductStatus::kInterfaceId, vek::MakeObject<StatusService>(
                                                       [settings = settings_, engine = engine_] {
                                                           return StatusOf(*settings, *engine);

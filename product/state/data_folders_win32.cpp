@@ -6,18 +6,18 @@
 #include <sddl.h>
 #include <winternl.h>
 
-#include <cstddef>
 #include <memory>
 
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
 #include "vek/core/border.h"
 #include "vek/core/throw.h"
-#include "vek/platform/wide_win32.h"
+#include "vek/platform/token_win32.h"
 
 namespace reference_product {
 namespace {
 
+using vek::platform::TokenFact;
 using vek::platform::UniqueHandle;
 using vek::platform::UniqueLocal;
 
@@ -26,19 +26,15 @@ void Require(bool done) {
 }
 
 std::string TextOf(PSID sid) {
-    LPSTR text = nullptr;
-    Require(::ConvertSidToStringSidA(sid, &text) != FALSE);
-    return UniqueLocal<char>(text).get();
+    std::string text = vek::platform::SidText(sid);
+    Require(!text.empty());
+    return text;
 }
 
 std::string OwnAccount() {
-    HANDLE token = nullptr;
-    Require(::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token) != FALSE);
-    const UniqueHandle owned(token);
-    alignas(TOKEN_USER) std::byte user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
-    DWORD size = 0;
-    Require(::GetTokenInformation(token, TokenUser, user, sizeof user, &size) != FALSE);
-    return TextOf(reinterpret_cast<const TOKEN_USER*>(user)->User.Sid);
+    const TokenFact<TOKEN_USER> user(vek::platform::OwnToken().get(), TokenUser);
+    Require(static_cast<bool>(user));
+    return TextOf(user->User.Sid);
 }
 
 // A refusal with the system's last error.

@@ -36,7 +36,6 @@ protected:
         fs::copy(PathOf(product_.path()), installed_);
         const std::string name(std::begin(kName), std::end(kName) - 1);
         ReplaceTextFile(installed_ / "product_info.json", R"({"Service": ")" + name + "\"}");
-        ReplaceTextFile(installed_ / "settings.json", "{}");
         const std::wstring line = L"\"" + (installed_ / "mlxo_product.exe").wstring() +
                                   L"\" --service --no-process-access";
         manager_ = ::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
@@ -129,7 +128,6 @@ TEST_F(ServiceTest, IsFoundComesBackAndStops) {
     EXPECT_EQ(Find(), result::kNotReady);
     ASSERT_TRUE(Start()) << log();
     EXPECT_EQ(found_.account, remote::TheIdentitySource().Self()->account);
-    EXPECT_EQ(tests::ReadFile(data_ / "settings.json"), "{}");
     EXPECT_THAT(log(), testing::HasSubstr("other processes are not opened"));
     const DWORD parent = Status().dwProcessId, first = found_.address.process_id;
     EXPECT_NE(parent, first);
