@@ -138,7 +138,7 @@ void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
     };
     if (!options.opens_processes) log("other processes are not opened");
     if (options.mode == ProgramMode::kScanner) {  // the service withdraws it
-        ScannerFile(options.data).Publish({options.service_process, id, address.local_id});
+        ScannerNames(options.data).Publish({options.service_process, id, address.local_id});
         log_start();
         while (!wait(kScannersPause)) {
         }

@@ -13,8 +13,6 @@
 #include "product/process/scanner_process_win32.h"
 #include "product/product_log.h"
 #include "product/state/data_folders_win32.h"
-#include "product/state/run_folder.h"
-#include "product/state/text_file.h"
 #include "vek/core/current_exception.h"
 #include "vek/platform/handle_win32.h"
 #include "vek/platform/wide_win32.h"
@@ -78,16 +76,14 @@ private:
 
     // Until the service is to stop. No scanner runs afterwards, and none is published.
     void KeepScanner(const Log& log) {
-        HeldScannerFile published(options_.data);
-        if (published.path() != ScannerFile(options_.data).Usual())
-            log("running.json is kept from others: " + PathText(published.path()) + " is used");
+        WithdrawScanner(options_.data);
         log("service started: process " + std::to_string(::GetCurrentProcessId()));
         Report(SERVICE_RUNNING);
         RestartPolicy policy;
         for (;;) {
             policy.Started();
             const std::string ended = RunScanner(log);
-            published.Withdraw();
+            WithdrawScanner(options_.data);
             if (IsStopped(0)) {
                 log(ended + "; service stopped");
                 return;

@@ -59,13 +59,12 @@ void Make(const std::filesystem::path& folder, Openness openness, const std::str
 }
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-constexpr NTSTATUS kOplockBreakInProgress = 0x108;  // a success
 
 // Opens a file or folder itself, not what it leads to. Whoever reads a file may have an oplock on
-// it and need never let go: the usual way to open one waits for him, this one gives
-// kOplockBreakInProgress. After a failure ::GetLastError() says why.
-NTSTATUS OpenAtOnce(const std::filesystem::path& path, DWORD access, DWORD share,
-                    UniqueHandle& opened, ULONG disposition = FILE_OPEN, ULONG options = 0) {
+// it and need never let go: the usual way to open one waits for him, this one does not. Null after
+// a failure; ::GetLastError() says why.
+UniqueHandle OpenAtOnce(const std::filesystem::path& path, DWORD access, DWORD share,
+                        ULONG options = 0) {
     UNICODE_STRING name;
     Require(::RtlDosPathNameToNtPathName_U(path.c_str(), &name, nullptr, nullptr) != FALSE);
     OBJECT_ATTRIBUTES object;
@@ -76,35 +75,19 @@ NTSTATUS OpenAtOnce(const std::filesystem::path& path, DWORD access, DWORD share
                FILE_OPEN_REPARSE_POINT | FILE_COMPLETE_IF_OPLOCKED;
     const NTSTATUS status =
         ::NtCreateFile(&file, access | SYNCHRONIZE, &object, &unused, nullptr,
-                       FILE_ATTRIBUTE_NORMAL, share, disposition, options, nullptr, 0);
+                       FILE_ATTRIBUTE_NORMAL, share, FILE_OPEN, options, nullptr, 0);
     ::RtlFreeUnicodeString(&name);
-    if (NT_SUCCESS(status)) opened = UniqueHandle(file);
     ::SetLastError(::RtlNtStatusToDosError(status));
-    return status;
+    return UniqueHandle(NT_SUCCESS(status) ? file : nullptr);
 }
 
 // A folder cannot be moved while it is open.
 UniqueHandle Open(const std::filesystem::path& path, bool is_folder) {
-    UniqueHandle file;
-    OpenAtOnce(path, READ_CONTROL | FILE_READ_ATTRIBUTES | (is_folder ? FILE_LIST_DIRECTORY : 0),
-               is_folder ? FILE_SHARE_READ | FILE_SHARE_WRITE : kShareAll, file);
+    UniqueHandle file = OpenAtOnce(
+        path, READ_CONTROL | FILE_READ_ATTRIBUTES | (is_folder ? FILE_LIST_DIRECTORY : 0),
+        is_folder ? FILE_SHARE_READ | FILE_SHARE_WRITE : kShareAll);
     if (!file) throw Failure(path, "cannot be opened");
     return file;
-}
-
-// Null when somebody keeps it from others, or could keep others waiting.
-UniqueHandle Hold(const std::filesystem::path& path) {
-    UniqueHandle file;
-    if (OpenAtOnce(path, FILE_READ_DATA | FILE_WRITE_DATA, kShareAll, file, FILE_OPEN_IF,
-                   FILE_NON_DIRECTORY_FILE) == kOplockBreakInProgress)
-        return {};
-    return file;
-}
-
-// It goes when the last who has it open lets go; it stays when one of them does not let it.
-void Remove(const std::filesystem::path& path) {
-    UniqueHandle file;
-    OpenAtOnce(path, DELETE, kShareAll, file, FILE_OPEN, FILE_DELETE_ON_CLOSE);
 }
 
 AccessEntry EntryOf(const ACE_HEADER& header) {
@@ -185,29 +168,14 @@ void DataFolders::Take(const std::filesystem::path& folder, Openness openness) {
         throw FolderRefused(PathText(folder) + " is no folder");
 }
 
-HeldScannerFile::HeldScannerFile(const std::filesystem::path& data) {
-    const ScannerFile files(data);
-    for (const auto& each : std::filesystem::directory_iterator(data))
-        if (each.path().filename().native().starts_with(L"running-")) Remove(each.path());
-    path_ = files.Usual();
-    file_ = Hold(path_);
-    const std::filesystem::path spare = files.SpareOf(::GetCurrentProcessId());
-    if (!file_ || exists(spare)) {
-        path_ = spare;
-        file_ = Hold(path_);
-    }
-    if (!file_) throw std::runtime_error(PathText(path_) + ": somebody keeps it from others");
-    Withdraw();
-}
-
-HeldScannerFile::~HeldScannerFile() {
-    Withdraw();
-    static_cast<void>(vek::AtBorder([this] { Remove(path_); }));
-}
-
-void HeldScannerFile::Withdraw() noexcept {
-    ::SetFilePointer(file_.get(), 0, nullptr, FILE_BEGIN);
-    ::SetEndOfFile(file_.get());
+void WithdrawScanner(const std::filesystem::path& data) noexcept {
+    static_cast<void>(vek::AtBorder([&] {
+        const ScannerNames names(data);
+        for (const std::filesystem::path& path : names.All())
+            OpenAtOnce(path, DELETE, kShareAll, FILE_DELETE_ON_CLOSE);
+        const std::uint32_t service = ::GetCurrentProcessId();
+        if (names.ScannerOf(service)) names.Publish({service, 0, 0});
+    }));
 }
 
 }  // namespace reference_product

@@ -33,27 +33,9 @@ private:
     std::vector<vek::platform::UniqueHandle> held_;
 };
 
-// The service's hold on its ScannerFile. While it lives whoever opens the file has to let others
-// read and write it, and nobody can make the service or the scanner wait; users may read it, and
-// one of them may have taken it for himself while no service ran. One thread at a time.
-class HeldScannerFile {
-public:
-    // Takes the usual file, or the spare one, whichever nobody keeps from others, and empties it.
-    // `data` is looked at before. Raises std::runtime_error when neither can be had.
-    explicit HeldScannerFile(const std::filesystem::path& data);
-    // Removes the file.
-    ~HeldScannerFile();
-    HeldScannerFile(const HeldScannerFile&) = delete;
-    HeldScannerFile& operator=(const HeldScannerFile&) = delete;
-
-    const std::filesystem::path& path() const noexcept { return path_; }
-
-    // No scanner can be reached.
-    void Withdraw() noexcept;
-
-private:
-    std::filesystem::path path_;
-    vek::platform::UniqueHandle file_;
-};
+// For the service that runs as this process, when no scanner can be reached: takes all ScannerNames
+// away, and says so by another one where somebody keeps one from being removed. Waits for nobody.
+// Where neither can be done, others look for the scanner where it was.
+void WithdrawScanner(const std::filesystem::path& data) noexcept;
 
 }  // namespace reference_product

@@ -6,12 +6,14 @@
 //                 removed when it stops
 //   stop.json     asks the process that it names to stop
 //
-// A service's scanner is found through a running.json of another form (ScannerFile).
+// A service's scanner is found in another way (ScannerNames).
 
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace reference_product {
 
@@ -62,30 +64,35 @@ struct ServiceScanner {
     bool operator==(const ServiceScanner&) const = default;
 };
 
-// The running.json of the common data folder, which only the service can write. It counts for as
-// long as the service control manager names the service's process that it names: nobody opens a
-// process. Any thread of any process may use one.
-//
-// The service keeps the file open, so that nobody can keep it from others, and empty while no
-// scanner can be reached (HeldScannerFile). A service that finds it taken uses running-N.json, of
-// which N is its process; where that exists, the other is not looked at.
-class ScannerFile {
+// Where a service's scanner is, said in the common data folder by the names of empty files, which
+// only the service can make: running-S-K-P-L, the service's process, a number that grows, the
+// scanner's process and its local id. Whoever may read a file can keep it from others, lock it or
+// have others wait, but nobody can keep the service from making a name or others from reading the
+// folder. It counts for as long as the service control manager names that service's process: nobody
+// opens a process. Any thread of any process may use one.
+class ScannerNames {
 public:
-    explicit ScannerFile(std::filesystem::path data) : data_(std::move(data)) {}
+    explicit ScannerNames(std::filesystem::path data) : data_(std::move(data)) {}
 
-    // Gives the scanner of the service that runs as `service`; nothing when the file is missing or
-    // malformed or names another.
+    // Gives the scanner of the service that runs as `service`, as the name with the greatest number
+    // says; nothing when there is none, or it says that there is none.
     std::optional<ServiceScanner> ScannerOf(std::uint32_t service) const noexcept;
 
-    // For the scanner, once it can be reached. Writes into the empty file, of which a part is as
-    // good as nothing to those who read it meanwhile. Raises std::runtime_error.
+    // For the scanner, once it can be reached; one without numbers says that none can. Raises
+    // std::runtime_error.
     void Publish(const ServiceScanner& self) const;
 
-    std::filesystem::path Usual() const { return data_ / "running.json"; }
-    std::filesystem::path SpareOf(std::uint32_t service) const;
+    // Every name there, whoever's.
+    std::vector<std::filesystem::path> All() const;
 
 private:
-    std::filesystem::path Of(std::uint32_t service) const;
+    struct Numbers {
+        ServiceScanner scanner;
+        std::uint32_t number = 0;
+    };
+
+    static std::optional<Numbers> NumbersIn(const std::string& name) noexcept;
+    std::optional<Numbers> LastOf(std::uint32_t service) const;
 
     const std::filesystem::path data_;
 };
