@@ -156,7 +156,7 @@ private:
         const std::optional<std::uint32_t> process = sources_.service_process(service);
         const std::filesystem::path data = sources_.common_data();
         if (!process || data.empty()) return result::kNotReady;
-        const auto scanner = ScannerFile(data).ScannerOf(*process);
+        const auto scanner = ScannerNames(data).ScannerOf(*process);
         if (!scanner) return result::kNotReady;
         address = {scanner->local_id, 0, 0, scanner->process_id};
         return result::kOk;
