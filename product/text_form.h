@@ -1,6 +1,6 @@
 #pragma once
 
-// New texts made from old ones: by a form, "[checked] {subject}", or shortened.
+// New texts made from old ones by a form: "[checked] {subject}".
 
 #include <span>
 #include <string>
