@@ -21,31 +21,50 @@ std::string TagText(std::uint32_t tag) {
 
 std::string RuleText(const Rule& rule) { return "the rule in line " + std::to_string(rule.line); }
 
+std::string Joined(const std::vector<std::string>& finds) {
+    std::string text;
+    for (const std::string& find : finds) text += (text.empty() ? "" : ", ") + find;
+    return text;
+}
+
+using Fate = DangerousAttachment::Fate;
+
 // Ends the keeping of a content that was replaced already.
 struct IsReplaced {};
 
 }  // namespace
 
 ActionRunner::ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
-                           ContentReader& contents, CallbackLog& log, const KeptFor& kept)
+                           ContentReader& contents, CallbackLog& log, const KeptFor& kept,
+                           const NoticeTexts& texts)
     : message_(message),
       facts_(facts),
       contents_(contents),
       log_(log),
       kept_(kept),
+      texts_(texts),
       attachments_(facts.attachments.size()) {}
 
 void ActionRunner::Add(const RuleMatch& match) {
+    for (const Condition& condition : match.rule->conditions) {
+        if (condition.negated) continue;
+        if (condition.field == Field::kBodyFind) has_rule_on_body_finds_ = true;
+        if (condition.field != Field::kAttachmentFind) continue;
+        for (const std::size_t i : match.attachments) attachments_[i].has_rule_on_finds = true;
+    }
     for (const Action& action : match.rule->actions) AddOne(action, match);
 }
 
-void ActionRunner::AddInfection() {
-    infected_ = true;
-    AddNotice(kInfectedNotice);
+void ActionRunner::AddDefaults() {
+    if (!has_rule_on_body_finds_) body_find_ = Joined(facts_.body_finds);
+    infected_ = !body_find_.empty();
     for (std::size_t i = 0; i < attachments_.size(); ++i) {
-        if (!facts_.attachments[i].hits.infected) continue;
-        attachments_[i].content = kInfectedReplacement;
-        attachments_[i].reason = "EICAR test string";
+        AttachmentPlan& plan = attachments_[i];
+        const std::vector<std::string>& finds = facts_.attachments[i].finds;
+        if (finds.empty() || plan.has_rule_on_finds) continue;
+        infected_ = plan.is_infected = true;
+        plan.reason = Joined(finds);
+        plan.content = FindReplacement(texts_, plan.reason);
     }
 }
 
@@ -89,10 +108,10 @@ void ActionRunner::AddNotice(std::string_view notice) {
 void ActionRunner::Run() {
     RunSubject();
     for (const Action* action : plain_actions_) RunHeader(*action);
-    for (std::size_t i = 0; i < attachments_.size(); ++i) {
-        RunAttachment(facts_.attachments[i], attachments_[i]);
-    }
-    RunNotices();
+    for (std::size_t i = 0; i < attachments_.size(); ++i) RunAttachment(i);
+    for (const std::string_view notice : notices_) RunNotice(notice);
+    const std::string notice = FindNotice(texts_, body_find_, std::move(dangerous_));
+    if (!notice.empty()) RunNotice(notice);
 }
 
 void ActionRunner::RunSubject() {
@@ -127,18 +146,16 @@ void ActionRunner::RunHeader(const Action& action) {
     }
 }
 
-void ActionRunner::RunNotices() {
-    for (const std::string_view notice : notices_) {
-        std::uint32_t outcome = 0;
-        if (!log_.Change({}, "AppendNotice", message_.AppendNotice(notice, outcome))) continue;
-        if (outcome != 0) {
-            log_.Failed({}, "AppendNotice (the message may not be changed)", vek::result::kFalse);
-        } else if (!facts_.has_html_body) {
-            // The notice goes into the HTML body first; without one the plain body is left alone.
-            log_.Failed({}, "AppendNotice (there is no HTML body)", vek::result::kFalse);
-        } else {
-            log_.Changed("notice \"" + std::string(notice) + '"');
-        }
+void ActionRunner::RunNotice(std::string_view notice) {
+    std::uint32_t outcome = 0;
+    if (!log_.Change({}, "AppendNotice", message_.AppendNotice(notice, outcome))) return;
+    if (outcome != 0) {
+        log_.Failed({}, "AppendNotice (the message may not be changed)", vek::result::kFalse);
+    } else if (!facts_.has_html_body) {
+        // The notice goes into the HTML body first; without one the plain body is left alone.
+        log_.Failed({}, "AppendNotice (there is no HTML body)", vek::result::kFalse);
+    } else {
+        log_.Changed("notice \"" + std::string(notice) + '"');
     }
 }
 
@@ -178,23 +195,46 @@ std::optional<std::uint32_t> ActionRunner::Keep(AttachmentFacts& attachment,
     }
 }
 
-void ActionRunner::RunAttachment(AttachmentFacts& attachment, const AttachmentPlan& plan) {
-    auto& provider = *attachment.provider;
+bool ActionRunner::Delete(AttachmentFacts& attachment) {
+    return log_.Change(attachment.label, "Delete", attachment.provider->Delete());
+}
+
+// Does what the plan says; what is infected goes in the other way when that fails.
+Fate ActionRunner::TakeAway(AttachmentFacts& attachment, const AttachmentPlan& plan) {
     const std::string& label = attachment.label;
-    std::optional<std::uint32_t> kept;
-    if (plan.remove || plan.content) kept = Keep(attachment, plan);
-    if (kept) {
-        const bool is_gone = plan.remove ? log_.Change(label, "Delete", provider.Delete())
-                                         : contents_.Replace(provider, label, *plan.content);
-        if (is_gone) log_.Changed(label + (plan.remove ? " deleted" : " replaced"));
-        // A message that cannot be changed is kept no further with each check.
-        if (!is_gone && *kept != 0) kept_.store->Remove(*kept);
+    const std::optional<std::uint32_t> kept = Keep(attachment, plan);
+    if (!kept) return Fate::kLeft;
+    const std::size_t failures = log_.failures();
+    bool removes = plan.remove;
+    for (int way = 0; way < (plan.is_infected ? 2 : 1); ++way, removes = !removes) {
+        const bool is_gone = removes
+                                 ? Delete(attachment)
+                                 : contents_.Replace(*attachment.provider, label, *plan.content);
+        if (!is_gone) continue;
+        log_.Forgive(failures);
+        const std::string_view why = way == 0  ? ""
+                                     : removes ? ", as it cannot be replaced"
+                                               : ", as it cannot be deleted";
+        log_.Changed((label + (removes ? " deleted" : " replaced")).append(why));
+        return removes ? Fate::kDeleted : Fate::kReplaced;
     }
-    if (plan.remove) return;
+    // A message that cannot be changed is kept no further with each check.
+    if (*kept != 0) kept_.store->Remove(*kept);
+    return Fate::kLeft;
+}
+
+void ActionRunner::RunAttachment(std::size_t number) {
+    AttachmentFacts& attachment = facts_.attachments[number];
+    const AttachmentPlan& plan = attachments_[number];
+    const Fate fate = plan.remove || plan.content ? TakeAway(attachment, plan) : Fate::kLeft;
     const std::string old = attachment.names.empty() ? std::string() : attachment.names.front();
+    if (!attachment.finds.empty() && fate == Fate::kLeft) log_.Left(attachment.label);
+    if (plan.is_infected)
+        dangerous_.push_back({old.empty() ? attachment.label : old, plan.reason, fate});
+    if (plan.remove || fate == Fate::kDeleted) return;
     const std::string name = Refill<char>(plan.name_forms, kNamePlaceholder, old);
-    if (name != old && log_.Change(label, "Rename", provider.Rename(name))) {
-        log_.Changed(label + " renamed to \"" + name + '"');
+    if (name != old && log_.Change(attachment.label, "Rename", attachment.provider->Rename(name))) {
+        log_.Changed(attachment.label + " renamed to \"" + name + '"');
     }
 }
 

@@ -8,17 +8,15 @@
 #include "private_include/common/mail_message.h"
 #include "product/callback_log.h"
 #include "product/content_reader.h"
+#include "product/find_notice.h"
 #include "product/kept_store.h"
 #include "product/message_facts.h"
+#include "product/notice_texts.h"
 #include "product/rule_match.h"
 
 namespace reference_product {
 
 inline constexpr std::u16string_view kInfectedPrefix = u"[INFECTED] ";
-inline constexpr std::string_view kInfectedNotice =
-    "This message carried the EICAR test string. Infected attachments were replaced.";
-inline constexpr std::string_view kInfectedReplacement =
-    "This attachment carried the EICAR test string and was removed.\r\n";
 
 // Collects the actions on one message, then runs them: the subject is written once however many
 // rules change it, and an attachment that is to be deleted is not rewritten before. What is deleted
@@ -27,12 +25,15 @@ class ActionRunner {
 public:
     // Each argument must outlive the runner.
     ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
-                 ContentReader& contents, CallbackLog& log, const KeptFor& kept);
+                 ContentReader& contents, CallbackLog& log, const KeptFor& kept,
+                 const NoticeTexts& texts);
 
     // Adds the actions of a rule, which must outlive the runner.
     void Add(const RuleMatch& match);
-    // Adds the mark, the notice and the replacement of infected attachments.
-    void AddInfection();
+    // After the rules: has what was found treated that no rule on finds is for. The subject gets
+    // the mark, an infected attachment is replaced or, where that fails, deleted, and a notice says
+    // what was done.
+    void AddDefaults();
     // Runs what was added. Failures go to the log.
     void Run();
 
@@ -41,7 +42,9 @@ private:
         bool remove = false;
         std::optional<std::string> content;
         std::vector<std::string> name_forms;
-        std::string reason;  // of its end or its new content
+        std::string reason;              // of its end or its new content
+        bool has_rule_on_finds = false;  // which says all that is done about them
+        bool is_infected = false;        // and none of these
     };
 
     void AddOne(const Action& action, const RuleMatch& match);
@@ -49,17 +52,23 @@ private:
 
     void RunSubject();
     void RunHeader(const Action& action);
-    void RunNotices();
+    void RunNotice(std::string_view notice);
     std::optional<std::uint32_t> Keep(AttachmentFacts& attachment, const AttachmentPlan& plan);
-    void RunAttachment(AttachmentFacts& attachment, const AttachmentPlan& plan);
+    bool Delete(AttachmentFacts& attachment);
+    DangerousAttachment::Fate TakeAway(AttachmentFacts& attachment, const AttachmentPlan& plan);
+    void RunAttachment(std::size_t number);
 
     plugins::mail_processing::IMailMessage& message_;
     MessageFacts& facts_;
     ContentReader& contents_;
     CallbackLog& log_;
     const KeptFor& kept_;
+    const NoticeTexts& texts_;
 
     bool infected_ = false;
+    bool has_rule_on_body_finds_ = false;
+    std::string body_find_;
+    std::vector<DangerousAttachment> dangerous_;  // once they were treated
     std::vector<std::u16string> subject_forms_;
     std::vector<const Action*> plain_actions_;  // properties and headers
     std::vector<std::string_view> notices_;

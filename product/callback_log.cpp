@@ -1,5 +1,6 @@
 #include "product/callback_log.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace reference_product {
@@ -44,6 +45,20 @@ void CallbackLog::Failed(std::string_view label, std::string_view operation, vek
     report_.failures.push_back({text.append(operation), code});
     if (vek::Succeeded(report_.result) && vek::Failed(code)) report_.result = code;
 }
+
+void CallbackLog::Forgive(std::size_t count) {
+    report_.failures.resize(count);
+    const auto failed = std::ranges::find_if(report_.failures, vek::Failed, &ScanFailure::code);
+    report_.result = failed == report_.failures.end() ? vek::result::kOk : failed->code;
+}
+
+void CallbackLog::NotChecked(std::string_view label, std::string_view why) {
+    const auto& said = report_.not_offered;
+    if (!said.empty() && said.back() == label) return;  // that is why
+    report_.not_checked.push_back(std::string(label).append(": ").append(why));
+}
+
+void CallbackLog::Left(std::string_view label) { report_.left.emplace_back(label); }
 
 void CallbackLog::Found(std::string finding) { report_.findings.push_back(std::move(finding)); }
 

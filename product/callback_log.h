@@ -31,6 +31,12 @@ public:
 
     void Found(std::string finding);
     void Changed(std::string change);
+    void NotChecked(std::string_view label, std::string_view why);
+    void Left(std::string_view label);
+
+    // Takes back the failures since there were `count` of them: another way succeeded.
+    void Forgive(std::size_t count);
+    std::size_t failures() const noexcept { return report_.failures.size(); }
     void BytesRead(std::size_t count) noexcept { report_.bytes_read += count; }
     std::uint64_t bytes_read() const noexcept { return report_.bytes_read; }
 

@@ -6,11 +6,15 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "product/pattern_search.h"
 
 namespace reference_product {
+
+// What the test string is called where it was found.
+inline constexpr std::string_view kEicarFind = "EICAR test string";
 
 // Gives the standard EICAR test string, which every scanner reports as if it were a virus. It is
 // put together by the call, so that neither a source file nor a binary of this tree holds it.

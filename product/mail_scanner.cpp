@@ -28,8 +28,10 @@ ScanReport MailScanner::Check(bool incoming, IMailMessage& message) const {
     std::uint64_t hash = 0;
     const bool has_hash = asks && vek::Succeeded(message.GetMessageHash(hash));
     const std::string& account = memory_.kept.account;
-    if (has_hash) {
-        if (auto summary = memory_.clean->Find(account, hash, engine_->version())) {
+    std::optional<std::uint64_t> version;
+    if (has_hash) version = engine_->CleanVersion();
+    if (version) {
+        if (auto summary = memory_.clean->Find(account, hash, *version)) {
             ScanReport known;
             known.incoming = incoming;
             known.known_clean = true;
@@ -38,10 +40,12 @@ ScanReport MailScanner::Check(bool incoming, IMailMessage& message) const {
             return known;
         }
     }
-    ScanReport report = engine_->Check(incoming, message, memory_.kept);
+    ScanReport report = engine_->Check(incoming, message, memory_.kept,
+                                       memory_.texts ? memory_.texts() : NoticeTexts());
     report.callbacks += asks;
-    if (has_hash && IsClean(report))
-        memory_.clean->Add(account, hash, engine_->version(), report.summary);
+    // An engine that learnt something meanwhile may not have used it yet.
+    if (version && IsClean(report) && engine_->CleanVersion() == version)
+        memory_.clean->Add(account, hash, *version, report.summary);
     return report;
 }
 

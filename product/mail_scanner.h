@@ -17,6 +17,8 @@ namespace reference_product {
 struct ScanMemory {
     std::shared_ptr<CleanMemory> clean;
     KeptFor kept;  // and whose mail it is
+    // The texts of notices in his language, asked by each check; without it English.
+    std::function<NoticeTexts()> texts = {};
 };
 
 // Checks messages with the engine, but for those that are known to be clean; any thread may call

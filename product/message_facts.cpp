@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "product/foreign_text.h"
 #include "product/rtf_text.h"
 
 namespace reference_product {
 namespace {
 
-// An enumerator that fails for one attachment goes on with the next. After so many failures in a
-// row it is taken for broken.
-constexpr int kMaxFailuresInARow = 64;
+constexpr std::size_t kLongestName = 1024;  // bytes, as those that follow
+constexpr std::size_t kLongestLabel = 200;
+constexpr std::size_t kLongestVerdict = 200;
 
 // Gives the address of "name" <type:address>, empty when the text has another form.
 std::string_view AddressOf(std::string_view line) {
@@ -51,6 +52,7 @@ MessageFacts FactsGatherer::Gather(IMailMessage& message) {
     GatherHeaders(message, facts);
     GatherBodies(message, facts);
     GatherAttachments(message, facts);
+    checks_.TakeAll();
     return facts;
 }
 
@@ -87,78 +89,94 @@ void FactsGatherer::GatherHeaders(IMailMessage& message, MessageFacts& facts) {
 
 void FactsGatherer::GatherBodies(IMailMessage& message, MessageFacts& facts) {
     vek::RefPtr<IPropertyProvider> body;
-    if (log_.Read({}, "GetPlainBody", message.GetPlainBody(body.put())) && body) {
-        facts.bodies.Add(Search(*body, "plain body"));
-    }
-    if (log_.Read({}, "GetHtmlBody", message.GetHtmlBody(body.put())) && body) {
+    const auto is_there = [&](std::string_view label, std::string_view operation,
+                              vek::result_t code) {
+        const bool is_read = log_.Read({}, operation, code);
+        if (!is_read && !IsMissing(code)) log_.NotChecked(label, "it cannot be opened");
+        return is_read && body;
+    };
+    std::vector<std::string>& finds = facts.body_finds;
+    if (is_there("plain body", "GetPlainBody", message.GetPlainBody(body.put())))
+        facts.bodies.Add(Search(*body, "plain body", finds));
+    if (is_there("HTML body", "GetHtmlBody", message.GetHtmlBody(body.put()))) {
         const std::uint64_t before = log_.bytes_read();
-        facts.bodies.Add(Search(*body, "HTML body"));
+        facts.bodies.Add(Search(*body, "HTML body", finds));
         facts.has_html_body = log_.bytes_read() != before;
     }
-    if (log_.Read({}, "GetRichBody", message.GetRichBody(body.put())) && body) {
-        facts.bodies.Add(SearchRichText(*body, "RTF body"));
-    }
+    if (is_there("RTF body", "GetRichBody", message.GetRichBody(body.put())))
+        facts.bodies.Add(SearchRichText(*body, "RTF body", finds));
 }
 
 void FactsGatherer::GatherAttachments(IMailMessage& message, MessageFacts& facts) {
+    const auto start = std::chrono::steady_clock::now();
     vek::RefPtr<IAttachmentsEnum> attachments;
-    if (!log_.Read({}, "GetAttachments", message.GetAttachments(attachments.put())) ||
-        !attachments) {
+    const vek::result_t code = message.GetAttachments(attachments.put());
+    if (!log_.Read({}, "GetAttachments", code) || !attachments) {
+        if (!IsMissing(code)) log_.NotChecked("all attachments", "they cannot be listed");
         return;
     }
-    int failures = 0;
-    for (std::size_t number = 1; failures < kMaxFailuresInARow; ++number) {
+    std::size_t failures = 0;
+    for (std::size_t number = 1;; ++number) {
+        const std::string label = "attachment " + std::to_string(number);
+        const std::string rest = label + " and all behind it";
+        if (number > limits_.attachments) return log_.NotChecked(rest, "there are too many");
+        if (failures == limits_.failures_in_a_row)
+            return log_.NotChecked(rest, "too many before it cannot be opened");
+        if (std::chrono::steady_clock::now() - start >= limits_.time)
+            return log_.NotChecked(rest, "the message has taken too long");
         vek::RefPtr<IPropertyProvider> provider;
         bool found = false;
-        const vek::result_t code = attachments->Next(provider.put(), found);
-        if (!log_.Read("attachment " + std::to_string(number), "Next", code)) {
-            if (code == vek::result::kNotImplemented) return;
+        const vek::result_t next = attachments->Next(provider.put(), found);
+        if (log_.Read(label, "Next", next)) {
+            if (!found || !provider) return;
+            failures = 0;
+            facts.attachments.emplace_back().provider = std::move(provider);
+            GatherAttachment(number, facts.attachments.back());
+        } else if (next == vek::result::kNotImplemented) {
+            return;
+        } else if (next == vek::result::kNotSupported) {
+            failures = 0;
+        } else {
+            log_.NotChecked(label, "it cannot be opened");
             ++failures;
-            continue;
         }
-        if (!found || !provider) return;
-        failures = 0;
-        facts.attachments.push_back(GatherAttachment(std::move(provider), number));
     }
 }
 
-AttachmentFacts FactsGatherer::GatherAttachment(vek::RefPtr<IPropertyProvider> provider,
-                                                std::size_t number) {
-    AttachmentFacts facts;
-    facts.provider = std::move(provider);
+void FactsGatherer::GatherAttachment(std::size_t number, AttachmentFacts& facts) {
     facts.label = "attachment " + std::to_string(number);
     std::string name;
-    if (log_.Read(facts.label, "GetFileName", facts.provider->GetFileName(name))) {
-        facts.names.push_back(name);
-    }
+    const auto add_name = [&] { facts.names.push_back(Middleless(std::move(name), kLongestName)); };
+    if (log_.Read(facts.label, "GetFileName", facts.provider->GetFileName(name))) add_name();
     if (facts.names.empty() || rules_.Uses(Field::kAttachmentName)) {
-        if (log_.Read(facts.label, "GetName", facts.provider->GetName(name))) {
-            facts.names.push_back(name);
-        }
+        if (log_.Read(facts.label, "GetName", facts.provider->GetName(name))) add_name();
     }
-    if (!facts.names.empty()) facts.label += " \"" + facts.names.front() + '"';
+    if (!facts.names.empty())
+        facts.label += " \"" + Middleless(facts.names.front(), kLongestLabel) + '"';
     if (rules_.Uses(Field::kAttachmentType)) {
         log_.Read(facts.label, "GetMimeTag", facts.provider->GetMimeTag(facts.type));
+        facts.type = Middleless(std::move(facts.type), kLongestName);
     }
-    facts.hits = Search(*facts.provider, facts.label);
-    return facts;
+    facts.hits = Search(*facts.provider, facts.label, facts.finds);
 }
 
-ContentHits FactsGatherer::Search(IPropertyProvider& provider, std::string_view label) {
+ContentHits FactsGatherer::Search(IPropertyProvider& provider, std::string_view label,
+                                  std::vector<std::string>& finds) {
     ContentScan scan(search_);
-    reader_.Read(provider, label, [&](std::span<const std::byte> piece) { scan.Feed(piece); });
+    Read(provider, label, finds, [&](std::span<const std::byte> piece) { scan.Feed(piece); });
     ContentHits hits = scan.Hits();
-    Report(hits, label);
+    if (hits.infected) Report(std::string(kEicarFind), label, finds);
     return hits;
 }
 
-ContentHits FactsGatherer::SearchRichText(IPropertyProvider& provider, std::string_view label) {
+ContentHits FactsGatherer::SearchRichText(IPropertyProvider& provider, std::string_view label,
+                                          std::vector<std::string>& finds) {
     // Both the markup and the text are searched: a mail reader shows malformed RTF as plain text.
     ContentScan written(search_);
     ContentScan shown(search_);
     RtfText filter;
     std::vector<std::byte> text;
-    reader_.Read(provider, label, [&](std::span<const std::byte> piece) {
+    Read(provider, label, finds, [&](std::span<const std::byte> piece) {
         text.clear();
         filter.Feed(piece, text);
         written.Feed(piece);
@@ -166,12 +184,32 @@ ContentHits FactsGatherer::SearchRichText(IPropertyProvider& provider, std::stri
     });
     ContentHits hits = written.Hits();
     hits.Add(shown.Hits());
-    Report(hits, label);
+    if (hits.infected) Report(std::string(kEicarFind), label, finds);
     return hits;
 }
 
-void FactsGatherer::Report(const ContentHits& hits, std::string_view label) {
-    if (hits.infected) log_.Found("EICAR test string in " + std::string(label));
+// Reads a content once, for the `sink` and the engine. `finds` must stay where it is.
+void FactsGatherer::Read(IPropertyProvider& provider, std::string_view label,
+                         std::vector<std::string>& finds, const ContentReader::Sink& sink) {
+    const bool all = reader_.Read(provider, label, [&](std::span<const std::byte> piece) {
+        sink(piece);
+        checks_.Feed(piece);
+    });
+    if (!all) {
+        checks_.Drop();
+        return log_.NotChecked(label, "it cannot be read to its end");
+    }
+    checks_.Finish([this, label = std::string(label), &finds](const ContentVerdict& verdict) {
+        const std::string text = InOneLine(Shortened(verdict.text, kLongestVerdict));
+        if (verdict.kind == ContentVerdict::Kind::kFound) Report(text, label, finds);
+        if (verdict.kind == ContentVerdict::Kind::kNotChecked) log_.NotChecked(label, text);
+    });
+}
+
+void FactsGatherer::Report(std::string find, std::string_view label,
+                           std::vector<std::string>& finds) {
+    log_.Found(find + " in " + std::string(label));
+    finds.push_back(std::move(find));
 }
 
 }  // namespace reference_product

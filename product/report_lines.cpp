@@ -16,12 +16,20 @@ std::string ToReportLine(const NumberedReport& numbered) {
     json failures = json::array();
     for (const ScanFailure& failure : report.failures)
         failures.push_back({{"operation", failure.operation}, {"code", failure.code}});
-    const json line{{"number", numbered.number},     {"incoming", report.incoming},
-                    {"summary", report.summary},     {"result", report.result},
-                    {"infected", report.infected},   {"known_clean", report.known_clean},
-                    {"findings", report.findings},   {"changes", report.changes},
-                    {"failures", failures},          {"not_offered", report.not_offered},
-                    {"callbacks", report.callbacks}, {"bytes_read", report.bytes_read},
+    const json line{{"number", numbered.number},
+                    {"incoming", report.incoming},
+                    {"summary", report.summary},
+                    {"result", report.result},
+                    {"infected", report.infected},
+                    {"known_clean", report.known_clean},
+                    {"findings", report.findings},
+                    {"changes", report.changes},
+                    {"failures", failures},
+                    {"not_offered", report.not_offered},
+                    {"not_checked", report.not_checked},
+                    {"left", report.left},
+                    {"callbacks", report.callbacks},
+                    {"bytes_read", report.bytes_read},
                     {"time_us", report.time.count()}};
     return line.dump(-1, ' ', true, json::error_handler_t::replace) + '\n';
 }
@@ -41,6 +49,8 @@ NumberedReport ParseReportLine(std::string_view line) {
     for (const json& failure : value.at("failures"))
         report.failures.push_back({failure.at("operation"), failure.at("code")});
     value.at("not_offered").get_to(report.not_offered);
+    value.at("not_checked").get_to(report.not_checked);
+    value.at("left").get_to(report.left);
     value.at("callbacks").get_to(report.callbacks);
     value.at("bytes_read").get_to(report.bytes_read);
     report.time = std::chrono::microseconds(value.at("time_us").get<std::int64_t>());

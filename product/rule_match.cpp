@@ -44,12 +44,16 @@ private:
                 return MeetsAny(condition, facts.header_lines);
             case Field::kBody:
                 return !facts.bodies.texts.empty() && facts.bodies.texts[condition.content_text];
+            case Field::kBodyFind:
+                return MeetsAny(condition, facts.body_finds);
             case Field::kAttachmentName:
                 return MeetsAny(condition, attachment->names);
             case Field::kAttachmentType:
                 return Meets(condition, attachment->type);
             case Field::kAttachmentContent:
                 return attachment->hits.texts[condition.content_text];
+            case Field::kAttachmentFind:
+                return MeetsAny(condition, attachment->finds);
         }
         return false;
     }

@@ -17,9 +17,11 @@ constexpr Word<Field> kFields[] = {{"sender", Field::kSender},
                                    {"subject", Field::kSubject},
                                    {"header", Field::kHeader},
                                    {"body", Field::kBody},
+                                   {"body-find", Field::kBodyFind},
                                    {"attachment-name", Field::kAttachmentName},
                                    {"attachment-type", Field::kAttachmentType},
-                                   {"attachment-contains", Field::kAttachmentContent}};
+                                   {"attachment-contains", Field::kAttachmentContent},
+                                   {"attachment-find", Field::kAttachmentFind}};
 
 constexpr Word<Comparison> kComparisons[] = {{"contains", Comparison::kContains},
                                              {"is", Comparison::kIs},

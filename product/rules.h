@@ -20,9 +20,11 @@ enum class Field {
     kSubject,
     kHeader,
     kBody,
+    kBodyFind,
     kAttachmentName,
     kAttachmentType,
-    kAttachmentContent
+    kAttachmentContent,
+    kAttachmentFind
 };
 
 // The way in which a condition compares the part with its text.

@@ -32,12 +32,15 @@ struct ScanReport {
     std::vector<ScanFailure> failures;
     // The parts that the plug-in does not offer to scanners, such as "attachment 2".
     std::vector<std::string> not_offered;
-    std::uint32_t callbacks = 0;   // operations called on the message and its parts
-    std::uint64_t bytes_read = 0;  // of bodies and attachments
+    // Other parts that were not checked, each with why.
+    std::vector<std::string> not_checked;
+    std::vector<std::string> left;  // the attachments that were dangerous and still are
+    std::uint32_t callbacks = 0;    // operations called on the message and its parts
+    std::uint64_t bytes_read = 0;   // of bodies and attachments
     std::chrono::microseconds time{0};
 };
 
-// Tells whether a whole check found nothing, changed nothing and could read all.
+// Tells whether a whole check found nothing, changed nothing and left nothing unchecked.
 bool IsClean(const ScanReport& report) noexcept;
 
 // Gives the report for people: several lines, each with its end. What mail says makes no other.

@@ -1,6 +1,8 @@
 #include "product/scanner_engine.h"
 
 #include <algorithm>
+#include <new>
+#include <string>
 #include <utility>
 
 #include "product/action_runner.h"
@@ -10,38 +12,60 @@
 #include "vek/core/text.h"
 
 namespace reference_product {
-namespace {
 
-bool IsInfected(const MessageFacts& facts) {
-    return facts.bodies.infected ||
-           std::ranges::any_of(facts.attachments, [](const AttachmentFacts& attachment) {
-               return attachment.hits.infected;
-           });
+ScannerEngine::ScannerEngine(RuleSet rules, EngineSource engine, GatherLimits limits)
+    : rules_(std::move(rules)),
+      search_(rules_.content_texts),
+      engine_(std::move(engine)),
+      limits_(limits) {}
+
+std::shared_ptr<ContentEngine> ScannerEngine::EngineNow(std::string& trouble) const {
+    try {
+        return engine_ ? engine_() : nullptr;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& exception) {
+        trouble = exception.what();
+        return nullptr;
+    }
 }
 
-}  // namespace
-
-ScannerEngine::ScannerEngine(RuleSet rules)
-    : rules_(std::move(rules)), search_(rules_.content_texts) {}
+std::optional<std::uint64_t> ScannerEngine::CleanVersion() const {
+    std::string trouble;
+    const std::shared_ptr<ContentEngine> engine = EngineNow(trouble);
+    if (!trouble.empty()) return std::nullopt;
+    if (!engine) return rules_.version;
+    const std::uint64_t version = engine->State().version;
+    if (version == 0) return std::nullopt;
+    // Other rules with another engine are as unlikely to give the same as other rules alone.
+    return rules_.version ^ (version * 0x9E3779B97F4A7C15);
+}
 
 ScanReport ScannerEngine::Check(bool incoming, plugins::mail_processing::IMailMessage& message,
-                                const KeptFor& kept) const {
+                                const KeptFor& kept, const NoticeTexts& texts) const {
     ScanReport report;
     report.incoming = incoming;
     CallbackLog log(report);
     ContentReader contents(log);
-    MessageFacts facts = FactsGatherer(rules_, search_, contents, log).Gather(message);
+    std::string trouble;
+    std::shared_ptr<ContentEngine> engine = EngineNow(trouble);
+    if (!trouble.empty()) log.NotChecked("all contents by the engine", trouble);
+    MessageFacts facts =
+        FactsGatherer(rules_, search_, std::move(engine), limits_, contents, log).Gather(message);
     report.subject = vek::ToUtf8(facts.subject);
     report.summary = facts.summary;
-    report.infected = IsInfected(facts);
+    report.infected = !facts.body_finds.empty() ||
+                      std::ranges::any_of(facts.attachments, [](const AttachmentFacts& attachment) {
+                          return !attachment.finds.empty();
+                      });
 
-    ActionRunner actions(message, facts, contents, log, kept);
+    ActionRunner actions(message, facts, contents, log, kept, texts);
     const std::vector<RuleMatch> matches = MatchRules(rules_, incoming, facts);
     for (const RuleMatch& match : matches) {
         log.Found("the rule in line " + std::to_string(match.rule->line) + " applies");
         actions.Add(match);
     }
-    if (report.infected) actions.AddInfection();
+    actions.AddDefaults();
     actions.Run();
     return report;
 }

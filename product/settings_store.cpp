@@ -44,12 +44,29 @@ void TakeNumber(const nlohmann::json& object, const char* name, std::uint32_t le
     number = given;
 }
 
+void TakeEngine(const nlohmann::json& object, EngineSettings& engine) {
+    if (object.contains("engine")) object.at("engine").get_to(engine.name);
+    if (!IsEngine(engine.name)) throw std::runtime_error("engine is neither rules nor clamd");
+    std::vector<std::string> texts;
+    if (object.contains("engineAddresses")) object.at("engineAddresses").get_to(texts);
+    if (texts.size() > kMostEngineAddresses)
+        throw std::runtime_error("engineAddresses are too many");
+    for (const std::string& text : texts) {
+        std::optional<EngineAddress> address = ParseEngineAddress(text);
+        if (!address)
+            throw std::runtime_error("engineAddresses holds no address of an engine: " + text);
+        engine.addresses.push_back(*std::move(address));
+    }
+    TakeNumber(object, "engineSecondsPerPart", 1, 60, engine.seconds_per_part);
+    TakeNumber(object, "engineSecondsPerMail", 1, 120, engine.seconds_per_mail);
+}
+
 ProductSettings ParseSettings(std::string_view text) {
     const nlohmann::json value = nlohmann::json::parse(text);
     RequireMembers(value,
                    {"isPluginEnabled", "checkIncomingOnly", "policySettings", "userSettings"},
-                   {"engine", "engineAddresses", "rememberedMessages", "rememberedHours",
-                    "keptDays", "keptMegabytes"});
+                   {"engine", "engineAddresses", "engineSecondsPerPart", "engineSecondsPerMail",
+                    "rememberedMessages", "rememberedHours", "keptDays", "keptMegabytes"});
     ProductSettings settings;
     MailPluginSettings& plugin = settings.plugin;
     plugin.isPluginEnabled = RequireBool(value, "isPluginEnabled");
@@ -57,9 +74,7 @@ ProductSettings ParseSettings(std::string_view text) {
     const nlohmann::json& policy = value.at("policySettings");
     if (!policy.is_null()) plugin.policySettings = ToSwitches(policy);
     plugin.userSettings = ToSwitches(value.at("userSettings"));
-    if (value.contains("engine")) value.at("engine").get_to(settings.engine);
-    if (value.contains("engineAddresses"))
-        value.at("engineAddresses").get_to(settings.engine_addresses);
+    TakeEngine(value, settings.engine);
     TakeNumber(value, "rememberedMessages", 0, 100'000, settings.remembered_messages);
     TakeNumber(value, "rememberedHours", 1, 168, settings.remembered_hours);
     TakeNumber(value, "keptDays", 1, 3650, settings.kept_days);
@@ -73,8 +88,10 @@ std::string DefaultText() {
                 {"checkIncomingOnly", settings.plugin.checkIncomingOnly},
                 {"policySettings", nullptr},
                 {"userSettings", ToJson(settings.plugin.userSettings)},
-                {"engine", settings.engine},
-                {"engineAddresses", settings.engine_addresses},
+                {"engine", settings.engine.name},
+                {"engineAddresses", Json::array()},
+                {"engineSecondsPerPart", settings.engine.seconds_per_part},
+                {"engineSecondsPerMail", settings.engine.seconds_per_mail},
                 {"rememberedMessages", settings.remembered_messages},
                 {"rememberedHours", settings.remembered_hours},
                 {"keptDays", settings.kept_days},
@@ -97,8 +114,11 @@ void Impose(const Policy& policy, ProductSettings& settings) {
         if (policy.check_on_read) switches.checkOnRead = *policy.check_on_read;
         if (policy.check_on_send) switches.checkOnSend = *policy.check_on_send;
     }
-    if (policy.engine) settings.engine = *policy.engine;
-    if (policy.engine_addresses) settings.engine_addresses = *policy.engine_addresses;
+    EngineSettings& engine = settings.engine;
+    engine.name = policy.engine.value_or(engine.name);
+    if (policy.engine_addresses) engine.addresses = *policy.engine_addresses;
+    engine.seconds_per_part = policy.engine_seconds_per_part.value_or(engine.seconds_per_part);
+    engine.seconds_per_mail = policy.engine_seconds_per_mail.value_or(engine.seconds_per_mail);
 }
 
 }  // namespace

@@ -12,17 +12,27 @@
 
 #include "private_include/common/product_settings.h"
 #include "product/edited_file.h"
+#include "product/policy/engine_address.h"
 #include "product/policy/policy.h"
 
 namespace reference_product {
+
+// What looks at the contents of mail.
+struct EngineSettings {
+    std::string name{kRulesEngine};        // one that IsEngine knows
+    std::vector<EngineAddress> addresses;  // at most 16, the first one is tried first
+    std::uint32_t seconds_per_part = 10;   // 1 to 60
+    std::uint32_t seconds_per_mail = 20;   // 1 to 120
+
+    bool operator==(const EngineSettings&) const = default;
+};
 
 // What the product's settings say. A settings file need have only what `plugin` holds; the numbers
 // beside a member are the least and the most that it may say.
 struct ProductSettings {
     plugins::product::MailPluginSettings plugin{true, false, {}, {1, 1, 1}};
     bool is_off_by_policy = false;  // not of the file: a policy has switched protection off
-    std::string engine = "rules";
-    std::vector<std::string> engine_addresses;
+    EngineSettings engine;
     std::uint32_t remembered_messages = 10'000;  // 0 to 100,000
     std::uint32_t remembered_hours = 24;         // 1 to 168
     std::uint32_t kept_days = 30;                // 1 to 3650

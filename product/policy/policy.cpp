@@ -15,11 +15,12 @@ using plugins::helpers::RegistryKey;
 using vek::platform::RegistryType;
 using vek::platform::RegistryValue;
 
-// A value: its name, its type, and the largest number or the longest text.
+// A value: its name, its type, the largest number or the longest text, and the smallest number.
 struct PolicyValue {
     std::u16string_view name;
     RegistryType type;
     std::uint32_t most;
+    std::uint32_t least = 0;
 };
 
 // scripts/lint holds these lines to the template.
@@ -30,9 +31,9 @@ constexpr PolicyValue kCheckOnRead{u"CheckOnRead", RegistryType::kDword, 1};
 constexpr PolicyValue kCheckOnSend{u"CheckOnSend", RegistryType::kDword, 1};
 constexpr PolicyValue kEngine{u"Engine", RegistryType::kString, 64};
 constexpr PolicyValue kEngineAddresses{u"EngineAddresses", RegistryType::kMultiString, 256};
+constexpr PolicyValue kEngineSecondsPerPart{u"EngineSecondsPerPart", RegistryType::kDword, 60, 1};
+constexpr PolicyValue kEngineSecondsPerMail{u"EngineSecondsPerMail", RegistryType::kDword, 120, 1};
 constexpr PolicyValue kTraceLevel{u"TraceLevel", RegistryType::kDword, 1000};
-
-constexpr std::size_t kMostAddresses = 16;
 
 // The open key and what is wrong with its values.
 class PolicyKey {
@@ -52,7 +53,8 @@ public:
         if (!found) return;
         if (found->data.size() != sizeof number) return Complain(value, "is not whole");
         std::memcpy(&number, found->data.data(), sizeof number);
-        if (number > value.most) return Complain(value, "is out of its range");
+        if (number < value.least || number > value.most)
+            return Complain(value, "is out of its range");
         taken = number;
     }
 
@@ -62,17 +64,24 @@ public:
         std::vector<std::string> texts;
         if (!Split(value, *found, texts)) return;
         if (texts.size() != 1) return Complain(value, "is not one text");
+        if (!IsEngine(texts.front())) return Complain(value, "names no engine");
         taken = std::move(texts.front());
     }
 
-    void Take(const PolicyValue& value, std::optional<std::vector<std::string>>& taken) {
+    void Take(const PolicyValue& value, std::optional<std::vector<EngineAddress>>& taken) {
         const std::optional<RegistryValue> found = Query(value);
         if (!found) return;
         std::vector<std::string> texts;
         if (!Split(value, *found, texts)) return;
         if (texts.empty()) return Complain(value, "is empty");
-        if (texts.size() > kMostAddresses) return Complain(value, "has too many texts");
-        taken = std::move(texts);
+        if (texts.size() > kMostEngineAddresses) return Complain(value, "has too many texts");
+        std::vector<EngineAddress> addresses;
+        for (const std::string& text : texts) {
+            std::optional<EngineAddress> address = ParseEngineAddress(text);
+            if (!address) return Complain(value, "has a text that is no address of an engine");
+            addresses.push_back(*std::move(address));
+        }
+        taken = std::move(addresses);
     }
 
 private:
@@ -119,6 +128,8 @@ Policy ReadFrom(const RegistryKey& opened, std::set<std::string>& complaints) {
     key.Take(kCheckOnSend, policy.check_on_send);
     key.Take(kEngine, policy.engine);
     key.Take(kEngineAddresses, policy.engine_addresses);
+    key.Take(kEngineSecondsPerPart, policy.engine_seconds_per_part);
+    key.Take(kEngineSecondsPerMail, policy.engine_seconds_per_mail);
     key.Take(kTraceLevel, policy.trace_level);
     return policy;
 }

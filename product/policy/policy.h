@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "product/policy/engine_address.h"
 #include "vek/platform/registry.h"
 
 namespace reference_product {
@@ -26,8 +27,10 @@ struct Policy {
     std::optional<bool> check_on_delivery;
     std::optional<bool> check_on_read;
     std::optional<bool> check_on_send;
-    std::optional<std::string> engine;                         // UTF-8, as the next
-    std::optional<std::vector<std::string>> engine_addresses;  // where the engine is asked
+    std::optional<std::string> engine;  // one that IsEngine knows
+    std::optional<std::vector<EngineAddress>> engine_addresses;
+    std::optional<std::uint32_t> engine_seconds_per_part;
+    std::optional<std::uint32_t> engine_seconds_per_mail;
     std::optional<std::uint32_t> trace_level;
 };
 

@@ -25,12 +25,13 @@ namespace {
 
 using plugins::mail_processing::IMailScanner;
 
-std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules) {
+std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rules,
+                                                EngineSource contents) {
     ParsedRules parsed = LoadRules(rules);
     std::string errors;
     for (const RuleError& error : parsed.errors) errors += ToText(error) + '\n';
     if (!errors.empty()) throw std::runtime_error(errors);
-    return std::make_shared<ScannerEngine>(std::move(parsed.rules));
+    return std::make_shared<ScannerEngine>(std::move(parsed.rules), std::move(contents));
 }
 
 // While the settings are not known nothing is remembered, and all is kept.
@@ -64,13 +65,22 @@ void ExpireDaily(const std::stop_token& stop, KeptStore& kept) {
     }
 }
 
-ProductStatus StatusOf(SettingsStore& store, const ScannerEngine& engine) {
+ProductStatus StatusOf(SettingsStore& store, const ScannerEngine& rules, EngineChoice& choice) {
     ProductSettings now;
     vek::CheckResult(store.Get({}, now));
     const Protection off = now.is_off_by_policy ? Protection::kOffByPolicy : Protection::kOff;
-    const auto version = vek::HexDigits<char>(static_cast<std::uint32_t>(engine.version()));
-    return {now.plugin.isPluginEnabled ? Protection::kOn : off, "", "Rules " MLXO_VERSION,
-            std::string(version.begin(), version.end())};
+    const auto version = vek::HexDigits<char>(static_cast<std::uint32_t>(rules.version()));
+    ProductStatus status{now.plugin.isPluginEnabled ? Protection::kOn : off, "",
+                         "Rules " MLXO_VERSION, std::string(version.begin(), version.end())};
+    if (const auto engine = choice.Current()) {
+        EngineState state = engine->State();
+        if (!state.name.empty()) status.engine += ", " + state.name;
+        if (!state.signatures.empty()) status.signatures += ", " + state.signatures;
+        status.trouble = std::move(state.trouble);
+        if (!status.trouble.empty() && status.protection == Protection::kOn)
+            status.protection = Protection::kNoEngine;
+    }
+    return status;
 }
 
 }  // namespace
@@ -80,10 +90,11 @@ ProductServices::ProductServices(const ProductOptions& options, const Log& log, 
       road_(options.mode == ProgramMode::kScanner ? WindowRoad::kSession : WindowRoad::kProgram),
       log_(log),
       reach_(std::move(reach)),
-      engine_(LoadEngine(options.rules)),
       reports_(std::make_shared<ReportWriter>(options.reports)),
       finds_(std::make_shared<FindHistory>(options.private_data / "finds", log)),
       settings_(std::make_shared<SettingsStore>(options.settings, options.users, log)),
+      choice_(std::make_shared<EngineChoice>(settings_, log)),
+      engine_(LoadEngine(options.rules, [choice = choice_] { return choice->Current(); })),
       clean_(std::make_shared<CleanMemory>(CleanLimitsOf(settings_))),
       kept_(std::make_shared<KeptStore>(options.kept, KeptLimitsOf(settings_), log)),
       texts_(vek::MakeObject<LocalizationService>(options.texts, options.resources, log)),
@@ -121,11 +132,12 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
         vek::MakeObject<SettingsWindowService>(log_, [road = road_, session = caller.session_id] {
             StartSettingsWindow(road, session);
         }));
-    services->Offer(IProductStatus::kInterfaceId, vek::MakeObject<StatusService>(
-                                                      [settings = settings_, engine = engine_] {
-                                                          return StatusOf(*settings, *engine);
-                                                      },
-                                                      finds_, caller.account));
+    services->Offer(IProductStatus::kInterfaceId,
+                    vek::MakeObject<StatusService>(
+                        [settings = settings_, engine = engine_, choice = choice_] {
+                            return StatusOf(*settings, *engine, *choice);
+                        },
+                        finds_, caller.account));
     return WithSteps(std::move(services), reach_);
 }
 

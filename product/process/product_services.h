@@ -6,6 +6,7 @@
 #include "private_include/common/localization.h"
 #include "private_include/common/service_locator.h"
 #include "product/caller.h"
+#include "product/clamd/engine_choice.h"
 #include "product/clean_memory.h"
 #include "product/kept_store.h"
 #include "product/process/product_options.h"
@@ -20,7 +21,7 @@
 namespace reference_product {
 
 // What the product offers. Each caller has services of its own, over what there is once: the
-// engine, the reports and finds, the settings, the texts, and what is remembered and kept. Any
+// engines, the reports and finds, the settings, the texts, and what is remembered and kept. Any
 // thread may use it.
 class ProductServices {
 public:
@@ -35,10 +36,11 @@ private:
     const WindowRoad road_;
     const Log log_;
     const ReachStep reach_;
-    const std::shared_ptr<const ScannerEngine> engine_;
     const std::shared_ptr<ReportWriter> reports_;
     const std::shared_ptr<FindHistory> finds_;
     const std::shared_ptr<SettingsStore> settings_;
+    const std::shared_ptr<EngineChoice> choice_;
+    const std::shared_ptr<const ScannerEngine> engine_;
     const std::shared_ptr<CleanMemory> clean_;
     const std::shared_ptr<KeptStore> kept_;
     const vek::RefPtr<plugins::product::ILocalization> texts_;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "common/remoting/remote_interfaces.h"
+#include "product/foreign_text.h"
 #include "vek/core/border.h"
 #include "vek/core/never_destroyed.h"
 
@@ -14,14 +15,6 @@ namespace {
 // A sender decides how long a mail's texts are.
 constexpr std::size_t kLongestText = 500;  // bytes
 
-std::string Shortened(std::string text) {
-    if (text.size() <= kLongestText) return text;
-    std::size_t end = kLongestText;
-    while (end != 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-    text.resize(end);
-    return text += "...";
-}
-
 std::string Joined(const std::vector<std::string>& lines) {
     std::string text;
     for (const std::string& line : lines) {
@@ -29,7 +22,7 @@ std::string Joined(const std::vector<std::string>& lines) {
         if (!text.empty()) text += "; ";
         text += line;
     }
-    return Shortened(std::move(text));
+    return Shortened(std::move(text), kLongestText);
 }
 
 }  // namespace
@@ -55,8 +48,10 @@ vek::result_t StatusService::GetFind(std::uint32_t number, MailFind& find) noexc
 
 std::optional<MailFind> FindOf(const ScanReport& report, vek::platform::filetime_t now) {
     if (report.findings.empty()) return std::nullopt;
-    return MailFind{now, Shortened(report.subject), Joined(report.findings),
-                    Joined(report.changes)};
+    std::vector<std::string> done = report.changes;
+    for (const std::string& part : report.left) done.push_back(part + " left as it is");
+    return MailFind{now, Shortened(report.subject, kLongestText), Joined(report.findings),
+                    Joined(done)};
 }
 
 std::shared_ptr<const vek::remoting::ProxyStubFactories> ProductInterfaces() {

@@ -126,14 +126,11 @@ public:
         const outlook::MessageRecord after = *mapi_.store().Find(entry_id);
         outlook::SaveMessageFile(options_.out / mail.message, after);
         mapi_.store().Remove(entry_id);
-        Result result{std::filesystem::path(mail.source).filename().string(),
-                      mail.message,
-                      received ? "received" : "sent",
-                      {},
-                      {},
-                      {},
-                      {},
-                      std::chrono::duration_cast<std::chrono::microseconds>(end - start)};
+        Result result;
+        result.mail = std::filesystem::path(mail.source).filename().string();
+        result.message = mail.message;
+        result.event = received ? "received" : "sent";
+        result.time = std::chrono::duration_cast<std::chrono::microseconds>(end - start);
         if (!product_->reports()) {
             result.changed = Differences(before, after);
             if (const vek::result_t code = last_code_.code(); vek::Failed(code))
@@ -165,6 +162,8 @@ private:
             const bool is_message = std::ranges::find(embedded, place) != embedded.end();
             result.not_offered.push_back(place + (is_message ? ", embedded message" : ""));
         }
+        result.not_checked = report.not_checked;
+        result.left = report.left;
         for (const reference_product::ScanFailure& failure : report.failures) {
             result.failed.push_back(InWords(failure));
         }

@@ -40,9 +40,24 @@ std::string Milliseconds(std::chrono::microseconds time) {
            " ms";
 }
 
+// Adds a text of which no word is to be lost, in as many rows as it takes.
+void AddRows(std::vector<std::string>& rows, std::string_view text) {
+    constexpr std::string_view kIndent = "  ";
+    for (std::string row;; row = kIndent) {
+        const std::size_t room = kFoundWidth - row.size();
+        std::size_t end = text.size() <= room ? text.size() : text.rfind(' ', room);
+        if (end == 0 || end == text.npos) end = std::min(room, text.size());
+        rows.push_back(row.append(text.substr(0, end)));
+        if (end == text.size()) return;
+        text.remove_prefix(text[end] == ' ' ? end + 1 : end);
+    }
+}
+
 void PrintResult(std::ostream& out, const Result& result) {
     std::vector<std::string> found = result.found;
+    for (const std::string& part : result.left) AddRows(found, "left as it is: " + part);
     for (const std::string& part : result.not_offered) found.push_back("not offered: " + part);
+    for (const std::string& part : result.not_checked) AddRows(found, "not checked: " + part);
     for (const std::string& failure : result.failed) found.push_back("! " + failure);
     const std::vector<std::string> nothing{"-"};
     const auto& shown_found = found.empty() ? nothing : found;
@@ -63,16 +78,19 @@ void PrintTable(std::ostream& out, const std::vector<Result>& results) {
     std::size_t changed = 0;
     std::size_t failed = 0;
     std::size_t not_offered = 0;
+    std::size_t not_checked = 0;
     for (const Result& result : results) {
         PrintResult(out, result);
         changed += !result.changed.empty();
         failed += !result.failed.empty();
         not_offered += result.not_offered.size();
+        not_checked += result.not_checked.size();
     }
     out << '\n'
         << results.size() << " checked, " << changed << " changed, " << failed
         << " with failures (marked by !)";
     if (not_offered != 0) out << "; " << not_offered << " attachments not offered to scanners";
+    if (not_checked != 0) out << "; " << not_checked << " parts not checked for other reasons";
     out << '\n';
 }
 
@@ -84,7 +102,10 @@ void WriteReport(const std::filesystem::path& path, const std::vector<Result>& r
                             {"found", result.found},
                             {"changed", result.changed},
                             {"not_offered", result.not_offered},
-                            {"failed", result.failed}});
+                            {"not_checked", result.not_checked},
+                            {"left", result.left},
+                            {"failed", result.failed},
+                            {"microseconds", result.time.count()}});
     }
     std::ofstream file(path, std::ios::binary);
     // Names may hold bytes that are no UTF-8.

@@ -16,6 +16,8 @@ struct Result {
     std::vector<std::string> found;
     std::vector<std::string> changed;
     std::vector<std::string> not_offered;  // to the scanner: no failures
+    std::vector<std::string> not_checked;  // other parts, each with why
+    std::vector<std::string> left;         // though dangerous
     std::vector<std::string> failed;
     std::chrono::microseconds time{};
 };
@@ -25,8 +27,8 @@ struct Result {
 void PrintTable(std::ostream& out, const std::vector<Result>& results);
 
 // The same in full, as JSON for scripts: {"messages": [{"message": "invoice.json", "event": ...,
-// "found": [...], "changed": [...], "not_offered": [...], "failed": [...]}]}. Raises
-// std::runtime_error that names the file.
+// "found": [...], "changed": [...], "not_offered": [...], "not_checked": [...], "left": [...],
+// "failed": [...], "microseconds": 1}]}. Raises std::runtime_error that names the file.
 void WriteReport(const std::filesystem::path& path, const std::vector<Result>& results);
 
 }  // namespace sandbox::demo

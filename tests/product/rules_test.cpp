@@ -49,9 +49,9 @@ TEST(Rules, NamesTheLocationOfAnError) {
     const std::pair<std::string_view, std::string> cases[] = {
         {"if any", "1: expected 'when', found 'if'"},
         {"when",
-         "5: expected 'not', 'any', 'sender', 'subject', 'header', 'body', "
-         "'attachment-name', 'attachment-type' or 'attachment-contains', found the end "
-         "of the line"},
+         "5: expected 'not', 'any', 'sender', 'subject', 'header', 'body', 'body-find', "
+         "'attachment-name', 'attachment-type', 'attachment-contains' or 'attachment-find', found "
+         "the end of the line"},
         {"when subject contains \"\"", "23: expected a text to look for, in quotes, found '\"\"'"},
         {"when any do add-header \"X: 1\\r\\nY: 2\"",
          "24: expected one header line, like \"Name: value\", found '\"X: 1\\r\\nY: 2\"'"},

@@ -141,11 +141,14 @@ TEST_F(SettingsOfUsers, AreOverruledByThePolicy) {
         {u"CheckOnSend", RegistryType::kDword, number(two), own, "is out of its range"},
         {u"CheckOnSend", RegistryType::kBinary, number(one), own, "has another type"},
         {u"CheckOnSend", RegistryType::kDword, number(one).first(3), own, "is not whole"},
-        {u"Engine", RegistryType::kString, bytes(u"other"), own},
+        {u"Engine", RegistryType::kString, bytes(u"clamd"), own},
+        {u"Engine", RegistryType::kString, bytes(u"other"), own, "names no engine"},
         {u"Engine", RegistryType::kString, bytes(std::u16string_view(u"\0", 1)), own,
          "is not one text"},
         {u"EngineAddresses", RegistryType::kMultiString,
-         bytes(std::u16string_view(u"a:1\0b\0\0", 7)), own},
+         bytes(std::u16string_view(u"tcp:a:1\0unix:/b\0\0", 17)), own},
+        {u"EngineAddresses", RegistryType::kMultiString, bytes(u"tcp:a:0"), own, "no address"},
+        {u"EngineSecondsPerPart", RegistryType::kDword, number(none), own, "is out of its range"},
         {u"EngineAddresses", RegistryType::kString, bytes(u"a"), own, "has another type"},
     };
     ASSERT_EQ(store.SetSwitches("S-1-5-1", user), result::kOk);
@@ -166,9 +169,9 @@ TEST_F(SettingsOfUsers, AreOverruledByThePolicy) {
             EXPECT_THAT(logged.front(), testing::HasSubstr(row.complaint));
         }
         const auto all = store.OfAll();
-        EXPECT_EQ(all->engine,
-                  row.name == std::u16string_view(u"Engine") && !row.complaint ? "other" : "rules");
-        EXPECT_EQ(all->engine_addresses.size(), row.data.size() == 14 ? 2u : 0u);
+        EXPECT_EQ(all->engine.name,
+                  row.name == std::u16string_view(u"Engine") && !row.complaint ? "clamd" : "rules");
+        EXPECT_EQ(all->engine.addresses.size(), row.data.size() == 34 ? 2u : 0u);
         registry.DeleteTree(kPolicy);
         EXPECT_EQ(Get("S-1-5-1"), own);
     }

@@ -57,12 +57,16 @@ public:
     }
 
     void Set(const MailPluginSettings& settings) override {
-        nlohmann::ordered_json value = {{"isPluginEnabled", settings.isPluginEnabled},
-                                        {"checkIncomingOnly", settings.checkIncomingOnly},
-                                        {"policySettings", nullptr},
-                                        {"userSettings", ToJson(settings.userSettings)}};
+        const std::filesystem::path file = options_.folder / "settings.json";
+        // What else they say, as which engine it is, stays.
+        auto value =
+            nlohmann::ordered_json::parse(reference_product::ReadTextFile(file).value_or("{}"));
+        value["isPluginEnabled"] = settings.isPluginEnabled;
+        value["checkIncomingOnly"] = settings.checkIncomingOnly;
+        value["policySettings"] = nullptr;
+        value["userSettings"] = ToJson(settings.userSettings);
         if (settings.policySettings) value["policySettings"] = ToJson(*settings.policySettings);
-        reference_product::ReplaceTextFile(options_.folder / "settings.json", value.dump(1) + '\n');
+        reference_product::ReplaceTextFile(file, value.dump(1) + '\n');
     }
 
 private:

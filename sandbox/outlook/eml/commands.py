@@ -7,6 +7,7 @@ import sys
 from pathlib import Path
 
 from .pack import pack
+from .show import side_by_side
 from .unpack import message_from_bytes
 
 _EPOCH = 11644473600
@@ -20,7 +21,7 @@ def main(arguments=None):
 def _parser():
     parser = argparse.ArgumentParser(prog="eml.py", description="Converts between .eml files and "
                                      "the message files of the stand-in store.")
-    commands = parser.add_subparsers(required=True, metavar="unpack|pack")
+    commands = parser.add_subparsers(required=True, metavar="unpack|pack|show")
 
     unpacking = commands.add_parser("unpack", help="make message files of .eml files")
     unpacking.add_argument("--into", type=Path, required=True, metavar="DIR",
@@ -44,6 +45,16 @@ def _parser():
     packing.add_argument("--after", type=Path, required=True, metavar="B.json|DIR")
     packing.add_argument("--out", type=Path, required=True, metavar="OUT.eml|DIR")
     packing.set_defaults(run=_pack)
+
+    showing = commands.add_parser(
+        "show", help="print mails as a person sees them, before and after a check",
+        usage="eml.py show BEFORE.eml AFTER.eml\n"
+              "       eml.py show --manifest DIR/manifest.json --report REPORT.json --after DIR")
+    showing.add_argument("mails", nargs="*", type=Path, metavar="BEFORE.eml AFTER.eml")
+    showing.add_argument("--manifest", type=Path, metavar="DIR/manifest.json")
+    showing.add_argument("--report", type=Path, metavar="REPORT.json")
+    showing.add_argument("--after", type=Path, metavar="DIR")
+    showing.set_defaults(run=_show)
     return parser
 
 
@@ -114,3 +125,30 @@ def _pack_one(original, before, after, out):
     except (OSError, ValueError, KeyError, TypeError, AttributeError) as error:
         _complain(out, f"not written: {error}")
         return False
+
+
+def _show(options):
+    """Two mails, or of a run of the demo's those in which something was found."""
+    pairs = [("", options.mails)]
+    if len(options.mails) != 2:
+        if not (options.manifest and options.report and options.after) or options.mails:
+            _complain("show", "needs two mails, or --manifest, --report and --after")
+            return 2
+        reports = {report["message"]: report for report in _load(options.report)["messages"]}
+        pairs = [(Path(entry["source"]).name,
+                  (Path(entry["source"]), (options.after / entry["message"]).with_suffix(".eml")))
+                 for entry in _load(options.manifest)["messages"]
+                 if any(not found.startswith("the rule in ") for found in
+                        reports.get(entry["message"], {}).get("found", ()))]
+    for name, mails in pairs:
+        try:
+            print(*[name] * bool(name), side_by_side(*(path.read_bytes() for path in mails)), "",
+                  sep="\n")
+        except OSError as error:
+            _complain(error.filename, error.strerror)
+            return 1
+    return 0
+
+
+def _load(path):
+    return json.loads(path.read_bytes())

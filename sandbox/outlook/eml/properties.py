@@ -26,7 +26,7 @@ ATTACH_LONG_FILENAME, ATTACH_FILENAME = "3707001F", "3704001F"
 ATTACH_MIME_TAG = "370E001F"
 ATTACH_CONTENT_ID = "3712001F"
 
-BY_VALUE, EMBEDDED_MESSAGE = 1, 5
+BY_VALUE, EMBEDDED_MESSAGE, OLE_OBJECT = 1, 5, 6
 TO, CC, BCC = 1, 2, 3
 
 # Ids that a store keeps up by itself; a difference in them is nobody's change.

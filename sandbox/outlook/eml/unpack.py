@@ -12,6 +12,7 @@ MAX_EMBEDDED = 8  # a message nested deeper stays an attachment by value
 
 _EPOCH = 11644473600  # seconds from 1601 to 1970
 _ONE_OFF = bytes.fromhex("00000000812B1FA4BEA310199D6E00DD010F540200000190")
+_OLE_OBJECTS = ("application/x-oleobject", "application/oleobject")
 _EXTENSIONS = {"text/plain": ".txt", "text/html": ".htm", "text/calendar": ".ics",
                "image/png": ".png", "image/jpeg": ".jpg", "image/gif": ".gif",
                "application/pdf": ".pdf", "application/zip": ".zip", "message/rfc822": ".eml",
@@ -144,5 +145,8 @@ def _attachment(part, number, depth):
         properties[ATTACH_METHOD] = EMBEDDED_MESSAGE
         properties[DISPLAY_NAME] = part.file_name or message["properties"].get(SUBJECT) or name
         return {"properties": properties, "message": message}
+    if part.content_type in _OLE_OBJECTS:
+        properties[ATTACH_METHOD] = OLE_OBJECT
+        return {"properties": properties, "storage": {"CONTENTS": binary(content)}}
     properties[ATTACH_DATA] = binary(content)
     return {"properties": properties}

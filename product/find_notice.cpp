@@ -1,0 +1,73 @@
+#include "product/find_notice.h"
+
+#include <algorithm>
+
+#include "product/foreign_text.h"
+#include "vek/core/text.h"
+
+namespace reference_product {
+namespace {
+
+constexpr std::size_t kMostLines = 10;
+constexpr std::size_t kLongestNameShown = 120;
+
+// With references for all but ASCII, and from right to left where its script is.
+std::string AsHtml(std::string_view text) {
+    std::string html;
+    bool is_right_to_left = false;
+    while (!text.empty()) {
+        const auto [code_point, length] = vek::DecodeUtf8(text);
+        if (code_point < 0x80) {
+            html += text.front();
+        } else {
+            html += "&#" + std::to_string(static_cast<std::uint32_t>(code_point)) + ';';
+            is_right_to_left |= code_point >= 0x590 && code_point <= 0x8FF;  // Hebrew to Arabic
+        }
+        text.remove_prefix(length);
+    }
+    return is_right_to_left ? "&#8235;" + html + "&#8236;" : html;
+}
+
+// A text of others, which is to look like one and not to begin anything.
+std::string AsPlainWords(std::string_view text) {
+    std::string words = InOneLine(Middleless(std::string(text), kLongestNameShown));
+    for (char& letter : words) {
+        if (letter == '"') letter = '\'';
+        if (std::string_view("<>&").find(letter) != std::string_view::npos) letter = '_';
+    }
+    return words;
+}
+
+const std::string& TextFor(DangerousAttachment::Fate fate, const NoticeTexts& texts) {
+    using enum DangerousAttachment::Fate;
+    return fate == kLeft ? texts.left : fate == kDeleted ? texts.deleted : texts.replaced;
+}
+
+}  // namespace
+
+std::string FindNotice(const NoticeTexts& texts, std::string_view body_find,
+                       std::vector<DangerousAttachment> attachments) {
+    std::string notice;
+    const auto add = [&](std::string_view form, std::string_view first, std::string_view second) {
+        notice += (notice.empty() ? "" : "\r\n") + Fill(AsHtml(form), first, second);
+    };
+    if (!body_find.empty()) add(texts.body, AsHtml(AsPlainWords(body_find)), {});
+    std::ranges::stable_sort(attachments, {}, &DangerousAttachment::fate);
+    for (std::size_t i = 0; i < std::min(attachments.size(), kMostLines); ++i) {
+        const DangerousAttachment& attachment = attachments[i];
+        add(TextFor(attachment.fate, texts), AsPlainWords(attachment.name),
+            AsHtml(AsPlainWords(attachment.find)));
+    }
+    if (attachments.size() > kMostLines)
+        add(texts.more, std::to_string(attachments.size() - kMostLines), {});
+    return notice;
+}
+
+std::string FindReplacement(const NoticeTexts& texts, std::string_view find) {
+    constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+    const std::string text = Fill(texts.replacement, InOneLine(find));
+    const bool is_ascii = vek::AsciiRun(std::string_view(text)) == text.size();
+    return is_ascii ? text : std::string(kUtf8Mark) + text;
+}
+
+}  // namespace reference_product

@@ -1,0 +1,36 @@
+#pragma once
+
+// What a message says about what was found in it.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "product/notice_texts.h"
+
+namespace reference_product {
+
+// What has become of a dangerous attachment.
+struct DangerousAttachment {
+    enum class Fate { kLeft, kDeleted, kReplaced };
+
+    std::string name;
+    std::string find;
+    Fate fate = Fate::kLeft;
+};
+
+// Gives the notice for a message's bodies, and the order in which these lines stand: what is still
+// dangerous comes first, so that a later check, which finds that alone, does not add it again. At
+// most ten lines, and one that counts the other attachments. `body_find` is empty when the bodies
+// are harmless.
+//
+// It stands in HTML as it is, and in a plain body too: our own letters beyond ASCII, and those of
+// a find, become character references; names keep their bytes, which have the code page of the
+// bodies, but for those that mean something in HTML or begin another line.
+std::string FindNotice(const NoticeTexts& texts, std::string_view body_find,
+                       std::vector<DangerousAttachment> attachments);
+
+// Gives the content that is put in place of a dangerous one: UTF-8, and marked as such if need be.
+std::string FindReplacement(const NoticeTexts& texts, std::string_view find);
+
+}  // namespace reference_product
