@@ -97,7 +97,8 @@ ProductServices::ProductServices(const ProductOptions& options, const Log& log, 
       engine_(LoadEngine(options.rules, [choice = choice_] { return choice->Current(); })),
       clean_(std::make_shared<CleanMemory>(CleanLimitsOf(settings_))),
       kept_(std::make_shared<KeptStore>(options.kept, KeptLimitsOf(settings_), log)),
-      texts_(vek::MakeObject<LocalizationService>(options.texts, options.resources, log)),
+      texts_(std::make_shared<TextFolder>(options.texts, log)),
+      resources_(options.resources),
       expiring_([kept = kept_](std::stop_token stop) { ExpireDaily(stop, *kept); }) {}
 
 vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller& caller) const {
@@ -126,7 +127,10 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     using namespace plugins::product;
     services->Offer(IProductSettings::kInterfaceId,
                     WithSteps(vek::MakeObject<SettingsService>(settings_, caller, log_), reach_));
-    services->Offer(ILocalization::kInterfaceId, texts_);
+    const auto texts = vek::MakeObject<LocalizationService>(texts_, resources_);
+    services->Offer(ILocalization::kInterfaceId, vek::RefPtr<ILocalization>(texts));
+    services->Offer(IUserLanguage::kInterfaceId,
+                    WithSteps(vek::RefPtr<IUserLanguage>(texts), reach_));
     services->Offer(
         ISettingsWindow::kInterfaceId,
         vek::MakeObject<SettingsWindowService>(log_, [road = road_, session = caller.session_id] {

@@ -5,6 +5,7 @@
 #include <map>
 #include <thread>
 
+#include "private_include/common/localization.h"
 #include "processing/message_processor.h"
 #include "product/in_process_product.h"
 #include "product/kept_store.h"
@@ -16,7 +17,9 @@
 #include "tests/product/product_folder.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/scoped_environment.h"
 #include "vek/platform/thread.h"
+#include "vek/platform/user_languages.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -127,6 +130,30 @@ TEST_F(SecondProcess, ChangesMessagesAsOneInThisProcessDoes) {
         reference_product::ListKept(reference_product::PathOf(product_process_.path()) / "kept");
     EXPECT_EQ(items.size(), 7 * 3u);
     EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
+}
+
+// A product that falls silent when it is told of the language checks all the same, in English.
+TEST_F(SecondProcess, KnowsTheLanguageOfItsCaller) {
+    const tests::ScopedEnvironment language("LC_ALL", "de_AT.UTF-8");
+    const std::string languages = vek::platform::UserLanguages();
+    const auto texts = reference_product::PathOf(product_process_.path()) / "texts";
+    std::filesystem::create_directory(texts);
+    for (const std::string& tag : {std::string("en"), languages.substr(0, languages.find(';'))})
+        reference_product::ReplaceTextFile(texts / (tag + ".json"),
+                                           R"({"rightToLeft": false, "texts": [)"
+                                           R"({"resourceName": "a", "utf8Value": ")" +
+                                               tag + "\"}]}");
+    for (const bool hears : {true, false}) {
+        ASSERT_TRUE(
+            product_process_.Start(hears ? std::vector<std::string>()
+                                         : std::vector<std::string>{"--silent-at", "language"}));
+        EXPECT_EQ(Check(*processor_), whole_);
+        std::string text;
+        remote_services_.RequireService<product::ILocalization>()->GetText(1, "a", text);
+        EXPECT_EQ(text, hears ? languages.substr(0, 5) : "en");
+        product_process_.Kill();
+    }
+    EXPECT_EQ(tracer_->Count(kFailure), 0u);
 }
 
 TEST_F(SecondProcess, MayEndAtAnyMomentAndComeBack) {

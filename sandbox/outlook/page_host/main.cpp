@@ -18,6 +18,7 @@
 #include "product/settings_service.h"
 #include "product/settings_window_service.h"
 #include "sandbox/outlook/page_host/page_host.h"
+#include "vek/platform/user_languages.h"
 
 namespace {
 
@@ -29,7 +30,8 @@ vek::RefPtr<InProcessProduct> ProductIn(const std::filesystem::path& folder) {
     auto product = vek::MakeObject<InProcessProduct>(nullptr);
     product->Offer(
         plugins::product::ILocalization::kInterfaceId,
-        vek::MakeObject<LocalizationService>(folder / "texts.json", folder / "resources", silent));
+        vek::MakeObject<LocalizationService>(std::make_shared<TextFolder>(folder / "texts", silent),
+                                             folder / "resources", vek::platform::UserLanguages()));
     product->Offer(plugins::product::IProductSettings::kInterfaceId,
                    vek::MakeObject<SettingsService>(
                        std::make_shared<SettingsStore>(folder / "settings.json", "", silent),
