@@ -24,6 +24,12 @@ std::filesystem::path InsideFolder(std::string_view relative_path) {
     return path.empty() || *path.begin() == ".." ? std::filesystem::path() : path;
 }
 
+constexpr std::pair<std::string_view, std::string NoticeTexts::*> kNotices[] = {
+    {"NoticeReplaced", &NoticeTexts::replaced}, {"NoticeDeleted", &NoticeTexts::deleted},
+    {"NoticeLeft", &NoticeTexts::left},         {"NoticeBody", &NoticeTexts::body},
+    {"NoticeMore", &NoticeTexts::more},         {"NoticeReplacement", &NoticeTexts::replacement},
+};
+
 }  // namespace
 
 LocalizationService::LocalizationService(std::shared_ptr<TextFolder> texts,
@@ -48,6 +54,15 @@ vek::result_t LocalizationService::GetText(std::uint32_t kind, std::string_view 
         text = *found;
         return result::kOk;
     });
+}
+
+NoticeTexts LocalizationService::Notices() {
+    NoticeTexts notices;
+    TextFolder::TextsPtr texts;
+    if (vek::Failed(texts_->Get(Tags(), texts))) return notices;
+    for (const auto& [key, notice] : kNotices)
+        if (const std::string* const found = texts->Find(key)) notices.*notice = *found;
+    return notices;
 }
 
 vek::result_t LocalizationService::SetUserLanguages(std::string_view languages) noexcept {

@@ -9,6 +9,7 @@
 
 #include "private_include/common/localization.h"
 #include "private_include/common/user_language.h"
+#include "product/notice_texts.h"
 #include "product/text_folder.h"
 #include "vek/core/object.h"
 
@@ -31,6 +32,10 @@ public:
     vek::result_t IsRightToLeft(bool& right_to_left) noexcept override;
 
     vek::result_t SetUserLanguages(std::string_view languages) noexcept override;
+
+    // The texts of the notices in the user's mail; what the folder lacks is English. May raise for
+    // want of memory.
+    NoticeTexts Notices();
 
 private:
     std::vector<std::string> Tags();

@@ -15,8 +15,8 @@ using plugins::product::LocalizationPair;
 // More than a user chooses.
 constexpr std::size_t kMostTags = 16;
 
-bool IsLetter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+bool IsTagLetter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool IsTagDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 char Lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; }
 char Upper(char c) noexcept { return c >= 'a' && c <= 'z' ? static_cast<char>(c & ~0x20) : c; }
 
@@ -48,7 +48,7 @@ std::vector<std::string> PartsOf(std::string_view tag) {
         const bool is_first = parts.empty();
         const bool is_part =
             !text.empty() && text.size() <= 8 && std::ranges::all_of(text, [&](char c) {
-                return IsLetter(c) || (!is_first && IsDigit(c));
+                return IsTagLetter(c) || (!is_first && IsTagDigit(c));
             });
         if (!is_part) return {};
         parts.push_back(Part(text, is_first));

@@ -102,6 +102,7 @@ ProductServices::ProductServices(const ProductOptions& options, const Log& log, 
       expiring_([kept = kept_](std::stop_token stop) { ExpireDaily(stop, *kept); }) {}
 
 vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller& caller) const {
+    const auto texts = vek::MakeObject<LocalizationService>(texts_, resources_);
     vek::RefPtr<IMailScanner> scanner;
     if (scans_) {
         scanner = vek::MakeObject<MailScanner>(
@@ -119,7 +120,7 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
                 if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
                     finds->Add(account, *std::move(find));
             },
-            ScanMemory{clean_, {kept_, caller.account}});
+            ScanMemory{clean_, {kept_, caller.account}, [texts] { return texts->Notices(); }});
     } else {
         scanner = vek::MakeObject<ScriptedScanner>([](bool, auto&) { return vek::result::kOk; });
     }
@@ -127,7 +128,6 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     using namespace plugins::product;
     services->Offer(IProductSettings::kInterfaceId,
                     WithSteps(vek::MakeObject<SettingsService>(settings_, caller, log_), reach_));
-    const auto texts = vek::MakeObject<LocalizationService>(texts_, resources_);
     services->Offer(ILocalization::kInterfaceId, vek::RefPtr<ILocalization>(texts));
     services->Offer(IUserLanguage::kInterfaceId,
                     WithSteps(vek::RefPtr<IUserLanguage>(texts), reach_));

@@ -82,11 +82,11 @@ protected:
             << R"({"rightToLeft": false, "texts": [)"
             << R"({"resourceName": "AntiVirusDisableOrConfigure", "utf8Value": ")" << hint
             << R"("}, {"resourceName": "AntiVirusSettingsWhenRead", "utf8Value": "when &read"}]})";
-        product_->Offer(
-            product::ILocalization::kInterfaceId,
+        const vek::RefPtr<product::ILocalization> texts =
             vek::MakeObject<reference_product::LocalizationService>(
                 std::make_shared<reference_product::TextFolder>(folder_.path(), [](auto) {}),
-                folder_.path()));
+                folder_.path());
+        product_->Offer(product::ILocalization::kInterfaceId, texts);
     }
 
     template <class Interface = IUnknown>

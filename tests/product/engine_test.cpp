@@ -465,7 +465,7 @@ TEST(FindNotice, TellsWhatWasDoneAndRunsNothing) {
     const std::string many = FindNotice(
         texts, "",
         std::vector(500, DangerousAttachment{std::string(5000, 'n') + ".exe", "V", kLeft}));
-    EXPECT_TRUE(many.ends_with(".\r\n&#8235;&#1489; 490&#8236;")) << many;
+    EXPECT_TRUE(many.ends_with(".\r\n&#8235;&#1489; &#8234;490&#8236;&#8236;")) << many;
     EXPECT_LT(many.size(), 2500u);
     texts.replacement = "\xD7\x91 {0}";
     EXPECT_EQ(FindReplacement(texts, "V\n"), "\xEF\xBB\xBF\xD7\x91 V ");

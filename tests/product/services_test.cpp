@@ -243,6 +243,8 @@ TEST_F(LocalizationServiceTest, SpeaksTheFirstWantedLanguageThatItHas) {
     EXPECT_EQ(Text("a"), "de.json");
     Write("de.json", "b");
     EXPECT_EQ(Text("b") + Text("a"), "de.jsonen.json");
+    Write("de.json", "NoticeBody");
+    EXPECT_EQ(service->Notices().body + service->Notices().left, "de.json" + NoticeTexts().left);
 }
 
 TEST(RotatingFile, BeginsAnewWhenItIsFullAndKeepsOneBefore) {
