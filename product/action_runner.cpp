@@ -21,9 +21,13 @@ std::string TagText(std::uint32_t tag) {
 
 std::string RuleText(const Rule& rule) { return "the rule in line " + std::to_string(rule.line); }
 
+// Each name once.
 std::string Joined(const std::vector<std::string>& finds) {
     std::string text;
-    for (const std::string& find : finds) text += (text.empty() ? "" : ", ") + find;
+    for (auto find = finds.begin(); find != finds.end(); ++find) {
+        if (std::find(finds.begin(), find, *find) == find)
+            text += (text.empty() ? "" : ", ") + *find;
+    }
     return text;
 }
 

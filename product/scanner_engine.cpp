@@ -7,11 +7,17 @@
 
 #include "product/action_runner.h"
 #include "product/callback_log.h"
+#include "product/foreign_text.h"
 #include "product/message_facts.h"
 #include "product/rule_match.h"
 #include "vek/core/text.h"
 
 namespace reference_product {
+namespace {
+
+constexpr std::size_t kLongestReported = 1024;  // bytes in a report
+
+}  // namespace
 
 ScannerEngine::ScannerEngine(RuleSet rules, EngineSource engine, GatherLimits limits)
     : rules_(std::move(rules)),
@@ -52,8 +58,8 @@ ScanReport ScannerEngine::Check(bool incoming, plugins::mail_processing::IMailMe
     if (!trouble.empty()) log.NotChecked("all contents by the engine", trouble);
     MessageFacts facts =
         FactsGatherer(rules_, search_, std::move(engine), limits_, contents, log).Gather(message);
-    report.subject = vek::ToUtf8(facts.subject);
-    report.summary = facts.summary;
+    report.subject = Shortened(vek::ToUtf8(facts.subject), kLongestReported);
+    report.summary = Shortened(facts.summary, kLongestReported);
     report.infected = !facts.body_finds.empty() ||
                       std::ranges::any_of(facts.attachments, [](const AttachmentFacts& attachment) {
                           return !attachment.finds.empty();

@@ -76,8 +76,9 @@ public:
             piece = piece.subspan(part.size());
             if (chunk_size() != kFrame) break;
             EndChunk();
-            if (!exchange_->Send(std::exchange(frame_, {}), false)) return false;
+            Bytes full = std::exchange(frame_, {});
             BeginChunk();
+            if (!exchange_->Send(std::move(full), false)) return false;
         }
         return true;
     }

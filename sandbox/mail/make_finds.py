@@ -87,7 +87,7 @@ def kinds():
     yield "find_in_attached_mail", outer.as_bytes()
     yield "find_in_ole_object", mail_with(
         "Offer with a calculation", "Tom, double click the sheet.",
-        ("Sheet", "application/x-oleobject", test_file("clam.ole.doc")))
+        ("Sheet", "application/x-oleobject", eicar))
     # Nobody looks at the signature.
     signed = address(MIMEMultipart("signed", protocol="application/pkcs7-signature",
                                    micalg="sha-256", policy=SMTP), "Signed: the archive")
@@ -110,7 +110,7 @@ def all_test_files():
 
 def test_files():
     for path in all_test_files():
-        yield path.name, mail_with(f"Of the test files: {path.name}", "One of them.",
+        yield path.name.replace(".", "_"), mail_with(f"Of the test files: {path.name}", "One of them.",
                                    (path.name, "application/octet-stream", path.read_bytes()))
 
 

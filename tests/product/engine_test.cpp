@@ -360,7 +360,10 @@ TEST_F(ScannerEngineTest, PassesEachContentThroughTheEngineOnce) {
     EXPECT_THAT(Check().not_checked,
                 ElementsAre("attachment 1 and all behind it: the message has taken too long"));
     limits_of_contents_ = {.attachments = 8, .failures_in_a_row = 2};
-    mapi_.faults().FailNth(Call::kStreamRead, 1, E_FAIL);
+    Set(tag::kBodyA, std::string(200'000, 'x'));
+    Set(tag::kBodyHtmlA, "<p>");
+    engine_->ended.clear();
+    mapi_.faults().FailNth(Call::kStreamRead, 2, E_FAIL);
     for (const std::uint32_t nth : {1u, 3u, 4u, 5u})
         mapi_.faults().FailNth(Call::kOpenAttach, nth, E_FAIL);
     EXPECT_THAT(
@@ -368,6 +371,7 @@ TEST_F(ScannerEngineTest, PassesEachContentThroughTheEngineOnce) {
         ElementsAre("plain body: it cannot be read to its end", "attachment 1: it cannot be opened",
                     "attachment 3: it cannot be opened", "attachment 4: it cannot be opened",
                     "attachment 5 and all behind it: too many before it cannot be opened"));
+    EXPECT_THAT(engine_->ended, ElementsAre(3, 131'072)) << "the HTML body and attachment 2";
     mapi_.faults().Clear();
     EXPECT_EQ(Check().not_checked.back(), "attachment 9 and all behind it: there are too many");
 }
@@ -434,6 +438,7 @@ TEST_F(ScannerEngineTest, LeavesFindsToTheRulesThatAreForThem) {
         Edit([](auto& record) { record.attachments.clear(); });
         Set(tag::kSubjectW, "Hello");
         Set(tag::kBodyHtmlA, "<p>virus:B");
+        Set(tag::kBodyA, "virus:B");
         Attach("a", "virus:V");
         const ScanReport report = Check(std::string("when ") + rule);
         EXPECT_TRUE(report.infected);

@@ -6,6 +6,7 @@
 
 #include "mapi/property_tags.h"
 #include "processing/message_processor.h"
+#include "product/clamd/engine_choice.h"
 #include "sandbox/demo/scenario/reachable_product.h"
 
 namespace sandbox::demo {
@@ -38,13 +39,26 @@ Content ContentOf(const outlook::MessageRecord& record) {
     return content;
 }
 
+reference_product::EngineSource EngineOf(const std::filesystem::path& product) {
+    if (product.empty()) return {};
+    // A service has its settings above what is private.
+    std::filesystem::path file = product / "settings.json";
+    if (!std::filesystem::exists(file)) file = product.parent_path() / "settings.json";
+    const reference_product::Log nowhere = [](std::string_view) {};
+    const auto choice = std::make_shared<reference_product::EngineChoice>(
+        std::make_shared<reference_product::SettingsStore>(file, std::filesystem::path(), nowhere),
+        nowhere);
+    return [choice] { return choice->Current(); };
+}
+
 }  // namespace
 
 class DamageFinder::Checker {
 public:
-    Checker(outlook::MapiSubsystem& mapi, const std::filesystem::path& rules)
+    Checker(outlook::MapiSubsystem& mapi, const std::filesystem::path& rules,
+            const std::filesystem::path& product)
         : mapi_(mapi),
-          product_(MakeLocalProduct(rules)),
+          product_(MakeLocalProduct(rules, EngineOf(product))),
           services_(product_->Loader(nullptr)),
           functions_(
               std::make_shared<plugins::mapi::MapiFunctions>(outlook::MapiSubsystem::Functions())),
@@ -79,8 +93,9 @@ private:
     std::shared_ptr<mail_processing::MessageProcessor> processor_;
 };
 
-DamageFinder::DamageFinder(outlook::MapiSubsystem& mapi, const std::filesystem::path& rules)
-    : checker_(std::make_unique<Checker>(mapi, rules)) {}
+DamageFinder::DamageFinder(outlook::MapiSubsystem& mapi, const std::filesystem::path& rules,
+                           const std::filesystem::path& product)
+    : checker_(std::make_unique<Checker>(mapi, rules, product)) {}
 
 DamageFinder::~DamageFinder() = default;
 

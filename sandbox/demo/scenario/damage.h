@@ -15,12 +15,14 @@ namespace sandbox::demo {
 // The properties of a message by place: "37001F", "attachment 2 3707001F" for an attachment's.
 using Content = std::map<std::string, outlook::PropertyValue>;
 
-// Finds changes to a message that no check has made: learns what the rules make of it by checking
-// copies in this process. Used on one thread, while nothing else works with the subsystem and no
-// call is planned to fail.
+// Finds changes to a message that no check has made: learns what rules and engine make of it by
+// checking copies in this process. Used on one thread, while nothing else works with the subsystem
+// and no call is planned to fail.
 class DamageFinder {
 public:
-    DamageFinder(outlook::MapiSubsystem& mapi, const std::filesystem::path& rules);
+    // The engine is that in the settings of the product in the folder `product`, if there is one.
+    DamageFinder(outlook::MapiSubsystem& mapi, const std::filesystem::path& rules,
+                 const std::filesystem::path& product);
     ~DamageFinder();
     DamageFinder(const DamageFinder&) = delete;
     DamageFinder& operator=(const DamageFinder&) = delete;

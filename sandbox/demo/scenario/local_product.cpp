@@ -55,9 +55,10 @@ private:
 
 class LocalProduct final : public ReachableProduct {
 public:
-    explicit LocalProduct(const std::filesystem::path& rules)
+    LocalProduct(const std::filesystem::path& rules, reference_product::EngineSource source)
         : settings_(vek::MakeObject<Settings>(runs_)) {
-        auto engine = std::make_shared<const reference_product::ScannerEngine>(Load(rules));
+        auto engine = std::make_shared<const reference_product::ScannerEngine>(Load(rules),
+                                                                               std::move(source));
         product_ = vek::MakeObject<reference_product::InProcessProduct>(
             vek::MakeObject<reference_product::ScriptedScanner>(
                 [engine, runs = runs_](bool incoming,
@@ -97,8 +98,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ReachableProduct> MakeLocalProduct(const std::filesystem::path& rules) {
-    return std::make_unique<LocalProduct>(rules);
+std::unique_ptr<ReachableProduct> MakeLocalProduct(const std::filesystem::path& rules,
+                                                   reference_product::EngineSource engine) {
+    return std::make_unique<LocalProduct>(rules, std::move(engine));
 }
 
 }  // namespace sandbox::demo

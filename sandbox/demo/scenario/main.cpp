@@ -4,7 +4,8 @@
 //                 [--outlook VERSION] [--store NAME]
 //   mlxo_scenario --soak EVENTS [--seed N] --messages DIR --out DIR --rules FILE
 //                 [--outlook VERSION] [--store NAME]
-//   mlxo_scenario --damage LIST --messages DIR --out FILE --rules FILE [--store NAME]
+//   mlxo_scenario --damage LIST --messages DIR --out FILE --rules FILE [--product DIR]
+//                 [--store NAME]
 //   mlxo_scenario (--silent-at STEP | --stopped-at STEP) --product DIR --messages DIR --out DIR
 //                 --rules FILE
 //
@@ -69,7 +70,7 @@ std::uint32_t Number(const std::string& text) {
 void LookForDamage(const PlayerOptions& options, const std::filesystem::path& list) {
     sandbox::outlook::MapiSubsystem mapi(options.store);
     MailShelf shelf(options.messages);
-    DamageFinder finder(mapi, options.rules);
+    DamageFinder finder(mapi, options.rules, options.product.folder);
     auto messages = nlohmann::json::parse(reference_product::ReadTextFile(list).value_or(""));
     for (auto& each : messages) {
         const std::string mail = each.at("mail");

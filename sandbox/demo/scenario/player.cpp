@@ -52,7 +52,8 @@ std::filesystem::path Player::trace_folder() const {
 }
 
 void Player::FindDamage(std::vector<Inspected>& messages) {
-    if (!damage_) damage_ = std::make_unique<DamageFinder>(mapi(), options_.rules);
+    if (!damage_)
+        damage_ = std::make_unique<DamageFinder>(mapi(), options_.rules, options_.product.folder);
     for (auto& [message, now, damage] : messages)
         if (now)
             damage = damage_->Find(message.mail, shelf().Find(message.mail), *now, message.checks);

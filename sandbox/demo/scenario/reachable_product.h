@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/loader/product_loader.h"
+#include "product/scanner_engine.h"
 #include "sandbox/demo/scenario/scenario_product.h"
 #include "vek/platform/registry.h"
 #include "vek/trace/file_tracer.h"
@@ -19,7 +20,8 @@ public:
 
 // Makes one in this process, none of whose services can be reached while it does not run. Raises
 // std::runtime_error for a file with lines that are no rules.
-std::unique_ptr<ReachableProduct> MakeLocalProduct(const std::filesystem::path& rules);
+std::unique_ptr<ReachableProduct> MakeLocalProduct(const std::filesystem::path& rules,
+                                                   reference_product::EngineSource engine = {});
 
 // A product's process as this program finds and reaches it.
 struct RemoteProductOptions {

@@ -237,11 +237,11 @@ void HostPlayer::FindDamage(std::vector<Inspected>& messages) {
     }
     const std::filesystem::path asked = folder / "asked.list";
     reference_product::ReplaceTextFile(asked, list.dump(1));
-    const auto judge =
-        StartProgram(ProgramFolder() / "mlxo_scenario",
-                     {"--damage", PathText(asked), "--messages", PathText(options_.messages),
-                      "--out", PathText(folder / "answered.list"), "--rules",
-                      PathText(options_.rules), "--store", options_.store});
+    const auto judge = StartProgram(
+        ProgramFolder() / "mlxo_scenario",
+        {"--damage", PathText(asked), "--messages", PathText(options_.messages), "--out",
+         PathText(folder / "answered.list"), "--rules", PathText(options_.rules), "--product",
+         PathText(options_.product), "--store", options_.store});
     if (judge->Wait() != 0) throw std::runtime_error("the messages cannot be looked at");
     const auto answer = nlohmann::json::parse(
         reference_product::ReadTextFile(folder / "answered.list").value_or(""));
