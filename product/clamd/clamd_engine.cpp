@@ -213,7 +213,8 @@ private:
                 if (learnt.trouble != state_.trouble) news = learnt.trouble;
                 state_.trouble = std::move(learnt.trouble);
             } else if (learnt.version != state_.version || !state_.trouble.empty()) {
-                news = learnt.name + ", signatures " + learnt.signatures;
+                news = learnt.name;
+                if (!learnt.signatures.empty()) news += ", signatures " + learnt.signatures;
                 state_ = std::move(learnt);
             }
         }

@@ -195,8 +195,8 @@ void ClamdExchange::Failed(std::string_view what) {
 
 void ClamdExchange::Late() {
     if (HasEnded()) return;
-    if (!connected_) return End(ExchangeEnd::Kind::kLate, "clamd could not be reached");
     const std::string daemon = road_.pool.Daemon(number());
+    if (!connected_) return End(ExchangeEnd::Kind::kLate, daemon + " could not be reached");
     if (!writing_ && !sent_)
         return End(ExchangeEnd::Kind::kLate, "the content was not read to its end");
     road_.pool.FailedLater(number());
