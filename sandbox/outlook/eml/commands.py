@@ -129,24 +129,25 @@ def _pack_one(original, before, after, out):
 
 def _show(options):
     """Two mails, or of a run of the demo's those in which something was found."""
-    pairs = [("", options.mails)]
-    if len(options.mails) != 2:
+    try:
+        if len(options.mails) == 2:
+            print(side_by_side(*(message_from_bytes(path.read_bytes(), name="", modified=0)
+                                 for path in options.mails)))
+            return 0
         if not (options.manifest and options.report and options.after) or options.mails:
             _complain("show", "needs two mails, or --manifest, --report and --after")
             return 2
-        reports = {report["message"]: report for report in _load(options.report)["messages"]}
-        pairs = [(Path(entry["source"]).name,
-                  (Path(entry["source"]), (options.after / entry["message"]).with_suffix(".eml")))
-                 for entry in _load(options.manifest)["messages"]
-                 if any(not found.startswith("the rule in ") for found in
-                        reports.get(entry["message"], {}).get("found", ()))]
-    for name, mails in pairs:
-        try:
-            print(*[name] * bool(name), side_by_side(*(path.read_bytes() for path in mails)), "",
-                  sep="\n")
-        except OSError as error:
-            _complain(error.filename, error.strerror)
-            return 1
+        sources = {entry["message"]: Path(entry["source"]).name
+                   for entry in _load(options.manifest)["messages"]}
+        for report in _load(options.report)["messages"]:
+            if all(found.startswith("the rule in ") for found in report["found"]):
+                continue
+            message = report["message"]
+            print(sources[message], side_by_side(_load(options.manifest.parent / message),
+                                                 _load(options.after / message)), "", sep="\n")
+    except (OSError, ValueError, KeyError, TypeError) as error:
+        _complain("show", error)
+        return 1
     return 0
 
 

@@ -1,12 +1,10 @@
-"""Two mails as a person sees them, side by side."""
+"""Two messages as a person sees them, side by side."""
 
+import base64
 import unicodedata
 from html.parser import HTMLParser
 from itertools import zip_longest
 
-from . import mime
-from .contents import Contents
-from .unpack import body_text, message_from_bytes
 from .properties import *
 
 _WIDTH = 66
@@ -39,34 +37,45 @@ class _Text(HTMLParser):
 
 
 def side_by_side(before, after):
-    columns = [_wrapped(_lines(mail)) for mail in (before, after)]
+    """Two message files."""
+    columns = [_wrapped(_lines(message)) for message in (before, after)]
     rows = [("before", "after"), ("-" * _WIDTH, "-" * _WIDTH),
             *zip_longest(*columns, fillvalue="")]
     return "\n".join(f"{_padded(left)} | {right}".rstrip() for left, right in rows)
 
 
-def _lines(mail):
-    message = message_from_bytes(mail, name="", modified=0)
-    yield f"From:    {message['properties'].get(REPRESENTING_NAME, '')}"
-    yield f"Subject: {message['properties'].get(SUBJECT, '')}"
+def _lines(message):
+    properties = normalised(message["properties"])
+    yield f"From:    {properties.get(REPRESENTING_NAME, '')}"
+    yield f"Subject: {properties.get(SUBJECT, '')}"
     yield ""
-    parts = Contents(mime.parse(mail))
-    shown = parts.html or parts.plain
-    text = body_text(shown)[0] if shown else ""
-    lines = [line for line in (_Text(text).text if parts.html else text).splitlines()
-             if line.strip()]
+    text = properties.get(BODY, "")
+    if html := properties.get(BODY_HTML):
+        text = _Text(html).text
+    lines = [line for line in text.splitlines() if line.strip()]
     yield from lines[:_LONGEST_TEXT]
     if len(lines) > _LONGEST_TEXT:
         yield f"... {len(lines) - _LONGEST_TEXT} more lines"
     yield ""
-    for part, attachment in list(zip(parts.attachments, message["attachments"]))[:_MOST_ATTACHMENTS]:
-        of, content = attachment["properties"], part.content()
-        name = of[DISPLAY_NAME] if "message" in attachment else of[ATTACH_LONG_FILENAME]
+    attachments = message.get("attachments", [])
+    for attachment in attachments[:_MOST_ATTACHMENTS]:
+        yield from _attachment(attachment)
+    if len(attachments) > _MOST_ATTACHMENTS:
+        yield f"... {len(attachments) - _MOST_ATTACHMENTS} more attachments"
+
+
+def _attachment(attachment):
+    properties = normalised(attachment["properties"])
+    name = properties.get(ATTACH_LONG_FILENAME) or properties.get(DISPLAY_NAME, "")
+    if "message" in attachment:
+        yield f"[{properties.get(DISPLAY_NAME, name)}: a message]"
+    elif "storage" in attachment:
+        yield f"[{name}: an OLE object]"
+    else:
+        content = base64.b64decode(properties.get(ATTACH_DATA, ""))
         yield f"[{name}, {len(content)} bytes]"
         if len(content) <= _LONGEST_CONTENT and content.isascii() and b"\0" not in content:
             yield f"  {' '.join(content.decode().split())}"
-    if len(parts.attachments) > _MOST_ATTACHMENTS:
-        yield f"... {len(parts.attachments) - _MOST_ATTACHMENTS} more attachments"
 
 
 def _wrapped(lines):
