@@ -132,9 +132,9 @@ public:
         result.event = received ? "received" : "sent";
         result.time = std::chrono::duration_cast<std::chrono::microseconds>(end - start);
         if (!product_->reports()) {
-            result.changed = Differences(before, after);
             if (const vek::result_t code = last_code_.code(); vek::Failed(code))
-                result.failed.push_back(InWords({"CheckMessage", code}));
+                throw std::runtime_error(InWords({"CheckMessage", code}));
+            result.changed = Differences(before, after);
             return result;
         }
         const std::optional<ScanReport> report = product_->TakeReport();
