@@ -112,7 +112,7 @@ protected:
         const auto storage = std::make_shared<sandbox::outlook::StorageNode>();
         const auto& stream = storage->inside[u"Data"] = std::make_shared<StorageNode>();
         stream->bytes = std::make_shared<const std::string>(std::move(content));
-        Attach("ole.doc", "", "", ATTACH_OLE);
+        Attach("a", "", "", ATTACH_OLE);
         Edit([&](auto& record) { record.attachments.back().storage = storage; });
     }
     // Has the contents that go kept in a folder, with limits that a test may change.
@@ -251,27 +251,6 @@ TEST_F(ScannerEngineTest, DoesWhatRulesSay) {
     }
 }
 
-TEST_F(ScannerEngineTest, RecordsFailuresAndGoesOn) {
-    const std::tuple<Call, const char*, bool, bool> cases[] = {
-        {Call::kSetProps, "SetSubject", false, true},
-        {Call::kGetAttachmentTable, "GetAttachments", false, false}};
-    for (const auto& [call, failure, marked, replaced] : cases) {
-        SCOPED_TRACE(failure);
-        Edit([](auto& record) { record.attachments.clear(); });
-        Set(tag::kSubjectW, "Hello");
-        Set(tag::kBodyHtmlA, "<p>");
-        Attach("bad.com", EicarTestString());
-        mapi_.faults().FailNth(call, 1, MAPI_E_NETWORK_ERROR);
-        const ScanReport report = Check();
-        mapi_.faults().Clear();
-        ASSERT_EQ(report.failures.size(), 1u);
-        EXPECT_EQ(report.failures[0].operation, failure);
-        EXPECT_EQ(report.result, static_cast<vek::result_t>(MAPI_E_NETWORK_ERROR));
-        EXPECT_EQ(Saved(tag::kSubjectW), marked ? "[INFECTED] Hello" : "Hello");
-        EXPECT_EQ(Attachments(tag::kAttachDataBin).front() != EicarTestString(), replaced);
-    }
-}
-
 TEST_F(ScannerEngineTest, RemembersWhatIsCleanForAWhile) {
     CleanLimits limits{2, std::chrono::hours(24)};
     memory_.clean = std::make_shared<CleanMemory>([&] { return limits; }, clock_);
@@ -349,7 +328,7 @@ TEST_F(ScannerEngineTest, PassesEachContentThroughTheEngineOnce) {
     const ScanReport report = Check();
     EXPECT_THAT(report.findings,
                 ElementsAre("EICAR test string in attachment 1 \"two\"", "B in plain body",
-                            "T in attachment 1 \"two\"", "O in attachment 5 \"ole.doc\""));
+                            "T in attachment 1 \"two\"", "O in attachment 5 \"a\""));
     EXPECT_THAT(report.not_checked, ElementsAre("attachment 3 \"mute\": no answer"));
     EXPECT_EQ(engine_->ended.size(), 11u) << "each that is not empty";
     EXPECT_EQ(engine_->ended[3], 131'072u);
@@ -374,84 +353,71 @@ TEST_F(ScannerEngineTest, PassesEachContentThroughTheEngineOnce) {
     EXPECT_THAT(engine_->ended, ElementsAre(3, 131'072)) << "the HTML body and attachment 2";
     mapi_.faults().Clear();
     EXPECT_EQ(Check().not_checked.back(), "attachment 9 and all behind it: there are too many");
+    mapi_.faults().FailNth(Call::kGetAttachmentTable, 1, MAPI_E_NETWORK_ERROR);
+    const ScanReport unlisted = Check();
+    EXPECT_EQ(unlisted.failures.at(0).operation, "GetAttachments");
+    EXPECT_EQ(unlisted.result, static_cast<vek::result_t>(MAPI_E_NETWORK_ERROR));
+    EXPECT_EQ(unlisted.not_checked.back(), "all attachments: they cannot be listed");
 }
 
-TEST_F(ScannerEngineTest, SaysWhatBecameOfWhatItFound) {
-    const NoticeTexts texts;
-    const auto& [replaced, deleted, left, body, replacement, more] = texts;
+TEST_F(ScannerEngineTest, TreatsFindsAndSaysWhatBecameOfThem) {
     const auto fail = [&](Call call) { mapi_.faults().FailNth(call, 1, E_FAIL); };
-    const std::tuple<const char*, std::string, std::string, std::function<void()>> cases[] = {
-        {"", " replaced", replaced, [] {}},
-        {"", " deleted, as it cannot be replaced", deleted, [&] { fail(Call::kStreamSetSize); }},
-        {"", " deleted, as it cannot be replaced", deleted,
-         [&] { Set(tag::kMessageClassA, "IPM.Note.SMIME.MultipartSigned"); }},
-        {"when any do delete-attachment", " deleted", deleted, [] {}},
-        {"when any do delete-attachment", " replaced, as it cannot be deleted", replaced,
-         [&] { fail(Call::kDeleteAttach); }},
-        {"", "", left, [&] { fail(Call::kStreamSetSize), fail(Call::kDeleteAttach); }},
-        {"", "", left, [&] { remove_all(kept_); }}};
+    const auto clear = [&] { Edit([](auto& record) { record.attachments.clear(); }); };
+    const auto infect_body = [&] {
+        Set(tag::kBodyHtmlA, "<p>virus:B"), Set(tag::kBodyA, "virus:B");
+    };
+    const NoticeTexts texts;
+    const std::string replaced = Fill(texts.replaced, "a", "V"), left = Fill(texts.left, "a", "V"),
+                      deleted = Fill(texts.deleted, "a", "V"), body = Fill(texts.body, "B"),
+                      was_kept = ", as it cannot be replaced", beware = "Beware.",
+                      warn = "do append-notice \"Beware.\"";
+    struct Case {
+        std::string change, notice;
+        std::function<void()> prepare = [] {};
+        std::string rule = {}, rule_notice = {};
+    };
+    const Case cases[] = {
+        {" replaced", replaced},
+        {" replaced", body + "\r\n" + replaced, infect_body},
+        {" deleted" + was_kept, deleted, [&] { fail(Call::kStreamSetSize); }},
+        {" deleted" + was_kept, deleted, [&] { Set(tag::kMessageClassA, "IPM.Note.SMIME.x"); }},
+        {" deleted" + was_kept, deleted, [&] { clear(), AttachStorage("virus:V"); }},
+        {"", left, [&] { fail(Call::kStreamSetSize), fail(Call::kDeleteAttach); }},
+        {"", left, [&] { remove_all(kept_); }},
+        {" deleted", deleted, [] {}, "any do delete-attachment"},
+        {" replaced, as it cannot be deleted", replaced, [&] { fail(Call::kDeleteAttach); },
+         "any do delete-attachment"},
+        {" deleted", "", [] {}, "attachment-find is \"v\" do delete-attachment"},
+        {" replaced", "", [] {}, "attachment-find matches \"*\" do replace-attachment \"\""},
+        {" replaced", replaced, [] {}, "not attachment-find is \"W\" " + warn, beware},
+        {" replaced", replaced, infect_body, "body-find is \"B\" " + warn, beware},
+        {"", "", infect_body, "body-find is \"B\" and attachment-find is \"V\" " + warn, beware}};
     engine_ = std::make_shared<FakeEngine>();
-    for (const bool is_storage : {false, true}) {
-        for (const auto& [rules, change, form, prepare] : cases) {
-            SCOPED_TRACE(change + form);
-            if (is_storage && form == replaced) continue;
-            Keep();
-            Edit([](auto& record) { record.attachments.clear(); });
-            Set(tag::kBodyHtmlA, "<p>");
-            Set(tag::kMessageClassA, "IPM.Note");
-            is_storage ? AttachStorage("virus:V") : Attach("ole.doc", "virus:V");
-            prepare();
-            const ScanReport report = Check(rules);
-            mapi_.faults().Clear();
-            const std::string notice = Fill(form, "ole.doc", "V");
-            std::vector<std::string> changes = {"notice \"" + notice + '"'};
-            if (!change.empty())
-                changes.insert(changes.begin(), "attachment 1 \"ole.doc\"" + change);
-            EXPECT_EQ(report.failures.empty(), !change.empty());
-            EXPECT_EQ(report.left.size(), change.empty());
-            EXPECT_THAT(report.changes, testing::IsSupersetOf(changes));
-            EXPECT_EQ(Attachments(tag::kAttachFilenameA).empty(), form == deleted);
-            EXPECT_EQ(Kept().size(), !change.empty());
-            Check("when attachment-find is \"V\" do append-notice \"Again.\"");
-            const std::string html = Saved(tag::kBodyHtmlA);
-            EXPECT_EQ(html.find(notice), html.rfind(notice)) << html;
-            EXPECT_EQ(html.find("Again.") != html.npos, form == left);
-            remove_all(kept_);
-        }
-    }
-}
-
-TEST_F(ScannerEngineTest, LeavesFindsToTheRulesThatAreForThem) {
-    const std::tuple<const char*, const char*, bool, bool> cases[] = {
-        // rule, the attachments then, whether the subject is marked, whether the rule applies
-        {"attachment-find is \"v\" do delete-attachment", "", true, true},
-        {"attachment-find matches \"*\" do replace-attachment \"policy\"", "policy", true, true},
-        {"attachment-find contains \"W\" do delete-attachment", "note", true, false},
-        {"not attachment-find is \"W\" do set-property 0x3FFF001E \"y\"", "note", true, true},
-        {"body-find is \"B\" do append-notice \"Beware.\"", "note", true, true},
-        {"body-find is \"B\" and attachment-find is \"V\" do append-notice \"Beware.\"", "virus:V",
-         false, true}};
-    engine_ = std::make_shared<FakeEngine>();
-    const std::string note = Fill(NoticeTexts().replacement, "V");
-    for (const auto& [rule, attachment, marked, applies] : cases) {
-        SCOPED_TRACE(rule);
-        Edit([](auto& record) { record.attachments.clear(); });
+    for (const auto& [change, notice, prepare, rule, rule_notice] : cases) {
+        SCOPED_TRACE(change + notice + rule);
+        Keep();
+        clear();
         Set(tag::kSubjectW, "Hello");
-        Set(tag::kBodyHtmlA, "<p>virus:B");
-        Set(tag::kBodyA, "virus:B");
+        Set(tag::kBodyA, "plain");
+        Set(tag::kBodyHtmlA, "<p>");
+        Set(tag::kMessageClassA, "IPM.Note");
         Attach("a", "virus:V");
-        const ScanReport report = Check(std::string("when ") + rule);
-        EXPECT_TRUE(report.infected);
-        EXPECT_EQ(testing::Value(report.findings, testing::Contains("the rule in line 1 applies")),
-                  applies);
-        EXPECT_EQ(Saved(tag::kSubjectW), marked ? "[INFECTED] Hello" : "Hello");
-        const std::string body = Fill(NoticeTexts().body, "B");
-        EXPECT_EQ(Saved(tag::kBodyHtmlA).find(body) == std::string::npos,
-                  std::string_view(rule).starts_with("body-find"));
-        const std::string wanted = std::string_view(attachment) == "note" ? note : attachment;
-        std::string contents;
-        for (const std::string& content : Attachments(tag::kAttachDataBin)) contents += content;
-        EXPECT_EQ(contents, wanted);
+        prepare();
+        const ScanReport report = Check(rule.empty() ? rule : "when " + rule);
+        mapi_.faults().Clear();
+        std::vector<std::string> changes;
+        if (!notice.empty()) changes.emplace_back("subject \"[INFECTED] Hello\"");
+        if (!change.empty()) changes.emplace_back("attachment 1 \"a\"" + change);
+        for (const std::string& text : {rule_notice, notice})
+            if (!text.empty()) changes.push_back("notice \"" + text + '"');
+        EXPECT_THAT(report.changes, testing::ElementsAreArray(changes));
+        EXPECT_EQ(report.failures.empty(), !change.empty() || notice.empty());
+        EXPECT_EQ(report.left.size(), change.empty());
+        EXPECT_EQ(Kept().size(), !change.empty());
+        Check();
+        const std::string html = Saved(tag::kBodyHtmlA);
+        EXPECT_EQ(html.find(left), html.rfind(left)) << "once, however often it is checked";
+        remove_all(kept_);
     }
 }
 
