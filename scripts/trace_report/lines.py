@@ -1,6 +1,7 @@
 """Reads the lines of trace files, and takes the mails' content out of them."""
 
 import datetime
+import functools
 import re
 from pathlib import Path
 
@@ -205,13 +206,14 @@ def strip(files, out):
     """Writes the lines of `files` without the mails' content; gives how many were written, and how
     many have no line's form and are left out."""
     written = dropped = 0
+    harmless = functools.lru_cache(10_000)(without_content)
     for path in files:
         for number, line in enumerate(read_lines(path)):
             fields = fields_of(line)
             if whole := HEADER_FORM.match(line[:LONGEST_HEADER]) or FOOTER_FORM.match(line):
                 line = whole[0]
             elif fields and number > 0:  # the first of a file that was cut may be a line's end
-                fields[3] = without_content(fields[3], int(fields[2]))
+                fields[3] = harmless(fields[3], int(fields[2]))
                 line = "\t".join(fields)
             else:
                 dropped += 1

@@ -9,7 +9,8 @@
   const columns = data.events.length ? data.events : Array.from({ length: 13 }, () => []);
   const count = columns[0].length;
   const of = (event, column) => columns[column][event];
-  const endOf = (event) => of(event, ENDED) < 0 ? data.until : of(event, ENDED);
+  const endOf = (event) => of(event, ENDED) < 0 ? data.untilOfThread[of(event, THREAD)]
+    : of(event, ENDED);
 
   // Times of the lines, which are stored as steps.
   const times = new Float64Array(data.lines.steps.length);
@@ -73,6 +74,7 @@
   const list = byId("rows"), all = byId("all"), canvas = byId("lanes");
 
   function choose(row, event = -1) {
+    if (row && !shown.includes(row)) showAll();
     chosen = row;
     chosenEvent = event;
     if (row && event < 0) {
@@ -102,8 +104,8 @@
   function bringIntoView(event) {
     const from = Math.min(of(event, ARRIVED), of(event, BEGUN)), to = endOf(event);
     if (to >= view.from && from <= view.to) return;
-    const span = view.to - view.from, middle = (from + to) / 2;
-    setView(middle - span / 2, middle + span / 2);
+    const half = (view.to - view.from) / 2;
+    setView((from + to) / 2 - half, (from + to) / 2 + half);
   }
 
   function select() {
@@ -127,7 +129,12 @@
     view.to = view.from + span;
     paint();
   }
-  function zoom(factor, at = (view.from + view.to) / 2) {
+  // Around the chosen event, if that is in sight.
+  function middle() {
+    const time = chosen ? of(chosenEvent, BEGUN) : NaN;
+    return time >= view.from && time <= view.to ? time : (view.from + view.to) / 2;
+  }
+  function zoom(factor, at = middle()) {
     setView(at - (at - view.from) * factor, at + (view.to - at) * factor);
   }
   function move(part) {
@@ -438,8 +445,8 @@
         element("dd", { className: "text" }, chosen.id || "not in the trace")),
       element("table", {}, element("thead", {}, element("tr", {}, ...head)),
         element("tbody", {}, ...chosen.events.slice(0, 200).map(eventRow))),
-      linesSection(`Lines of the event, ${AROUND} before and after it`, of(chosenEvent, FIRST), of(chosenEvent, LAST),
-        of(chosenEvent, THREAD)));
+      linesSection(`Lines of the event, ${AROUND} before and after it`, of(chosenEvent, FIRST),
+        of(chosenEvent, LAST), of(chosenEvent, THREAD)));
   }
 
   function showLine(line) {
@@ -465,8 +472,8 @@
     if (top < 0 || top + 240 > room) byId("chart").scrollIntoView({ block: "start" });
   }
   function step(by) {
-    const place_ = chosen ? shown.indexOf(chosen) + by : by > 0 ? 0 : shown.length - 1;
-    const row = shown[Math.min(Math.max(place_, 0), shown.length - 1)];
+    const from = chosen ? shown.indexOf(chosen) : by > 0 ? -1 : shown.length;
+    const row = shown[Math.min(Math.max(from + by, 0), shown.length - 1)];
     if (row) choose(row);
   }
   list.addEventListener("keydown", (key) => {
@@ -483,10 +490,7 @@
     if (key.key === "Escape" && !byId("detail").hidden) {
       choose(null);
     } else if (key.key === "Escape") {
-      byId("search").value = "";
-      wanted.clear();
-      showWanted();
-      select();
+      showAll();
       if (typing) list.focus();
     } else if (key.key === "Enter" && key.target === byId("search")) {
       if (shown.length) choose(shown[0]);
@@ -503,6 +507,12 @@
       }
     }
   });
+  function showAll() {
+    byId("search").value = "";
+    wanted.clear();
+    showWanted();
+    select();
+  }
   function showWanted() {
     for (const button of document.querySelectorAll("button[data-outcome]")) {
       button.setAttribute("aria-pressed", String(wanted.has(Number(button.dataset.outcome))));
@@ -540,6 +550,7 @@
   window.addEventListener("resize", paint);
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", paint);
 
+  if (severalDays) document.documentElement.style.setProperty("--began", "146px");
   for (const control of document.querySelectorAll(":disabled")) control.disabled = false;
   byId("chart").hidden = false;
   select();

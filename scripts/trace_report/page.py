@@ -10,6 +10,7 @@ from pathlib import Path
 import jinja2
 from markupsafe import Markup
 
+from trace_report import meaning
 from trace_report import trace as model
 
 FOLDER = Path(__file__).parent
@@ -53,9 +54,9 @@ def slowest(trace, message_ids):
         return max(event.held, event.check)
 
     found = sorted((event for event in trace.events if took(event) >= 0), key=took, reverse=True)
-    limit = dict((road, limit) for road, limit in ((model.OPENED, 500),))
+    limit = dict((road, limit) for road, limit in ((meaning.OPENED, 500),))
     return [{"event": event, "subject": event.message.subject, "id": event.message.entry_id,
-             "road": model.ROADS[event.road], "outcome": model.OUTCOMES[event.outcome],
+             "road": meaning.ROADS[event.road], "outcome": meaning.OUTCOMES[event.outcome],
              "begun": when(event.begun, "%H:%M:%S"), "message": message_ids[event.message],
              "over": event.held > limit.get(event.road, event.held)}
             for event in found[:SLOWEST]]
@@ -75,7 +76,8 @@ def notes(trace):
     if most < model.DETAIL:
         said.append(f"The trace has no line above level {most}: nothing of single messages is in it. "
                     "Have the levels up to 700 written (the product's value TraceLevel), start "
-                    "Outlook anew and do again what went wrong.")
+                    "Outlook anew and do again what went wrong. Until then, answers to the scanner, "
+                    "such as a property that a message does not have, stand among the errors.")
     else:
         said.append("A subject is known where the scanner set the subject or the mail's headers; a "
                     "message that is being sent has no entry id yet. \u201cChecked\u201d says that "
@@ -83,17 +85,19 @@ def notes(trace):
     if trace.anonymous:
         said.append("The mails' content is left out: subjects, header fields, names, addresses.")
     if trace.unknown:
-        said.append(f"{trace.unknown} lines are no trace lines and were passed over.")
+        said.append(f"{trace.unknown} lines are no trace lines and were passed over."
+                    if trace.unknown > 1 else "One line is no trace line and was passed over.")
     if trace.half_calls:
-        said.append(f"{trace.half_calls} calls end in the trace without having begun in it.")
-    open_ends = sum(event.outcome == model.NO_END for event in trace.events)
+        said.append("The beginnings of calls that end in the trace are missing: "
+                    f"{trace.half_calls}.")
+    open_ends = sum(event.outcome == meaning.NO_END for event in trace.events)
     if open_ends:
-        said.append(f"{open_ends} events have no end in it: the trace was cut, Outlook was ended, or "
+        said.append(f"Events without an end: {open_ends}. The trace was cut, Outlook was ended, or "
                     "they went on when it was copied.")
     if any(not run.closed for run in trace.runs):
         said.append("It was not closed in good order: Outlook was running, or did not end by itself.")
     if trace.clock_steps:
-        said.append(f"The clock went back {trace.clock_steps} times by more than a second.")
+        said.append(f"The clock went back by more than a second, times: {trace.clock_steps}.")
     if trace.date_is_assumed:
         said.append("A file's beginning is missing; its date is taken from the file's last change.")
     if trace.lines_left_out:
@@ -124,7 +128,7 @@ def lanes_of(trace):
                 lanes.append("")
             lane = of_thread[thread.index] = others[thread.run.number]
             count = sum(of == lane for of in of_thread.values())
-            lanes[lane] = f"{process}{count} other thread{'s' * (count > 1)}"
+            lanes[lane] = f"{process}{count} {'other ' * bool(busy)}thread{'s' * (count > 1)}"
     return lanes, [of_thread[thread.index] for thread in trace.threads]
 
 
@@ -154,12 +158,13 @@ def data_of(trace, message_ids):
     return {
         "base": base,
         "until": max(trace.times, default=base) - base,
-        "outcomes": model.OUTCOMES,
-        "roads": model.ROADS,
+        "outcomes": meaning.OUTCOMES,
+        "roads": meaning.ROADS,
         "limits": {name: limit for _, names_of, limit in LIMITS for name in names_of},
         "lanes": lanes,
         "threads": [thread.number for thread in trace.threads],
         "laneOfThread": lane_of_thread,
+        "untilOfThread": [at(thread.run.last) for thread in trace.threads],
         "messages": [[message.entry_id, message.subject] for message in message_ids],
         "events": events,
         "reasons": list(reasons),
@@ -199,7 +204,7 @@ def render(trace):
                                      undefined=jinja2.StrictUndefined, trim_blocks=True,
                                      lstrip_blocks=True)
     counts = [sum(event.outcome == outcome for event in trace.events)
-              for outcome in range(len(model.OUTCOMES))]
+              for outcome in range(len(meaning.OUTCOMES))]
     files = [f"process {run.process or 'unknown'}, {run.file}"
              + (f", version {run.version}" if run.version else "")
              + (f", {run.zone}" if run.zone else "") for run in trace.runs]
@@ -210,6 +215,6 @@ def render(trace):
         title=", ".join(trace.files[:3]) + (", \u2026" if len(trace.files) > 3 else ""),
         files=files, first=when(min(trace.times)), last=when(max(trace.times)),
         lines=trace.lines, messages=len(message_ids), events=len(trace.events),
-        outcomes=list(zip(model.OUTCOMES, counts)), limits=limits(trace), occurrences=OCCURRENCES,
+        outcomes=list(zip(meaning.OUTCOMES, counts)), limits=limits(trace), occurrences=OCCURRENCES,
         slowest=slowest(trace, message_ids), troubles=troubles(trace),
         all_troubles=len(trace.troubles), notes=notes(trace))
