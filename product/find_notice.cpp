@@ -11,21 +11,6 @@ namespace {
 constexpr std::size_t kMostLines = 10;
 constexpr std::size_t kLongestNameShown = 120;
 
-// With references for all but ASCII.
-std::string AsHtml(std::string_view text) {
-    std::string html;
-    while (!text.empty()) {
-        const auto [code_point, length] = vek::DecodeUtf8(text);
-        if (code_point < 0x80) {
-            html += text.front();
-        } else {
-            html += "&#" + std::to_string(static_cast<std::uint32_t>(code_point)) + ';';
-        }
-        text.remove_prefix(length);
-    }
-    return html;
-}
-
 bool IsRightToLeft(std::string_view text) {
     while (!text.empty()) {
         const auto [code_point, length] = vek::DecodeUtf8(text);
@@ -59,6 +44,20 @@ const std::string& TextFor(DangerousAttachment::Fate fate, const NoticeTexts& te
 
 }  // namespace
 
+std::string WithReferences(std::string_view text) {
+    std::string html;
+    while (!text.empty()) {
+        const auto [code_point, length] = vek::DecodeUtf8(text);
+        if (code_point < 0x80) {
+            html += text.front();
+        } else {
+            html += "&#" + std::to_string(static_cast<std::uint32_t>(code_point)) + ';';
+        }
+        text.remove_prefix(length);
+    }
+    return html;
+}
+
 std::string FindNotice(const NoticeTexts& texts, std::string_view body_find,
                        std::vector<DangerousAttachment> attachments) {
     std::string notice;
@@ -66,15 +65,15 @@ std::string FindNotice(const NoticeTexts& texts, std::string_view body_find,
                          const std::string& second) {
         notice += notice.empty() ? "" : "\r\n";
         notice += IsRightToLeft(form)
-                      ? FromRight(Fill(AsHtml(form), FromLeft(first), FromLeft(second)))
-                      : Fill(AsHtml(form), first, second);
+                      ? FromRight(Fill(WithReferences(form), FromLeft(first), FromLeft(second)))
+                      : Fill(WithReferences(form), first, second);
     };
-    if (!body_find.empty()) add(texts.body, AsHtml(AsPlainWords(body_find)), {});
+    if (!body_find.empty()) add(texts.body, WithReferences(AsPlainWords(body_find)), {});
     std::ranges::stable_sort(attachments, {}, &DangerousAttachment::fate);
     for (std::size_t i = 0; i < std::min(attachments.size(), kMostLines); ++i) {
         const DangerousAttachment& attachment = attachments[i];
         add(TextFor(attachment.fate, texts), AsPlainWords(attachment.name),
-            AsHtml(AsPlainWords(attachment.find)));
+            WithReferences(AsPlainWords(attachment.find)));
     }
     if (attachments.size() > kMostLines)
         add(texts.more, std::to_string(attachments.size() - kMostLines), {});
