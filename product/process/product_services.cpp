@@ -96,10 +96,12 @@ ProductServices::ProductServices(const ProductOptions& options, const Log& log, 
       engine_(LoadEngine(options.rules, [choice = choice_] { return choice->Current(); })),
       clean_(std::make_shared<CleanMemory>(CleanLimitsOf(settings_))),
       kept_(std::make_shared<KeptStore>(options.kept, KeptLimitsOf(settings_), log)),
-      texts_(vek::MakeObject<LocalizationService>(options.texts, options.resources, log)),
+      texts_(std::make_shared<TextFolder>(options.texts, log)),
+      resources_(options.resources),
       expiring_([kept = kept_](std::stop_token stop) { ExpireDaily(stop, *kept); }) {}
 
 vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller& caller) const {
+    const auto texts = vek::MakeObject<LocalizationService>(texts_, resources_);
     vek::RefPtr<IMailScanner> scanner;
     if (scans_) {
         scanner = vek::MakeObject<MailScanner>(
@@ -116,7 +118,7 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
                 if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
                     finds->Add(caller.account, *std::move(find));
             },
-            ScanMemory{clean_, {kept_, caller.account}});
+            ScanMemory{clean_, {kept_, caller.account}, [texts] { return texts->Notices(); }});
     } else {
         scanner = vek::MakeObject<ScriptedScanner>([](bool, auto&) { return vek::result::kOk; });
     }
@@ -124,18 +126,21 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     using namespace plugins::product;
     services->Offer(IProductSettings::kInterfaceId,
                     WithSteps(vek::MakeObject<SettingsService>(settings_, caller, log_), reach_));
-    services->Offer(ILocalization::kInterfaceId, texts_);
+    services->Offer(ILocalization::kInterfaceId, vek::RefPtr<ILocalization>(texts));
+    services->Offer(IUserLanguage::kInterfaceId,
+                    WithSteps(vek::RefPtr<IUserLanguage>(texts), reach_));
     services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(
                                                        log_,
                                                        [road = road_, session = caller.session_id] {
                                                            StartSettingsWindow(road, session);
                                                        },
                                                        caller, openings_));
-    services->Offer(IProductStatus::kInterfaceId, vek::MakeObject<StatusService>(
-                                                      [settings = settings_, engine = engine_] {
-                                                          return StatusOf(*settings, *engine);
-                                                      },
-                                                      finds_, caller.account));
+    services->Offer(IProductStatus::kInterfaceId,
+                    vek::MakeObject<StatusService>(
+                        [settings = settings_, engine = engine_, choice = choice_] {
+                            return StatusOf(*settings, *engine, *choice);
+                        },
+                        finds_, caller.account));
     return WithSteps(std::move(services), reach_);
 }
 

@@ -3,7 +3,6 @@
 #include <memory>
 #include <thread>
 
-#include "private_include/common/localization.h"
 #include "private_include/common/service_locator.h"
 #include "product/caller.h"
 #include "product/clamd/engine_choice.h"
@@ -17,6 +16,7 @@
 #include "product/settings_window_service.h"
 #include "product/status/find_history.h"
 #include "product/status/settings_window_start.h"
+#include "product/text_folder.h"
 #include "vek/core/ref_ptr.h"
 
 namespace reference_product {
@@ -49,7 +49,8 @@ private:
     const std::shared_ptr<const ScannerEngine> engine_;
     const std::shared_ptr<CleanMemory> clean_;
     const std::shared_ptr<KeptStore> kept_;
-    const vek::RefPtr<plugins::product::ILocalization> texts_;
+    const std::shared_ptr<TextFolder> texts_;
+    const std::filesystem::path resources_;
     const std::shared_ptr<WindowOpenings> openings_ = std::make_shared<WindowOpenings>();
     const std::jthread expiring_;  // of what is kept; ends with this object
 };

@@ -92,16 +92,11 @@ public:
 
     vek::result_t GetValue(const char* name, char* buffer, std::uint32_t capacity,
                            std::uint32_t* size) noexcept override {
-        if (name == nullptr || size == nullptr || (buffer == nullptr && capacity != 0))
-            return result::kInvalidArgument;
+        if (name == nullptr) return result::kInvalidArgument;
         return Run([&] {
             const std::optional<std::string> found = Value(name);
             if (!found) return result::kNotFound;
-            const std::string& value = *found;
-            *size = static_cast<std::uint32_t>(value.size() + 1);
-            if (*size > capacity) return result::kBufferTooSmall;
-            std::memcpy(buffer, value.c_str(), *size);
-            return result::kOk;
+            return plugins::product_info::CopyValue(*found, buffer, capacity, size);
         });
     }
 

@@ -27,7 +27,8 @@ constexpr auto kSilent = [](std::string_view) {};
 
 // Every text is its key.
 WindowTexts Keys() {
-    return WindowTexts(vek::MakeObject<LocalizationService>("none", "none", kSilent));
+    return WindowTexts(vek::MakeObject<LocalizationService>(
+        std::make_shared<TextFolder>("none", kSilent), "none"));
 }
 
 TEST(SettingsWindow, SaysWhetherMailIsCheckedAndWhoDecides) {
