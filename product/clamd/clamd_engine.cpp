@@ -135,13 +135,27 @@ public:
           limit_(options_.streams),
           pool_(options_.addresses, clock),
           names_(io_, clock),
-          ask_(io_) {
+          ask_(io_),
+          work_(io_.get_executor()) {
         state_.trouble = "clamd has not answered yet";
-        asio::post(io_, [this] { AskVersion(); });
+        asio::post(io_, [this] {
+            if (!closing_) AskVersion();
+        });
         thread_ = std::thread([this] { Run(); });
     }
+    // The messages are done, and so are their streams or about to be: what is closed is let go of
+    // before the thread ends.
     ~ClamdEngine() override {
-        io_.stop();
+        try {
+            asio::post(io_, [this] {
+                closing_ = true;
+                ask_.cancel();
+                if (const auto question = question_.lock()) question->GiveUp();
+                work_.reset();
+            });
+        } catch (const std::bad_alloc&) {
+            io_.stop();
+        }
         thread_.join();
     }
     ClamdEngine(const ClamdEngine&) = delete;
@@ -173,7 +187,6 @@ public:
 private:
     // What runs short of memory is given up; its deadline ends it for those who wait.
     void Run() {
-        const auto work = asio::make_work_guard(io_);
         while (!io_.stopped()) {
             try {
                 io_.run();
@@ -192,6 +205,7 @@ private:
         Append(command, std::string_view("zVERSION\0", 9));
         question->Send(std::move(command), true);
         question->Start();
+        question_ = question;
         asking_ = true;
     }
 
@@ -226,9 +240,10 @@ private:
     }
 
     void AskAt(steady_clock::time_point time) {
+        if (closing_) return;
         ask_.expires_at(time);
         ask_.async_wait([this](const asio::error_code& error) {
-            if (!error && !asking_) AskVersion();
+            if (!error && !asking_ && !closing_) AskVersion();
         });
     }
 
@@ -243,7 +258,10 @@ private:
     AddressPool pool_;
     HostNames names_;
     asio::steady_timer ask_;
+    asio::executor_work_guard<asio::io_context::executor_type> work_;
+    std::weak_ptr<ClamdExchange> question_;
     bool asking_ = false;
+    bool closing_ = false;
     steady_clock::time_point asked_;
 
     std::thread thread_;

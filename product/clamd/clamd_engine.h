@@ -24,7 +24,7 @@ struct ClamdOptions {
 
 // Makes the engine, which must outlive its messages' contents; `clock` must outlive the engine. It
 // asks clamd for its version at once and then from time to time, and tells the log when it learns
-// another or cannot check. Its end waits for nothing. Raises std::system_error when no thread can
+// another or cannot check. Its end waits for no daemon. Raises std::system_error when no thread can
 // be started.
 std::unique_ptr<ContentEngine> MakeClamdEngine(ClamdOptions options, Log log,
                                                vek::platform::Clock& clock);

@@ -27,7 +27,6 @@ ClamdExchange::ClamdExchange(ClamdRoad road, Clock::time_point deadline, StreamL
       deadline_(deadline),
       slot_(std::move(slot)),
       done_(std::move(done)),
-      socket_(road.io),
       whole_(road.io),
       attempt_(road.io) {}
 
@@ -108,14 +107,18 @@ void ClamdExchange::FoundHost(const HostNames::Addresses& addresses, const std::
 void ClamdExchange::NextEndpoint() {
     const ClamdProtocol::endpoint endpoint = endpoints_.back();
     endpoints_.pop_back();
-    Error error = OpenUninherited(socket_, endpoint.protocol());
+    socket_ = std::make_shared<ClamdProtocol::socket>(road_.io);
+    Error error = OpenUninherited(*socket_, endpoint.protocol());
     if (error) return Unreachable(TextOf(error));
     LimitAttempt(per_endpoint_);
-    socket_.async_connect(endpoint,
-                          [self = shared_from_this(), generation = generation_](Error failure) {
-                              if (generation != self->generation_) return;
-                              failure ? self->Unreachable(TextOf(failure)) : self->Connected();
-                          });
+    const auto connected = [self = shared_from_this(), socket = socket_,
+                            generation = generation_](Error failure) {
+        if (generation != self->generation_) return;
+        // A Unix socket whose queue is full is neither connected nor says so.
+        if (!failure) socket->remote_endpoint(failure);
+        failure ? self->Unreachable(TextOf(failure)) : self->Connected();
+    };
+    socket_->async_connect(endpoint, connected);
 }
 
 // The attempt at work ends with its failure or with the limit.
@@ -129,8 +132,7 @@ void ClamdExchange::LimitAttempt(Clock::duration limit) {
 
 void ClamdExchange::Unreachable(std::string_view why) {
     ++generation_;
-    Error ignored;
-    socket_.close(ignored);
+    LetGo();
     if (!endpoints_.empty()) return NextEndpoint();
     road_.pool.CouldNotBeReached(number(), std::string(why));
     NextAddress();
@@ -141,7 +143,7 @@ void ClamdExchange::Connected() {
     attempt_.cancel();
     connected_ = true;
     Error ignored;  // a Unix socket has no such option
-    socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+    socket_->set_option(asio::ip::tcp::no_delay(true), ignored);
     Read();
     Write();
 }
@@ -157,8 +159,8 @@ void ClamdExchange::Write() {
     }
     changed_.notify_all();
     writing_ = true;
-    asio::async_write(socket_, asio::buffer(written_),
-                      [self = shared_from_this()](Error error, std::size_t) {
+    asio::async_write(*socket_, asio::buffer(written_),
+                      [self = shared_from_this(), socket = socket_](Error error, std::size_t) {
                           self->writing_ = false;
                           // What the daemon has said before it closed is still to be read.
                           self->write_failed_ = static_cast<bool>(error);
@@ -167,10 +169,9 @@ void ClamdExchange::Write() {
 }
 
 void ClamdExchange::Read() {
-    socket_.async_read_some(asio::buffer(answer_) + received_,
-                            [self = shared_from_this()](Error error, std::size_t size) {
-                                self->Received(error, size);
-                            });
+    socket_->async_read_some(asio::buffer(answer_) + received_,
+                             [self = shared_from_this(), socket = socket_](
+                                 Error error, std::size_t size) { self->Received(error, size); });
 }
 
 void ClamdExchange::Received(Error error, std::size_t size) {
@@ -204,6 +205,16 @@ void ClamdExchange::Late() {
         daemon + (writing_ ? " did not take the content" : " did not answer"));
 }
 
+// Cancelled operations come back in each system; of a socket that is closed before, some do not.
+// With the last of them it is closed.
+void ClamdExchange::LetGo() {
+    if (!socket_) return;
+    Error ignored;
+    socket_->shutdown(asio::socket_base::shutdown_both, ignored);
+    socket_->cancel(ignored);
+    socket_.reset();
+}
+
 void ClamdExchange::End(ExchangeEnd::Kind kind, std::string text) {
     {
         const std::lock_guard guard(lock_);
@@ -213,8 +224,7 @@ void ClamdExchange::End(ExchangeEnd::Kind kind, std::string text) {
         pieces_.clear();
     }
     ++generation_;
-    Error ignored;
-    socket_.close(ignored);
+    LetGo();
     whole_.cancel();
     attempt_.cancel();
     slot_.reset();

@@ -80,6 +80,7 @@ private:
     void Read();
     void Received(Error error, std::size_t size);
     void Failed(std::string_view what);
+    void LetGo();
     void Late();
     void End(ExchangeEnd::Kind kind, std::string text);
     std::size_t number() const { return order_[tried_ - 1]; }  // of the address at work
@@ -88,7 +89,8 @@ private:
     const Clock::time_point deadline_;
     StreamLimit::Slot slot_;
     Done done_;
-    ClamdProtocol::socket socket_;
+    // Of the connection at work. What waits in it shares it.
+    std::shared_ptr<ClamdProtocol::socket> socket_;
     asio::steady_timer whole_;    // the deadline
     asio::steady_timer attempt_;  // the limit of finding or connecting to one endpoint
     std::vector<std::size_t> order_;

@@ -12,7 +12,7 @@
 #include "product/clamd/clamd_socket.h"
 
 namespace sandbox {
-namespace {
+namespace clamd {
 
 using Protocol = asio::generic::stream_protocol;
 using Acceptor = asio::basic_socket_acceptor<Protocol>;
@@ -151,7 +151,9 @@ private:
     std::string sent_;
 };
 
-}  // namespace
+}  // namespace clamd
+
+using namespace clamd;
 
 class StandInClamd::Daemon {
 public:
