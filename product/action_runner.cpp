@@ -113,7 +113,7 @@ void ActionRunner::Run() {
     RunSubject();
     for (const Action* action : plain_actions_) RunHeader(*action);
     for (std::size_t i = 0; i < attachments_.size(); ++i) RunAttachment(i);
-    for (const std::string_view notice : notices_) RunNotice(notice);
+    for (const std::string_view notice : notices_) RunNotice(WithReferences(notice));
     const std::string notice = FindNotice(texts_, body_find_, std::move(dangerous_));
     if (!notice.empty()) RunNotice(notice);
 }

@@ -30,6 +30,9 @@ struct DangerousAttachment {
 std::string FindNotice(const NoticeTexts& texts, std::string_view body_find,
                        std::vector<DangerousAttachment> attachments);
 
+// The text with character references for all but ASCII: as a body takes it whatever its code page.
+std::string WithReferences(std::string_view text);
+
 // Gives the content that is put in place of a dangerous one: UTF-8, and marked as such if need be.
 std::string FindReplacement(const NoticeTexts& texts, std::string_view find);
 

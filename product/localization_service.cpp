@@ -1,11 +1,9 @@
 #include "product/localization_service.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
-#include "product/state/strict_json.h"
 #include "vek/core/border.h"
 
 namespace reference_product {
@@ -13,7 +11,6 @@ namespace {
 
 namespace result = vek::result;
 using plugins::product::kDefaultResourceKind;
-using plugins::product::LocalizationPair;
 
 // Gives the path within the resource folder, or an empty one when it leads elsewhere. Both '/' and
 // '\' separate names.
@@ -27,39 +24,53 @@ std::filesystem::path InsideFolder(std::string_view relative_path) {
     return path.empty() || *path.begin() == ".." ? std::filesystem::path() : path;
 }
 
+constexpr std::pair<std::string_view, std::string NoticeTexts::*> kNotices[] = {
+    {"NoticeReplaced", &NoticeTexts::replaced}, {"NoticeDeleted", &NoticeTexts::deleted},
+    {"NoticeLeft", &NoticeTexts::left},         {"NoticeBody", &NoticeTexts::body},
+    {"NoticeMore", &NoticeTexts::more},         {"NoticeReplacement", &NoticeTexts::replacement},
+};
+
 }  // namespace
 
-LocalizationService::Texts LocalizationService::Parse(std::string_view text) {
-    const nlohmann::json value = nlohmann::json::parse(text);
-    RequireMembers(value, {"rightToLeft", "texts"});
-    Texts texts;
-    texts.right_to_left = RequireBool(value, "rightToLeft");
-    for (const nlohmann::json& pair : value.at("texts")) {
-        RequireMembers(pair, {"resourceName", "utf8Value"});
-        texts.pairs.push_back(
-            {pair.at("resourceName").get<std::string>(), pair.at("utf8Value").get<std::string>()});
-    }
-    std::ranges::sort(texts.pairs, {}, &LocalizationPair::resourceName);
-    const auto twice = std::ranges::adjacent_find(texts.pairs, {}, &LocalizationPair::resourceName);
-    if (twice != texts.pairs.end())
-        throw std::runtime_error(twice->resourceName + " has two texts");
-    return texts;
-}
+LocalizationService::LocalizationService(std::shared_ptr<TextFolder> texts,
+                                         std::filesystem::path resources,
+                                         std::string_view languages)
+    : texts_(std::move(texts)), resources_(std::move(resources)), tags_(TextTags(languages)) {}
 
-LocalizationService::LocalizationService(std::filesystem::path texts,
-                                         std::filesystem::path resources, Log log)
-    : texts_(std::move(texts), Parse, std::move(log)), resources_(std::move(resources)) {}
+std::vector<std::string> LocalizationService::Tags() {
+    const std::lock_guard guard(lock_);
+    return tags_;
+}
 
 vek::result_t LocalizationService::GetText(std::uint32_t kind, std::string_view key,
                                            std::string& text) noexcept {
     if (kind != kDefaultResourceKind) return result::kInvalidArgument;
     return vek::AtBorder([&] {
-        std::shared_ptr<const Texts> texts;
-        if (const vek::result_t code = texts_.Get(texts); vek::Failed(code)) return code;
-        const auto found =
-            std::ranges::lower_bound(texts->pairs, key, {}, &LocalizationPair::resourceName);
-        if (found == texts->pairs.end() || found->resourceName != key) return result::kNotFound;
-        text = found->utf8Value;
+        TextFolder::TextsPtr texts;
+        if (const vek::result_t code = texts_->Get(Tags(), texts); vek::Failed(code)) return code;
+        const std::string* found = texts->Find(key);
+        if (found == nullptr && vek::Succeeded(texts_->GetEnglish(texts))) found = texts->Find(key);
+        if (found == nullptr) return result::kNotFound;
+        text = *found;
+        return result::kOk;
+    });
+}
+
+NoticeTexts LocalizationService::Notices() {
+    NoticeTexts notices;
+    TextFolder::TextsPtr texts;
+    if (vek::Failed(texts_->Get(Tags(), texts))) return notices;
+    for (const auto& [key, notice] : kNotices)
+        if (const std::string* const found = texts->Find(key)) notices.*notice = *found;
+    return notices;
+}
+
+vek::result_t LocalizationService::SetUserLanguages(std::string_view languages) noexcept {
+    if (languages.size() > plugins::product::kLongestUserLanguages) return result::kInvalidArgument;
+    return vek::AtBorder([&] {
+        std::vector<std::string> tags = TextTags(languages);
+        const std::lock_guard guard(lock_);
+        tags_ = std::move(tags);
         return result::kOk;
     });
 }
@@ -81,8 +92,8 @@ vek::result_t LocalizationService::ResolveResource(std::uint32_t kind,
 
 vek::result_t LocalizationService::IsRightToLeft(bool& right_to_left) noexcept {
     return vek::AtBorder([&] {
-        std::shared_ptr<const Texts> texts;
-        if (const vek::result_t code = texts_.Get(texts); vek::Failed(code)) return code;
+        TextFolder::TextsPtr texts;
+        if (const vek::result_t code = texts_->Get(Tags(), texts); vek::Failed(code)) return code;
         right_to_left = texts->right_to_left;
         return result::kOk;
     });

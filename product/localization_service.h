@@ -1,20 +1,29 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "private_include/common/localization.h"
-#include "product/edited_file.h"
+#include "private_include/common/user_language.h"
+#include "product/notice_texts.h"
+#include "product/text_folder.h"
 #include "vek/core/object.h"
 
 namespace reference_product {
 
-// Serves the texts of a file like texts.json and the files of a resource folder. A path that leads
-// out of the folder gives kInvalidArgument, a missing texts file kNotFound, a malformed one
-// kInvalidType. Any thread may call it.
-class LocalizationService final : public vek::ObjectImpl<plugins::product::ILocalization> {
+// Serves one caller the texts in his user's language, and the files of a resource folder. A text
+// that the language lacks is the English one; failures are those of the folder of texts. A path
+// that leads out of the resource folder gives kInvalidArgument. Any thread may call it.
+class LocalizationService final
+    : public vek::ObjectImpl<plugins::product::ILocalization, plugins::product::IUserLanguage> {
 public:
-    LocalizationService(std::filesystem::path texts, std::filesystem::path resources, Log log);
+    // `languages` as for SetUserLanguages, which changes them.
+    LocalizationService(std::shared_ptr<TextFolder> texts, std::filesystem::path resources,
+                        std::string_view languages = {});
 
     vek::result_t GetText(std::uint32_t kind, std::string_view key,
                           std::string& text) noexcept override;
@@ -22,15 +31,19 @@ public:
                                   std::string& path) noexcept override;
     vek::result_t IsRightToLeft(bool& right_to_left) noexcept override;
 
-private:
-    struct Texts {
-        bool right_to_left = false;
-        std::vector<plugins::product::LocalizationPair> pairs;  // by name
-    };
-    static Texts Parse(std::string_view text);
+    vek::result_t SetUserLanguages(std::string_view languages) noexcept override;
 
-    EditedFile<Texts> texts_;
+    // The texts of the notices in the user's mail; what the folder lacks is English. May raise for
+    // want of memory.
+    NoticeTexts Notices();
+
+private:
+    std::vector<std::string> Tags();
+
+    const std::shared_ptr<TextFolder> texts_;
     const std::filesystem::path resources_;
+    std::mutex lock_;  // guards what follows
+    std::vector<std::string> tags_;
 };
 
 }  // namespace reference_product

@@ -8,6 +8,10 @@ namespace {
 
 constexpr std::chrono::seconds kPause{1};
 
+// So long another is asked rather than one that failed: each attempt at a host that is switched off
+// may take seconds.
+constexpr std::chrono::seconds kDistrust{30};
+
 }  // namespace
 
 AddressPool::AddressPool(std::vector<EngineAddress> addresses, vek::platform::Clock& clock)
@@ -15,16 +19,18 @@ AddressPool::AddressPool(std::vector<EngineAddress> addresses, vek::platform::Cl
     for (EngineAddress& address : addresses) entries_.push_back({std::move(address)});
 }
 
-bool AddressPool::IsRecent(const Time& time) const {
-    return time && clock_.AwakeTime() - *time < kPause;
+bool AddressPool::IsWithin(std::chrono::milliseconds limit, const Time& time) const {
+    return time && clock_.AwakeTime() - *time < limit;
 }
 
 std::vector<std::size_t> AddressPool::Order() const {
     std::vector<std::size_t> order;
     for (std::size_t i = 0; i != entries_.size(); ++i)
-        if (!IsRecent(entries_[i].unreachable)) order.push_back(i);
-    std::stable_partition(order.begin(), order.end(),
-                          [this](std::size_t i) { return !IsRecent(entries_[i].failed); });
+        if (!IsWithin(kPause, entries_[i].unreachable)) order.push_back(i);
+    std::stable_partition(order.begin(), order.end(), [this](std::size_t i) {
+        return !IsWithin(kDistrust, entries_[i].failed) &&
+               !IsWithin(kDistrust, entries_[i].unreachable);
+    });
     return order;
 }
 

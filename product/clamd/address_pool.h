@@ -13,14 +13,15 @@
 
 namespace reference_product {
 
-// clamd's addresses, and which of them failed within the last second. For one thread.
+// clamd's addresses, and which of them failed lately. For one thread.
 class AddressPool {
 public:
     // `clock` must outlive the pool.
     AddressPool(std::vector<EngineAddress> addresses, vek::platform::Clock& clock);
 
-    // The addresses to be tried now, by their numbers: in the configured order, but without those
-    // that could not be reached within the last second; those that failed otherwise come last.
+    // The addresses to be tried now, by their numbers: in the configured order, but those that
+    // failed within the last 30 seconds come last, and without those that could not be reached
+    // within the last second.
     std::vector<std::size_t> Order() const;
     // Why nobody can be reached, after each of Order() has been tried.
     std::string Trouble() const;
@@ -41,7 +42,7 @@ private:
         std::string why{};
     };
 
-    bool IsRecent(const Time& time) const;
+    bool IsWithin(std::chrono::milliseconds limit, const Time& time) const;
 
     vek::platform::Clock& clock_;
     std::vector<Entry> entries_;

@@ -20,7 +20,7 @@ struct Option {
 constexpr Option kFiles[] = {
     {"--rules", &ProductOptions::rules, &ProductOptions::folder, "sample.rules"},
     {"--settings", &ProductOptions::settings, &ProductOptions::data, "settings.json"},
-    {"--texts", &ProductOptions::texts, &ProductOptions::folder, "texts.json"},
+    {"--texts", &ProductOptions::texts, &ProductOptions::folder, "texts"},
     {"--resources", &ProductOptions::resources, &ProductOptions::folder, "resources"},
     {"--log", &ProductOptions::log, &ProductOptions::private_data, "product.log"},
     {"--reports", &ProductOptions::reports, &ProductOptions::private_data, "reports.jsonl"},
@@ -120,7 +120,7 @@ std::optional<ProductOptions> ParseOptions(std::span<char* const> arguments) {
 
 void PrintUsage(std::ostream& out) {
     out << "usage: mlxo_product [--console] --folder DIR [--rules FILE] [--settings FILE]\n"
-           "                    [--texts FILE] [--resources DIR] [--log FILE] [--reports FILE]\n"
+           "                    [--texts DIR] [--resources DIR] [--log FILE] [--reports FILE]\n"
            "                    [--kept-in DIR] [--no-scan] [--no-process-access]\n"
            "                    [--silent-at STEP | --stopped-at STEP]\n"
            "       mlxo_product --folder DIR --stop\n"

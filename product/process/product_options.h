@@ -34,7 +34,7 @@ struct ProductOptions {
     std::filesystem::path private_data;  // the service's: in `data`, "private"; else `folder`
     std::filesystem::path rules;         // in `folder`, sample.rules
     std::filesystem::path settings;      // in `data`, settings.json
-    std::filesystem::path texts;         // in `folder`, texts.json
+    std::filesystem::path texts;         // in `folder`, texts
     std::filesystem::path resources;     // in `folder`, resources
     std::filesystem::path log;           // in `private_data`, product.log
     std::filesystem::path reports;       // in `private_data`, reports.jsonl

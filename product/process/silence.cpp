@@ -16,9 +16,11 @@ namespace {
 using plugins::mail_processing::IMailMessage;
 using plugins::mail_processing::IMailScanner;
 using plugins::product::IProductSettings;
+using plugins::product::IUserLanguage;
 
-constexpr std::array<std::string_view, 7> kStepNames = {
-    "accept", "features", "locator", "get-interface", "settings", "check", "mail-object"};
+constexpr std::array<std::string_view, 8> kStepNames = {"accept",        "features",   "locator",
+                                                        "get-interface", "language",   "settings",
+                                                        "check",         "mail-object"};
 
 class LocatorWithSteps final : public vek::ObjectImpl<plugins::IServiceLocator> {
 public:
@@ -33,6 +35,21 @@ public:
 
 private:
     const vek::RefPtr<plugins::IServiceLocator> locator_;
+    const ReachStep reach_;
+};
+
+class LanguageWithSteps final : public vek::ObjectImpl<IUserLanguage> {
+public:
+    LanguageWithSteps(vek::RefPtr<IUserLanguage> language, ReachStep reach)
+        : language_(std::move(language)), reach_(std::move(reach)) {}
+
+    vek::result_t SetUserLanguages(std::string_view languages) noexcept override {
+        reach_(Step::kLanguage);
+        return language_->SetUserLanguages(languages);
+    }
+
+private:
+    const vek::RefPtr<IUserLanguage> language_;
     const ReachStep reach_;
 };
 
@@ -80,6 +97,11 @@ vek::RefPtr<plugins::IServiceLocator> WithSteps(vek::RefPtr<plugins::IServiceLoc
                                                 ReachStep reach) {
     if (!reach) return locator;
     return vek::MakeObject<LocatorWithSteps>(std::move(locator), std::move(reach));
+}
+
+vek::RefPtr<IUserLanguage> WithSteps(vek::RefPtr<IUserLanguage> language, ReachStep reach) {
+    if (!reach) return language;
+    return vek::MakeObject<LanguageWithSteps>(std::move(language), std::move(reach));
 }
 
 vek::RefPtr<IProductSettings> WithSteps(vek::RefPtr<IProductSettings> settings, ReachStep reach) {

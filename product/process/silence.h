@@ -9,12 +9,22 @@
 #include "private_include/common/mail_scanner.h"
 #include "private_include/common/product_settings.h"
 #include "private_include/common/service_locator.h"
+#include "private_include/common/user_language.h"
 #include "vek/core/ref_ptr.h"
 
 namespace reference_product {
 
 // What a caller of the product comes to, in this order.
-enum class Step { kAccept, kFeatures, kLocator, kGetInterface, kSettings, kCheck, kMailObject };
+enum class Step {
+    kAccept,
+    kFeatures,
+    kLocator,
+    kGetInterface,
+    kLanguage,
+    kSettings,
+    kCheck,
+    kMailObject
+};
 
 // Where a product falls silent, and how: it never answers those who come to the step, or the whole
 // process stops when the first does.
@@ -23,8 +33,8 @@ struct Silence {
     bool stops_process;
 };
 
-// The step of that name: "accept", "features", "locator", "get-interface", "settings", "check" or
-// "mail-object".
+// The step of that name: "accept", "features", "locator", "get-interface", "language", "settings",
+// "check" or "mail-object".
 std::optional<Step> StepNamed(std::string_view name) noexcept;
 
 // Stops every thread of this process; returns when somebody has it go on.
@@ -39,6 +49,8 @@ ReachStep MakeReachStep(const std::optional<Silence>& silence);
 // function.
 vek::RefPtr<plugins::IServiceLocator> WithSteps(vek::RefPtr<plugins::IServiceLocator> locator,
                                                 ReachStep reach);
+vek::RefPtr<plugins::product::IUserLanguage> WithSteps(
+    vek::RefPtr<plugins::product::IUserLanguage> language, ReachStep reach);
 vek::RefPtr<plugins::product::IProductSettings> WithSteps(
     vek::RefPtr<plugins::product::IProductSettings> settings, ReachStep reach);
 // The scanner comes to the mail object before it looks at the message.

@@ -17,6 +17,7 @@
 #include "product/state/places.h"
 #include "product/status/settings_window_start.h"
 #include "vek/platform/handle_win32.h"
+#include "vek/platform/user_languages.h"
 
 namespace reference_product {
 namespace {
@@ -118,8 +119,9 @@ int Run(HINSTANCE program, bool is_wanted) {
     plugins::loader::ServiceAccess services(
         plugins::loader::ProductLoaderFactory({}, {}, ProductInterfaces()));
     const std::filesystem::path folder = ModuleFolder();
-    const auto texts = vek::MakeObject<LocalizationService>(folder / "texts.json",
-                                                            folder / "resources", [](auto) {});
+    const auto texts = vek::MakeObject<LocalizationService>(
+        std::make_shared<TextFolder>(folder / "texts", [](auto) {}), folder / "resources",
+        vek::platform::UserLanguages());
     std::unique_ptr<SettingsDialog> dialog;
     const auto show = [&] {
         if (dialog) return dialog->BringToFront();

@@ -78,14 +78,15 @@ protected:
     }
 
     void Offer(const std::string& hint) {
-        std::ofstream(folder_.path() / "texts.json")
+        std::ofstream(folder_.path() / "en.json")
             << R"({"rightToLeft": false, "texts": [)"
             << R"({"resourceName": "AntiVirusDisableOrConfigure", "utf8Value": ")" << hint
             << R"("}, {"resourceName": "AntiVirusSettingsWhenRead", "utf8Value": "when &read"}]})";
-        product_->Offer(
-            product::ILocalization::kInterfaceId,
+        const vek::RefPtr<product::ILocalization> texts =
             vek::MakeObject<reference_product::LocalizationService>(
-                folder_.path() / "texts.json", folder_.path(), [](std::string_view) {}));
+                std::make_shared<reference_product::TextFolder>(folder_.path(), [](auto) {}),
+                folder_.path());
+        product_->Offer(product::ILocalization::kInterfaceId, texts);
     }
 
     template <class Interface = IUnknown>

@@ -223,7 +223,7 @@ TEST_F(ScannerEngineTest, DoesWhatRulesSay) {
     constexpr std::string_view kRules = R"(
         when any do set-subject "[a] {subject}", set-property 0x3FFF001E "v"
         when any do set-subject "[b] {subject}!", set-header "X-A: 1", add-header "X-Long: one two"
-        when any do add-header "X-New: 1", append-notice "Beware.", append-notice "Beware."
+        when any do add-header "X-New: 1", append-notice "Bewäre.", append-notice "Bewäre."
         when attachment-name matches "*.exe" do rename-attachment "never", delete-attachment
         when attachment-name contains "b.zip" do rename-attachment "{name}.blocked"
         when attachment-contains "secret" do replace-attachment "Removed by policy.")";
@@ -237,7 +237,7 @@ TEST_F(ScannerEngineTest, DoesWhatRulesSay) {
     EXPECT_EQ(Saved(0x3FFF001E), "v");
     // Notice and headers are there once.
     const std::string headers = Saved(tag::kTransportMessageHeadersA) + Saved(tag::kBodyHtmlA);
-    for (const char* text : {"X-Long: ", "X-A: 1", "X-New: 1", "Beware."}) {
+    for (const char* text : {"X-Long: ", "X-A: 1", "X-New: 1", "Bew&#228;re."}) {
         EXPECT_NE(headers.find(text), headers.npos) << headers;
         EXPECT_EQ(headers.find(text), headers.rfind(text)) << headers;
     }
@@ -436,7 +436,7 @@ TEST(FindNotice, TellsWhatWasDoneAndRunsNothing) {
     const std::string many = FindNotice(
         texts, "",
         std::vector(500, DangerousAttachment{std::string(5000, 'n') + ".exe", "V", kLeft}));
-    EXPECT_TRUE(many.ends_with(".\r\n&#8235;&#1489; 490&#8236;")) << many;
+    EXPECT_TRUE(many.ends_with(".\r\n&#8235;&#1489; &#8234;490&#8236;&#8236;")) << many;
     EXPECT_LT(many.size(), 2500u);
     texts.replacement = "\xD7\x91 {0}";
     EXPECT_EQ(FindReplacement(texts, "V\n"), "\xEF\xBB\xBF\xD7\x91 V ");
@@ -507,9 +507,10 @@ TEST_F(ScannerEngineTest, LeavesWhatCannotBeKept) {
 
 TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
     Keep();
+    std::string user;
     const auto keep = [&](std::size_t size) {
         const std::vector<std::byte> content(size);
-        return memory_.kept.store->Keep({.name = std::string(50'000, '\xE4')},
+        return memory_.kept.store->Keep({.account = user, .name = std::string(50'000, '\xE4')},
                                         [&](const auto& sink) { sink(content); });
     };
     constexpr std::uint64_t kDay = 24 * 36'000'000'000;
@@ -537,6 +538,30 @@ TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
     memory_.kept.store->ExpireDaily();
     EXPECT_THAT(Kept(), ElementsAre(4, 7));
     EXPECT_EQ(logged_, 4);
+
+    limits_->bytes = 5 * 4096;
+    user = "another";
+    EXPECT_EQ(keep(1), 8u);
+    EXPECT_EQ(keep(1), 9u);
+    EXPECT_THAT(Kept(), ElementsAre(7, 8, 9)) << "who keeps most loses his oldest";
+    EXPECT_THROW(keep(17'000), std::runtime_error) << "there is room only where less is kept";
+    EXPECT_EQ(keep(14'000), 11u);
+    EXPECT_THAT(Kept(), ElementsAre(7, 11));
+
+    const std::filesystem::path file = kept_ / "7.kept", aside = folder_.path() / "7.kept";
+    rename(file, aside);
+    create_directories(file / "x");  // cannot be removed
+    clock_.utc += 31 * kDay;
+    memory_.kept.store->ExpireDaily();
+    EXPECT_THAT(Kept(), IsEmpty());
+    remove(file / "x");
+    remove(file);
+    rename(aside, file);
+    clock_.utc += kDay;
+    memory_.kept.store->ExpireDaily();
+    EXPECT_THAT(Kept(), IsEmpty());
+    Keep();
+    EXPECT_EQ(keep(1), 12u) << "no number is given twice";
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <map>
 #include <thread>
 
+#include "private_include/common/localization.h"
 #include "processing/message_processor.h"
 #include "product/in_process_product.h"
 #include "product/kept_store.h"
@@ -16,7 +17,9 @@
 #include "tests/product/product_folder.h"
 #include "tests/support/installed_product.h"
 #include "tests/support/mail_fixture.h"
+#include "tests/support/scoped_environment.h"
 #include "vek/platform/thread.h"
+#include "vek/platform/user_languages.h"
 
 namespace plugins::mail_processing {
 namespace {
@@ -127,6 +130,29 @@ TEST_F(SecondProcess, ChangesMessagesAsOneInThisProcessDoes) {
         reference_product::ListKept(reference_product::PathOf(product_process_.path()) / "kept");
     EXPECT_EQ(items.size(), 7 * 3u);
     EXPECT_TRUE(product_process_.Stop()) << product_process_.log();
+}
+
+// Its own is another. One that falls silent when it is told checks all the same, in English.
+TEST_F(SecondProcess, KnowsTheLanguageOfItsCaller) {
+    const auto texts = reference_product::PathOf(product_process_.path()) / "texts";
+    std::filesystem::create_directory(texts);
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{}, {"--silent-at", "language"}}) {
+        ASSERT_TRUE(product_process_.Start(arguments));
+        const tests::ScopedEnvironment language("LC_ALL", "de_AT.UTF-8");
+        const std::string wanted = vek::platform::UserLanguages().substr(0, 5);
+        for (const std::string& tag : {std::string("en"), wanted})
+            reference_product::ReplaceTextFile(texts / (tag + ".json"),
+                                               R"({"rightToLeft": false, "texts": [)"
+                                               R"({"resourceName": "a", "utf8Value": ")" +
+                                                   tag + "\"}]}");
+        EXPECT_EQ(Check(*processor_), whole_);
+        std::string text;
+        remote_services_.RequireService<product::ILocalization>()->GetText(1, "a", text);
+        EXPECT_EQ(text, arguments.empty() ? wanted : "en");
+        product_process_.Kill();
+    }
+    EXPECT_EQ(tracer_->Count(kFailure), 0u);
 }
 
 TEST_F(SecondProcess, MayEndAtAnyMomentAndComeBack) {

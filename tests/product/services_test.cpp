@@ -177,21 +177,33 @@ TEST_F(SettingsOfUsers, AreOverruledByThePolicy) {
     }
 }
 
-TEST(LocalizationService, GivesTextsAndFilesOfItsFolderAlone) {
+struct LocalizationServiceTest : ::testing::Test {
+    void Write(const char* file, const std::string& name, const char* also = "") {
+        const std::string pair = R"({"resourceName": ")" + name + R"(", "utf8Value": ")" + file;
+        ReplaceTextFile(folder.path() / file,
+                        R"({"rightToLeft": true, "texts": [)" + pair + "\"}" + also + "]}");
+    }
+    std::string Text(const char* key) {
+        std::string text;
+        const vek::result_t code = service->GetText(1, key, text);
+        return vek::Succeeded(code) ? text : "";
+    }
+
     const tests::TemporaryFolder folder;
-    const auto texts = folder.path() / "texts.json";
+    int logged = 0;
+    const vek::RefPtr<LocalizationService> service = vek::MakeObject<LocalizationService>(
+        std::make_shared<TextFolder>(folder.path(), [this](std::string_view) { ++logged; }),
+        folder.path() / "resources");
+};
+
+TEST_F(LocalizationServiceTest, GivesTextsAndFilesOfItsFoldersAlone) {
     std::filesystem::create_directories(folder.path() / "resources/mail");
     ReplaceTextFile(folder.path() / "resources/mail/main1.ico", "icon");
-    const auto service = vek::MakeObject<LocalizationService>(texts, folder.path() / "resources",
-                                                              [](std::string_view) {});
-
-    const std::string pair = R"({"resourceName": "a", "utf8Value": "\u00e4"})";
     std::string text;
-    ReplaceTextFile(texts, R"({"rightToLeft": true, "texts": [)" + pair + "," + pair + "]}");
+    Write("en.json", "a", R"(, {"resourceName": "a", "utf8Value": ""})");
     EXPECT_EQ(service->GetText(1, "a", text), result::kInvalidType);
-    ReplaceTextFile(texts, R"({"rightToLeft": true, "texts": [)" + pair + "]}");
-    EXPECT_EQ(service->GetText(1, "a", text), result::kOk);
-    EXPECT_EQ(text, "\xC3\xA4");
+    Write("en.json", "a", R"(, {"resourceName": "\u00e4", "utf8Value": "\u00e4"})");
+    EXPECT_EQ(Text("a") + Text("\xC3\xA4"), "en.json\xC3\xA4");
     EXPECT_EQ(service->GetText(1, "b", text), result::kNotFound);
     EXPECT_EQ(service->GetText(2, "a", text), result::kInvalidArgument);
     std::string path;
@@ -201,6 +213,38 @@ TEST(LocalizationService, GivesTextsAndFilesOfItsFolderAlone) {
     EXPECT_EQ(service->ResolveResource(1, "mail\\main2.ico", path), result::kNotFound);
     EXPECT_EQ(service->ResolveResource(1, "mail\\main1.ico", path), result::kOk);
     EXPECT_EQ(tests::ReadFile(PathOf(path)), "icon");
+}
+
+TEST_F(LocalizationServiceTest, SpeaksTheFirstWantedLanguageThatItHas) {
+    for (const char* file : {"en.json", "de.json", "he.json", "zh-Hant.json"}) Write(file, "a");
+    Write("pt-BR.json", "only");
+    ReplaceTextFile(folder.path() / "fr.json", "{");
+    const struct {
+        std::string languages, expected;
+    } kCases[] = {
+        {"", "en"},
+        {"de", "de"},
+        {"DE-at", "de"},
+        {"sv-SE;iw-IL;de", "he"},
+        {"zh-hant-tw;de", "zh-Hant"},
+        {"zh-TW", "en"},
+        {"fr-CA;de", "de"},
+        {"pt-br", "en"},  // what it lacks is English
+        {"../de;d/e;de_DE;de-;de\\x;;x", "en"},
+        {std::string(kLongestUserLanguages - 2, ';') + "de", "de"},
+    };
+    for (const auto& row : kCases) {
+        ASSERT_EQ(service->SetUserLanguages(row.languages), result::kOk);
+        EXPECT_EQ(Text("a"), row.expected + ".json") << row.languages;
+    }
+    EXPECT_EQ(logged, 1) << "fr.json";
+    EXPECT_EQ(service->SetUserLanguages(std::string(kLongestUserLanguages, ';') + "x"),
+              result::kInvalidArgument);
+    EXPECT_EQ(Text("a"), "de.json");
+    Write("de.json", "b");
+    EXPECT_EQ(Text("b") + Text("a"), "de.jsonen.json");
+    Write("de.json", "NoticeBody");
+    EXPECT_EQ(service->Notices().body + service->Notices().left, "de.json" + NoticeTexts().left);
 }
 
 TEST(RotatingFile, BeginsAnewWhenItIsFullAndKeepsOneBefore) {

@@ -106,6 +106,7 @@ TEST_F(MethodNumbers, AreTheSlotsOfTheInterfaces) {
     using L = ILocalization;
     Expect<L>(L::kInterfaceId, &L::GetText, &L::ResolveResource, &L::IsRightToLeft);
     Expect<ISettingsWindow>(ISettingsWindow::kInterfaceId, &ISettingsWindow::Open);
+    Expect<IUserLanguage>(0x3B5ED094, &IUserLanguage::SetUserLanguages);
     Expect<vek::IServiceLocator>(0x68E33FCA, &vek::IServiceLocator::GetInterface);
 }
 
@@ -234,14 +235,17 @@ TEST_F(GoldenBytesOf, EachInterface) {
     Expect("settings");
 
     const reference_product::Log log = [](std::string_view) {};
-    const auto localization = Join<ILocalization>(
-        vek::MakeObject<reference_product::LocalizationService>("none", "none", log));
+    const auto texts = vek::MakeObject<reference_product::LocalizationService>(
+        std::make_shared<reference_product::TextFolder>("none", log), "none");
+    const auto localization = Join<ILocalization>(RefPtr<ILocalization>(texts));
     std::string text;
     bool yes = false;
     localization->GetText(kDefaultResourceKind, "key", text);
     localization->ResolveResource(kDefaultResourceKind, "path", text);
     localization->IsRightToLeft(yes);
     Expect("localization");
+    Join<IUserLanguage>(RefPtr<ILocalization>(texts))->SetUserLanguages("de-AT;en");
+    Expect("user language");
     const auto window = Join<ISettingsWindow>(
         vek::MakeObject<reference_product::SettingsWindowService>(log, [] {}));
     window->Open(5);

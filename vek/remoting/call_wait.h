@@ -5,6 +5,7 @@
 // call waits without limit, and the innermost of them decides. They act on connections that are
 // made with a PeerWatch.
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -88,6 +89,10 @@ private:
 class LimitedCalls : public CallScope {
 public:
     LimitedCalls() noexcept;
+    // The same, and in any case not longer than `most`.
+    explicit LimitedCalls(std::chrono::milliseconds most) noexcept : LimitedCalls() {
+        deadline_ = std::min(deadline_, clock_->AwakeTime() + most);
+    }
     ~LimitedCalls();
 
     bool IsOver() const noexcept { return left().count() == 0; }

@@ -7,10 +7,12 @@
 
 #include "common/remoting/remote_interfaces.h"
 #include "private_include/common/product_settings.h"
+#include "private_include/common/user_language.h"
 #include "vek/core/throw.h"
 #include "vek/platform/clock.h"
 #include "vek/platform/process.h"
 #include "vek/platform/system.h"
+#include "vek/platform/user_languages.h"
 #include "vek/remoting/call_wait.h"
 #include "vek/remoting/recovering_service.h"
 #include "vek/remoting/server.h"
@@ -35,6 +37,50 @@ bool RunsImage(std::uint32_t process_id, const std::string& image) {
     std::error_code error;
     const std::string program = vek::platform::ProgramOfProcess(process_id);
     return std::filesystem::equivalent(path(program), path(image), error) && !error;
+}
+
+// Connects over the remoting.
+struct Remote {
+    trace::TracerPtr tracer;
+    InterfacesPtr interfaces;
+
+    vek::result_t Connect(const product_info::ProductProcess& process, const PeerWatchPtr& watch,
+                          std::shared_ptr<vek::remoting::Connection>& connection,
+                          vek::RefPtr<IServiceLocator>& locator) const {
+        const vek::remoting::LimitedCalls limited;
+        vek::remoting::ConnectionConfig config;
+        config.factories = interfaces;
+        config.tracer = tracer;
+        config.watch = watch;
+        remote::TransportConfig transport;
+        transport.tracer = tracer;
+        transport.peer_account = process.account;
+        const std::uint32_t id = process.address.process_id;
+        transport.peer_process = id;
+        transport.peer_check =
+            [id, image = process.account.empty() ? process.image : ""](std::uint32_t process_id) {
+                return (id == 0 || process_id == id) && RunsImage(process_id, image);
+            };
+        transport.connect_timeout = limited.left();
+        transport.gives_up = [watch, begun = vek::platform::TheClock().AwakeTime()] {
+            return !watch->IsPatient(begun);
+        };
+        const vek::result_t connected =
+            vek::remoting::ConnectToServer({process.address.local_id, process.address.tcp_port},
+                                           std::move(config), transport, connection);
+        return vek::Failed(connected) ? connected : connection->GetServiceLocator(locator);
+    }
+};
+
+// Tells a product in which languages this process's user reads, and waits `most` for it at most.
+// One that does not care is as good.
+void TellLanguages(IServiceLocator& locator, std::string_view languages,
+                   std::chrono::milliseconds most) {
+    const vek::remoting::LimitedCalls limited(most);
+    vek::RefPtr<product::IUserLanguage> service;
+    if (vek::Succeeded(locator.GetInterface(product::IUserLanguage::kInterfaceId, nullptr,
+                                            service.put_void())))
+        static_cast<void>(service->SetUserLanguages(languages));
 }
 
 }  // namespace
@@ -213,37 +259,25 @@ void ProductLoader::End() noexcept {
 }
 
 ProductConnector RemoteConnector(trace::TracerPtr tracer, InterfacesPtr interfaces) {
-    return [tracer = std::move(tracer), interfaces = std::move(interfaces)](
+    return [remote = Remote{std::move(tracer), std::move(interfaces)}](
                const product_info::ProductProcess& process, const PeerWatchPtr& watch,
                ProductConnection& product) {
         const vek::remoting::LimitedCalls limited;
-        vek::remoting::ConnectionConfig config;
-        config.factories = interfaces;
-        config.tracer = tracer;
-        config.watch = watch;
-        remote::TransportConfig transport;
-        transport.tracer = tracer;
-        transport.peer_account = process.account;
-        const std::uint32_t id = process.address.process_id;
-        transport.peer_process = id;
-        transport.peer_check =
-            [id, image = process.account.empty() ? process.image : ""](std::uint32_t process_id) {
-                return (id == 0 || process_id == id) && RunsImage(process_id, image);
-            };
-        transport.connect_timeout = limited.left();
-        transport.gives_up = [watch, begun = vek::platform::TheClock().AwakeTime()] {
-            return !watch->IsPatient(begun);
-        };
         std::shared_ptr<vek::remoting::Connection> connection;
-        const vek::result_t connected =
-            vek::remoting::ConnectToServer({process.address.local_id, process.address.tcp_port},
-                                           std::move(config), transport, connection);
-        if (vek::Failed(connected)) return connected;
+        vek::result_t code = remote.Connect(process, watch, connection, product.locator);
+        const std::string languages = vek::platform::UserLanguages();
+        if (vek::Succeeded(code) && product.locator && !languages.empty()) {
+            TellLanguages(*product.locator, languages, limited.left() / 3);
+            // A product that falls silent at that has mail checked all the same.
+            if (connection->was_silent())
+                code = remote.Connect(process, watch, connection, product.locator);
+        }
+        if (vek::Failed(code)) return code;
         product.is_alive = [connection] { return connection->IsCurrent(); };
         product.was_silent = [connection] { return connection->was_silent(); };
         product.retire = [connection] { connection->Retire(); };
         product.end = [connection] { connection->Close(result::kOk); };
-        return connection->GetServiceLocator(product.locator);
+        return code;
     };
 }
 

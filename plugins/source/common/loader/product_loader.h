@@ -43,9 +43,10 @@ using ProductConnector =
     std::function<vek::result_t(const product_info::ProductProcess& process,
                                 const PeerWatchPtr& watch, ProductConnection& connection)>;
 
-// The connector over the remoting. It talks to the named process alone, as far as it is named: of
-// its account, with its id, and, where it is a process of this one's user, of its image. Another
-// account's says enough, and its process may not be opened.
+// The connector over the remoting. It tells the product which languages this process's user reads
+// (user_language.h), and does without that where the product does. It talks to the named process
+// alone, as far as it is named: of its account, with its id, and, where it is a process of this
+// one's user, of its image. Another account's says enough, and its process may not be opened.
 ProductConnector RemoteConnector(vek::trace::TracerPtr tracer,
                                  InterfacesPtr interfaces = remoting::RemoteInterfaces());
 

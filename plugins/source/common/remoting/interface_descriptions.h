@@ -8,6 +8,7 @@
 #include "private_include/common/mail_scanner.h"
 #include "private_include/common/product_settings.h"
 #include "private_include/common/settings_window.h"
+#include "private_include/common/user_language.h"
 #include "vek/remoting/describe.h"
 
 namespace vek::remoting {
@@ -77,6 +78,9 @@ VEK_REMOTE_INTERFACE(plugins::product::ILocalization,
 
 VEK_REMOTE_INTERFACE(plugins::product::ISettingsWindow,
                      (Open, method_attribute::kNone))
+
+VEK_REMOTE_INTERFACE(plugins::product::IUserLanguage,
+                     (SetUserLanguages, method_attribute::kNone))
 
 // clang-format on
 

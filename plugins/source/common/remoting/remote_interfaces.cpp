@@ -17,7 +17,7 @@ std::shared_ptr<const vek::remoting::ProxyStubFactories> RemoteInterfaces() {
                     FactoryOf<IMailMessage>(), FactoryOf<IPropertyProvider>(),
                     FactoryOf<IAttachmentsEnum>(), FactoryOf<IDataStream, DataStreamProxy>(),
                     FactoryOf<product::IProductSettings>(), FactoryOf<product::ILocalization>(),
-                    FactoryOf<product::ISettingsWindow>()});
+                    FactoryOf<product::ISettingsWindow>(), FactoryOf<product::IUserLanguage>()});
     };
     static vek::NeverDestroyed<Process> process;
     return (*process).factories;
