@@ -80,7 +80,8 @@ void TellLanguages(IServiceLocator& locator, std::string_view languages,
     vek::RefPtr<product::IUserLanguage> service;
     if (vek::Succeeded(locator.GetInterface(product::IUserLanguage::kInterfaceId, nullptr,
                                             service.put_void())))
-        static_cast<void>(service->SetUserLanguages(languages));
+        static_cast<void>(
+            service->SetUserLanguages(languages.substr(0, product::kLongestUserLanguages)));
 }
 
 }  // namespace
