@@ -27,21 +27,6 @@ private:
     const vek::RefPtr<vek::IObject> service_;
 };
 
-class OneServiceMaster final : public vek::remoting::MasterObject {
-public:
-    explicit OneServiceMaster(vek::RefPtr<vek::IObject> service)
-        : locator_(vek::MakeObject<OneService>(std::move(service))) {}
-    vek::result_t Lock() noexcept override { return vek::result::kOk; }
-    void Unlock() noexcept override {}
-    vek::result_t GetServiceLocator(vek::RefPtr<vek::IServiceLocator>& locator) noexcept override {
-        locator = locator_;
-        return vek::result::kOk;
-    }
-
-private:
-    const vek::RefPtr<vek::IServiceLocator> locator_;
-};
-
 // One that no other process takes.
 inline remote::Endpoint OwnEndpoint() { return {vek::platform::CurrentProcessId(), 0}; }
 
@@ -51,7 +36,8 @@ inline void Serve(const remote::Endpoint& endpoint, Factories factories,
     vek::remoting::ServerConfig config;
     config.endpoint = endpoint;
     config.connection.factories = std::move(factories);
-    config.connection.master = std::make_shared<OneServiceMaster>(std::move(service));
+    config.connection.master = std::make_shared<vek::remoting::SteadyMaster>(
+        vek::MakeObject<OneService>(std::move(service)));
     std::unique_ptr<vek::remoting::Server> server;
     if (vek::Failed(vek::remoting::Server::Start(std::move(config), server))) std::abort();
     static_cast<void>(server.release());

@@ -13,4 +13,9 @@ struct Caller {
     std::string account;  // a text SID; "uid:N" where accounts have none
 };
 
+// As the log names it: "process 12 of S-1-5-...".
+inline std::string ToText(const Caller& caller) {
+    return "process " + std::to_string(caller.process_id) + " of " + caller.account;
+}
+
 }  // namespace reference_product

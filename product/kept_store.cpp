@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "product/foreign_text.h"
 #include "product/state/text_file.h"
 #include "vek/platform/append_file.h"
 
@@ -27,6 +28,8 @@ constexpr std::size_t kLongestText = 300;        // bytes of a subject or a name
 constexpr std::size_t kLongestLine = 16 * 1024;  // room for such texts, escaped
 constexpr std::size_t kLongestSafeName = 100;
 constexpr filetime_t kDay = filetime_t{24 * 3600} * 10'000'000;
+constexpr std::uint64_t kSmallPart = 16;  // of all: what everybody may keep at any time
+constexpr const char* kLastNumber = "last-number";
 constexpr std::string_view kEnding = ".kept";
 constexpr std::string_view kUnfinished = ".new";
 
@@ -56,11 +59,6 @@ Key NewKey() {
 }
 
 std::uint64_t CostOf(std::uint64_t size) { return (size + kCluster - 1) / kCluster * kCluster; }
-
-std::string Shortened(std::string text) {
-    if (text.size() > kLongestText) text.resize(kLongestText);
-    return text;
-}
 
 std::string ToLine(const KeptItem& item, const Key& key) {
     const json line{{"id", item.id},
@@ -169,6 +167,8 @@ KeptStore::KeptStore(fs::path folder, std::function<std::optional<KeptLimits>()>
                      vek::platform::Clock& clock)
     : folder_(std::move(folder)), limits_(std::move(limits)), log_(std::move(log)), clock_(clock) {
     fs::create_directories(folder_);
+    const std::string last = ReadTextFile(folder_ / kLastNumber).value_or("");
+    std::from_chars(last.data(), last.data() + last.size(), last_id_);
     for (const auto& file : fs::directory_iterator(folder_)) {
         std::error_code ignored;
         if (file.path().extension() == kUnfinished) fs::remove(file.path(), ignored);
@@ -176,15 +176,66 @@ KeptStore::KeptStore(fs::path folder, std::function<std::optional<KeptLimits>()>
         if (!id) continue;
         last_id_ = std::max(last_id_, *id);
         try {
-            entries_.push_back({*id, OpenItem(file.path()).item.time, CostOf(file.file_size())});
-            cost_ += entries_.back().cost;
+            const KeptItem item = OpenItem(file.path()).item;
+            Account& account = accounts_[item.account];
+            account.items.push_back({*id, item.time, CostOf(file.file_size())});
+            account.cost += account.items.back().cost;
         } catch (const std::exception& exception) {
             log_(std::string("kept: a broken item is left alone: ") + exception.what());
         }
     }
-    std::ranges::sort(entries_, {}, &Entry::id);
+    for (auto& [name, account] : accounts_) std::ranges::sort(account.items, {}, &Entry::id);
     Expire();
 }
+
+// What an unfinished item takes, for as long as it is that.
+class KeptStore::Room {
+public:
+    Room(KeptStore& store, const std::string& account)
+        : store_(store), account_(AccountOf(account)) {}
+    ~Room() {
+        const std::lock_guard guard(store_.lock_);
+        Give();
+    }
+    Room(const Room&) = delete;
+    Room& operator=(const Room&) = delete;
+
+    // Raises std::runtime_error when it is to take more than there can be. Nothing goes for it yet.
+    void Grow(std::uint64_t cost, const std::optional<KeptLimits>& limits) {
+        const std::lock_guard guard(store_.lock_);
+        account_.unfinished += cost - std::exchange(cost_, cost);
+        std::uint64_t all = 0;
+        for (const auto& [name, account] : store_.accounts_) all += account.unfinished;
+        if (limits && all > limits->bytes && account_.unfinished > limits->bytes / kSmallPart)
+            throw std::runtime_error("more than all that may be kept is to be kept at once");
+    }
+
+    // With the lock: makes the room free that the item is to have for good.
+    void Finish(const std::optional<KeptLimits>& limits) {
+        if (!limits) return;
+        if (cost_ > limits->bytes / kSmallPart &&
+            !store_.CanMakeRoom(account_, cost_, limits->bytes))
+            throw std::runtime_error("others have no room to spare for it");
+        store_.MakeRoom(limits->bytes);
+    }
+    // With the lock: the item has it.
+    void Become(const KeptItem& item) {
+        account_.items.push_back({item.id, item.time, cost_});
+        account_.cost += cost_;
+        Give();
+    }
+
+private:
+    Account& AccountOf(const std::string& name) const {
+        const std::lock_guard guard(store_.lock_);
+        return store_.accounts_[name];
+    }
+    void Give() noexcept { account_.unfinished -= std::exchange(cost_, 0); }
+
+    KeptStore& store_;
+    Account& account_;  // no account goes
+    std::uint64_t cost_ = 0;
+};
 
 fs::path KeptStore::FileOf(std::uint32_t id) const { return folder_ / NameOf(id); }
 
@@ -192,48 +243,50 @@ std::uint32_t KeptStore::Keep(KeptItem item, const std::function<void(const Sink
     const std::optional<KeptLimits> limits = limits_();
     if (limits && limits->bytes == 0) return 0;
     item.time = clock_.UtcNow();
-    item.subject = Shortened(std::move(item.subject));
-    item.name = Shortened(std::move(item.name));
+    item.subject = Shortened(std::move(item.subject), kLongestText);
+    item.name = Shortened(std::move(item.name), kLongestText);
     {
         const std::lock_guard guard(lock_);
         item.id = ++last_id_;
     }
     const Key key = NewKey();
+    Room room(*this, item.account);
     NewFile file(FileOf(item.id), true);
     file.Append(ToLine(item, key));
     Mask mask(key);
     std::string hidden;
+    room.Grow(CostOf(file.size()), limits);
     read([&](std::span<const std::byte> piece) {
-        if (limits && CostOf(file.size() + piece.size()) > limits->bytes)
-            throw std::runtime_error("it is larger than all that may be kept");
+        room.Grow(CostOf(file.size() + piece.size()), limits);
         hidden.assign(reinterpret_cast<const char*>(piece.data()), piece.size());
         mask.Apply(hidden);
         file.Append(hidden);
     });
     const std::lock_guard guard(lock_);
+    room.Finish(limits);
+    ReplaceTextFile(folder_ / kLastNumber, std::to_string(last_id_));
     file.Finish();
-    entries_.push_back({item.id, item.time, CostOf(file.size())});
-    cost_ += entries_.back().cost;
-    if (limits) Shrink(*limits);
+    room.Become(item);
     return item.id;
 }
 
 void KeptStore::Remove(std::uint32_t id) noexcept {
     const std::lock_guard guard(lock_);
-    const auto found = std::ranges::find(entries_, id, &Entry::id);
-    if (found == entries_.end()) return;
-    std::error_code error;
-    fs::remove(FileOf(id), error);
-    if (error) return;  // it expires
-    cost_ -= found->cost;
-    entries_.erase(found);
+    for (auto& [name, account] : accounts_) {
+        const auto found = std::ranges::find(account.items, id, &Entry::id);
+        if (found != account.items.end()) return static_cast<void>(Drop(account, found, nullptr));
+    }
 }
 
 void KeptStore::Expire() {
     const std::optional<KeptLimits> limits = limits_();
     const std::lock_guard guard(lock_);
     expired_ = clock_.UtcNow();
-    if (limits) Shrink(*limits);
+    if (!limits) return;
+    for (auto& [name, account] : accounts_)
+        for (Entry& item : account.items) item.is_stuck = false;
+    DropOld(limits->age);
+    MakeRoom(limits->bytes);
 }
 
 void KeptStore::ExpireDaily() {
@@ -244,21 +297,65 @@ void KeptStore::ExpireDaily() {
     Expire();
 }
 
-void KeptStore::Shrink(const KeptLimits& limits) {
-    const filetime_t age = static_cast<filetime_t>(limits.age.count()) * kDay;
+// Without `why` the log is not told, unless it cannot be removed. Whether it was.
+bool KeptStore::Drop(Account& account, std::deque<Entry>::iterator item, const char* why) {
+    std::error_code error;
+    fs::remove(FileOf(item->id), error);
+    if (error) why = "cannot be removed yet";
+    if (why != nullptr) log_("kept: item " + std::to_string(item->id) + ' ' + why);
+    if (error) {
+        item->is_stuck = true;
+        return false;
+    }
+    account.cost -= item->cost;
+    account.items.erase(item);
+    return true;
+}
+
+void KeptStore::DropOld(std::chrono::days days) {
+    const filetime_t age = static_cast<filetime_t>(days.count()) * kDay;
     const filetime_t now = clock_.UtcNow();
-    while (!entries_.empty()) {
-        const Entry& oldest = entries_.front();
-        const bool is_old = now > oldest.time && now - oldest.time >= age;
-        if (!is_old && cost_ <= limits.bytes) return;
-        std::error_code error;
-        fs::remove(FileOf(oldest.id), error);
-        log_("kept: item " + std::to_string(oldest.id) +
-             (error    ? " cannot be removed"
-              : is_old ? " expired"
-                       : " made room for others"));
-        cost_ -= oldest.cost;
-        entries_.pop_front();
+    for (auto& [name, account] : accounts_) {
+        for (std::size_t i = 0; i < account.items.size();) {
+            const auto item = account.items.begin() + static_cast<std::ptrdiff_t>(i);
+            if (now <= item->time || now - item->time < age) break;
+            if (!Drop(account, item, "expired")) ++i;
+        }
+    }
+}
+
+std::uint64_t KeptStore::Cost() const {
+    std::uint64_t cost = 0;
+    for (const auto& [name, account] : accounts_) cost += account.cost + account.unfinished;
+    return cost;
+}
+
+// Whether there can be room for what `account` is to keep, `cost`, when it loses all that it keeps,
+// and each other at most what it keeps beyond that.
+bool KeptStore::CanMakeRoom(const Account& account, std::uint64_t cost, std::uint64_t most) const {
+    std::uint64_t left = 0;
+    for (const auto& [name, each] : accounts_) {
+        left += each.unfinished;
+        if (&each != &account) left += std::min(each.cost, cost);
+    }
+    return left <= most;
+}
+
+void KeptStore::MakeRoom(std::uint64_t most) {
+    for (std::uint64_t cost = Cost(); cost > most;) {
+        Account* largest = nullptr;
+        std::deque<Entry>::iterator oldest;
+        for (auto& [name, account] : accounts_) {
+            const auto item = std::ranges::find(account.items, false, &Entry::is_stuck);
+            const auto size = [](const Account& one) { return one.cost + one.unfinished; };
+            if (item == account.items.end() || (largest && size(account) <= size(*largest)))
+                continue;
+            largest = &account;
+            oldest = item;
+        }
+        if (largest == nullptr) return;
+        const std::uint64_t gained = oldest->cost;
+        if (Drop(*largest, oldest, "made room for others")) cost -= gained;
     }
 }
 

@@ -12,6 +12,7 @@
 #include <deque>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -24,8 +25,9 @@
 
 namespace reference_product {
 
-// How long things are kept, and how much at most: the oldest go first. Each item counts in whole
-// clusters of 4 KiB; with no bytes nothing is kept.
+// How long things are kept, and how much at most. When it is too much, the account that keeps most
+// loses its oldest. Each item counts in whole clusters of 4 KiB, from when it is begun; with no
+// bytes nothing is kept.
 struct KeptLimits {
     std::chrono::days age{0};
     std::uint64_t bytes = 0;
@@ -33,7 +35,7 @@ struct KeptLimits {
 
 // What an item is. Texts are UTF-8, of which the store shortens long ones.
 struct KeptItem {
-    std::uint32_t id = 0;                // from 1; given by the store, as the next and the last
+    std::uint32_t id = 0;                // from 1, each once; given by the store, as time and size
     vek::platform::filetime_t time = 0;  // UTC
     std::string account = {};            // the user's
     std::string subject = {};
@@ -56,13 +58,15 @@ public:
 
     // Keeps a content that `read` hands to its sink; gives the item's number, 0 when nothing is to
     // be kept. Until it returns there is no such item, however the process ends. Raises what `read`
-    // raises, and std::runtime_error for a content that cannot be kept.
+    // raises, and std::runtime_error for a content that cannot be kept: one of more than a
+    // sixteenth of all that may be is to find its room without others losing more than they keep
+    // beyond it.
     std::uint32_t Keep(KeptItem item, const std::function<void(const Sink&)>& read);
 
     // Removes an item again: what it holds was not taken away after all.
     void Remove(std::uint32_t id) noexcept;
 
-    // Removes what is too old or too much.
+    // Removes what is too old or too much. What cannot be removed is tried again the next time.
     void Expire();
     // As Expire, unless that was done within a day.
     void ExpireDaily();
@@ -72,10 +76,22 @@ private:
         std::uint32_t id;
         vek::platform::filetime_t time;
         std::uint64_t cost;
+        bool is_stuck = false;  // it could not be removed today
     };
+    struct Account {
+        std::deque<Entry> items;       // the oldest first
+        std::uint64_t cost = 0;        // of them
+        std::uint64_t unfinished = 0;  // what those that are being kept count
+    };
+    class Room;
 
     std::filesystem::path FileOf(std::uint32_t id) const;
-    void Shrink(const KeptLimits& limits);
+    // All with the lock.
+    bool Drop(Account& account, std::deque<Entry>::iterator item, const char* why);
+    void DropOld(std::chrono::days age);
+    std::uint64_t Cost() const;
+    bool CanMakeRoom(const Account& account, std::uint64_t cost, std::uint64_t most) const;
+    void MakeRoom(std::uint64_t most);
 
     const std::filesystem::path folder_;
     const std::function<std::optional<KeptLimits>()> limits_;
@@ -84,8 +100,7 @@ private:
     std::mutex lock_;  // guards what follows
     std::uint32_t last_id_ = 0;
     vek::platform::filetime_t expired_ = 0;
-    std::deque<Entry> entries_;  // the oldest first
-    std::uint64_t cost_ = 0;
+    std::map<std::string, Account> accounts_;
 };
 
 // The store for what one user's mail loses. Without a store nothing is kept.

@@ -25,7 +25,8 @@ vek::result_t SettingsService::SetUserSettings(const MailSettings& settings) noe
     try {
         return store_->SetSwitches(caller_.account, settings);
     } catch (...) {
-        log_("settings cannot be changed: " + vek::CurrentExceptionText());
+        log_("settings cannot be changed by " + caller_.account + ": " +
+             vek::CurrentExceptionText());
         return vek::CurrentExceptionResult();
     }
 }

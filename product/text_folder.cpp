@@ -20,7 +20,7 @@ bool IsTagDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 char Lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; }
 char Upper(char c) noexcept { return c >= 'a' && c <= 'z' ? static_cast<char>(c & ~0x20) : c; }
 
-std::vector<std::string_view> Split(std::string_view text, char separator) {
+std::vector<std::string_view> SplitTags(std::string_view text, char separator) {
     std::vector<std::string_view> parts;
     for (;;) {
         const std::size_t end = text.find(separator);
@@ -44,7 +44,7 @@ std::string Part(std::string_view text, bool is_first) {
 // The parts of a tag; none when it is no tag.
 std::vector<std::string> PartsOf(std::string_view tag) {
     std::vector<std::string> parts;
-    for (const std::string_view text : Split(tag, '-')) {
+    for (const std::string_view text : SplitTags(tag, '-')) {
         const bool is_first = parts.empty();
         const bool is_part =
             !text.empty() && text.size() <= 8 && std::ranges::all_of(text, [&](char c) {
@@ -77,7 +77,7 @@ TextFolder::Texts Parse(std::string_view text) {
 
 std::vector<std::string> TextTags(std::string_view languages) {
     std::vector<std::string> tags;
-    for (const std::string_view language : Split(languages, ';')) {
+    for (const std::string_view language : SplitTags(languages, ';')) {
         for (auto parts = PartsOf(language); !parts.empty(); parts.pop_back()) {
             std::string tag = parts.front();
             for (std::size_t i = 1; i != parts.size(); ++i) tag += '-' + parts[i];

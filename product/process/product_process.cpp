@@ -1,6 +1,7 @@
 #include "product/process/product_process.h"
 
 #include <iostream>
+#include <limits>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -9,7 +10,6 @@
 #include "product/process/product_services.h"
 #include "product/state/process_start.h"
 #include "product/state/run_folder.h"
-#include "product/state/text_file.h"
 #include "product/status/product_status.h"
 #include "vek/core/current_exception.h"
 #include "vek/core/object.h"
@@ -72,14 +72,24 @@ private:
     const ReachStep reach_;
 };
 
+// A machine on which many work at once has as many Outlooks.
+constexpr std::size_t kServicesConnections = 1024;
+
+Caller CallerOf(const remote::PeerIdentity& peer) {
+    return {peer.process_id, peer.session_id, peer.account};
+}
+
 // Who is served, and where: by a service's scanner whoever works at this machine, at a local id
 // that nobody can take before it.
 void SetPeers(const ProductOptions& options, remoting::ServerConfig& config) {
     config.endpoint.local_id = vek::platform::CurrentProcessId();
     if (options.mode != ProgramMode::kScanner) return;
-    std::random_device random;
-    config.endpoint.local_id = std::uniform_int_distribution<std::uint32_t>(1)(random);
+    std::random_device random;  // the system's own
+    // Whoever names an endpoint takes the number for one with a sign.
+    config.endpoint.local_id =
+        std::uniform_int_distribution<std::uint32_t>(1, std::numeric_limits<int>::max())(random);
     config.transport.peer_account = remote::kInteractiveUsers;
+    config.most_connections = kServicesConnections;
 }
 
 // Lets others reach the services. The log is told who comes and goes.
@@ -90,15 +100,14 @@ std::unique_ptr<remoting::Server> Serve(const ProductOptions& options, const Log
     config.connection.factories = ProductInterfaces();
     config.master_for = [services = std::make_shared<ProductServices>(options, log, reach),
                          reach](const remote::PeerIdentity& peer) {
-        return std::make_shared<Master>(
-            services->MakeServices({peer.process_id, peer.session_id, peer.account}), reach);
+        return std::make_shared<Master>(services->MakeServices(CallerOf(peer)), reach);
     };
-    config.on_connected = [log, reach](std::uint32_t process_id) {
+    config.on_connected = [log, reach](const remote::PeerIdentity& peer) {
         if (reach) reach(Step::kAccept);
-        log("connected: process " + std::to_string(process_id));
+        log("connected: " + ToText(CallerOf(peer)));
     };
-    config.on_disconnected = [log](std::uint32_t process_id, vek::result_t reason) {
-        std::string line = "disconnected: process " + std::to_string(process_id) + ", ";
+    config.on_disconnected = [log](const remote::PeerIdentity& peer, vek::result_t reason) {
+        std::string line = "disconnected: " + ToText(CallerOf(peer)) + ", ";
         vek::AppendResult(line, reason);
         log(line);
     };
@@ -129,7 +138,7 @@ void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
     };
     if (!options.opens_processes) log("other processes are not opened");
     if (options.mode == ProgramMode::kScanner) {  // the service withdraws it
-        ScannerFile(options.data).Publish({options.service_process, id, address.local_id});
+        ScannerNames(options.data).Publish({options.service_process, id, address.local_id});
         log_start();
         while (!wait(kScannersPause)) {
         }
@@ -143,13 +152,6 @@ void ServeUntilStopped(const ProductOptions& options, const WaitForSignal& wait,
         }
     }
     log("stopping");
-}
-
-// The settings of all are the service's, from those that are installed.
-void WriteDefaultSettings(const ProductOptions& options) {
-    if (exists(options.settings)) return;
-    if (const auto text = ReadTextFile(options.folder / "settings.json"))
-        ReplaceTextFile(options.settings, *text);
 }
 
 // Waits until the served objects are released: a process must not end under its threads. Gives the
@@ -172,12 +174,11 @@ ExitCode RunProduct(const ProductOptions& options, const WaitForSignal& wait) {
         if (!is_scanner) std::filesystem::create_directories(options.data);
         const Log log = OpenLog(options.log);
         try {
-            if (is_scanner) {
-                WriteDefaultSettings(options);
-            } else if (IsServed(RunFolder(options.data))) {
+            if (!is_scanner && IsServed(RunFolder(options.data))) {
                 std::cerr << "a product runs in this folder already\n";
                 return ExitCode::kRunsAlready;
             }
+            const auto windows = PrepareSettingsWindows(RoadOf(options));
             const std::uint32_t before = vek::LiveObjectCount();
             ServeUntilStopped(options, wait, log);
             log("objects left: " + std::to_string(AwaitRelease(before)));

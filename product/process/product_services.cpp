@@ -13,7 +13,6 @@
 #include "product/localization_service.h"
 #include "product/mail_scanner.h"
 #include "product/settings_service.h"
-#include "product/settings_window_service.h"
 #include "product/status/status_service.h"
 #include "vek/core/object.h"
 #include "vek/core/text.h"
@@ -87,7 +86,7 @@ ProductStatus StatusOf(SettingsStore& store, const ScannerEngine& rules, EngineC
 
 ProductServices::ProductServices(const ProductOptions& options, const Log& log, ReachStep reach)
     : scans_(options.scans),
-      road_(options.mode == ProgramMode::kScanner ? WindowRoad::kSession : WindowRoad::kProgram),
+      road_(RoadOf(options)),
       log_(log),
       reach_(std::move(reach)),
       reports_(std::make_shared<ReportWriter>(options.reports)),
@@ -107,8 +106,7 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     if (scans_) {
         scanner = vek::MakeObject<MailScanner>(
             engine_,
-            [log = log_, reports = reports_, finds = finds_,
-             account = caller.account](const ScanReport& report) {
+            [log = log_, reports = reports_, finds = finds_, caller](const ScanReport& report) {
                 // The check is done: what cannot be written of it does not undo that.
                 std::string number = "without report";
                 try {
@@ -116,9 +114,9 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
                 } catch (const std::runtime_error& error) {
                     log(error.what());
                 }
-                log("check " + number + ": " + ToText(report));
+                log("check " + number + " for " + ToText(caller) + ": " + ToText(report));
                 if (auto find = FindOf(report, vek::platform::TheClock().UtcNow()))
-                    finds->Add(account, *std::move(find));
+                    finds->Add(caller.account, *std::move(find));
             },
             ScanMemory{clean_, {kept_, caller.account}, [texts] { return texts->Notices(); }});
     } else {
@@ -131,11 +129,12 @@ vek::RefPtr<plugins::IServiceLocator> ProductServices::MakeServices(const Caller
     services->Offer(ILocalization::kInterfaceId, vek::RefPtr<ILocalization>(texts));
     services->Offer(IUserLanguage::kInterfaceId,
                     WithSteps(vek::RefPtr<IUserLanguage>(texts), reach_));
-    services->Offer(
-        ISettingsWindow::kInterfaceId,
-        vek::MakeObject<SettingsWindowService>(log_, [road = road_, session = caller.session_id] {
-            StartSettingsWindow(road, session);
-        }));
+    services->Offer(ISettingsWindow::kInterfaceId, vek::MakeObject<SettingsWindowService>(
+                                                       log_,
+                                                       [road = road_, session = caller.session_id] {
+                                                           StartSettingsWindow(road, session);
+                                                       },
+                                                       caller, openings_));
     services->Offer(IProductStatus::kInterfaceId,
                     vek::MakeObject<StatusService>(
                         [settings = settings_, engine = engine_, choice = choice_] {

@@ -13,12 +13,18 @@
 #include "product/report_lines.h"
 #include "product/scanner_engine.h"
 #include "product/settings_store.h"
+#include "product/settings_window_service.h"
 #include "product/status/find_history.h"
 #include "product/status/settings_window_start.h"
 #include "product/text_folder.h"
 #include "vek/core/ref_ptr.h"
 
 namespace reference_product {
+
+// How the process that is started so has the settings window opened.
+inline WindowRoad RoadOf(const ProductOptions& options) {
+    return options.mode == ProgramMode::kScanner ? WindowRoad::kSession : WindowRoad::kProgram;
+}
 
 // What the product offers. Each caller has services of its own, over what there is once: the
 // engines, the reports and finds, the settings, the texts, and what is remembered and kept. Any
@@ -45,6 +51,7 @@ private:
     const std::shared_ptr<KeptStore> kept_;
     const std::shared_ptr<TextFolder> texts_;
     const std::filesystem::path resources_;
+    const std::shared_ptr<WindowOpenings> openings_ = std::make_shared<WindowOpenings>();
     const std::jthread expiring_;  // of what is kept; ends with this object
 };
 

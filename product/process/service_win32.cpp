@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -12,7 +13,6 @@
 #include "product/process/scanner_process_win32.h"
 #include "product/product_log.h"
 #include "product/state/data_folders_win32.h"
-#include "product/state/run_folder.h"
 #include "vek/core/current_exception.h"
 #include "vek/platform/handle_win32.h"
 #include "vek/platform/wide_win32.h"
@@ -41,7 +41,7 @@ public:
         Report(SERVICE_START_PENDING);
         std::string fault;
         try {
-            const DataFolders folders(options_.data);
+            const DataFolders folders(options_.data, [this] { StillStarting(); });
             OpenLog(options_.log);  // raises where there can be none
             // For each entry anew: it is the scanner that begins a full one anew.
             KeepScanner([this](std::string_view text) { OpenLog(options_.log)(text); });
@@ -76,15 +76,14 @@ private:
 
     // Until the service is to stop. No scanner runs afterwards, and none is published.
     void KeepScanner(const Log& log) {
-        const ScannerFile published(options_.data);
-        published.Withdraw();
+        WithdrawScanner(options_.data);
         log("service started: process " + std::to_string(::GetCurrentProcessId()));
         Report(SERVICE_RUNNING);
         RestartPolicy policy;
         for (;;) {
             policy.Started();
             const std::string ended = RunScanner(log);
-            published.Withdraw();
+            WithdrawScanner(options_.data);
             if (IsStopped(0)) {
                 log(ended + "; service stopped");
                 return;
@@ -119,6 +118,15 @@ private:
         return ::WaitForSingleObject(stop_.get(), time) == WAIT_OBJECT_0;
     }
 
+    // There may be many files to look at.
+    void StillStarting() noexcept {
+        constexpr ULONGLONG kPause = 1'000;  // ms
+        const ULONGLONG now = ::GetTickCount64();
+        if (now - reported_ < kPause) return;
+        reported_ = now;
+        Report(SERVICE_START_PENDING);
+    }
+
     void Report(DWORD state) noexcept {
         SERVICE_STATUS status{};
         status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
@@ -127,6 +135,7 @@ private:
             status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
         } else if (state != SERVICE_STOPPED) {
             status.dwWaitHint = kWaitHint;
+            status.dwCheckPoint = ++check_point_;
         } else if (code_ != ExitCode::kStopped) {
             status.dwWin32ExitCode = ERROR_SERVICE_SPECIFIC_ERROR;
             status.dwServiceSpecificExitCode = static_cast<DWORD>(code_);
@@ -154,6 +163,8 @@ private:
     const vek::platform::UniqueHandle stop_;
     SERVICE_STATUS_HANDLE manager_ = nullptr;
     ExitCode code_ = ExitCode::kCannotStart;
+    ULONGLONG reported_ = 0;
+    std::atomic<DWORD> check_point_{0};
 };
 
 // The dispatcher's callback has no context; a process has one service.

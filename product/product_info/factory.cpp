@@ -92,16 +92,11 @@ public:
 
     vek::result_t GetValue(const char* name, char* buffer, std::uint32_t capacity,
                            std::uint32_t* size) noexcept override {
-        if (name == nullptr || size == nullptr || (buffer == nullptr && capacity != 0))
-            return result::kInvalidArgument;
+        if (name == nullptr) return result::kInvalidArgument;
         return Run([&] {
             const std::optional<std::string> found = Value(name);
             if (!found) return result::kNotFound;
-            const std::string& value = *found;
-            *size = static_cast<std::uint32_t>(value.size() + 1);
-            if (*size > capacity) return result::kBufferTooSmall;
-            std::memcpy(buffer, value.c_str(), *size);
-            return result::kOk;
+            return plugins::product_info::CopyValue(*found, buffer, capacity, size);
         });
     }
 
@@ -156,7 +151,7 @@ private:
         const std::optional<std::uint32_t> process = sources_.service_process(service);
         const std::filesystem::path data = sources_.common_data();
         if (!process || data.empty()) return result::kNotReady;
-        const auto scanner = ScannerFile(data).ScannerOf(*process);
+        const auto scanner = ScannerNames(data).ScannerOf(*process);
         if (!scanner) return result::kNotReady;
         address = {scanner->local_id, 0, 0, scanner->process_id};
         return result::kOk;

@@ -27,7 +27,7 @@ struct InfoSources {
 // are the texts in product_info.json, and the address of its running process. Each call reads the
 // file anew; a malformed one gives kInvalidType. Any thread may call it.
 //
-// Where the file names a "Service", its scanner is what runs (ScannerFile), the roots are the
+// Where the file names a "Service", its scanner is what runs (ScannerNames), the roots are the
 // user's own (UserDataFolder), and "ProcessAccount" is what the machine's registry says:
 // kNotInitialized when it says nothing, for then nobody may be taken for the product.
 class InfoFactory final : public vek::ObjectImpl<plugins::product_info::IObjectFactory> {

@@ -4,17 +4,20 @@
 // After windows.h, which they need.
 #include <aclapi.h>
 #include <sddl.h>
+#include <winternl.h>
 
-#include <cstddef>
 #include <memory>
 
+#include "product/state/run_folder.h"
 #include "product/state/text_file.h"
+#include "vek/core/border.h"
 #include "vek/core/throw.h"
-#include "vek/platform/wide_win32.h"
+#include "vek/platform/token_win32.h"
 
 namespace reference_product {
 namespace {
 
+using vek::platform::TokenFact;
 using vek::platform::UniqueHandle;
 using vek::platform::UniqueLocal;
 
@@ -23,19 +26,15 @@ void Require(bool done) {
 }
 
 std::string TextOf(PSID sid) {
-    LPSTR text = nullptr;
-    Require(::ConvertSidToStringSidA(sid, &text) != FALSE);
-    return UniqueLocal<char>(text).get();
+    std::string text = vek::platform::SidText(sid);
+    Require(!text.empty());
+    return text;
 }
 
 std::string OwnAccount() {
-    HANDLE token = nullptr;
-    Require(::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token) != FALSE);
-    const UniqueHandle owned(token);
-    alignas(TOKEN_USER) std::byte user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
-    DWORD size = 0;
-    Require(::GetTokenInformation(token, TokenUser, user, sizeof user, &size) != FALSE);
-    return TextOf(reinterpret_cast<const TOKEN_USER*>(user)->User.Sid);
+    const TokenFact<TOKEN_USER> user(vek::platform::OwnToken().get(), TokenUser);
+    Require(static_cast<bool>(user));
+    return TextOf(user->User.Sid);
 }
 
 // A refusal with the system's last error.
@@ -59,16 +58,36 @@ void Make(const std::filesystem::path& folder, Openness openness, const std::str
         throw Failure(folder, "cannot be made");
 }
 
-// Opens it itself, not what it leads to. A folder cannot be moved while it is open.
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// Opens a file or folder itself, not what it leads to. Whoever reads a file may have an oplock on
+// it and need never let go: the usual way to open one waits for him, this one does not. Null after
+// a failure; ::GetLastError() says why.
+UniqueHandle OpenAtOnce(const std::filesystem::path& path, DWORD access, DWORD share,
+                        ULONG options = 0) {
+    UNICODE_STRING name;
+    Require(::RtlDosPathNameToNtPathName_U(path.c_str(), &name, nullptr, nullptr) != FALSE);
+    OBJECT_ATTRIBUTES object;
+    InitializeObjectAttributes(&object, &name, OBJ_CASE_INSENSITIVE, nullptr, nullptr);
+    IO_STATUS_BLOCK unused;
+    HANDLE file = nullptr;
+    options |= FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_FOR_BACKUP_INTENT |
+               FILE_OPEN_REPARSE_POINT | FILE_COMPLETE_IF_OPLOCKED;
+    const NTSTATUS status =
+        ::NtCreateFile(&file, access | SYNCHRONIZE, &object, &unused, nullptr,
+                       FILE_ATTRIBUTE_NORMAL, share, FILE_OPEN, options, nullptr, 0);
+    ::RtlFreeUnicodeString(&name);
+    ::SetLastError(::RtlNtStatusToDosError(status));
+    return UniqueHandle(NT_SUCCESS(status) ? file : nullptr);
+}
+
+// A folder cannot be moved while it is open.
 UniqueHandle Open(const std::filesystem::path& path, bool is_folder) {
-    const DWORD access =
-        READ_CONTROL | FILE_READ_ATTRIBUTES | (is_folder ? FILE_LIST_DIRECTORY : 0);
-    const DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | (is_folder ? 0 : FILE_SHARE_DELETE);
-    const HANDLE file =
-        ::CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING,
-                      FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    if (file == INVALID_HANDLE_VALUE) throw Failure(path, "cannot be opened");
-    return UniqueHandle(file);
+    UniqueHandle file = OpenAtOnce(
+        path, READ_CONTROL | FILE_READ_ATTRIBUTES | (is_folder ? FILE_LIST_DIRECTORY : 0),
+        is_folder ? FILE_SHARE_READ | FILE_SHARE_WRITE : kShareAll);
+    if (!file) throw Failure(path, "cannot be opened");
+    return file;
 }
 
 AccessEntry EntryOf(const ACE_HEADER& header) {
@@ -115,25 +134,28 @@ void Look(const std::filesystem::path& path, HANDLE file, Openness openness,
 
 // Of all that is in a folder nothing may be others' to change. A folder is looked into when it is
 // known to be no link.
-void LookInto(const std::filesystem::path& folder, const std::string& account) {
+void LookInto(const std::filesystem::path& folder, const std::string& account,
+              const std::function<void()>& look) {
     for (const auto& each : std::filesystem::directory_iterator(folder)) {
         const DWORD attributes = ::GetFileAttributesW(each.path().c_str());
         const bool is_folder =
             attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         const UniqueHandle file = Open(each.path(), is_folder);
         Look(each.path(), file.get(), Openness::kReadable, account);
-        if (is_folder) LookInto(each.path(), account);
+        look();
+        if (is_folder) LookInto(each.path(), account, look);
     }
 }
 
 }  // namespace
 
-DataFolders::DataFolders(const std::filesystem::path& data) : account_(OwnAccount()) {
+DataFolders::DataFolders(const std::filesystem::path& data, const std::function<void()>& look)
+    : account_(OwnAccount()) {
     Take(data.parent_path(), Openness::kPassage);
     Take(data, Openness::kReadable);
     Take(data / "private", Openness::kPrivate);
     Take(data / "users", Openness::kPrivate);
-    LookInto(data, account_);
+    LookInto(data, account_, look);
 }
 
 void DataFolders::Take(const std::filesystem::path& folder, Openness openness) {
@@ -144,6 +166,16 @@ void DataFolders::Take(const std::filesystem::path& folder, Openness openness) {
     if (::GetFileInformationByHandle(held_.back().get(), &facts) == FALSE ||
         (facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
         throw FolderRefused(PathText(folder) + " is no folder");
+}
+
+void WithdrawScanner(const std::filesystem::path& data) noexcept {
+    static_cast<void>(vek::AtBorder([&] {
+        const ScannerNames names(data);
+        for (const std::filesystem::path& path : names.All())
+            OpenAtOnce(path, DELETE, kShareAll, FILE_DELETE_ON_CLOSE);
+        const std::uint32_t service = ::GetCurrentProcessId();
+        if (names.ScannerOf(service)) names.Publish({service, 0, 0});
+    }));
 }
 
 }  // namespace reference_product

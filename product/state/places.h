@@ -2,11 +2,12 @@
 
 #include <filesystem>
 
+#include "vek/platform/module_folder.h"
+
 // Where an installed product's files lie. Each is empty when the system does not tell. Any thread.
 namespace reference_product {
 
-// The folder of the module that this code is linked into, a program or a library.
-std::filesystem::path ModuleFolder();
+using vek::platform::ModuleFolder;
 
 // What the service keeps: "%ProgramData%\QZ\Mail Plugin". There is none where there are no
 // services.

@@ -25,18 +25,6 @@ std::filesystem::path OwnFolderIn(const KNOWNFOLDERID& id) {
 
 }  // namespace
 
-std::filesystem::path ModuleFolder() {
-    HMODULE module = nullptr;
-    if (::GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<LPCWSTR>(&ModuleFolder), &module) == FALSE)
-        return {};
-    // The longest path that there is (UNICODE_STRING of winternl.h).
-    std::wstring path(32768, L'\0');
-    path.resize(::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
-}
-
 std::filesystem::path CommonDataFolder() { return OwnFolderIn(FOLDERID_ProgramData); }
 
 std::filesystem::path UserDataFolder() { return OwnFolderIn(FOLDERID_LocalAppData); }

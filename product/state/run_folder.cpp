@@ -1,6 +1,10 @@
 #include "product/state/run_folder.h"
 
+#include <charconv>
+#include <fstream>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <system_error>
 
 #include "product/state/process_start.h"
@@ -11,6 +15,8 @@ namespace reference_product {
 namespace {
 
 using nlohmann::json;
+
+constexpr std::string_view kScannerName = "running";
 
 std::string Format(const RunningProduct& product) {
     return json{{"process_id", product.process_id},
@@ -87,30 +93,60 @@ bool RunFolder::StopRequested(const RunningProduct& self) const noexcept {
     return Names(stop_, self);
 }
 
-std::optional<ServiceScanner> ScannerFile::ScannerOf(std::uint32_t service) const noexcept {
-    try {
-        const json value = json::parse(ReadTextFile(path_).value_or(""));
-        RequireMembers(value, {"service", "process_id", "local_id"});
-        const ServiceScanner scanner{RequireNumber<std::uint32_t>(value, "service"),
-                                     RequireNumber<std::uint32_t>(value, "process_id"),
-                                     RequireNumber<std::uint32_t>(value, "local_id")};
-        if (scanner.service != service || scanner.process_id == 0 || scanner.local_id == 0)
-            return std::nullopt;
-        return scanner;
-    } catch (...) {
-        return std::nullopt;
+std::optional<ScannerNames::Numbers> ScannerNames::NumbersIn(const std::string& name) noexcept {
+    Numbers found;
+    ServiceScanner& scanner = found.scanner;
+    std::string_view rest = name;
+    if (!rest.starts_with(kScannerName)) return std::nullopt;
+    rest.remove_prefix(kScannerName.size());
+    for (std::uint32_t* const number :
+         {&scanner.service, &found.number, &scanner.process_id, &scanner.local_id}) {
+        if (!rest.starts_with('-')) return std::nullopt;
+        const auto [end, error] =
+            std::from_chars(rest.data() + 1, rest.data() + rest.size(), *number);
+        if (error != std::errc()) return std::nullopt;
+        rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
     }
+    if (!rest.empty()) return std::nullopt;
+    return found;
 }
 
-void ScannerFile::Publish(const ServiceScanner& self) const {
-    const json value{
-        {"service", self.service}, {"process_id", self.process_id}, {"local_id", self.local_id}};
-    ReplaceTextFile(path_, value.dump(1) + '\n');
+std::optional<ScannerNames::Numbers> ScannerNames::LastOf(std::uint32_t service) const {
+    std::optional<Numbers> last;
+    for (const std::filesystem::path& path : All()) {
+        const auto found = NumbersIn(PathText(path.filename()));
+        if (found && found->scanner.service == service && (!last || found->number > last->number))
+            last = found;
+    }
+    return last;
 }
 
-void ScannerFile::Withdraw() const noexcept {
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
+std::vector<std::filesystem::path> ScannerNames::All() const {
+    std::vector<std::filesystem::path> paths;
+    for (const auto& each : std::filesystem::directory_iterator(data_))
+        if (PathText(each.path().filename()).starts_with(kScannerName))
+            paths.push_back(each.path());
+    return paths;
+}
+
+std::optional<ServiceScanner> ScannerNames::ScannerOf(std::uint32_t service) const noexcept {
+    try {
+        const std::optional<Numbers> last = LastOf(service);
+        if (last && last->scanner.process_id != 0 && last->scanner.local_id != 0)
+            return last->scanner;
+    } catch (...) {  // NOLINT(bugprone-empty-catch): there is no folder yet
+    }
+    return std::nullopt;
+}
+
+void ScannerNames::Publish(const ServiceScanner& self) const {
+    const std::optional<Numbers> last = LastOf(self.service);
+    std::string name(kScannerName);
+    for (const std::uint32_t number :
+         {self.service, last ? last->number + 1 : 1, self.process_id, self.local_id})
+        name += '-' + std::to_string(number);
+    const std::filesystem::path path = data_ / name;
+    if (!std::ofstream(path)) throw std::runtime_error(PathText(path) + ": cannot be made");
 }
 
 }  // namespace reference_product

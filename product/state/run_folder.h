@@ -6,11 +6,14 @@
 //                 removed when it stops
 //   stop.json     asks the process that it names to stop
 //
-// A service's scanner is found through a running.json of another form (ScannerFile).
+// A service's scanner is found in another way (ScannerNames).
 
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace reference_product {
 
@@ -61,24 +64,37 @@ struct ServiceScanner {
     bool operator==(const ServiceScanner&) const = default;
 };
 
-// The running.json of the common data folder, which only the service can write. It counts for as
-// long as the service control manager names the service's process that it names: nobody opens a
-// process. Any thread of any process may use one.
-class ScannerFile {
+// Where a service's scanner is, said in the common data folder by the names of empty files, which
+// only the service can make: running-S-K-P-L, the service's process, a number that grows, the
+// scanner's process and its local id. Whoever may read a file can keep it from others, lock it or
+// have others wait, but nobody can keep the service from making a name or others from reading the
+// folder. It counts for as long as the service control manager names that service's process: nobody
+// opens a process. Any thread of any process may use one.
+class ScannerNames {
 public:
-    explicit ScannerFile(const std::filesystem::path& data) : path_(data / "running.json") {}
+    explicit ScannerNames(std::filesystem::path data) : data_(std::move(data)) {}
 
-    // Gives the scanner of the service that runs as `service`; nothing when the file is missing or
-    // malformed or names another.
+    // Gives the scanner of the service that runs as `service`, as the name with the greatest number
+    // says; nothing when there is none, or it says that there is none.
     std::optional<ServiceScanner> ScannerOf(std::uint32_t service) const noexcept;
 
-    // For the scanner, when it can be reached. Raises std::runtime_error.
+    // For the scanner, once it can be reached; one without numbers says that none can. Raises
+    // std::runtime_error.
     void Publish(const ServiceScanner& self) const;
-    // For the service, when no scanner runs. Removes what is there, whoever wrote it.
-    void Withdraw() const noexcept;
+
+    // Every name there, whoever's.
+    std::vector<std::filesystem::path> All() const;
 
 private:
-    const std::filesystem::path path_;
+    struct Numbers {
+        ServiceScanner scanner;
+        std::uint32_t number = 0;
+    };
+
+    static std::optional<Numbers> NumbersIn(const std::string& name) noexcept;
+    std::optional<Numbers> LastOf(std::uint32_t service) const;
+
+    const std::filesystem::path data_;
 };
 
 }  // namespace reference_product

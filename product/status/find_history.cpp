@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "product/settings_store.h"
 #include "product/state/strict_json.h"
 #include "product/state/text_file.h"
 #include "vek/core/current_exception.h"
@@ -29,14 +30,11 @@ MailFind ToFind(const json& value) {
 FindHistory::FindHistory(std::filesystem::path folder, Log log)
     : folder_(std::move(folder)), log_(std::move(log)) {}
 
-// Accounts are the system's own words; what could be part of a path is not one.
+// Accounts are the system's own words: a SID, or "uid:" and a number.
 std::filesystem::path FindHistory::FileOf(const std::string& account) const {
-    constexpr std::string_view kLetters =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-:";
-    if (account.empty() || account.find_first_not_of(kLetters) != account.npos)
-        throw std::invalid_argument("'" + account + "' is no account");
     std::string name = account;
-    std::ranges::replace(name, ':', '-');
+    if (name.starts_with("uid:")) name.replace(0, 4, "S-1-");
+    if (!IsSid(name)) throw std::invalid_argument("'" + account + "' is no account");
     return folder_ / (name + ".json");
 }
 

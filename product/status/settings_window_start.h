@@ -3,6 +3,7 @@
 // Starting the settings window's program in a user's session.
 
 #include <cstdint>
+#include <memory>
 
 #ifdef _WIN32
 #include <guiddef.h>
@@ -22,6 +23,10 @@ enum class WindowRoad {
     kProgram,  // started beside this program, as this process's user
     kSession,  // by COM in the session, where its user's it is; for a service
 };
+
+// To be called once, before anything else of COM's, by a process that has windows opened by a road.
+// What it gives is to be kept on this thread for as long as one may be opened.
+std::shared_ptr<void> PrepareSettingsWindows(WindowRoad road);
 
 // Has the window shown in the session. Waits until its program has been started. Raises
 // vek::SystemException, or ResultCodeException (kNotSupported) where there is no such window.

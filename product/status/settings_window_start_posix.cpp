@@ -3,6 +3,8 @@
 
 namespace reference_product {
 
+std::shared_ptr<void> PrepareSettingsWindows(WindowRoad) { return nullptr; }
+
 void StartSettingsWindow(WindowRoad, std::uint32_t) {
     vek::ThrowResult(vek::result::kNotSupported);
 }

@@ -3,8 +3,10 @@
 #include <windows.h>
 // The order matters: it needs windows.h.
 #include <objbase.h>
+#include <sddl.h>
 
 #include <array>
+#include <atomic>
 #include <filesystem>
 #include <string>
 
@@ -36,9 +38,41 @@ private:
     const HRESULT entered_;
 };
 
+// What came of it; without it COM is not used.
+std::atomic<HRESULT> com_security{CO_E_NOTINITIALIZED};
+
+// Others may learn who this process is, and not act as it; only itself and the system may call it;
+// what it is given runs no code here, and nothing is started as its own account.
+HRESULT SecureCom() {
+    const auto self = remote::TheIdentitySource().Self();
+    if (!self) return E_ACCESSDENIED;
+    const std::string text =
+        "O:" + self->account + "G:" + self->account + "D:(A;;3;;;SY)(A;;3;;;" + self->account + ")";
+    PSECURITY_DESCRIPTOR made = nullptr;
+    if (::ConvertStringSecurityDescriptorToSecurityDescriptorA(text.c_str(), SDDL_REVISION_1, &made,
+                                                               nullptr) == FALSE)
+        return HRESULT_FROM_WIN32(::GetLastError());
+    const vek::platform::UniqueLocal<void> owned(made);
+    PSID owner = nullptr, group = nullptr;
+    PACL list = nullptr;
+    BOOL unused = FALSE;
+    ::GetSecurityDescriptorOwner(made, &owner, &unused);
+    ::GetSecurityDescriptorGroup(made, &group, &unused);
+    ::GetSecurityDescriptorDacl(made, &unused, &list, &unused);
+    SECURITY_DESCRIPTOR security;  // COM takes an absolute one
+    ::InitializeSecurityDescriptor(&security, SECURITY_DESCRIPTOR_REVISION);
+    ::SetSecurityDescriptorOwner(&security, owner, FALSE);
+    ::SetSecurityDescriptorGroup(&security, group, FALSE);
+    ::SetSecurityDescriptorDacl(&security, TRUE, list, FALSE);
+    return ::CoInitializeSecurity(&security, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_PKT_PRIVACY,
+                                  RPC_C_IMP_LEVEL_IDENTIFY, nullptr,
+                                  EOAC_NO_CUSTOM_MARSHAL | EOAC_DISABLE_AAA, nullptr);
+}
+
 // The session moniker: the class object of a server that runs in that session, as the interactive
 // user; making an object of it shows the window.
 void AskInSession(std::uint32_t session_id) {
+    Check(com_security);
     const Apartment apartment;
     std::array<wchar_t, 40> text{};  // in braces, which a moniker of a class does without
     ::StringFromGUID2(kSettingsWindowClass, text.data(), static_cast<int>(text.size()));
@@ -71,6 +105,13 @@ void StartBeside() {
 }
 
 }  // namespace
+
+std::shared_ptr<void> PrepareSettingsWindows(WindowRoad road) {
+    if (road != WindowRoad::kSession) return nullptr;
+    auto apartment = std::make_shared<Apartment>();  // what is said of COM goes with the last one
+    com_security = SecureCom();
+    return apartment;
+}
 
 void StartSettingsWindow(WindowRoad road, std::uint32_t session_id) {
     // Wine has no moniker of sessions, and one session alone.

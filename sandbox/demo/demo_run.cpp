@@ -45,6 +45,40 @@ std::string InWords(const reference_product::ScanFailure& failure) {
     return failure.operation + ": " + vek::ToUtf8(vek::ResultText(failure.code)) + code.data();
 }
 
+std::string TextOf(const outlook::MessageRecord& message, ULONG property) {
+    const auto* const value = message.properties.Find(property);
+    return value == nullptr ? std::string() : *value->content();
+}
+
+// What a check has made of a message, as its reader sees it; for a product that does not report.
+std::vector<std::string> Differences(const outlook::MessageRecord& before,
+                                     const outlook::MessageRecord& after) {
+    std::vector<std::string> found;
+    if (std::string subject = TextOf(after, tag::kSubjectW);
+        subject != TextOf(before, tag::kSubjectW))
+        found.push_back("subject \"" + subject + '"');
+    if (TextOf(before, tag::kBodyA) != TextOf(after, tag::kBodyA))
+        found.push_back("plain body changed");
+    if (TextOf(before, tag::kBodyHtmlA) != TextOf(after, tag::kBodyHtmlA))
+        found.push_back("HTML body changed");
+    if (before.attachments.size() != after.attachments.size())
+        found.push_back("attachments: " + std::to_string(before.attachments.size()) + " before, " +
+                        std::to_string(after.attachments.size()) + " now");
+    return found;
+}
+
+// Keeps the code that a check has ended with.
+class LastCode final : public mail_processing::CheckObserver {
+public:
+    void OnEnded(const mail_processing::ObservedCheck&, vek::result_t code) noexcept override {
+        code_ = code;
+    }
+    vek::result_t code() const noexcept { return code_; }
+
+private:
+    vek::result_t code_ = vek::result::kOk;
+};
+
 // The product, the plug-in and the mail program of one run.
 class Session {
 public:
@@ -59,7 +93,8 @@ public:
         functions_->initialize(nullptr);
         processor_ = mail_processing::MessageProcessor::Create(
             nullptr, functions_, nullptr,
-            {vek::platform::TheSystem(), vek::platform::TheClock(), services_, tracer_});
+            {vek::platform::TheSystem(), vek::platform::TheClock(), services_, tracer_,
+             last_code_});
         processor_->LogonBackgroundSession();
     }
 
@@ -74,6 +109,7 @@ public:
 
     Result Check(const Mail& mail) {
         outlook::MessageRecord message = outlook::LoadMessageFile(options_.messages / mail.message);
+        const outlook::MessageRecord before = message;
         const std::vector<std::string> embedded = EmbeddedMessages(message);
         const bool received = message.properties.Find(tag::kProviderSubmitTime) != nullptr;
         const std::string entry_id = mapi_.store().Add(std::move(message));
@@ -87,13 +123,20 @@ public:
         }
         const auto end = std::chrono::steady_clock::now();
 
-        outlook::SaveMessageFile(options_.out / mail.message, *mapi_.store().Find(entry_id));
+        const outlook::MessageRecord after = *mapi_.store().Find(entry_id);
+        outlook::SaveMessageFile(options_.out / mail.message, after);
         mapi_.store().Remove(entry_id);
         Result result;
         result.mail = std::filesystem::path(mail.source).filename().string();
         result.message = mail.message;
         result.event = received ? "received" : "sent";
         result.time = std::chrono::duration_cast<std::chrono::microseconds>(end - start);
+        if (!product_->reports()) {
+            if (const vek::result_t code = last_code_.code(); vek::Failed(code))
+                throw std::runtime_error(InWords({"CheckMessage", code}));
+            result.changed = Differences(before, after);
+            return result;
+        }
         const std::optional<ScanReport> report = product_->TakeReport();
         if (!report) throw std::runtime_error("the product has not checked it; the trace says why");
         AddReport(*report, embedded, result);
@@ -129,6 +172,7 @@ private:
     const Options& options_;
     const std::unique_ptr<ScanningProduct> product_;
     const vek::trace::TracerPtr tracer_;
+    LastCode last_code_;
     plugins::loader::ServiceAccess services_;
     outlook::MapiSubsystem mapi_{options_.store};
     const std::shared_ptr<const plugins::mapi::MapiFunctions> functions_;

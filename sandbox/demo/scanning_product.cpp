@@ -36,6 +36,7 @@ public:
                   std::make_shared<reference_product::ScannerEngine>(LoadRulesOrComplain(rules)),
                   [this](const ScanReport& report) { report_ = report; }))) {}
 
+    bool reports() const override { return true; }
     void SetTrace(vek::trace::FileTracerConfig&) const override {}
 
     plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr) override {
@@ -55,7 +56,9 @@ private:
 class InItsOwnProcess final : public ScanningProduct {
 public:
     explicit InItsOwnProcess(const std::filesystem::path& folder)
-        : reports_(folder / "reports.jsonl") {}
+        : file_(folder / "reports.jsonl"), has_file_(exists(file_)), reports_(file_) {}
+
+    bool reports() const override { return has_file_; }
 
     void SetTrace(vek::trace::FileTracerConfig& config) const override {
         plugins::product_info::ReadTraceValues(plugins::product_info::InstalledProduct(), config);
@@ -72,6 +75,8 @@ public:
     }
 
 private:
+    const std::filesystem::path file_;
+    const bool has_file_;
     reference_product::ReportReader reports_;
 };
 

@@ -15,13 +15,17 @@ class ScanningProduct {
 public:
     virtual ~ScanningProduct() = default;
 
+    // Whether it tells what its checks have found and changed.
+    virtual bool reports() const = 0;
+
     // Takes over what the product says of the plug-in's trace.
     virtual void SetTrace(vek::trace::FileTracerConfig& config) const = 0;
 
     // Makes the loader that reaches it. The product outlives the loader.
     virtual plugins::loader::LoaderFactory Loader(vek::trace::TracerPtr tracer) = 0;
 
-    // The report of the check that has ended last, once; nothing when there was none. May raise
+    // The report of the check that has ended last, once; nothing when there was none, or of a
+    // product that does not report. May raise
     // std::exception.
     virtual std::optional<reference_product::ScanReport> TakeReport() = 0;
 };
@@ -30,7 +34,8 @@ public:
 // which std::cerr names.
 std::unique_ptr<ScanningProduct> MakeProductInProcess(const std::filesystem::path& rules);
 
-// Uses the one that runs in `folder`, found as an installed product is (product_library.h).
+// Uses the one that runs in `folder`, found as an installed product is (product_library.h). It
+// reports when it has the file of reports that the reference product has.
 std::unique_ptr<ScanningProduct> UseProductProcess(const std::filesystem::path& folder);
 
 }  // namespace sandbox::demo

@@ -55,6 +55,12 @@ public:
         return failed_;
     }
 
+    // Forgets all but the first `count` of these.
+    void KeepFailed(std::size_t count) {
+        const std::lock_guard lock(mutex_);
+        if (count < failed_.size()) failed_.resize(count);
+    }
+
     // How many calls there were, failed ones included.
     std::uint32_t Count(Kind kind) const { return counts_[static_cast<std::size_t>(kind)]; }
     std::uint32_t Total() const {

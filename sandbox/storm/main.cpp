@@ -143,20 +143,6 @@ private:
     const std::shared_ptr<remoting::Connection> inner_;
 };
 
-class Master final : public remoting::MasterObject {
-public:
-    explicit Master(RefPtr<vek::IServiceLocator> locator) : locator_(std::move(locator)) {}
-    vek::result_t Lock() noexcept override { return result::kOk; }
-    void Unlock() noexcept override {}
-    vek::result_t GetServiceLocator(RefPtr<vek::IServiceLocator>& locator) noexcept override {
-        locator = locator_;
-        return result::kOk;
-    }
-
-private:
-    const RefPtr<vek::IServiceLocator> locator_;
-};
-
 // Until it is killed.
 int BeTheProduct(const Arguments& arguments) {
     Trouble trouble(arguments.at("--way"), static_cast<unsigned>(std::stoul(arguments.at("--at"))));
@@ -172,7 +158,7 @@ int BeTheProduct(const Arguments& arguments) {
     const auto accept = [&](std::shared_ptr<remote::Transport> transport) {
         remoting::ConnectionConfig config;
         config.factories = plugins::remoting::RemoteInterfaces();
-        config.master = std::make_shared<Master>(locator);
+        config.master = std::make_shared<remoting::SteadyMaster>(locator);
         std::shared_ptr<remoting::Connection> connection;
         vek::CheckResult(remoting::Connection::Create(std::move(config), connection));
         connection->Attach(std::make_shared<TroubledTransport>(trouble, std::move(transport)));

@@ -507,9 +507,10 @@ TEST_F(ScannerEngineTest, LeavesWhatCannotBeKept) {
 
 TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
     Keep();
+    std::string user;
     const auto keep = [&](std::size_t size) {
         const std::vector<std::byte> content(size);
-        return memory_.kept.store->Keep({.name = std::string(50'000, '\xE4')},
+        return memory_.kept.store->Keep({.account = user, .name = std::string(50'000, '\xE4')},
                                         [&](const auto& sink) { sink(content); });
     };
     constexpr std::uint64_t kDay = 24 * 36'000'000'000;
@@ -537,6 +538,30 @@ TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
     memory_.kept.store->ExpireDaily();
     EXPECT_THAT(Kept(), ElementsAre(4, 7));
     EXPECT_EQ(logged_, 4);
+
+    limits_->bytes = 5 * 4096;
+    user = "another";
+    EXPECT_EQ(keep(1), 8u);
+    EXPECT_EQ(keep(1), 9u);
+    EXPECT_THAT(Kept(), ElementsAre(7, 8, 9)) << "who keeps most loses his oldest";
+    EXPECT_THROW(keep(17'000), std::runtime_error) << "there is room only where less is kept";
+    EXPECT_EQ(keep(14'000), 11u);
+    EXPECT_THAT(Kept(), ElementsAre(7, 11));
+
+    const std::filesystem::path file = kept_ / "7.kept", aside = folder_.path() / "7.kept";
+    rename(file, aside);
+    create_directories(file / "x");  // cannot be removed
+    clock_.utc += 31 * kDay;
+    memory_.kept.store->ExpireDaily();
+    EXPECT_THAT(Kept(), IsEmpty());
+    remove(file / "x");
+    remove(file);
+    rename(aside, file);
+    clock_.utc += kDay;
+    memory_.kept.store->ExpireDaily();
+    EXPECT_THAT(Kept(), IsEmpty());
+    Keep();
+    EXPECT_EQ(keep(1), 12u) << "no number is given twice";
 }
 
 }  // namespace

@@ -119,36 +119,34 @@ struct ServiceProduct {
 
 TEST(ServiceProduct, IsWhereTheRunningServiceSays) {
     ServiceProduct product;
-    const ScannerFile published(product.data.path());
-    const std::string good = R"({"service": 5, "process_id": 6, "local_id": 7)";
+    const ScannerNames published(product.data.path());
     const struct {
         std::optional<std::uint32_t> service;
-        std::string text;
+        std::string name;
     } kCases[] = {
-        {5, good + "}"},  // the one that counts
-        {5, ""},
-        {6, good + "}"},  // an earlier service's
-        {{}, good + "}"},
-        {5, good},
-        {5, good + R"(, "x": 1})"},
-        {5, R"({"service": 5, "process_id": 6, "local_id": 0})"},
-        {5, R"({"service": 5, "process_id": 0, "local_id": 7})"},
-        {5, R"({"service": 5, "process_id": 6, "local_id": 4294967296})"},
+        {5, "running-5-1-6-7"},  // the one that counts
+        {6, "running-5-1-6-7"},  // an earlier service's
+        {{}, "running-5-1-6-7"},  {5, "running"},          {5, "running-5-1-6"},
+        {5, "running-5-1-6-7-8"}, {5, "running-5-1-6-7x"}, {5, "running-5-1-6-0"},
+        {5, "running-5-1-0-7"},   {5, "running-5-1-6--7"}, {5, "running-5-1-6-4294967296"},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.text);
+        SCOPED_TRACE(c.name);
         product.service = c.service;
-        ReplaceTextFile(product.data.path() / "running.json", c.text);
+        ReplaceTextFile(product.data.path() / c.name, "");
         info::RemoteAddress address{};
         const auto remote = product.Make<info::IRemoteObject>(info::kRemoteLoaderObject);
         const bool counts = &c == kCases;
         EXPECT_EQ(remote->GetAddress(&address), counts ? result::kOk : result::kNotReady);
         EXPECT_EQ(address.local_id, counts ? 7u : 0u);
         EXPECT_EQ(address.process_id, counts ? 6u : 0u);
+        std::filesystem::remove(product.data.path() / c.name);
     }
-    published.Publish({5, 8, 9});
-    EXPECT_EQ(published.ScannerOf(5), (ServiceScanner{5, 8, 9}));
-    published.Withdraw();
+    for (std::uint32_t i = 1; i != 12; ++i) {  // the names of earlier ones may stay
+        published.Publish({5, 8, i});
+        EXPECT_EQ(published.ScannerOf(5), (ServiceScanner{5, 8, i}));
+    }
+    published.Publish({5, 0, 0});
     EXPECT_FALSE(published.ScannerOf(5));
 }
 

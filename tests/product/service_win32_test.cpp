@@ -36,7 +36,6 @@ protected:
         fs::copy(PathOf(product_.path()), installed_);
         const std::string name(std::begin(kName), std::end(kName) - 1);
         ReplaceTextFile(installed_ / "product_info.json", R"({"Service": ")" + name + "\"}");
-        ReplaceTextFile(installed_ / "settings.json", "{}");
         const std::wstring line = L"\"" + (installed_ / "mlxo_product.exe").wstring() +
                                   L"\" --service --no-process-access";
         manager_ = ::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
@@ -105,6 +104,14 @@ protected:
             ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtSuspendProcess")));
         return suspend(process.get()) == 0;
     }
+    // Keeps the files that say where the scanner is from others, as a user can.
+    std::vector<vek::platform::UniqueHandle> TakeNames() const {
+        std::vector<vek::platform::UniqueHandle> taken;
+        for (const fs::path& path : ScannerNames(data_).All())
+            taken.emplace_back(
+                ::CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        return taken;
+    }
     std::string log() const { return tests::ReadFile(data_ / "private" / "product.log"); }
 
     const fs::path data_ = CommonDataFolder();
@@ -125,12 +132,13 @@ TEST_F(ServiceTest, IsFoundComesBackAndStops) {
     EXPECT_EQ(Find(), result::kNotReady);
     ASSERT_TRUE(Start()) << log();
     EXPECT_EQ(found_.account, remote::TheIdentitySource().Self()->account);
-    EXPECT_EQ(tests::ReadFile(data_ / "settings.json"), "{}");
     EXPECT_THAT(log(), testing::HasSubstr("other processes are not opened"));
     const DWORD parent = Status().dwProcessId, first = found_.address.process_id;
     EXPECT_NE(parent, first);
 
     const auto begun = steady_clock::now();
+    const auto taken = TakeNames();
+    EXPECT_EQ(taken.size(), 1u);
     Kill(first);
     EXPECT_TRUE(tests::ProductFolder::Soon([&] { return Find() == result::kNotReady; }));
     ASSERT_TRUE(IsFound()) << log();

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <vector>
 
@@ -9,9 +10,11 @@
 #include "product/mail_scanner.h"
 #include "product/settings_service.h"
 #include "product/settings_window/status_reader.h"
+#include "product/settings_window_service.h"
 #include "product/state/text_file.h"
 #include "product/status/status_service.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/wait_until.h"
 #include "vek/core/text.h"
 
 namespace reference_product {
@@ -89,6 +92,22 @@ TEST(SettingsWindow, KeepsEachUsersFindsAndAFileThatIsBrokenHarmsNobody) {
         EXPECT_THROW(history.Add(account, {}), std::invalid_argument);
 }
 
+TEST(SettingsWindow, IsOpenedOnceAtATimeInASession) {
+    std::promise<void> done;
+    const std::shared_future<void> end = done.get_future();
+    const auto openings = std::make_shared<WindowOpenings>();
+    const auto open = [&](std::uint32_t session) {
+        return vek::MakeObject<SettingsWindowService>(
+                   kSilent, [end] { end.wait(); }, Caller{7, session, "S-1-5-7"}, openings)
+            ->Open(7);
+    };
+    EXPECT_EQ(open(1), result::kOk);
+    EXPECT_EQ(open(1), result::kNotReady);
+    EXPECT_EQ(open(2), result::kOk);
+    done.set_value();
+    EXPECT_TRUE(tests::WaitUntil([&] { return open(1) == result::kOk; }));
+}
+
 TEST(SettingsWindow, AsksTheProductStoresSwitchesAndNoticesThatItHasGone) {
     const tests::TemporaryFolder folder;
     const auto file = folder.path() / "settings.json";
@@ -96,7 +115,7 @@ TEST(SettingsWindow, AsksTheProductStoresSwitchesAndNoticesThatItHasGone) {
         "policySettings": null, "userSettings":
         {"checkOnDelivery": true, "checkOnRead": true, "checkOnSend": true}})");
     const auto finds = std::make_shared<FindHistory>(folder.path() / "finds", kSilent);
-    finds->Add("me", {1, "subject", "found", "done"});
+    finds->Add("uid:7", {1, "subject", "found", "done"});
     const auto product = vek::MakeObject<InProcessProduct>(
         vek::MakeObject<ScriptedScanner>([](bool, auto&) { return result::kOk; }));
     product->Offer(plugins::product::IProductSettings::kInterfaceId,
@@ -107,7 +126,7 @@ TEST(SettingsWindow, AsksTheProductStoresSwitchesAndNoticesThatItHasGone) {
                        [] {
                            return ProductStatus{Protection::kOn, "", "E 1", "7"};
                        },
-                       finds, "me"));
+                       finds, "uid:7"));
     plugins::loader::ServiceAccess services([&](vek::RefPtr<plugins::ILoader>& loader) {
         loader = product;
         return result::kOk;

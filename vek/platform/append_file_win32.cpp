@@ -4,10 +4,7 @@
 
 #include <aclapi.h>
 
-#include <array>
-#include <cstddef>
-
-#include "vek/platform/handle_win32.h"
+#include "vek/platform/token_win32.h"
 #include "vek/platform/wide_win32.h"
 
 namespace vek::platform {
@@ -19,17 +16,11 @@ HANDLE AsHandle(const NativeHandle& handle) noexcept {
 
 // Whether a file is this process's: its user's, or that of the files that the user makes.
 bool IsOwner(PSID owner) {
-    HANDLE opened = nullptr;
-    if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &opened) == FALSE) return false;
-    const UniqueHandle token(opened);
-    const auto is = [&](TOKEN_INFORMATION_CLASS kind, auto sid_of) {
-        alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> facts;
-        DWORD size = sizeof facts;
-        return ::GetTokenInformation(token.get(), kind, facts.data(), size, &size) != FALSE &&
-               ::EqualSid(sid_of(facts.data()), owner) != FALSE;
-    };
-    return is(TokenUser, [](void* facts) { return static_cast<TOKEN_USER*>(facts)->User.Sid; }) ||
-           is(TokenOwner, [](void* facts) { return static_cast<TOKEN_OWNER*>(facts)->Owner; });
+    const UniqueHandle token = OwnToken();
+    const TokenFact<TOKEN_USER> user(token.get(), TokenUser);
+    const TokenFact<TOKEN_OWNER> maker(token.get(), TokenOwner);
+    return (user && ::EqualSid(user->User.Sid, owner) != FALSE) ||
+           (maker && ::EqualSid(maker->Owner, owner) != FALSE);
 }
 
 bool IsOurPlainFile(HANDLE file) {

@@ -1,7 +1,5 @@
 #include "vek/remoting/master_object.h"
 
-#include <utility>
-
 namespace vek::remoting {
 
 result_t MasterLock::Lock() noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "vek/core/ref_ptr.h"
 #include "vek/core/service_locator.h"
@@ -19,6 +20,23 @@ public:
     virtual void Unlock() noexcept = 0;
 
     virtual result_t GetServiceLocator(RefPtr<IServiceLocator>& locator) noexcept = 0;
+};
+
+// That of a process which runs until it is told to end, whoever is connected.
+class SteadyMaster final : public MasterObject {
+public:
+    explicit SteadyMaster(RefPtr<IServiceLocator> locator) noexcept
+        : locator_(std::move(locator)) {}
+
+    result_t Lock() noexcept override { return result::kOk; }
+    void Unlock() noexcept override {}
+    result_t GetServiceLocator(RefPtr<IServiceLocator>& locator) noexcept override {
+        locator = locator_;
+        return result::kOk;
+    }
+
+private:
+    const RefPtr<IServiceLocator> locator_;
 };
 
 // One connection's lock on the master object: taken once, given back at the connection's end. Any

@@ -20,15 +20,14 @@ struct Server::State : std::enable_shared_from_this<State> {
     explicit State(ServerConfig c) : config(std::move(c)) {}
 
     std::shared_ptr<remote::RequestHandler> Accept(std::shared_ptr<remote::Transport> transport) {
-        const std::uint32_t process_id = transport->peer().process_id;
+        const remote::PeerIdentity peer = transport->peer();
         const std::uint64_t number = next_number++;
         ConnectionConfig connection_config = config.connection;
-        connection_config.on_closed = [weak = weak_from_this(), number,
-                                       process_id](result_t reason) {
-            if (const auto state = weak.lock()) state->Forget(number, process_id, reason);
+        connection_config.on_closed = [weak = weak_from_this(), number, peer](result_t reason) {
+            if (const auto state = weak.lock()) state->Forget(number, peer, reason);
         };
         if (config.master_for) {
-            connection_config.master = config.master_for(transport->peer());
+            connection_config.master = config.master_for(peer);
             if (!connection_config.master) return nullptr;
         }
         std::shared_ptr<Connection> connection;
@@ -36,18 +35,18 @@ struct Server::State : std::enable_shared_from_this<State> {
         connection->Attach(std::move(transport));
         {
             const std::lock_guard guard(lock);
-            if (stopped || connections.size() >= kMaxConnections) return nullptr;
+            if (stopped || connections.size() >= config.most_connections) return nullptr;
             const milliseconds until = platform::TheClock().AwakeTime() + config.agreement_limit;
             connections.emplace(number, Peer{connection, until});
             changed.notify_all();
         }
         Tell([&] {
-            if (config.on_connected) config.on_connected(process_id);
+            if (config.on_connected) config.on_connected(peer);
         });
         return connection;
     }
 
-    void Forget(std::uint64_t number, std::uint32_t process_id, result_t reason) {
+    void Forget(std::uint64_t number, const remote::PeerIdentity& peer, result_t reason) {
         std::shared_ptr<Connection> gone;  // destroyed without the lock
         {
             const std::lock_guard guard(lock);
@@ -57,7 +56,7 @@ struct Server::State : std::enable_shared_from_this<State> {
             connections.erase(found);
         }
         Tell([&] {
-            if (config.on_disconnected) config.on_disconnected(process_id, reason);
+            if (config.on_disconnected) config.on_disconnected(peer, reason);
         });
     }
 

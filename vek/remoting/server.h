@@ -23,19 +23,18 @@ struct ServerConfig {
     // Who has not agreed the protocol features so long after being taken in is dropped. Longer than
     // one event of a client's waits.
     std::chrono::milliseconds agreement_limit{5000};
+    // Peers beyond this are refused, those of one process or account before (transport.h).
+    std::size_t most_connections = 64;
     // Told of peers that came and went, on any thread, several at once, the last of them perhaps
     // after the server was destroyed. May be empty.
-    std::function<void(std::uint32_t process_id)> on_connected;
-    std::function<void(std::uint32_t process_id, result_t reason)> on_disconnected;
+    std::function<void(const remote::PeerIdentity& peer)> on_connected;
+    std::function<void(const remote::PeerIdentity& peer, result_t reason)> on_disconnected;
 };
 
 // Serves every process that connects at an endpoint, until it is destroyed: then nobody can connect
 // any more, and all connections are closed.
 class Server {
 public:
-    // Peers beyond this are refused, those of one process or account before (transport.h).
-    static constexpr std::size_t kMaxConnections = 64;
-
     // The codes are those of remote::Listen, and kInsufficientResources.
     static result_t Start(ServerConfig config, std::unique_ptr<Server>& server) noexcept;
     ~Server();

@@ -19,6 +19,9 @@ constexpr int kMaxChecks = 6;
 // Of what one depth can reach: rules that make more of one message are not followed further.
 constexpr std::size_t kMaxStates = 16;
 
+// How a message is checked: whether it comes in, and whether its contents can be written.
+constexpr std::pair<bool, bool> kWays[] = {{true, true}, {false, true}, {true, false}};
+
 void Add(const outlook::PropertyBag& properties, const std::string& place, Content& content) {
     for (const auto& [property, value] : properties) {
         // Of the place where it lies, and of the time when it was saved.
@@ -75,10 +78,16 @@ public:
     Checker(const Checker&) = delete;
     Checker& operator=(const Checker&) = delete;
 
-    outlook::MessageRecord Check(outlook::MessageRecord record, bool incoming) {
+    // What is dangerous is deleted where it cannot be written over.
+    outlook::MessageRecord Check(outlook::MessageRecord record, bool incoming, bool can_write) {
         const std::string entry_id = mapi_.store().Add(std::move(record));
+        outlook::FaultPlan& faults = mapi_.faults();
+        const std::size_t failed = faults.Failed().size();
+        if (!can_write) faults.FailEvery(outlook::Call::kStreamWrite, MAPI_E_CALL_FAILED);
         processor_->ProcessMessage(mapi_.OpenMessage(entry_id).get(), incoming,
                                    mail_processing::kForeground);
+        if (!can_write) faults.Clear();
+        faults.KeepFailed(failed);
         outlook::MessageRecord checked = *mapi_.store().Find(entry_id);
         mapi_.store().Remove(entry_id);
         return checked;
@@ -103,8 +112,8 @@ void DamageFinder::Extend(Reachable& reachable) {
     std::vector<outlook::MessageRecord> next;
     std::vector<Content> seen;
     for (const outlook::MessageRecord& record : reachable.after.back()) {
-        for (const bool incoming : {true, false}) {
-            outlook::MessageRecord checked = checker_->Check(record, incoming);
+        for (const auto& [incoming, can_write] : kWays) {
+            outlook::MessageRecord checked = checker_->Check(record, incoming, can_write);
             Content content = ContentOf(checked);
             if (std::ranges::find(seen, content) != seen.end()) continue;
             for (auto& [place, values] : reachable.allowed)

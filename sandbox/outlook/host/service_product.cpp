@@ -73,7 +73,7 @@ private:
     }
 
     std::optional<ServiceScanner> Scanner() const {
-        return reference_product::ScannerFile(data_).ScannerOf(Status().dwProcessId);
+        return reference_product::ScannerNames(data_).ScannerOf(Status().dwProcessId);
     }
 
     template <class Condition>

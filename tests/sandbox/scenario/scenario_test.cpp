@@ -99,7 +99,7 @@ TEST_F(Scenario, ComplainsOfWhatCannotBePlayedAndLivesThroughARandomDayInEveryOu
 
 TEST_F(Scenario, FindsDamageThatNoCheckHasDone) {
     outlook::MapiSubsystem mapi;
-    DamageFinder finder(mapi, options_.rules);
+    DamageFinder finder(mapi, options_.rules, {});
     const struct {
         const char* subject;
         int checks;

@@ -8,6 +8,8 @@
 // object is released before the library is unloaded.
 
 #include <cstdint>
+#include <cstring>
+#include <string_view>
 
 #include "vek/core/object.h"
 
@@ -46,6 +48,18 @@ struct IProductValues : vek::IObject {
 protected:
     ~IProductValues() = default;
 };
+
+// For those who implement GetValue: gives `value` as it says.
+inline vek::result_t CopyValue(std::string_view value, char* buffer, std::uint32_t capacity,
+                               std::uint32_t* size) noexcept {
+    if (size == nullptr || (buffer == nullptr && capacity != 0))
+        return vek::result::kInvalidArgument;
+    *size = static_cast<std::uint32_t>(value.size() + 1);
+    if (*size > capacity) return vek::result::kBufferTooSmall;
+    std::memcpy(buffer, value.data(), value.size());
+    buffer[value.size()] = '\0';
+    return vek::result::kOk;
+}
 
 // Where a process can be reached: by its local id when that is not zero, else at a TCP port of this
 // machine.

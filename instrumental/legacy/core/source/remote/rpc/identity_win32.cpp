@@ -8,37 +8,18 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstddef>
 #include <span>
-#include <vector>
+#include <utility>
 
 #include "vek/core/never_destroyed.h"
 #include "vek/platform/handle_win32.h"
+#include "vek/platform/token_win32.h"
 
 namespace remote {
 namespace {
 
+using vek::platform::TokenFact;
 using vek::platform::UniqueHandle;
-
-// What a token says of one kind.
-template <class Fact>
-class TokenFact {
-public:
-    TokenFact(HANDLE token, TOKEN_INFORMATION_CLASS kind) {
-        DWORD size = 0;
-        ::GetTokenInformation(token, kind, nullptr, 0, &size);
-        bytes_.resize(size);
-        if (::GetTokenInformation(token, kind, bytes_.data(), size, &size) == FALSE) size = 0;
-        bytes_.resize(size);
-    }
-
-    explicit operator bool() const noexcept { return bytes_.size() >= sizeof(Fact); }
-    const Fact& operator*() const noexcept { return *reinterpret_cast<const Fact*>(bytes_.data()); }
-    const Fact* operator->() const noexcept { return &**this; }
-
-private:
-    std::vector<std::byte> bytes_;
-};
 
 // Whether S-1-5-4 is among the groups that count.
 bool IsInteractive(const TokenFact<TOKEN_GROUPS>& groups) noexcept {
@@ -57,17 +38,14 @@ std::optional<PeerIdentity> IdentityOf(HANDLE token) {
     const TokenFact<DWORD> session(token, TokenSessionId);
     const TokenFact<TOKEN_MANDATORY_LABEL> label(token, TokenIntegrityLevel);
     const TokenFact<TOKEN_GROUPS> groups(token, TokenGroups);
-    LPSTR text = nullptr;
-    if (!user || !session || !label || !groups ||
-        ::ConvertSidToStringSidA(user->User.Sid, &text) == FALSE) {
-        return std::nullopt;
-    }
-    const vek::platform::UniqueLocal<char> owned(text);
+    if (!user || !session || !label || !groups) return std::nullopt;
+    std::string account = vek::platform::SidText(user->User.Sid);
+    if (account.empty()) return std::nullopt;
     const PSID level = label->Label.Sid;
     const UCHAR parts = *::GetSidSubAuthorityCount(level);
     if (parts == 0) return std::nullopt;
     const DWORD integrity = *::GetSidSubAuthority(level, parts - 1u);
-    return PeerIdentity{0, *session, text, integrity, IsInteractive(groups)};
+    return PeerIdentity{0, *session, std::move(account), integrity, IsInteractive(groups)};
 }
 
 // The token of the thread's caller.
@@ -121,12 +99,9 @@ public:
     }
 
     std::optional<PeerIdentity> Self() override {
-        HANDLE token = nullptr;
-        if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) {
-            return std::nullopt;
-        }
-        const UniqueHandle owned(token);
-        auto self = IdentityOf(token);
+        const UniqueHandle token = vek::platform::OwnToken();
+        if (!token) return std::nullopt;
+        auto self = IdentityOf(token.get());
         if (self) self->process_id = ::GetCurrentProcessId();
         return self;
     }

@@ -4,6 +4,7 @@
 // After windows.h, which it needs.
 #include <sddl.h>
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <random>
@@ -39,6 +40,16 @@ RPC_STATUS RPC_ENTRY CheckClient(RPC_IF_HANDLE, void* binding) {
     return TheIdentitySource().CallingProcess(binding) != 0 ? RPC_S_OK : RPC_S_ACCESS_DENIED;
 }
 
+// For `accounts` and nobody else. Null when one of them is none.
+vek::platform::UniqueLocal<void> DescriptorFor(const std::set<std::string>& accounts) {
+    std::string text = "D:";
+    for (const std::string& account : accounts) text += "(A;;GA;;;" + account + ")";
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ::ConvertStringSecurityDescriptorToSecurityDescriptorA(text.c_str(), SDDL_REVISION_1,
+                                                           &descriptor, nullptr);
+    return vek::platform::UniqueLocal<void>(descriptor);
+}
+
 // Registers the interface for calls of `accounts`, which the runtime serves on its own threads,
 // whether or not the program around listens.
 RPC_STATUS Register(const std::set<std::string>& accounts) {
@@ -53,16 +64,10 @@ RPC_STATUS Register(const std::set<std::string>& accounts) {
         return ::RpcServerRegisterIf2(ServedInterface(), nullptr, nullptr, kFlags,
                                       RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxSize, CheckClient);
     }
-    std::string text = "D:";
-    for (const std::string& account : accounts) text += "(A;;GA;;;" + account + ")";
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (::ConvertStringSecurityDescriptorToSecurityDescriptorA(text.c_str(), SDDL_REVISION_1,
-                                                               &descriptor, nullptr) == FALSE) {
-        return RPC_S_INVALID_ARG;
-    }
-    const vek::platform::UniqueLocal<void> owned(descriptor);
+    const vek::platform::UniqueLocal<void> descriptor = DescriptorFor(accounts);
+    if (!descriptor) return RPC_S_INVALID_ARG;
     return with_security(ServedInterface(), nullptr, nullptr, kFlags,
-                         RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxSize, CheckClient, descriptor);
+                         RPC_C_LISTEN_MAX_CALLS_DEFAULT, kMaxSize, CheckClient, descriptor.get());
 }
 
 // For a moment: not waiting for the calls.
@@ -242,29 +247,43 @@ bool RpcServer::AwaitUnregistered(std::chrono::milliseconds timeout) noexcept {
     return has_ended && !registered_ && !is_unregistering_ && busy_ == 0;
 }
 
+std::set<std::string> RpcServer::Accounts() {
+    const std::lock_guard one_at_a_time(registering_);
+    return accounts_;
+}
+
 vek::result_t RpcServer::Open(Endpoint& endpoint) {
     const std::string text = TextOf(endpoint);
+    const std::set<std::string> accounts = Accounts();
     {
         const std::lock_guard guard(lock_);
         if (endpoint == Endpoint()) return OpenAnyPort(endpoint);
         const auto found = opened_.find(text);
-        if (found != opened_.end() && found->second) return result::kOk;
+        if (found != opened_.end() && found->second.serves) return result::kOk;
         std::string protocol(ProtocolSequence(endpoint));
         std::string name = EndpointName(endpoint);
         if (found == opened_.end()) {
+            const vek::platform::UniqueLocal<void> descriptor = DescriptorFor(accounts);
+            if (!descriptor) return result::kInsufficientResources;
             const auto code = OpenResult(::RpcServerUseProtseqEpA(
-                ToRpc(protocol), RPC_C_PROTSEQ_MAX_REQS_DEFAULT, ToRpc(name), nullptr));
+                ToRpc(protocol), RPC_C_PROTSEQ_MAX_REQS_DEFAULT, ToRpc(name), descriptor.get()));
             // Taken by this process itself, before this module was loaded, is as good.
             const bool is_own = endpoint.local_id != 0 ? LocalIds().contains(endpoint.local_id)
                                                        : TcpPorts().contains(endpoint.tcp_port);
             if (vek::Failed(code) && !is_own) return code;
-            opened_.emplace(text, false);
+            opened_.emplace(text, Opened{accounts, false});
         }
     }
     AwaitServing(endpoint);
     const std::lock_guard guard(lock_);
-    opened_[text] = true;
+    opened_[text].serves = true;
     return result::kOk;
+}
+
+bool RpcServer::IsOpenFor(const Endpoint& endpoint, const std::set<std::string>& accounts) {
+    const std::lock_guard guard(lock_);
+    const auto found = opened_.find(TextOf(endpoint));
+    return found == opened_.end() || std::ranges::includes(found->second.accounts, accounts);
 }
 
 vek::result_t RpcServer::OpenAnyPort(Endpoint& endpoint) {
@@ -278,7 +297,7 @@ vek::result_t RpcServer::OpenAnyPort(Endpoint& endpoint) {
         const Endpoint opened{0, port};
         if (before.contains(port) && listeners_.contains(TextOf(opened))) continue;
         endpoint = opened;
-        opened_.emplace(TextOf(opened), true);
+        opened_.emplace(TextOf(opened), Opened{{}, true});
         return result::kOk;
     }
     return result::kInsufficientResources;
@@ -296,13 +315,16 @@ vek::result_t RpcServer::OpenOwn(const Endpoint& peer, Endpoint& own) {
         const std::lock_guard guard(own_lock_);
         own = own_;
     }
-    if (own != Endpoint()) return result::kOk;
+    const std::set<std::string> accounts = Accounts();
+    if (own != Endpoint() && IsOpenFor(own, accounts)) return result::kOk;
     // Without the lock, which no thread may keep for long. Of two that open one at once the first
     // one's is used.
     vek::result_t code = kEndpointTaken;
-    if (const auto earlier = LocalIds(); !earlier.empty()) {
-        own = {*earlier.begin(), 0};
+    for (const std::uint32_t earlier : LocalIds()) {
+        own = {earlier, 0};
+        if (!IsOpenFor(own, accounts)) continue;
         code = Open(own);
+        break;
     }
     for (int i = 0; vek::Failed(code) && i < kLocalIdAttempts; ++i) {
         own = {NewLocalId(), 0};
@@ -311,7 +333,7 @@ vek::result_t RpcServer::OpenOwn(const Endpoint& peer, Endpoint& own) {
     }
     if (vek::Failed(code)) return code;
     const std::lock_guard guard(own_lock_);
-    if (own_ == Endpoint()) own_ = own;
+    if (own_ == Endpoint() || !IsOpenFor(own_, accounts)) own_ = own;
     own = own_;
     return code;
 }

@@ -63,7 +63,8 @@ public:
     bool AwaitUnregistered(std::chrono::milliseconds timeout) noexcept;
 
     // Makes this process reachable at `endpoint`; at a port that the system chooses when it has
-    // neither number. Nothing to do when it is already. The interface is registered meanwhile.
+    // neither number. Nothing to do when it is already. The interface is registered meanwhile, and
+    // whoever may call it now may reach a local endpoint, for as long as this process lives.
     vek::result_t Open(Endpoint& endpoint);
     // Where peers that are reached over the protocol of `peer` can reach this process. Nobody knows
     // the local id beforehand.
@@ -81,7 +82,16 @@ public:
     std::shared_ptr<RpcConnection> ConnectionOf(std::uint64_t token) noexcept;
 
 private:
+    // An endpoint, and whom it lets in.
+    struct Opened {
+        std::set<std::string> accounts;
+        bool serves = false;  // calls are known to arrive there
+    };
+
     vek::result_t OpenAnyPort(Endpoint& endpoint);
+    std::set<std::string> Accounts();
+    // True for one that an earlier load of this module has opened: of that nothing is known.
+    bool IsOpenFor(const Endpoint& endpoint, const std::set<std::string>& accounts);
 
     void StartUnregistering() noexcept;
     void UnregisterUnused() noexcept;
@@ -104,7 +114,7 @@ private:
     Endpoint own_;  // empty until it is opened
 
     vek::platform::Lock lock_;
-    std::map<std::string, bool> opened_;  // and whether calls are known to arrive there
+    std::map<std::string, Opened> opened_;
     std::map<std::string, std::shared_ptr<AcceptGate>> listeners_;
     std::map<std::uint64_t, std::weak_ptr<RpcConnection>> connections_;
 
