@@ -37,8 +37,9 @@ void Add(const outlook::PropertyBag& properties, const std::string& place, Conte
 Content ContentOf(const outlook::MessageRecord& record) {
     Content content;
     Add(record.properties, "", content);
-    for (const auto& each : record.attachments)
-        Add(each.properties, "attachment " + std::to_string(each.number) + ' ', content);
+    // A message that was stored numbers its attachments anew.
+    for (std::size_t i = 0; i < record.attachments.size(); ++i)
+        Add(record.attachments[i].properties, "attachment " + std::to_string(i) + ' ', content);
     return content;
 }
 
