@@ -57,6 +57,33 @@ void RegisterWindowClass(HINSTANCE program) {
 
 std::wstring Wide(const std::u16string& text) { return {text.begin(), text.end()}; }
 
+// As much of a text as a control of several lines shows, with an ellipsis where it is cut. The
+// style for that, SS_ENDELLIPSIS, would leave the control one line.
+std::wstring Shortened(HWND control, std::wstring text) {
+    RECT place{};
+    ::GetClientRect(control, &place);
+    const HDC context = ::GetDC(control);
+    const HGDIOBJ before =
+        ::SelectObject(context, reinterpret_cast<HFONT>(::SendMessageW(control, WM_GETFONT, 0, 0)));
+    const auto fits = [&](const std::wstring& part) {
+        RECT needed{0, 0, place.right, 0};
+        ::DrawTextW(context, part.c_str(), static_cast<int>(part.size()), &needed,
+                    DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX);
+        return needed.right <= place.right && needed.bottom <= place.bottom;
+    };
+    if (!fits(text)) {
+        std::size_t shown = 0;
+        for (std::size_t beyond = text.size(); shown + 1 < beyond;) {
+            const std::size_t middle = (shown + beyond) / 2;
+            (fits(text.substr(0, middle) + L'\x2026') ? shown : beyond) = middle;
+        }
+        text = text.substr(0, shown) + L'\x2026';
+    }
+    ::SelectObject(context, before);
+    ::ReleaseDC(control, context);
+    return text;
+}
+
 }  // namespace
 
 SettingsDialog::SettingsDialog(HINSTANCE program, plugins::loader::ServiceAccess& services,
@@ -226,7 +253,8 @@ void SettingsDialog::Show(const WindowContent& content) {
     ::SendMessageW(window_, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(big));
     ::SendMessageW(window_, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(small));
     SetText(MLXO_WINDOW_STATE, content.state);
-    SetText(MLXO_WINDOW_REASON, content.reason);
+    const HWND reason = Item(MLXO_WINDOW_REASON);
+    ::SetWindowTextW(reason, Shortened(reason, Wide(content.reason)).c_str());
     SetText(MLXO_WINDOW_ENGINE, content.engine);
     SetText(MLXO_WINDOW_SIGNATURES, content.signatures);
     SetText(MLXO_WINDOW_SWITCHES_NOTE, content.switches_note);
