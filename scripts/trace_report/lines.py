@@ -26,8 +26,8 @@ class Unreadable(Exception):
 
 
 def files_of(trace):
-    """The trace's files, in the order in which they were written: of a folder, all those that
-    begin as a trace does, or are named as the plug-in names them."""
+    """The trace's files, in the order in which they were written: of a folder, all that
+    are named *.log or *.log.old, whatever is in them."""
     if not trace.is_dir():
         return [trace]
     files = [path for path in sorted(trace.iterdir())
