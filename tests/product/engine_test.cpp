@@ -433,13 +433,16 @@ TEST(FindNotice, TellsWhatWasDoneAndRunsNothing) {
         "The attachment \"b\" is dangerous (W) and could not be removed. Do not open it.\r\n"
         "The attachment \"_script__lt;  '{1}\xE4 \" was dangerous (V'&#228;) and was deleted.");
     texts.more = "\xD7\x91 {0}";  // in Hebrew
-    const std::string many = FindNotice(
-        texts, "",
-        std::vector(500, DangerousAttachment{std::string(5000, 'n') + ".exe", "V", kLeft}));
+    std::vector attachments(500, DangerousAttachment{std::string(5000, '\x81'), "V", kLeft});
+    const std::string many = FindNotice(texts, "", attachments);
     EXPECT_TRUE(many.ends_with(".\r\n&#8235;&#1489; &#8234;490&#8236;&#8236;")) << many;
     EXPECT_LT(many.size(), 2500u);
+    EXPECT_NE(many.find("\x81...\x81"), many.npos) << "no half letter takes the quotation mark";
+    EXPECT_NE(many.find("\x81 \" is"), many.npos);
+    attachments.resize(510, {"gone", "V", kReplaced});
+    EXPECT_TRUE(FindNotice(texts, "", attachments).starts_with(many + "\r\n"));
     texts.replacement = "\xD7\x91 {0}";
-    EXPECT_EQ(FindReplacement(texts, "V\n"), "\xEF\xBB\xBF\xD7\x91 V ");
+    EXPECT_EQ(FindReplacement(texts, "V\n<&|%"), "\xEF\xBB\xBF\xD7\x91 V ____");
 }
 
 TEST_F(ScannerEngineTest, KeepsWhatGoes) {
