@@ -173,7 +173,7 @@ std::optional<std::uint32_t> ActionRunner::Keep(AttachmentFacts& attachment,
     const auto read = [&](const KeptStore::Sink& sink) {
         bool is_same = !plan.remove;
         std::string_view left = plan.content ? *plan.content : std::string_view();
-        const bool all = contents_.Read(
+        const std::string_view why_not_all = contents_.Read(
             *attachment.provider, attachment.label, [&](std::span<const std::byte> piece) {
                 const std::string_view bytes(reinterpret_cast<const char*>(piece.data()),
                                              piece.size());
@@ -181,7 +181,7 @@ std::optional<std::uint32_t> ActionRunner::Keep(AttachmentFacts& attachment,
                 if (is_same) left.remove_prefix(bytes.size());
                 sink(piece);
             });
-        if (!all) throw std::runtime_error("it cannot be read");
+        if (!why_not_all.empty()) throw std::runtime_error(std::string(why_not_all));
         if (is_same && left.empty()) throw IsReplaced();
     };
     try {
