@@ -203,7 +203,8 @@ bool ActionRunner::Delete(AttachmentFacts& attachment) {
     return log_.Change(attachment.label, "Delete", attachment.provider->Delete());
 }
 
-// Does what the plan says; what is infected goes in the other way when that fails.
+// Does what the plan says; what is infected goes in the other way when that fails. When the
+// connection is lost meanwhile it may be gone, so it stays kept.
 Fate ActionRunner::TakeAway(AttachmentFacts& attachment, const AttachmentPlan& plan) {
     const std::string& label = attachment.label;
     const std::optional<std::uint32_t> kept = Keep(attachment, plan);
@@ -214,6 +215,7 @@ Fate ActionRunner::TakeAway(AttachmentFacts& attachment, const AttachmentPlan& p
         const bool is_gone = removes
                                  ? Delete(attachment)
                                  : contents_.Replace(*attachment.provider, label, *plan.content);
+        if (!is_gone && log_.IsInDoubt(failures)) return Fate::kLeft;
         if (!is_gone) continue;
         log_.Forgive(failures);
         const std::string_view why = way == 0  ? ""

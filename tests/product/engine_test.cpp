@@ -506,6 +506,10 @@ TEST_F(ScannerEngineTest, LeavesWhatCannotBeKept) {
         EXPECT_THAT(Kept(), IsEmpty());
         EXPECT_TRUE(std::filesystem::is_empty(kept_));
     }
+    mapi_.faults().FailNth(Call::kDeleteAttach, 1, static_cast<HRESULT>(result::kRemoteCallFailed));
+    Check(kRules);
+    EXPECT_EQ(Kept().size(), 1u) << "nobody knows whether it is gone";
+    remove_all(kept_);
     limits_->bytes = 0;
     EXPECT_EQ(Check(kRules).result, result::kOk) << "nothing is to be kept";
     EXPECT_THAT(Attachments(tag::kAttachFilenameA), IsEmpty());
