@@ -40,13 +40,13 @@ struct IsReplaced {};
 
 ActionRunner::ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
                            ContentReader& contents, CallbackLog& log, const KeptFor& kept,
-                           const NoticeTexts& texts)
+                           const NoticeSource& texts)
     : message_(message),
       facts_(facts),
       contents_(contents),
       log_(log),
       kept_(kept),
-      texts_(texts),
+      texts_source_(texts),
       attachments_(facts.attachments.size()) {}
 
 void ActionRunner::Add(const RuleMatch& match) {
@@ -68,8 +68,10 @@ void ActionRunner::AddDefaults() {
         if (finds.empty() || plan.has_rule_on_finds) continue;
         infected_ = plan.is_infected = true;
         plan.reason = Joined(finds);
-        plan.content = FindReplacement(texts_, plan.reason);
     }
+    if (infected_ && texts_source_) texts_ = texts_source_();
+    for (AttachmentPlan& plan : attachments_)
+        if (plan.is_infected) plan.content = FindReplacement(texts_, plan.reason);
 }
 
 void ActionRunner::AddOne(const Action& action, const RuleMatch& match) {
