@@ -40,13 +40,13 @@ struct IsReplaced {};
 
 ActionRunner::ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
                            ContentReader& contents, CallbackLog& log, const KeptFor& kept,
-                           const NoticeTexts& texts)
+                           const NoticeSource& texts)
     : message_(message),
       facts_(facts),
       contents_(contents),
       log_(log),
       kept_(kept),
-      texts_(texts),
+      texts_source_(texts),
       attachments_(facts.attachments.size()) {}
 
 void ActionRunner::Add(const RuleMatch& match) {
@@ -68,8 +68,10 @@ void ActionRunner::AddDefaults() {
         if (finds.empty() || plan.has_rule_on_finds) continue;
         infected_ = plan.is_infected = true;
         plan.reason = Joined(finds);
-        plan.content = FindReplacement(texts_, plan.reason);
     }
+    if (infected_ && texts_source_) texts_ = texts_source_();
+    for (AttachmentPlan& plan : attachments_)
+        if (plan.is_infected) plan.content = FindReplacement(texts_, plan.reason);
 }
 
 void ActionRunner::AddOne(const Action& action, const RuleMatch& match) {
@@ -173,7 +175,7 @@ std::optional<std::uint32_t> ActionRunner::Keep(AttachmentFacts& attachment,
     const auto read = [&](const KeptStore::Sink& sink) {
         bool is_same = !plan.remove;
         std::string_view left = plan.content ? *plan.content : std::string_view();
-        const bool all = contents_.Read(
+        const std::string_view why_not_all = contents_.Read(
             *attachment.provider, attachment.label, [&](std::span<const std::byte> piece) {
                 const std::string_view bytes(reinterpret_cast<const char*>(piece.data()),
                                              piece.size());
@@ -181,7 +183,7 @@ std::optional<std::uint32_t> ActionRunner::Keep(AttachmentFacts& attachment,
                 if (is_same) left.remove_prefix(bytes.size());
                 sink(piece);
             });
-        if (!all) throw std::runtime_error("it cannot be read");
+        if (!why_not_all.empty()) throw std::runtime_error(std::string(why_not_all));
         if (is_same && left.empty()) throw IsReplaced();
     };
     try {
@@ -203,7 +205,8 @@ bool ActionRunner::Delete(AttachmentFacts& attachment) {
     return log_.Change(attachment.label, "Delete", attachment.provider->Delete());
 }
 
-// Does what the plan says; what is infected goes in the other way when that fails.
+// Does what the plan says; what is infected goes in the other way when that fails. When the
+// connection is lost meanwhile it may be gone, so it stays kept.
 Fate ActionRunner::TakeAway(AttachmentFacts& attachment, const AttachmentPlan& plan) {
     const std::string& label = attachment.label;
     const std::optional<std::uint32_t> kept = Keep(attachment, plan);
@@ -214,6 +217,7 @@ Fate ActionRunner::TakeAway(AttachmentFacts& attachment, const AttachmentPlan& p
         const bool is_gone = removes
                                  ? Delete(attachment)
                                  : contents_.Replace(*attachment.provider, label, *plan.content);
+        if (!is_gone && log_.IsInDoubt(failures)) return Fate::kLeft;
         if (!is_gone) continue;
         log_.Forgive(failures);
         const std::string_view why = way == 0  ? ""

@@ -26,13 +26,13 @@ public:
     // Each argument must outlive the runner.
     ActionRunner(plugins::mail_processing::IMailMessage& message, MessageFacts& facts,
                  ContentReader& contents, CallbackLog& log, const KeptFor& kept,
-                 const NoticeTexts& texts);
+                 const NoticeSource& texts);
 
     // Adds the actions of a rule, which must outlive the runner.
     void Add(const RuleMatch& match);
     // After the rules: has what was found treated that no rule on finds is for. The subject gets
     // the mark, an infected attachment is replaced or, where that fails, deleted, and a notice says
-    // what was done.
+    // what was done. Only then are the texts asked for.
     void AddDefaults();
     // Runs what was added. Failures go to the log.
     void Run();
@@ -63,8 +63,9 @@ private:
     ContentReader& contents_;
     CallbackLog& log_;
     const KeptFor& kept_;
-    const NoticeTexts& texts_;
+    const NoticeSource& texts_source_;
 
+    NoticeTexts texts_;  // once there is something to say
     bool infected_ = false;
     bool has_rule_on_body_finds_ = false;
     std::string body_find_;

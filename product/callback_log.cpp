@@ -52,6 +52,12 @@ void CallbackLog::Forgive(std::size_t count) {
     report_.result = failed == report_.failures.end() ? vek::result::kOk : failed->code;
 }
 
+bool CallbackLog::IsInDoubt(std::size_t count) const noexcept {
+    return std::any_of(
+        report_.failures.begin() + static_cast<std::ptrdiff_t>(count), report_.failures.end(),
+        [](const ScanFailure& failure) { return failure.code == vek::result::kRemoteCallFailed; });
+}
+
 void CallbackLog::NotChecked(std::string_view label, std::string_view why) {
     const auto& said = report_.not_offered;
     if (!said.empty() && said.back() == label) return;  // that is why

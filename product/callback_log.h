@@ -36,6 +36,8 @@ public:
 
     // Takes back the failures since there were `count` of them: another way succeeded.
     void Forgive(std::size_t count);
+    // Tells whether one of these may have been carried out all the same: the connection was lost.
+    bool IsInDoubt(std::size_t count) const noexcept;
     std::size_t failures() const noexcept { return report_.failures.size(); }
     void BytesRead(std::size_t count) noexcept { report_.bytes_read += count; }
     std::uint64_t bytes_read() const noexcept { return report_.bytes_read; }

@@ -15,28 +15,34 @@ namespace open_mode = plugins::mail_processing::open_mode;
 // be held for every check at once.
 constexpr std::size_t kReadSize = std::size_t{64} << 10;
 
+constexpr std::string_view kNotToItsEnd = "it cannot be read to its end";
+
 }  // namespace
 
 ContentReader::ContentReader(CallbackLog& log) : log_(log), buffer_(kReadSize) {}
 
-bool ContentReader::Read(IPropertyProvider& provider, std::string_view label, const Sink& sink) {
+std::string_view ContentReader::Read(IPropertyProvider& provider, std::string_view label,
+                                     const Sink& sink, TimePoint deadline) {
     vek::RefPtr<IDataStream> stream;
     const vek::result_t opened = provider.OpenStream(access_mode::kRead, 0, stream.put());
-    if (!log_.Read(label, "OpenStream", opened)) return IsMissing(opened);
+    if (!log_.Read(label, "OpenStream", opened)) {
+        return IsMissing(opened) ? std::string_view() : kNotToItsEnd;
+    }
     if (!stream) {
         log_.Failed(label, "OpenStream", vek::result::kUnexpected);
-        return false;
+        return kNotToItsEnd;
     }
     for (;;) {
         std::uint32_t count = 0;
-        if (!log_.Read(label, "Read", stream->Read(buffer_, count))) return false;
+        if (!log_.Read(label, "Read", stream->Read(buffer_, count))) return kNotToItsEnd;
         if (count > buffer_.size()) {
             log_.Failed(label, "Read", vek::result::kUnexpected);
-            return false;
+            return kNotToItsEnd;
         }
         log_.BytesRead(count);
         sink(std::span(buffer_).first(count));
-        if (count < buffer_.size()) return true;
+        if (count < buffer_.size()) return {};
+        if (TimePoint::clock::now() >= deadline) return kTooLong;
     }
 }
 

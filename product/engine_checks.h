@@ -21,9 +21,11 @@ public:
 
     // Takes the next piece of the content. One without any is not asked about.
     void Feed(std::span<const std::byte> piece);
+    // False when the verdict on the content needs no more of it.
+    bool WantsMore() const noexcept { return !current_ || wants_more_; }
     // Ends the content; `taker` gets its verdict during a later call.
     void Finish(Taker taker);
-    // Forgets the content, which could not be read.
+    // Forgets the content, of which more was wanted than could be read.
     void Drop() noexcept;
     // Waits for the verdicts that are still to come.
     void TakeAll();

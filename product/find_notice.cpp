@@ -1,6 +1,7 @@
 #include "product/find_notice.h"
 
 #include <algorithm>
+#include <span>
 
 #include "product/foreign_text.h"
 #include "vek/core/text.h"
@@ -27,12 +28,18 @@ std::string FromLeft(const std::string& html) {
 }
 std::string FromRight(const std::string& html) { return "&#8235;" + html + "&#8236;"; }
 
-// A text of others, which is to look like one and not to begin anything.
-std::string AsPlainWords(std::string_view text) {
-    std::string words = InOneLine(Middleless(std::string(text), kLongestNameShown));
+// A text of others, which is to look like one and not to begin anything; `marks` mean something
+// where it stands. Half a letter that a cut leaves takes no more than a dot or a blank with it.
+std::string AsPlainWords(std::string_view text, std::string_view marks = "<>&") {
+    std::string words(text);
+    if (text.size() > kLongestNameShown) {
+        constexpr std::size_t kHalf = kLongestNameShown / 2;
+        words.replace(kHalf, text.size() - 2 * kHalf, "...") += ' ';
+    }
+    words = InOneLine(words);
     for (char& letter : words) {
         if (letter == '"') letter = '\'';
-        if (std::string_view("<>&").find(letter) != std::string_view::npos) letter = '_';
+        if (marks.find(letter) != marks.npos) letter = '_';
     }
     return words;
 }
@@ -70,19 +77,21 @@ std::string FindNotice(const NoticeTexts& texts, std::string_view body_find,
     };
     if (!body_find.empty()) add(texts.body, WithReferences(AsPlainWords(body_find)), {});
     std::ranges::stable_sort(attachments, {}, &DangerousAttachment::fate);
-    for (std::size_t i = 0; i < std::min(attachments.size(), kMostLines); ++i) {
-        const DangerousAttachment& attachment = attachments[i];
-        add(TextFor(attachment.fate, texts), AsPlainWords(attachment.name),
-            WithReferences(AsPlainWords(attachment.find)));
+    const auto gone = std::ranges::upper_bound(attachments, DangerousAttachment::Fate::kLeft, {},
+                                               &DangerousAttachment::fate);
+    for (const std::span<const DangerousAttachment> part :
+         {std::span(attachments.begin(), gone), std::span(gone, attachments.end())}) {
+        for (const auto& [name, find, fate] : part.first(std::min(part.size(), kMostLines)))
+            add(TextFor(fate, texts), AsPlainWords(name), WithReferences(AsPlainWords(find)));
+        if (part.size() > kMostLines) add(texts.more, std::to_string(part.size() - kMostLines), {});
     }
-    if (attachments.size() > kMostLines)
-        add(texts.more, std::to_string(attachments.size() - kMostLines), {});
     return notice;
 }
 
 std::string FindReplacement(const NoticeTexts& texts, std::string_view find) {
+    constexpr std::string_view kMarksOfScripts = "<>&|^%`$;";
     constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
-    const std::string text = Fill(texts.replacement, InOneLine(find));
+    const std::string text = Fill(texts.replacement, AsPlainWords(find, kMarksOfScripts));
     const bool is_ascii = vek::AsciiRun(std::string_view(text)) == text.size();
     return is_ascii ? text : std::string(kUtf8Mark) + text;
 }

@@ -58,10 +58,14 @@ vek::result_t LocalizationService::GetText(std::uint32_t kind, std::string_view 
 
 NoticeTexts LocalizationService::Notices() {
     NoticeTexts notices;
+    const auto take = [&](vek::result_t code, const TextFolder::TextsPtr& texts) {
+        if (vek::Failed(code)) return;
+        for (const auto& [key, notice] : kNotices)
+            if (const std::string* const found = texts->Find(key)) notices.*notice = *found;
+    };
     TextFolder::TextsPtr texts;
-    if (vek::Failed(texts_->Get(Tags(), texts))) return notices;
-    for (const auto& [key, notice] : kNotices)
-        if (const std::string* const found = texts->Find(key)) notices.*notice = *found;
+    take(texts_->GetEnglish(texts), texts);
+    take(texts_->Get(Tags(), texts), texts);
     return notices;
 }
 

@@ -33,8 +33,8 @@ public:
 
     vek::result_t SetUserLanguages(std::string_view languages) noexcept override;
 
-    // The texts of the notices in the user's mail; what the folder lacks is English. May raise for
-    // want of memory.
+    // The texts of the notices in the user's mail; what his language lacks is English, of the
+    // folder if it has it. May raise for want of memory.
     NoticeTexts Notices();
 
 private:

@@ -40,8 +40,7 @@ ScanReport MailScanner::Check(bool incoming, IMailMessage& message) const {
             return known;
         }
     }
-    ScanReport report = engine_->Check(incoming, message, memory_.kept,
-                                       memory_.texts ? memory_.texts() : NoticeTexts());
+    ScanReport report = engine_->Check(incoming, message, memory_.kept, memory_.texts);
     report.callbacks += asks;
     // An engine that learnt something meanwhile may not have used it yet.
     if (version && IsClean(report) && engine_->CleanVersion() == version)

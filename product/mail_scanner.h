@@ -16,9 +16,8 @@ namespace reference_product {
 // What the checks of one user's mail share with other checks; a pointer may be null.
 struct ScanMemory {
     std::shared_ptr<CleanMemory> clean;
-    KeptFor kept;  // and whose mail it is
-    // The texts of notices in his language, asked by each check; without it English.
-    std::function<NoticeTexts()> texts = {};
+    KeptFor kept;             // and whose mail it is
+    NoticeSource texts = {};  // in his language
 };
 
 // Checks messages with the engine, but for those that are known to be clean; any thread may call

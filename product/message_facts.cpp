@@ -44,6 +44,7 @@ std::vector<std::string> UnfoldedLines(std::string_view headers) {
 
 MessageFacts FactsGatherer::Gather(IMailMessage& message) {
     MessageFacts facts;
+    deadline_ = std::chrono::steady_clock::now() + limits_.time;
     log_.Read({}, "GetHeaderSummary", message.GetHeaderSummary(facts.summary));
     GatherSenders(message, facts);
     const vek::result_t subject = message.GetSubject(facts.subject);
@@ -108,7 +109,6 @@ void FactsGatherer::GatherBodies(IMailMessage& message, MessageFacts& facts) {
 }
 
 void FactsGatherer::GatherAttachments(IMailMessage& message, MessageFacts& facts) {
-    const auto start = std::chrono::steady_clock::now();
     vek::RefPtr<IAttachmentsEnum> attachments;
     const vek::result_t code = message.GetAttachments(attachments.put());
     if (!log_.Read({}, "GetAttachments", code) || !attachments) {
@@ -119,16 +119,17 @@ void FactsGatherer::GatherAttachments(IMailMessage& message, MessageFacts& facts
     for (std::size_t number = 1;; ++number) {
         const std::string label = "attachment " + std::to_string(number);
         const std::string rest = label + " and all behind it";
-        if (number > limits_.attachments) return log_.NotChecked(rest, "there are too many");
         if (failures == limits_.failures_in_a_row)
             return log_.NotChecked(rest, "too many before it cannot be opened");
-        if (std::chrono::steady_clock::now() - start >= limits_.time)
-            return log_.NotChecked(rest, "the message has taken too long");
+        if (std::chrono::steady_clock::now() >= deadline_)
+            return log_.NotChecked(rest, ContentReader::kTooLong);
         vek::RefPtr<IPropertyProvider> provider;
         bool found = false;
         const vek::result_t next = attachments->Next(provider.put(), found);
         if (log_.Read(label, "Next", next)) {
             if (!found || !provider) return;
+            if (facts.attachments.size() == limits_.attachments)
+                return log_.NotChecked(rest, "there are too many");
             failures = 0;
             facts.attachments.emplace_back().provider = std::move(provider);
             GatherAttachment(number, facts.attachments.back());
@@ -191,18 +192,20 @@ ContentHits FactsGatherer::SearchRichText(IPropertyProvider& provider, std::stri
 // Reads a content once, for the `sink` and the engine. `finds` must stay where it is.
 void FactsGatherer::Read(IPropertyProvider& provider, std::string_view label,
                          std::vector<std::string>& finds, const ContentReader::Sink& sink) {
-    const bool all = reader_.Read(provider, label, [&](std::span<const std::byte> piece) {
+    const auto feed = [&](std::span<const std::byte> piece) {
         sink(piece);
         checks_.Feed(piece);
-    });
+    };
+    const std::string_view why_not_all = reader_.Read(provider, label, feed, deadline_);
+    const bool all = why_not_all.empty();
     if (!all) {
-        checks_.Drop();
-        return log_.NotChecked(label, "it cannot be read to its end");
+        log_.NotChecked(label, why_not_all);
+        if (checks_.WantsMore()) return checks_.Drop();
     }
-    checks_.Finish([this, label = std::string(label), &finds](const ContentVerdict& verdict) {
+    checks_.Finish([this, all, label = std::string(label), &finds](const ContentVerdict& verdict) {
         const std::string text = InOneLine(Shortened(verdict.text, kLongestVerdict));
         if (verdict.kind == ContentVerdict::Kind::kFound) Report(text, label, finds);
-        if (verdict.kind == ContentVerdict::Kind::kNotChecked) log_.NotChecked(label, text);
+        if (verdict.kind == ContentVerdict::Kind::kNotChecked && all) log_.NotChecked(label, text);
     });
 }
 

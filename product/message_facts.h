@@ -46,11 +46,12 @@ struct MessageFacts {
 
 // How much of a message is looked at. What is beyond is reported as not checked.
 struct GatherLimits {
-    std::size_t attachments = 10'000;
+    std::size_t attachments = 10'000;  // that are offered
     // An enumerator that fails for one attachment goes on with the next. After so many failures in
     // a row it is taken for broken. What is not offered is no failure.
     std::size_t failures_in_a_row = 64;
-    std::chrono::seconds time{120};  // after that no other attachment is begun
+    // After that no other attachment is begun, and no more of a content is read.
+    std::chrono::seconds time{120};
 };
 
 // Asks a message for the facts that its rules look at, and reads its contents, for the search and
@@ -94,6 +95,7 @@ private:
     const GatherLimits limits_;
     ContentReader& reader_;
     CallbackLog& log_;
+    ContentReader::TimePoint deadline_;
     EngineChecks checks_;
 };
 

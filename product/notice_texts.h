@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,9 @@ struct NoticeTexts {
     // {0} is the number of attachments of which a notice does not tell.
     std::string more = "And {0} more.";
 };
+
+// Gives the texts in the language of a mail's user; without it English.
+using NoticeSource = std::function<NoticeTexts()>;
 
 // Puts the values into `text` in place of {0} and {1}. What a value holds is never a place itself.
 inline std::string Fill(std::string_view text, std::string_view first,

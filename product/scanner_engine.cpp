@@ -48,7 +48,7 @@ std::optional<std::uint64_t> ScannerEngine::CleanVersion() const {
 }
 
 ScanReport ScannerEngine::Check(bool incoming, plugins::mail_processing::IMailMessage& message,
-                                const KeptFor& kept, const NoticeTexts& texts) const {
+                                const KeptFor& kept, const NoticeSource& texts) const {
     ScanReport report;
     report.incoming = incoming;
     CallbackLog log(report);

@@ -43,10 +43,11 @@ public:
 
     // Checks one message and makes the changes that the findings demand, also where some of the
     // message's operations are not implemented. What is deleted or replaced is kept first: what
-    // cannot be kept is left as it is. Nothing of the message is held when it returns.
-    // Raises only for want of memory: failures of the message's operations are in the report.
+    // cannot be kept is left as it is. `texts` is asked when there is a notice to make. Nothing of
+    // the message is held when it returns. Raises only for want of memory: failures of the
+    // message's operations are in the report.
     ScanReport Check(bool incoming, plugins::mail_processing::IMailMessage& message,
-                     const KeptFor& kept = {}, const NoticeTexts& texts = {}) const;
+                     const KeptFor& kept = {}, const NoticeSource& texts = {}) const;
 
 private:
     std::shared_ptr<ContentEngine> EngineNow(std::string& trouble) const;

@@ -174,6 +174,7 @@ TEST_F(ScannerEngineTest, ReplacesInfectedAttachmentsOnce) {
         Attach("inner.msg", "", "message/rfc822", ATTACH_EMBEDDED_MSG);
     Attach("clean.txt", "clean");
     Attach("bad.com", EicarTestString() + std::string(500, ' '));
+    limits_of_contents_.attachments = 2;  // as many as are offered
     const ScanReport first = Check();
     EXPECT_EQ(first.not_offered.size(), kMessages);
     EXPECT_EQ(first.not_offered[1], "attachment 2");
@@ -335,22 +336,25 @@ TEST_F(ScannerEngineTest, PassesEachContentThroughTheEngineOnce) {
     EXPECT_EQ(engine_->most_under_way, 4);
     EXPECT_EQ(engine_->under_way, 0);
 
-    limits_of_contents_ = {.attachments = 100, .failures_in_a_row = 2, .time = {}};
-    EXPECT_THAT(Check().not_checked,
-                ElementsAre("attachment 1 and all behind it: the message has taken too long"));
-    limits_of_contents_ = {.attachments = 8, .failures_in_a_row = 2};
-    Set(tag::kBodyA, std::string(200'000, 'x'));
+    Set(tag::kBodyA, "virus:F" + std::string(200'000, 'x'));
     Set(tag::kBodyHtmlA, "<p>");
     engine_->ended.clear();
-    mapi_.faults().FailNth(Call::kStreamRead, 2, E_FAIL);
+    limits_of_contents_ = {.attachments = 100, .failures_in_a_row = 2, .time = {}};
+    EXPECT_THAT(Check().not_checked,
+                ElementsAre("plain body: the message has taken too long",
+                            "attachment 1 and all behind it: the message has taken too long"));
+    limits_of_contents_ = {.attachments = 8, .failures_in_a_row = 2};
+    mapi_.faults().FailNth(Call::kStreamRead, 3, E_FAIL);
     for (const std::uint32_t nth : {1u, 3u, 4u, 5u})
         mapi_.faults().FailNth(Call::kOpenAttach, nth, E_FAIL);
+    const ScanReport broken = Check();
+    EXPECT_THAT(broken.findings, ElementsAre("F in plain body"));
     EXPECT_THAT(
-        Check().not_checked,
+        broken.not_checked,
         ElementsAre("plain body: it cannot be read to its end", "attachment 1: it cannot be opened",
                     "attachment 3: it cannot be opened", "attachment 4: it cannot be opened",
                     "attachment 5 and all behind it: too many before it cannot be opened"));
-    EXPECT_THAT(engine_->ended, ElementsAre(3, 131'072)) << "the HTML body and attachment 2";
+    EXPECT_THAT(engine_->ended, ElementsAre(3, 131'072, 3, 131'072));
     mapi_.faults().Clear();
     EXPECT_EQ(Check().not_checked.back(), "attachment 9 and all behind it: there are too many");
     mapi_.faults().FailNth(Call::kGetAttachmentTable, 1, MAPI_E_NETWORK_ERROR);
@@ -433,13 +437,16 @@ TEST(FindNotice, TellsWhatWasDoneAndRunsNothing) {
         "The attachment \"b\" is dangerous (W) and could not be removed. Do not open it.\r\n"
         "The attachment \"_script__lt;  '{1}\xE4 \" was dangerous (V'&#228;) and was deleted.");
     texts.more = "\xD7\x91 {0}";  // in Hebrew
-    const std::string many = FindNotice(
-        texts, "",
-        std::vector(500, DangerousAttachment{std::string(5000, 'n') + ".exe", "V", kLeft}));
+    std::vector attachments(500, DangerousAttachment{std::string(5000, '\x81'), "V", kLeft});
+    const std::string many = FindNotice(texts, "", attachments);
     EXPECT_TRUE(many.ends_with(".\r\n&#8235;&#1489; &#8234;490&#8236;&#8236;")) << many;
     EXPECT_LT(many.size(), 2500u);
+    EXPECT_NE(many.find("\x81...\x81"), many.npos) << "no half letter takes the quotation mark";
+    EXPECT_NE(many.find("\x81 \" is"), many.npos);
+    attachments.resize(510, {"gone", "V", kReplaced});
+    EXPECT_TRUE(FindNotice(texts, "", attachments).starts_with(many + "\r\n"));
     texts.replacement = "\xD7\x91 {0}";
-    EXPECT_EQ(FindReplacement(texts, "V\n"), "\xEF\xBB\xBF\xD7\x91 V ");
+    EXPECT_EQ(FindReplacement(texts, "V\n<&|%"), "\xEF\xBB\xBF\xD7\x91 V ____");
 }
 
 TEST_F(ScannerEngineTest, KeepsWhatGoes) {
@@ -499,6 +506,10 @@ TEST_F(ScannerEngineTest, LeavesWhatCannotBeKept) {
         EXPECT_THAT(Kept(), IsEmpty());
         EXPECT_TRUE(std::filesystem::is_empty(kept_));
     }
+    mapi_.faults().FailNth(Call::kDeleteAttach, 1, static_cast<HRESULT>(result::kRemoteCallFailed));
+    Check(kRules);
+    EXPECT_EQ(Kept().size(), 1u) << "nobody knows whether it is gone";
+    remove_all(kept_);
     limits_->bytes = 0;
     EXPECT_EQ(Check(kRules).result, result::kOk) << "nothing is to be kept";
     EXPECT_THAT(Attachments(tag::kAttachFilenameA), IsEmpty());

@@ -244,7 +244,9 @@ TEST_F(LocalizationServiceTest, SpeaksTheFirstWantedLanguageThatItHas) {
     Write("de.json", "b");
     EXPECT_EQ(Text("b") + Text("a"), "de.jsonen.json");
     Write("de.json", "NoticeBody");
-    EXPECT_EQ(service->Notices().body + service->Notices().left, "de.json" + NoticeTexts().left);
+    Write("en.json", "NoticeMore");
+    const NoticeTexts notices = service->Notices();
+    EXPECT_EQ(notices.body + notices.more + notices.left, "de.jsonen.json" + NoticeTexts().left);
 }
 
 TEST(RotatingFile, BeginsAnewWhenItIsFullAndKeepsOneBefore) {

@@ -72,6 +72,13 @@ struct Remote {
     }
 };
 
+// As many of the first languages as a product takes.
+std::string_view FirstLanguages(std::string_view languages) {
+    if (languages.size() <= product::kLongestUserLanguages) return languages;
+    const std::size_t end = languages.rfind(';', product::kLongestUserLanguages);
+    return end == languages.npos ? std::string_view() : languages.substr(0, end);
+}
+
 // Tells a product in which languages this process's user reads, and waits `most` for it at most.
 // One that does not care is as good.
 void TellLanguages(IServiceLocator& locator, std::string_view languages,
@@ -80,8 +87,7 @@ void TellLanguages(IServiceLocator& locator, std::string_view languages,
     vek::RefPtr<product::IUserLanguage> service;
     if (vek::Succeeded(locator.GetInterface(product::IUserLanguage::kInterfaceId, nullptr,
                                             service.put_void())))
-        static_cast<void>(
-            service->SetUserLanguages(languages.substr(0, product::kLongestUserLanguages)));
+        static_cast<void>(service->SetUserLanguages(FirstLanguages(languages)));
 }
 
 }  // namespace
