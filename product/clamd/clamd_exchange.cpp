@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "product/foreign_text.h"
 #include "vek/platform/ansi_text.h"
 
 namespace reference_product {
