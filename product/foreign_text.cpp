@@ -3,6 +3,11 @@
 #include "vek/core/text.h"
 
 namespace reference_product {
+namespace {
+
+constexpr std::size_t kLongestCleanText = 256;  // bytes
+
+}  // namespace
 
 std::string InOneLine(std::string_view text) {
     std::string line;
@@ -20,6 +25,10 @@ std::string Shortened(std::string text, std::size_t most) {
     while (end != 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
     text.resize(end);
     return text += "...";
+}
+
+std::string CleanText(std::string_view text) {
+    return Shortened(InOneLine(vek::ToUtf8(vek::ToUtf16(text))), kLongestCleanText);
 }
 
 std::string Middleless(std::string text, std::size_t most) {

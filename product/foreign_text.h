@@ -15,6 +15,9 @@ std::string InOneLine(std::string_view text);
 // At most `most` bytes of it, and "..." for the rest; no character of UTF-8 is cut.
 std::string Shortened(std::string text, std::size_t most);
 
+// A short text of a foreign program for people: on one line, well-formed, at most 256 bytes of it.
+std::string CleanText(std::string_view text);
+
 // Its beginning and its end when it has more than `most` bytes: rules look at both.
 std::string Middleless(std::string text, std::size_t most);
 

@@ -25,9 +25,10 @@ ScannerEngine::ScannerEngine(RuleSet rules, EngineSource engine, GatherLimits li
       engine_(std::move(engine)),
       limits_(limits) {}
 
-std::shared_ptr<ContentEngine> ScannerEngine::EngineNow(std::string& trouble) const {
+std::shared_ptr<ContentEngine> ScannerEngine::EngineNow(const std::string& account,
+                                                        std::string& trouble) const {
     try {
-        return engine_ ? engine_() : nullptr;
+        return engine_ ? engine_(account) : nullptr;
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& exception) {
@@ -38,7 +39,7 @@ std::shared_ptr<ContentEngine> ScannerEngine::EngineNow(std::string& trouble) co
 
 std::optional<std::uint64_t> ScannerEngine::CleanVersion() const {
     std::string trouble;
-    const std::shared_ptr<ContentEngine> engine = EngineNow(trouble);
+    const std::shared_ptr<ContentEngine> engine = EngineNow({}, trouble);
     if (!trouble.empty()) return std::nullopt;
     if (!engine) return rules_.version;
     const std::uint64_t version = engine->State().version;
@@ -54,7 +55,7 @@ ScanReport ScannerEngine::Check(bool incoming, plugins::mail_processing::IMailMe
     CallbackLog log(report);
     ContentReader contents(log);
     std::string trouble;
-    std::shared_ptr<ContentEngine> engine = EngineNow(trouble);
+    std::shared_ptr<ContentEngine> engine = EngineNow(kept.account, trouble);
     if (!trouble.empty()) log.NotChecked("all contents by the engine", trouble);
     MessageFacts facts =
         FactsGatherer(rules_, search_, std::move(engine), limits_, contents, log).Gather(message);

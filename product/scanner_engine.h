@@ -19,9 +19,10 @@
 
 namespace reference_product {
 
-// Gives the engine that looks into the contents of the next message, null for the rules alone.
+// Gives the engine that looks into the contents of an account's next message, null for the rules
+// alone.
 // Raises std::exception when there should be one and is none; nothing is then checked by it.
-using EngineSource = std::function<std::shared_ptr<ContentEngine>()>;
+using EngineSource = std::function<std::shared_ptr<ContentEngine>(const std::string& account)>;
 
 // Checks messages by rules, and their contents by an engine. Immutable: checks may run on any
 // threads, several at once.
@@ -50,7 +51,8 @@ public:
                      const KeptFor& kept = {}, const NoticeSource& texts = {}) const;
 
 private:
-    std::shared_ptr<ContentEngine> EngineNow(std::string& trouble) const;
+    std::shared_ptr<ContentEngine> EngineNow(const std::string& account,
+                                             std::string& trouble) const;
 
     RuleSet rules_;
     ContentSearch search_;

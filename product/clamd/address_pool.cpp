@@ -26,12 +26,16 @@ bool AddressPool::IsWithin(std::chrono::milliseconds limit, const Time& time) co
 std::vector<std::size_t> AddressPool::Order() const {
     std::vector<std::size_t> order;
     for (std::size_t i = 0; i != entries_.size(); ++i)
-        if (!IsWithin(kPause, entries_[i].unreachable)) order.push_back(i);
+        if (MayBeTried(i)) order.push_back(i);
     std::stable_partition(order.begin(), order.end(), [this](std::size_t i) {
         return !IsWithin(kDistrust, entries_[i].failed) &&
                !IsWithin(kDistrust, entries_[i].unreachable);
     });
     return order;
+}
+
+bool AddressPool::MayBeTried(std::size_t number) const {
+    return !IsWithin(kPause, entries_[number].unreachable);
 }
 
 std::string AddressPool::Trouble() const {

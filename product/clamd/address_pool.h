@@ -23,6 +23,8 @@ public:
     // failed within the last 30 seconds come last, and without those that could not be reached
     // within the last second.
     std::vector<std::size_t> Order() const;
+    // Whether it is one of Order() still: others may have found meanwhile that it is not reached.
+    bool MayBeTried(std::size_t number) const;
     // Why nobody can be reached, after each of Order() has been tried.
     std::string Trouble() const;
 

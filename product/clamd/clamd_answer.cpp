@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "vek/core/text.h"
+#include "product/foreign_text.h"
 
 namespace reference_product {
 namespace {
-
-constexpr std::size_t kLongestText = 256;  // characters
 
 // Takes the end off a text that has it.
 bool TakeEnd(std::string_view& text, std::string_view end) {
@@ -30,24 +28,6 @@ std::uint64_t HashOf(std::string_view text) {
 }
 
 }  // namespace
-
-std::string CleanText(std::string_view text) {
-    std::string clean;
-    for (std::size_t count = 0; !text.empty(); ++count) {
-        if (count == kLongestText - 1 && vek::DecodeUtf8(text).length != text.size())
-            return clean += "\u2026";
-        const auto [code_point, length] = vek::DecodeUtf8(text);
-        if (vek::IsControl(code_point)) {
-            clean += '.';
-        } else if (code_point == U'\uFFFD') {
-            clean += "\uFFFD";
-        } else {
-            clean += text.substr(0, length);
-        }
-        text.remove_prefix(length);
-    }
-    return clean;
-}
 
 ContentVerdict ReadVerdict(std::string_view answer, bool sent, std::string_view clamd) {
     constexpr std::string_view kPrefix = "stream: ";

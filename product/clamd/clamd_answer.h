@@ -13,9 +13,6 @@ namespace reference_product {
 // The most bytes that an answer may have, its NUL included.
 inline constexpr std::size_t kLongestAnswer = 1024;
 
-// Gives at most 256 characters of a foreign text on one line: valid UTF-8, printable alone.
-std::string CleanText(std::string_view text);
-
 // What the answer to a content says, `clamd` being the daemon's name in texts. `sent` tells whether
 // all of the content had been sent when it came.
 ContentVerdict ReadVerdict(std::string_view answer, bool sent, std::string_view clamd);

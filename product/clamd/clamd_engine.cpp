@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -35,7 +36,7 @@ class ClamdEngine;
 // The contents of one message.
 class ClamdMail final : public MailContents {
 public:
-    explicit ClamdMail(ClamdEngine& engine);
+    ClamdMail(ClamdEngine& engine, std::string account);
 
     std::unique_ptr<ContentCheck> Begin() override;
 
@@ -43,6 +44,7 @@ private:
     friend class ClamdCheck;
 
     ClamdEngine& engine_;
+    const std::string account_;
     const steady_clock::time_point deadline_;
     std::size_t unfinished_ = 0;  // contents that are still fed
 };
@@ -102,14 +104,17 @@ public:
             return verdict;
         }
         ExchangeEnd end = exchange_->Wait();
-        if (end.kind == ExchangeEnd::Kind::kAnswered)
+        if (end.kind == ExchangeEnd::Kind::kAnswered) {
+            Remember(end);
             return ReadVerdict(end.text, end.sent, end.daemon);
+        }
         verdict.text = end.text.empty() ? "clamd did not answer" : std::move(end.text);
         if (end.kind == ExchangeEnd::Kind::kLate) verdict.text += " within " + limit_;
         return verdict;
     }
 
 private:
+    void Remember(const ExchangeEnd& end) const;
     std::size_t chunk_size() const { return frame_.size() - chunk_begin_ - 4; }
     void BeginChunk() {
         chunk_begin_ = frame_.size();
@@ -127,7 +132,7 @@ private:
     std::size_t chunk_begin_ = 0;  // its length's place
 };
 
-class ClamdEngine final : public ContentEngine {
+class ClamdEngine final : public AccountsEngine {
 public:
     ClamdEngine(ClamdOptions options, Log log, vek::platform::Clock& clock)
         : options_(std::move(options)),
@@ -138,9 +143,7 @@ public:
           ask_(io_),
           work_(io_.get_executor()) {
         state_.trouble = "clamd has not answered yet";
-        asio::post(io_, [this] {
-            if (!closing_) AskVersion();
-        });
+        asio::post(io_, [this] { Ask(); });
         thread_ = std::thread([this] { Run(); });
     }
     // The messages are done, and so are their streams or about to be: what is closed is let go of
@@ -161,8 +164,8 @@ public:
     ClamdEngine(const ClamdEngine&) = delete;
     ClamdEngine& operator=(const ClamdEngine&) = delete;
 
-    std::unique_ptr<MailContents> BeginMail() override {
-        return std::make_unique<ClamdMail>(*this);
+    std::unique_ptr<MailContents> BeginMailOf(std::string account) override {
+        return std::make_unique<ClamdMail>(*this, std::move(account));
     }
     EngineState State() const override {
         const std::lock_guard guard(lock_);
@@ -172,13 +175,24 @@ public:
     const ClamdOptions& options() const { return options_; }
     StreamLimit& limit() { return limit_; }
 
+    // Is told of each stream that was answered, before its verdict is given: the version of one
+    // daemon says nothing of what another one finds. Any thread.
+    void Answered(const ExchangeEnd& stream) {
+        const std::lock_guard guard(lock_);
+        answered_ = stream.peer;
+        if (stream.peer != told_version_) state_.version = 0;
+    }
+
     std::shared_ptr<ClamdExchange> BeginStream(steady_clock::time_point deadline,
                                                StreamLimit::Slot slot) {
         auto stream = std::make_shared<ClamdExchange>(
             ClamdRoad{io_, pool_, names_}, deadline, std::move(slot),
             [this](const ExchangeEnd& end) {
                 const bool failed = end.kind != ExchangeEnd::Kind::kAnswered;
-                if (failed || !State().trouble.empty()) AskSoon();
+                if (!failed) Answered(end);
+                pings_ |= failed;
+                const EngineState state = State();
+                if (failed || !state.trouble.empty() || state.version == 0) AskSoon();
             });
         stream->Start();
         return stream;
@@ -191,18 +205,34 @@ private:
             try {
                 io_.run();
             } catch (const std::exception& exception) {
-                log_(std::string("engine: ") + exception.what());
+                Recover(exception.what());
             }
         }
     }
 
-    void AskVersion() {
+    void Recover(const char* trouble) noexcept try {
+        const auto question = question_.lock();
+        asking_ = question && !question->HasEnded();
+        AskAt(steady_clock::now() + kAfterTrouble);
+        log_(std::string("engine: ") + trouble);
+    } catch (const std::exception&) {
+        // A stream that fails asks again.
+    }
+
+    // Asks for the version, but after a failure whether there is an answer at all.
+    void Ask() {
+        if (closing_) return;
         asked_ = steady_clock::now();
+        {
+            const std::lock_guard guard(lock_);
+            answered_.reset();
+        }
         auto question = std::make_shared<ClamdExchange>(
             ClamdRoad{io_, pool_, names_}, asked_ + kToAnswerVersion, nullptr,
             [this](const ExchangeEnd& end) { Learn(end); });
         Bytes command;
-        Append(command, std::string_view("zVERSION\0", 9));
+        Append(command,
+               pings_ ? std::string_view("zPING\0", 6) : std::string_view("zVERSION\0", 9));
         question->Send(std::move(command), true);
         question->Start();
         question_ = question;
@@ -210,6 +240,9 @@ private:
     }
 
     void Learn(const ExchangeEnd& end) {
+        asking_ = false;
+        AskAt(asked_ + kAfterTrouble);
+        if (std::exchange(pings_, false) && end.text == "PONG") return Ask();
         EngineState learnt;
         if (end.kind == ExchangeEnd::Kind::kAnswered) {
             learnt = ReadVersion(end.text, end.daemon);
@@ -218,17 +251,25 @@ private:
             if (end.kind == ExchangeEnd::Kind::kLate)
                 learnt.trouble += " within " + SecondsText(kToAnswerVersion);
         }
-        asking_ = false;
-        AskAt(asked_ + (learnt.trouble.empty() ? kBetweenVersions : kAfterTrouble));
+        pings_ = !learnt.trouble.empty();
+        if (!pings_) AskAt(asked_ + kBetweenVersions);
         std::string news;
         {
             const std::lock_guard guard(lock_);
             if (!learnt.trouble.empty()) {
                 if (learnt.trouble != state_.trouble) news = learnt.trouble;
                 state_.trouble = std::move(learnt.trouble);
-            } else if (learnt.version != state_.version || !state_.trouble.empty()) {
-                news = learnt.name;
-                if (!learnt.signatures.empty()) news += ", signatures " + learnt.signatures;
+            } else {
+                if (!state_.trouble.empty() || learnt.name != state_.name ||
+                    learnt.signatures != state_.signatures) {
+                    news = learnt.name;
+                    if (!learnt.signatures.empty()) news += ", signatures " + learnt.signatures;
+                }
+                told_version_ = end.peer;
+                if (answered_ && *answered_ != end.peer) {
+                    learnt.version = 0;
+                    AskAt(asked_ + kAfterFailure);
+                }
                 state_ = std::move(learnt);
             }
         }
@@ -243,7 +284,7 @@ private:
         if (closing_) return;
         ask_.expires_at(time);
         ask_.async_wait([this](const asio::error_code& error) {
-            if (!error && !asking_ && !closing_) AskVersion();
+            if (!error && !asking_) Ask();
         });
     }
 
@@ -251,7 +292,10 @@ private:
     const Log log_;
     StreamLimit limit_;
     mutable std::mutex lock_;
-    EngineState state_;  // guarded by it
+    // Guarded by it.
+    EngineState state_;
+    ClamdProtocol::endpoint told_version_;             // who told it
+    std::optional<ClamdProtocol::endpoint> answered_;  // the last stream since the question began
 
     asio::io_context io_;
     // The context's thread alone uses these.
@@ -261,14 +305,19 @@ private:
     asio::executor_work_guard<asio::io_context::executor_type> work_;
     std::weak_ptr<ClamdExchange> question_;
     bool asking_ = false;
+    bool pings_ = false;  // there was a failure
     bool closing_ = false;
     steady_clock::time_point asked_;
 
     std::thread thread_;
 };
 
-ClamdMail::ClamdMail(ClamdEngine& engine)
-    : engine_(engine), deadline_(steady_clock::now() + engine.options().per_mail) {}
+void ClamdCheck::Remember(const ExchangeEnd& end) const { mail_.engine_.Answered(end); }
+
+ClamdMail::ClamdMail(ClamdEngine& engine, std::string account)
+    : engine_(engine),
+      account_(std::move(account)),
+      deadline_(steady_clock::now() + engine.options().per_mail) {}
 
 std::unique_ptr<ContentCheck> ClamdMail::Begin() {
     const ClamdOptions& options = engine_.options();
@@ -285,8 +334,8 @@ std::unique_ptr<ContentCheck> ClamdMail::Begin() {
         return refuse("its message has taken " + SecondsText(options.per_mail) + " already");
     // Streams that are finished end by themselves. A mail that feeds one waits for no other, so
     // that no two wait for each other.
-    StreamLimit::Slot slot =
-        unfinished_ != 0 ? engine_.limit().Take() : engine_.limit().TakeUntil(deadline);
+    StreamLimit::Slot slot = unfinished_ != 0 ? engine_.limit().Take(account_)
+                                              : engine_.limit().TakeUntil(account_, deadline);
     if (!slot)
         return refuse("none of the " + std::to_string(options.streams) +
                       " streams to clamd was free within " + limit);
@@ -296,8 +345,8 @@ std::unique_ptr<ContentCheck> ClamdMail::Begin() {
 
 }  // namespace
 
-std::unique_ptr<ContentEngine> MakeClamdEngine(ClamdOptions options, Log log,
-                                               vek::platform::Clock& clock) {
+std::unique_ptr<AccountsEngine> MakeClamdEngine(ClamdOptions options, Log log,
+                                                vek::platform::Clock& clock) {
     return std::make_unique<ClamdEngine>(std::move(options), std::move(log), clock);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "product/foreign_text.h"
 #include "vek/platform/ansi_text.h"
 
 namespace reference_product {
@@ -32,11 +33,11 @@ ClamdExchange::ClamdExchange(ClamdRoad road, Clock::time_point deadline, StreamL
 
 void ClamdExchange::Start() {
     asio::post(road_.io, [self = shared_from_this()] {
+        self->order_ = self->road_.pool.Order();
         self->whole_.expires_at(self->deadline_);
         self->whole_.async_wait([self](Error error) {
             if (!error) self->Late();
         });
-        self->order_ = self->road_.pool.Order();
         self->NextAddress();
     });
 }
@@ -75,6 +76,7 @@ void ClamdExchange::GiveUp() {
 }
 
 void ClamdExchange::NextAddress() {
+    while (tried_ != order_.size() && !road_.pool.MayBeTried(order_[tried_])) ++tried_;
     if (tried_ == order_.size()) return End(ExchangeEnd::Kind::kFailed, road_.pool.Trouble());
     ++tried_;
     const EngineAddress& address = road_.pool.address(number());
@@ -105,10 +107,10 @@ void ClamdExchange::FoundHost(const HostNames::Addresses& addresses, const std::
 }
 
 void ClamdExchange::NextEndpoint() {
-    const ClamdProtocol::endpoint endpoint = endpoints_.back();
+    peer_ = endpoints_.back();
     endpoints_.pop_back();
     socket_ = std::make_shared<ClamdProtocol::socket>(road_.io);
-    Error error = OpenUninherited(*socket_, endpoint.protocol());
+    Error error = OpenUninherited(*socket_, peer_.protocol());
     if (error) return Unreachable(TextOf(error));
     LimitAttempt(per_endpoint_);
     const auto connected = [self = shared_from_this(), socket = socket_,
@@ -118,7 +120,7 @@ void ClamdExchange::NextEndpoint() {
         if (!failure) socket->remote_endpoint(failure);
         failure ? self->Unreachable(TextOf(failure)) : self->Connected();
     };
-    socket_->async_connect(endpoint, connected);
+    socket_->async_connect(peer_, connected);
 }
 
 // The attempt at work ends with its failure or with the limit.
@@ -196,11 +198,11 @@ void ClamdExchange::Failed(std::string_view what) {
 
 void ClamdExchange::Late() {
     if (HasEnded()) return;
-    const std::string daemon = road_.pool.Daemon(number());
-    if (!connected_) return End(ExchangeEnd::Kind::kLate, daemon + " could not be reached");
-    if (!writing_ && !sent_)
+    if (connected_ && !writing_ && !sent_)
         return End(ExchangeEnd::Kind::kLate, "the content was not read to its end");
+    const std::string daemon = road_.pool.Daemon(number());
     road_.pool.FailedLater(number());
+    if (!connected_) return End(ExchangeEnd::Kind::kLate, daemon + " could not be reached");
     End(ExchangeEnd::Kind::kLate,
         daemon + (writing_ ? " did not take the content" : " did not answer"));
 }
@@ -220,7 +222,7 @@ void ClamdExchange::End(ExchangeEnd::Kind kind, std::string text) {
         const std::lock_guard guard(lock_);
         if (end_) return;
         end_ = ExchangeEnd{kind, std::move(text),
-                           connected_ ? road_.pool.Daemon(number()) : "clamd", sent_};
+                           connected_ ? road_.pool.Daemon(number()) : "clamd", peer_, sent_};
         pieces_.clear();
     }
     ++generation_;

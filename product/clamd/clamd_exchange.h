@@ -39,9 +39,10 @@ struct ExchangeEnd {
     enum class Kind { kAnswered, kFailed, kLate };
 
     Kind kind = Kind::kLate;
-    std::string text;              // the answer as it came, or why there is none
-    std::string daemon = "clamd";  // who answered, for texts
-    bool sent = false;             // all had been sent when the answer came
+    std::string text;                // the answer as it came, or why there is none
+    std::string daemon = "clamd";    // who answered, for texts
+    ClamdProtocol::endpoint peer{};  // who answered
+    bool sent = false;               // all had been sent when the answer came
 };
 
 // Connects to the first address that it can, sends what it is given and reads an answer, until its
@@ -94,8 +95,9 @@ private:
     asio::steady_timer whole_;    // the deadline
     asio::steady_timer attempt_;  // the limit of finding or connecting to one endpoint
     std::vector<std::size_t> order_;
-    std::size_t tried_ = 0;  // of these
-    Endpoints endpoints_;    // of the address at work, those left last first
+    std::size_t tried_ = 0;         // of these
+    Endpoints endpoints_;           // of the address at work, those left last first
+    ClamdProtocol::endpoint peer_;  // the one at work
     Clock::duration per_endpoint_{};
     unsigned generation_ = 0;  // of attempts; what belongs to an earlier one comes too late
     bool connected_ = false;

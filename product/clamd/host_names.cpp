@@ -4,10 +4,15 @@
 #include <thread>
 #include <utility>
 
+#include "vek/platform/ansi_text.h"
+
 namespace reference_product {
 namespace {
 
 constexpr std::chrono::minutes kKnown{1};
+
+// A question that is older got lost for want of memory, or the system is unusually slow.
+constexpr std::chrono::seconds kPatience{30};
 
 }  // namespace
 
@@ -29,7 +34,9 @@ void HostNames::Find(const std::string& host, Found found) {
     if (!name.addresses.empty() && clock_.AwakeTime() - name.since < kKnown)
         return found(name.addresses, {});
     name.waiting.push_back(std::move(found));
-    if (name.waiting.size() != 1) return;
+    const auto now = clock_.AwakeTime();
+    if (name.waiting.size() != 1 && now - name.asked < kPatience) return;
+    name.asked = now;
     try {
         std::thread(Ask, owner_, host).detach();
     } catch (const std::system_error& failure) {
@@ -47,10 +54,12 @@ void HostNames::Ask(const std::shared_ptr<Owner>& owner, const std::string& host
     const std::lock_guard guard(owner->lock);
     if (owner->names == nullptr) return;
     asio::post(owner->names->io_, [names = owner->names, host, addresses, error] {
-        names->Answer(host, addresses, "the host's name is not known, " + error.message());
+        names->Answer(
+            host, addresses,
+            "the host's name is not known, " + vek::platform::AnsiToUtf8(error.message()));
     });
 } catch (...) {
-    // Those who wait have their deadlines.
+    // Those who wait have their deadlines, and the next ones ask again after a while.
 }
 
 void HostNames::Answer(const std::string& host, Addresses addresses, const std::string& trouble) {

@@ -16,8 +16,9 @@
 namespace reference_product {
 
 // Asks the system for hosts' addresses, which takes as long as it likes: each question has a thread
-// of its own, which nobody waits for, and a host has one question at a time. To be used and
-// destroyed where the context runs, or while it does not.
+// of its own, which nobody waits for, and a host has one question at a time, or another after half
+// a minute without an answer. To be used and destroyed where the context runs, or while it does
+// not.
 class HostNames {
 public:
     using Addresses = std::vector<asio::ip::address>;
@@ -38,6 +39,7 @@ private:
     struct Name {
         Addresses addresses;
         std::chrono::milliseconds since{};
+        std::chrono::milliseconds asked{};
         std::vector<Found> waiting;
     };
     // What the questions' threads see of their owner, as long as there is one.

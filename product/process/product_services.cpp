@@ -71,14 +71,17 @@ ProductStatus StatusOf(SettingsStore& store, const ScannerEngine& rules, EngineC
     const auto version = vek::HexDigits<char>(static_cast<std::uint32_t>(rules.version()));
     ProductStatus status{now.plugin.isPluginEnabled ? Protection::kOn : off, "",
                          "Rules " MLXO_VERSION, std::string(version.begin(), version.end())};
-    if (const auto engine = choice.Current()) {
-        EngineState state = engine->State();
-        if (!state.name.empty()) status.engine += ", " + state.name;
-        if (!state.signatures.empty()) status.signatures += ", " + state.signatures;
-        status.trouble = std::move(state.trouble);
-        if (!status.trouble.empty() && status.protection == Protection::kOn)
-            status.protection = Protection::kNoEngine;
+    EngineState state;
+    try {
+        if (const auto engine = choice.Current()) state = engine->State();
+    } catch (const std::runtime_error& error) {
+        state.trouble = error.what();
     }
+    if (!state.name.empty()) status.engine += ", " + state.name;
+    if (!state.signatures.empty()) status.signatures += ", " + state.signatures;
+    status.trouble = std::move(state.trouble);
+    if (!status.trouble.empty() && status.protection == Protection::kOn)
+        status.protection = Protection::kNoEngine;
     return status;
 }
 
@@ -93,7 +96,9 @@ ProductServices::ProductServices(const ProductOptions& options, const Log& log, 
       finds_(std::make_shared<FindHistory>(options.private_data / "finds", log)),
       settings_(std::make_shared<SettingsStore>(options.settings, options.users, log)),
       choice_(std::make_shared<EngineChoice>(settings_, log)),
-      engine_(LoadEngine(options.rules, [choice = choice_] { return choice->Current(); })),
+      engine_(LoadEngine(
+          options.rules,
+          [choice = choice_](const std::string& account) { return choice->CurrentOf(account); })),
       clean_(std::make_shared<CleanMemory>(CleanLimitsOf(settings_))),
       kept_(std::make_shared<KeptStore>(options.kept, KeptLimitsOf(settings_), log)),
       texts_(std::make_shared<TextFolder>(options.texts, log)),

@@ -32,7 +32,7 @@ struct AwakeClock : tests::FakeClock {
 };
 
 struct Clamd : ::testing::Test {
-    std::unique_ptr<ContentEngine> MakeEngine(const std::vector<std::string>& addresses) {
+    std::unique_ptr<AccountsEngine> MakeEngine(const std::vector<std::string>& addresses) {
         options.addresses.clear();
         for (const auto& text : addresses)
             options.addresses.push_back(ParseEngineAddress(text).value());
@@ -129,10 +129,10 @@ TEST_F(Clamd, MayFailInEachWay) {
         {small, answers(std::string(5000, 'x')), "answers without end"},
         {small, answers("stream: OK\0stream: OK\0"s), "more than one answer"},
         {small, answers("stream: Can't allocate memory ERROR\0"s), "error: Can't allocate"},
-        {small, answers("\x7F\xFF\n\xE2\x80\xAE\0"s), "\".\xEF\xBF\xBD..\""},
-        {small, answers("stream: \x1B\xC3\xA4 FOUND\0"s), ".\xC3\xA4", VerdictKind::kFound},
-        {small, answers("stream: " + long_name + " FOUND" + '\0'),
-         long_name.substr(0, 255) + "\xE2\x80\xA6", VerdictKind::kFound},
+        {small, answers("\x7F\xFF\n\xE2\x80\xAE\0"s), "\" \xEF\xBF\xBD  \""},
+        {small, answers("stream: \x1B\xC3\xA4 FOUND\0"s), " \xC3\xA4", VerdictKind::kFound},
+        {small, answers("stream: " + long_name + " FOUND" + '\0'), long_name.substr(0, 256) + "...",
+         VerdictKind::kFound},
     };
     StandInClamd daemon;
     for (const auto& row : kCases) {
@@ -159,12 +159,18 @@ TEST_F(Clamd, IsAskedAtTheNextAddressWhenOneFails) {
     const unsigned short port = first->port();
     const auto engine =
         MakeEngine({"tcp:localhost:" + std::to_string(port), deaf.address(), last.address()});
+    last.Behave({.version = "ClamAV 1.4.7"});
+    ASSERT_TRUE(tests::WaitUntil([&] { return engine->State().version != 0; }));
+    const auto version = engine->State().version;
     EXPECT_TRUE(IsClean(*engine));
     EXPECT_EQ(first->contents().size(), 1u);
+    EXPECT_EQ(engine->State().version, version);
     first->Behave({.after = After::kEnd, .bytes = 1});
     EXPECT_THAT(Check(*engine, "text").text, HasSubstr("closed the connection"));
     EXPECT_TRUE(IsClean(*engine));
     EXPECT_EQ(last.contents().size(), 1u) << "and the deaf one was given up";
+    EXPECT_NE(engine->State().version, version) << "which is that of the first one";
+    EXPECT_TRUE(tests::WaitUntil([&] { return engine->State().name == "ClamAV 1.4.7"; }));
     first->Behave({});
     clock.now = 29'999ms;
     EXPECT_TRUE(IsClean(*engine));
@@ -172,6 +178,11 @@ TEST_F(Clamd, IsAskedAtTheNextAddressWhenOneFails) {
     clock.now = 30'000ms;
     EXPECT_TRUE(IsClean(*engine));
     EXPECT_EQ(last.contents().size(), 2u);
+
+    options.per_part = 600ms;
+    const auto hasty = MakeEngine({deaf.address(), last.address()});
+    EXPECT_THAT(Check(*hasty, "text").text, HasSubstr("could not be reached"));
+    EXPECT_TRUE(IsClean(*hasty)) << "the deaf one comes last";
 
     const auto alone = MakeEngine({first->address()});
     first.reset();
@@ -185,7 +196,7 @@ TEST_F(Clamd, IsAskedAtTheNextAddressWhenOneFails) {
 
 TEST_F(Clamd, HasSoManyStreamsAtOnce) {
     StandInClamd daemon;
-    options.streams = 2;
+    options.streams = 3;  // two for one account
     daemon.Behave({.verdict_takes = 20ms});
     const auto engine = MakeEngine({daemon.address()});
     std::vector<std::jthread> mails;
@@ -209,7 +220,12 @@ TEST_F(Clamd, HasSoManyStreamsAtOnce) {
     const auto hasty = MakeEngine({daemon.address()});
     daemon.Behave({.verdict_takes = 5s});
     const auto slow = hasty->BeginMail();
-    const auto one = Fed(*slow, "text"), two = Fed(*slow, "text"), three = Fed(*slow, "text");
+    const auto one = Fed(*slow, "text"), two = Fed(*slow, "text");
+    const auto others = hasty->BeginMailOf("another account");
+    const auto start = std::chrono::steady_clock::now();
+    const auto free = others->Begin();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 300ms) << "is left to others";
+    const auto three = Fed(*slow, "text");
     EXPECT_THAT(two->Verdict().text, HasSubstr("did not answer within 1 s"));
     EXPECT_EQ(three->Verdict().kind, VerdictKind::kNotChecked);
     daemon.Behave({});
@@ -283,8 +299,10 @@ TEST(EngineChoice, FollowsTheSettings) {
                                   members + "}");
     };
     const Log log = [](std::string_view) {};
-    write("");
+    write("{");
     EngineChoice choice(std::make_shared<SettingsStore>(file, "", log), log);
+    EXPECT_THROW(choice.Current(), std::runtime_error) << "they may want clamd";
+    write("");
     EXPECT_EQ(choice.Current(), nullptr);
     write(R"(, "engine": "clamd", "engineAddresses": ["tcp:127.0.0.1:9"])");
     const auto engine = choice.Current();

@@ -82,7 +82,7 @@ protected:
         ScanReport report;
         const auto product = vek::MakeObject<InProcessProduct>(vek::MakeObject<MailScanner>(
             std::make_shared<ScannerEngine>(
-                std::move(parsed.rules), [this] { return engine_; }, limits_of_contents_),
+                std::move(parsed.rules), [this](auto&) { return engine_; }, limits_of_contents_),
             [&](const ScanReport& made) { report = made; }, memory_));
         plugins::loader::ServiceAccess services{[&](vek::RefPtr<plugins::ILoader>& loader) {
             loader = product;

@@ -52,7 +52,7 @@ reference_product::EngineSource EngineOf(const std::filesystem::path& product) {
     const auto choice = std::make_shared<reference_product::EngineChoice>(
         std::make_shared<reference_product::SettingsStore>(file, std::filesystem::path(), nowhere),
         nowhere);
-    return [choice] { return choice->Current(); };
+    return [choice](const std::string& account) { return choice->CurrentOf(account); };
 }
 
 }  // namespace
