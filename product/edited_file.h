@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -27,17 +28,20 @@ public:
         : path_(std::move(path)), parse_(std::move(parse)), log_(std::move(log)) {}
 
     // Gives what the file says now; what it said before while it cannot be read, as when somebody
-    // keeps it open for himself. A missing file gives kNotFound, one that cannot be parsed, or was
-    // never read, kInvalidType: then `content` stays as it was. The log is told why, once.
+    // keeps it open for himself; then it is not tried again for a second. A missing file gives
+    // kNotFound, one that cannot be parsed, or was never read, kInvalidType: then `content` stays
+    // as it was. The log is told why, once.
     vek::result_t Get(std::shared_ptr<const Content>& content) {
         const std::lock_guard guard(lock_);
         vek::result_t code = vek::result::kInvalidType;
         try {
             std::optional<std::string> text;
+            if (Clock::now() < next_read_) return Last(content);
             try {
                 text = ReadTextFile(path_);
             } catch (const std::runtime_error&) {
-                if (content_) code = vek::result::kOk, content = content_;
+                next_read_ = Clock::now() + std::chrono::seconds(1);
+                code = Last(content);
                 throw;
             }
             if (!text) {
@@ -57,6 +61,13 @@ public:
     const std::filesystem::path& path() const noexcept { return path_; }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    vek::result_t Last(std::shared_ptr<const Content>& content) const {
+        if (!content_) return vek::result::kInvalidType;
+        content = content_;
+        return vek::result::kOk;
+    }
     void Take(std::string text) {
         try {
             content_ = std::make_shared<const Content>(parse_(text));
@@ -73,6 +84,7 @@ private:
     // The last well-formed text, and its content.
     std::string text_;
     std::shared_ptr<const Content> content_;
+    Clock::time_point next_read_{};
     std::string trouble_;  // the complaint that the log has already had
 };
 

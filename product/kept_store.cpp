@@ -4,7 +4,9 @@
 #include <array>
 #include <charconv>
 #include <fstream>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string_view>
@@ -131,6 +133,10 @@ public:
             throw std::runtime_error(PathText(written_) + ": cannot be written");
         size_ += bytes.size();
     }
+    // Has it outlive a loss of power.
+    void Flush() {
+        if (!file_.Flush()) throw std::runtime_error(PathText(written_) + ": cannot be written");
+    }
     void Finish() {
         file_ = {};
         if (written_ != path_) fs::rename(written_, path_);
@@ -163,12 +169,13 @@ std::string SafeName(std::string_view name) {
 
 }  // namespace
 
-KeptStore::KeptStore(fs::path folder, std::function<std::optional<KeptLimits>()> limits, Log log,
+KeptStore::KeptStore(fs::path folder, std::function<KeptLimits()> limits, Log log,
                      vek::platform::Clock& clock)
     : folder_(std::move(folder)), limits_(std::move(limits)), log_(std::move(log)), clock_(clock) {
     fs::create_directories(folder_);
-    const std::string last = ReadTextFile(folder_ / kLastNumber).value_or("");
+    const std::string last = ReadTextFile(folder_ / kLastNumber).value_or("0");
     std::from_chars(last.data(), last.data() + last.size(), last_id_);
+    if (last != std::to_string(last_id_)) log_("kept: last-number is malformed");
     for (const auto& file : fs::directory_iterator(folder_)) {
         std::error_code ignored;
         if (file.path().extension() == kUnfinished) fs::remove(file.path(), ignored);
@@ -201,22 +208,22 @@ public:
     Room& operator=(const Room&) = delete;
 
     // Raises std::runtime_error when it is to take more than there can be. Nothing goes for it yet.
-    void Grow(std::uint64_t cost, const std::optional<KeptLimits>& limits) {
+    void Grow(std::uint64_t cost, const KeptLimits& limits) {
         const std::lock_guard guard(store_.lock_);
         account_.unfinished += cost - std::exchange(cost_, cost);
         std::uint64_t all = 0;
         for (const auto& [name, account] : store_.accounts_) all += account.unfinished;
-        if (limits && all > limits->bytes && account_.unfinished > limits->bytes / kSmallPart)
+        if (all > limits.bytes && account_.unfinished > limits.bytes / kSmallPart)
             throw std::runtime_error("more than all that may be kept is to be kept at once");
     }
 
     // With the lock: makes the room free that the item is to have for good.
-    void Finish(const std::optional<KeptLimits>& limits) {
-        if (!limits) return;
-        if (cost_ > limits->bytes / kSmallPart &&
-            !store_.CanMakeRoom(account_, cost_, limits->bytes))
+    void Finish(const KeptLimits& limits) {
+        if (!limits.are_known && store_.Cost() > limits.bytes)
+            throw std::runtime_error("there is no room, and how much may be kept is not known");
+        if (cost_ > limits.bytes / kSmallPart && !store_.CanMakeRoom(account_, cost_, limits.bytes))
             throw std::runtime_error("others have no room to spare for it");
-        store_.MakeRoom(limits->bytes);
+        store_.MakeRoom(limits.bytes);
     }
     // With the lock: the item has it.
     void Become(const KeptItem& item) {
@@ -240,13 +247,15 @@ private:
 fs::path KeptStore::FileOf(std::uint32_t id) const { return folder_ / NameOf(id); }
 
 std::uint32_t KeptStore::Keep(KeptItem item, const std::function<void(const Sink&)>& read) {
-    const std::optional<KeptLimits> limits = limits_();
-    if (limits && limits->bytes == 0) return 0;
+    const KeptLimits limits = limits_();
+    if (limits.bytes == 0) return 0;
     item.time = clock_.UtcNow();
     item.subject = Shortened(std::move(item.subject), kLongestText);
     item.name = Shortened(std::move(item.name), kLongestText);
     {
         const std::lock_guard guard(lock_);
+        if (last_id_ == std::numeric_limits<std::uint32_t>::max())
+            throw std::runtime_error("there is no number left for it");
         item.id = ++last_id_;
     }
     const Key key = NewKey();
@@ -262,9 +271,11 @@ std::uint32_t KeptStore::Keep(KeptItem item, const std::function<void(const Sink
         mask.Apply(hidden);
         file.Append(hidden);
     });
+    file.Flush();
     const std::lock_guard guard(lock_);
-    room.Finish(limits);
     ReplaceTextFile(folder_ / kLastNumber, std::to_string(last_id_));
+    // Others lose what they keep for it: so nothing that is likely to fail comes after.
+    room.Finish(limits);
     file.Finish();
     room.Become(item);
     return item.id;
@@ -279,14 +290,14 @@ void KeptStore::Remove(std::uint32_t id) noexcept {
 }
 
 void KeptStore::Expire() {
-    const std::optional<KeptLimits> limits = limits_();
+    const KeptLimits limits = limits_();
     const std::lock_guard guard(lock_);
     expired_ = clock_.UtcNow();
-    if (!limits) return;
+    if (!limits.are_known) return;
     for (auto& [name, account] : accounts_)
         for (Entry& item : account.items) item.is_stuck = false;
-    DropOld(limits->age);
-    MakeRoom(limits->bytes);
+    DropOld(limits.age);
+    MakeRoom(limits.bytes);
 }
 
 void KeptStore::ExpireDaily() {

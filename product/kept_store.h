@@ -15,7 +15,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -31,6 +30,7 @@ namespace reference_product {
 struct KeptLimits {
     std::chrono::days age{0};
     std::uint64_t bytes = 0;
+    bool are_known = true;  // else nothing that is kept goes, and what finds no room is not kept
 };
 
 // What an item is. Texts are UTF-8, of which the store shortens long ones.
@@ -51,10 +51,10 @@ public:
     using Sink = std::function<void(std::span<const std::byte>)>;
 
     // Makes the folder, removes what a process that ended in the middle has left, and expires.
-    // `limits` is asked each time; nothing while they are not known: then all is kept. `clock` must
-    // outlive the store. Raises std::exception without a folder.
-    KeptStore(std::filesystem::path folder, std::function<std::optional<KeptLimits>()> limits,
-              Log log, vek::platform::Clock& clock = vek::platform::TheClock());
+    // `limits` is asked each time. `clock` must outlive the store. Raises std::exception without a
+    // folder.
+    KeptStore(std::filesystem::path folder, std::function<KeptLimits()> limits, Log log,
+              vek::platform::Clock& clock = vek::platform::TheClock());
 
     // Keeps a content that `read` hands to its sink; gives the item's number, 0 when nothing is to
     // be kept. Until it returns there is no such item, however the process ends. Raises what `read`
@@ -94,7 +94,7 @@ private:
     void MakeRoom(std::uint64_t most);
 
     const std::filesystem::path folder_;
-    const std::function<std::optional<KeptLimits>()> limits_;
+    const std::function<KeptLimits()> limits_;
     const Log log_;
     vek::platform::Clock& clock_;
     std::mutex lock_;  // guards what follows

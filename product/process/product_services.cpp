@@ -33,7 +33,7 @@ std::shared_ptr<const ScannerEngine> LoadEngine(const std::filesystem::path& rul
     return std::make_shared<ScannerEngine>(std::move(parsed.rules), std::move(contents));
 }
 
-// While the settings are not known nothing is remembered, and all is kept.
+// While the settings are not known nothing is remembered.
 std::function<CleanLimits()> CleanLimitsOf(std::shared_ptr<SettingsStore> store) {
     return [store = std::move(store)] {
         const std::optional<ProductSettings> settings = store->OfAll();
@@ -43,12 +43,13 @@ std::function<CleanLimits()> CleanLimitsOf(std::shared_ptr<SettingsStore> store)
     };
 }
 
-std::function<std::optional<KeptLimits>()> KeptLimitsOf(std::shared_ptr<SettingsStore> store) {
-    return [store = std::move(store)]() -> std::optional<KeptLimits> {
-        const std::optional<ProductSettings> settings = store->OfAll();
-        if (!settings) return std::nullopt;
-        return KeptLimits{std::chrono::days(settings->kept_days),
-                          std::uint64_t{settings->kept_megabytes} << 20};
+// While the settings are not known the defaults bound what is kept.
+std::function<KeptLimits()> KeptLimitsOf(std::shared_ptr<SettingsStore> store) {
+    return [store = std::move(store)] {
+        const std::optional<ProductSettings> known = store->OfAll();
+        const ProductSettings settings = known.value_or(ProductSettings{});
+        return KeptLimits{std::chrono::days(settings.kept_days),
+                          std::uint64_t{settings.kept_megabytes} << 20, known.has_value()};
     };
 }
 

@@ -95,19 +95,27 @@ public:
     // Takes it, and gives false when another process shows its window instead, which has been
     // brought to the front then. Of one that does neither it takes no notice in the end.
     bool Take() noexcept {
-        for (int look = 0; look != kLooks && !taken_; ++look) {
+        for (; looks_ != kLooks && !taken_; ++looks_) {
             if (::WaitForSingleObject(mutex_.get(), kBetweenLooks) != WAIT_TIMEOUT) {
                 taken_ = true;
             } else if (SettingsDialog::BringAnothersToFront()) {
                 return false;
             }
+            ServeCom();
         }
         return true;
     }
 
 private:
+    // Its callers would wait as well. Whoever asks for the window meanwhile is about to get it.
+    static void ServeCom() noexcept {
+        for (MSG message; ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE;)
+            ::DispatchMessageW(&message);
+    }
+
     const vek::platform::UniqueHandle mutex_;
     bool taken_ = false;
+    int looks_ = 0;  // all of them: it is not waited for again
 };
 
 // Runs the message loop of the window, which is made when somebody wants to see it.

@@ -4,10 +4,11 @@
 // After windows.h, which they need.
 #include <aclapi.h>
 #include <sddl.h>
-#include <winternl.h>
 
 #include <memory>
+#include <utility>
 
+#include "product/state/open_at_once_win32.h"
 #include "product/state/run_folder.h"
 #include "product/state/text_file.h"
 #include "vek/core/border.h"
@@ -58,36 +59,16 @@ void Make(const std::filesystem::path& folder, Openness openness, const std::str
         throw Failure(folder, "cannot be made");
 }
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// Of a file or folder itself, not what it leads to.
+constexpr ULONG kItself = FILE_OPEN_FOR_BACKUP_INTENT | FILE_OPEN_REPARSE_POINT;
 
-// Opens a file or folder itself, not what it leads to. Whoever reads a file may have an oplock on
-// it and need never let go: the usual way to open one waits for him, this one does not. Null after
-// a failure; ::GetLastError() says why.
-UniqueHandle OpenAtOnce(const std::filesystem::path& path, DWORD access, DWORD share,
-                        ULONG options = 0) {
-    UNICODE_STRING name;
-    Require(::RtlDosPathNameToNtPathName_U(path.c_str(), &name, nullptr, nullptr) != FALSE);
-    OBJECT_ATTRIBUTES object;
-    InitializeObjectAttributes(&object, &name, OBJ_CASE_INSENSITIVE, nullptr, nullptr);
-    IO_STATUS_BLOCK unused;
-    HANDLE file = nullptr;
-    options |= FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_FOR_BACKUP_INTENT |
-               FILE_OPEN_REPARSE_POINT | FILE_COMPLETE_IF_OPLOCKED;
-    const NTSTATUS status =
-        ::NtCreateFile(&file, access | SYNCHRONIZE, &object, &unused, nullptr,
-                       FILE_ATTRIBUTE_NORMAL, share, FILE_OPEN, options, nullptr, 0);
-    ::RtlFreeUnicodeString(&name);
-    ::SetLastError(::RtlNtStatusToDosError(status));
-    return UniqueHandle(NT_SUCCESS(status) ? file : nullptr);
-}
-
-// A folder cannot be moved while it is open.
+// A folder cannot be moved while it is open. Null when it is gone.
 UniqueHandle Open(const std::filesystem::path& path, bool is_folder) {
-    UniqueHandle file = OpenAtOnce(
+    OpenedFile opened = OpenAtOnce(
         path, READ_CONTROL | FILE_READ_ATTRIBUTES | (is_folder ? FILE_LIST_DIRECTORY : 0),
-        is_folder ? FILE_SHARE_READ | FILE_SHARE_WRITE : kShareAll);
-    if (!file) throw Failure(path, "cannot be opened");
-    return file;
+        is_folder ? FILE_SHARE_READ | FILE_SHARE_WRITE : kShareAll, kItself);
+    if (!opened.file && !opened.IsGone()) throw Failure(path, "cannot be opened");
+    return std::move(opened.file);
 }
 
 AccessEntry EntryOf(const ACE_HEADER& header) {
@@ -133,7 +114,8 @@ void Look(const std::filesystem::path& path, HANDLE file, Openness openness,
 }
 
 // Of all that is in a folder nothing may be others' to change. A folder is looked into when it is
-// known to be no link.
+// known to be no link. What goes meanwhile is nobody's to change: a name of an earlier scanner may
+// have been removed and be open still.
 void LookInto(const std::filesystem::path& folder, const std::string& account,
               const std::function<void()>& look) {
     for (const auto& each : std::filesystem::directory_iterator(folder)) {
@@ -141,6 +123,7 @@ void LookInto(const std::filesystem::path& folder, const std::string& account,
         const bool is_folder =
             attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         const UniqueHandle file = Open(each.path(), is_folder);
+        if (!file) continue;
         Look(each.path(), file.get(), Openness::kReadable, account);
         look();
         if (is_folder) LookInto(each.path(), account, look);
@@ -161,6 +144,7 @@ DataFolders::DataFolders(const std::filesystem::path& data, const std::function<
 void DataFolders::Take(const std::filesystem::path& folder, Openness openness) {
     Make(folder, openness, account_);
     held_.push_back(Open(folder, true));
+    if (!held_.back()) throw Failure(folder, "cannot be opened");
     Look(folder, held_.back().get(), openness, account_);
     BY_HANDLE_FILE_INFORMATION facts;
     if (::GetFileInformationByHandle(held_.back().get(), &facts) == FALSE ||
@@ -172,7 +156,7 @@ void WithdrawScanner(const std::filesystem::path& data) noexcept {
     static_cast<void>(vek::AtBorder([&] {
         const ScannerNames names(data);
         for (const std::filesystem::path& path : names.All())
-            OpenAtOnce(path, DELETE, kShareAll, FILE_DELETE_ON_CLOSE);
+            OpenAtOnce(path, DELETE, kShareAll, kItself | FILE_DELETE_ON_CLOSE);
         const std::uint32_t service = ::GetCurrentProcessId();
         if (names.ScannerOf(service)) names.Publish({service, 0, 0});
     }));

@@ -1,8 +1,6 @@
 #include "product/state/text_file.h"
 
-#include <array>
 #include <chrono>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -21,19 +19,6 @@ std::error_code Rename(const std::filesystem::path& from, const std::filesystem:
     return error;
 }
 
-// Gives nothing when there is no such file. A file that another process is just replacing may exist
-// and not open: so try again for a moment.
-std::optional<std::ifstream> Open(const std::filesystem::path& path) {
-    for (int attempt = 0; attempt < 20; ++attempt) {
-        std::ifstream file(path, std::ios::binary);
-        if (file) return file;
-        std::error_code error;
-        if (!std::filesystem::exists(path, error) && !error) return std::nullopt;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    throw std::runtime_error(PathText(path) + ": cannot be read");
-}
-
 }  // namespace
 
 std::string PathText(const std::filesystem::path& path) {
@@ -45,28 +30,24 @@ std::filesystem::path PathOf(std::string_view text) {
     return std::u8string(text.begin(), text.end());
 }
 
+// A file that another process is just replacing may exist and not open: so try again for a moment.
 std::optional<std::string> ReadTextFile(const std::filesystem::path& path) {
-    std::optional<std::ifstream> file = Open(path);
-    if (!file) return std::nullopt;
-    std::string text;
-    for (std::array<char, 4096> piece; *file && text.size() <= kLongestTextFile;) {
-        file->read(piece.data(), piece.size());
-        text.append(piece.data(), static_cast<std::size_t>(file->gcount()));
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        std::optional<std::string> text = ReadAtOnce(path);
+        if (text && text->size() > kLongestTextFile)
+            throw std::runtime_error(PathText(path) + ": too long");
+        if (text) return text;
+        std::error_code error;
+        if (!std::filesystem::exists(path, error) && !error) return std::nullopt;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    // Some systems let a folder be opened like a file.
-    if (!file->eof() && text.size() <= kLongestTextFile)
-        throw std::runtime_error(PathText(path) + ": cannot be read");
-    if (text.size() > kLongestTextFile) throw std::runtime_error(PathText(path) + ": too long");
-    return text;
+    throw std::runtime_error(PathText(path) + ": cannot be read");
 }
 
 void ReplaceTextFile(const std::filesystem::path& path, std::string_view text) {
     std::filesystem::path written = path;
     written += ".new";
-    std::ofstream file(written, std::ios::binary | std::ios::trunc);
-    file.write(text.data(), static_cast<std::streamsize>(text.size()));
-    file.close();
-    if (!file || Rename(written, path)) {
+    if (!WriteThrough(written, text) || Rename(written, path)) {
         std::error_code ignored;
         std::filesystem::remove(written, ignored);
         throw std::runtime_error(PathText(path) + ": cannot be written");

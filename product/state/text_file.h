@@ -22,7 +22,14 @@ std::filesystem::path PathOf(std::string_view text);
 std::optional<std::string> ReadTextFile(const std::filesystem::path& path);
 
 // Writes a file beside `path` and renames it, so that a reader sees either the old content or the
-// new one, whole. One writer at a time. Raises std::runtime_error that names the file.
+// new one, whole, even after the machine has lost its power. One writer at a time. Raises
+// std::runtime_error that names the file.
 void ReplaceTextFile(const std::filesystem::path& path, std::string_view text);
+
+// What the two are made of. The first gives a file's text, or more than kLongestTextFile bytes of
+// it; nothing when it cannot be had at this moment: it waits for nobody who has the file open. The
+// second tells whether the file now holds the text and lies on the disk.
+std::optional<std::string> ReadAtOnce(const std::filesystem::path& path);
+bool WriteThrough(const std::filesystem::path& path, std::string_view text);
 
 }  // namespace reference_product

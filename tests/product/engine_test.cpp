@@ -128,7 +128,7 @@ protected:
 
     const tests::TemporaryFolder folder_;
     const std::filesystem::path kept_ = folder_.path() / "kept";
-    std::optional<KeptLimits> limits_{{std::chrono::days(30), 1 << 20}};
+    KeptLimits limits_{std::chrono::days(30), 1 << 20};
     int logged_ = 0;
     ScanMemory memory_{nullptr, {nullptr, "S-1-5-1"}};
     std::shared_ptr<FakeEngine> engine_;
@@ -488,7 +488,7 @@ TEST_F(ScannerEngineTest, LeavesWhatCannotBeKept) {
     std::uint32_t reads = 0;
     const std::tuple<const char*, std::function<void()>, std::function<void()>> kCases[] = {
         {"no folder", [&] { remove_all(kept_); }, [&] { Keep(); }},
-        {"too large", [&] { limits_->bytes = 8192; }, [&] { limits_->bytes = 1 << 20; }},
+        {"too large", [&] { limits_.bytes = 8192; }, [&] { limits_.bytes = 1 << 20; }},
         {"unreadable", [&] { mapi_.faults().FailNth(Call::kStreamRead, reads + 1, E_FAIL); },
          [&] { mapi_.faults().Clear(); }}};
     Attach("a", std::string(8000, 'a'));
@@ -510,7 +510,7 @@ TEST_F(ScannerEngineTest, LeavesWhatCannotBeKept) {
     Check(kRules);
     EXPECT_EQ(Kept().size(), 1u) << "nobody knows whether it is gone";
     remove_all(kept_);
-    limits_->bytes = 0;
+    limits_.bytes = 0;
     EXPECT_EQ(Check(kRules).result, result::kOk) << "nothing is to be kept";
     EXPECT_THAT(Attachments(tag::kAttachFilenameA), IsEmpty());
     EXPECT_THAT(Kept(), IsEmpty());
@@ -525,7 +525,7 @@ TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
                                         [&](const auto& sink) { sink(content); });
     };
     constexpr std::uint64_t kDay = 24 * 36'000'000'000;
-    limits_->bytes = 5 * 4096;
+    limits_.bytes = 5 * 4096;
     for (std::uint32_t id = 1; id <= 3; ++id) {
         EXPECT_EQ(keep(10), id);
         clock_.utc += kDay;
@@ -539,8 +539,9 @@ TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
     EXPECT_EQ(keep(1), 7u);
     EXPECT_THAT(Kept(), ElementsAre(3, 4, 7));
     clock_.utc += 28 * kDay;
-    limits_.reset();
+    limits_.are_known = false;
     memory_.kept.store->ExpireDaily();
+    EXPECT_THROW(keep(1), std::runtime_error);
     EXPECT_THAT(Kept(), ElementsAre(3, 4, 7)) << "limits are not known";
     limits_ = {std::chrono::days(30), 1 << 20};
     memory_.kept.store->ExpireDaily();
@@ -550,14 +551,19 @@ TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
     EXPECT_THAT(Kept(), ElementsAre(4, 7));
     EXPECT_EQ(logged_, 4);
 
-    limits_->bytes = 5 * 4096;
+    limits_.bytes = 5 * 4096;
     user = "another";
-    EXPECT_EQ(keep(1), 8u);
     EXPECT_EQ(keep(1), 9u);
-    EXPECT_THAT(Kept(), ElementsAre(7, 8, 9)) << "who keeps most loses his oldest";
+    EXPECT_EQ(keep(1), 10u);
+    EXPECT_THAT(Kept(), ElementsAre(7, 9, 10)) << "who keeps most loses his oldest";
     EXPECT_THROW(keep(17'000), std::runtime_error) << "there is room only where less is kept";
-    EXPECT_EQ(keep(14'000), 11u);
-    EXPECT_THAT(Kept(), ElementsAre(7, 11));
+    const std::filesystem::path last = kept_ / "last-number", no_file = kept_ / "last-number.new";
+    create_directory(no_file);
+    EXPECT_THROW(keep(14'000), std::runtime_error);
+    remove(no_file);
+    EXPECT_THAT(Kept(), ElementsAre(7, 9, 10)) << "what is not kept takes nothing from others";
+    EXPECT_EQ(keep(14'000), 13u);
+    EXPECT_THAT(Kept(), ElementsAre(7, 13));
 
     const std::filesystem::path file = kept_ / "7.kept", aside = folder_.path() / "7.kept";
     rename(file, aside);
@@ -572,7 +578,14 @@ TEST_F(ScannerEngineTest, KeepsThingsForAWhile) {
     memory_.kept.store->ExpireDaily();
     EXPECT_THAT(Kept(), IsEmpty());
     Keep();
-    EXPECT_EQ(keep(1), 12u) << "no number is given twice";
+    EXPECT_EQ(keep(1), 14u) << "no number is given twice";
+    for (const std::string number : {"", "15 ", "4294967296", "4294967295"}) {
+        std::ofstream(last) << number;
+        logged_ = 0;
+        Keep();
+        EXPECT_EQ(logged_, number.ends_with('5') ? 1 : 2) << number << ", beside the broken item";
+    }
+    EXPECT_THROW(keep(1), std::runtime_error) << "there is none left";
 }
 
 }  // namespace

@@ -104,12 +104,12 @@ protected:
             ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtSuspendProcess")));
         return suspend(process.get()) == 0;
     }
-    // Keeps the files that say where the scanner is from others, as a user can.
-    std::vector<vek::platform::UniqueHandle> TakeNames() const {
+    // Holds the files that say where the scanner is, as a user can, and keeps them from others.
+    std::vector<vek::platform::UniqueHandle> TakeNames(DWORD share = 0) const {
         std::vector<vek::platform::UniqueHandle> taken;
         for (const fs::path& path : ScannerNames(data_).All())
-            taken.emplace_back(
-                ::CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+            taken.emplace_back(::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr,
+                                             OPEN_EXISTING, 0, nullptr));
         return taken;
     }
     std::string log() const { return tests::ReadFile(data_ / "private" / "product.log"); }
@@ -156,6 +156,8 @@ TEST_F(ServiceTest, IsFoundComesBackAndStops) {
                   result::kOk);
     }
 
+    // Removed names that are open stay until they are closed, and nobody can open them.
+    const auto going = TakeNames(FILE_SHARE_READ | FILE_SHARE_DELETE);
     ASSERT_TRUE(Stop());
     EXPECT_LT(took_, milliseconds(1000));
     EXPECT_THAT(log(), testing::EndsWith("scanner ended: exit code 0; service stopped\n"));

@@ -72,6 +72,12 @@ TEST(SettingsService, FollowsItsFileAndKeepsWhatItCannotRead) {
     EXPECT_EQ(settings, (MailPluginSettings{true, false, imposed, {0, 1, 0}}));
     EXPECT_NE(tests::ReadFile(path).find("\"rememberedHours\": 7"), std::string::npos);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+
+    remove(path);
+    create_directory(path);  // cannot be read, which each time takes a moment to find out
+    const auto begun = std::chrono::steady_clock::now();
+    for (int time = 0; time < 30; ++time) EXPECT_EQ(service->GetSettings(settings), result::kOk);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
 }
 
 struct SettingsOfUsers : ::testing::Test {

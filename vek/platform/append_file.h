@@ -23,6 +23,10 @@ public:
     // False when not all of them were taken; LastError() says why.
     bool Append(std::string_view bytes) noexcept;
 
+    // Has what was appended outlive a loss of power too. False when the system refuses;
+    // LastError() says why.
+    bool Flush() noexcept;
+
     // The bytes in the file now; zero when the system does not tell.
     std::uint64_t Size() const noexcept;
 

@@ -39,6 +39,12 @@ bool AppendFile::Append(std::string_view bytes) noexcept {
     return false;
 }
 
+bool AppendFile::Flush() noexcept {
+    if (::fsync(static_cast<int>(handle_.get())) == 0) return true;
+    FailWith(errno);
+    return false;
+}
+
 std::uint64_t AppendFile::Size() const noexcept {
     struct stat status;
     if (::fstat(static_cast<int>(handle_.get()), &status) != 0) return 0;

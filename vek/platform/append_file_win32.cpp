@@ -69,6 +69,8 @@ bool AppendFile::Append(std::string_view bytes) noexcept {
            taken == bytes.size();
 }
 
+bool AppendFile::Flush() noexcept { return ::FlushFileBuffers(AsHandle(handle_)) != FALSE; }
+
 std::uint64_t AppendFile::Size() const noexcept {
     LARGE_INTEGER size;
     if (::GetFileSizeEx(AsHandle(handle_), &size) == FALSE) return 0;

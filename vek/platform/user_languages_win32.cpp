@@ -10,7 +10,8 @@ std::string UserLanguages() {
     ULONG count = 0, size = 0;
     // It may have grown between the question for its size and the second one.
     while (::GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count,
-                                         names.empty() ? nullptr : names.data(), &size)) {
+                                         names.empty() ? nullptr : names.data(), &size) ||
+           ::GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
         if (size <= names.size()) {
             names.resize(size);
             // Each has a zero behind it, and the list another.
