@@ -31,13 +31,13 @@ build_preset() {
     ) 9>"$root/build/$1.lock"
 }
 
-# build_aside PRESET [TARGET...]: the same on one processor, with what others leave of it, in place
-# of the shell that calls it. A TERM ends it, and loses the one file that is being compiled.
+# build_aside PRESET [TARGET...]: the same with what others leave of the processors, in place of the
+# shell that calls it. A TERM ends it, and loses the files that are being compiled.
 build_aside() {
     mkdir -p -- "$root/build"
     exec 9>"$root/build/$1.lock"
     flock 9
-    configure_preset "$1" && exec nice -n 19 ninja -C "$root/build/$1" -j 1 "${@:2}"
+    configure_preset "$1" && exec nice -n 19 ninja -C "$root/build/$1" -j "$jobs" "${@:2}"
 }
 
 configure_preset() {
