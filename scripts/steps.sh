@@ -31,13 +31,13 @@ build_preset() {
     ) 9>"$root/build/$1.lock"
 }
 
-# build_aside PRESET [TARGET...]: the same with what others leave of the processors, in place of the
-# shell that calls it. A TERM ends it, and loses the files that are being compiled.
+# build_aside JOBS PRESET [TARGET...]: the same with what others leave of so many processors, in place
+# of the shell that calls it. A TERM ends it, and loses the files that are being compiled.
 build_aside() {
     mkdir -p -- "$root/build"
-    exec 9>"$root/build/$1.lock"
+    exec 9>"$root/build/$2.lock"
     flock 9
-    configure_preset "$1" && exec nice -n 19 ninja -C "$root/build/$1" -j "$jobs" "${@:2}"
+    configure_preset "$2" && exec nice -n 19 ninja -C "$root/build/$2" -j "$1" "${@:3}"
 }
 
 configure_preset() {
